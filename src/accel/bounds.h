@@ -1,0 +1,22 @@
+// Boxes of primitives and of instances.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "geometry/types.h"
+
+namespace mh {
+
+Aabb particle_bounds(const Part& part, std::uint32_t index);
+// The nine curve samples, enlarged by the radius of the first vertex.
+Aabb cylinder_bounds(const Part& part, std::uint32_t index);
+Aabb triangle_bounds(const Part& part, std::uint32_t index);
+Aabb tetragon_bounds(const Part& part, std::uint32_t index);
+
+// Box of what the reference names, in the object's space.
+Aabb reference_bounds(const Object& object, const PrimitiveRef& ref);
+
+// Derives inverse, normal matrix, block and world box from the matrix and the target's box, and
+// decides whether the instance is usable.
+void UpdateInstance(Instance& instance);
+
+} // namespace mh

@@ -1,0 +1,60 @@
+// The process-wide state of a run: settings, counters, per-thread tables.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "math/constants.h"
+#include "math/matrix.h"
+#include "math/vec3.h"
+
+#include <array>
+#include <cstdint>
+#include <string>
+
+namespace mh {
+
+constexpr int kMaxInstanceLevels = 16;
+
+struct RendererSettingsRecord {
+    std::int32_t sample = 64; // gather rays of a full-weight point over the run
+    std::int32_t photon_depth = 8;
+    std::int32_t ray_depth = 8; // 8 bits of depth: the effective limit is 255
+    std::int32_t bounce = 1;    // levels of diffuse and glossy bounces
+    float distance = 1.0f;      // gather length; 0 selects path tracing
+    float resolution = 1.0f;    // area of a density cell; 0 selects path tracing
+    float radius = 1.0f;        // of caustic look-ups
+    float radius_squared = 1.0f, radius_cubed = 1.0f;
+    Vec3 clamp = {kFar, kFar, kFar};  // upper limit of a pixel's value in a frame
+    float exposure = 0.0f;            // stored only
+    bool final_gather = false;        // the mode, decided when the renderer is initialised
+    std::int32_t bounce_samples = 64; // copy of sample: bounce count of the light weights
+};
+
+struct RayStatisticsRecord {
+    std::int64_t render_microseconds = 0;
+    std::int64_t render_rays = 0;
+    std::int64_t render_shadow_rays = 0;
+};
+
+// What one thread owns while it traces; indexed by Ray::thread.
+struct alignas(64) ThreadState {
+    std::int32_t pixel = 0; // linear index y * width + x, the slot of all AOV writes
+    std::uint64_t rays = 0; // closest-hit queries
+    std::uint64_t shadow_rays = 0;
+    std::uint64_t shadow_nodes = 0, shadow_leaves = 0, shadow_primitives = 0;
+    Vec3 last_lookup_position;       // of the last caustic look-up worth keeping
+    float last_lookup_radius = kFar; // squared; kFar for none
+    std::array<Mat3, kMaxInstanceLevels>
+        instance_normal_matrices; // of the closest hit, outermost first
+};
+
+extern RendererSettingsRecord RendererSettings;
+extern RayStatisticsRecord RayStatistics;
+extern std::array<ThreadState, kMaxThreads> ThreadStates;
+extern std::int32_t ActiveCameraIndex; // always 0: the first camera is the one rendered
+extern std::uint32_t FrameIndex;       // frames done so far
+extern std::uint32_t CurrentSample;    // the frame in progress; first index of split loops
+extern std::string SceneDirectory;
+extern bool PreviewWindow;
+extern float DisplayGamma; // stored only
+
+} // namespace mh

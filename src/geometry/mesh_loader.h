@@ -1,0 +1,35 @@
+// Faces that still index positions, uvs, normals and tangents apart, and their assembly into a part
+// with one vertex index by welding equal corners.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "geometry/types.h"
+
+#include <array>
+#include <vector>
+
+namespace mh {
+
+constexpr std::uint32_t kAbsent = 0xFFFFFFFFu;
+
+struct LoaderCorner {
+    std::uint32_t position = kAbsent, uv = kAbsent, normal = kAbsent, tangent = kAbsent;
+};
+
+struct LoaderFace {
+    std::array<LoaderCorner, 4> corner; // a triangle uses three
+    std::int32_t shader = 0;
+};
+
+struct MeshLoader {
+    bool warned_polygons = false, warned_degenerate = false; // each message comes once
+    std::vector<Vec3> positions, normals, tangents;          // pools
+    std::vector<Vec2> uvs;
+    std::vector<LoaderFace> triangles, tetragons;
+};
+
+// Appends the faces to the part: equal corners share a vertex, faces with two equal positions are
+// dropped silently, faces whose position index is absent or outside the pool with one warning.
+void AssembleMesh(MeshLoader& loader, Part& part);
+
+} // namespace mh

@@ -1,0 +1,43 @@
+// The sky: what rays that leave the scene see, and importance sampling of its image.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "lights/types.h"
+#include "shading/ray.h"
+
+namespace mh {
+
+// All fields to their defaults, AOVs and links included; at startup and after the run.
+void ResetSkyLight();
+
+// What a new "sky_light" block resets: colour, photons, frame, medium, sample, thickness, ior.
+void ResetSkyLightBlock(SkyLightRecord& sky);
+
+// Phase 5: frame, medium, images, sampling map, AOVs; reports. May run twice.
+void InitializeSkyLight();
+
+// Releases the map and the images, writes the AOVs, resets the settings but not AOVs, links and
+// names.
+void FinalizeSkyLight();
+
+// Radiance of the sky along the ray, by backdrop, image, map or colour.
+Vec3 sky_lookup(const Ray& ray);
+
+// The image (times colour) or the colour in a direction: the full resolution, no backdrop.
+Vec3 sky_direction_radiance(const Vec3& direction);
+
+// Value of a ray that left the scene: linked, weighted against light samples, added to the AOVs.
+Vec3 sky_radiance(const Ray& ray);
+
+// Light of the sky's samples at a point.
+LightSplit direct_sky(const Ray& ray, const SurfacePoint& point);
+
+// First ray of sky photon `number`.
+void emit_sky_photon(Ray& ray, std::int64_t number);
+
+// Cube map addressing: direction of continuous texel coordinates, and texel of a direction as
+// face * 65536 + 256 y + x.
+Vec3 sky_face_direction(int face, float x, float y);
+std::int32_t sky_texel(const Vec3& direction);
+
+} // namespace mh

@@ -1,0 +1,135 @@
+// The four kinds of light, and the split of arriving light over the layers of a surface.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "math/constants.h"
+#include "math/discrete_sampler.h"
+#include "math/matrix.h"
+#include "math/rgbe.h"
+#include "math/vec3.h"
+#include "output/types.h"
+#include "shading/types.h"
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace mh {
+
+struct Ray;
+
+// Light that has arrived for each layer, weighted by Fresnel and the layer's geometry, before the
+// layer's colour.
+struct LightSplit {
+    Vec3 to_lambertian, to_transmissive, to_glossy, to_specular;
+};
+
+inline LightSplit& operator+=(LightSplit& a, const LightSplit& b) {
+    a.to_lambertian += b.to_lambertian;
+    a.to_transmissive += b.to_transmissive;
+    a.to_glossy += b.to_glossy;
+    a.to_specular += b.to_specular;
+    return a;
+}
+
+// Shaders that a light reaches; no names and no indices means all of them.
+struct LightLink {
+    std::vector<std::string> names;    // of scene files
+    std::vector<std::int32_t> shaders; // of hosts, and the names once resolved
+};
+
+// The base of the analytic lights.
+struct Light {
+    virtual ~Light() = default;
+    virtual void reset() = 0; // sets the defaults
+    // First ray of photon number `index` (origin, direction, power and all other fields).
+    virtual void emit_photon(Ray& ray, std::int64_t index) const = 0;
+
+    Vec3 tangent = {1.0f, 0.0f, 0.0f}, bitangent = {0.0f, 1.0f, 0.0f}, axis = {0.0f, 0.0f, 1.0f};
+    Vec3 color = {1.0f, 1.0f, 1.0f};
+    Vec3 photon_power; // flux / pi of all photons, derived
+    std::int64_t photons = 0;
+    float blur = 0.0f; // degrees for a parallel light, a radius for a point light
+    float ior = 1.0f;  // starting refraction of its photons
+    std::int32_t sample = 1;
+    LightLink link;
+    std::vector<Aov> aov_list;
+    float cos_blur = 1.0f;           // derived: the cone of blur, or of the scene from outside
+    float one_minus_cos_blur = 0.0f; // derived without cancellation
+    float offset = 0.1f;             // wrap of the lambertian term
+};
+
+struct ParallelLight final : Light {
+    void reset() override;
+    void emit_photon(Ray& ray, std::int64_t index) const override;
+};
+
+struct PointLight final : Light {
+    void reset() override;
+    void emit_photon(Ray& ray, std::int64_t index) const override;
+
+    bool inside_scene = false; // derived
+    Vec3 position;
+    Vec3 direction = {0.0f, 1.0f, 0.0f};            // axis of the spot cone
+    float inner_rad = 0.0f, outer_rad = kPi;        // derived
+    float inner_angle = 0.0f, outer_angle = 180.0f; // degrees
+};
+
+constexpr int kSkyFaces = 6;
+constexpr int kSkyFaceSize = 256;                                   // texels along an edge
+constexpr int kSkyTexels = kSkyFaces * kSkyFaceSize * kSkyFaceSize; // 393216
+
+// Light around the scene at infinite distance: an image or a colour.
+struct SkyLightRecord {
+    ShaderElement sampler;                          // look-up settings of the image
+    Image image;                                    // latitude-longitude
+    Image backdrop;                                 // screen space, seen by camera rays only
+    std::array<std::vector<Rgbe>, kSkyFaces> faces; // the map; empty without an image
+    DiscreteSampler sky_table;                      // over the texels of the map
+    Mat3 to_sky;                                    // rows: east, north, up
+    Mat3 from_sky;                                  // inverse
+    Vec3 north = {0.0f, 1.0f, 0.0f};
+    Vec3 zenith = {0.0f, 0.0f, 1.0f};
+    Vec3 color = {0.75f, 0.75f, 0.75f};
+    std::int32_t sample = 64;
+    std::int32_t photons = 1000000;
+    Vec3 photon_power; // derived
+    Medium medium;     // fills all space
+    LightLink link;
+    std::vector<Aov> aov_list;
+    float turbidity = 9.0f, albedo = 0.2f, stretch = 0.1f, thickness = 1000.0f; // stored only
+    float ior = 1.0f; // starting refraction of its photons
+};
+
+constexpr int kLightSamples = 18481; // prime: no step with regular geometry
+
+// A point of the emissive area.
+struct LightSample {
+    Vec3 position;
+    Vec3 normal;   // negated for a sample on the back
+    Vec3 emission; // summed over the layers of the side, times area / pi
+    float primitive_area = 0.0f;
+    std::int32_t primitive = 0;
+    std::uint8_t kind = 0; // HitKind of the primitive: 3 or 4
+    bool front = false;
+};
+
+// All emissive surfaces of the scene as one light.
+struct GeometryLightRecord {
+    std::int32_t sample = 0; // 0 turns direct sampling off
+    std::int32_t photons = 1000000;
+    float area = 0.0f;                      // emissive area of the root object
+    Vec3 photon_power = {1.0f, 1.0f, 1.0f}; // emissive area / photons, derived
+    std::vector<LightSample> samples;
+    DiscreteSampler table;
+    LightLink link;
+    std::vector<Aov> aov_list;
+};
+
+extern std::vector<PointLight> PointLights;
+extern std::vector<ParallelLight> ParallelLights;
+extern SkyLightRecord SkyLight;
+extern GeometryLightRecord GeometryLight;
+
+} // namespace mh

@@ -1,0 +1,62 @@
+// The processor's random instruction, and a seeded generator per thread where there is none.
+// SPDX-License-Identifier: MIT
+#include "math/random.h"
+
+#include <random>
+
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
+namespace mh {
+
+namespace {
+
+std::uint32_t software_bits() {
+    thread_local std::mt19937 generator{std::random_device{}()};
+    return static_cast<std::uint32_t>(generator());
+}
+
+#if defined(__x86_64__)
+
+__attribute__((target("rdrnd"))) std::uint32_t hardware_bits() {
+    constexpr int kTries = 10; // the instruction may run dry for a moment
+    unsigned int value = 0;
+    for (int i = 0; i < kTries; ++i) {
+        if (_rdrand32_step(&value) != 0) return value;
+    }
+    return software_bits();
+}
+
+// Some processors answer all ones after a suspend: such an instruction is not trusted.
+bool hardware_works() {
+    if (!__builtin_cpu_supports("rdrnd")) return false;
+    const std::uint32_t first = hardware_bits(), second = hardware_bits();
+    return first != second || second != hardware_bits();
+}
+
+std::uint32_t first_bits() {
+    RandomSource = hardware_works() ? hardware_bits : software_bits;
+    return RandomSource();
+}
+
+#else
+
+std::uint32_t first_bits() {
+    return software_bits();
+}
+
+#endif
+
+} // namespace
+
+std::uint32_t (*RandomSource)() = first_bits;
+
+float random_unit() {
+    constexpr float kScale = 2.3283064e-10f;        // 2^-32
+    constexpr float kLargestBelowOne = 0.99999994f; // the product can round to 1
+    const float x = static_cast<float>(RandomSource()) * kScale;
+    return x < kLargestBelowOne ? x : kLargestBelowOne;
+}
+
+} // namespace mh

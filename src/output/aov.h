@@ -1,0 +1,45 @@
+// Output images: allocation, sums of samples, first-hit values.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "lights/types.h"
+#include "output/types.h"
+#include "shading/ray.h"
+
+namespace mh {
+
+// A new AOV at the end of the list; returns its index.
+int AddAov(std::vector<Aov>& list);
+
+// Gives every AOV of the list the active camera's size (32-bit floats, 3 channels) and clears it.
+// Without a camera nothing happens.
+void AllocateAovs(std::vector<Aov>& list);
+void AllocateAov(Aov& aov, int width, int height);
+
+// Resolves the shader filters by name; an empty name is any shader.
+void ResolveAovShaders(std::vector<Aov>& list);
+
+// Adds value to the pixel of the ray's thread.
+void add_to_aov(Aov& aov, const Ray& ray, const Vec3& value);
+
+// Adds a light's arriving light to its AOVs: each layer's part times the layer's colour, times
+// ray.weight / ray.sample_divisor.
+void add_light_aovs(std::vector<Aov>& list, const Ray& ray, const SurfacePoint& point,
+                    const LightSplit& light);
+
+// Adds the values of a camera ray's first hit to all AOVs of the camera. `parts` holds the four
+// layers' radiance after their colours.
+void write_first_hit_aovs(Camera& camera, const Ray& ray, const SurfacePoint& point,
+                          const LightSplit& parts, const Vec3& emission);
+
+// Pixel of the first AOV as a colour, and the converse; 8-bit and 16-bit formats share the factor
+// 1 / 255 on reading.
+Vec3 read_pixel(const Image& image, std::int64_t pixel);
+void write_pixel(Image& image, std::int64_t pixel, const Vec3& value);
+
+// Writes every AOV that has a file name.
+void WriteAovs(const std::vector<Aov>& list);
+
+std::int64_t size_bytes(const std::vector<Aov>& list);
+
+} // namespace mh

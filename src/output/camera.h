@@ -1,0 +1,39 @@
+// Cameras: poses, motion and the geometry of primary rays.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "output/types.h"
+#include "shading/ray.h"
+
+namespace mh {
+
+// Defaults, with the one AOV "beauty.hdr".
+void ResetCamera(Camera& camera);
+
+int AddCamera();
+
+// The rendered camera; null when there is none.
+Camera* ActiveCamera();
+
+// Clamps, derives frames, allocates the AOVs and reports.
+void InitializeCamera(Camera& camera);
+void InitializeCameras();
+
+// Writes all AOVs and resets, from the last camera to the first; then empties the table.
+void FinalizeCameras();
+
+// Frame, matrix and distances from position, target and up vector; width in pixels.
+void BuildCameraFrame(CameraPose& pose, float width);
+
+// Pose at t in [0, 1] between the two of the camera.
+void InterpolateCameraPose(const Camera& camera, float t, CameraPose& pose);
+
+// Pose of a frame: t = (0.5 + frame) / sample. The same for all its pixels.
+CameraPose FramePose(const Camera& camera, std::uint32_t frame);
+
+// Direction through the point (x + jitter.x, y + jitter.y) of the image, in pixels from the top
+// left; zero when it would not be finite.
+Vec3 primary_direction(const Camera& camera, const CameraPose& pose, int x, int y,
+                       const Vec2& jitter);
+
+} // namespace mh

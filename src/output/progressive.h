@@ -1,0 +1,25 @@
+// The loop around the frames: one sample per pixel each, the performance lines, the closing
+// statistics, and the optional preview window.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+
+namespace mh {
+
+// What a frame needs from folders further down.
+struct FrameSteps {
+    void (*begin_frame)(std::uint32_t frame) = nullptr;   // clears counters of the trees
+    void (*render_pixels)(std::uint32_t frame) = nullptr; // adds to RayStatistics
+    void (*first_frame_done)() = nullptr;                 // reorders the trees
+    void (*finish_lights)() = nullptr;                    // writes and releases the lights
+};
+
+// All frames of the active camera, in the preview window when PreviewWindow is set. Without a
+// camera nothing happens.
+void RunProgressiveLoop(const FrameSteps& steps);
+
+// One frame if one is due; after the last the closing steps.
+void RunFrame();
+
+} // namespace mh

@@ -1,0 +1,182 @@
+// Shaders, their layers and slots, images, hair tables and media: the records of this folder.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "math/matrix.h"
+#include "math/rgbe.h"
+#include "math/vec3.h"
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace mh {
+
+// Parameter slots of a surface layer; hosts pass these values.
+enum class Element : std::uint8_t {
+    lambertian = 0,
+    transmissive = 1,
+    glossy = 2,
+    specular = 3,
+    emissive = 4,
+    diffusion = 5,
+    shadow_transparency = 6,
+    normal = 7,
+    weight = 8,
+    anisotropy = 9,
+    roughness = 10,
+    angle = 11,
+    ior = 12,
+    reserved_13 = 13,
+    thickness = 14,
+    reserved_15 = 15,
+};
+constexpr int kElementCount = 16;
+
+// Side of a primitive that a layer applies to.
+enum class Sideness : std::uint8_t { face = 0, back = 1, both = 2 };
+
+enum class Material : std::uint8_t {
+    opaque = 0, // no refraction
+    solid = 1,  // dielectric solid: refracts by the index of the layer
+    thin = 2,   // thin sheet: passes without bending, Fresnel of both interfaces
+};
+
+// What may hit a shader's primitives directly from its start; later bounces see all but `hidden`.
+enum class Visibility : std::uint8_t { hidden = 0, camera_only = 1, light_only = 2, all = 3 };
+
+enum class PixelSampler : std::uint8_t { nearest = 0, stochastic = 1, bilinear = 2 };
+
+enum class Wrap : std::uint8_t { repeat = 0, clamp = 1 };
+
+// Pixels in the width in which the file stored them: rows of interleaved channels, red first. Only
+// the array that `bits` (or `rgbe_encoded`) names is filled.
+struct Image {
+    bool loaded = false;
+    std::vector<bool> bits1;
+    std::vector<std::uint8_t> bytes;
+    std::vector<std::uint16_t> words;
+    std::vector<float> floats;
+    std::vector<double> doubles;
+    std::vector<Rgbe> rgbe;
+    std::string path;          // name as the scene gives it; the file name of an output image
+    std::int32_t bits = 32;    // per channel: 1, 8, 16, 32 or 64
+    std::int32_t channels = 3; // 1, 3 or 4
+    std::int32_t width = 0, height = 0;
+    bool rgbe_encoded = false;
+};
+
+// One slot: a colour, and an image that multiplies it when there is one.
+struct ShaderElement {
+    float gamma = 1.0f; // exponent of every texel
+    Mat4 color_matrix;
+    Mat3 uv_matrix;
+    Wrap wrap_u = Wrap::repeat, wrap_v = Wrap::repeat;
+    PixelSampler pixel_sampler = PixelSampler::bilinear;
+    bool color_matrix_identity = true, uv_matrix_identity = true; // cleared: the transform is on
+    std::string image, fresnel_image, uv_set;
+    Vec3 direction;
+    Vec3 color;
+    Vec3 fresnel;
+    std::int32_t image_index = -1, fresnel_image_index = -1; // in Textures; -1 for none
+    std::int32_t level = 1;
+};
+
+// Fibre scattering of a shader: parameters and azimuthal tables.
+struct HairTable {
+    std::array<float, 3> alpha = {0.17453292f, 0.34906584f,
+                                  0.52359876f}; // widths R, TT, TRT, radians
+    float ior = 1.55f;
+    Vec3 absorption = {0.01f, 0.02f, 0.01f}; // per unit of the fibre's radius
+    Image pdf_image, r_image, tt_image, trt_image;
+    std::array<float, 3> variance = {};
+    std::array<float, 3> csch_term = {}; // 1 / (2 variance sinh(1 / variance))
+    float f0 = 0.0f;                     // reflectance along the normal
+    bool sample_all_lobes = false;       // false: the bounce follows R alone
+};
+
+// What fills a volume. `transmittance` and `albedo` are input, the rest is derived.
+struct Medium {
+    Vec3 scatter_ratio;
+    Vec3 sigma_s;
+    Vec3 sigma_t;
+    Vec3 remainder; // sigma_t minus max_sigma_s
+    float max_sigma_s = 0.0f;
+    Vec3 albedo;
+    Vec3 transmittance = {1.0f, 1.0f, 1.0f}; // what remains of light after one unit of length
+    float average_cosine = 0.0f;             // asymmetry of the phase function, -1..1
+    std::int32_t medium_id = 0;
+};
+
+struct SurfaceLayer {
+    std::array<ShaderElement, kElementCount> elements; // made by default_surface_layer()
+    Sideness sideness = Sideness::both;
+    Material material = Material::opaque;
+    bool virtual_light = false; // emission takes part in multiple importance sampling
+    bool window = false;        // shows the sky in place of the emissive slot
+
+    // Derived by the finish of the shader.
+    bool has_image = false;
+    bool needs_tangents = false;
+    bool has_angle = false;
+    bool has_normal_map = false;
+    bool has_roughness = false;
+    bool has_anisotropy = false;
+    bool has_diffuse = false;
+    bool has_reflective = false;
+    bool plain_diffuse = false; // no image, not reflective: the fast path of a density-read hit
+    bool has_diffusion = false;
+    bool lambertian_present = false;
+    bool transmissive_present = false;
+    bool glossy_present = false;
+    bool specular_present = false;
+    bool diffusion_present = false;
+};
+
+// The geometry shader of a "geometry_shader" block.
+struct GeometryShader {
+    ShaderElement clip;
+    std::vector<ShaderElement> vectors; // displacement layers: color is the vector, level, image
+    std::vector<ShaderElement> radii, lengths, heights; // stored only
+    float reduction = 3.4e38f;                          // stored only
+    bool trivial_connection = false;                    // stored only
+    bool assign_hair_texture_uv = false;                // stored only
+};
+
+// Indices into the shader's layers; at most 16 a side.
+struct LayerList {
+    std::int32_t count = 0;
+    std::array<std::uint8_t, 16> index = {};
+};
+
+// What the layers of one side hold; asked by photons and the geometry light.
+struct SideFlags {
+    bool virtual_light = false;
+    bool emissive = false;
+    bool lambertian = false;
+    bool transmissive = false;
+};
+
+struct Shader {
+    bool initialised = false; // a second finish does nothing
+    bool is_hair = false;     // hair primitives use this shader
+    std::string name = "undefined";
+    HairTable hair_table;
+    GeometryShader displacement;
+    float smooth_angle = -1.0f; // degrees; below 0: normals stay as they are
+    float round_corner = 1.0f;
+    Visibility visibility = Visibility::all;
+    bool reverse_winding = false;
+    Medium medium;
+    std::vector<SurfaceLayer> layers;
+    float opacity = 1.0f;               // stored only
+    LayerList face_layers, back_layers; // derived
+    SideFlags face, back;               // derived
+};
+
+extern std::vector<Shader> Shaders; // element 0 is "undefined" once started
+extern std::vector<Image> Textures; // the image table, in order of first mention
+extern std::vector<std::string> ImageSearchPaths;
+
+} // namespace mh

@@ -1,0 +1,60 @@
+// Life cycle and files of tests.
+// SPDX-License-Identifier: MIT
+#include "support/fresh_scene.h"
+
+#include "frame/phases.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+
+#include <unistd.h>
+
+namespace mh::test {
+
+namespace {
+
+std::ostringstream report;
+std::streambuf* console = nullptr;
+
+} // namespace
+
+FreshScene::FreshScene() {
+    report.str({});
+    console = std::cout.rdbuf(report.rdbuf());
+    Startup();
+}
+
+FreshScene::~FreshScene() {
+    Finalize();
+    Shutdown();
+    std::cout.rdbuf(console);
+}
+
+std::string FreshScene::take_report() {
+    std::string text = report.str();
+    report.str({});
+    return text;
+}
+
+TemporaryFolder::TemporaryFolder() : previous_(std::filesystem::current_path()) {
+    std::string name = std::filesystem::temp_directory_path() / "moonhare-test-XXXXXX";
+    if (mkdtemp(name.data()) == nullptr) std::abort();
+    path = name + "/";
+    std::filesystem::current_path(path);
+}
+
+TemporaryFolder::~TemporaryFolder() {
+    std::filesystem::current_path(previous_);
+    std::filesystem::remove_all(path);
+}
+
+void TemporaryFolder::write(const std::string& name, const std::string& content) const {
+    const std::filesystem::path file = path + name;
+    std::filesystem::create_directories(file.parent_path());
+    std::ofstream(file, std::ios::binary) << content;
+}
+
+} // namespace mh::test

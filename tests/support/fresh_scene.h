@@ -1,0 +1,37 @@
+// A scene in one test: the library is started before and torn down after it.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+
+namespace mh::test {
+
+// Starts the library with an empty scene; at the end of the test every global table is empty
+// again. While it lives, standard output is captured.
+struct FreshScene {
+    FreshScene();
+    ~FreshScene();
+    FreshScene(const FreshScene&) = delete;
+    FreshScene& operator=(const FreshScene&) = delete;
+
+    // What the report has printed since the start or the last call.
+    std::string take_report();
+};
+
+// An empty folder that exists for the life of the object and is the working directory meanwhile.
+struct TemporaryFolder {
+    TemporaryFolder();
+    ~TemporaryFolder();
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+    // Writes a text or binary file below the folder, making its folders.
+    void write(const std::string& name, const std::string& content) const;
+
+    std::string path; // with a trailing separator
+
+private:
+    std::string previous_;
+};
+
+} // namespace mh::test
