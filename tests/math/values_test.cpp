@@ -1,0 +1,132 @@
+// Roots, boxes, matrices, packed vectors, shared-exponent colours.
+// SPDX-License-Identifier: MIT
+#include "math/box.h"
+#include "math/faces.h"
+#include "math/frame.h"
+#include "math/matrix.h"
+#include "math/packed_unit.h"
+#include "math/random.h"
+#include "math/rgbe.h"
+#include "math/roots.h"
+#include "support/replay.h"
+
+#include <limits>
+
+#include <gtest/gtest.h>
+
+namespace mh {
+
+namespace {
+
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+
+Vec3 random_vector() {
+    const float x = random_unit(), y = random_unit(), z = random_unit();
+    return {2.0f * x - 1.0f, 2.0f * y - 1.0f, 2.0f * z - 1.0f};
+}
+
+void expect_near(const Vec3& a, const Vec3& b, float tolerance) {
+    EXPECT_NEAR(a.x, b.x, tolerance);
+    EXPECT_NEAR(a.y, b.y, tolerance);
+    EXPECT_NEAR(a.z, b.z, tolerance);
+}
+
+} // namespace
+
+TEST(Roots, AreFiniteForEveryInput) {
+    EXPECT_EQ(safe_root(4.0f), 2.0f);
+    for (const float x : {1e-10f, 0.0f, -1.0f, kNan})
+        EXPECT_EQ(safe_root(x), 1e-5f);
+    EXPECT_EQ(normalize(Vec3{}), Vec3{});
+    expect_near(normalize(Vec3{1e-6f, 0.0f, 0.0f}), {0.1f, 0.0f, 0.0f}, 1e-6f);
+}
+
+TEST(TangentFrame, IsOrthonormalAndRightHanded) {
+    const test::SeededDraws draws(1);
+    for (int i = 0; i < 1000; ++i) {
+        const Vec3 n = normalize(random_vector());
+        Vec3 t, b;
+        tangent_frame(n, t, b);
+        expect_near(cross(t, b), n, 2e-4f); // 1 / (1 + z) costs digits towards the pole
+        EXPECT_NEAR(dot(t, n), 0.0f, 2e-4f);
+    }
+    Vec3 t, b;
+    tangent_frame({0.0f, 0.0f, -1.0f}, t, b);
+    EXPECT_EQ(t, (Vec3{0.0f, -1.0f, 0.0f}));
+    EXPECT_EQ(b, (Vec3{-1.0f, 0.0f, 0.0f}));
+}
+
+TEST(Boxes, StartEmptyAndMerge) {
+    Aabb box;
+    EXPECT_EQ(half_area(box), 0.0f);
+    merge(box, Vec3{1.0f, 2.0f, 3.0f});
+    merge(box, Vec3{2.0f, 4.0f, 7.0f});
+    EXPECT_EQ(half_area(box), 2.0f + 4.0f + 8.0f);
+    EXPECT_TRUE(contains(box, Vec3{1.0f, 4.0f, 5.0f}));
+    EXPECT_FALSE(contains(box, Vec3{1.0f, 4.1f, 5.0f}));
+    EXPECT_FALSE(contains(box, Vec3{kNan, 3.0f, 5.0f}));
+}
+
+TEST(Matrices, InverseUndoesTheMatrixAndRefusesSingularOnes) {
+    const test::SeededDraws draws(2);
+    for (int i = 0; i < 100; ++i) {
+        Mat4 m;
+        for (int row = 0; row < 3; ++row) {
+            const Vec3 v = random_vector();
+            m.m[row][0] = v.x + (row == 0 ? 3.0f : 0.0f);
+            m.m[row][1] = v.y + (row == 1 ? 3.0f : 0.0f);
+            m.m[row][2] = v.z + (row == 2 ? 3.0f : 0.0f);
+            m.m[row][3] = 10.0f * random_unit();
+        }
+        Mat4 inverse;
+        ASSERT_TRUE(invert(m, inverse));
+        const Vec3 p = random_vector();
+        expect_near(transform_point(inverse, transform_point(m, p)), p, 1e-5f);
+    }
+    Mat4 flat;
+    flat.m[2][2] = 0.0f;
+    Mat4 untouched;
+    EXPECT_FALSE(invert(flat, untouched));
+    flat.m[2][2] = kNan;
+    EXPECT_FALSE(invert(flat, untouched));
+    EXPECT_EQ(untouched.m[2][2], 1.0f);
+}
+
+TEST(Faces, AreasOfTrianglesAndQuads) {
+    EXPECT_NEAR(triangle_area({0, 0, 0}, {3, 0, 0}, {0, 4, 0}), 6.0f, 1e-5f);
+    EXPECT_NEAR(tetragon_area({0, 0, 0}, {2, 0, 0}, {2, 3, 0}, {0, 3, 0}), 6.0f, 1e-5f);
+    EXPECT_NEAR(tetragon_area({0, 0, 0}, {4, 0, 0}, {3, 2, 0}, {1, 2, 0}), 6.0f, 1e-4f);
+}
+
+TEST(PackedUnit, KeepsDirectionsAndTheZeroTriple) {
+    EXPECT_EQ(pack_unit({1.0f, 0.0f, 0.0f}), (PackedUnit{127, 0, 0}));
+    EXPECT_EQ(pack_unit({-9.0f, 0.0f, 0.0f}), (PackedUnit{-127, 0, 0}));
+    EXPECT_TRUE(is_zero(pack_unit(Vec3{})));
+    EXPECT_TRUE(is_zero(pack_unit({kNan, 0.0f, 1.0f})));
+    EXPECT_EQ(unpack_unit(PackedUnit{}), Vec3{});
+    const test::SeededDraws draws(3);
+    for (int i = 0; i < 1000; ++i) {
+        const Vec3 n = normalize(random_vector());
+        EXPECT_GT(dot(unpack_unit(pack_unit(n)), n), 0.9998f); // a step of 1 / 128 per axis
+    }
+}
+
+TEST(Rgbe, RoundsDownByLessThanOneStep) {
+    BuildExponentTable();
+    const test::SeededDraws draws(4);
+    for (int i = 0; i < 1000; ++i) {
+        const Vec3 c = (random_vector() + splat(1.0f)) * std::exp2(40.0f * random_unit() - 20.0f);
+        const Vec3 back = decode_rgbe(encode_rgbe(c));
+        const float step = max_channel(c) / 128.0f;
+        EXPECT_LE(back.x, c.x);
+        EXPECT_GT(back.x, c.x - step);
+        EXPECT_GT(back.z, c.z - step);
+    }
+    EXPECT_EQ(decode_rgbe(encode_rgbe({0.0f, -1.0f, kNan})), Vec3{});
+    EXPECT_EQ(decode_rgbe(encode_rgbe({1.0f, 0.5f, 0.0f})), (Vec3{1.0f, 0.5f, 0.0f}));
+    EXPECT_TRUE(is_finite(decode_rgbe(encode_rgbe({kInfinity, 1.0f, 3e38f}))));
+    EXPECT_GT(decode_rgbe(encode_rgbe({kInfinity, 0.0f, 0.0f})).x, 1e38f);
+}
+
+} // namespace mh
