@@ -1,4 +1,5 @@
-// Lifecycle of the library: startup, phases, shutdown, and the driver over a scene directory.
+// Lifecycle of the library: startup, phases, shutdown, and the driver over a scene directory. One
+// scene exists at a time; everything here runs on the caller's thread.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -6,12 +7,28 @@
 
 namespace mh {
 
+// Tables and settings at their defaults, the shader "undefined"; before everything else. Does not
+// touch PreviewWindow and DisplayGamma.
 void Startup();
+
+// The whole run over a scene directory, from Startup to Shutdown. Without a trailing separator
+// the folders "image" and "geometry" are not searched.
 void Go(const std::string& directory);
+
+// All eight phases: cameras, textures, shaders, accelerator, sky, geometry light, gaffer, renderer.
 void Initialize();
+
+// Phase 4: the traversable scene, density grids of the root's parts, tables of hair shaders.
+// Silent without an object.
 void InitializeAccelerator();
+
+// All frames of the active camera; writes its images and releases the lights after the last.
 void Render();
+
+// Writes what is left to write and destroys all records.
 void Finalize();
+void FinalizeAccelerator();
+
 void Shutdown();
 
 } // namespace mh

@@ -6,6 +6,7 @@ namespace mh {
 
 RendererSettingsRecord RendererSettings;
 RayStatisticsRecord RayStatistics;
+TraversalTotalsRecord TraversalTotals;
 std::array<ThreadState, kMaxThreads> ThreadStates;
 std::int32_t ActiveCameraIndex = 0;
 std::uint32_t FrameIndex = 0;

@@ -35,6 +35,11 @@ struct RayStatisticsRecord {
     std::int64_t render_shadow_rays = 0;
 };
 
+// Work of the shadow walks in first frames of the run.
+struct TraversalTotalsRecord {
+    std::uint64_t nodes = 0, leaves = 0, primitives = 0;
+};
+
 // What one thread owns while it traces; indexed by Ray::thread.
 struct alignas(64) ThreadState {
     std::int32_t pixel = 0; // linear index y * width + x, the slot of all AOV writes
@@ -49,6 +54,7 @@ struct alignas(64) ThreadState {
 
 extern RendererSettingsRecord RendererSettings;
 extern RayStatisticsRecord RayStatistics;
+extern TraversalTotalsRecord TraversalTotals;
 extern std::array<ThreadState, kMaxThreads> ThreadStates;
 extern std::int32_t ActiveCameraIndex; // always 0: the first camera is the one rendered
 extern std::uint32_t FrameIndex;       // frames done so far

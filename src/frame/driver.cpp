@@ -1,0 +1,69 @@
+// The one-shot driver: a scene directory in, image files out.
+// SPDX-License-Identifier: MIT
+#include "frame/phases.h"
+#include "frame/report.h"
+#include "frame/types.h"
+#include "geometry/types.h"
+#include "math/clock.h"
+#include "scene/scene_reader.h"
+#include "shading/types.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace mh {
+
+namespace {
+
+// "Apr 20 2015"; the build sets it, from SOURCE_DATE_EPOCH where a build has to be reproducible.
+constexpr std::string_view kBuildDate = MOONHARE_BUILD_DATE;
+constexpr std::string_view kBannerStart = "            moonhare ";
+constexpr std::string_view kBannerEnd = "   physically based ray tracing, light by light ";
+static_assert(kBannerStart.size() + kBuildDate.size() + kBannerEnd.size() == 80);
+
+void report_banner() {
+    ReportRule();
+    ReportText(std::string(kBannerStart).append(kBuildDate).append(kBannerEnd));
+    ReportRule();
+}
+
+void add_once(std::vector<std::string>& paths, const std::string& path) {
+    if (std::find(paths.begin(), paths.end(), path) == paths.end()) paths.push_back(path);
+}
+
+void set_search_paths(const std::string& directory) {
+    ImageSearchPaths.clear();
+    for (const std::string& path : {directory + "image", directory, std::string()})
+        add_once(ImageSearchPaths, path);
+    GeometrySearchPaths = {directory + "geometry", directory, ""};
+}
+
+void read_scene(const std::string& directory) {
+    const std::int64_t start = milliseconds_now();
+    for (const char* folder : {"/shader", "/render", "/light", "/camera", "/geometry"})
+        ScanSceneFolder(directory + folder);
+    const auto elapsed_ms = static_cast<float>(milliseconds_now() - start);
+    ReportLine("scene parsing", elapsed_ms / 1000.0f, "seconds");
+    ReportRule();
+}
+
+} // namespace
+
+void Go(const std::string& directory) {
+    Startup();
+    report_banner();
+    set_search_paths(directory);
+    SceneDirectory = directory;
+    read_scene(directory);
+    Initialize();
+    Render();
+    if (PreviewWindow) {
+        ReportText(
+            "         click to close the preview window. happy rendering. thank you!         ");
+        ReportRule();
+    }
+    Finalize();
+    Shutdown();
+}
+
+} // namespace mh

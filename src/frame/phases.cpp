@@ -1,0 +1,161 @@
+// Startup, the phases in their order, and shutdown: each step calls into the folder that owns it.
+// SPDX-License-Identifier: MIT
+#include "frame/phases.h"
+
+#include "accel/scene_assembly.h"
+#include "accel/tree.h"
+#include "accel/types.h"
+#include "accel/walk.h"
+#include "frame/report.h"
+#include "frame/types.h"
+#include "geometry/types.h"
+#include "integrate/density.h"
+#include "integrate/pixel_loop.h"
+#include "integrate/renderer.h"
+#include "lights/gaffer.h"
+#include "lights/geometry_light.h"
+#include "lights/sky_light.h"
+#include "math/rgbe.h"
+#include "math/sequence.h"
+#include "output/camera.h"
+#include "output/progressive.h"
+#include "shading/hair_table.h"
+#include "shading/images.h"
+#include "shading/shaders.h"
+
+#include <algorithm>
+
+#include <FreeImage.h>
+
+namespace mh {
+
+namespace {
+
+bool image_library_started = false;
+
+void start_image_library() {
+    if (image_library_started) return;
+    FreeImage_Initialise();
+    image_library_started = true;
+}
+
+void stop_image_library() {
+    if (!image_library_started) return;
+    FreeImage_DeInitialise();
+    image_library_started = false;
+}
+
+void reset_run() {
+    RootObjectIndex = 0;
+    SceneBounds = {};
+    SceneCenter = {};
+    SceneRadius = 0.0f;
+    SmoothingTimeMs = DisplacementTimeMs = 0;
+    RendererSettings = {};
+    RayStatistics = {};
+    TraversalTotals = {};
+    ThreadStates.fill({});
+    ActiveCameraIndex = 0;
+    FrameIndex = CurrentSample = 0;
+    SceneDirectory.clear();
+}
+
+// Releases the storage too: a vector that is only cleared keeps it.
+template<typename T>
+void destroy(std::vector<T>& records) {
+    std::vector<T>().swap(records);
+}
+
+void begin_frame(std::uint32_t) {
+    for (Object& object : Objects)
+        std::fill(object.tree.occlusion_log.begin(), object.tree.occlusion_log.end(),
+                  OcclusionLog{});
+    for (ThreadState& thread : ThreadStates)
+        thread.shadow_nodes = thread.shadow_leaves = thread.shadow_primitives = 0;
+}
+
+// Later frames walk the trees in the order that the first one measured.
+void first_frame_done() {
+    for (const ThreadState& thread : ThreadStates) {
+        TraversalTotals.nodes += thread.shadow_nodes;
+        TraversalTotals.leaves += thread.shadow_leaves;
+        TraversalTotals.primitives += thread.shadow_primitives;
+    }
+    for (Object& object : Objects)
+        ReorderTree(object);
+}
+
+void finish_lights() {
+    FinalizeSkyLight();
+    FinalizeGeometryLight();
+    FinalizeGaffer();
+}
+
+} // namespace
+
+void Startup() {
+    BuildExponentTable();
+    start_image_library();
+    if (std::find(ImageSearchPaths.begin(), ImageSearchPaths.end(), "") == ImageSearchPaths.end())
+        ImageSearchPaths.emplace_back();
+    BuildSequences();
+    SelectWalks();
+    reset_run();
+    ResetGeometryLight(true);
+    ResetSkyLight();
+    ResetRenderer();
+    CreateUndefinedShader();
+}
+
+void InitializeAccelerator() {
+    if (!AssembleScene()) return;
+    for (Part& part : Objects[RootObjectIndex].parts)
+        InitializeDensity(part);
+    ReportScene();
+    for (Shader& shader : Shaders) {
+        if (!shader.is_hair) continue;
+        SetHairParameters(shader);
+        BuildHairTable(shader.hair_table);
+    }
+}
+
+void Initialize() {
+    InitializeCameras();
+    InitializeTextures();
+    InitializeShaders();
+    InitializeAccelerator();
+    if (Objects.empty()) ReportError("object - there is no root object");
+    InitializeSkyLight();
+    InitializeGeometryLight();
+    InitializeGaffer();
+    InitializeRenderer();
+}
+
+void Render() {
+    RunProgressiveLoop({begin_frame, RenderPixels, first_frame_done, finish_lights});
+}
+
+void FinalizeAccelerator() {
+    destroy(Objects);
+}
+
+// The singletons lose their AOVs and links only here: the lights may have been finalised once
+// before, after the last frame, and their images are written again.
+void Finalize() {
+    FinalizeRenderer();
+    FinalizeGaffer();
+    FinalizeGeometryLight();
+    FinalizeSkyLight();
+    FinalizeAccelerator();
+    FinalizeCameras();
+    FinalizeShaders();
+    destroy(Textures);
+    ResetGeometryLight(true);
+    ResetSkyLight();
+}
+
+void Shutdown() {
+    stop_image_library();
+}
+
+} // namespace mh

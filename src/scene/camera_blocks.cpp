@@ -1,0 +1,136 @@
+// Keys of the blocks "render" and "camera", and of their sub-blocks.
+// SPDX-License-Identifier: MIT
+#include "frame/types.h"
+#include "output/aov.h"
+#include "output/types.h"
+#include "scene/blocks.h"
+#include "shading/types.h"
+
+namespace mh {
+
+namespace {
+
+float& display_gamma(RendererSettingsRecord&) {
+    return DisplayGamma;
+}
+
+void add_image_path(RendererSettingsRecord&, const std::string& path) {
+    ImageSearchPaths.push_back(path);
+}
+
+RendererSettingsRecord& same_settings(RendererSettingsRecord& settings) {
+    return settings;
+}
+
+void set_projection(Camera& camera, const std::string& text) {
+    if (text == "perspective" || text == "pinhole") camera.projection = Projection::pinhole;
+    if (text == "spherical" || text == "panorama") camera.projection = Projection::spherical;
+}
+
+// A third pose is not read: its keys mean nothing to the camera, and its "end" ends the camera.
+CameraPose* next_pose(Camera& camera) {
+    if (camera.pose_count >= static_cast<std::int32_t>(camera.poses.size())) return nullptr;
+    return &camera.poses[static_cast<std::size_t>(camera.pose_count++)];
+}
+
+Aov* next_aov(Camera& camera) {
+    return &camera.aovs[static_cast<std::size_t>(AddAov(camera.aovs))];
+}
+
+std::string& image_path(Aov& aov) {
+    return aov.image.path;
+}
+
+struct ChannelName {
+    const char* name;
+    Channel channel;
+};
+
+constexpr ChannelName kChannelNames[] = {
+    {"lambertian", Channel::lambertian},
+    {"transmissive", Channel::transmissive},
+    {"glossy", Channel::glossy},
+    {"specular", Channel::specular},
+    {"lambertian_color", Channel::lambertian_color},
+    {"transmissive_color", Channel::transmissive_color},
+    {"glossy_color", Channel::glossy_color},
+    {"specular_color", Channel::specular_color},
+    {"emissive", Channel::emissive},
+    {"position", Channel::position},
+    {"normal", Channel::normal},
+    {"tangent", Channel::tangent},
+    {"depth", Channel::depth},
+    {"light_path", Channel::light_path},
+};
+
+// Known names add their bit; any other is the name of a per-vertex array.
+void add_channel(Aov& aov, const std::string& text) {
+    for (const ChannelName& entry : kChannelNames) {
+        if (text != entry.name) continue;
+        aov.channel |= static_cast<std::uint32_t>(entry.channel);
+        return;
+    }
+    aov.channel = static_cast<std::uint32_t>(Channel::primvar);
+    aov.user_data = text;
+}
+
+using Settings = RendererSettingsRecord;
+using SettingsKeys = KeysOf<Settings>;
+using CameraKeys = KeysOf<Camera>;
+using PoseKeys = KeysOf<CameraPose>;
+using AovKeys = KeysOf<Aov>;
+
+constexpr Key kFinalGatherKeys[] = {
+    SettingsKeys::value<&Settings::ray_depth>("ray_depth"),
+    SettingsKeys::value<&Settings::photon_depth>("photon_depth"),
+    SettingsKeys::value<&Settings::sample>("sample"),
+    SettingsKeys::value<&Settings::bounce>("bounce"),
+    SettingsKeys::value<&Settings::distance>("distance"),
+    SettingsKeys::value<&Settings::resolution>("resolution"),
+    SettingsKeys::value<&Settings::radius>("radius"),
+};
+constexpr Block kFinalGatherBlock = {"final_gather", kFinalGatherKeys};
+
+constexpr Key kRenderKeys[] = {
+    SettingsKeys::value<&Settings::clamp>("clamp"),
+    SettingsKeys::value<display_gamma>("gamma"),
+    SettingsKeys::value<&Settings::exposure>("exposure"),
+    SettingsKeys::sub_block<same_settings>("final_gather", kFinalGatherBlock),
+    SettingsKeys::text<add_image_path>("image_path"),
+};
+
+constexpr Key kPoseKeys[] = {
+    PoseKeys::value<&CameraPose::position>("position"),
+    PoseKeys::value<&CameraPose::target>("target"),
+    PoseKeys::value<&CameraPose::up_vector>("up_vector"),
+    PoseKeys::value<&CameraPose::bokeh>("bokeh"),
+    PoseKeys::value<&CameraPose::field_of_view>("field_of_view"),
+};
+constexpr Block kPoseBlock = {"pose", kPoseKeys};
+
+constexpr Key kAovKeys[] = {
+    AovKeys::value<image_path>("image"),
+    AovKeys::value<&Aov::shader_name>("shader"),
+    AovKeys::text<add_channel>("type"),
+};
+
+constexpr Key kCameraKeys[] = {
+    CameraKeys::value<&Camera::name>("name"),
+    CameraKeys::value<&Camera::width, &Camera::height>("resolution"),
+    CameraKeys::value<&Camera::region_x0, &Camera::region_y0, &Camera::region_x1,
+                      &Camera::region_y1>("region"),
+    CameraKeys::value<&Camera::sample>("sample"),
+    CameraKeys::value<&Camera::ior>("ior"),
+    CameraKeys::value<&Camera::exposure>("exposure"),
+    CameraKeys::text<set_projection>("projection"),
+    CameraKeys::sub_block<next_pose>("pose", kPoseBlock),
+    CameraKeys::sub_block<next_aov>("aov", AovBlock),
+};
+
+} // namespace
+
+constexpr Block RenderBlock = {"render", kRenderKeys};
+constexpr Block AovBlock = {"aov", kAovKeys};
+constexpr Block CameraBlock = {"camera", kCameraKeys};
+
+} // namespace mh

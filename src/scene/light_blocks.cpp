@@ -1,0 +1,106 @@
+// Keys of the four light blocks, and of the sub-blocks "link" and "volume_shader".
+// SPDX-License-Identifier: MIT
+#include "lights/types.h"
+#include "output/aov.h"
+#include "scene/blocks.h"
+
+namespace mh {
+
+namespace {
+
+template<typename Owner>
+Aov* next_aov(Owner& owner) {
+    return &owner.aov_list[static_cast<std::size_t>(AddAov(owner.aov_list))];
+}
+
+void add_name(LightLink& link, const std::string& name) {
+    link.names.push_back(name);
+}
+
+std::string& sky_image(SkyLightRecord& sky) {
+    return sky.image.path;
+}
+
+std::string& sky_backdrop(SkyLightRecord& sky) {
+    return sky.backdrop.path;
+}
+
+using PointKeys = KeysOf<PointLight>;
+using ParallelKeys = KeysOf<ParallelLight>;
+using SkyKeys = KeysOf<SkyLightRecord>;
+using EmitterKeys = KeysOf<GeometryLightRecord>;
+using MediumKeys = KeysOf<Medium>;
+
+constexpr Key kLinkKeys[] = {
+    KeysOf<LightLink>::text<add_name>("shader"),
+};
+
+constexpr Key kPointLightKeys[] = {
+    PointKeys::value<&PointLight::color>("color"),
+    PointKeys::value<&PointLight::position>("position"),
+    PointKeys::value<&PointLight::blur>("blur"),
+    PointKeys::value<&PointLight::sample>("sample"),
+    PointKeys::value<&PointLight::photons>("photon"),
+    PointKeys::value<&PointLight::direction>("direction"),
+    PointKeys::value<&PointLight::inner_angle>("inner_angle"),
+    PointKeys::value<&PointLight::outer_angle>("outer_angle"),
+    PointKeys::value<&PointLight::offset>("offset"),
+    PointKeys::value<&PointLight::ior>("ior"),
+    PointKeys::sub_block<next_aov<PointLight>>("aov", AovBlock),
+    PointKeys::sub_block<&PointLight::link>("link", LinkBlock),
+};
+
+constexpr Key kParallelLightKeys[] = {
+    ParallelKeys::value<&ParallelLight::color>("color"),
+    ParallelKeys::value<&ParallelLight::blur>("blur"),
+    ParallelKeys::value<&ParallelLight::sample>("sample"),
+    ParallelKeys::value<&ParallelLight::photons>("photon"),
+    ParallelKeys::value<&ParallelLight::axis>("direction"),
+    ParallelKeys::value<&ParallelLight::ior>("ior"),
+    ParallelKeys::value<&ParallelLight::offset>("offset"),
+    ParallelKeys::sub_block<next_aov<ParallelLight>>("aov", AovBlock),
+    ParallelKeys::sub_block<&ParallelLight::link>("link", LinkBlock),
+};
+
+constexpr Key kSkyLightKeys[] = {
+    SkyKeys::value<sky_image>("image"),
+    SkyKeys::value<sky_backdrop>("backdrop"),
+    SkyKeys::value<&SkyLightRecord::color>("color"),
+    SkyKeys::value<&SkyLightRecord::photons>("photon"),
+    SkyKeys::value<&SkyLightRecord::north>("north"),
+    SkyKeys::value<&SkyLightRecord::zenith>("zenith"),
+    SkyKeys::sub_block<&SkyLightRecord::medium>("volume_shader", VolumeShaderBlock),
+    SkyKeys::value<&SkyLightRecord::sample>("sample"),
+    SkyKeys::value<&SkyLightRecord::thickness>("thickness"),
+    SkyKeys::value<&SkyLightRecord::turbidity>("turbidity"),
+    SkyKeys::value<&SkyLightRecord::stretch>("stretch"),
+    SkyKeys::value<&SkyLightRecord::albedo>("albedo"),
+    SkyKeys::value<&SkyLightRecord::ior>("ior"),
+    SkyKeys::sub_block<next_aov<SkyLightRecord>>("aov", AovBlock),
+    SkyKeys::sub_block<&SkyLightRecord::link>("link", LinkBlock),
+};
+
+constexpr Key kGeometryLightKeys[] = {
+    EmitterKeys::value<&GeometryLightRecord::photons>("photon"),
+    EmitterKeys::value<&GeometryLightRecord::sample>("sample"),
+    EmitterKeys::sub_block<next_aov<GeometryLightRecord>>("aov", AovBlock),
+    EmitterKeys::sub_block<&GeometryLightRecord::link>("link", LinkBlock),
+};
+
+constexpr Key kVolumeShaderKeys[] = {
+    MediumKeys::value<&Medium::transmittance>("transmittance"),
+    MediumKeys::value<&Medium::average_cosine>("average_cosine"),
+    MediumKeys::value<&Medium::albedo>("albedo"),
+    MediumKeys::natural<&Medium::medium_id>("medium_id"),
+};
+
+} // namespace
+
+constexpr Block LinkBlock = {"link", kLinkKeys};
+constexpr Block PointLightBlock = {"point_light", kPointLightKeys};
+constexpr Block ParallelLightBlock = {"parallel_light", kParallelLightKeys};
+constexpr Block SkyLightBlock = {"sky_light", kSkyLightKeys};
+constexpr Block GeometryLightBlock = {"geometry_light", kGeometryLightKeys};
+constexpr Block VolumeShaderBlock = {"volume_shader", kVolumeShaderKeys};
+
+} // namespace mh

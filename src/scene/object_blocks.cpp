@@ -1,0 +1,89 @@
+// Keys of the block "object": geometry files are read into new parts as their keys come.
+// SPDX-License-Identifier: MIT
+#include "geometry/hair_reader.h"
+#include "geometry/mesh_loader.h"
+#include "geometry/obj_reader.h"
+#include "geometry/objects.h"
+#include "scene/blocks.h"
+#include "shading/shaders.h"
+
+namespace mh {
+
+namespace {
+
+Part& next_part(ObjectReading& reading) {
+    return reading.object->parts[static_cast<std::size_t>(AddPart(*reading.object))];
+}
+
+std::string& name(ObjectReading& reading) {
+    return reading.object->name;
+}
+
+Instance& next_instance(ObjectReading& reading) {
+    Object& object = *reading.object;
+    return object.instances[static_cast<std::size_t>(AddInstance(object))];
+}
+
+template<std::string TextureMesh::*image>
+std::string& pending(ObjectReading& reading) {
+    return reading.mesh.*image;
+}
+
+void read_texture_mesh(ObjectReading& reading, const std::string& image) {
+    reading.mesh.triangle = image;
+    ReadTextureMesh(reading.mesh, next_part(reading));
+}
+
+void read_particles(ObjectReading& reading, const std::string& image) {
+    ReadParticleTexture(next_part(reading), image);
+}
+
+void set_shader(ObjectReading& reading, const std::string& shader) {
+    reading.object->default_shader_name = shader;
+    reading.object->default_shader = static_cast<std::uint32_t>(FindOrAddShader(shader));
+}
+
+void read_hair(ObjectReading& reading, const std::string& file) {
+    ReadHair(next_part(reading), FindGeometryFile(file));
+}
+
+void read_fur(ObjectReading& reading, const std::string& file) {
+    ReadFur(next_part(reading), FindGeometryFile(file));
+}
+
+void read_obj(ObjectReading& reading, const std::string& file) {
+    MeshLoader loader;
+    ReadObj(loader, FindGeometryFile(file));
+    AssembleMesh(loader, next_part(reading));
+}
+
+using ObjectKeys = KeysOf<ObjectReading>;
+using InstanceKeys = KeysOf<Instance>;
+
+constexpr Key kInstanceKeys[] = {
+    InstanceKeys::value<&Instance::matrix>("matrix"),
+    InstanceKeys::word<&Instance::object_name>("object"),
+    InstanceKeys::word<&Instance::shader_name>("shader"),
+};
+constexpr Block kInstanceBlock = {"instance", kInstanceKeys};
+
+constexpr Key kObjectKeys[] = {
+    ObjectKeys::word<name>("name"),
+    ObjectKeys::sub_block<next_instance>("instance", kInstanceBlock),
+    ObjectKeys::value<pending<&TextureMesh::uv>>("uv_texture"),
+    ObjectKeys::value<pending<&TextureMesh::position>>("position_texture"),
+    ObjectKeys::value<pending<&TextureMesh::normal>>("normal_texture"),
+    ObjectKeys::value<pending<&TextureMesh::tangent>>("tangent_texture"),
+    ObjectKeys::text<read_texture_mesh>("triangle_texture"),
+    ObjectKeys::text<read_particles>("particle_texture"),
+    ObjectKeys::text<set_shader>("shader"),
+    ObjectKeys::text<read_hair>("hair"),
+    ObjectKeys::text<read_fur>("fur"),
+    ObjectKeys::text<read_obj>("obj"),
+};
+
+} // namespace
+
+constexpr Block ObjectBlock = {"object", kObjectKeys};
+
+} // namespace mh
