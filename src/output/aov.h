@@ -11,24 +11,26 @@ namespace mh {
 // A new AOV at the end of the list; returns its index.
 int AddAov(std::vector<Aov>& list);
 
-// Gives every AOV of the list the active camera's size (32-bit floats, 3 channels) and clears it.
-// Without a camera nothing happens.
+// Gives every AOV of the list the active camera's size and clears it; its format stays (three 32-bit
+// floats by default). Without a camera nothing happens.
 void AllocateAovs(std::vector<Aov>& list);
 void AllocateAov(Aov& aov, int width, int height);
 
-// Resolves the shader filters by name; an empty name is any shader.
+// Resolves the shader filters by name: -1, any shader, for an empty name; -2, which no shader has,
+// for an unknown one.
 void ResolveAovShaders(std::vector<Aov>& list);
 
-// Adds value to the pixel of the ray's thread.
+// Adds value, undivided, to the pixel of the ray's thread. A value that is not finite adds nothing,
+// nor does any to an AOV without float pixels.
 void add_to_aov(Aov& aov, const Ray& ray, const Vec3& value);
 
-// Adds a light's arriving light to its AOVs: each layer's part times the layer's colour, times
-// ray.weight / ray.sample_divisor.
+// Adds a light's arriving light to its AOVs: the lambertian, transmissive or glossy part times that
+// layer's colour, times ray.weight / ray.sample_divisor.
 void add_light_aovs(std::vector<Aov>& list, const Ray& ray, const SurfacePoint& point,
                     const LightSplit& light);
 
-// Adds the values of a camera ray's first hit to all AOVs of the camera. `parts` holds the four
-// layers' radiance after their colours.
+// Adds the values of a camera ray's first hit, over ray.sample_divisor, to all AOVs of the camera;
+// nothing for later hits. `parts` holds the four layers' radiance after their colours.
 void write_first_hit_aovs(Camera& camera, const Ray& ray, const SurfacePoint& point,
                           const LightSplit& parts, const Vec3& emission);
 

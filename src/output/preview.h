@@ -4,11 +4,9 @@
 
 namespace mh {
 
-// Opens the window, calls frame whenever idle, and returns after it was closed. False, with one
+// Opens the window, calls frame whenever idle (it tells whether there was one to render), draws, and
+// returns after the window was closed, with the beauty image saved as it stood. False, with one
 // error line, when there is no display; the caller then renders without a window.
-bool RunPreview(void (*frame)());
-
-// Shows the current beauty image; from within the idle function only.
-void DrawPreview();
+bool RunPreview(bool (*frame)());
 
 } // namespace mh

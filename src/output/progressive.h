@@ -7,7 +7,7 @@
 
 namespace mh {
 
-// What a frame needs from folders further down.
+// What a frame needs from folders further down; all are set.
 struct FrameSteps {
     void (*begin_frame)(std::uint32_t frame) = nullptr;   // clears counters of the trees
     void (*render_pixels)(std::uint32_t frame) = nullptr; // adds to RayStatistics
@@ -19,7 +19,7 @@ struct FrameSteps {
 // camera nothing happens.
 void RunProgressiveLoop(const FrameSteps& steps);
 
-// One frame if one is due; after the last the closing steps.
-void RunFrame();
+// One frame if one is due, and after the last the closing steps; whether one was.
+bool RunFrame();
 
 } // namespace mh

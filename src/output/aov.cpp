@@ -1,0 +1,235 @@
+// Output images: allocation, the shader filter, first-hit values and light shares, pixel formats.
+// Written to by the thread that owns the pixel, without locks.
+// SPDX-License-Identifier: MIT
+#include "output/aov.h"
+
+#include "frame/types.h"
+#include "geometry/types.h"
+#include "math/roots.h"
+#include "output/camera.h"
+#include "output/image_writer.h"
+#include "shading/images.h"
+
+#include <algorithm>
+#include <array>
+#include <string>
+#include <utility>
+
+namespace mh {
+
+namespace {
+
+constexpr std::int32_t kAnyShader = -1;
+constexpr std::int32_t kNoShader = -2; // the filter names a shader that does not exist
+
+std::int32_t resolve_filter(const std::string& name) {
+    if (name.empty()) return kAnyShader;
+    for (std::size_t i = 0; i < Shaders.size(); ++i)
+        if (Shaders[i].name == name) return static_cast<std::int32_t>(i);
+    return kNoShader;
+}
+
+// 1 / number of samples that a pixel gets; 0 where that number is none.
+float sample_share(const Ray& ray) {
+    return ray.sample_divisor > 0 ? 1.0f / static_cast<float>(ray.sample_divisor) : 0.0f;
+}
+
+// The last array of that name; null when there is none.
+template<typename T>
+const VertexArray<T>* find_array(const std::vector<VertexArray<T>>& arrays,
+                                 const std::string& name) {
+    for (auto array = arrays.rbegin(); array != arrays.rend(); ++array)
+        if (array->name == name) return &*array;
+    return nullptr;
+}
+
+Vec3 as_colour(float value) {
+    return splat(value);
+}
+
+Vec3 as_colour(const Vec2& value) {
+    return {value.x, value.y, 0.0f};
+}
+
+Vec3 as_colour(const Vec3& value) {
+    return value;
+}
+
+struct HitVertices {
+    int count = 0;
+    std::array<std::uint32_t, 4> vertex = {};
+    std::array<float, 4> weight = {};
+};
+
+HitVertices hit_vertices(const Ray& ray) {
+    const Part& part = *ray.hit_part;
+    const auto i = static_cast<std::size_t>(ray.hit_primitive);
+    const float a = ray.hit_a, b = ray.hit_b, c = ray.hit_c;
+    switch (ray.hit_kind) {
+    case HitKind::particle: return {1, {part.particles[i]}, {1.0f}};
+    case HitKind::hair: return {2, {part.cylinders[i], part.cylinders[i] + 1}, {1.0f - c, c}};
+    case HitKind::triangle: {
+        const auto& v = part.triangles[i].vertex;
+        return {3, {v[0], v[1], v[2]}, {a, b, c}};
+    }
+    case HitKind::tetragon:
+        return {4,
+                part.tetragons[i].vertex,
+                {(1.0f - a) * (1.0f - b), (1.0f - a) * b, a * b, a * (1.0f - b)}};
+    case HitKind::none:
+    case HitKind::unset: break;
+    }
+    return {};
+}
+
+template<typename T>
+Vec3 interpolate(const VertexArray<T>& array, const HitVertices& hit) {
+    Vec3 sum;
+    for (std::size_t k = 0; k < static_cast<std::size_t>(hit.count); ++k)
+        if (hit.vertex[k] < array.values.size())
+            sum += hit.weight[k] * as_colour(array.values[hit.vertex[k]]);
+    return sum;
+}
+
+// The per-vertex array of that name at the hit; scalars are looked for first. Black without one.
+Vec3 primvar_at_hit(const Ray& ray, const std::string& name) {
+    if (ray.hit_part == nullptr || ray.hit_primitive < 0) return {};
+    const Part& part = *ray.hit_part;
+    const HitVertices hit = hit_vertices(ray);
+    if (const auto* array = find_array(part.scalar_arrays, name)) return interpolate(*array, hit);
+    if (const auto* array = find_array(part.vec2_arrays, name)) return interpolate(*array, hit);
+    if (const auto* array = find_array(part.vec3_arrays, name)) return interpolate(*array, hit);
+    return {};
+}
+
+// A unit vector's components, brought to 0..1.
+Vec3 direction_colour(const Vec3& direction) {
+    return 0.5f * (splat(1.0f) + direction);
+}
+
+// Black for a combination of channels: nothing but its name's one bit selects a value.
+Vec3 first_hit_value(const Aov& aov, const Ray& ray, const SurfacePoint& point,
+                     const LightSplit& parts, const Vec3& emission) {
+    switch (static_cast<Channel>(aov.channel & ~1u)) {
+    case Channel::normal: return direction_colour(point.normal);
+    case Channel::tangent: return direction_colour(point.tangent);
+    case Channel::position: return point.position;
+    case Channel::depth: return splat(length(point.position - ray.origin));
+    case Channel::lambertian_color: return point.lambertian_color;
+    case Channel::transmissive_color: return point.transmissive_color;
+    case Channel::glossy_color: return point.glossy_color;
+    case Channel::specular_color: return point.specular_color;
+    case Channel::lambertian: return parts.to_lambertian;
+    case Channel::transmissive: return parts.to_transmissive;
+    case Channel::glossy: return parts.to_glossy;
+    case Channel::specular: return parts.to_specular;
+    case Channel::emissive: return emission;
+    case Channel::primvar: return primvar_at_hit(ray, aov.user_data);
+    case Channel::beauty:     // the running mean of the pixel loop
+    case Channel::light_path: // splats of the photons
+        break;
+    }
+    return {};
+}
+
+// value in 0..1 as a level of 0..top, cut; NaN is 0.
+template<typename T>
+T quantise(float value, T top) {
+    if (value >= 1.0f) return top;
+    return value > 0.0f ? static_cast<T>(static_cast<float>(top) * value) : T{0};
+}
+
+} // namespace
+
+int AddAov(std::vector<Aov>& list) {
+    list.emplace_back();
+    return static_cast<int>(list.size()) - 1;
+}
+
+void AllocateAov(Aov& aov, int width, int height) {
+    Image cleared;
+    cleared.path = aov.image.path;
+    cleared.bits = aov.image.bits;
+    cleared.channels = aov.image.channels;
+    aov.image = std::move(cleared);
+    AllocateImage(aov.image, width, height, aov.image.channels, aov.image.bits, false);
+}
+
+void AllocateAovs(std::vector<Aov>& list) {
+    const Camera* camera = ActiveCamera();
+    if (camera == nullptr) return;
+    for (Aov& aov : list)
+        AllocateAov(aov, camera->width, camera->height);
+}
+
+void ResolveAovShaders(std::vector<Aov>& list) {
+    for (Aov& aov : list)
+        aov.shader = resolve_filter(aov.shader_name);
+}
+
+void add_to_aov(Aov& aov, const Ray& ray, const Vec3& value) {
+    Image& image = aov.image;
+    const auto pixel = static_cast<std::size_t>(ThreadStates[ray.thread].pixel);
+    const std::size_t first = pixel * static_cast<std::size_t>(image.channels);
+    if (image.channels < 3 || first + 3 > image.floats.size() || !is_finite(value)) return;
+    image.floats[first] += value.x;
+    image.floats[first + 1] += value.y;
+    image.floats[first + 2] += value.z;
+}
+
+void add_light_aovs(std::vector<Aov>& list, const Ray& ray, const SurfacePoint& point,
+                    const LightSplit& light) {
+    if (list.empty()) return;
+    const Vec3 weight = ray.weight * sample_share(ray);
+    for (Aov& aov : list) {
+        if (holds(aov, Channel::lambertian))
+            add_to_aov(aov, ray, weight * light.to_lambertian * point.lambertian_color);
+        if (holds(aov, Channel::transmissive))
+            add_to_aov(aov, ray, weight * light.to_transmissive * point.transmissive_color);
+        if (holds(aov, Channel::glossy))
+            add_to_aov(aov, ray, weight * light.to_glossy * point.glossy_color);
+    }
+}
+
+void write_first_hit_aovs(Camera& camera, const Ray& ray, const SurfacePoint& point,
+                          const LightSplit& parts, const Vec3& emission) {
+    if (ray.depth != 0) return;
+    const float share = sample_share(ray);
+    for (Aov& aov : camera.aovs)
+        add_to_aov(aov, ray, share * first_hit_value(aov, ray, point, parts, emission));
+}
+
+Vec3 read_pixel(const Image& image, std::int64_t pixel) {
+    return read_texel(image, pixel);
+}
+
+void write_pixel(Image& image, std::int64_t pixel, const Vec3& value) {
+    const auto channels = static_cast<std::size_t>(image.channels);
+    const std::size_t first = static_cast<std::size_t>(pixel) * channels;
+    const float components[3] = {value.x, value.y, value.z};
+    for (std::size_t c = 0; c < std::min<std::size_t>(channels, 3); ++c) {
+        const float component = components[c];
+        if (image.bits == 8)
+            image.bytes[first + c] = quantise<std::uint8_t>(component, 255);
+        else if (image.bits == 16)
+            image.words[first + c] = quantise<std::uint16_t>(component, 65535);
+        else if (image.bits == 32)
+            image.floats[first + c] = component;
+        else if (image.bits == 64)
+            image.doubles[first + c] = component;
+    }
+}
+
+void WriteAovs(const std::vector<Aov>& list) {
+    for (const Aov& aov : list)
+        WriteImage(aov.image);
+}
+
+std::int64_t size_bytes(const std::vector<Aov>& list) {
+    std::int64_t sum = 0;
+    for (const Aov& aov : list)
+        sum += size_bytes(aov.image);
+    return sum;
+}
+
+} // namespace mh

@@ -1,0 +1,180 @@
+// Cameras: defaults, set-up and report, motion between the two poses, and the directions of primary
+// rays. Set up by phase 1; during frames a camera is only read.
+// SPDX-License-Identifier: MIT
+#include "output/camera.h"
+
+#include "frame/report.h"
+#include "frame/types.h"
+#include "math/constants.h"
+#include "math/roots.h"
+#include "output/aov.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <string>
+
+#include <unistd.h>
+
+namespace mh {
+
+namespace {
+
+constexpr std::int32_t kMostFrames = 65535; // frame numbers have 16 bits
+
+// Above this the sine of the angle between two up vectors is too small to divide by.
+constexpr float kParallelUp = 0.999999f;
+
+constexpr double kBytesPerPixel = 12.0; // three floats
+
+double physical_memory() {
+    return static_cast<double>(sysconf(_SC_PHYS_PAGES))
+           * static_cast<double>(sysconf(_SC_PAGESIZE));
+}
+
+// An image that cannot be held or indexed is refused before anything is allocated for it.
+void limit_size(Camera& camera) {
+    camera.width = std::max(camera.width, 0);
+    camera.height = std::max(camera.height, 0);
+    const double pixels = static_cast<double>(camera.width) * camera.height;
+    const double bytes = pixels * kBytesPerPixel * static_cast<double>(camera.aovs.size());
+    if (pixels <= std::numeric_limits<std::int32_t>::max() && bytes <= physical_memory()) return;
+    ReportError("camera - " + std::to_string(camera.width) + " x " + std::to_string(camera.height)
+                + " pixels need more memory than there is");
+    camera.width = camera.height = 0;
+}
+
+bool same_given_fields(const CameraPose& a, const CameraPose& b) {
+    return a.position == b.position && a.target == b.target && a.up_vector == b.up_vector
+           && a.bokeh == b.bokeh && a.field_of_view == b.field_of_view;
+}
+
+// Spherical interpolation, [Shoemake85] eq. 3.3, of the vectors as they are; linear where they are
+// too close to parallel or opposite.
+Vec3 interpolate_up(const Vec3& a, const Vec3& b, float wa, float wb) {
+    const float cos_angle = dot(a, b);
+    if (std::fabs(cos_angle) > kParallelUp) return wa * a + wb * b;
+    const float angle = std::acos(std::clamp(cos_angle, -1.0f, 1.0f));
+    const float sin_angle = std::sin(angle);
+    return (std::sin(angle * wa) / sin_angle) * a + (std::sin(angle * wb) / sin_angle) * b;
+}
+
+Vec3 pinhole_direction(const Camera& camera, const CameraPose& pose, int x, int y,
+                       const Vec2& jitter) {
+    const float right = static_cast<float>(x) - static_cast<float>(camera.width) * 0.5f + jitter.x;
+    const float up = static_cast<float>(camera.height) * 0.5f - static_cast<float>(y) - jitter.y;
+    return normalize(right * pose.right + pose.image_distance * pose.forward + up * pose.up);
+}
+
+// Latitude-longitude: the middle of the image looks forward, its top row up.
+Vec3 spherical_direction(const Camera& camera, const CameraPose& pose, int x, int y,
+                         const Vec2& jitter) {
+    const float u = (static_cast<float>(x) + jitter.x) / static_cast<float>(camera.width);
+    const float v = (static_cast<float>(y) + jitter.y) / static_cast<float>(camera.height);
+    const float azimuth = u * kTwoPi - 0.5f * kPi;
+    const float polar = v * kPi;
+    const float sin_polar = std::sin(polar);
+    return (-std::cos(azimuth) * sin_polar) * pose.right
+           + (std::sin(azimuth) * sin_polar) * pose.forward + std::cos(polar) * pose.up;
+}
+
+Vec3 projected_direction(const Camera& camera, const CameraPose& pose, int x, int y,
+                         const Vec2& jitter) {
+    switch (camera.projection) {
+    case Projection::pinhole: return pinhole_direction(camera, pose, x, y, jitter);
+    case Projection::spherical: return spherical_direction(camera, pose, x, y, jitter);
+    }
+    return {}; // a host may store any byte
+}
+
+} // namespace
+
+void ResetCamera(Camera& camera) {
+    camera = Camera();
+    camera.aovs.resize(1);
+    camera.aovs[0].image.path = "beauty.hdr";
+}
+
+int AddCamera() {
+    ResetCamera(Cameras.emplace_back());
+    return static_cast<int>(Cameras.size()) - 1;
+}
+
+Camera* ActiveCamera() {
+    const auto index = static_cast<std::size_t>(ActiveCameraIndex);
+    return ActiveCameraIndex >= 0 && index < Cameras.size() ? &Cameras[index] : nullptr;
+}
+
+void InitializeCamera(Camera& camera) {
+    camera.sample = std::clamp(camera.sample, 1, kMostFrames);
+    camera.inverse_sample = 1.0f / static_cast<float>(camera.sample);
+    limit_size(camera);
+    camera.region_x0 = std::max(camera.region_x0, 0);
+    camera.region_y0 = std::max(camera.region_y0, 0);
+    camera.region_x1 = std::min(camera.region_x1, camera.width);
+    camera.region_y1 = std::min(camera.region_y1, camera.height);
+    for (CameraPose& pose : camera.poses)
+        BuildCameraFrame(pose, static_cast<float>(camera.width));
+    camera.moving = !same_given_fields(camera.poses[0], camera.poses[1]);
+    for (Aov& aov : camera.aovs)
+        AllocateAov(aov, camera.width, camera.height);
+
+    ReportLine("camera sensor width ", camera.width, "pixels");
+    ReportLine("camera sensor height", camera.height, "pixels");
+    ReportLine("camera memory       ",
+               static_cast<float>(size_bytes(camera.aovs)) * kMegabytesPerByte, "M bytes");
+    ReportRule();
+}
+
+void InitializeCameras() {
+    for (Camera& camera : Cameras)
+        InitializeCamera(camera);
+}
+
+// Names may repeat ("beauty.hdr" does by default): the rendered first camera is written last.
+void FinalizeCameras() {
+    for (auto camera = Cameras.rbegin(); camera != Cameras.rend(); ++camera) {
+        WriteAovs(camera->aovs);
+        ResetCamera(*camera);
+    }
+    Cameras.clear();
+}
+
+void BuildCameraFrame(CameraPose& pose, float width) {
+    const Vec3 view = pose.target - pose.position;
+    pose.forward = normalize(view);
+    pose.right = normalize(cross(pose.forward, normalize(pose.up_vector)));
+    pose.up = normalize(cross(pose.right, pose.forward));
+    pose.matrix = {{{pose.right.x, pose.forward.x, pose.up.x},
+                    {pose.right.y, pose.forward.y, pose.up.y},
+                    {pose.right.z, pose.forward.z, pose.up.z}}};
+    pose.image_distance = (width * 0.5f) / std::tan(pose.field_of_view * kRadiansPerDegree * 0.5f);
+    pose.focus_distance = length(view);
+}
+
+void InterpolateCameraPose(const Camera& camera, float t, CameraPose& pose) {
+    const CameraPose& start = camera.poses[0];
+    const CameraPose& end = camera.poses[1];
+    const float w0 = 1.0f - t, w1 = t;
+    pose.position = w0 * start.position + w1 * end.position;
+    pose.target = w0 * start.target + w1 * end.target;
+    pose.bokeh = w0 * start.bokeh + w1 * end.bokeh;
+    pose.field_of_view = w0 * start.field_of_view + w1 * end.field_of_view;
+    pose.up_vector = interpolate_up(start.up_vector, end.up_vector, w0, w1);
+    BuildCameraFrame(pose, static_cast<float>(camera.width));
+}
+
+CameraPose FramePose(const Camera& camera, std::uint32_t frame) {
+    const auto number = static_cast<std::uint16_t>(frame);
+    CameraPose pose;
+    InterpolateCameraPose(camera, (0.5f + number) / static_cast<float>(camera.sample), pose);
+    return pose;
+}
+
+Vec3 primary_direction(const Camera& camera, const CameraPose& pose, int x, int y,
+                       const Vec2& jitter) {
+    const Vec3 direction = projected_direction(camera, pose, x, y, jitter);
+    return is_finite(direction) ? direction : Vec3{};
+}
+
+} // namespace mh

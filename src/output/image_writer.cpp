@@ -1,0 +1,247 @@
+// Saves image buffers in the format that their file name asks for. Called on the main thread after
+// the last frame and by the finalisation phases. A file is encoded in memory, written beside its
+// target and renamed: a full disk or a kill leaves the older file.
+// SPDX-License-Identifier: MIT
+#include "output/image_writer.h"
+
+#include "frame/report.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <limits>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <FreeImage.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace mh {
+
+namespace {
+
+struct FileFormat {
+    std::string_view lower, upper; // extension, found anywhere in the name
+    FREE_IMAGE_FORMAT format;
+};
+
+// In the order in which they are tried: a name with two extensions is saved by the upper row.
+constexpr std::array kFormats = {
+    FileFormat{".bmp", ".BMP", FIF_BMP},       FileFormat{".cut", ".CUT", FIF_CUT},
+    FileFormat{".dds", ".DDS", FIF_DDS},       FileFormat{".exr", ".EXR", FIF_EXR},
+    FileFormat{".g3", ".G3", FIF_FAXG3},       FileFormat{".gif", ".GIF", FIF_GIF},
+    FileFormat{".hdr", ".HDR", FIF_HDR},       FileFormat{".ico", ".ICO", FIF_ICO},
+    FileFormat{".iff", ".IFF", FIF_LBM},       FileFormat{".j2k", ".J2K", FIF_J2K},
+    FileFormat{".jng", ".JNG", FIF_JNG},       FileFormat{".jp2", ".JP2", FIF_JP2},
+    FileFormat{".jpg", ".JPG", FIF_JPEG},      FileFormat{".jpeg", ".JPEG", FIF_JPEG},
+    FileFormat{".koa", ".KOA", FIF_KOALA},     FileFormat{".mng", ".MNG", FIF_MNG},
+    FileFormat{".pbm", ".PBM", FIF_PBM},       FileFormat{".pcd", ".PCD", FIF_PCD},
+    FileFormat{".pfm", ".PFM", FIF_PFM},       FileFormat{".pgm", ".PGM", FIF_PGM},
+    FileFormat{".pic", ".PIC", FIF_PICT},      FileFormat{".pct", ".PCT", FIF_PICT},
+    FileFormat{".pict", ".PICT", FIF_PICT},    FileFormat{".png", ".PNG", FIF_PNG},
+    FileFormat{".ppm", ".PPM", FIF_PPM},       FileFormat{".psd", ".PSD", FIF_PSD},
+    FileFormat{".ras", ".RAS", FIF_RAS},       FileFormat{".raw", ".RAW", FIF_RAW},
+    FileFormat{".sgi", ".SGI", FIF_SGI},       FileFormat{".tga", ".TGA", FIF_TARGA},
+    FileFormat{".targa", ".TARGA", FIF_TARGA}, FileFormat{".tif", ".TIF", FIF_TIFF},
+    FileFormat{".tiff", ".TIFF", FIF_TIFF},    FileFormat{".wap", ".WAP", FIF_WBMP},
+    FileFormat{".wabmp", ".WBMP", FIF_WBMP},   FileFormat{".wbm", ".WBM", FIF_WBMP},
+    FileFormat{".xbm", ".XBM", FIF_XBM},       FileFormat{".xpm", ".XPM", FIF_XPM},
+};
+
+constexpr std::size_t kShortestFloatName = 4;
+constexpr float kByteStep = 1.0f / 255.0f;
+constexpr float kWordStep = 1.0f / 65535.0f;
+
+struct Unload {
+    void operator()(FIBITMAP* bitmap) const { FreeImage_Unload(bitmap); }
+};
+
+struct CloseMemory {
+    void operator()(FIMEMORY* memory) const { FreeImage_CloseMemory(memory); }
+};
+
+using Bitmap = std::unique_ptr<FIBITMAP, Unload>;
+using Memory = std::unique_ptr<FIMEMORY, CloseMemory>;
+
+bool contains(std::string_view name, std::string_view lower, std::string_view upper) {
+    return name.find(lower) != std::string_view::npos || name.find(upper) != std::string_view::npos;
+}
+
+bool is_pfm(std::string_view name) {
+    return contains(name, ".pfm", ".PFM");
+}
+
+bool wants_floats(std::string_view name) {
+    if (name.size() < kShortestFloatName) return false;
+    return contains(name, ".exr", ".EXR") || contains(name, ".hdr", ".HDR") || is_pfm(name);
+}
+
+// The element, or 0 behind the end of a buffer.
+template<typename T>
+T element(const std::vector<T>& buffer, std::size_t index) {
+    return index < buffer.size() ? buffer[index] : T{};
+}
+
+float float_value(const Image& image, std::size_t index) {
+    switch (image.bits) {
+    case 1: return element(image.bits1, index) ? 1.0f : 0.0f;
+    case 8: return static_cast<float>(element(image.bytes, index)) * kByteStep;
+    case 16: return static_cast<float>(element(image.words, index)) * kWordStep;
+    case 32: return element(image.floats, index);
+    default: return static_cast<float>(element(image.doubles, index));
+    }
+}
+
+// 255 above 1; below, the low 8 bits of the value's integer part times 255: what is negative wraps.
+BYTE cut_to_byte(double value) {
+    constexpr double kMost = std::numeric_limits<std::int32_t>::max();
+    if (value > 1.0) return 255;
+    const double scaled = value * 255.0;
+    if (!(scaled > -kMost)) return 0;
+    return static_cast<BYTE>(static_cast<std::int32_t>(scaled) & 0xFF);
+}
+
+BYTE byte_value(const Image& image, std::size_t index) {
+    switch (image.bits) {
+    case 1: return element(image.bits1, index) ? 255 : 0;
+    case 8: return element(image.bytes, index);
+    case 16: return static_cast<BYTE>(element(image.words, index) >> 8);
+    case 32: return cut_to_byte(element(image.floats, index));
+    default: return cut_to_byte(element(image.doubles, index));
+    }
+}
+
+// RGB or RGBA floats; one channel is spread over three.
+Bitmap float_bitmap(const Image& image) {
+    const std::size_t stored = image.channels == 4 ? 4 : 3;
+    const FREE_IMAGE_TYPE type = stored == 4 ? FIT_RGBAF : FIT_RGBF;
+    Bitmap bitmap(
+        FreeImage_AllocateT(type, image.width, image.height, static_cast<int>(stored) * 32));
+    if (!bitmap) return bitmap;
+    const auto channels = static_cast<std::size_t>(image.channels);
+    const std::size_t row_values = stored * static_cast<std::size_t>(image.width);
+    std::size_t source = 0;
+    for (int y = 0; y < image.height; ++y) {
+        auto row = reinterpret_cast<float*>(FreeImage_GetScanLine(bitmap.get(), y));
+        for (std::size_t i = 0; i < row_values; i += stored, source += channels)
+            for (std::size_t c = 0; c < stored; ++c)
+                row[i + c] = float_value(image, source + std::min(c, channels - 1));
+    }
+    return bitmap;
+}
+
+// Three values a pixel, whatever the number of channels.
+Bitmap byte_bitmap(const Image& image) {
+    Bitmap bitmap(FreeImage_Allocate(image.width, image.height, image.channels * 8));
+    if (!bitmap) return bitmap;
+    std::size_t source = 0;
+    for (int y = 0; y < image.height; ++y) {
+        for (int x = 0; x < image.width; ++x, source += 3) {
+            RGBQUAD colour = {};
+            colour.rgbRed = byte_value(image, source);
+            colour.rgbGreen = byte_value(image, source + 1);
+            colour.rgbBlue = byte_value(image, source + 2);
+            colour.rgbReserved = 255; // opaque
+            FreeImage_SetPixelColor(bitmap.get(), static_cast<unsigned>(x),
+                                    static_cast<unsigned>(y), &colour);
+        }
+    }
+    return bitmap;
+}
+
+// The library counts rows from the bottom; only its PFM writer already turns them.
+Bitmap make_bitmap(const Image& image) {
+    Bitmap bitmap = wants_floats(image.path) ? float_bitmap(image) : byte_bitmap(image);
+    if (bitmap && !is_pfm(image.path)) FreeImage_FlipVertical(bitmap.get());
+    return bitmap;
+}
+
+// The bytes of the file in the first format of the name that can hold the bitmap; null when none.
+Memory encode(FIBITMAP* bitmap, std::string_view name) {
+    for (const FileFormat& row : kFormats) {
+        if (!contains(name, row.lower, row.upper)) continue;
+        Memory memory(FreeImage_OpenMemory());
+        if (FreeImage_SaveToMemory(row.format, bitmap, memory.get(), 0)) return memory;
+    }
+    return nullptr;
+}
+
+bool has_known_extension(std::string_view name) {
+    return std::any_of(kFormats.begin(), kFormats.end(), [name](const FileFormat& row) {
+        return contains(name, row.lower, row.upper);
+    });
+}
+
+bool write_all(int file, const BYTE* bytes, std::size_t count) {
+    while (count > 0) {
+        const ssize_t written = write(file, bytes, count);
+        if (written < 0 && errno == EINTR) continue;
+        if (written <= 0) return false;
+        bytes += written;
+        count -= static_cast<std::size_t>(written);
+    }
+    return true;
+}
+
+// A new file of these bytes; false with errno set, and no file left, when that fails.
+bool write_new_file(const std::string& name, const BYTE* bytes, std::size_t count) {
+    constexpr mode_t kReadableByAll = 0666; // less the umask
+    const int file = open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kReadableByAll);
+    if (file < 0) return false;
+    bool good = write_all(file, bytes, count);
+    int reason = errno;
+    if (close(file) != 0 && good) {
+        good = false;
+        reason = errno;
+    }
+    if (!good) unlink(name.c_str());
+    errno = reason;
+    return good;
+}
+
+// Puts the file in its place in one step; a link is followed. Empty on success, else why not.
+std::string replace_file(const std::string& path, const BYTE* bytes, std::size_t count) {
+    std::error_code ignored;
+    const bool link = std::filesystem::is_symlink(path, ignored);
+    const std::string target =
+        link ? std::filesystem::weakly_canonical(path, ignored).string() : path;
+    const std::string temporary = target + "." + std::to_string(getpid()) + ".tmp";
+    if (!write_new_file(temporary, bytes, count)) return std::strerror(errno);
+    if (std::rename(temporary.c_str(), target.c_str()) == 0) return {};
+    const std::string reason = std::strerror(errno);
+    unlink(temporary.c_str());
+    return reason;
+}
+
+// Empty on success, else why nothing was saved.
+std::string save(const Image& image) {
+    if (image.width < 1 || image.height < 1 || image.channels < 1) return "it has no pixels";
+    if (!has_known_extension(image.path)) return "its name has no known extension";
+    const Bitmap bitmap = make_bitmap(image);
+    if (!bitmap) return "not enough memory";
+    const Memory memory = encode(bitmap.get(), image.path);
+    BYTE* bytes = nullptr;
+    DWORD count = 0;
+    if (!memory || !FreeImage_AcquireMemory(memory.get(), &bytes, &count))
+        return "its format cannot hold this image";
+    return replace_file(image.path, bytes, count);
+}
+
+} // namespace
+
+bool WriteImage(const Image& image) {
+    if (image.path.empty()) return false;
+    const std::string fault = save(image);
+    if (!fault.empty()) ReportWarning("image - " + image.path + "\tcannot be written: " + fault);
+    return fault.empty();
+}
+
+} // namespace mh
