@@ -1,4 +1,5 @@
-// What all lights share: links, sample counts, shadow rays, relocation in diffusing surfaces.
+// What all lights share: links, sample counts, shadow rays, relocation in diffusing surfaces, the
+// start of a photon.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -7,7 +8,8 @@
 
 namespace mh {
 
-// Appends the indices of the named shaders to the link; names that match none are dropped.
+// Appends the indices of the named shaders to the link, each once; names that match none are
+// dropped, as if they had not been given.
 void ResolveLink(LightLink& link);
 
 // Whether the link is empty or holds the shader.
@@ -15,22 +17,27 @@ bool is_linked(const LightLink& link, std::int32_t shader);
 
 // Samples of a first-hit loop: i = first; i < count; i += stride, each weighted stride / count.
 struct SampleLoop {
-    std::uint32_t first = 0, count = 0, stride = 1;
+    std::uint32_t first = 0, count = 1, stride = 1;
 };
 
 // `sample` adapted to how much the point can matter: the brightest active layer times the ray's
-// weight; a multiple of the camera's frames.
+// weight; a multiple of the camera's frames, of which this frame takes its share.
 SampleLoop first_hit_loop(const Ray& ray, const SurfacePoint& point, std::int32_t sample);
 
 // A ray from the point, to be limited in distance by the caller, that excludes the receiver.
 Ray shadow_ray(const Ray& ray, const Vec3& origin, const Vec3& direction, float distance);
 
-// A nearby point of the same shader for a diffusing surface, and the colour weight of the jump.
-// False when none was found after a bounded number of tries.
+// One try to jump to a nearby point of the same shader, for a diffusing point of a face: `moved` is
+// that point and `weight` the colour weight of the jump. False when the random chord through the
+// volume around the point found none. In the second form `chord` comes back as the ray that hit the
+// moved point.
 bool relocate_in_diffusion(const Ray& ray, const SurfacePoint& original, SurfacePoint& moved,
                            Vec3& weight);
+bool relocate_in_diffusion(const Ray& ray, const SurfacePoint& original, SurfacePoint& moved,
+                           Vec3& weight, Ray& chord);
 
-// The common fields of a photon's first ray; the caller has set origin, direction and power.
+// The common fields of a photon's first ray; the caller has set origin, direction and power. The
+// photon draws from `dimension` on and starts in a medium of index `ior`.
 void start_photon(Ray& ray, std::int64_t number, std::uint32_t dimension, float ior,
                   const LightLink& link);
 

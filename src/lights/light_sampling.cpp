@@ -1,0 +1,144 @@
+// Links, sample counts, shadow rays, relocation in diffusing surfaces, the start of a photon.
+// SPDX-License-Identifier: MIT
+#include "lights/light_sampling.h"
+
+#include "accel/walk.h"
+#include "frame/types.h"
+#include "math/random.h"
+#include "math/roots.h"
+#include "math/sampling.h"
+#include "math/threads.h"
+#include "output/camera.h"
+#include "shading/shaders.h"
+#include "shading/surface_point.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace mh {
+
+namespace {
+
+float mean_if(bool active, const Vec3& color) {
+    return active ? mean(color) : 0.0f;
+}
+
+// Brightest of the layers that lights can reach.
+float brightest_layer(const SurfacePoint& point) {
+    const float lambertian = mean_if(point.lambertian_active, point.lambertian_color);
+    const float transmissive = mean_if(point.transmissive_active, point.transmissive_color);
+    const float glossy = mean_if(point.glossy_active, point.glossy_color);
+    return std::max({0.0f, lambertian, transmissive, glossy});
+}
+
+// Radius of a jump: a Rayleigh distribution of the given variance.
+float jump_radius(float variance) {
+    constexpr float kSmallestDraw = 1e-10f, kLogOfSmallest = -10.0f;
+    const float u = random_unit();
+    const float log_u = u < kSmallestDraw ? kLogOfSmallest : std::log(u);
+    return safe_root(-2.0f * log_u * variance);
+}
+
+Vec3 random_on_sphere(const Vec3& center, float radius) {
+    const float u = random_unit();
+    const float v = random_unit();
+    return center + radius * sample_sphere({u, v});
+}
+
+// Ratio of the gaussians' norms, sqrt(2 pi s_c) / sqrt(2 pi s).
+Vec3 jump_weight(const Vec3& variance, float widest) {
+    const Vec3 v = kTwoPi * variance;
+    return Vec3{safe_root(v.x), safe_root(v.y), safe_root(v.z)} / safe_root(kTwoPi * widest);
+}
+
+// A ray that leaves a surface in order to ask about its surroundings, without any exclusion.
+Ray query_ray(const Ray& parent, const Vec3& origin, const Vec3& direction, float distance) {
+    Ray query;
+    query.origin = origin;
+    query.direction = direction;
+    query.distance = distance;
+    query.hit_kind = HitKind::unset;
+    query.source_kind = HitKind::unset;
+    query.thread = parent.thread;
+    query.depth = static_cast<std::uint8_t>(parent.depth + 1);
+    return query;
+}
+
+} // namespace
+
+void ResolveLink(LightLink& link) {
+    for (const std::string& name : link.names) {
+        const std::int32_t index = FindShader(name);
+        const auto slot = static_cast<std::size_t>(index);
+        if (slot >= Shaders.size() || Shaders[slot].name != name) continue;
+        if (link.shaders.empty() || !is_linked(link, index)) link.shaders.push_back(index);
+    }
+}
+
+bool is_linked(const LightLink& link, std::int32_t shader) {
+    if (link.shaders.empty()) return true;
+    return std::find(link.shaders.begin(), link.shaders.end(), shader) != link.shaders.end();
+}
+
+SampleLoop first_hit_loop(const Ray& ray, const SurfacePoint& point, std::int32_t sample) {
+    const Camera* camera = ActiveCamera();
+    const std::int32_t stride = camera == nullptr ? 1 : std::max(camera->sample, 1);
+    const double importance = brightest_layer(point) * sum(ray.weight) / 3.0f;
+    const double wanted = std::min(importance * sample, static_cast<double>(sample));
+    const std::int32_t least = wanted > stride ? static_cast<std::int32_t>(wanted) : stride;
+    return {CurrentSample, static_cast<std::uint32_t>(least - least % stride),
+            static_cast<std::uint32_t>(stride)};
+}
+
+Ray shadow_ray(const Ray& ray, const Vec3& origin, const Vec3& direction, float distance) {
+    Ray shadow = query_ray(ray, origin, direction, distance);
+    shadow.source_kind = ray.hit_kind;
+    shadow.source_primitive = ray.hit_primitive;
+    return shadow;
+}
+
+bool relocate_in_diffusion(const Ray& ray, const SurfacePoint& original, SurfacePoint& moved,
+                           Vec3& weight) {
+    Ray chord;
+    return relocate_in_diffusion(ray, original, moved, weight, chord);
+}
+
+bool relocate_in_diffusion(const Ray& ray, const SurfacePoint& original, SurfacePoint& moved,
+                           Vec3& weight, Ray& chord) {
+    const float widest = max_channel(original.diffusion_color);
+    const float radius = jump_radius(widest);
+    const Vec3 from = random_on_sphere(original.position, radius);
+    const Vec3 to = random_on_sphere(original.position, radius);
+    chord = query_ray(ray, from, normalize(to - from), length(to - from));
+    if (!probe_hit(chord) || chord.hit_shader != ray.hit_shader) return false;
+    moved = {};
+    build_surface_point(chord, moved);
+    if (chord.front_side != ray.front_side) {
+        moved.outgoing = -moved.outgoing;
+        moved.geometric_normal = -moved.geometric_normal;
+        moved.normal = -moved.normal;
+    }
+    weight = jump_weight(original.diffusion_color, widest);
+    return true;
+}
+
+void start_photon(Ray& ray, std::int64_t number, std::uint32_t dimension, float ior,
+                  const LightLink& link) {
+    Ray first;
+    first.cursor = {0.0f, 0.0f, static_cast<std::uint32_t>(number), dimension};
+    first.origin = ray.origin;
+    first.direction = ray.direction;
+    first.power = ray.power;
+    first.photon_link = &link;
+    first.refraction = ior;
+    first.hit_kind = HitKind::unset;
+    first.source_kind = HitKind::unset;
+    first.prior_scatter = Scatter::none;
+    first.scatter = Scatter::none;
+    first.thread = static_cast<std::uint8_t>(thread_number());
+    first.photon = true;
+    first.photon_caustic = true;
+    ray = first;
+}
+
+} // namespace mh

@@ -1,0 +1,187 @@
+// The samples of a light at a point: how many, where they arrive, what the layers take of them.
+// SPDX-License-Identifier: MIT
+#include "lights/light_shot.h"
+
+#include "accel/walk.h"
+#include "frame/types.h"
+#include "shading/hair_table.h"
+#include "shading/scattering.h"
+
+#include <array>
+
+namespace mh {
+
+namespace {
+
+constexpr float kInversePi = 1.0f / kPi;
+constexpr float kFourPi = 4.0f * kPi;
+
+bool is_face(HitKind kind) {
+    return kind == HitKind::triangle || kind == HitKind::tetragon;
+}
+
+// The sample at another point of a diffusing face; skipped when many tries find none.
+void add_diffused(const LightShot& shot, AddSample add, LightSplit& sum) {
+    constexpr int kTries = 4096;
+    SurfacePoint moved;
+    Vec3 weight;
+    Ray chord;
+    for (int i = 0; i < kTries; ++i) {
+        if (!relocate_in_diffusion(shot.ray, shot.point, moved, weight, chord)) continue;
+        add({shot.light, shot.ray, shot.point, moved, weight, chord.hit_primitive, chord.hit_kind,
+             shot.cursor, shot.count},
+            sum);
+        return;
+    }
+}
+
+void add_sample(const LightShot& shot, AddSample add, LightSplit& sum) {
+    const bool moves = shot.count == 0 ? shot.point.diffusion_active : diffuses(shot.point);
+    if (moves && is_face(shot.ray.hit_kind))
+        add_diffused(shot, add, sum);
+    else
+        add(shot, sum);
+}
+
+LightShot shot_at_hit(const Light* light, const Ray& ray, const SurfacePoint& point) {
+    return {light, ray, point, point, splat(1.0f), ray.hit_primitive, ray.hit_kind, ray.cursor, 0};
+}
+
+void scale(LightSplit& sum, float factor) {
+    sum.to_lambertian *= factor;
+    sum.to_transmissive *= factor;
+    sum.to_glossy *= factor;
+}
+
+LightSplit sum_first_hit(const Light* light, const Ray& ray, const SurfacePoint& point,
+                         const SampleLoop& loop, AddSample add) {
+    constexpr std::uint32_t kSequenceMask = 0xFFFF; // the sequence repeats after 65536 samples
+    LightSplit sum;
+    LightShot shot = shot_at_hit(light, ray, point);
+    shot.count = loop.count;
+    for (std::uint32_t i = loop.first; i < loop.count; i += loop.stride) {
+        shot.cursor.sample = i & kSequenceMask;
+        add_sample(shot, add, sum);
+    }
+    scale(sum, static_cast<float>(loop.stride) / static_cast<float>(loop.count));
+    return sum;
+}
+
+const HairTable& hair_table(std::int32_t shader) {
+    return Shaders[static_cast<std::size_t>(shader)].hair_table;
+}
+
+float hair_bounce_density(const Ray& ray, const SurfacePoint& source) {
+    if (ray.scatter == Scatter::lambertian)
+        return hair_diffuse(source.outgoing, ray.direction, source);
+    if (ray.scatter != Scatter::glossy_reflection) return 0.0f;
+    if (static_cast<std::size_t>(ray.source_shader) >= Shaders.size()) return 0.0f;
+    const Vec3 density =
+        hair_lobe_pdf(hair_table(ray.source_shader), source.outgoing, ray.direction, source);
+    switch (ray.hair_lobe) {
+    case 0: return density.x;
+    case 1: return density.y;
+    case 2: return density.z;
+    default: return 0.0f;
+    }
+}
+
+} // namespace
+
+bool diffuses(const SurfacePoint& point) {
+    return point.diffusion_active && min_channel(point.diffusion_color) > 0.0f;
+}
+
+LightSplit sum_light_samples(const Light* light, const Ray& ray, const SurfacePoint& point,
+                             std::int32_t sample, bool loops, AddSample add) {
+    const int bounces = spread_bounces(ray);
+    if (bounces == 0 && loops)
+        return sum_first_hit(light, ray, point, first_hit_loop(ray, point, sample), add);
+    LightSplit sum;
+    if (bounces < RendererSettings.bounce) add_sample(shot_at_hit(light, ray, point), add, sum);
+    return sum;
+}
+
+bool sided_response(const LightShot& shot, const Vec3& direction, Response& response) {
+    const float c = dot(direction, shot.target.normal);
+    const float g = dot(direction, shot.target.geometric_normal);
+    if (c > 0.0f && g > 0.0f) response.lambertian = c;
+    if (c < 0.0f && g < 0.0f) response.transmissive = -c;
+    if (dot(direction, shot.point.geometric_normal) > 0.0f)
+        response.glossy = dot(direction, shot.point.normal);
+    return complete_response(shot, direction, response);
+}
+
+bool complete_response(const LightShot& shot, const Vec3& direction, Response& response) {
+    const SurfacePoint& point = shot.point;
+    if (!point.lambertian_active || !(response.lambertian > 0.0f)) response.lambertian = 0.0f;
+    if (!point.transmissive_active || !(response.transmissive > 0.0f)) response.transmissive = 0.0f;
+    const bool shines = point.glossy_active && point.reflectance != 0.0f;
+    if (shines && response.glossy > 0.0f)
+        response.lobe = ward_lobe(point.outgoing, direction, point);
+    return response.lambertian > 0.0f || response.transmissive > 0.0f || response.lobe > 0.0f;
+}
+
+Vec3 transparency(const LightShot& shot, const Vec3& direction, float distance, HitKind light_kind,
+                  std::int32_t light_primitive) {
+    Ray shadow = shadow_ray(shot.ray, shot.target.position, direction, distance);
+    shadow.source_kind = shot.target_kind;
+    shadow.source_primitive = shot.target_primitive;
+    shadow.hit_kind = light_kind;
+    shadow.hit_primitive = light_primitive;
+    shadow_query(shadow);
+    return any_above(shadow.weight, kNothing) ? shadow.weight : Vec3{};
+}
+
+void add_to_surface(const LightShot& shot, const Response& response, const Arrival& arrival,
+                    LightSplit& sum) {
+    const Vec3 diffuse = arrival.light * shot.jump * shot.point.transmittance;
+    const auto weighted = [&](float density) {
+        return balance(arrival.sampled, arrival.bounced * density);
+    };
+    if (response.lambertian > 0.0f)
+        sum.to_lambertian +=
+            diffuse * (response.lambertian * weighted(response.lambertian * kInversePi));
+    if (response.transmissive > 0.0f)
+        sum.to_transmissive +=
+            diffuse * (response.transmissive * weighted(response.transmissive * kInversePi));
+    if (response.lobe > 0.0f)
+        sum.to_glossy += arrival.light * (response.glossy * response.lobe * weighted(response.lobe))
+                         * (shot.point.reflectance * kFourPi);
+}
+
+void add_to_hair(const LightShot& shot, const Arrival& arrival, LightSplit& sum) {
+    const SurfacePoint& point = shot.point;
+    const Vec3 light = arrival.light * kPi;
+    if (point.lambertian_active) {
+        const float h = hair_diffuse(point.outgoing, arrival.direction, point);
+        sum.to_lambertian += light * (h * balance(arrival.sampled, arrival.bounced * h));
+    }
+    if (!point.glossy_active) return;
+    std::array<Vec3, 3> lobes;
+    Vec3 density;
+    hair_glossy(hair_table(shot.ray.hit_shader), point.outgoing, arrival.direction, point, lobes,
+                density);
+    const Vec3 weight = {balance(arrival.sampled, arrival.bounced * density.x),
+                         balance(arrival.sampled, arrival.bounced * density.y),
+                         balance(arrival.sampled, arrival.bounced * density.z)};
+    sum.to_glossy += light * (lobes[0] * weight.x + lobes[1] * weight.y + lobes[2] * weight.z);
+}
+
+float balance(float a, float b) {
+    const float total = a + b;
+    return total > 0.0f ? a / total : 0.0f;
+}
+
+float bounce_density(const Ray& ray) {
+    const SurfacePoint& source = *ray.source_point;
+    if (ray.source_kind == HitKind::hair) return hair_bounce_density(ray, source);
+    switch (ray.scatter) {
+    case Scatter::lambertian: return dot(ray.direction, source.normal) * kInversePi;
+    case Scatter::transmissive: return -dot(ray.direction, source.normal) * kInversePi;
+    case Scatter::glossy_reflection: return ward_lobe(source.outgoing, ray.direction, source);
+    default: return 0.0f;
+    }
+}
+
+} // namespace mh

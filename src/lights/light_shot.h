@@ -1,0 +1,78 @@
+// One light sample on its way to a point: the scaffold that the four kinds of light share, so that
+// each of them is left with its own formula. Private to this folder.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "lights/light_sampling.h"
+#include "lights/types.h"
+#include "shading/ray.h"
+
+namespace mh {
+
+// One sample: which light, where it arrives, and its place in the sequence.
+struct LightShot {
+    const Light* light;         // null for sky and geometry light
+    const Ray& ray;             // whose hit is lit
+    const SurfacePoint& point;  // the hit: layers, Fresnel and glossy frame
+    const SurfacePoint& target; // where light arrives: the hit, or a nearby point of its volume
+    Vec3 jump;                  // colour weight of that jump
+    std::int32_t target_primitive;
+    HitKind target_kind;
+    SampleCursor cursor;     // index of the sample, at the ray's dimension
+    std::uint32_t count = 0; // samples of a first-hit loop over the whole run; 0 for a deep hit
+};
+
+inline bool is_hair(const LightShot& shot) {
+    return shot.ray.hit_kind == HitKind::hair;
+}
+
+// How much the layers of a point take from a direction, before Fresnel: cosines, wrapped by the
+// light where it does so, and the glossy lobe. 0 for a layer that takes nothing.
+struct Response {
+    float lambertian = 0.0f, transmissive = 0.0f;
+    float glossy = 0.0f; // cosine
+    float lobe = 0.0f;
+};
+
+// Light from one direction, and how likely either strategy was to choose it.
+struct Arrival {
+    Vec3 direction;       // to the light, unit
+    Vec3 light;           // radiance over the density of its direction, over pi
+    float sampled = 1.0f; // light samples times their density
+    float bounced = 0.0f; // bounce samples, to be multiplied by the density of a bounce
+};
+
+// Adds one sample to the sum.
+using AddSample = void (*)(const LightShot& shot, LightSplit& sum);
+
+// All samples that the hit takes: the loop at the first hit if `loops`, otherwise one up to the
+// limit of bounces. Diffusing faces get each sample at a point of their own.
+LightSplit sum_light_samples(const Light* light, const Ray& ray, const SurfacePoint& point,
+                             std::int32_t sample, bool loops, AddSample add);
+
+// The point spreads light beneath its surface in all channels.
+bool diffuses(const SurfacePoint& point);
+
+// The response to a direction on one side of both normals. False when no layer takes anything.
+bool sided_response(const LightShot& shot, const Vec3& direction, Response& response);
+
+// Drops the layers that are absent and evaluates the lobe. False when no layer takes anything.
+bool complete_response(const LightShot& shot, const Vec3& direction, Response& response);
+
+// What passes between the target and a light in that direction; also ignores the primitive that
+// holds the light. Black below the threshold.
+Vec3 transparency(const LightShot& shot, const Vec3& direction, float distance,
+                  HitKind light_kind = HitKind::unset, std::int32_t light_primitive = -1);
+
+// Adds an arrival to the layers, weighted against bounces by the balance heuristic [Veach97].
+void add_to_surface(const LightShot& shot, const Response& response, const Arrival& arrival,
+                    LightSplit& sum);
+void add_to_hair(const LightShot& shot, const Arrival& arrival, LightSplit& sum);
+
+// a / (a + b); 0 without a positive sum.
+float balance(float a, float b);
+
+// Density with which the bounce that made the ray chose its direction; 0 where it could not have.
+float bounce_density(const Ray& ray);
+
+} // namespace mh

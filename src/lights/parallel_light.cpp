@@ -1,0 +1,48 @@
+// Light from one direction, or from a cone of directions about it when blurred.
+// SPDX-License-Identifier: MIT
+#include "accel/types.h"
+#include "lights/analytic_light.h"
+#include "lights/gaffer.h"
+#include "math/frame.h"
+#include "math/sampling.h"
+
+namespace mh {
+
+namespace {
+
+// A direction in which the light travels.
+Vec3 travel_direction(const Light& light, SampleCursor cursor) {
+    if (!(light.blur > 0.0f)) return light.axis;
+    const Vec3 local = sample_cone_local(next_pair(cursor), light.one_minus_cos_blur);
+    return from_frame(local, light.tangent, light.bitangent, light.axis);
+}
+
+void add_parallel_sample(const LightShot& shot, LightSplit& sum) {
+    const Vec3 direction = -travel_direction(*shot.light, shot.cursor);
+    add_analytic(shot, direction, kFar, shot.light->color, true, sum);
+}
+
+} // namespace
+
+void ParallelLight::reset() {
+    *this = {};
+}
+
+LightSplit direct_parallel(ParallelLight& light, const Ray& ray, const SurfacePoint& point) {
+    return direct_analytic(light, ray, point, add_parallel_sample);
+}
+
+// Starts on the disk that covers the scene as seen by the light.
+void ParallelLight::emit_photon(Ray& ray, std::int64_t index) const {
+    SampleCursor cursor;
+    cursor.sample = static_cast<std::uint32_t>(index);
+    const Vec2 disk = concentric_disk(next_pair(cursor));
+    ray.origin = SceneCenter + SceneRadius * (disk.x * tangent + disk.y * bitangent - axis);
+    ray.direction = travel_direction(*this, cursor);
+    ray.power = photon_power / static_cast<float>(photons);
+    constexpr std::uint32_t kDiskDimensions = 2, kConeDimensions = 2;
+    const std::uint32_t drawn = kDiskDimensions + (blur > 0.0f ? kConeDimensions : 0);
+    start_photon(ray, index, drawn, ior, link);
+}
+
+} // namespace mh

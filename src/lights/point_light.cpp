@@ -1,0 +1,77 @@
+// Light from a point or, when blurred, from a sphere about it; with a spot falloff about its
+// direction.
+// SPDX-License-Identifier: MIT
+#include "lights/analytic_light.h"
+#include "lights/gaffer.h"
+#include "math/frame.h"
+#include "math/roots.h"
+#include "math/sampling.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace mh {
+
+namespace {
+
+// Linear in the angle between the direction away from the light and its axis: 1 within the inner
+// cone, 0 outside the outer one. Equal angles give a hard cone.
+float spot_falloff(const PointLight& light, const Vec3& away) {
+    const float angle = std::acos(std::clamp(dot(away, light.direction), -1.0f, 1.0f));
+    const float f = (light.outer_rad - angle) / (light.outer_rad - light.inner_rad);
+    return f > 0.0f ? std::min(f, 1.0f) : 0.0f;
+}
+
+// A point of the light.
+Vec3 emitting_point(const PointLight& light, SampleCursor cursor) {
+    if (!(light.blur > 0.0f)) return light.position;
+    return light.position + light.blur * sample_sphere(next_pair(cursor));
+}
+
+void add_point_sample(const LightShot& shot, LightSplit& sum) {
+    const PointLight& light = static_cast<const PointLight&>(*shot.light);
+    const Vec3 v = emitting_point(light, shot.cursor) - shot.target.position;
+    const float square = dot(v, v);
+    if (!(square > 0.0f)) return;
+    const Vec3 direction = normalize(v);
+    const float falloff = spot_falloff(light, -direction);
+    if (!(falloff > 0.0f)) return;
+    const bool wrapped = shot.count == 0; // the loop takes plain cosines
+    add_analytic(shot, direction, safe_root(square), light.color * (falloff / square), wrapped,
+                 sum);
+}
+
+// Over the sphere, or over the cone that holds the scene for a light outside of it. The azimuth
+// steps with the index.
+Vec3 photon_direction(const PointLight& light, std::int64_t index) {
+    const double turn = static_cast<double>(index) / static_cast<double>(light.photons);
+    const float u = sequence_value(static_cast<std::uint32_t>(index), 0);
+    const Vec2 uv = {static_cast<float>(turn), u};
+    const Vec3 local =
+        light.inside_scene ? sample_sphere(uv) : sample_cone_local(uv, light.one_minus_cos_blur);
+    return from_frame(local, light.tangent, light.bitangent, light.axis);
+}
+
+} // namespace
+
+void PointLight::reset() {
+    *this = {};
+}
+
+LightSplit direct_point(PointLight& light, const Ray& ray, const SurfacePoint& point) {
+    return direct_analytic(light, ray, point, add_point_sample);
+}
+
+void PointLight::emit_photon(Ray& ray, std::int64_t index) const {
+    constexpr std::uint32_t kDirectionDimensions = 1, kBlurDimensions = 2;
+    SampleCursor cursor;
+    cursor.sample = static_cast<std::uint32_t>(index);
+    cursor.dimension = kDirectionDimensions;
+    ray.origin = emitting_point(*this, cursor);
+    ray.direction = photon_direction(*this, index);
+    ray.power = photon_power * (spot_falloff(*this, ray.direction) / static_cast<float>(photons));
+    const std::uint32_t drawn = kDirectionDimensions + (blur > 0.0f ? kBlurDimensions : 0);
+    start_photon(ray, index, drawn, ior, link);
+}
+
+} // namespace mh
