@@ -53,7 +53,8 @@ enum class Wrap : std::uint8_t { repeat = 0, clamp = 1 };
 // Pixels in the width in which the file stored them: rows of interleaved channels, red first. Only
 // the array that `bits` (or `rgbe_encoded`) names is filled.
 struct Image {
-    bool loaded = false;
+    bool loaded = false; // a file was found and read, whether it gave pixels or not
+    bool failed = false; // no file was found, which has been reported
     std::vector<bool> bits1;
     std::vector<std::uint8_t> bytes;
     std::vector<std::uint16_t> words;
@@ -69,18 +70,19 @@ struct Image {
 
 // One slot: a colour, and an image that multiplies it when there is one.
 struct ShaderElement {
-    float gamma = 1.0f; // exponent of every texel
-    Mat4 color_matrix;
-    Mat3 uv_matrix;
-    Wrap wrap_u = Wrap::repeat, wrap_v = Wrap::repeat;
-    PixelSampler pixel_sampler = PixelSampler::bilinear;
-    bool color_matrix_identity = true, uv_matrix_identity = true; // cleared: the transform is on
-    std::string image, fresnel_image, uv_set;
-    Vec3 direction;
     Vec3 color;
-    Vec3 fresnel;
-    std::int32_t image_index = -1, fresnel_image_index = -1; // in Textures; -1 for none
+    std::int32_t image_index = -1; // in Textures; -1 for none
+    float gamma = 1.0f;            // exponent of every texel
+    PixelSampler pixel_sampler = PixelSampler::bilinear;
+    Wrap wrap_u = Wrap::repeat, wrap_v = Wrap::repeat;
+    bool color_matrix_identity = true, uv_matrix_identity = true; // cleared: the transform is on
     std::int32_t level = 1;
+    std::int32_t fresnel_image_index = -1; // in Textures; -1 for none
+    Vec3 fresnel;
+    Vec3 direction;
+    Mat3 uv_matrix;
+    Mat4 color_matrix;
+    std::string image, fresnel_image, uv_set;
 };
 
 // Fibre scattering of a shader: parameters and azimuthal tables.
@@ -117,7 +119,7 @@ struct SurfaceLayer {
     bool window = false;        // shows the sky in place of the emissive slot
 
     // Derived by the finish of the shader.
-    bool has_image = false;
+    bool has_image = false; // some slot has an image
     bool needs_tangents = false;
     bool has_angle = false;
     bool has_normal_map = false;
@@ -170,6 +172,7 @@ struct Shader {
     bool reverse_winding = false;
     Medium medium;
     std::vector<SurfaceLayer> layers;
+    bool has_image = false;             // derived: some layer has one, so that hits need their uv
     float opacity = 1.0f;               // stored only
     LayerList face_layers, back_layers; // derived
     SideFlags face, back;               // derived

@@ -1,0 +1,168 @@
+// The image table and the pixel arrays of images; phase 2 loads what the scene has mentioned.
+// SPDX-License-Identifier: MIT
+#include "shading/images.h"
+
+#include "frame/report.h"
+#include "shading/image_reader.h"
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+
+namespace mh {
+
+namespace {
+
+// The value as an integer of the image's width; the converse of reading a texel.
+template<typename Integer>
+Integer to_steps(float value) {
+    constexpr float kSteps = 255.0f;
+    constexpr auto kLargest = static_cast<float>(std::numeric_limits<Integer>::max());
+    const float steps = std::nearbyint(value * kSteps);
+    return static_cast<Integer>(steps > 0.0f ? std::min(steps, kLargest) : 0.0f);
+}
+
+void set_value(Image& image, std::size_t i, float value) {
+    switch (image.bits) {
+    case 1: image.bits1[i] = value > 0.5f; break;
+    case 8: image.bytes[i] = to_steps<std::uint8_t>(value); break;
+    case 16: image.words[i] = to_steps<std::uint16_t>(value); break;
+    case 32: image.floats[i] = value; break;
+    default: image.doubles[i] = static_cast<double>(value); break;
+    }
+}
+
+void clear_pixels(Image& image) {
+    image.bits1 = {};
+    image.bytes = {};
+    image.words = {};
+    image.floats = {};
+    image.doubles = {};
+    image.rgbe = {};
+}
+
+std::size_t texel_count(const Image& image) {
+    return static_cast<std::size_t>(image.width) * static_cast<std::size_t>(image.height);
+}
+
+bool is_readable(const std::string& file) {
+    std::error_code fault;
+    return std::filesystem::is_regular_file(file, fault) && std::ifstream(file).is_open();
+}
+
+// The first folder of the search list that has the file, whose name may be written with either
+// separator; empty when none has.
+std::string find_file(const std::string& path) {
+    std::string slashed = path;
+    std::replace(slashed.begin(), slashed.end(), '\\', '/');
+    for (const std::string& folder : ImageSearchPaths) {
+        const std::string prefix = folder.empty() ? "" : folder + "/";
+        if (is_readable(prefix + path)) return prefix + path;
+        if (is_readable(prefix + slashed)) return prefix + slashed;
+    }
+    return {};
+}
+
+} // namespace
+
+int FindOrAddImage(const std::string& path) {
+    if (path.empty()) return -1;
+    const auto found = std::find_if(Textures.begin(), Textures.end(),
+                                    [&](const Image& image) { return image.path == path; });
+    if (found != Textures.end()) return static_cast<int>(found - Textures.begin());
+    Textures.emplace_back();
+    Textures.back().path = path;
+    return static_cast<int>(Textures.size()) - 1;
+}
+
+bool LoadImage(Image& image) {
+    if (image.loaded || image.failed || image.path.empty()) return image.width > 0;
+    const std::string file = find_file(image.path);
+    if (file.empty()) {
+        image.failed = true;
+        ReportError("image - " + image.path + "\tcannot be found");
+        return false;
+    }
+    image.loaded = true;
+    const std::string fault = ReadImageFile(file, image);
+    if (!fault.empty()) ReportError("image - " + file + "\t" + fault);
+    return image.width > 0;
+}
+
+void AllocateImage(Image& image, int width, int height, int channels, int bits, bool rgbe) {
+    if (width <= 0 || height <= 0 || channels <= 0 || bits <= 0) return;
+    clear_pixels(image);
+    image.width = width;
+    image.height = height;
+    image.channels = channels;
+    image.bits = bits;
+    image.rgbe_encoded = rgbe;
+    const std::size_t values = texel_count(image) * static_cast<std::size_t>(channels);
+    if (rgbe) return image.rgbe.resize(texel_count(image));
+    switch (bits) {
+    case 1: return image.bits1.resize(values);
+    case 8: return image.bytes.resize(values);
+    case 16: return image.words.resize(values);
+    case 32: return image.floats.resize(values);
+    default: return image.doubles.resize(values);
+    }
+}
+
+void set_texel(Image& image, std::int64_t index, const Vec3& value) {
+    const auto texel = static_cast<std::size_t>(index);
+    if (image.rgbe_encoded) {
+        image.rgbe[texel] = encode_rgbe(value);
+        return;
+    }
+    const std::size_t i = texel * static_cast<std::size_t>(image.channels);
+    const float values[3] = {value.x, value.y, value.z};
+    for (int c = 0; c < std::min(image.channels, 3); ++c)
+        set_value(image, i + static_cast<std::size_t>(c), values[c]);
+}
+
+void image_statistics(const Image& image, Vec3& mean, Vec3& variance) {
+    mean = variance = {};
+    if (image.width <= 0 || image.height <= 0) return;
+    const auto count = static_cast<std::int64_t>(texel_count(image));
+    double sums[3] = {}, squares = 0.0;
+    for (std::int64_t i = 0; i < count; ++i) {
+        const Vec3 texel = read_texel(image, i);
+        const auto largest = static_cast<double>(max_channel(texel));
+        sums[0] += static_cast<double>(texel.x);
+        sums[1] += static_cast<double>(texel.y);
+        sums[2] += static_cast<double>(texel.z);
+        squares += largest * largest;
+    }
+    const double n = static_cast<double>(count);
+    const auto spread = [&](double sum) {
+        return static_cast<float>(squares / n - sum / n * (sum / n));
+    };
+    mean = {static_cast<float>(sums[0] / n), static_cast<float>(sums[1] / n),
+            static_cast<float>(sums[2] / n)};
+    variance = {spread(sums[0]), spread(sums[1]), spread(sums[2])};
+}
+
+std::int64_t size_bytes(const Image& image) {
+    constexpr std::size_t kBitsPerWord = 32, kBytesPerWord = 4;
+    const std::size_t bit_words = (image.bits1.size() + kBitsPerWord - 1) / kBitsPerWord;
+    return static_cast<std::int64_t>(
+        bit_words * kBytesPerWord + image.bytes.size() + image.words.size() * sizeof(std::uint16_t)
+        + image.floats.size() * sizeof(float) + image.doubles.size() * sizeof(double)
+        + image.rgbe.size() * sizeof(Rgbe));
+}
+
+void InitializeTextures() {
+    bool failed = false;
+    std::int64_t bytes = 0;
+    for (Image& image : Textures) {
+        failed = !LoadImage(image) || failed;
+        bytes += size_bytes(image);
+    }
+    if (failed) ReportRule();
+    ReportCount("textures", static_cast<std::int64_t>(Textures.size()), static_cast<double>(bytes));
+    ReportRule();
+}
+
+} // namespace mh

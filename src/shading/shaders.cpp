@@ -1,0 +1,193 @@
+// The shader table and the finish of shaders: phase 3, started by the lifecycle, and the look-ups
+// by name of the scene readers.
+// SPDX-License-Identifier: MIT
+#include "shading/shaders.h"
+
+#include "frame/report.h"
+#include "math/constants.h"
+#include "shading/evaluate.h"
+#include "shading/images.h"
+#include "shading/media.h"
+
+#include <algorithm>
+
+namespace mh {
+
+namespace {
+
+constexpr const char* kUndefined = "undefined";
+
+int find_named(const std::string& name) {
+    const auto found = std::find_if(Shaders.begin(), Shaders.end(),
+                                    [&](const Shader& shader) { return shader.name == name; });
+    return found == Shaders.end() ? -1 : static_cast<int>(found - Shaders.begin());
+}
+
+void add_layer_of(Shader& shader, Sideness sideness) {
+    const int layer = AddSurfaceLayer(shader);
+    shader.layers[static_cast<std::size_t>(layer)].sideness = sideness;
+}
+
+bool has_layer_of(const Shader& shader, Sideness side) {
+    return std::any_of(shader.layers.begin(), shader.layers.end(), [side](const SurfaceLayer& l) {
+        return l.sideness == side || l.sideness == Sideness::both;
+    });
+}
+
+// Both sides show something: black where the shader says nothing.
+void add_missing_sides(Shader& shader) {
+    if (shader.layers.empty()) add_layer_of(shader, Sideness::both);
+    for (const Sideness side : {Sideness::face, Sideness::back})
+        if (!has_layer_of(shader, side)) add_layer_of(shader, side);
+}
+
+LayerList list_of(const Shader& shader, Sideness side) {
+    constexpr std::size_t kIndices = 256; // of a byte
+    LayerList list;
+    for (std::size_t i = 0; i < std::min(shader.layers.size(), kIndices); ++i) {
+        const Sideness sideness = shader.layers[i].sideness;
+        if (sideness != side && sideness != Sideness::both) continue;
+        if (static_cast<std::size_t>(list.count) == list.index.size()) break;
+        list.index[static_cast<std::size_t>(list.count++)] = static_cast<std::uint8_t>(i);
+    }
+    return list;
+}
+
+// Index of the image, or -1 when the path is empty or no file was found. A file without pixels
+// keeps its index and shows black.
+std::int32_t image_of(const std::string& path) {
+    const int index = FindOrAddImage(path);
+    if (index < 0) return -1;
+    Image& image = Textures[static_cast<std::size_t>(index)];
+    LoadImage(image);
+    return image.loaded ? index : -1;
+}
+
+void resolve_images(ShaderElement& element) {
+    element.image_index = image_of(element.image);
+    element.fresnel_image_index = image_of(element.fresnel_image);
+}
+
+void resolve_images(std::vector<ShaderElement>& elements) {
+    for (ShaderElement& element : elements)
+        resolve_images(element);
+}
+
+void finish_displacement(GeometryShader& displacement) {
+    resolve_images(displacement.clip);
+    resolve_images(displacement.vectors);
+    resolve_images(displacement.radii);
+    resolve_images(displacement.lengths);
+    resolve_images(displacement.heights);
+}
+
+bool visible(const SurfaceLayer& layer, Element element) {
+    return any_above(element_of(layer, element).color, kNothing);
+}
+
+void finish_layer(SurfaceLayer& layer) {
+    layer.has_image = false;
+    for (ShaderElement& element : layer.elements) {
+        resolve_images(element);
+        layer.has_image = layer.has_image || element.image_index >= 0;
+    }
+    layer.lambertian_present = visible(layer, Element::lambertian);
+    layer.transmissive_present = visible(layer, Element::transmissive);
+    layer.glossy_present = visible(layer, Element::glossy);
+    layer.specular_present = visible(layer, Element::specular);
+    layer.diffusion_present = visible(layer, Element::diffusion);
+    layer.has_diffusion = layer.diffusion_present;
+    layer.has_diffuse = layer.lambertian_present || layer.transmissive_present;
+    layer.has_reflective = layer.specular_present || layer.glossy_present;
+    layer.plain_diffuse = !layer.has_image && !layer.has_reflective;
+    layer.has_normal_map = element_of(layer, Element::normal).image_index >= 0;
+    layer.has_roughness = layer.glossy_present && visible(layer, Element::roughness);
+    layer.has_anisotropy = layer.has_roughness && visible(layer, Element::anisotropy);
+    layer.needs_tangents = layer.has_normal_map || layer.has_anisotropy;
+    layer.has_angle = layer.needs_tangents && visible(layer, Element::angle);
+}
+
+SideFlags flags_of(const Shader& shader, const LayerList& list) {
+    SideFlags flags;
+    for (int i = 0; i < list.count; ++i) {
+        const SurfaceLayer& layer = shader.layers[list.index[static_cast<std::size_t>(i)]];
+        flags.virtual_light = flags.virtual_light || layer.virtual_light;
+        flags.emissive = flags.emissive || visible(layer, Element::emissive);
+        flags.lambertian = flags.lambertian || layer.lambertian_present;
+        flags.transmissive = flags.transmissive || layer.transmissive_present;
+    }
+    return flags;
+}
+
+} // namespace
+
+SurfaceLayer default_surface_layer() {
+    SurfaceLayer layer;
+    for (const Element element : {Element::normal, Element::ior, Element::reserved_13})
+        layer.elements[static_cast<std::size_t>(element)].color = {1.0f, 1.0f, 1.0f};
+    return layer;
+}
+
+int AddShader() {
+    Shaders.emplace_back();
+    return static_cast<int>(Shaders.size()) - 1;
+}
+
+int AddSurfaceLayer(Shader& shader) {
+    shader.layers.push_back(default_surface_layer());
+    return static_cast<int>(shader.layers.size()) - 1;
+}
+
+int FindShader(const std::string& name) {
+    return std::max(find_named(name), 0);
+}
+
+int FindOrAddShader(const std::string& name) {
+    const int found = find_named(name);
+    if (found >= 0) return found;
+    const int index = AddShader();
+    Shaders.back().name = name;
+    return index;
+}
+
+void CreateUndefinedShader() {
+    constexpr Vec3 kGrey = {0.85f, 0.85f, 0.85f};
+    const int index = FindOrAddShader(kUndefined);
+    Shader& shader = Shaders[static_cast<std::size_t>(index)];
+    shader = {};
+    AddSurfaceLayer(shader);
+    shader.layers[0].elements[static_cast<std::size_t>(Element::lambertian)].color = kGrey;
+}
+
+void FinishShader(Shader& shader) {
+    if (shader.initialised) return;
+    shader.initialised = true;
+    add_missing_sides(shader);
+    shader.face_layers = list_of(shader, Sideness::face);
+    shader.back_layers = list_of(shader, Sideness::back);
+    finish_displacement(shader.displacement);
+    FinishMedium(shader.medium);
+    shader.has_image = false;
+    for (SurfaceLayer& layer : shader.layers) {
+        finish_layer(layer);
+        shader.has_image = shader.has_image || layer.has_image;
+    }
+    shader.face = flags_of(shader, shader.face_layers);
+    shader.back = flags_of(shader, shader.back_layers);
+}
+
+void InitializeShaders() {
+    const int undefined = find_named(kUndefined);
+    if (undefined >= 0) FinishShader(Shaders[static_cast<std::size_t>(undefined)]);
+    for (Shader& shader : Shaders)
+        FinishShader(shader);
+    ReportCount("shaders ", static_cast<std::int64_t>(Shaders.size()),
+                static_cast<double>(Shaders.size() * sizeof(Shader)));
+    ReportRule();
+}
+
+void FinalizeShaders() {
+    Shaders = {};
+}
+
+} // namespace mh

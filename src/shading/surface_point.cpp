@@ -1,0 +1,389 @@
+// Expands the hit of a ray into a surface point, once per shading: the builders of the primitive
+// kinds and the tail that they share. Called by all rendering threads.
+// SPDX-License-Identifier: MIT
+#include "shading/surface_point.h"
+
+#include "frame/types.h"
+#include "geometry/types.h"
+#include "math/frame.h"
+#include "math/random.h"
+#include "math/roots.h"
+#include "shading/evaluate.h"
+#include "shading/shaders.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdlib>
+
+namespace mh {
+
+namespace {
+
+constexpr float kSmoothRoughness = 1e-6f; // of layers without roughness; added to that of others
+
+// Of hits on a shader that was never finished.
+const SurfaceLayer NoLayer = default_surface_layer();
+
+// Unit vector along v whatever its length: normals of tiny and huge faces alike.
+Vec3 normalize_scaled(const Vec3& v) {
+    const float largest = std::max({std::fabs(v.x), std::fabs(v.y), std::fabs(v.z)});
+    return largest > 0.0f ? normalize(v / largest) : Vec3{};
+}
+
+// Corners of a face with the weights of the hit.
+template<std::size_t N>
+struct Corners {
+    std::array<std::uint32_t, N> vertex;
+    std::array<float, N> weight;
+};
+
+Corners<3> corners_of(const Triangle& triangle, const Ray& ray) {
+    return {triangle.vertex, {ray.hit_a, ray.hit_b, ray.hit_c}};
+}
+
+// hit_a runs from edge 0-1 to edge 2-3, hit_b from edge 3-0 to edge 1-2.
+Corners<4> corners_of(const Tetragon& quad, const Ray& ray) {
+    const float a = ray.hit_a, b = ray.hit_b;
+    return {quad.vertex, {(1.0f - a) * (1.0f - b), (1.0f - a) * b, a * b, a * (1.0f - b)}};
+}
+
+Vec3 face_normal(const Part& part, const std::array<std::uint32_t, 3>& v) {
+    const std::vector<Vec3>& p = part.positions;
+    return normalize_scaled(cross(p[v[1]] - p[v[0]], p[v[2]] - p[v[0]]));
+}
+
+// The cross of the diagonals: a quad need not be flat.
+Vec3 face_normal(const Part& part, const std::array<std::uint32_t, 4>& v) {
+    const std::vector<Vec3>& p = part.positions;
+    return normalize_scaled(cross(p[v[2]] - p[v[0]], p[v[3]] - p[v[1]]));
+}
+
+// Arrays of another size than the positions have been reported and count as absent.
+template<typename T>
+bool is_per_vertex(const std::vector<T>& values, const Part& part) {
+    return values.size() == part.positions.size();
+}
+
+const std::vector<Vec2>* uvs_of(const Part& part) {
+    if (part.vec2_arrays.empty()) return nullptr;
+    const std::vector<Vec2>& uvs = part.vec2_arrays[0].values;
+    return is_per_vertex(uvs, part) ? &uvs : nullptr;
+}
+
+template<std::size_t N>
+Vec2 interpolate_uv(const Part& part, const Corners<N>& corners) {
+    const std::vector<Vec2>* uvs = uvs_of(part);
+    Vec2 result;
+    if (uvs == nullptr) return result;
+    for (std::size_t i = 0; i < N; ++i)
+        result = result + corners.weight[i] * (*uvs)[corners.vertex[i]];
+    return result;
+}
+
+// Weighted sum of stored unit vectors, normalised; false when the part has none, a corner has none
+// or they cancel.
+template<std::size_t N>
+bool interpolate_units(const std::vector<PackedUnit>& units, const Part& part,
+                       const Corners<N>& corners, Vec3& result) {
+    if (units.empty() || !is_per_vertex(units, part)) return false;
+    Vec3 sum_vector;
+    for (std::size_t i = 0; i < N; ++i) {
+        const PackedUnit& packed = units[corners.vertex[i]];
+        if (is_zero(packed)) return false;
+        sum_vector += corners.weight[i] * unpack_unit(packed);
+    }
+    result = normalize(sum_vector);
+    return dot(result, result) > 0.5f;
+}
+
+// dP/du of the triangle of the first three corners, [Lengyel12] 7.8.3; false where the texture
+// coordinates have no direction.
+bool texture_tangent(const Part& part, const std::uint32_t* v, Vec3& tangent) {
+    constexpr float kSmallestSquaredTangent = 1e-8f;
+    const std::vector<Vec2>* uvs = uvs_of(part);
+    if (uvs == nullptr) return false;
+    const Vec3 e1 = part.positions[v[1]] - part.positions[v[0]];
+    const Vec3 e2 = part.positions[v[2]] - part.positions[v[0]];
+    const Vec2 d1 = (*uvs)[v[1]] - (*uvs)[v[0]];
+    const Vec2 d2 = (*uvs)[v[2]] - (*uvs)[v[0]];
+    const float determinant = d1.x * d2.y - d2.x * d1.y;
+    tangent = (d2.y * e1 - d1.y * e2) / determinant;
+    const float square = dot(tangent, tangent);
+    return square >= kSmallestSquaredTangent && square < kFar;
+}
+
+// Completes the frame of point.normal by the share of `along` that lies across it.
+bool align_frame(const Vec3& along, SurfacePoint& point) {
+    constexpr float kSmallestSquaredSine = 1e-8f;
+    const Vec3 b = cross(point.normal, normalize(along));
+    if (!(dot(b, b) > kSmallestSquaredSine)) return false;
+    point.bitangent = normalize(b);
+    point.tangent = normalize(cross(point.bitangent, point.normal));
+    return true;
+}
+
+template<std::size_t N>
+void build_face_frame(const Part& part, const Corners<N>& corners, SurfacePoint& point) {
+    if (point.layer->needs_tangents) {
+        Vec3 along;
+        if ((interpolate_units(part.tangents, part, corners, along)
+             || texture_tangent(part, corners.vertex.data(), along))
+            && align_frame(along, point))
+            return;
+    }
+    tangent_frame(point.normal, point.tangent, point.bitangent);
+}
+
+void choose_layer(const Shader& shader, bool front, SurfacePoint& point) {
+    const LayerList& list = front ? shader.face_layers : shader.back_layers;
+    point.layer = list.count == 0
+                      ? &NoLayer
+                      : &shader.layers[static_cast<std::size_t>(pick_layer(shader, point, front))];
+}
+
+void begin_point(const Ray& ray, SurfacePoint& point) {
+    point.position = ray.origin + ray.distance * ray.direction;
+    point.outgoing = -ray.direction;
+    point.uv = {};
+    point.roughness_u = point.roughness_v = kSmoothRoughness;
+    point.reflectance = 0.0f;
+    point.transmittance = 1.0f;
+    point.eta = 1.0f;
+    point.refraction_kind = Material::opaque;
+}
+
+// Stored normals are those of the object's space; the matrices of the instances around it bring
+// them to the world, outermost first.
+void leave_instances(const Ray& ray, SurfacePoint& point) {
+    if (ray.hit_instance_level == 0) return;
+    const auto& matrices = ThreadStates[ray.thread].instance_normal_matrices;
+    const int levels = std::min<int>(ray.hit_instance_level, kMaxInstanceLevels);
+    Mat3 product = matrices[0];
+    for (int level = 1; level < levels; ++level)
+        product = product * matrices[static_cast<std::size_t>(level)];
+    point.geometric_normal = normalize(product * point.geometric_normal);
+    point.normal = normalize(normalize(product * point.normal));
+    tangent_frame(point.normal, point.tangent, point.bitangent);
+}
+
+void rotate_frame(const SurfaceLayer& layer, SurfacePoint& point) {
+    const float turns = mean(evaluate_element(element_of(layer, Element::angle), point));
+    if (turns == 0.0f) return;
+    const float angle = turns * kTwoPi;
+    const float s = std::sin(angle), c = std::cos(angle);
+    const Vec3 t = point.tangent, b = point.bitangent;
+    point.tangent = c * t - s * b;
+    point.bitangent = s * t + c * b;
+}
+
+// A texel of zero length says nothing about the normal.
+void bend_normal(const SurfaceLayer& layer, SurfacePoint& point) {
+    const Vec3 local = evaluate_normal_element(element_of(layer, Element::normal), point);
+    const Vec3 n = normalize(from_frame(local, point.tangent, point.bitangent, point.normal));
+    if (!(dot(n, n) > 0.0f)) return;
+    point.normal = n;
+    point.bitangent = normalize(cross(n, point.tangent));
+    point.tangent = normalize(cross(point.bitangent, n));
+}
+
+// A shading normal that would reflect the viewer's direction below the surface gives way to the
+// geometric one; the tangents stay.
+void keep_reflection_above(SurfacePoint& point) {
+    point.cos_outgoing = dot(point.outgoing, point.normal);
+    const Vec3 reflected = 2.0f * point.cos_outgoing * point.normal - point.outgoing;
+    if (!(dot(reflected, point.geometric_normal) < 0.0f)) return;
+    point.normal = point.geometric_normal;
+    point.cos_outgoing = dot(point.outgoing, point.normal);
+}
+
+void set_roughness(const SurfaceLayer& layer, SurfacePoint& point) {
+    constexpr float kNarrowest = 1e-4f; // of 1 - anisotropy: at 0 the wide axis has no bound
+    if (!layer.has_roughness) return;
+    const float r = mean(evaluate_element(element_of(layer, Element::roughness), point));
+    point.roughness_u = point.roughness_v = std::max(0.0f, r) + kSmoothRoughness;
+    if (!layer.has_anisotropy) return;
+    const float anisotropy = mean(evaluate_element(element_of(layer, Element::anisotropy), point));
+    const float a = std::max(kNarrowest, 1.0f - anisotropy);
+    point.roughness_u *= a;
+    point.roughness_v /= a;
+}
+
+// Reflectance of one interface, [Schlick94] eq. 15.
+float schlick(float ior, float cosine) {
+    const float r = (ior - 1.0f) / (ior + 1.0f);
+    const float r0 = r * r;
+    const float m = 1.0f - cosine;
+    const float m2 = m * m;
+    return r0 + m2 * m2 * m * (1.0f - r0);
+}
+
+void set_fresnel(const SurfaceLayer& layer, const Ray& ray, SurfacePoint& point) {
+    point.refraction_kind = layer.material;
+    const float ior =
+        std::max(0.0f, mean(evaluate_element(element_of(layer, Element::ior), point)));
+    point.eta = ray.front_side ? 1.0f / ior : ior;
+    if (layer.material == Material::thin) point.eta = 1.0f;
+    if (std::fabs(ior - 1.0f) < kSameIndex) return;
+    const float f = schlick(ior, point.cos_outgoing);
+    // A sheet adds what its far side sends back, F (1 - F)^2 / (1 - F^2) with all inner paths.
+    const float far_side = layer.material == Material::thin ? f * (1.0f - f) / (1.0f + f) : 0.0f;
+    point.reflectance = f + far_side;
+    point.transmittance = 1.0f - point.reflectance;
+}
+
+void finish_surface_point(const Ray& ray, SurfacePoint& point) {
+    const SurfaceLayer& layer = *point.layer;
+    leave_instances(ray, point);
+    if (layer.has_angle) rotate_frame(layer, point);
+    if (layer.has_normal_map) bend_normal(layer, point);
+    keep_reflection_above(point);
+    set_roughness(layer, point);
+    set_fresnel(layer, ray, point);
+}
+
+// Triangles and quads.
+template<typename Face>
+void build_face_point(const Ray& ray, const Shader& shader, const Face& face, SurfacePoint& point) {
+    const Part& part = *ray.hit_part;
+    const auto corners = corners_of(face, ray);
+    const float side = ray.front_side ? 1.0f : -1.0f;
+    if (shader.has_image) point.uv = interpolate_uv(part, corners);
+    choose_layer(shader, ray.front_side, point);
+    point.geometric_normal = side * face_normal(part, face.vertex);
+    point.normal = point.geometric_normal;
+    if (point.use_density && point.layer->plain_diffuse) { // emission needs no more than this
+        point.cos_outgoing = dot(point.outgoing, point.normal);
+        return;
+    }
+    Vec3 vertex_normal;
+    if ((!point.use_density || point.layer->has_reflective)
+        && interpolate_units(part.normals, part, corners, vertex_normal))
+        point.normal = side * vertex_normal;
+    build_face_frame(part, corners, point);
+    finish_surface_point(ray, point);
+}
+
+void build_particle_point(const Ray& ray, const Shader& shader, SurfacePoint& point) {
+    const Part& part = *ray.hit_part;
+    if (shader.has_image) {
+        const std::uint32_t vertex = part.particles[static_cast<std::size_t>(ray.hit_primitive)];
+        point.uv = interpolate_uv(part, Corners<1>{{vertex}, {1.0f}});
+    }
+    choose_layer(shader, ray.front_side, point);
+    const Vec3 outward = normalize_scaled({ray.hit_a, ray.hit_b, ray.hit_c});
+    point.normal = ray.front_side ? outward : -outward;
+    point.geometric_normal = point.normal;
+    tangent_frame(point.normal, point.tangent, point.bitangent);
+    finish_surface_point(ray, point);
+}
+
+// Unit direction of the segment at the hit: the curve's stored tangents, or its chord without them.
+Vec3 hair_axis(const Part& part, const Corners<2>& ends) {
+    Vec3 axis;
+    if (is_per_vertex(part.tangents, part))
+        for (std::size_t i = 0; i < 2; ++i)
+            axis += ends.weight[i] * unpack_unit(part.tangents[ends.vertex[i]]);
+    const bool has_tangent = dot(axis, axis) > kSmallestSquare;
+    if (!has_tangent) axis = part.positions[ends.vertex[1]] - part.positions[ends.vertex[0]];
+    return normalize_scaled(axis);
+}
+
+// A random point of the round section that the viewer sees: h is the offset from its middle.
+void place_on_section(const Vec3& axis, const Vec3& direction, SurfacePoint& point) {
+    Vec3 side = normalize(cross(axis, direction));
+    Vec3 towards_viewer = cross(axis, side);
+    if (dot(side, side) == 0.0f) tangent_frame(axis, side, towards_viewer);
+    const float h = 2.0f * random_unit() - 1.0f;
+    point.tangent = axis;
+    point.normal = h * side + safe_root(1.0f - h * h) * towards_viewer;
+    point.geometric_normal = point.normal;
+    point.bitangent = cross(point.normal, axis);
+    point.cos_outgoing = dot(point.outgoing, point.normal);
+}
+
+void build_hair_point(const Ray& ray, const Shader& shader, SurfacePoint& point) {
+    const Part& part = *ray.hit_part;
+    const std::uint32_t first = part.cylinders[static_cast<std::size_t>(ray.hit_primitive)];
+    const Corners<2> ends = {{first, first + 1}, {1.0f - ray.hit_c, ray.hit_c}};
+    if (shader.has_image) point.uv = interpolate_uv(part, ends);
+    choose_layer(shader, true, point);
+    place_on_section(hair_axis(part, ends), ray.direction, point);
+    point.hair_width = 0.0f;
+    if (part.scalar_arrays.empty() || !is_per_vertex(part.scalar_arrays[0].values, part)) return;
+    const std::vector<float>& radii = part.scalar_arrays[0].values;
+    point.hair_width = ends.weight[0] * radii[first] + ends.weight[1] * radii[first + 1];
+}
+
+} // namespace
+
+void build_surface_point(const Ray& ray, SurfacePoint& point) {
+    const Shader& shader = Shaders[static_cast<std::size_t>(ray.hit_shader)];
+    const auto primitive = static_cast<std::size_t>(ray.hit_primitive);
+    begin_point(ray, point);
+    switch (ray.hit_kind) {
+    case HitKind::particle: return build_particle_point(ray, shader, point);
+    case HitKind::hair: return build_hair_point(ray, shader, point);
+    case HitKind::triangle:
+        return build_face_point(ray, shader, ray.hit_part->triangles[primitive], point);
+    case HitKind::tetragon:
+        return build_face_point(ray, shader, ray.hit_part->tetragons[primitive], point);
+    case HitKind::none:
+    case HitKind::unset: break;
+    }
+    std::abort();
+}
+
+int pick_layer(const Shader& shader, const SurfacePoint& point, bool front) {
+    const LayerList& list = front ? shader.face_layers : shader.back_layers;
+    const int last = list.count - 1;
+    if (last == 0) return list.index[0];
+    std::array<float, 16> sums;
+    float total = 0.0f;
+    for (int i = 0; i <= last; ++i) {
+        const auto slot = static_cast<std::size_t>(i);
+        const SurfaceLayer& layer = shader.layers[list.index[slot]];
+        total += mean(evaluate_element(element_of(layer, Element::weight), point));
+        sums[slot] = total;
+    }
+    const float u = random_unit() * total;
+    const auto begin = sums.begin();
+    const auto found = std::upper_bound(begin, begin + list.count, u);
+    return list.index[static_cast<std::size_t>(std::min<std::ptrdiff_t>(found - begin, last))];
+}
+
+namespace {
+
+// The colour of a slot and whether it counts. A slot whose flag is down is not even looked at
+// unless textures may lift it.
+bool evaluate_slot(Element element, bool present, const SurfacePoint& point, Vec3& color) {
+    color = {};
+    if (!present && !point.layer->has_image) return false;
+    return evaluate_layer(element_of(*point.layer, element), point, color);
+}
+
+} // namespace
+
+void evaluate_layers(const Ray& ray, SurfacePoint& point) {
+    const SurfaceLayer& layer = *point.layer;
+    const bool hair = ray.hit_kind == HitKind::hair;
+    point.lambertian_active = point.transmissive_active = point.diffusion_active = false;
+    point.specular_active = false;
+    if (!point.use_density) {
+        point.lambertian_active = evaluate_slot(Element::lambertian, layer.lambertian_present,
+                                                point, point.lambertian_color);
+        if (!hair) {
+            point.transmissive_active = evaluate_slot(
+                Element::transmissive, layer.transmissive_present, point, point.transmissive_color);
+            point.diffusion_active = evaluate_slot(Element::diffusion, layer.diffusion_present,
+                                                   point, point.diffusion_color);
+        }
+    }
+    point.glossy_active =
+        evaluate_slot(Element::glossy, layer.glossy_present, point, point.glossy_color);
+    if (!hair)
+        point.specular_active =
+            evaluate_slot(Element::specular, layer.specular_present, point, point.specular_color);
+}
+
+} // namespace mh
