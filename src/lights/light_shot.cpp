@@ -86,6 +86,18 @@ float hair_bounce_density(const Ray& ray, const SurfacePoint& source) {
     }
 }
 
+// Density with which the bounce that made the ray chose its direction.
+float bounce_density(const Ray& ray) {
+    const SurfacePoint& source = *ray.source_point;
+    if (ray.source_kind == HitKind::hair) return hair_bounce_density(ray, source);
+    switch (ray.scatter) {
+    case Scatter::lambertian: return dot(ray.direction, source.normal) * kInversePi;
+    case Scatter::transmissive: return -dot(ray.direction, source.normal) * kInversePi;
+    case Scatter::glossy_reflection: return ward_lobe(source.outgoing, ray.direction, source);
+    default: return 0.0f;
+    }
+}
+
 } // namespace
 
 bool diffuses(const SurfacePoint& point) {
@@ -173,15 +185,12 @@ float balance(float a, float b) {
     return total > 0.0f ? a / total : 0.0f;
 }
 
-float bounce_density(const Ray& ray) {
-    const SurfacePoint& source = *ray.source_point;
-    if (ray.source_kind == HitKind::hair) return hair_bounce_density(ray, source);
-    switch (ray.scatter) {
-    case Scatter::lambertian: return dot(ray.direction, source.normal) * kInversePi;
-    case Scatter::transmissive: return -dot(ray.direction, source.normal) * kInversePi;
-    case Scatter::glossy_reflection: return ward_lobe(source.outgoing, ray.direction, source);
-    default: return 0.0f;
-    }
+float bounce_share(const Ray& ray, std::int32_t sample, float light_density) {
+    const float density = bounce_density(ray);
+    if (!(density > 0.0f)) return 0.0f;
+    if (spread_bounces(ray) > 1) return balance(density, light_density);
+    return balance(static_cast<float>(RendererSettings.bounce_samples) * density,
+                   static_cast<float>(sample) * light_density);
 }
 
 } // namespace mh

@@ -72,7 +72,9 @@ void add_to_hair(const LightShot& shot, const Arrival& arrival, LightSplit& sum)
 // a / (a + b); 0 without a positive sum.
 float balance(float a, float b);
 
-// Density with which the bounce that made the ray chose its direction; 0 where it could not have.
-float bounce_density(const Ray& ray);
+// Share of a bounce, by its density and by the number of bounces of its source point, against
+// `sample` light samples of the given density for its direction. 0 for a direction that the bounce
+// could not have chosen. The ray has a source point.
+float bounce_share(const Ray& ray, std::int32_t sample, float light_density);
 
 } // namespace mh

@@ -1,0 +1,228 @@
+// The sky as rays see it and as a light: set-up, look-ups, samples, photons.
+// SPDX-License-Identifier: MIT
+#include "lights/sky_light.h"
+
+#include "accel/types.h"
+#include "frame/report.h"
+#include "frame/types.h"
+#include "lights/light_shot.h"
+#include "lights/sky_map.h"
+#include "math/frame.h"
+#include "math/roots.h"
+#include "math/sampling.h"
+#include "output/aov.h"
+#include "output/camera.h"
+#include "shading/images.h"
+#include "shading/media.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace mh {
+
+namespace {
+
+bool has_pixels(const Image& image) {
+    return image.width > 0 && image.height > 0;
+}
+
+void build_frame() {
+    SkyLight.zenith = normalize(SkyLight.zenith);
+    SkyLight.north = normalize(SkyLight.north);
+    const Vec3 east = normalize(cross(SkyLight.north, SkyLight.zenith));
+    const Vec3 up = normalize(cross(east, SkyLight.north));
+    const Vec3& n = SkyLight.north;
+    SkyLight.to_sky = {{{east.x, east.y, east.z}, {n.x, n.y, n.z}, {up.x, up.y, up.z}}};
+    SkyLight.from_sky = {};
+    invert(SkyLight.to_sky, SkyLight.from_sky);
+}
+
+void build_map() {
+    for (std::vector<Rgbe>& face : SkyLight.faces)
+        face.clear();
+    SkyLight.sky_table = {};
+    const bool shines = any_above(SkyLight.color, kNothing);
+    if (shines && has_pixels(SkyLight.image)) BuildSkyMap();
+    if (!shines) SkyLight.photons = 0;
+    if (SkyLight.sky_table.size == 0) SkyLight.sample = 0;
+}
+
+void report() {
+    ReportLine("sky light map width  ", SkyLight.image.width, "n/a");
+    ReportLine("sky light map height ", SkyLight.image.height, "n/a");
+    const double bytes = static_cast<double>(size_bytes(SkyLight.sky_table))
+                         + static_cast<double>(size_bytes(SkyLight.image))
+                         + static_cast<double>(size_bytes(SkyLight.backdrop))
+                         + static_cast<double>(size_bytes(SkyLight.aov_list))
+                         + static_cast<double>(SkyLight.faces[0].size() * kSkyFaces * sizeof(Rgbe));
+    ReportLine("sky light memory      ", static_cast<float>(bytes) * kMegabytesPerByte, "M bytes");
+    ReportRule();
+}
+
+// The backdrop at the pixel of the ray's thread.
+Vec3 backdrop_radiance(const Ray& ray) {
+    const Camera* camera = ActiveCamera();
+    if (camera == nullptr || camera->width < 1 || camera->height < 1) return {};
+    const std::int32_t pixel = ThreadStates[ray.thread].pixel;
+    const Vec2 uv = {static_cast<float>(pixel % camera->width) / static_cast<float>(camera->width),
+                     static_cast<float>(pixel / camera->width)
+                         / static_cast<float>(camera->height)};
+    return sample_texture(SkyLight.backdrop, uv, SkyLight.sampler);
+}
+
+// Share of a bounce's view of the sky against the samples that its source point took.
+float share_of_bounce(const Ray& ray) {
+    if (SkyLight.sample < 1 || spread_bounces(ray) == 0) return 1.0f;
+    if (!outside_solids(ray) || ray.source_point == nullptr) return 1.0f;
+    switch (ray.scatter) {
+    case Scatter::lambertian:
+    case Scatter::transmissive:
+    case Scatter::glossy_reflection: break;
+    default: return 1.0f;
+    }
+    const float density = kTexelDensity * probability(SkyLight.sky_table, sky_texel(ray.direction));
+    const float halves = ray.source_kind == HitKind::hair ? 1.0f : 2.0f;
+    return bounce_share(ray, SkyLight.sample, halves * density);
+}
+
+void add_sky_sample(const LightShot& shot, LightSplit& sum) {
+    constexpr float kSmallestDensity = 1e-8f;
+    const bool looped = shot.count > 0;
+    const float rotation = looped ? shot.cursor.rotation_v : shot.cursor.rotation_u;
+    const float u =
+        rotate_unit(sequence_value(shot.cursor.sample, shot.cursor.dimension), rotation);
+    const std::int32_t texel = pick(SkyLight.sky_table, u);
+    const float density = kTexelDensity * probability(SkyLight.sky_table, texel);
+    if (!(density > (looped ? kSmallestDensity : 0.0f))) return;
+    const Vec3 direction = sky_texel_direction(texel);
+    Response response;
+    if (!is_hair(shot) && !sided_response(shot, direction, response)) return;
+    const Vec3 passed = transparency(shot, direction, kFar);
+    if (passed == Vec3{}) return;
+    // Surfaces weigh the bounce by half: the pair of this sample is the bounce's doubled density of
+    // the sky.
+    const float samples = looped ? static_cast<float>(SkyLight.sample) : 1.0f;
+    const float bounces = looped ? static_cast<float>(RendererSettings.bounce_samples) : 1.0f;
+    const Arrival arrival = {direction,
+                             passed * sky_direction_radiance(direction) / (density * kPi),
+                             samples * density, is_hair(shot) ? bounces : 0.5f * bounces};
+    if (is_hair(shot))
+        add_to_hair(shot, arrival, sum);
+    else
+        add_to_surface(shot, response, arrival, sum);
+}
+
+// Direction to the sky of a photon, and its weight: 1 over the density of the direction, relative
+// to the uniform one.
+Vec3 photon_source(std::uint32_t number, float& weight) {
+    const float u = sequence_value(number, 0);
+    if (SkyLight.sky_table.size == 0) {
+        weight = 1.0f;
+        return sample_sphere({u, sequence_value(number, 1)});
+    }
+    constexpr float kSmallestProbability = 1e-8f;
+    const std::int32_t texel = pick(SkyLight.sky_table, u);
+    const float share = probability(SkyLight.sky_table, texel);
+    weight = share < kSmallestProbability ? 0.0f : 1.0f / (share * float{kSkyTexels});
+    return sky_texel_direction(texel);
+}
+
+} // namespace
+
+void ResetSkyLight() {
+    SkyLight = {};
+}
+
+void ResetSkyLightBlock(SkyLightRecord& sky) {
+    const SkyLightRecord defaults;
+    sky.color = defaults.color;
+    sky.photons = defaults.photons;
+    sky.north = defaults.north;
+    sky.zenith = defaults.zenith;
+    sky.medium = defaults.medium;
+    sky.sample = defaults.sample;
+    sky.thickness = defaults.thickness;
+    sky.ior = defaults.ior;
+}
+
+void InitializeSkyLight() {
+    ResolveLink(SkyLight.link);
+    build_frame();
+    FinishMedium(SkyLight.medium);
+    constexpr float kFourPi = 4.0f * kPi; // flux over pi of a radiance of 1 through the scene
+    if (SkyLight.photons > 0) SkyLight.photon_power = splat(SceneRadius * SceneRadius * kFourPi);
+    LoadImage(SkyLight.backdrop);
+    LoadImage(SkyLight.image);
+    build_map();
+    AllocateAovs(SkyLight.aov_list);
+    report();
+}
+
+void FinalizeSkyLight() {
+    WriteAovs(SkyLight.aov_list);
+    SkyLightRecord kept;
+    kept.link = std::move(SkyLight.link);
+    kept.aov_list = std::move(SkyLight.aov_list);
+    kept.image.path = std::move(SkyLight.image.path);
+    kept.backdrop.path = std::move(SkyLight.backdrop.path);
+    SkyLight = std::move(kept);
+}
+
+Vec3 sky_direction_radiance(const Vec3& direction) {
+    if (!has_pixels(SkyLight.image)) return SkyLight.color;
+    const Vec3 d = SkyLight.to_sky * direction;
+    const Vec2 uv = {1.0f - (std::atan2(d.y, d.x) + kPi) / kTwoPi,
+                     std::acos(std::clamp(d.z, -1.0f, 1.0f)) / kPi};
+    return SkyLight.color * sample_texture(SkyLight.image, uv, SkyLight.sampler);
+}
+
+Vec3 sky_lookup(const Ray& ray) {
+    if (ray.depth == 0 && has_pixels(SkyLight.backdrop)) return backdrop_radiance(ray);
+    if (spread_bounces(ray) == 0 || SkyLight.faces[0].empty())
+        return sky_direction_radiance(ray.direction);
+    return sky_map_radiance(ray.direction);
+}
+
+Vec3 sky_radiance(const Ray& ray) {
+    if (!is_linked(SkyLight.link, ray.source_shader)) return {};
+    const float share = share_of_bounce(ray);
+    if (!(share > 0.0f)) return {};
+    const Vec3 value = share * sky_lookup(ray);
+    if (ray.scatter == Scatter::none) return value;
+    const Vec3 seen = value * ray.weight / static_cast<float>(ray.sample_divisor);
+    for (Aov& aov : SkyLight.aov_list)
+        add_to_aov(aov, ray, seen);
+    return value;
+}
+
+LightSplit direct_sky(const Ray& ray, const SurfacePoint& point) {
+    if (SkyLight.sample < 1 || SkyLight.sky_table.size == 0) return {};
+    if (!is_linked(SkyLight.link, ray.hit_shader)) return {};
+    const LightSplit sum =
+        sum_light_samples(nullptr, ray, point, SkyLight.sample, true, add_sky_sample);
+    add_light_aovs(SkyLight.aov_list, ray, point, sum);
+    return sum;
+}
+
+// Starts on the disk that covers the scene as seen from the photon's part of the sky.
+void emit_sky_photon(Ray& ray, std::int64_t number) {
+    constexpr std::uint32_t kDirectionDimensions = 2, kDiskDimensions = 2;
+    SampleCursor cursor;
+    cursor.sample = static_cast<std::uint32_t>(number);
+    cursor.dimension = kDirectionDimensions;
+    float weight = 0.0f;
+    const Vec3 d = photon_source(cursor.sample, weight);
+    const Vec2 disk = concentric_disk(next_pair(cursor));
+    Vec3 tangent, bitangent;
+    tangent_frame(-d, tangent, bitangent);
+    ray.origin = SceneCenter + SceneRadius * (disk.x * tangent + disk.y * bitangent + d);
+    ray.direction = -d;
+    ray.power = sky_direction_radiance(d) * SkyLight.photon_power
+                * (weight / static_cast<float>(SkyLight.photons));
+    start_photon(ray, number, kDirectionDimensions + kDiskDimensions, SkyLight.ior, SkyLight.link);
+    ray.photon_caustic = false; // rays find the sky through glass by themselves
+    if (!any_above(ray.power, 0.0f)) ray.weight = {};
+}
+
+} // namespace mh
