@@ -6,8 +6,13 @@
 
 namespace mh {
 
-// Mixed kinds, array sizes, shaders of faces that have none, primitives that cannot be traced.
+// Reports mixed kinds and arrays of another size than the positions, which are then brought to it;
+// gives faces without a shader the part's, and removes primitives that cannot be traced.
 void CheckPart(Part& part);
+
+// Removes primitives with indices out of range or with coordinates that are not finite or beyond
+// 1e18; one error line tells how many.
+void RemoveUntraceable(Part& part);
 
 // CheckPart, hair parameters and tangents, winding, displacement, smoothing, spare memory.
 void FinalisePart(Part& part);

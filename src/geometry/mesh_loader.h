@@ -6,6 +6,7 @@
 #include "geometry/types.h"
 
 #include <array>
+#include <string>
 #include <vector>
 
 namespace mh {
@@ -14,6 +15,7 @@ constexpr std::uint32_t kAbsent = 0xFFFFFFFFu;
 
 struct LoaderCorner {
     std::uint32_t position = kAbsent, uv = kAbsent, normal = kAbsent, tangent = kAbsent;
+    bool operator==(const LoaderCorner&) const = default;
 };
 
 struct LoaderFace {
@@ -22,14 +24,17 @@ struct LoaderFace {
 };
 
 struct MeshLoader {
+    std::string path;                                        // of the last file read, for messages
     bool warned_polygons = false, warned_degenerate = false; // each message comes once
     std::vector<Vec3> positions, normals, tangents;          // pools
     std::vector<Vec2> uvs;
     std::vector<LoaderFace> triangles, tetragons;
 };
 
-// Appends the faces to the part: equal corners share a vertex, faces with two equal positions are
-// dropped silently, faces whose position index is absent or outside the pool with one warning.
+// Appends the faces to the part and empties the loader. Corners that agree in position, uv, packed
+// normal and packed tangent share a vertex; the part gets normals and tangents of full size, zero
+// where the pools give none. Faces with two equal positions are dropped silently, faces whose
+// position index is absent or outside the pool with one warning.
 void AssembleMesh(MeshLoader& loader, Part& part);
 
 } // namespace mh

@@ -1,0 +1,229 @@
+// Reading of Wavefront OBJ text. Quads stay quads only when flat and rectangular; others are split.
+// SPDX-License-Identifier: MIT
+#include "geometry/obj_reader.h"
+
+#include "frame/report.h"
+#include "geometry/line_reader.h"
+#include "math/roots.h"
+#include "shading/shaders.h"
+
+#include <cstring>
+
+namespace mh {
+
+namespace {
+
+constexpr int kMostCorners = 8; // read of a face line
+
+// State of one file.
+struct ObjFile {
+    MeshLoader& loader;
+    std::size_t first_position = 0, first_uv = 0, first_normal = 0; // of the pools at the start
+    std::int32_t shader = 0;
+};
+
+struct Polygon {
+    std::array<LoaderCorner, kMostCorners> corner;
+    int count = 0;
+};
+
+constexpr bool ends_token(char c) {
+    return c == '/' || is_blank(c);
+}
+
+void skip_token(TextCursor& text) {
+    while (!at_end(text) && !ends_token(*text.next))
+        ++text.next;
+}
+
+float next_real(TextCursor& text) {
+    skip_blanks(text);
+    const float value = read_real(text);
+    skip_token(text);
+    return value;
+}
+
+Vec3 next_vec3(TextCursor text) {
+    const float x = next_real(text);
+    const float y = next_real(text);
+    const float z = next_real(text);
+    return {x, y, z};
+}
+
+Vec2 next_vec2(TextCursor text) {
+    const float x = next_real(text);
+    const float y = next_real(text);
+    return {x, y};
+}
+
+// Indices count from 1 at the start of the file, or back from the end of the pool; 0 is none.
+std::uint32_t next_index(TextCursor& text, std::size_t first, std::size_t size) {
+    const std::int64_t value = read_whole(text);
+    skip_token(text);
+    if (value == 0) return kAbsent;
+    const auto base = static_cast<std::int64_t>(value > 0 ? first : size);
+    const std::int64_t index = value > 0 ? base + value - 1 : base + value;
+    return index < 0 || index >= kAbsent ? kAbsent : static_cast<std::uint32_t>(index);
+}
+
+bool skip_slash(TextCursor& text) {
+    if (at_end(text) || *text.next != '/') return false;
+    ++text.next;
+    return true;
+}
+
+// p, p/t, p/t/n or p//n
+LoaderCorner next_corner(const ObjFile& file, TextCursor& text) {
+    const MeshLoader& loader = file.loader;
+    LoaderCorner corner;
+    corner.position = next_index(text, file.first_position, loader.positions.size());
+    if (!skip_slash(text)) return corner;
+    corner.uv = next_index(text, file.first_uv, loader.uvs.size());
+    if (!skip_slash(text)) return corner;
+    corner.normal = next_index(text, file.first_normal, loader.normals.size());
+    return corner;
+}
+
+Polygon read_polygon(const ObjFile& file, TextCursor text) {
+    Polygon polygon;
+    skip_blanks(text);
+    while (!at_end(text) && polygon.count < kMostCorners) {
+        polygon.corner[static_cast<std::size_t>(polygon.count++)] = next_corner(file, text);
+        skip_blanks(text);
+    }
+    return polygon;
+}
+
+void warn_once(bool& warned, const std::string& message) {
+    if (warned) return;
+    warned = true;
+    ReportWarning(message);
+    ReportRule();
+}
+
+void add_triangle(ObjFile& file, const Polygon& polygon, std::array<std::size_t, 3> corners) {
+    LoaderFace& face = file.loader.triangles.emplace_back();
+    for (std::size_t i = 0; i < 3; ++i)
+        face.corner[i] = polygon.corner[corners[i]];
+    face.shader = file.shader;
+}
+
+void add_tetragon(ObjFile& file, const Polygon& polygon) {
+    LoaderFace& face = file.loader.tetragons.emplace_back();
+    for (std::size_t i = 0; i < 4; ++i)
+        face.corner[i] = polygon.corner[i];
+    face.shader = file.shader;
+}
+
+// Adds the triangle that is left of a quad with two equal positions; false if it has none.
+bool add_degenerate(ObjFile& file, const Polygon& polygon) {
+    const auto same = [&](std::size_t a, std::size_t b) {
+        return polygon.corner[a].position == polygon.corner[b].position;
+    };
+    if (same(2, 3) || same(1, 3) || same(0, 3)) {
+        add_triangle(file, polygon, {0, 1, 2});
+    } else if (same(1, 2) || same(0, 2)) {
+        add_triangle(file, polygon, {0, 1, 3});
+    } else if (same(0, 1)) {
+        add_triangle(file, polygon, {0, 2, 3});
+    } else {
+        return false;
+    }
+    return true;
+}
+
+// Positions that come later in the file are not known yet: such a quad is split.
+bool is_rectangle(const std::vector<Vec3>& positions, const Polygon& polygon) {
+    constexpr float kFlat = 0.999999f; // cosine between the normals of both halves
+    constexpr float kRight = 1e-6f;    // cosine between neighbouring edges
+    std::array<Vec3, 4> p, e;
+    for (std::size_t i = 0; i < 4; ++i) {
+        if (polygon.corner[i].position >= positions.size()) return false;
+        p[i] = positions[polygon.corner[i].position];
+    }
+    for (std::size_t i = 0; i < 4; ++i)
+        e[i] = normalize(p[(i + 1) % 4] - p[i]);
+    for (std::size_t i = 0; i < 4; ++i)
+        if (!(std::fabs(dot(e[i], e[(i + 1) % 4])) < kRight)) return false;
+    return dot(normalize(cross(e[0], e[1])), normalize(cross(e[2], e[3]))) > kFlat;
+}
+
+void add_quad(ObjFile& file, const Polygon& polygon) {
+    if (add_degenerate(file, polygon))
+        return warn_once(file.loader.warned_degenerate,
+                         "object - there are degenerated quadrangles");
+    if (is_rectangle(file.loader.positions, polygon)) return add_tetragon(file, polygon);
+    add_triangle(file, polygon, {0, 1, 2});
+    add_triangle(file, polygon, {2, 3, 0});
+}
+
+void add_polygon(ObjFile& file, const Polygon& polygon) {
+    if (polygon.count < 3) return;
+    if (polygon.count == 3) return add_triangle(file, polygon, {0, 1, 2});
+    if (polygon.count == 4) return add_quad(file, polygon);
+    warn_once(file.loader.warned_polygons,
+              "object - please triangulate/quadrangulate the input model(s)");
+}
+
+// The second word of the line.
+std::string second_word(TextCursor text) {
+    const auto is_space = [](char c) { return is_blank(c) || c == '\v' || c == '\f'; };
+    while (!at_end(text) && !is_space(*text.next))
+        ++text.next;
+    while (!at_end(text) && is_space(*text.next))
+        ++text.next;
+    const char* const first = text.next;
+    while (!at_end(text) && !is_space(*text.next))
+        ++text.next;
+    return std::string(first, text.next);
+}
+
+// Whether the line is the keyword and a blank; moves past both.
+bool skip_keyword(TextCursor& text, const char* keyword, std::ptrdiff_t size) {
+    if (text.end - text.next <= size || std::memcmp(text.next, keyword, size_t(size)) != 0)
+        return false;
+    if (text.next[size] != ' ' && text.next[size] != '\t') return false;
+    text.next += size + 1;
+    return true;
+}
+
+void read_statement(ObjFile& file, TextCursor text) {
+    constexpr std::ptrdiff_t kMaterialWord = 6;
+    MeshLoader& loader = file.loader;
+    while (!at_end(text) && (*text.next == ' ' || *text.next == '\t'))
+        ++text.next;
+    if (at_end(text)) return;
+    switch (*text.next) {
+    case 'f':
+        if (skip_keyword(text, "f", 1)) add_polygon(file, read_polygon(file, text));
+        return;
+    case 'u':
+        if (text.end - text.next >= kMaterialWord
+            && std::memcmp(text.next, "usemtl", kMaterialWord) == 0)
+            file.shader = FindShader(second_word(text));
+        return;
+    case 'v':
+        if (skip_keyword(text, "v", 1))
+            loader.positions.push_back(next_vec3(text));
+        else if (skip_keyword(text, "vn", 2))
+            loader.normals.push_back(next_vec3(text));
+        else if (skip_keyword(text, "vt", 2))
+            loader.uvs.push_back(next_vec2(text));
+        return;
+    default: return;
+    }
+}
+
+} // namespace
+
+void ReadObj(MeshLoader& loader, const std::string& path) {
+    LineReader reader;
+    reader.file = OpenInput(path);
+    if (!reader.file) return ReportError("object - cannot open " + path);
+    loader.path = path;
+    ObjFile file = {loader, loader.positions.size(), loader.uvs.size(), loader.normals.size()};
+    for (TextCursor line; read_line(reader, line);)
+        read_statement(file, line);
+}
+
+} // namespace mh
