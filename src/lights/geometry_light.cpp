@@ -1,0 +1,225 @@
+// Emitting surfaces as one light: the table of its samples, direct light from them, emission that
+// rays meet by chance, photons.
+// SPDX-License-Identifier: MIT
+#include "lights/geometry_light.h"
+
+#include "frame/report.h"
+#include "frame/types.h"
+#include "lights/emitters.h"
+#include "lights/light_shot.h"
+#include "lights/sky_light.h"
+#include "math/frame.h"
+#include "math/random.h"
+#include "math/roots.h"
+#include "math/sampling.h"
+#include "output/aov.h"
+#include "shading/evaluate.h"
+
+#include <cstdlib>
+#include <utility>
+
+namespace mh {
+
+namespace {
+
+// The i-th entry; stays zero where nothing is emitted.
+void fill_sample(int i) {
+    const float r = random_unit();
+    const float u = (static_cast<float>(i) + r) / float{kLightSamples};
+    const auto number = static_cast<std::uint32_t>(i);
+    EmitterPoint point;
+    if (!sample_emitter(u, {sequence_value(number, 0), sequence_value(number, 1)}, point)) return;
+    if (!any_above(point.emission, kNothing)) return;
+    const Vec3 emission = point.emission * (GeometryLight.area / kPi);
+    GeometryLight.samples[number] = {point.position,  point.normal,
+                                     emission,        point.primitive_area,
+                                     point.primitive, static_cast<std::uint8_t>(point.kind),
+                                     point.front};
+    set_weight(GeometryLight.table, i, mean(emission));
+}
+
+void build_table() {
+    GeometryLight.samples.clear();
+    GeometryLight.table = {};
+    if (GeometryLight.sample < 1 || !(GeometryLight.area > 0.0f)) {
+        GeometryLight.sample = 0;
+        return;
+    }
+    GeometryLight.samples.resize(kLightSamples);
+    CreateSampler(GeometryLight.table, kLightSamples);
+    for (int i = 0; i < kLightSamples; ++i)
+        fill_sample(i);
+    FinishSampler(GeometryLight.table);
+}
+
+void add_geometry_sample(const LightShot& shot, LightSplit& sum) {
+    const bool looped = shot.count > 0;
+    float u = random_unit();
+    if (looped) {
+        u = (static_cast<float>(shot.cursor.sample) + u) / static_cast<float>(shot.count);
+        u = rotate_unit(u, shot.cursor.rotation_u);
+    }
+    const std::int32_t index = pick(GeometryLight.table, u);
+    const float share = probability(GeometryLight.table, index);
+    if (!(share > 0.0f)) return;
+    const LightSample& x = GeometryLight.samples[static_cast<std::size_t>(index)];
+    const Vec3 v = x.position - shot.target.position;
+    const float square = dot(v, v);
+    const Vec3 direction = normalize(v);
+    const float cos_light = -dot(x.normal, direction);
+    if (!(cos_light > 0.0f)) return;
+    Response response;
+    if (!is_hair(shot) && !sided_response(shot, direction, response)) return;
+    const Vec3 passed =
+        transparency(shot, direction, safe_root(square), static_cast<HitKind>(x.kind), x.primitive);
+    if (passed == Vec3{}) return;
+    const float samples = looped ? static_cast<float>(GeometryLight.sample) : 1.0f;
+    const float bounces = looped ? static_cast<float>(RendererSettings.bounce_samples) : 1.0f;
+    const Arrival arrival = {direction,
+                             passed * x.emission * (cos_light / (square * kLightSamples * share)),
+                             samples * square / (cos_light * GeometryLight.area), bounces};
+    if (is_hair(shot))
+        add_to_hair(shot, arrival, sum);
+    else
+        add_to_surface(shot, response, arrival, sum);
+}
+
+bool is_specular(Scatter scatter) {
+    return scatter == Scatter::specular_reflection || scatter == Scatter::specular_refraction;
+}
+
+// Emission behind a specular bounce that no light sample could have found counts in full, unless
+// photons bring it.
+bool seen_in_mirror(const Ray& ray) {
+    if (!is_specular(ray.scatter)) return false;
+    switch (ray.prior_scatter) {
+    case Scatter::lambertian:
+    case Scatter::transmissive: return GeometryLight.photons == 0;
+    case Scatter::glossy_reflection: return true;
+    default: return false;
+    }
+}
+
+// Share of emission met by a ray against the samples that its source point took.
+float share_of_bounce(const Ray& ray, const SurfacePoint& point) {
+    if (!point.layer->virtual_light || GeometryLight.sample < 1) return 1.0f;
+    if (spread_bounces(ray) == 0 || seen_in_mirror(ray)) return 1.0f;
+    switch (ray.scatter) {
+    case Scatter::lambertian:
+    case Scatter::transmissive:
+    case Scatter::glossy_reflection: break;
+    default: return 0.0f;
+    }
+    if (!outside_solids(ray) || !(point.cos_outgoing > 0.0f)) return 0.0f;
+    if (ray.source_point == nullptr) return 1.0f;
+    const float density =
+        GeometryLight.area > 0.0f
+            ? ray.distance * ray.distance / (point.cos_outgoing * GeometryLight.area)
+            : 0.0f;
+    return bounce_share(ray, GeometryLight.sample, density);
+}
+
+Vec3 emitted(const Ray& ray, const SurfacePoint& point) {
+    if (point.layer == nullptr || !is_linked(GeometryLight.link, ray.source_shader)) return {};
+    const ShaderElement& element = element_of(*point.layer, Element::emissive);
+    const bool window = point.layer->window;
+    if (!window && element.color == Vec3{}) return {};
+    const float share = share_of_bounce(ray, point);
+    if (!(share > 0.0f)) return {};
+    return share
+           * (window ? sky_direction_radiance(ray.direction) : evaluate_element(element, point));
+}
+
+// Channel of the layer that scattered the ray.
+Channel channel_of(Scatter scatter) {
+    switch (scatter) {
+    case Scatter::lambertian: return Channel::lambertian;
+    case Scatter::transmissive: return Channel::transmissive;
+    case Scatter::glossy_reflection:
+    case Scatter::glossy_refraction: return Channel::glossy;
+    case Scatter::none:
+    case Scatter::specular_reflection:
+    case Scatter::specular_refraction: return Channel::specular;
+    }
+    std::abort();
+}
+
+void add_aovs(const Ray& ray, const Vec3& value) {
+    const Vec3 seen = value * ray.weight / static_cast<float>(ray.sample_divisor);
+    const Channel channel = channel_of(ray.scatter);
+    for (Aov& aov : GeometryLight.aov_list) {
+        const bool passes = aov.shader == -1 || aov.shader == ray.hit_shader;
+        if (passes && holds(aov, channel)) add_to_aov(aov, ray, seen);
+    }
+}
+
+} // namespace
+
+void ResetGeometryLight(bool all) {
+    GeometryLightRecord fresh;
+    if (!all) {
+        fresh.link = std::move(GeometryLight.link);
+        fresh.aov_list = std::move(GeometryLight.aov_list);
+    }
+    GeometryLight = std::move(fresh);
+}
+
+void InitializeGeometryLight() {
+    ResolveLink(GeometryLight.link);
+    const Object* root = root_object();
+    GeometryLight.area = root == nullptr ? 0.0f : root->emission_weight;
+    if (root == nullptr || root->emission_list.empty()) GeometryLight.photons = 0;
+    if (GeometryLight.photons > 0)
+        GeometryLight.photon_power =
+            splat(GeometryLight.area / static_cast<float>(GeometryLight.photons));
+    build_table();
+    ResolveAovShaders(GeometryLight.aov_list);
+    AllocateAovs(GeometryLight.aov_list);
+    ReportLine("geometry light area  ", GeometryLight.area, "m x m");
+    ReportLine("geometry light sample", GeometryLight.sample, "n/a");
+    ReportRule();
+}
+
+void FinalizeGeometryLight() {
+    WriteAovs(GeometryLight.aov_list);
+    ResetGeometryLight(false);
+}
+
+LightSplit direct_geometry(const Ray& ray, const SurfacePoint& point) {
+    if (GeometryLight.sample < 1 || GeometryLight.table.size == 0) return {};
+    if (!is_linked(GeometryLight.link, ray.hit_shader)) return {};
+    const LightSplit sum =
+        sum_light_samples(nullptr, ray, point, GeometryLight.sample, true, add_geometry_sample);
+    add_light_aovs(GeometryLight.aov_list, ray, point, sum);
+    return sum;
+}
+
+Vec3 surface_emission(const Ray& ray, const SurfacePoint& point, const Vec3& density) {
+    const Vec3 sum = density + emitted(ray, point);
+    if (sum == Vec3{}) return {};
+    if (is_linked(GeometryLight.link, ray.source_shader)) add_aovs(ray, sum);
+    return point.transmittance * sum;
+}
+
+void emit_geometry_photon(Ray& ray, std::int64_t number) {
+    constexpr std::uint32_t kFaceDimensions = 2, kDirectionDimensions = 2;
+    SampleCursor cursor;
+    cursor.sample = static_cast<std::uint32_t>(number);
+    const Vec2 ab = next_pair(cursor);
+    const Vec2 uv = next_pair(cursor);
+    const float r = random_unit();
+    const float u = static_cast<float>((static_cast<double>(number) + r) / GeometryLight.photons);
+    EmitterPoint point;
+    const bool found = sample_emitter(u, ab, point);
+    Vec3 tangent, bitangent;
+    tangent_frame(point.normal, tangent, bitangent);
+    // A step off the face, so that rounding does not let it stop its own light.
+    ray.origin = point.position + point.rounding * point.normal;
+    ray.direction = from_frame(sample_cosine_local(uv), tangent, bitangent, point.normal);
+    ray.power = GeometryLight.photon_power * point.emission;
+    start_photon(ray, number, kFaceDimensions + kDirectionDimensions, 1.0f, GeometryLight.link);
+    ray.photon_caustic = point.virtual_light;
+    if (!found || !any_above(ray.power, 0.0f)) ray.weight = {};
+}
+
+} // namespace mh
