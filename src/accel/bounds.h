@@ -16,7 +16,7 @@ Aabb tetragon_bounds(const Part& part, std::uint32_t index);
 Aabb reference_bounds(const Object& object, const PrimitiveRef& ref);
 
 // Derives inverse, normal matrix, block and world box from the matrix and the target's box, and
-// decides whether the instance is usable.
+// decides whether the instance is usable. After the target's tree was made.
 void UpdateInstance(Instance& instance);
 
 } // namespace mh

@@ -1,0 +1,183 @@
+// Flattening of the binary tree [Dammertz08]: a wide node takes up the largest inner nodes below
+// it until it has eight children, and subtrees that are not worth their nodes become leaves.
+// Called by the update of an object's tree.
+// SPDX-License-Identifier: MIT
+#include "accel/collapse.h"
+
+#include "math/threads.h"
+
+#include <algorithm>
+
+namespace mh {
+
+namespace {
+
+constexpr std::uint32_t kMaxLeaf = 65535;
+constexpr std::uint32_t kSmallObject = 16384; // primitives; below, one thread is as fast
+
+// A subtree to be flattened, and the slot of a finished node that waits for its index.
+struct Subtree {
+    std::uint32_t binary = 0, first_reference = 0, depth = 0;
+    std::uint32_t parent = 0;
+    int slot = 0;
+};
+
+// Wide nodes that are numbered from 0 until they are joined to the tree.
+struct Block {
+    std::vector<WideNode> nodes;
+    std::uint32_t depth = 0;
+};
+
+struct Collapser {
+    const std::vector<BinaryNode>& nodes;
+    const std::vector<PrimitiveRef>& source;
+    std::vector<PrimitiveRef>& references;
+    std::uint32_t grain = 0; // subtrees of at most so many primitives are put off, if allowed
+};
+
+struct Children {
+    int count = 0;
+    std::uint32_t node[kWide] = {};
+    float area[kWide] = {}; // below 0 for a leaf
+};
+
+bool is_inner(const BinaryNode& node) {
+    return node.count == 0;
+}
+
+bool becomes_leaf(const BinaryNode& node) {
+    if (!is_inner(node)) return true;
+    const float as_leaf = static_cast<float>(node.primitives) * half_area(node.box);
+    return node.primitives <= kMaxLeaf && node.cost > as_leaf;
+}
+
+void set_child(const Collapser& c, Children& children, int place, std::uint32_t index) {
+    const BinaryNode& node = c.nodes[index];
+    children.node[place] = index;
+    children.area[place] = is_inner(node) ? half_area(node.box) : -1.0f;
+}
+
+// Opens the largest inner node, the first of equal ones, until there are eight or only leaves.
+Children choose_children(const Collapser& c, std::uint32_t binary) {
+    Children children;
+    set_child(c, children, children.count++, binary);
+    while (children.count < kWide) {
+        int largest = -1;
+        float area = -1.0f;
+        for (int k = 0; k < children.count; ++k) {
+            if (!(children.area[k] > area)) continue;
+            largest = k;
+            area = children.area[k];
+        }
+        if (largest < 0) break;
+        const std::uint32_t left = c.nodes[children.node[largest]].first;
+        set_child(c, children, largest, left);
+        set_child(c, children, children.count++, left + 1);
+    }
+    return children;
+}
+
+WideNode empty_node() {
+    WideNode node;
+    for (int k = 0; k < kWide; ++k) {
+        for (int axis = 0; axis < 3; ++axis) {
+            node.planes[0][axis][k] = kFar;
+            node.planes[1][axis][k] = -kFar;
+        }
+        node.child[k] = kEmptyChild;
+        node.count[k] = 0;
+    }
+    return node;
+}
+
+void set_box(WideNode& node, int slot, const Aabb& box) {
+    const Vec3* const corners[2] = {&box.min, &box.max};
+    for (int side = 0; side < 2; ++side) {
+        node.planes[side][0][slot] = corners[side]->x;
+        node.planes[side][1][slot] = corners[side]->y;
+        node.planes[side][2][slot] = corners[side]->z;
+    }
+}
+
+// References under a node, from left to right.
+PrimitiveRef* copy_references(const Collapser& c, std::uint32_t binary, PrimitiveRef* out) {
+    const BinaryNode& node = c.nodes[binary];
+    if (!is_inner(node)) return std::copy_n(c.source.data() + node.first, node.count, out);
+    return copy_references(c, node.first + 1, copy_references(c, node.first, out));
+}
+
+// Appends the wide nodes of a subtree; those put off are left to the caller when `later` is given.
+std::uint32_t collapse(const Collapser& c, const Subtree& subtree, Block& block,
+                       std::vector<Subtree>* later) {
+    const auto index = static_cast<std::uint32_t>(block.nodes.size());
+    block.nodes.push_back(empty_node());
+    block.depth = std::max(block.depth, subtree.depth);
+    const Children children = choose_children(c, subtree.binary);
+    std::uint32_t reference = subtree.first_reference;
+    for (int k = 0; k < children.count; ++k) {
+        const BinaryNode& node = c.nodes[children.node[k]];
+        const Subtree below = {children.node[k], reference, subtree.depth + 1, index, k};
+        set_box(block.nodes[index], k, node.box);
+        if (becomes_leaf(node)) {
+            copy_references(c, below.binary, c.references.data() + reference);
+            block.nodes[index].child[k] = reference;
+            block.nodes[index].count[k] = static_cast<std::uint16_t>(node.primitives);
+        } else if (later != nullptr && node.primitives <= c.grain) {
+            later->push_back(below);
+        } else {
+            const std::uint32_t child = collapse(c, below, block, later);
+            block.nodes[index].child[k] = child;
+        }
+        reference += node.primitives;
+    }
+    return index;
+}
+
+// Appends a block whose root is the child that a slot waits for.
+void join(Tree& tree, const Subtree& subtree, const Block& block) {
+    const auto offset = static_cast<std::uint32_t>(tree.nodes.size());
+    tree.nodes[subtree.parent].child[subtree.slot] = offset;
+    tree.nodes.insert(tree.nodes.end(), block.nodes.begin(), block.nodes.end());
+    for (std::size_t i = offset; i < tree.nodes.size(); ++i) {
+        for (int k = 0; k < kWide; ++k) {
+            WideNode& node = tree.nodes[i];
+            if (node.count[k] == 0 && node.child[k] != kEmptyChild) node.child[k] += offset;
+        }
+    }
+    tree.wide_depth = std::max(tree.wide_depth, block.depth);
+}
+
+std::vector<Block> collapse_each(const Collapser& c, const std::vector<Subtree>& subtrees) {
+    std::vector<Block> blocks(subtrees.size());
+#pragma omp parallel for num_threads(team_size()) if (subtrees.size() > 1)                         \
+    schedule(dynamic, 1) default(none) shared(c, subtrees, blocks)
+    for (std::size_t i = 0; i < subtrees.size(); ++i)
+        collapse(c, subtrees[i], blocks[i], nullptr);
+    return blocks;
+}
+
+} // namespace
+
+// The nodes of the top come first, then those of each subtree, depth-first within both.
+void Collapse(Object& object) {
+    Tree& tree = object.tree;
+    const std::uint32_t primitives = object.binary_nodes[0].primitives;
+    tree.references.resize(primitives);
+    const Collapser c = {object.binary_nodes, object.binary_references, tree.references,
+                         std::max(kSmallObject, primitives / 64)};
+    Block top;
+    std::vector<Subtree> later;
+    collapse(c, {}, top, &later);
+    const std::vector<Block> blocks = collapse_each(c, later);
+    std::size_t size = top.nodes.size();
+    for (const Block& block : blocks)
+        size += block.nodes.size();
+    tree.nodes.reserve(size);
+    tree.nodes.assign(top.nodes.begin(), top.nodes.end());
+    tree.wide_depth = top.depth;
+    for (std::size_t i = 0; i < later.size(); ++i)
+        join(tree, later[i], blocks[i]);
+    tree.occlusion_log.assign(size, OcclusionLog{});
+}
+
+} // namespace mh

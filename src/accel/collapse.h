@@ -1,0 +1,13 @@
+// Flattening of the binary tree into eight-wide nodes.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "geometry/types.h"
+
+namespace mh {
+
+// Fills the object's wide nodes, references, logs and depth from its binary tree, whose boxes,
+// costs and numbers of primitives are final and which is not empty.
+void Collapse(Object& object);
+
+} // namespace mh

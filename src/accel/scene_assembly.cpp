@@ -1,0 +1,83 @@
+// Makes a traversable scene of the table of objects: started by the accelerator phase, once after
+// all scene input and all shaders are set.
+// SPDX-License-Identifier: MIT
+#include "accel/scene_assembly.h"
+
+#include "accel/bounds.h"
+#include "accel/instance_graph.h"
+#include "accel/light_lists.h"
+#include "accel/prepare.h"
+#include "accel/root_uv.h"
+#include "accel/tree.h"
+#include "frame/report.h"
+#include "geometry/finalise.h"
+#include "math/roots.h"
+
+namespace mh {
+
+namespace {
+
+void finish_parts(Object& object) {
+    object.has_motion = false;
+    for (Part& part : object.parts) {
+        if (part.shader_id == 0 && part.shader_name == "undefined")
+            part.shader_id = object.default_shader;
+        FinalisePart(part);
+        object.has_motion = object.has_motion || part.has_motion;
+    }
+}
+
+void update_instances(Object& object) {
+    std::size_t unusable = 0;
+    for (Instance& instance : object.instances) {
+        UpdateInstance(instance);
+        if (!instance.usable && instance.object != kUnresolved) ++unusable;
+    }
+    if (unusable > 0)
+        ReportWarning("object - " + object.name + " leaves out " + std::to_string(unusable)
+                      + " instances that have no inverse or lead to an empty object");
+}
+
+void release_binary_tree(Object& object) {
+    object.binary_nodes = {};
+    object.binary_references = {};
+}
+
+void object_setup(Object& object) {
+    finish_parts(object);
+    update_instances(object);
+    Build(object);
+    Update(object);
+    SATOrder(object);
+    TransferRootUvs(object);
+    if (!object.has_motion) release_binary_tree(object);
+    MakeLightLists(object);
+    PrepareWalk(object);
+    ReportObject(object);
+}
+
+} // namespace
+
+bool AssembleScene() {
+    SmoothingTimeMs = DisplacementTimeMs = 0;
+    if (Objects.empty()) return false;
+    ResolveInstances();
+    const bool has_root = ChooseRoot();
+    for (const std::uint32_t object : OrderObjects())
+        object_setup(Objects[object]);
+    SceneBounds = Objects[RootObjectIndex].box;
+    SceneCenter = center(SceneBounds);
+    SceneRadius = 0.5f * length(SceneBounds.max - SceneBounds.min);
+    if (!has_root) ReportError("object - there is no root object");
+    return true;
+}
+
+void ReportScene() {
+    ReportLine("scene size  ", SceneBounds.max - SceneBounds.min, "m");
+    ReportLine("scene min   ", SceneBounds.min, "n/a");
+    ReportLine("scene max   ", SceneBounds.max, "n/a");
+    ReportLine("scene center", SceneCenter, "n/a");
+    ReportRule();
+}
+
+} // namespace mh

@@ -1,0 +1,89 @@
+// From the topology of the binary tree to the tree that rays walk. Called once per object by the
+// scene assembly, after the build.
+// SPDX-License-Identifier: MIT
+#include "accel/collapse.h"
+#include "accel/restructure.h"
+#include "accel/tree.h"
+#include "math/threads.h"
+
+#include <algorithm>
+
+namespace mh {
+
+namespace {
+
+constexpr std::uint32_t kSmallObject = 16384; // primitives; below, one thread is as fast
+constexpr std::size_t kCostChunk = 65536;     // nodes
+
+// Restructures a subtree from its deepest nodes up. A node changes only what lies under it, so
+// this order gives the same tree as one level after the other.
+void restructure_subtree(std::vector<BinaryNode>& nodes, std::uint32_t index) {
+    if (nodes[index].count == 0) {
+        const std::uint32_t left = nodes[index].first;
+        restructure_subtree(nodes, left);
+        restructure_subtree(nodes, left + 1);
+    }
+    restructure(nodes, index);
+}
+
+// Splits the tree into subtrees of at most `grain` primitives and the nodes above them, parents
+// first.
+void collect_subtrees(const std::vector<BinaryNode>& nodes, std::uint32_t index,
+                      std::uint32_t grain, std::vector<std::uint32_t>& top,
+                      std::vector<std::uint32_t>& subtrees) {
+    const BinaryNode& node = nodes[index];
+    if (node.count != 0 || node.primitives <= grain) {
+        subtrees.push_back(index);
+        return;
+    }
+    top.push_back(index);
+    collect_subtrees(nodes, node.first, grain, top, subtrees);
+    collect_subtrees(nodes, node.first + 1, grain, top, subtrees);
+}
+
+void restructure_tree(std::vector<BinaryNode>& nodes) {
+    const std::uint32_t grain = std::max(kSmallObject, nodes[0].primitives / 64);
+    std::vector<std::uint32_t> top, subtrees;
+    collect_subtrees(nodes, 0, grain, top, subtrees);
+#pragma omp parallel for num_threads(team_size()) if (subtrees.size() > 1)                         \
+    schedule(dynamic, 1) default(none) shared(nodes, subtrees)
+    for (std::size_t i = 0; i < subtrees.size(); ++i)
+        restructure_subtree(nodes, subtrees[i]);
+    for (auto index = top.rbegin(); index != top.rend(); ++index)
+        restructure(nodes, *index);
+}
+
+// Places without a node have an empty box and add nothing.
+double area_cost(const BinaryNode& node) {
+    const float area = half_area(node.box);
+    return node.count == 0 ? area : static_cast<float>(node.count) * area;
+}
+
+// Summed in chunks of fixed size, so that the result does not depend on the threads.
+double tree_cost(const std::vector<BinaryNode>& nodes) {
+    std::vector<double> sums((nodes.size() + kCostChunk - 1) / kCostChunk);
+#pragma omp parallel for num_threads(team_size()) if (sums.size() > 1)                             \
+    schedule(static) default(none) shared(nodes, sums)
+    for (std::size_t c = 0; c < sums.size(); ++c) {
+        for (std::size_t i = c * kCostChunk; i < std::min(nodes.size(), (c + 1) * kCostChunk); ++i)
+            sums[c] += area_cost(nodes[i]);
+    }
+    double cost = 0.0;
+    for (const double sum : sums)
+        cost += sum;
+    return cost;
+}
+
+} // namespace
+
+void Update(Object& object) {
+    object.tree = {};
+    object.box = {{}, {}};
+    if (object.binary_nodes.empty()) return;
+    restructure_tree(object.binary_nodes);
+    object.box = object.binary_nodes[0].box;
+    object.tree.tree_cost = tree_cost(object.binary_nodes);
+    Collapse(object);
+}
+
+} // namespace mh
