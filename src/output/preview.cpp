@@ -48,9 +48,11 @@ void draw() {
     glFlush();
 }
 
+// The loop still calls this once after the window is gone.
 void run_idle() {
+    if (glutGetWindow() == 0) return;
     if (!NextFrame()) std::this_thread::sleep_for(kPauseWhenDone);
-    glutPostRedisplay();
+    if (glutGetWindow() != 0) glutPostRedisplay();
 }
 
 // A render that is cut short keeps the picture it has.
@@ -80,12 +82,12 @@ bool RunPreview(bool (*frame)()) {
     NextFrame = frame;
     try {
         open_window();
+        glutMainLoop();
     } catch (const WindowFault& fault) {
         glutExit(); // forgets a display that was opened, so that a later window may try again
         ReportError("preview - no window: " + fault.reason);
         return false;
     }
-    glutMainLoop();
     return true;
 }
 

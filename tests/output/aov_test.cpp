@@ -1,0 +1,181 @@
+// What goes into output images, pixel by pixel.
+// SPDX-License-Identifier: MIT
+#include "output/aov.h"
+
+#include "frame/types.h"
+#include "geometry/types.h"
+#include "output/camera.h"
+
+#include <limits>
+#include <utility>
+
+#include <gtest/gtest.h>
+
+namespace mh {
+namespace {
+
+constexpr int kPixel = 2; // of four
+
+Vec3 rgb(float r, float g, float b) {
+    return {r, g, b};
+}
+
+struct AovTest : testing::Test {
+    AovTest() {
+        ray.thread = 3;
+        ray.sample_divisor = 2;
+        ThreadStates[3].pixel = kPixel;
+    }
+
+    // The value at the pixel after one hit, and a check that no other pixel got any.
+    Vec3 after_hit(std::uint32_t channel, const std::string& user_data = "undefined") {
+        Camera camera;
+        camera.aovs.resize(1);
+        Aov& aov = camera.aovs[0];
+        aov.channel = channel;
+        aov.user_data = user_data;
+        AllocateAov(aov, 2, 2);
+        write_first_hit_aovs(camera, ray, point, parts, emission);
+        for (const int other : {0, 1, 3})
+            EXPECT_EQ(read_pixel(aov.image, other), Vec3{});
+        return read_pixel(aov.image, kPixel);
+    }
+
+    Ray ray;
+    SurfacePoint point;
+    LightSplit parts;
+    Vec3 emission;
+};
+
+TEST_F(AovTest, EachChannelTakesItsShareOfItsOwnValue) {
+    point.normal = {0.0f, 0.0f, -1.0f};
+    point.tangent = {1.0f, 0.0f, 0.0f};
+    point.position = {3.0f, 4.0f, 1.0f};
+    ray.origin = {0.0f, 0.0f, 1.0f};
+    point.lambertian_color = splat(8.0f);
+    point.transmissive_color = splat(32.0f);
+    point.glossy_color = splat(128.0f);
+    point.specular_color = splat(512.0f);
+    parts = {splat(4.0f), splat(16.0f), splat(64.0f), splat(256.0f)};
+    emission = splat(1024.0f);
+    // Colours and parts carry their channel's number.
+    for (std::uint32_t channel = 4; channel <= 1024; channel *= 2)
+        for (const std::uint32_t beauty : {0u, 1u})
+            EXPECT_EQ(after_hit(channel | beauty).y, static_cast<float>(channel) / 2.0f);
+    const std::pair<Channel, Vec3> others[] = {{Channel::normal, {0.25f, 0.25f, 0.0f}},
+                                               {Channel::tangent, {0.5f, 0.25f, 0.25f}},
+                                               {Channel::position, {1.5f, 2.0f, 0.5f}},
+                                               {Channel::depth, splat(2.5f)}};
+    for (const auto& [channel, value] : others)
+        EXPECT_EQ(after_hit(static_cast<std::uint32_t>(channel)), value)
+            << static_cast<std::uint32_t>(channel);
+
+    for (const std::uint32_t black : {1u, 2u, 4u | 8u, 2048u | 4096u, 0u})
+        EXPECT_EQ(after_hit(black), Vec3{}) << black;
+    ray.depth = 1;
+    EXPECT_EQ(after_hit(4), Vec3{});
+}
+
+TEST_F(AovTest, ValuesThatAreNotFiniteAndForeignFormatsAddNothing) {
+    emission = {1.0f, std::numeric_limits<float>::quiet_NaN(), 1.0f};
+    EXPECT_EQ(after_hit(1024), Vec3{});
+    for (const int bits : {1, 8, 16, 64}) {
+        Aov aov;
+        aov.image.bits = bits;
+        AllocateAov(aov, 2, 2);
+        add_to_aov(aov, ray, splat(1.0f));
+        EXPECT_EQ(read_pixel(aov.image, kPixel), Vec3{}) << bits;
+    }
+    Aov never_allocated;
+    add_to_aov(never_allocated, ray, splat(1.0f));
+}
+
+TEST_F(AovTest, PrimvarsAreInterpolatedByTheKindOfTheHit) {
+    Part part;
+    part.particles = {3};
+    part.cylinders = {1};
+    part.triangles = {{{0, 2, 3}, 0}};
+    part.tetragons = {{{0, 1, 2, 3}, 0}};
+    part.scalar_arrays = {{"weight", {9.0f, 9.0f, 9.0f, 9.0f}},
+                          {"weight", {2.0f, 4.0f, 8.0f, 16.0f}}};
+    part.vec2_arrays = {{"uv", {{0.0f, 0.0f}, {0.0f, 8.0f}, {8.0f, 8.0f}, {8.0f, 0.0f}}},
+                        {"weight", {{7.0f, 7.0f}}}};
+    part.vec3_arrays = {{"short", {{2.0f, 4.0f, 6.0f}}}};
+    ray.hit_part = &part;
+    ray.hit_primitive = 0;
+    ray.sample_divisor = 1;
+
+    ray.hit_kind = HitKind::particle;
+    EXPECT_EQ(after_hit(32768, "weight"), splat(16.0f)); // the last of that name, scalars first
+    ray.hit_kind = HitKind::hair;
+    ray.hit_c = 0.25f;
+    EXPECT_EQ(after_hit(32769, "weight"), splat(5.0f));
+    ray.hit_kind = HitKind::triangle;
+    ray.hit_a = 0.5f;
+    ray.hit_b = 0.25f;
+    EXPECT_EQ(after_hit(32769, "weight"), splat(0.5f * 2.0f + 0.25f * 8.0f + 0.25f * 16.0f));
+    EXPECT_EQ(after_hit(32769, "short"), 0.5f * rgb(2.0f, 4.0f, 6.0f)); // a missing value is 0
+    EXPECT_EQ(after_hit(32769, "nowhere"), Vec3{});
+    ray.hit_kind = HitKind::tetragon; // a grows from edge 0 1 to 3 2, b along these edges
+    EXPECT_EQ(after_hit(32769, "uv"), rgb(4.0f, 2.0f, 0.0f));
+    ray.hit_primitive = -1;
+    EXPECT_EQ(after_hit(32769, "uv"), Vec3{});
+}
+
+TEST_F(AovTest, LightSharesAreColouredAndWeighted) {
+    std::vector<Aov> list(5);
+    const Channel channels[] = {Channel::lambertian, Channel::transmissive, Channel::glossy,
+                                Channel::specular, Channel::beauty};
+    for (std::size_t i = 0; i < list.size(); ++i) {
+        list[i].channel |= static_cast<std::uint32_t>(channels[i]);
+        AllocateAov(list[i], 2, 2);
+    }
+    ray.weight = {1.0f, 0.5f, 0.0f};
+    point.lambertian_color = splat(2.0f);
+    point.transmissive_color = splat(4.0f);
+    point.glossy_color = point.specular_color = splat(8.0f);
+    add_light_aovs(list, ray, point, {splat(1.0f), splat(2.0f), splat(3.0f), splat(4.0f)});
+    const float expected[] = {1.0f, 4.0f, 12.0f, 0.0f, 0.0f};
+    for (std::size_t i = 0; i < list.size(); ++i)
+        EXPECT_EQ(read_pixel(list[i].image, kPixel), expected[i] * rgb(1.0f, 0.5f, 0.0f)) << i;
+}
+
+TEST(AovShader, FilterIsTheFirstOfItsNameOrNone) {
+    Shaders.resize(3);
+    Shaders[1].name = Shaders[2].name = "lamp";
+    std::vector<Aov> list(3);
+    list[0].shader_name = "lamp";
+    list[1].shader_name = "Lamp";
+    ResolveAovShaders(list);
+    EXPECT_EQ(list[0].shader, 1);
+    EXPECT_LT(list[1].shader, -1); // matches no surface
+    EXPECT_EQ(list[2].shader, -1); // any
+    Shaders.clear();
+}
+
+TEST(PixelFormats, CutToLevelsAndReadBackWithOneFactor) {
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    for (const int bits : {8, 16, 32, 64}) {
+        Aov aov;
+        aov.image.bits = bits;
+        AllocateAov(aov, 2, 1);
+        write_pixel(aov.image, 1, {0.5f, 1.0f, 0.25f});
+        const Vec3 value = read_pixel(aov.image, 1);
+        const float rounding = bits < 32 ? 1e-4f : 0.0f;
+        // 127 of 255 and 32767 of 65535, both over 255.
+        EXPECT_NEAR(value.x,
+                    bits == 8    ? 127.0f / 255.0f
+                    : bits == 16 ? 32767.0f / 255.0f
+                                 : 0.5f,
+                    rounding);
+        EXPECT_NEAR(value.y, bits == 16 ? 257.0f : 1.0f, rounding);
+        if (bits >= 32) continue;
+        write_pixel(aov.image, 1, {-3.0f, 7.0f, nan});
+        EXPECT_EQ(read_pixel(aov.image, 1).x, 0.0f);
+        EXPECT_NEAR(read_pixel(aov.image, 1).y, bits == 16 ? 257.0f : 1.0f, rounding);
+        EXPECT_EQ(read_pixel(aov.image, 1).z, 0.0f);
+    }
+}
+
+} // namespace
+} // namespace mh

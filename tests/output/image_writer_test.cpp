@@ -1,0 +1,205 @@
+// Files that images become: read back, and what stays when one cannot be written.
+// SPDX-License-Identifier: MIT
+#include "output/image_writer.h"
+
+#include "shading/images.h"
+#include "support/fresh_scene.h"
+
+#include <array>
+#include <csignal>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <sstream>
+
+#include <FreeImage.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+namespace mh {
+namespace {
+
+std::string content(const std::string& name) {
+    std::ifstream file(name, std::ios::binary);
+    std::ostringstream bytes;
+    bytes << file.rdbuf();
+    return bytes.str();
+}
+
+std::size_t files_here() {
+    const std::filesystem::directory_iterator folder(".");
+    return static_cast<std::size_t>(std::distance(begin(folder), end(folder)));
+}
+
+// 2 x 2 pixels of three floats; every value differs and is exact in all float formats.
+Image ramp(const std::string& path) {
+    Image image;
+    AllocateImage(image, 2, 2, 3, 32, false);
+    for (std::size_t i = 0; i < image.floats.size(); ++i)
+        image.floats[i] = static_cast<float>(i) / 16.0f;
+    image.path = path;
+    return image;
+}
+
+// The file's pixels from the top row on, as floats: bytes over 255. Alpha is kept.
+std::vector<float> read_back(const std::string& name) {
+    FIBITMAP* loaded = FreeImage_Load(FreeImage_GetFileType(name.c_str(), 0), name.c_str(), 0);
+    if (loaded == nullptr) return {};
+    const bool alpha = FreeImage_GetImageType(loaded) == FIT_RGBAF;
+    FIBITMAP* floats = alpha ? FreeImage_Clone(loaded) : FreeImage_ConvertToRGBF(loaded);
+    FreeImage_Unload(loaded);
+    std::vector<float> values;
+    const std::size_t row = FreeImage_GetWidth(floats) * (alpha ? 4u : 3u);
+    for (int y = static_cast<int>(FreeImage_GetHeight(floats)) - 1; y >= 0; --y) {
+        const auto line = reinterpret_cast<const float*>(FreeImage_GetScanLine(floats, y));
+        values.insert(values.end(), line, line + row);
+    }
+    FreeImage_Unload(floats);
+    return values;
+}
+
+struct ImageWriter : testing::Test {
+    test::TemporaryFolder folder;
+    test::FreshScene scene;
+};
+
+TEST_F(ImageWriter, KeepsValuesAndRowsInEveryKindOfFormat) {
+    // Tolerance: half a level. RGBE holds 8 bits below the largest channel, EXR halves are exact.
+    const std::pair<const char*, float> formats[] = {
+        {"a.hdr", 1.0f / 256.0f}, {"a.exr", 0.0f},          {"A.EXR", 0.0f},
+        {"a.png", 1.0f / 255.0f}, {"a.bmp", 1.0f / 255.0f}, {"a.tga", 1.0f / 255.0f},
+        {"a.ppm", 1.0f / 255.0f}};
+    for (const auto& [name, tolerance] : formats) {
+        const Image image = ramp(name);
+        ASSERT_TRUE(WriteImage(image)) << name;
+        const std::vector<float> values = read_back(name);
+        ASSERT_EQ(values.size(), image.floats.size()) << name;
+        for (std::size_t i = 0; i < values.size(); ++i)
+            EXPECT_NEAR(values[i], image.floats[i], tolerance) << name << " value " << i;
+    }
+    EXPECT_EQ(files_here(), std::size(formats));
+    EXPECT_EQ(scene.take_report(), "");
+}
+
+TEST_F(ImageWriter, WritesPortableFloatMapsWithTheBottomRowFirst) {
+    const Image image = ramp("a.pfm");
+    ASSERT_TRUE(WriteImage(image));
+    const std::string file = content("a.pfm");
+    ASSERT_EQ(file.substr(0, 3), "PF\n");
+    ASSERT_GT(file.size(), 48u);
+    std::array<float, 12> values;
+    std::memcpy(values.data(), file.data() + file.size() - 48, 48);
+    for (std::size_t i = 0; i < 12; ++i)
+        EXPECT_EQ(values[i], image.floats[(i + 6) % 12]) << i;
+}
+
+TEST_F(ImageWriter, ConvertsEveryWidthToFloatsAndToBytes) {
+    struct Case {
+        int bits;
+        float as_float, as_byte; // the latter in levels
+    };
+
+    for (const Case& c : {Case{1, 1.0f, 255.0f},
+                          {8, 64.0f / 255.0f, 64.0f},
+                          {16, 0x4080 / 65535.0f, 64.0f},
+                          {64, 3.5f, 255.0f}}) {
+        Image image = ramp("a.exr");
+        AllocateImage(image, 2, 2, 3, c.bits, false);
+        if (c.bits == 1) image.bits1[5] = true;
+        if (c.bits == 8) image.bytes[5] = 64;
+        if (c.bits == 16) image.words[5] = 0x4080;
+        if (c.bits == 64) image.doubles[5] = 3.5;
+        ASSERT_TRUE(WriteImage(image));
+        EXPECT_NEAR(read_back("a.exr")[5], c.as_float, 2e-4f) << c.bits; // a half's 11 bits
+        image.path = "a.png";
+        ASSERT_TRUE(WriteImage(image));
+        EXPECT_EQ(read_back("a.png")[5] * 255.0f, c.as_byte) << c.bits;
+        EXPECT_EQ(read_back("a.png")[4], 0.0f) << c.bits;
+    }
+}
+
+TEST_F(ImageWriter, ClipsBytesAboveOneAndWrapsThemBelowZero) {
+    Image image = ramp("a.png");
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    image.floats = {2.0f, 1.0f, 0.5f, -0.5f, -1e30f, nan, 1e30f};
+    ASSERT_TRUE(WriteImage(image)); // values behind the end of the buffer count as 0
+    const std::vector<float> values = read_back("a.png");
+    const float levels[] = {255, 255, 127, 129, 0, 0, 255, 0, 0, 0, 0, 0}; // -127 is 129 in 8 bits
+    for (std::size_t i = 0; i < values.size(); ++i)
+        EXPECT_EQ(values[i] * 255.0f, levels[i]) << i;
+}
+
+TEST_F(ImageWriter, SpreadsOneChannelAndKeepsFour) {
+    Image image;
+    AllocateImage(image, 2, 1, 1, 32, false);
+    image.floats = {0.25f, 4.0f};
+    image.path = "gray.exr";
+    ASSERT_TRUE(WriteImage(image));
+    EXPECT_EQ(read_back("gray.exr"), (std::vector<float>{0.25f, 0.25f, 0.25f, 4.0f, 4.0f, 4.0f}));
+    AllocateImage(image, 1, 1, 4, 32, false);
+    image.floats = {0.25f, 0.5f, 1.0f, 2.0f};
+    ASSERT_TRUE(WriteImage(image));
+    EXPECT_EQ(read_back("gray.exr"), image.floats);
+}
+
+TEST_F(ImageWriter, TakesTheFirstFormatOfTheNameThatCanHoldTheImage) {
+    const std::string png = "\x89PNG";
+    for (const char* name : {"a.tif.png", "a.png.tif", "a.gif.png", "x.png/../a.PNG"}) {
+        std::filesystem::create_directories("x.png");
+        ASSERT_TRUE(WriteImage(ramp(name))) << name;
+        EXPECT_EQ(content(name).substr(0, 4), png) << name;
+    }
+    ASSERT_TRUE(WriteImage(ramp("a.pfm.hdr"))); // not turned, by the name's other extension
+    EXPECT_EQ(content("a.pfm.hdr").substr(0, 2), "#?");
+    EXPECT_EQ(read_back("a.pfm.hdr")[0], ramp("").floats[6]);
+}
+
+TEST_F(ImageWriter, WritesNothingWithoutANameAPixelOrAnExtensionItKnows) {
+    EXPECT_FALSE(WriteImage(ramp("")));
+    EXPECT_EQ(scene.take_report(), "");
+    for (const char* name : {"abc", "beauty", "beauty.Png", "beauty.webm", "a.gif", "none/a.png"}) {
+        EXPECT_FALSE(WriteImage(ramp(name))) << name;
+        const std::string report = scene.take_report();
+        EXPECT_EQ(
+            report.rfind("warning :( \timage - " + std::string(name) + "\tcannot be written: ", 0),
+            0u)
+            << report;
+        EXPECT_EQ(std::count(report.begin(), report.end(), '\n'), 1) << report;
+    }
+    Image image = ramp("a.png");
+    for (const auto& [width, height] : {std::pair{0, 2}, {2, 0}, {-2, -2}}) {
+        image.width = width;
+        image.height = height;
+        EXPECT_FALSE(WriteImage(image));
+    }
+    EXPECT_EQ(files_here(), 0u);
+}
+
+TEST_F(ImageWriter, KeepsTheOlderFileWhenTheDiskIsFull) {
+    folder.write("a.png", "older");
+    rlimit before;
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit tiny = {16, before.rlim_max}; // bytes: stands for a full disk
+    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &tiny);
+    const bool written = WriteImage(ramp("a.png"));
+    setrlimit(RLIMIT_FSIZE, &before);
+    std::signal(SIGXFSZ, handler);
+    EXPECT_FALSE(written);
+    EXPECT_EQ(content("a.png"), "older");
+    EXPECT_EQ(files_here(), 1u);
+    EXPECT_EQ(scene.take_report(),
+              "warning :( \timage - a.png\tcannot be written: File too large\n");
+}
+
+TEST_F(ImageWriter, ReplacesTheFileBehindALink) {
+    folder.write("real/picture", "older");
+    std::filesystem::create_symlink("real/picture", "a.png");
+    ASSERT_TRUE(WriteImage(ramp("a.png")));
+    EXPECT_TRUE(std::filesystem::is_symlink("a.png"));
+    EXPECT_EQ(content("real/picture").substr(1, 3), "PNG");
+}
+
+} // namespace
+} // namespace mh
