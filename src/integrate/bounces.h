@@ -1,5 +1,5 @@
-// Bounces of the four layers: children of a ray, and the mean of what comes back along them before
-// the layer's colour.
+// Bounces of the four layers: the mean of what comes back along the children of a ray, before the
+// layer's colour.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -7,14 +7,14 @@
 
 namespace mh {
 
+// At the first diffuse or glossy hit of a path the first three split into gather rays, of which a
+// frame traces its share; deeper they follow one ray, and none from the bounce limit on.
 Vec3 bounce_lambertian(const Ray& ray, const SurfacePoint& point);
 Vec3 bounce_transmissive(const Ray& ray, const SurfacePoint& point);
 Vec3 bounce_glossy(const Ray& ray, const SurfacePoint& point);
-Vec3 bounce_specular(const Ray& ray, const SurfacePoint& point);
 
-// A child of the ray at the point for a bounce of this kind: all fields but direction and weight.
-// Photons use it too.
-Ray spawn_child(const Ray& ray, const SurfacePoint& point, Scatter scatter);
+// Reflection and refraction at every hit; only ray_depth and the throughput end them.
+Vec3 bounce_specular(const Ray& ray, const SurfacePoint& point);
 
 // Gather rays of a point with throughput w over the whole run; a multiple of the camera's frames.
 std::int32_t gather_count(const Vec3& w);

@@ -1,4 +1,4 @@
-// Caustic photons: a kd-tree [Jensen01] and the estimate from the 32 nearest.
+// Caustic photons: a kd-tree over them [Jensen01] and the estimate of light from the 32 nearest.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -6,14 +6,15 @@
 
 namespace mh {
 
-// Builds the tree over Photons and reports; resets the caches of all threads.
+// Builds the tree over Photons, which it reorders, and reports; resets the look-up caches of all
+// threads. After casting.
 void BuildPhotonTree();
 
-// Light of caustic photons around the point; black with fewer than two.
-Vec3 estimate_caustics(const Ray& ray, const SurfacePoint& point);
+// Forgets the tree; after the run.
+void ClearPhotonTree();
 
-// Unit vectors in 16 bits: a face of the cube and two ratios of five bits.
-std::uint16_t pack_direction(const Vec3& v);
-Vec3 unpack_direction(std::uint16_t packed);
+// Light of caustic photons around the point; black with fewer than two within
+// RendererSettings.radius.
+Vec3 estimate_caustics(const Ray& ray, const SurfacePoint& point);
 
 } // namespace mh

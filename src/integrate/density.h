@@ -1,5 +1,6 @@
 // The density estimator: a grid of cells on every face of the root object in which photons leave
-// their light.
+// their light. Photons add to sums in double precision, since a cell receives millions of small
+// values; when all have landed, the sums become what gather rays read.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -8,12 +9,20 @@
 
 namespace mh {
 
-// Sizes and clears the grid of a part by RendererSettings.resolution; none below 1e-8. Ends the
-// process with a message when the grid needs more than 1 GiB.
+// Sizes and clears the grid of a part by RendererSettings.resolution, the wanted area of a cell;
+// no grid below 1e-8. Reports the memory. Ends the process with a message when the cells need more
+// than 1 GiB. At scene assembly, once shaders are finished.
 void InitializeDensity(Part& part);
 
-// Adds the light to the cell of the hit; thread-safe. Nothing outside the root object.
+// Before the photons: empties the cells of the root object.
+void StartDeposits();
+
+// Between the two others: adds the light to the cell of the hit; thread-safe. Nothing outside the
+// root object, on hair and particles, on faces of an area below 1e-5, or without a grid.
 void deposit(const Ray& ray, const Vec3& value);
+
+// After the photons.
+void FinishDeposits();
 
 // Radiance of the cell of the hit: on its side, and through it from the other side.
 Vec3 density_lambertian(const Ray& ray);

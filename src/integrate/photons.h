@@ -1,4 +1,6 @@
-// Photon casting: one pass from all lights before the first frame.
+// Photon casting: one pass from all lights before the first frame. Photons split into every layer
+// of every surface, leave their light in the density estimator, and those that came by specular
+// bounces alone are kept as caustic photons.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -8,14 +10,21 @@
 
 namespace mh {
 
+// Before and after the four casts: empties and fills Photons, density cells and splats.
+void StartPhotons();
+void FinishPhotons();
+
+// Each light's photons, in parallel, with progress and the rate; pass selects further numbers of
+// the light's sequence.
 void CastPhotonsFromParallelLights(std::uint32_t pass);
 void CastPhotonsFromPointLights(std::uint32_t pass);
 void CastPhotonsFromGeometryLight(std::uint32_t pass);
 void CastPhotonsFromSky(std::uint32_t pass);
 
+// Follows a photon to its next hit and from there along all layers.
 void trace_photon(Ray& ray);
 
-// Empties the photons and resets the caches; keeps the storage.
+// Forgets the caustic photons; keeps the storage.
 void ClearPhotons();
 
 } // namespace mh

@@ -1,4 +1,4 @@
-// The radiance estimator and the scattering functions that recurse into it.
+// The radiance estimator: the one recursion of a camera path.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -7,7 +7,8 @@
 namespace mh {
 
 // Light that arrives along the ray. Origin, direction, weight and counters are the caller's; the
-// hit fields are those of the hit on return.
+// hit fields are those of the hit on return. Black from ray_depth on, and when no channel of the
+// weight exceeds 1/1024.
 Vec3 radiance(Ray& ray);
 
 } // namespace mh

@@ -9,17 +9,23 @@
 
 namespace mh {
 
+// Radiance that photons left in a cell, by the side at which they arrived.
+struct DensityCell {
+    Vec3 front, back;
+};
+
 // Cells of one face: N * N from first_cell on.
 struct FaceCells {
     std::uint64_t first_cell = 0;
     std::uint32_t resolution = 0; // N, 1..255
+    float cells_per_area = 0.0f;  // N * N / area; 0 for a face too small to receive light
 };
 
-// Light that photons left on the faces of a part, as radiance per side; empty without a grid.
+// The grid of a part; empty without one.
 struct DensityGrid {
     std::vector<FaceCells> triangle_cells, tetragon_cells; // one per face
-    std::vector<Vec3> triangle_front, triangle_back;       // one per cell
-    std::vector<Vec3> tetragon_front, tetragon_back;
+    std::vector<DensityCell> cells;                        // of the triangles, then the tetragons
+    std::uint64_t first_sum = 0; // place of its cells among the sums of a photon pass
 };
 
 // A photon that reached a diffuse surface by specular bounces alone.

@@ -1,0 +1,172 @@
+// The bounces of camera paths.
+// SPDX-License-Identifier: MIT
+#include "integrate/bounces.h"
+
+#include "frame/types.h"
+#include "integrate/caustics.h"
+#include "integrate/children.h"
+#include "integrate/radiance.h"
+#include "integrate/run_context.h"
+#include "lights/light_sampling.h"
+#include "math/random.h"
+#include "shading/hair_table.h"
+
+#include <algorithm>
+#include <array>
+
+namespace mh {
+
+namespace {
+
+struct Mean {
+    Vec3 sum;
+    int count = 0;
+};
+
+void add(Mean& mean, const Vec3& value) {
+    mean.sum += value;
+    ++mean.count;
+}
+
+Vec3 value_of(const Mean& mean) {
+    return mean.count == 0 ? Vec3{} : mean.sum / static_cast<float>(mean.count);
+}
+
+bool may_gather(const Ray& ray) {
+    const int spread = spread_bounces(ray);
+    return spread == 0 || spread < RendererSettings.bounce;
+}
+
+// Calls gather with the ray from which children are to be spawned. At the first hit that spreads
+// light, each gather ray of this frame has its own index in the sequence.
+template<typename Gather>
+void for_each_gather_ray(const Ray& ray, const Vec3& w, const Gather& gather) {
+    if (spread_bounces(ray) > 0) return gather(ray);
+    const auto frames = static_cast<std::uint32_t>(camera_frames());
+    const auto count = static_cast<std::uint32_t>(gather_count(w));
+    Ray parent = ray;
+    parent.sample_divisor *= static_cast<std::int32_t>(count / frames);
+    for (std::uint32_t index = CurrentSample; index < count; index += frames) {
+        parent.cursor.sample = index;
+        gather(parent);
+    }
+}
+
+void gather_diffuse(const Ray& ray, const SurfacePoint& point, Scatter scatter, const Vec3& w,
+                    Mean& mean) {
+    Ray child = spawn_child(ray, point, scatter);
+    if (!sample_diffuse(ray.cursor, point, scatter, child.direction)) return;
+    child.weight = w;
+    add(mean, radiance(child));
+}
+
+// The same from a point near by, under the surface's skin.
+void gather_through_skin(const Ray& ray, const SurfacePoint& point, const Vec3& w, Mean& mean) {
+    SurfacePoint moved;
+    Vec3 jump;
+    if (!relocate_in_diffusion(ray, point, moved, jump)) return;
+    Ray child = spawn_child(ray, moved, Scatter::lambertian);
+    if (!sample_diffuse(ray.cursor, moved, Scatter::lambertian, child.direction)) return;
+    child.weight = jump * w;
+    add(mean, jump * radiance(child));
+}
+
+Vec3 bounce_diffuse(const Ray& ray, const SurfacePoint& point, Scatter scatter, const Vec3& w) {
+    if (!any_above(w, kNothing) || !may_gather(ray)) return {};
+    const bool skin =
+        scatter == Scatter::lambertian && point.diffusion_active && spread_bounces(ray) == 0;
+    Mean mean;
+    for_each_gather_ray(ray, w, [&](const Ray& parent) {
+        if (skin) return gather_through_skin(parent, point, w, mean);
+        gather_diffuse(parent, point, scatter, w, mean);
+    });
+    Vec3 sum = value_of(mean);
+    if (ray.hit_kind != HitKind::hair) sum += estimate_caustics(ray, point);
+    return sum * point.transmittance;
+}
+
+void gather_glossy(const Ray& ray, const SurfacePoint& point, const Vec3& w, Mean& refraction,
+                   Mean& reflection) {
+    const FacetSplit split = split_at_facet(ray, point, sample_facet(ray.cursor, point));
+    if (split.refracts) {
+        Ray child = refracted_child(ray, point, Scatter::glossy_refraction, split, w);
+        add(refraction, split.refracted_share * radiance(child));
+    }
+    if (split.reflects) {
+        Ray child = reflected_child(ray, point, Scatter::glossy_reflection, split, w);
+        add(reflection, split.reflected_share * radiance(child));
+    }
+}
+
+void gather_hair(const Ray& ray, const SurfacePoint& point, const Vec3& w, Mean& mean) {
+    const HairTable& table = Shaders[static_cast<std::size_t>(ray.hit_shader)].hair_table;
+    const float h = 2.0f * random_unit() - 1.0f;
+    Ray child = spawn_child(ray, point, Scatter::glossy_reflection);
+    Vec3 attenuation;
+    const int lobe = sample_hair(table, h, point, child.direction, attenuation);
+    child.hair_lobe = static_cast<std::uint8_t>(lobe);
+    child.weight = attenuation * w;
+    add(mean, attenuation * radiance(child));
+}
+
+Vec3 bounce_hair(const Ray& ray, const SurfacePoint& point, const Vec3& w) {
+    Mean mean;
+    for_each_gather_ray(ray, w, [&](const Ray& parent) { gather_hair(parent, point, w, mean); });
+    return value_of(mean);
+}
+
+} // namespace
+
+std::int32_t gather_count(const Vec3& w) {
+    const std::int32_t frames = camera_frames();
+    const std::int32_t most = std::max(RendererSettings.sample, frames);
+    const float wanted = mean(w) * static_cast<float>(RendererSettings.sample);
+    std::int32_t count = frames;
+    if (wanted >= static_cast<float>(most))
+        count = most; // NaN gives the smallest count
+    else if (wanted > static_cast<float>(frames))
+        count = static_cast<std::int32_t>(wanted);
+    return count - count % frames;
+}
+
+Vec3 bounce_lambertian(const Ray& ray, const SurfacePoint& point) {
+    const Vec3 w = ray.weight * point.lambertian_color * point.transmittance;
+    return bounce_diffuse(ray, point, Scatter::lambertian, w);
+}
+
+// The weight lacks the Fresnel factor that the result has; it decides about cut-offs and counts
+// alone.
+Vec3 bounce_transmissive(const Ray& ray, const SurfacePoint& point) {
+    const Vec3 w = ray.weight * point.transmissive_color;
+    return bounce_diffuse(ray, point, Scatter::transmissive, w);
+}
+
+Vec3 bounce_glossy(const Ray& ray, const SurfacePoint& point) {
+    const Vec3 w = ray.weight * point.glossy_color;
+    if (!any_above(w, kNothing) || !may_gather(ray)) return {};
+    if (ray.hit_kind == HitKind::hair) return bounce_hair(ray, point, w);
+    const float share = std::max(point.reflectance, point.transmittance);
+    Mean refraction, reflection;
+    for_each_gather_ray(ray, w * share, [&](const Ray& parent) {
+        gather_glossy(parent, point, w, refraction, reflection);
+    });
+    return value_of(refraction) + value_of(reflection);
+}
+
+Vec3 bounce_specular(const Ray& ray, const SurfacePoint& point) {
+    const Vec3 w = ray.weight * point.specular_color;
+    if (!any_above(w, kNothing)) return {};
+    const FacetSplit split = split_at_surface(ray, point);
+    Vec3 sum;
+    if (split.refracts) {
+        Ray child = refracted_child(ray, point, Scatter::specular_refraction, split, w);
+        sum += split.refracted_share * radiance(child);
+    }
+    if (split.reflects) {
+        Ray child = reflected_child(ray, point, Scatter::specular_reflection, split, w);
+        sum += split.reflected_share * radiance(child);
+    }
+    return sum;
+}
+
+} // namespace mh

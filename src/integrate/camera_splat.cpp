@@ -1,0 +1,102 @@
+// Splats of photons: projection, weight and shadow test, summed per pixel.
+// SPDX-License-Identifier: MIT
+#include "integrate/camera_splat.h"
+
+#include "accel/walk.h"
+#include "integrate/atomic_sums.h"
+#include "lights/light_sampling.h"
+#include "math/roots.h"
+#include "output/camera.h"
+#include "shading/scattering.h"
+
+#include <algorithm>
+
+namespace mh {
+
+namespace {
+
+constexpr float kBorder = 1e-8f;           // a pixel coordinate is this much below the image's size
+constexpr float kSmallestCosine = 1e-6f;   // below it the normals' ratio means nothing
+constexpr float kGlossyScale = 4.0f * kPi; // lobes carry 1 / (4 pi), lights a folded pi
+
+AtomicSums pixels; // empty when nothing is to be splatted
+
+bool is_light_path(const Aov& aov) {
+    return holds(aov, Channel::light_path);
+}
+
+std::size_t pixel_count(const Camera& camera) {
+    return static_cast<std::size_t>(std::max(camera.width, 0))
+           * static_cast<std::size_t>(std::max(camera.height, 0));
+}
+
+// Pixel that sees the position from the camera's first pose; false outside the image.
+bool project(const Camera& camera, const Vec3& position, std::size_t& pixel) {
+    const CameraPose& pose = camera.poses[0];
+    const Vec3 v = position - pose.position;
+    const float scale = pose.image_distance / dot(v, pose.forward);
+    const float width = static_cast<float>(camera.width),
+                height = static_cast<float>(camera.height);
+    const float x = 0.5f * width + scale * dot(v, pose.right);
+    const float y = 0.5f * height - scale * dot(v, pose.up);
+    if (!(x >= 0.0f && x + kBorder < width && y >= 0.0f && y + kBorder < height)) return false;
+    pixel = static_cast<std::size_t>(y) * static_cast<std::size_t>(camera.width)
+            + static_cast<std::size_t>(x);
+    return true;
+}
+
+// Pixels per unit of area at the point, seen along direction from a squared distance, with the
+// correction of shading normals for light that travels towards the camera [Veach97] 5.3.2. 0 when
+// the camera or the surface faces away.
+float camera_weight(const CameraPose& pose, const SurfacePoint& point, const Vec3& direction,
+                    float distance_squared) {
+    const float cos_camera = -dot(direction, pose.forward);
+    const float cos_surface = dot(direction, point.geometric_normal);
+    if (!(cos_camera > 0.0f && cos_surface > 0.0f)) return 0.0f;
+    const float f = pose.image_distance;
+    const float area = f * f / (distance_squared * cos_camera * cos_camera * cos_camera);
+    const float cos_geometric = dot(point.geometric_normal, point.outgoing);
+    const bool regular = cos_geometric >= kSmallestCosine;
+    return cos_surface * area
+           * (regular ? dot(point.normal, point.outgoing) / cos_geometric : 1.0f);
+}
+
+} // namespace
+
+void StartSplats() {
+    ReleaseSums(pixels);
+    const Camera* camera = ActiveCamera();
+    if (camera == nullptr || camera->projection != Projection::pinhole) return;
+    if (std::none_of(camera->aovs.begin(), camera->aovs.end(), is_light_path)) return;
+    ResizeSums(pixels, pixel_count(*camera));
+}
+
+void splat_glossy(const Ray& photon, const SurfacePoint& point, const Vec3& power) {
+    if (pixels.values.empty()) return;
+    const Camera& camera = *ActiveCamera();
+    const CameraPose& pose = camera.poses[0];
+    std::size_t pixel = 0;
+    if (!project(camera, point.position, pixel)) return;
+    const Vec3 to_camera = pose.position - point.position;
+    const Vec3 direction = normalize(to_camera);
+    const float weight = camera_weight(pose, point, direction, dot(to_camera, to_camera));
+    if (!(weight > 0.0f)) return;
+    Ray shadow = shadow_ray(photon, point.position, direction, length(to_camera));
+    shadow_query(shadow);
+    if (!any_above(shadow.weight, kNothing)) return;
+    const float lobe = kGlossyScale * ward_lobe(point.outgoing, direction, point);
+    add_to_sum(pixels, pixel, lobe * weight * shadow.weight * power);
+}
+
+void FinishSplats() {
+    if (pixels.values.empty()) return;
+    for (Aov& aov : ActiveCamera()->aovs) {
+        if (!is_light_path(aov) || 3 * pixel_count(*ActiveCamera()) != aov.image.floats.size())
+            continue;
+        for (std::size_t i = 0; i < aov.image.floats.size(); ++i)
+            aov.image.floats[i] += static_cast<float>(pixels.values[i]);
+    }
+    ReleaseSums(pixels);
+}
+
+} // namespace mh

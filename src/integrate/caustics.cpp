@@ -1,0 +1,81 @@
+// The estimate of caustic light.
+// SPDX-License-Identifier: MIT
+#include "integrate/caustics.h"
+
+#include "frame/report.h"
+#include "frame/types.h"
+#include "integrate/photon_tree.h"
+#include "math/roots.h"
+
+#include <algorithm>
+
+namespace mh {
+
+namespace {
+
+constexpr float kSmallestRadius = 1e-8f;
+constexpr float kLeafPerRadius = 0.25f; // a leaf this short is finer than any search
+constexpr int kFewest = 2;              // photons that make an estimate
+
+// A hit point is off its surface by this share of the lengths that it was computed from; the box
+// of the photons on a floor has no thickness.
+constexpr float kHitRounding = 1e-5f;
+
+PhotonTree tree;
+
+bool near_photons(const Ray& ray, const Vec3& position) {
+    const Vec3 size = max(position, -position);
+    const Vec3 margin = splat(kHitRounding * (max_channel(size) + ray.distance));
+    return contains(Aabb{tree.box.min - margin, tree.box.max + margin}, position);
+}
+
+// Where the thread's last look-up found 32 photons, a sphere about this point that holds that
+// look-up's sphere holds 32 too.
+float search_radius_squared(const Ray& ray, const Vec3& position) {
+    if (ray.depth != 0) return RendererSettings.radius_squared;
+    const ThreadState& thread = ThreadStates[ray.thread];
+    const float reach =
+        safe_root(thread.last_lookup_radius) + length(thread.last_lookup_position - position);
+    return RendererSettings.radius > reach ? reach * reach : RendererSettings.radius_squared;
+}
+
+void remember_lookup(const Ray& ray, const Vec3& position, int found, float radius_squared) {
+    if (ray.depth != 0) return;
+    ThreadState& thread = ThreadStates[ray.thread];
+    thread.last_lookup_radius = found >= kNearest ? radius_squared : kFar;
+    if (found >= kNearest) thread.last_lookup_position = position;
+}
+
+} // namespace
+
+void BuildPhotonTree() {
+    RendererSettings.radius_squared = RendererSettings.radius * RendererSettings.radius;
+    RendererSettings.radius_cubed = RendererSettings.radius_squared * RendererSettings.radius;
+    tree = GrowPhotonTree(Photons, kLeafPerRadius * RendererSettings.radius);
+    for (ThreadState& thread : ThreadStates)
+        thread.last_lookup_radius = kFar;
+    ReportCount("photons", static_cast<std::int64_t>(Photons.size()),
+                static_cast<double>(Photons.size() * sizeof(CausticPhoton)));
+}
+
+void ClearPhotonTree() {
+    tree = {};
+}
+
+Vec3 estimate_caustics(const Ray& ray, const SurfacePoint& point) {
+    if (tree.nodes.empty() || !(RendererSettings.radius >= kSmallestRadius)) return {};
+    if (!near_photons(ray, point.position)) return {};
+    NearestPhotons found;
+    found.limit = search_radius_squared(ray, point.position);
+    find_nearest(tree, Photons, point.position, point.normal, found);
+    Vec3 power;
+    float farthest = kSmallestSquare;
+    for (std::size_t i = 0; i < static_cast<std::size_t>(found.count); ++i) {
+        power += Photons[static_cast<std::size_t>(found.photon[i])].power;
+        farthest = std::max(farthest, found.distance_squared[i]);
+    }
+    remember_lookup(ray, point.position, found.count, farthest);
+    return found.count < kFewest ? Vec3{} : power / (kPi * farthest);
+}
+
+} // namespace mh

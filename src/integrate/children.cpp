@@ -1,0 +1,131 @@
+// Directions of the four layers and the rays spawned along them.
+// SPDX-License-Identifier: MIT
+#include "integrate/children.h"
+
+#include "integrate/run_context.h"
+#include "math/frame.h"
+#include "math/sampling.h"
+#include "shading/scattering.h"
+
+namespace mh {
+
+namespace {
+
+// A refracted ray has to leave the surface by this cosine.
+constexpr float kSmallestPassing = 1e-8f;
+
+// Products of relative indices drift by a few roundings; closer than this to a known index they
+// mean that one.
+constexpr float kIndexRounding = 1e-5f;
+
+float settle_index(float index) {
+    if (std::fabs(index - 1.0f) < kIndexRounding) return 1.0f;
+    const float start = camera_ior();
+    return std::fabs(index - start) < kIndexRounding ? start : index;
+}
+
+void count_bounce(Ray& child, Scatter scatter) {
+    switch (scatter) {
+    case Scatter::none: return;
+    case Scatter::lambertian:
+    case Scatter::transmissive: ++child.diffuse_bounces; return;
+    case Scatter::glossy_reflection:
+    case Scatter::glossy_refraction: ++child.glossy_bounces; return;
+    case Scatter::specular_reflection:
+    case Scatter::specular_refraction: ++child.specular_bounces; return;
+    }
+    std::abort();
+}
+
+bool is_specular(Scatter scatter) {
+    return scatter == Scatter::specular_reflection || scatter == Scatter::specular_refraction;
+}
+
+// e: cosine between the facet and the direction towards the viewer.
+FacetSplit split(const Ray& ray, const SurfacePoint& point, const Vec3& facet, float e,
+                 bool refractive) {
+    FacetSplit out;
+    const bool passes = refractive && refract(ray.direction, facet, e, point.eta, out.refracted);
+    out.refracts = passes && dot(out.refracted, point.geometric_normal) < -kSmallestPassing;
+    out.refracted_share = point.transmittance;
+    out.reflected = ray.direction + 2.0f * e * facet;
+    out.reflects = dot(out.reflected, point.geometric_normal) > 0.0f;
+    out.reflected_share = refractive && !passes ? 1.0f : point.reflectance;
+    return out;
+}
+
+} // namespace
+
+Ray spawn_child(const Ray& ray, const SurfacePoint& point, Scatter scatter) {
+    Ray child;
+    child.cursor = ray.cursor;
+    child.origin = point.position;
+    child.power = ray.power;
+    child.source_point = &point;
+    child.refraction = ray.refraction;
+    child.sample_divisor = ray.sample_divisor;
+    child.source_shader = ray.hit_shader;
+    child.source_primitive = ray.hit_primitive;
+    child.source_kind = ray.hit_kind;
+    child.hit_kind = HitKind::unset;
+    child.hair_lobe = scatter == Scatter::lambertian ? kHairLobeOfDiffuse : std::uint8_t{0};
+    child.scatter = scatter;
+    child.prior_scatter = ray.scatter == scatter ? ray.prior_scatter : ray.scatter;
+    child.thread = ray.thread;
+    child.depth = static_cast<std::uint8_t>(ray.depth + 1);
+    child.diffuse_bounces = ray.diffuse_bounces;
+    child.glossy_bounces = ray.glossy_bounces;
+    child.specular_bounces = ray.specular_bounces;
+    count_bounce(child, scatter);
+    if (!is_specular(scatter)) child.cursor.dimension += 2;
+    child.photon = ray.photon;
+    child.photon_caustic = ray.photon_caustic;
+    return child;
+}
+
+bool sample_diffuse(SampleCursor cursor, const SurfacePoint& point, Scatter scatter,
+                    Vec3& direction) {
+    Vec3 local = sample_cosine_local(next_pair(cursor));
+    const float side = scatter == Scatter::transmissive ? -1.0f : 1.0f;
+    local.z *= side;
+    direction = from_frame(local, point.tangent, point.bitangent, point.normal);
+    return side * dot(direction, point.geometric_normal) > 0.0f;
+}
+
+Vec3 sample_facet(SampleCursor cursor, const SurfacePoint& point) {
+    const Vec2 pair = next_pair(cursor);
+    return sample_ward_half_vector(pair.x, pair.y, point);
+}
+
+FacetSplit split_at_facet(const Ray& ray, const SurfacePoint& point, const Vec3& facet) {
+    const bool refractive = point.refraction_kind == Material::solid;
+    return split(ray, point, facet, -dot(facet, ray.direction), refractive);
+}
+
+FacetSplit split_at_surface(const Ray& ray, const SurfacePoint& point) {
+    const bool refractive = point.refraction_kind != Material::opaque;
+    return split(ray, point, point.normal, point.cos_outgoing, refractive);
+}
+
+Ray refracted_child(const Ray& ray, const SurfacePoint& point, Scatter scatter,
+                    const FacetSplit& split, const Vec3& w) {
+    Ray child = spawn_child(ray, point, scatter);
+    child.direction = split.refracted;
+    child.weight = split.refracted_share * w;
+    child.refraction = settle_index(ray.refraction * point.eta);
+    if (point.refraction_kind != Material::thin) return child;
+    child.scatter = ray.scatter;
+    child.prior_scatter = ray.prior_scatter;
+    child.source_point = ray.source_point;
+    return child;
+}
+
+Ray reflected_child(const Ray& ray, const SurfacePoint& point, Scatter scatter,
+                    const FacetSplit& split, const Vec3& w) {
+    Ray child = spawn_child(ray, point, scatter);
+    child.direction = split.reflected;
+    child.weight = split.reflected_share * w;
+    return child;
+}
+
+} // namespace mh

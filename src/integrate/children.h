@@ -1,0 +1,41 @@
+// The directions into which a surface scatters, their shares, and the rays that leave along them.
+// Camera paths ask for the radiance along a child, photons go on as one.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "shading/ray.h"
+
+namespace mh {
+
+// A child of the ray at the point for a bounce of this kind: all fields but direction and weight.
+Ray spawn_child(const Ray& ray, const SurfacePoint& point, Scatter scatter);
+
+// A direction of the cosine lobe, drawn from the cursor: about the normal (lambertian) or on the
+// far side (transmissive). False when it lies on the wrong side of the primitive.
+bool sample_diffuse(SampleCursor cursor, const SurfacePoint& point, Scatter scatter,
+                    Vec3& direction);
+
+// Facet normal of the glossy lobe, drawn from the cursor.
+Vec3 sample_facet(SampleCursor cursor, const SurfacePoint& point);
+
+// Where a smooth facet sends the light of a ray.
+struct FacetSplit {
+    Vec3 refracted, reflected;
+    bool refracts = false, reflects = false; // whether the direction is on its side of the surface
+    float refracted_share = 0.0f;
+    float reflected_share = 0.0f; // 1 after total reflection
+};
+
+// The split at a facet of a rough surface, and at the surface itself as one facet. Thin sheets
+// refract at the second alone.
+FacetSplit split_at_facet(const Ray& ray, const SurfacePoint& point, const Vec3& facet);
+FacetSplit split_at_surface(const Ray& ray, const SurfacePoint& point);
+
+// The children of a split; w is the weight of the layer. Behind a thin sheet the child counts as
+// sent by what had sent the ray: for the weights of light samples the sheet is not there.
+Ray refracted_child(const Ray& ray, const SurfacePoint& point, Scatter scatter,
+                    const FacetSplit& split, const Vec3& w);
+Ray reflected_child(const Ray& ray, const SurfacePoint& point, Scatter scatter,
+                    const FacetSplit& split, const Vec3& w);
+
+} // namespace mh

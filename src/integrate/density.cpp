@@ -1,0 +1,183 @@
+// The density estimator.
+// SPDX-License-Identifier: MIT
+#include "integrate/density.h"
+
+#include "frame/report.h"
+#include "frame/types.h"
+#include "integrate/atomic_sums.h"
+#include "math/faces.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <iostream>
+
+namespace mh {
+
+namespace {
+
+constexpr std::uint32_t kFinest = 255;             // cells along an edge
+constexpr float kSmallestResolution = 1e-8f;       // scene units squared
+constexpr float kSmallestArea = 1e-5f;             // of a face that receives light
+constexpr std::uint64_t kMemoryLimit = 0x40000000; // bytes of cells in a part: 1 GiB
+constexpr std::uint64_t kSides = 2;                // sums of a cell: front, back
+
+static_assert(sizeof(DensityCell) == 24);
+
+AtomicSums sums; // of all cells of the root object while photons fly
+
+float area_of(const Part& part, const Triangle& face) {
+    const auto& v = face.vertex;
+    return triangle_area(part.positions[v[0]], part.positions[v[1]], part.positions[v[2]]);
+}
+
+float area_of(const Part& part, const Tetragon& face) {
+    const auto& v = face.vertex;
+    return tetragon_area(part.positions[v[0]], part.positions[v[1]], part.positions[v[2]],
+                         part.positions[v[3]]);
+}
+
+bool scatters_diffusely(std::uint32_t shader) {
+    if (shader >= Shaders.size()) return false;
+    const SideFlags &face = Shaders[shader].face, &back = Shaders[shader].back;
+    return face.lambertian || face.transmissive || back.lambertian || back.transmissive;
+}
+
+// Smallest N whose cells are smaller than the resolution.
+std::uint32_t resolution_of(float area) {
+    for (std::uint32_t n = 1; n < kFinest; ++n)
+        if (area < RendererSettings.resolution * static_cast<float>(n * n)) return n;
+    return kFinest;
+}
+
+// Lays out the cells of the faces from `first` on; returns the end.
+template<typename Face>
+std::uint64_t lay_out(const Part& part, const std::vector<Face>& faces,
+                      std::vector<FaceCells>& cells, std::uint64_t first) {
+    cells.resize(faces.size());
+    for (std::size_t i = 0; i < faces.size(); ++i) {
+        const float area = area_of(part, faces[i]);
+        const std::uint32_t n = scatters_diffusely(faces[i].shader) ? resolution_of(area) : 1;
+        const float count = static_cast<float>(n * n);
+        cells[i] = {first, n, area > kSmallestArea ? count / area : 0.0f};
+        first += n * n;
+    }
+    return first;
+}
+
+void check_memory(std::uint64_t cells) {
+    if (cells * sizeof(DensityCell) <= kMemoryLimit) return;
+    ReportText("density estimator consumes more than 1GB memory.");
+    ReportRule();
+    std::exit(1);
+}
+
+// trunc(x * n), from 0 to n - 1; 0 for NaN.
+std::int32_t cell_along(float x, std::uint32_t n) {
+    const float scaled = x * static_cast<float>(n);
+    const float last = static_cast<float>(n - 1);
+    if (!(scaled > 0.0f)) return 0;
+    return static_cast<std::int32_t>(std::min(scaled, last));
+}
+
+// Row i of a triangle, counted from the first corner, holds 2 i + 1 cells.
+std::uint64_t triangle_cell(const Ray& ray, const FaceCells& face) {
+    const std::int32_t i = cell_along(1.0f - ray.hit_a, face.resolution);
+    const std::int32_t j = cell_along(1.0f - ray.hit_b, face.resolution);
+    const std::int32_t k = cell_along(1.0f - ray.hit_c, face.resolution);
+    const std::int32_t in_row = std::clamp(i + j - k, 0, 2 * i); // weights are rounded
+    return face.first_cell + static_cast<std::uint64_t>(i * i + in_row);
+}
+
+std::uint64_t tetragon_cell(const Ray& ray, const FaceCells& face) {
+    const std::int32_t i = cell_along(ray.hit_a, face.resolution);
+    const std::int32_t j = cell_along(ray.hit_b, face.resolution);
+    const auto n = static_cast<std::int32_t>(face.resolution);
+    return face.first_cell + static_cast<std::uint64_t>(n * i + j);
+}
+
+// The cell of a hit: its index in the part, and the cells of its face; null without one.
+struct CellOfHit {
+    const FaceCells* face = nullptr;
+    std::uint64_t index = 0;
+};
+
+CellOfHit cell_of(const Ray& ray) {
+    if (!ray.hit_in_root || ray.hit_part == nullptr) return {};
+    const DensityGrid& grid = ray.hit_part->density;
+    const auto primitive = static_cast<std::size_t>(ray.hit_primitive);
+    const bool triangle = ray.hit_kind == HitKind::triangle;
+    if (!triangle && ray.hit_kind != HitKind::tetragon) return {};
+    const std::vector<FaceCells>& faces = triangle ? grid.triangle_cells : grid.tetragon_cells;
+    if (primitive >= faces.size()) return {};
+    const FaceCells& face = faces[primitive];
+    return {&face, triangle ? triangle_cell(ray, face) : tetragon_cell(ray, face)};
+}
+
+Vec3 read(const Ray& ray, bool front) {
+    const CellOfHit hit = cell_of(ray);
+    if (hit.face == nullptr) return {};
+    const DensityCell& cell = ray.hit_part->density.cells[hit.index];
+    return front ? cell.front : cell.back;
+}
+
+std::vector<Part>* root_parts() {
+    return RootObjectIndex < Objects.size() ? &Objects[RootObjectIndex].parts : nullptr;
+}
+
+} // namespace
+
+void InitializeDensity(Part& part) {
+    DensityGrid& grid = part.density;
+    grid = {};
+    if (part.triangles.empty() && part.tetragons.empty()) return;
+    if (!(RendererSettings.resolution >= kSmallestResolution)) return;
+    const std::uint64_t of_triangles = lay_out(part, part.triangles, grid.triangle_cells, 0);
+    check_memory(of_triangles);
+    const std::uint64_t count = lay_out(part, part.tetragons, grid.tetragon_cells, of_triangles);
+    check_memory(count);
+    grid.cells.resize(count);
+    const float bytes = static_cast<float>(count * sizeof(DensityCell));
+    ReportLine("density estimator buffer", bytes * kMegabytesPerByte, "M bytes");
+}
+
+void StartDeposits() {
+    std::vector<Part>* parts = root_parts();
+    if (parts == nullptr) return;
+    std::uint64_t count = 0;
+    for (Part& part : *parts) {
+        part.density.first_sum = count;
+        count += kSides * part.density.cells.size();
+    }
+    ResizeSums(sums, count);
+}
+
+void deposit(const Ray& ray, const Vec3& value) {
+    const CellOfHit hit = cell_of(ray);
+    if (hit.face == nullptr || sums.values.empty()) return;
+    const std::uint64_t side = ray.front_side ? 0 : 1;
+    const std::uint64_t sum = ray.hit_part->density.first_sum + kSides * hit.index + side;
+    add_to_sum(sums, sum, value * hit.face->cells_per_area);
+}
+
+void FinishDeposits() {
+    std::vector<Part>* parts = root_parts();
+    if (parts == nullptr || sums.values.empty()) return;
+    for (Part& part : *parts) {
+        std::uint64_t sum = part.density.first_sum;
+        for (DensityCell& cell : part.density.cells) {
+            cell = {sum_at(sums, sum), sum_at(sums, sum + 1)};
+            sum += kSides;
+        }
+    }
+    ReleaseSums(sums);
+}
+
+Vec3 density_lambertian(const Ray& ray) {
+    return read(ray, ray.front_side);
+}
+
+Vec3 density_transmissive(const Ray& ray) {
+    return read(ray, !ray.front_side);
+}
+
+} // namespace mh

@@ -1,0 +1,18 @@
+// Unit vectors in 16 bits: a face of the cube, the signs, and two ratios of five bits each.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "math/vec3.h"
+
+#include <cstdint>
+
+namespace mh {
+
+std::uint16_t pack_direction(const Vec3& v);
+
+// Within 3 degrees of the packed vector. The second form has the same direction, but not the
+// length 1.
+Vec3 unpack_direction(std::uint16_t packed);
+Vec3 unpack_unscaled(std::uint16_t packed);
+
+} // namespace mh

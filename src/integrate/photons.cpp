@@ -1,0 +1,190 @@
+// Photon casting.
+// SPDX-License-Identifier: MIT
+#include "integrate/photons.h"
+
+#include "accel/walk.h"
+#include "frame/report.h"
+#include "frame/types.h"
+#include "integrate/camera_splat.h"
+#include "integrate/children.h"
+#include "integrate/density.h"
+#include "integrate/packed_direction.h"
+#include "integrate/run_context.h"
+#include "lights/geometry_light.h"
+#include "lights/light_sampling.h"
+#include "lights/sky_light.h"
+#include "math/clock.h"
+#include "math/threads.h"
+#include "shading/evaluate.h"
+#include "shading/surface_point.h"
+
+#include <algorithm>
+#include <array>
+
+namespace mh {
+
+namespace {
+
+constexpr int kDeepest = 254;       // Ray::depth has 8 bits, and a child is one deeper
+constexpr int kPhotonsOfChunk = 64; // that a thread takes at once
+constexpr std::int64_t kProgressSteps = 100;
+
+// Caustic photons of each thread, joined at the end of the pass.
+struct alignas(64) ThreadPhotons {
+    std::vector<CausticPhoton> photons;
+};
+
+std::array<ThreadPhotons, kMaxThreads> photons_of_thread;
+
+bool may_leave_caustic(const Ray& ray) {
+    return ray.photon_caustic && ray.diffuse_bounces == 0 && ray.glossy_bounces == 0
+           && ray.specular_bounces > 0;
+}
+
+void store_caustic(const Ray& ray, const SurfacePoint& point) {
+    photons_of_thread[ray.thread].photons.push_back({point.position, ray.power * ray.weight,
+                                                     pack_direction(point.outgoing),
+                                                     pack_direction(point.geometric_normal)});
+}
+
+// w: the photon's weight times the layer's colour and its share.
+void add_diffuse(const Ray& ray, const SurfacePoint& point, Scatter scatter, const Vec3& w) {
+    if (!any_above(w, kNothing)) return;
+    if (may_leave_caustic(ray)) store_caustic(ray, point);
+    if (!RendererSettings.final_gather) return;
+    deposit(ray, ray.power * w);
+    Ray child = spawn_child(ray, point, scatter);
+    if (!sample_diffuse(ray.cursor, point, scatter, child.direction)) return;
+    child.weight = w;
+    trace_photon(child);
+}
+
+void trace_split(const Ray& ray, const SurfacePoint& point, Scatter refraction, Scatter reflection,
+                 const FacetSplit& split, const Vec3& w) {
+    if (split.refracts) {
+        Ray child = refracted_child(ray, point, refraction, split, w);
+        trace_photon(child);
+    }
+    if (split.reflects) {
+        Ray child = reflected_child(ray, point, reflection, split, w);
+        trace_photon(child);
+    }
+}
+
+// Fibres have no lobe of this kind.
+void add_glossy(const Ray& ray, const SurfacePoint& point) {
+    const Vec3 w = ray.weight * point.glossy_color;
+    if (!any_above(w, kNothing) || ray.hit_kind == HitKind::hair) return;
+    splat_glossy(ray, point, ray.power * w);
+    const FacetSplit split = split_at_facet(ray, point, sample_facet(ray.cursor, point));
+    trace_split(ray, point, Scatter::glossy_refraction, Scatter::glossy_reflection, split, w);
+}
+
+void add_specular(const Ray& ray, const SurfacePoint& point) {
+    const Vec3 w = ray.weight * point.specular_color;
+    if (!any_above(w, kNothing)) return;
+    const FacetSplit split = split_at_surface(ray, point);
+    trace_split(ray, point, Scatter::specular_refraction, Scatter::specular_reflection, split, w);
+}
+
+bool reaches(const Ray& ray) {
+    return ray.depth > 0 || ray.photon_link == nullptr
+           || is_linked(*ray.photon_link, ray.hit_shader);
+}
+
+void report_progress(std::int64_t number, std::int64_t count) {
+    const double percent = 100.0 * static_cast<double>(number) / static_cast<double>(count);
+#pragma omp critical(photon_progress)
+    ReportProgress("photon cast ", static_cast<std::int32_t>(percent), "%", false);
+}
+
+void report_rate(std::int64_t start_microseconds) {
+    const std::int64_t elapsed = std::max<std::int64_t>(microseconds_now() - start_microseconds, 1);
+    const RayCounts counts = TakeRayCounts();
+    ReportLine("photon cast ", static_cast<float>(counts.rays) / static_cast<float>(elapsed),
+               "M rays/second");
+}
+
+// Traces the photons of one light; emit(ray, number) makes a photon's first ray.
+template<typename Emit>
+void cast(std::int64_t count, std::uint32_t pass, const Emit& emit) {
+    if (count < 1) return;
+    TakeRayCounts();
+    const std::int64_t start = microseconds_now();
+    const std::int64_t first = static_cast<std::int64_t>(pass) * count;
+    const std::int64_t step = std::max<std::int64_t>(count / kProgressSteps, 1);
+#pragma omp parallel num_threads(team_size()) default(none) shared(count, first, step, emit)
+    {
+        EnterWorker();
+#pragma omp for schedule(dynamic, kPhotonsOfChunk)
+        for (std::int64_t i = 0; i < count; ++i) {
+            if (i % step == 0) report_progress(i, count);
+            Ray ray;
+            emit(ray, first + i);
+            if (max_channel(ray.weight) > 0.0f) trace_photon(ray);
+        }
+    }
+    report_rate(start);
+}
+
+template<typename AnalyticLight>
+void cast_from(const std::vector<AnalyticLight>& lights, std::uint32_t pass) {
+    for (const AnalyticLight& light : lights) {
+        cast(light.photons, pass,
+             [&](Ray& ray, std::int64_t number) { light.emit_photon(ray, number); });
+    }
+}
+
+} // namespace
+
+void trace_photon(Ray& ray) {
+    if (ray.depth > std::min(RendererSettings.photon_depth, kDeepest)) return;
+    if (!any_above(ray.weight, kNothing) || stack_is_low(ray)) return;
+    if (!closest_hit(ray) || !reaches(ray)) return;
+    SurfacePoint point;
+    build_surface_point(ray, point);
+    evaluate_layers(ray, point);
+    const Vec3 w = ray.weight * point.transmittance;
+    add_diffuse(ray, point, Scatter::lambertian, w * point.lambertian_color);
+    add_diffuse(ray, point, Scatter::transmissive, w * point.transmissive_color);
+    add_glossy(ray, point);
+    add_specular(ray, point);
+}
+
+void StartPhotons() {
+    ClearPhotons();
+    StartDeposits();
+    StartSplats();
+}
+
+void FinishPhotons() {
+    for (ThreadPhotons& thread : photons_of_thread) {
+        Photons.insert(Photons.end(), thread.photons.begin(), thread.photons.end());
+        thread.photons = {};
+    }
+    FinishDeposits();
+    FinishSplats();
+    ReportCutPaths();
+}
+
+void CastPhotonsFromParallelLights(std::uint32_t pass) {
+    cast_from(ParallelLights, pass);
+}
+
+void CastPhotonsFromPointLights(std::uint32_t pass) {
+    cast_from(PointLights, pass);
+}
+
+void CastPhotonsFromGeometryLight(std::uint32_t pass) {
+    if (GeometryLight.area > 0.0f) cast(GeometryLight.photons, pass, emit_geometry_photon);
+}
+
+void CastPhotonsFromSky(std::uint32_t pass) {
+    cast(SkyLight.photons, pass, emit_sky_photon);
+}
+
+void ClearPhotons() {
+    Photons.clear();
+}
+
+} // namespace mh

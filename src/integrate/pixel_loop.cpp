@@ -1,0 +1,121 @@
+// The frame: primary rays of all pixels, in parallel over rows. A pixel belongs to one thread, so
+// that nothing on the way is locked.
+// SPDX-License-Identifier: MIT
+#include "integrate/pixel_loop.h"
+
+#include "frame/types.h"
+#include "integrate/radiance.h"
+#include "integrate/run_context.h"
+#include "math/clock.h"
+#include "math/random.h"
+#include "math/threads.h"
+#include "output/aov.h"
+#include "output/camera.h"
+
+#include <algorithm>
+
+namespace mh {
+
+namespace {
+
+// Pixels of the frame: columns x0..x1 - 1, rows y0..y1 - 1.
+struct Region {
+    int x0 = 0, y0 = 0, x1 = 0, y1 = 0;
+};
+
+Region region_of(const Camera& camera) {
+    const Region region = {std::max(camera.region_x0, 0), std::max(camera.region_y0, 0),
+                           std::min(camera.region_x1, camera.width),
+                           std::min(camera.region_y1, camera.height)};
+    return region.x0 < region.x1 && region.y0 < region.y1 ? region : Region{};
+}
+
+// The camera when its beauty image stands ready.
+Camera* camera_with_image() {
+    Camera* camera = ActiveCamera();
+    if (camera == nullptr || camera->aovs.empty()) return nullptr;
+    const Image& image = camera->aovs[0].image;
+    return image.width == camera->width && image.height == camera->height ? camera : nullptr;
+}
+
+std::int64_t pixel_index(const Camera& camera, int x, int y) {
+    return static_cast<std::int64_t>(camera.width) * y + x;
+}
+
+Ray primary_ray(const Camera& camera, const CameraPose& pose, int x, int y) {
+    const Vec2 rotation = PixelPattern[kPatternSize * (y % kPatternSize) + x % kPatternSize];
+    const float jitter_x = random_unit();
+    const float jitter_y = random_unit();
+    Ray ray;
+    ray.cursor = {rotation.x, rotation.y, 0, 0};
+    ray.origin = pose.position;
+    ray.direction = primary_direction(camera, pose, x, y, {jitter_x, jitter_y});
+    ray.refraction = camera.ior;
+    ray.sample_divisor = camera.sample;
+    ray.thread = static_cast<std::uint8_t>(thread_number());
+    ThreadStates[ray.thread].pixel = static_cast<std::int32_t>(pixel_index(camera, x, y));
+    return ray;
+}
+
+// A value that is not finite counts as 0.
+Vec3 pixel_value(const Camera& camera, const CameraPose& pose, int x, int y) {
+    Ray ray = primary_ray(camera, pose, x, y);
+    const Vec3 value = radiance(ray);
+    return is_finite(value) ? min(value, RendererSettings.clamp) : Vec3{};
+}
+
+// Hands the value of each pixel of the region to store(x, y, value), on any thread.
+template<typename Store>
+void render_region(const Camera& camera, const Region& region, std::uint32_t frame,
+                   const Store& store) {
+    const std::int64_t start = microseconds_now();
+    const CameraPose pose = FramePose(camera, frame);
+    CurrentSample = frame;
+#pragma omp parallel num_threads(team_size()) default(none) shared(camera, region, pose, store)
+    {
+        EnterWorker();
+#pragma omp for schedule(dynamic, 1)
+        for (int y = region.y0; y < region.y1; ++y) {
+            for (int x = region.x0; x < region.x1; ++x)
+                store(x, y, pixel_value(camera, pose, x, y));
+        }
+    }
+    RayStatistics.render_microseconds += microseconds_now() - start;
+    const RayCounts counts = TakeRayCounts();
+    RayStatistics.render_rays += counts.rays;
+    RayStatistics.render_shadow_rays += counts.shadow_rays;
+    ReportCutPaths();
+}
+
+} // namespace
+
+void RenderPixels(std::uint32_t frame) {
+    Camera* camera = camera_with_image();
+    if (camera == nullptr) return;
+    Image& beauty = camera->aovs[0].image;
+    const float done = static_cast<float>(frame);
+    render_region(*camera, region_of(*camera), frame, [&](int x, int y, const Vec3& value) {
+        const std::int64_t pixel = pixel_index(*camera, x, y);
+        const Vec3 old = read_pixel(beauty, pixel);
+        write_pixel(beauty, pixel, (done * old + value) / (done + 1.0f));
+    });
+}
+
+void RenderPixelsTo(std::vector<Vec3>& pixels, std::uint32_t frame) {
+    pixels.clear();
+    Camera* camera = camera_with_image();
+    if (camera == nullptr) return;
+    const Region region = region_of(*camera);
+    const auto width = static_cast<std::size_t>(region.x1 - region.x0);
+    pixels.resize(width * static_cast<std::size_t>(region.y1 - region.y0));
+    Image& beauty = camera->aovs[0].image;
+    const float frames = static_cast<float>(camera_frames());
+    render_region(*camera, region, frame, [&](int x, int y, const Vec3& value) {
+        const auto row = static_cast<std::size_t>(y - region.y0);
+        pixels[width * row + static_cast<std::size_t>(x - region.x0)] = value;
+        const std::int64_t pixel = pixel_index(*camera, x, y);
+        write_pixel(beauty, pixel, read_pixel(beauty, pixel) + value / frames);
+    });
+}
+
+} // namespace mh

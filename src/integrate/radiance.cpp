@@ -1,0 +1,110 @@
+// The radiance estimator: closest hit, surface point, light samples, bounces, emission, medium.
+// SPDX-License-Identifier: MIT
+#include "integrate/radiance.h"
+
+#include "accel/walk.h"
+#include "frame/types.h"
+#include "integrate/bounces.h"
+#include "integrate/density.h"
+#include "integrate/run_context.h"
+#include "lights/gaffer.h"
+#include "lights/geometry_light.h"
+#include "lights/sky_light.h"
+#include "output/aov.h"
+#include "output/camera.h"
+#include "shading/evaluate.h"
+#include "shading/media.h"
+#include "shading/surface_point.h"
+
+#include <algorithm>
+
+namespace mh {
+
+namespace {
+
+constexpr int kDeepest = 255; // Ray::depth has 8 bits
+
+// A gather ray ends at this much beyond the gather length.
+constexpr float kDistanceMargin = 1e-6f;
+
+bool path_has_ended(const Ray& ray) {
+    if (ray.depth >= std::min(RendererSettings.ray_depth, kDeepest)) return true;
+    return !any_above(ray.weight, kNothing) || stack_is_low(ray);
+}
+
+// Whether a gather ray stops here and takes the density estimate for the light of the surface.
+bool ends_in_density(const Ray& ray) {
+    if (!RendererSettings.final_gather || !ray.hit_in_root) return false;
+    if (ray.diffuse_bounces >= RendererSettings.bounce) return true;
+    return ray.diffuse_bounces != 0 && ray.distance > RendererSettings.distance + kDistanceMargin;
+}
+
+// Light samples of all lights. Inside a solid, and where only a mirror would receive it, none.
+LightSplit direct_light(const Ray& ray, const SurfacePoint& point) {
+    LightSplit light;
+    const bool receives = point.lambertian_active || point.transmissive_active
+                          || point.glossy_active || ray.hit_kind == HitKind::hair;
+    if (!receives || !outside_solids(ray)) return light;
+    light += direct_geometry(ray, point);
+    light += direct_sky(ray, point);
+    light += sum_analytic_lights(ray, point);
+    return light;
+}
+
+// Of each layer, sampled light and bounces, times its colour.
+LightSplit scattered_light(const Ray& ray, const SurfacePoint& point) {
+    const LightSplit light = direct_light(ray, point);
+    LightSplit parts;
+    if (point.lambertian_active)
+        parts.to_lambertian =
+            (light.to_lambertian + bounce_lambertian(ray, point)) * point.lambertian_color;
+    if (point.transmissive_active)
+        parts.to_transmissive =
+            (light.to_transmissive + bounce_transmissive(ray, point)) * point.transmissive_color;
+    if (point.glossy_active)
+        parts.to_glossy = (light.to_glossy + bounce_glossy(ray, point)) * point.glossy_color;
+    if (point.specular_active)
+        parts.to_specular =
+            (light.to_specular + bounce_specular(ray, point)) * point.specular_color;
+    return parts;
+}
+
+Vec3 density_estimate(const Ray& ray, const SurfacePoint& point) {
+    Vec3 density;
+    if (!point.use_density || point.layer == nullptr) return density;
+    if (point.layer->lambertian_present) density += density_lambertian(ray);
+    if (point.layer->transmissive_present) density += density_transmissive(ray);
+    return density;
+}
+
+Vec3 attenuation(const Ray& ray) {
+    const bool in_solid = std::fabs(camera_ior() - ray.refraction) >= kSameIndex;
+    const Medium& medium =
+        in_solid ? Shaders[static_cast<std::size_t>(ray.hit_shader)].medium : SkyLight.medium;
+    return medium_attenuation(medium, ray.distance);
+}
+
+void write_aovs(const Ray& ray, const SurfacePoint& point, const LightSplit& parts,
+                const Vec3& emission) {
+    Camera* camera = ActiveCamera();
+    if (camera != nullptr) write_first_hit_aovs(*camera, ray, point, parts, emission);
+}
+
+} // namespace
+
+Vec3 radiance(Ray& ray) {
+    if (path_has_ended(ray)) return {};
+    if (!closest_hit(ray)) return sky_radiance(ray);
+    SurfacePoint point;
+    point.use_density = ends_in_density(ray);
+    build_surface_point(ray, point);
+    evaluate_layers(ray, point);
+    const LightSplit parts = scattered_light(ray, point);
+    const Vec3 emission = surface_emission(ray, point, density_estimate(ray, point));
+    if (ray.depth == 0) write_aovs(ray, point, parts, emission);
+    const Vec3 sum = parts.to_lambertian + parts.to_transmissive + parts.to_glossy
+                     + parts.to_specular + emission;
+    return sum * attenuation(ray);
+}
+
+} // namespace mh

@@ -1,0 +1,70 @@
+// Start and end of the renderer.
+// SPDX-License-Identifier: MIT
+#include "integrate/renderer.h"
+
+#include "frame/report.h"
+#include "frame/types.h"
+#include "integrate/caustics.h"
+#include "integrate/photons.h"
+#include "integrate/run_context.h"
+#include "math/clock.h"
+
+#include <algorithm>
+
+namespace mh {
+
+namespace {
+
+void clamp_settings() {
+    RendererSettings.clamp = max(RendererSettings.clamp, Vec3{});
+    RendererSettings.ray_depth = std::max(RendererSettings.ray_depth, 1);
+    RendererSettings.photon_depth = std::max(RendererSettings.photon_depth, 1);
+    RendererSettings.bounce = std::max(RendererSettings.bounce, 1);
+}
+
+void choose_mode() {
+    const bool gather = RendererSettings.distance > 0.0f && RendererSettings.resolution > 0.0f;
+    RendererSettings.final_gather = gather;
+    ReportText(gather ? "progressive final gathering" : "unidirectional path tracing");
+    ReportRule();
+}
+
+void cast_photons() {
+    const std::int64_t start = microseconds_now();
+    StartPhotons();
+    CastPhotonsFromParallelLights(0);
+    CastPhotonsFromPointLights(0);
+    CastPhotonsFromGeometryLight(0);
+    CastPhotonsFromSky(0);
+    FinishPhotons();
+    ReportLine("photon cast   ", seconds_since(start), "seconds");
+    ReportLine("photon radius ", RendererSettings.radius, "m");
+    ReportRule();
+}
+
+} // namespace
+
+void ResetRenderer() {
+    RendererSettings = {};
+    RayStatistics = {};
+}
+
+void InitializeRenderer() {
+    TakeRayCounts();
+    clamp_settings();
+    choose_mode();
+    cast_photons();
+    BuildPhotonTree();
+    TakeRayCounts();
+    RendererSettings.bounce_samples = RendererSettings.sample;
+    ReportLine("renderer sample", RendererSettings.sample, "n/a");
+    ReportRule();
+}
+
+void FinalizeRenderer() {
+    ClearPhotons();
+    ClearPhotonTree();
+    ResetRenderer();
+}
+
+} // namespace mh

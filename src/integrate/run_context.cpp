@@ -1,0 +1,74 @@
+// Camera values, ray counts and the guard of the recursion's stack.
+// SPDX-License-Identifier: MIT
+#include "integrate/run_context.h"
+
+#include "frame/report.h"
+#include "frame/types.h"
+#include "math/threads.h"
+#include "output/camera.h"
+
+#include <algorithm>
+#include <atomic>
+
+#include <pthread.h>
+
+namespace mh {
+
+namespace {
+
+// What one bounce and the walks and light samples under it need at most, sanitizers included.
+constexpr std::uintptr_t kStackReserve = 128 * 1024;
+
+std::atomic<bool> path_was_cut = false;
+
+// Lowest address of the calling thread's stack that a bounce may start at; 0 when unknown.
+std::uintptr_t lowest_frame() {
+    pthread_attr_t attributes;
+    if (pthread_getattr_np(pthread_self(), &attributes) != 0) return 0;
+    void* lowest = nullptr;
+    std::size_t size = 0;
+    const bool known = pthread_attr_getstack(&attributes, &lowest, &size) == 0;
+    pthread_attr_destroy(&attributes);
+    return known ? reinterpret_cast<std::uintptr_t>(lowest) + kStackReserve : 0;
+}
+
+} // namespace
+
+int camera_frames() {
+    const Camera* camera = ActiveCamera();
+    return camera == nullptr ? 1 : std::max(camera->sample, 1);
+}
+
+float camera_ior() {
+    const Camera* camera = ActiveCamera();
+    return camera == nullptr ? 1.0f : camera->ior;
+}
+
+RayCounts TakeRayCounts() {
+    RayCounts counts;
+    for (ThreadState& thread : ThreadStates) {
+        counts.rays += static_cast<std::int64_t>(thread.rays);
+        counts.shadow_rays += static_cast<std::int64_t>(thread.shadow_rays);
+        thread.rays = thread.shadow_rays = 0;
+    }
+    return counts;
+}
+
+void EnterWorker() {
+    thread_local const std::uintptr_t lowest = lowest_frame();
+    ThreadStates[static_cast<std::size_t>(thread_number())].lowest_frame = lowest;
+}
+
+bool stack_is_low(const Ray& ray) {
+    const auto frame = reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0));
+    if (frame >= ThreadStates[ray.thread].lowest_frame) return false;
+    path_was_cut.store(true, std::memory_order_relaxed);
+    return true;
+}
+
+void ReportCutPaths() {
+    if (!path_was_cut.exchange(false)) return;
+    ReportWarning("renderer - the stack of the threads is too small for ray_depth: paths were cut");
+}
+
+} // namespace mh

@@ -1,0 +1,35 @@
+// What every path of a run reads besides the scene: the camera's share of sampling and its medium,
+// the counts of rays, and how much stack a thread has left.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "shading/ray.h"
+
+#include <cstdint>
+
+namespace mh {
+
+// Frames of the run, over which the gather rays of a point are spread; 1 without a camera.
+int camera_frames();
+
+// Index of the medium in which primary rays start; 1 without a camera.
+float camera_ior();
+
+struct RayCounts {
+    std::int64_t rays = 0, shadow_rays = 0;
+};
+
+// Sums of all threads since the last call; clears them.
+RayCounts TakeRayCounts();
+
+// Notes where the stack of the calling thread ends; first thing that a worker does in a region.
+void EnterWorker();
+
+// Whether too little stack is left for one more bounce: the path ends there. With stacks of the
+// usual size no path of 255 bounces comes near.
+bool stack_is_low(const Ray& ray);
+
+// One warning line when a path has ended for want of stack since the last call.
+void ReportCutPaths();
+
+} // namespace mh
