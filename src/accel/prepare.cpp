@@ -1,9 +1,244 @@
-// Leaf-order copies of what the walks read.
+// Writes the stream of an object's nodes and primitives that the walks read.
 // SPDX-License-Identifier: MIT
 #include "accel/prepare.h"
 
+#include "accel/walk_types.h"
+#include "frame/report.h"
+#include "math/threads.h"
+#include "shading/types.h"
+
+#include <algorithm>
+#include <new>
+
+#include <sys/mman.h>
+
 namespace mh {
 
-void PrepareWalk(Object&) {}
+namespace {
+
+constexpr std::uint32_t kWideUnits = sizeof(WalkNode<8>) / sizeof(WalkUnit);
+constexpr std::uint32_t kNarrowUnits = sizeof(WalkNode<4>) / sizeof(WalkUnit);
+
+constexpr std::int64_t kSmallTree = 1000; // nodes below which threads cost more than they save
+
+// Where the nodes go.
+struct Layout {
+    std::vector<std::uint32_t> unit; // of every node
+    std::uint64_t units = 0;
+    std::uint32_t stack = 0; // entries that a walk may need
+};
+
+std::uint32_t used_slots(const WideNode& node) {
+    std::uint32_t used = 0;
+    for (std::uint32_t slot = 0; slot < kWide; ++slot)
+        if (node.child[slot] != kEmptyChild) used = slot + 1;
+    return used;
+}
+
+bool is_narrow(const Tree& tree, std::uint32_t node) {
+    return node != 0 && used_slots(tree.nodes[node]) <= 4;
+}
+
+// Places the subtree of a node in depth-first order; `below` is what the stack holds above it.
+void place(const Tree& tree, std::uint32_t index, std::uint32_t below, Layout& layout) {
+    const WideNode& node = tree.nodes[index];
+    layout.unit[index] = static_cast<std::uint32_t>(layout.units);
+    layout.units += is_narrow(tree, index) ? kNarrowUnits : kWideUnits;
+    const std::uint32_t used = used_slots(node);
+    layout.stack = std::max(layout.stack, below + used);
+    for (std::uint32_t slot = 0; slot < used; ++slot)
+        layout.units += node.count[slot];
+    for (std::uint32_t slot = 0; slot < used; ++slot)
+        if (node.child[slot] != kEmptyChild && node.count[slot] == 0)
+            place(tree, node.child[slot], below + used - 1, layout);
+}
+
+void copy(const Vec3& from, float* to) {
+    to[0] = from.x;
+    to[1] = from.y;
+    to[2] = from.z;
+}
+
+std::uint8_t visibility_of(std::uint32_t shader) {
+    if (shader >= Shaders.size()) return static_cast<std::uint8_t>(Visibility::all);
+    return std::min(static_cast<std::uint8_t>(Shaders[shader].visibility),
+                    static_cast<std::uint8_t>(Visibility::all));
+}
+
+float radius_at(const Part& part, std::uint32_t vertex) {
+    if (part.scalar_arrays.empty()) return 0.0f;
+    const std::vector<float>& radii = part.scalar_arrays[0].values;
+    return vertex < radii.size() ? radii[vertex] : 0.0f;
+}
+
+Vec3 tangent_at(const Part& part, std::uint32_t vertex) {
+    return vertex < part.tangents.size() ? unpack_unit(part.tangents[vertex]) : Vec3{};
+}
+
+WalkTriangle walk_triangle(const Part& part, const Triangle& face) {
+    const Vec3 p0 = part.positions[face.vertex[0]];
+    const Vec3 e1 = part.positions[face.vertex[1]] - p0;
+    const Vec3 e2 = part.positions[face.vertex[2]] - p0;
+    const Vec3 normal = cross(e1, e2);
+    WalkTriangle record;
+    copy(p0, record.p0);
+    copy(normal, record.normal);
+    copy(cross(e2, normal), record.e2_normal);
+    copy(cross(normal, e1), record.normal_e1);
+    record.normal_square = dot(normal, normal);
+    return record;
+}
+
+WalkTetragon walk_tetragon(const Part& part, const Tetragon& face) {
+    WalkTetragon record;
+    for (std::size_t k = 0; k < 4; ++k) {
+        const Vec3 p = part.positions[face.vertex[k]];
+        record.x[k] = p.x;
+        record.y[k] = p.y;
+        record.z[k] = p.z;
+    }
+    return record;
+}
+
+WalkCylinder walk_cylinder(const Part& part, std::uint32_t vertex) {
+    WalkCylinder record;
+    copy(part.positions[vertex], record.p0);
+    copy(part.positions[vertex + 1], record.p1);
+    copy(tangent_at(part, vertex), record.t0);
+    copy(tangent_at(part, vertex + 1), record.t1);
+    record.radius0 = radius_at(part, vertex);
+    record.radius1 = radius_at(part, vertex + 1);
+    return record;
+}
+
+WalkParticle walk_particle(const Part& part, std::uint32_t vertex) {
+    WalkParticle record;
+    copy(part.positions[vertex], record.center);
+    record.radius = radius_at(part, vertex);
+    return record;
+}
+
+bool is_affine(const Mat4& m) {
+    return m.m[3][0] == 0.0f && m.m[3][1] == 0.0f && m.m[3][2] == 0.0f && m.m[3][3] == 1.0f;
+}
+
+void write_instance(const Instance& instance, WalkPrimitive& p) {
+    const std::vector<WalkUnit>& target = Objects[instance.object].tree.walk;
+    if (target.empty()) return;
+    p.visibility = static_cast<std::uint8_t>(Visibility::all);
+    if (!is_affine(instance.inverse)) {
+        p.kind = kWalkProjection;
+        p.projection = {&instance, target.data()};
+        return;
+    }
+    p.kind = static_cast<std::uint8_t>(PrimitiveKind::instance);
+    p.instance.target = target.data();
+    for (int row = 0; row < 3; ++row)
+        std::copy_n(instance.inverse.m[row], 4, p.instance.inverse[row]);
+}
+
+void write_part_primitive(const Part& part, const PrimitiveRef& ref, WalkPrimitive& p) {
+    std::uint32_t shader = part.shader_id;
+    switch (ref.kind) {
+    case PrimitiveKind::particle:
+        if (ref.index >= part.particles.size()) return;
+        p.particle = walk_particle(part, part.particles[ref.index]);
+        break;
+    case PrimitiveKind::cylinder:
+        if (ref.index >= part.cylinders.size()) return;
+        p.cylinder = walk_cylinder(part, part.cylinders[ref.index]);
+        break;
+    case PrimitiveKind::triangle:
+        if (ref.index >= part.triangles.size()) return;
+        p.triangle = walk_triangle(part, part.triangles[ref.index]);
+        shader = part.triangles[ref.index].shader;
+        break;
+    case PrimitiveKind::tetragon:
+        if (ref.index >= part.tetragons.size()) return;
+        p.tetragon = walk_tetragon(part, part.tetragons[ref.index]);
+        shader = part.tetragons[ref.index].shader;
+        break;
+    case PrimitiveKind::instance: return;
+    }
+    p.kind = static_cast<std::uint8_t>(ref.kind);
+    p.part = static_cast<std::uint8_t>(ref.part);
+    p.visibility = visibility_of(shader);
+}
+
+// A reference that names nothing becomes a primitive that no ray hits.
+void write_primitive(const Object& object, const PrimitiveRef& ref, WalkPrimitive& p) {
+    p.index = ref.index;
+    if (ref.kind != PrimitiveKind::instance) {
+        if (ref.part < object.parts.size()) write_part_primitive(object.parts[ref.part], ref, p);
+    } else if (ref.index < object.instances.size()) {
+        if (object.instances[ref.index].usable) write_instance(object.instances[ref.index], p);
+    }
+}
+
+template<int N>
+void write_node(Object& object, std::uint32_t index, const Layout& layout) {
+    const Tree& tree = object.tree;
+    const WideNode& from = tree.nodes[index];
+    WalkUnit* const unit = object.tree.walk.data() + layout.unit[index];
+    auto& node = *new (unit) WalkNode<N>;
+    for (int side = 0; side < 2; ++side)
+        for (int axis = 0; axis < 3; ++axis)
+            std::copy_n(from.planes[side][axis], N, node.planes[side][axis]);
+    node.wide_node = index;
+    std::uint32_t next =
+        layout.unit[index] + static_cast<std::uint32_t>(sizeof node / sizeof *unit);
+    for (std::uint32_t slot = 0; slot < N; ++slot) {
+        const std::uint32_t child = from.child[slot], count = from.count[slot];
+        node.child[slot] = kWalkLeaf;
+        if (child == kEmptyChild) continue;
+        if (count == 0) {
+            node.child[slot] = layout.unit[child] | (is_narrow(tree, child) ? kWalkNarrow : 0);
+            continue;
+        }
+        node.child[slot] = next | kWalkLeaf;
+        for (std::uint32_t k = 0; k < count; ++k) {
+            auto& p = *new (object.tree.walk.data() + next++) WalkPrimitive{};
+            write_primitive(object, tree.references[child + k], p);
+            p.last = k + 1 == count;
+        }
+    }
+}
+
+// Asks for large pages before the memory is first touched: walks jump all over it.
+void reserve_stream(std::vector<WalkUnit>& stream, std::uint64_t units) {
+    constexpr std::uintptr_t kLargePage = std::uintptr_t{1} << 21;
+    stream.reserve(units);
+    const auto begin = reinterpret_cast<std::uintptr_t>(stream.data());
+    const std::uintptr_t first = (begin + kLargePage - 1) & ~(kLargePage - 1);
+    const std::uintptr_t last = (begin + units * sizeof(WalkUnit)) & ~(kLargePage - 1);
+    if (first < last) madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
+    stream.resize(units);
+}
+
+} // namespace
+
+void PrepareWalk(Object& object) {
+    Tree& tree = object.tree;
+    tree.walk = {};
+    if (tree.nodes.empty()) return;
+    Layout layout;
+    layout.unit.resize(tree.nodes.size());
+    place(tree, 0, 0, layout);
+    if (layout.units > kWalkUnitMask || layout.stack > kWalkStack) {
+        ReportError("walk - tree is too large: " + object.name);
+        return;
+    }
+    reserve_stream(tree.walk, layout.units);
+    const auto count = static_cast<std::int64_t>(tree.nodes.size());
+#pragma omp parallel for num_threads(team_size())                                                  \
+    schedule(static) if (count > kSmallTree) default(none) shared(count, object, tree, layout)
+    for (std::int64_t i = 0; i < count; ++i) {
+        const auto index = static_cast<std::uint32_t>(i);
+        if (is_narrow(tree, index))
+            write_node<4>(object, index, layout);
+        else
+            write_node<8>(object, index, layout);
+    }
+}
 
 } // namespace mh

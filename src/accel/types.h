@@ -49,6 +49,11 @@ static_assert(sizeof(WideNode) == 256);
 // Occlusions counted per child slot by the logging shadow walk; apart from the hot nodes.
 using OcclusionLog = std::array<std::uint32_t, kWide>;
 
+// One cache line of what rays read of an object; walk_types.h tells what stands in it.
+struct alignas(64) WalkUnit {
+    unsigned char bytes[64];
+};
+
 extern std::uint32_t RootObjectIndex;
 extern Aabb SceneBounds;
 extern Vec3 SceneCenter;

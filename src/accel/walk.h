@@ -29,4 +29,10 @@ bool probe_hit(Ray& ray);
 // black. Ignores the primitives (source_kind, source_primitive) and (hit_kind, hit_primitive).
 void shadow_query(Ray& ray);
 
+// The same, and counts the occlusion in Tree::occlusion_log for ReorderTree, unless
+// OcclusionLogging is 0.
+void OccludeLog(Ray& ray);
+
+extern std::int32_t OcclusionLogging;
+
 } // namespace mh

@@ -86,6 +86,7 @@ struct Tree {
     std::vector<WideNode> nodes;             // root at 0; empty when the object has no primitives
     std::vector<PrimitiveRef> references;    // in leaf order
     std::vector<OcclusionLog> occlusion_log; // one per node
+    std::vector<WalkUnit> walk;              // what rays read of it all; empty: they hit nothing
     std::uint32_t wide_depth = 0;            // of the deepest node
     double tree_cost = 0.0;                  // of the binary tree after restructuring
 };

@@ -1,0 +1,216 @@
+// Tests of a ray against one primitive of a stream. Every comparison is written so that NaN means
+// no hit; the order of operations is part of the result.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "accel/hair_curve.h"
+#include "accel/walk_types.h"
+#include "math/simd8.h"
+
+namespace mh {
+namespace {
+
+// Lower bound of hit distances and margin below the limit, scene units.
+constexpr float kRayEpsilon = 1e-6f;
+
+// Below this a square has the root 1e-5, as everywhere.
+constexpr float kSmallestRootSquare = 1e-10f;
+
+// A vector of T: one float, or a float or double per lane.
+template<typename T>
+struct Triple {
+    T x, y, z;
+};
+
+template<typename T>
+inline Triple<T> operator+(const Triple<T>& a, const Triple<T>& b) {
+    return {a.x + b.x, a.y + b.y, a.z + b.z};
+}
+
+template<typename T>
+inline Triple<T> operator-(const Triple<T>& a, const Triple<T>& b) {
+    return {a.x - b.x, a.y - b.y, a.z - b.z};
+}
+
+template<typename T>
+inline Triple<T> operator*(const T& s, const Triple<T>& a) {
+    return {s * a.x, s * a.y, s * a.z};
+}
+
+template<typename T>
+inline T dot(const Triple<T>& a, const Triple<T>& b) {
+    return a.x * b.x + a.y * b.y + a.z * b.z;
+}
+
+template<typename T>
+inline Triple<T> cross(const Triple<T>& a, const Triple<T>& b) {
+    return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
+}
+
+inline Triple<float> triple(const float* p) {
+    return {p[0], p[1], p[2]};
+}
+
+template<typename T>
+inline Triple<T> fill(const Triple<float>& a) {
+    return {fill<T>(a.x), fill<T>(a.y), fill<T>(a.z)};
+}
+
+inline float limited_root(float x) {
+    return x > kSmallestRootSquare ? exact_root(x) : 1e-5f;
+}
+
+// A ray in the space of one object.
+struct LocalRay {
+    Triple<float> origin, direction;
+};
+
+struct LocalHit {
+    float distance;
+    float a, b, c;
+    bool front;
+};
+
+inline bool hit_triangle(const WalkTriangle& f, const LocalRay& ray, float limit, LocalHit& hit) {
+    const Triple<float> to_p0 = triple(f.p0) - ray.origin;
+    const Triple<float> normal = triple(f.normal);
+    const float facing = dot(normal, ray.direction);
+    const float t = dot(normal, to_p0) / facing;
+    if (!(t >= kRayEpsilon) || !(t <= limit - kRayEpsilon)) return false;
+    const Triple<float> in_plane = t * ray.direction - to_p0;
+    const Triple<float> r = {in_plane.x / f.normal_square, in_plane.y / f.normal_square,
+                             in_plane.z / f.normal_square};
+    const float b1 = dot(r, triple(f.e2_normal));
+    if (!(b1 >= 0.0f) || !(b1 <= 1.0f)) return false;
+    const float b2 = dot(r, triple(f.normal_e1));
+    if (!(b2 >= 0.0f) || !(b2 <= 1.0f)) return false;
+    const float b0 = 1.0f - b1 - b2;
+    if (!(b0 >= 0.0f)) return false;
+    hit = {t, b0, b1, b2, facing < 0.0f};
+    return true;
+}
+
+// Bilinear parameters from the signed volumes that the ray spans with the four edges. In double:
+// far from the origin of the ray, float volumes of neighbours would leave gaps between them.
+inline bool hit_tetragon(const WalkTetragon& f, const LocalRay& ray, float limit, LocalHit& hit) {
+    const Triple<float> diagonal02 = {f.x[2] - f.x[0], f.y[2] - f.y[0], f.z[2] - f.z[0]};
+    const Triple<float> diagonal13 = {f.x[3] - f.x[1], f.y[3] - f.y[1], f.z[3] - f.z[1]};
+    const Triple<float> normal = cross(diagonal02, diagonal13);
+    const float facing = dot(normal, ray.direction);
+    const Triple<float> p0 = {f.x[0], f.y[0], f.z[0]};
+    const float t = dot(normal, p0 - ray.origin) / facing;
+    if (facing == 0.0f || !(t >= kRayEpsilon) || !(t <= limit - kRayEpsilon)) return false;
+    const Triple<Double4> corners = {load<Double4>(f.x), load<Double4>(f.y), load<Double4>(f.z)};
+    const Triple<Double4> here = corners - fill<Double4>(ray.origin);
+    const Triple<Double4> next = {rotate(here.x), rotate(here.y), rotate(here.z)};
+    const Double4 volumes = dot(fill<Double4>(ray.direction), cross(here, next));
+    const Double4 zero = fill<Double4>(0.0f);
+    const unsigned inside = facing > 0.0f ? less_equal(zero, volumes) : less_equal(volumes, zero);
+    if (inside != 0xFu) return false;
+    alignas(32) double e[4];
+    store(e, volumes);
+    const double across = e[0] + e[2], along = e[1] + e[3];
+    if (across == 0.0 || along == 0.0) return false; // the ray runs in two opposite edges
+    hit = {t, static_cast<float>(e[0] / across), static_cast<float>(e[3] / along), 0.0f,
+           facing < 0.0f};
+    return true;
+}
+
+// The roots of a sphere's quadratic: nearest distance b of the centre and h, the square of half
+// the chord, formed as r^2 - |V - b d|^2, which doesn't cancel far away.
+struct SphereRoots {
+    Triple<float> to_center;
+    float b, h;
+};
+
+inline SphereRoots sphere_roots(const WalkParticle& p, const LocalRay& ray) {
+    const Triple<float> to_center = triple(p.center) - ray.origin;
+    const float b = dot(to_center, ray.direction);
+    const Triple<float> off = to_center - b * ray.direction;
+    return {to_center, b, p.radius * p.radius - dot(off, off)};
+}
+
+inline bool within(float t, float limit) {
+    return t > kRayEpsilon && t < limit + kRayEpsilon;
+}
+
+inline bool hit_particle(const WalkParticle& p, const SphereRoots& roots, const LocalRay& ray,
+                         float limit, LocalHit& hit) {
+    if (!(roots.h >= 0.0f)) return false;
+    const float s = limited_root(roots.h);
+    float t = roots.b - s;
+    if (!within(t, limit)) t = roots.b + s;
+    if (!within(t, limit)) return false;
+    const Triple<float> from_center = t * ray.direction - roots.to_center;
+    const float square = dot(roots.to_center, roots.to_center);
+    hit = {t, from_center.x, from_center.y, from_center.z,
+           square > p.radius * p.radius + kRayEpsilon};
+    return true;
+}
+
+// The shadow walk looks b - h and b + h ahead, with h as it is and no root.
+inline bool occluding_particle(const SphereRoots& roots, float limit) {
+    if (!(roots.h >= 0.0f)) return false;
+    return within(roots.b - roots.h, limit) || within(roots.b + roots.h, limit);
+}
+
+alignas(32) constexpr float kPieceStart[8] = {0.0f, 0.125f, 0.25f, 0.375f,
+                                              0.5f, 0.625f, 0.75f, 0.875f};
+alignas(32) constexpr float kPieceEnd[8] = {0.125f, 0.25f, 0.375f, 0.5f,
+                                            0.625f, 0.75f, 0.875f, 1.0f};
+alignas(32) constexpr float kPieceWeight[8] = {0.0f,        1.0f / 7.0f, 2.0f / 7.0f, 3.0f / 7.0f,
+                                               4.0f / 7.0f, 5.0f / 7.0f, 6.0f / 7.0f, 1.0f};
+
+inline Triple<Float8> curve_points(const WalkCylinder& c, const HairCoefficients& table) {
+    const Float8 chord = load<Float8>(table.chord);
+    const Float8 start = load<Float8>(table.start), end = load<Float8>(table.end);
+    return fill<Float8>(triple(c.p0)) + chord * fill<Float8>(triple(c.p1) - triple(c.p0))
+           + start * fill<Float8>(triple(c.t0)) + end * fill<Float8>(triple(c.t1));
+}
+
+inline Triple<Float8> unit(const Triple<Float8>& a) {
+    return (fill<Float8>(1.0f) / root(dot(a, a))) * a;
+}
+
+inline Triple<Float8> curve_tangents(const WalkCylinder& c, const float* u) {
+    const Triple<float> t0 = triple(c.t0);
+    return fill<Float8>(t0) + load<Float8>(u) * fill<Float8>(triple(c.t1) - t0);
+}
+
+// Eight straight pieces of the curve at once: ribbons that face the ray, cut at both ends by the
+// planes across the interpolated tangent, so that neighbours join.
+inline bool hit_cylinder(const WalkCylinder& c, const LocalRay& ray, float limit, LocalHit& hit) {
+    const Triple<Float8> origin = fill<Float8>(ray.origin);
+    const Triple<Float8> direction = fill<Float8>(ray.direction);
+    const Triple<Float8> a = curve_points(c, kHairBegin), b = curve_points(c, kHairEnd);
+    const Float8 weight = load<Float8>(kPieceWeight);
+    const Float8 radius =
+        fill<Float8>(c.radius0) * (fill<Float8>(1.0f) - weight) + fill<Float8>(c.radius1) * weight;
+    const Triple<Float8> piece = b - a;
+    const Triple<Float8> across = unit(cross(direction, piece));
+    const Float8 offset = dot(across, a - origin);
+    unsigned lanes = less(absolute(offset), radius);
+    if (lanes == 0) return false;
+    const Triple<Float8> facing = unit(cross(piece, across));
+    const Float8 t = dot(facing, a - origin) / dot(facing, direction);
+    const Float8 epsilon = fill<Float8>(kRayEpsilon);
+    lanes &= less(epsilon, t) & less(t + epsilon, fill<Float8>(limit));
+    const Triple<Float8> point = origin + t * direction;
+    const Float8 zero = fill<Float8>(0.0f);
+    lanes &= less_equal(zero, dot(curve_tangents(c, kPieceStart), point - a));
+    lanes &= less(dot(curve_tangents(c, kPieceEnd), point - b), zero);
+    if (lanes == 0) return false;
+    alignas(32) float distances[8], offsets[8], radii[8];
+    store(distances, t);
+    store(offsets, offset);
+    store(radii, radius);
+    unsigned nearest = static_cast<unsigned>(__builtin_ctz(lanes));
+    for (unsigned k = nearest + 1; k < 8; ++k)
+        if ((lanes >> k & 1u) != 0 && distances[k] < distances[nearest]) nearest = k;
+    hit = {distances[nearest], offsets[nearest] / radii[nearest], 0.0f,
+           (static_cast<float>(nearest) + 0.5f) * 0.125f, true};
+    return true;
+}
+
+} // namespace
+} // namespace mh

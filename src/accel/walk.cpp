@@ -1,0 +1,199 @@
+// The entries of the walks: from a ray to the query of a kernel and back.
+// SPDX-License-Identifier: MIT
+#include "accel/walk.h"
+
+#include "accel/walk_types.h"
+#include "frame/types.h"
+#include "geometry/types.h"
+#include "math/roots.h"
+
+#include <atomic>
+#include <limits>
+
+namespace mh {
+
+static_assert(kWalkLevels == kMaxInstanceLevels);
+
+namespace {
+
+const WalkKernel* widest = &kScalarWalks;
+const WalkKernel* current = &kScalarWalks;
+
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+
+std::uint64_t identity(HitKind kind, std::int32_t primitive) {
+    return static_cast<std::uint32_t>(primitive)
+           | static_cast<std::uint64_t>(static_cast<std::uint8_t>(kind)) << 32;
+}
+
+constexpr unsigned bit(Visibility visibility) {
+    return 1u << static_cast<unsigned>(visibility);
+}
+
+unsigned visible_to(const Ray& ray) {
+    if (ray.depth != 0)
+        return bit(Visibility::camera_only) | bit(Visibility::light_only) | bit(Visibility::all);
+    return bit(Visibility::all)
+           | bit(ray.photon ? Visibility::light_only : Visibility::camera_only);
+}
+
+float inverse_component(float d, float of_zero) {
+    return d == 0.0f ? of_zero : 1.0f / d;
+}
+
+Vec3 inverse_direction(const Vec3& d, float of_zero) {
+    return {inverse_component(d.x, of_zero), inverse_component(d.y, of_zero),
+            inverse_component(d.z, of_zero)};
+}
+
+void copy(const Vec3& from, float* to) {
+    to[0] = from.x;
+    to[1] = from.y;
+    to[2] = from.z;
+}
+
+// The stream that rays enter; null when there is nothing to hit.
+const WalkUnit* root_stream() {
+    if (RootObjectIndex >= Objects.size()) return nullptr;
+    const std::vector<WalkUnit>& stream = Objects[RootObjectIndex].tree.walk;
+    return stream.empty() ? nullptr : stream.data();
+}
+
+bool can_hit(const Ray& ray) {
+    return is_finite(ray.origin) && is_finite(ray.direction) && ray.distance > 0.0f;
+}
+
+void fill_query(const Ray& ray, WalkQuery& query) {
+    copy(ray.origin, query.origin);
+    copy(ray.direction, query.direction);
+    copy(ray.inverse_direction, query.inverse);
+    query.distance = ray.distance;
+    query.source = identity(ray.source_kind, ray.source_primitive);
+    query.target = identity(ray.hit_kind, ray.hit_primitive);
+    query.visible = visible_to(ray);
+}
+
+// Follows the instances around the hit, keeping their normal matrices for the surface point.
+const Object& hit_object(const WalkQuery& query, std::uint8_t thread) {
+    const Object* object = &Objects[RootObjectIndex];
+    for (std::size_t level = 0; level < static_cast<std::size_t>(query.hit_level); ++level) {
+        const Instance& instance = object->instances[query.hit_path[level]->index];
+        ThreadStates[thread].instance_normal_matrices[level] = instance.normal_matrix;
+        object = &Objects[instance.object];
+    }
+    return *object;
+}
+
+std::uint32_t shader_of(const Part& part, const WalkPrimitive& p) {
+    switch (static_cast<PrimitiveKind>(p.kind)) {
+    case PrimitiveKind::triangle: return part.triangles[p.index].shader;
+    case PrimitiveKind::tetragon: return part.tetragons[p.index].shader;
+    case PrimitiveKind::particle:
+    case PrimitiveKind::cylinder: return part.shader_id;
+    case PrimitiveKind::instance: break;
+    }
+    std::abort();
+}
+
+void write_hit(const WalkQuery& query, Ray& ray) {
+    const Object& object = hit_object(query, ray.thread);
+    const Part& part = object.parts[query.hit->part];
+    ray.distance = query.distance;
+    ray.hit_a = query.hit_a;
+    ray.hit_b = query.hit_b;
+    ray.hit_c = query.hit_c;
+    ray.hit_part = &part;
+    ray.hit_shader = static_cast<std::int32_t>(shader_of(part, *query.hit));
+    ray.hit_primitive = static_cast<std::int32_t>(query.hit->index);
+    ray.hit_kind = static_cast<HitKind>(query.hit->kind);
+    ray.front_side = query.front;
+    ray.hit_instance_level = static_cast<std::uint8_t>(query.hit_level);
+    ray.hit_in_root = object.object_level == 0;
+}
+
+// Counts the ray and walks, without a change to the limit or the direction.
+bool find_nearest(Ray& ray, bool (*walk)(const WalkUnit*, WalkQuery&), WalkQuery& query) {
+    ray.instance_level = 0;
+    ++ThreadStates[ray.thread].rays;
+    ray.inverse_direction = inverse_direction(ray.direction, kInfinity);
+    const WalkUnit* root = root_stream();
+    if (root == nullptr || !can_hit(ray)) return false;
+    fill_query(ray, query);
+    if (!walk(root, query)) return false;
+    write_hit(query, ray);
+    return true;
+}
+
+bool occluded(Ray& ray, bool (*walk)(const WalkUnit*, WalkQuery&), WalkQuery& query) {
+    ray.instance_level = 0;
+    ray.weight = splat(1.0f);
+    ThreadState& state = ThreadStates[ray.thread];
+    ++state.shadow_rays;
+    ray.inverse_direction = inverse_direction(ray.direction, -kInfinity);
+    const WalkUnit* root = root_stream();
+    if (root == nullptr || !can_hit(ray)) return false;
+    fill_query(ray, query);
+    const bool hit = walk(root, query);
+    if (hit) ray.weight = {};
+    state.shadow_nodes += query.nodes;
+    state.shadow_leaves += query.leaves;
+    state.shadow_primitives += query.primitives;
+    return hit;
+}
+
+// Adds one to the slot of every leaf that led to the occluder, from the root down.
+void log_occlusion(const WalkQuery& query) {
+    Object* object = &Objects[RootObjectIndex];
+    for (const WalkLogEntry& entry : query.log) {
+        std::atomic_ref(object->tree.occlusion_log[entry.wide_node][entry.slot])
+            .fetch_add(1, std::memory_order_relaxed);
+        if (entry.instance == kNoInstance) return;
+        object = &Objects[object->instances[entry.instance].object];
+    }
+}
+
+} // namespace
+
+std::int32_t OcclusionLogging = 8;
+
+void SelectWalks() {
+    const bool vector = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi")
+                        && __builtin_cpu_supports("bmi2");
+    widest = vector ? &kAvx2Walks : &kScalarWalks;
+    current = widest;
+}
+
+const char* WalkName() {
+    return current->name;
+}
+
+void UseVectorWalks(bool vector) {
+    current = vector ? widest : &kScalarWalks;
+}
+
+bool closest_hit(Ray& ray) {
+    ray.distance = kFar;
+    WalkQuery query;
+    const bool hit = find_nearest(ray, current->closest, query);
+    ray.direction = normalize(ray.direction);
+    return hit;
+}
+
+bool probe_hit(Ray& ray) {
+    WalkQuery query;
+    return find_nearest(ray, current->probe, query);
+}
+
+void shadow_query(Ray& ray) {
+    WalkQuery query;
+    occluded(ray, current->occlude, query);
+}
+
+void OccludeLog(Ray& ray) {
+    WalkQuery query;
+    const bool logging = OcclusionLogging != 0;
+    if (occluded(ray, logging ? current->occlude_log : current->occlude, query) && logging)
+        log_occlusion(query);
+}
+
+} // namespace mh

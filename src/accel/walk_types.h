@@ -1,0 +1,128 @@
+// What the walks read and write: the stream of an object's nodes and primitives, made by
+// PrepareWalk, and the query that a kernel answers. Plain fields only, no functions: the kernels are
+// compiled for different processors.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "accel/types.h"
+
+namespace mh {
+
+struct Instance;
+
+// A stream stands in depth-first order, each node followed by the primitives of its leaves. A
+// reference to a child is the position of its first unit in the stream, and what lies there. The
+// root is a node of eight at position 0.
+constexpr std::uint32_t kWalkUnitMask = 0x0FFFFFFFu;
+constexpr std::uint32_t kWalkNarrow = 0x10000000u; // a node of four children
+constexpr std::uint32_t kWalkLeaf = 0x20000000u;   // primitives up to the one that is `last`
+
+// A WideNode, cut to N slots.
+template<int N>
+struct alignas(64) WalkNode {
+    float planes[2][3][N]; // lower and upper planes of the boxes: x, y, z
+    std::uint32_t child[N];
+    std::uint32_t wide_node; // index in Tree::nodes
+};
+
+static_assert(sizeof(WalkNode<8>) == 256 && sizeof(WalkNode<4>) == 128);
+
+// What the test of a triangle needs of its corners P0, P1, P2; E1, E2 are the edges from P0.
+struct WalkTriangle {
+    float p0[3];
+    float normal[3];     // N = E1 x E2
+    float e2_normal[3];  // E2 x N
+    float normal_e1[3];  // N x E1
+    float normal_square; // N . N
+};
+
+// The corners by coordinate, in order around the face.
+struct WalkTetragon {
+    float x[4], y[4], z[4];
+};
+
+struct WalkCylinder {
+    float p0[3], p1[3], t0[3], t1[3]; // ends and their tangents: unit or zero
+    float radius0, radius1;
+};
+
+struct WalkParticle {
+    float center[3];
+    float radius;
+};
+
+struct WalkInstance {
+    float inverse[3][4];    // upper rows of the inverse, whose last row is 0, 0, 0, 1
+    const WalkUnit* target; // stream of the instanced object
+};
+
+// An instance whose last row is another one.
+struct WalkProjection {
+    const Instance* instance;
+    const WalkUnit* target;
+};
+
+// Values of `kind` beside those of PrimitiveKind.
+constexpr std::uint8_t kWalkNothing = 0;
+constexpr std::uint8_t kWalkProjection = 6;
+
+struct alignas(64) WalkPrimitive {
+    union {
+        WalkTriangle triangle;
+        WalkTetragon tetragon;
+        WalkCylinder cylinder;
+        WalkParticle particle;
+        WalkInstance instance;
+        WalkProjection projection;
+    };
+
+    std::uint32_t index; // within the list that kind names
+    std::uint8_t kind;
+    std::uint8_t part;       // within the object
+    std::uint8_t visibility; // of the shader
+    bool last;               // of its leaf
+};
+
+static_assert(sizeof(WalkPrimitive) == sizeof(WalkUnit));
+
+// Entries that a kernel's stack holds; an object whose tree may need more is not walked. A tree of
+// 256 levels needs 7 * 256.
+constexpr std::uint32_t kWalkStack = 4096;
+
+constexpr int kWalkLevels = 16; // of instances inside instances
+
+constexpr std::uint32_t kNoInstance = 0xFFFFFFFFu;
+
+// Where a logging shadow walk ended, one record per level of instances.
+struct WalkLogEntry {
+    std::uint32_t wide_node, slot; // of the leaf that occluded
+    std::uint32_t instance;        // that occluded, leading to the next record, or kNoInstance
+};
+
+struct WalkQuery {
+    float origin[3], direction[3];
+    float inverse[3];                   // 1 / direction; infinite where that is 0
+    float distance;                     // limit, then the distance of the closest hit
+    std::uint64_t source, target;       // index and kind << 32 of primitives that are not hit
+    unsigned visible;                   // bit v: primitives of visibility v are hit
+    int hit_level = 0;                  // instances around the closest hit
+    const WalkPrimitive* hit = nullptr; // the closest
+    float hit_a = 0.0f, hit_b = 0.0f, hit_c = 0.0f;
+    bool front = false;
+    const WalkPrimitive* hit_path[kWalkLevels];          // the instances around it, outermost first
+    std::uint64_t nodes = 0, leaves = 0, primitives = 0; // visited and tested by shadow walks
+    WalkLogEntry log[kWalkLevels + 1];
+};
+
+// The walks of a kernel over the stream of the root object; true for a hit or an occlusion.
+struct WalkKernel {
+    const char* name;
+    bool (*closest)(const WalkUnit* root, WalkQuery& query);
+    bool (*probe)(const WalkUnit* root, WalkQuery& query);
+    bool (*occlude)(const WalkUnit* root, WalkQuery& query);
+    bool (*occlude_log)(const WalkUnit* root, WalkQuery& query);
+};
+
+extern const WalkKernel kScalarWalks, kAvx2Walks;
+
+} // namespace mh

@@ -1,0 +1,276 @@
+// Eight floats, four floats or four doubles side by side: AVX2 where the including source is
+// compiled for it, plain loops elsewhere, with bit-identical results. Everything has internal
+// linkage, so that sources compiled for different processors can be linked together.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+
+#ifdef __AVX2__
+#include <immintrin.h>
+#endif
+
+namespace mh {
+namespace {
+
+// The bits of a float; unlike std::bit_cast it never becomes a function of its own.
+inline std::uint32_t float_bits(float x) {
+    return __builtin_bit_cast(std::uint32_t, x);
+}
+
+inline float exact_root(float x) {
+    return __builtin_sqrtf(x);
+}
+
+#ifdef __AVX2__
+
+struct Float8 {
+    __m256 v;
+};
+
+struct Float4 {
+    __m128 v;
+};
+
+struct Double4 {
+    __m256d v;
+};
+
+inline Float8 load(const float* p, Float8*) {
+    return {_mm256_loadu_ps(p)};
+}
+
+inline Float4 load(const float* p, Float4*) {
+    return {_mm_loadu_ps(p)};
+}
+
+inline Double4 load(const float* p, Double4*) { // widened
+    return {_mm256_cvtps_pd(_mm_loadu_ps(p))};
+}
+
+inline void store(float* p, Float8 a) {
+    _mm256_storeu_ps(p, a.v);
+}
+
+inline void store(float* p, Float4 a) {
+    _mm_storeu_ps(p, a.v);
+}
+
+inline void store(double* p, Double4 a) {
+    _mm256_storeu_pd(p, a.v);
+}
+
+inline Float8 fill(float s, Float8*) {
+    return {_mm256_set1_ps(s)};
+}
+
+inline Float4 fill(float s, Float4*) {
+    return {_mm_set1_ps(s)};
+}
+
+inline Double4 fill(float s, Double4*) {
+    return {_mm256_set1_pd(static_cast<double>(s))};
+}
+
+inline Float4 low_half(Float8 a) {
+    return {_mm256_castps256_ps128(a.v)};
+}
+
+inline Float8 operator+(Float8 a, Float8 b) {
+    return {_mm256_add_ps(a.v, b.v)};
+}
+
+inline Float8 operator-(Float8 a, Float8 b) {
+    return {_mm256_sub_ps(a.v, b.v)};
+}
+
+inline Float8 operator*(Float8 a, Float8 b) {
+    return {_mm256_mul_ps(a.v, b.v)};
+}
+
+inline Float8 operator/(Float8 a, Float8 b) {
+    return {_mm256_div_ps(a.v, b.v)};
+}
+
+inline Float4 operator-(Float4 a, Float4 b) {
+    return {_mm_sub_ps(a.v, b.v)};
+}
+
+inline Float4 operator*(Float4 a, Float4 b) {
+    return {_mm_mul_ps(a.v, b.v)};
+}
+
+inline Double4 operator+(Double4 a, Double4 b) {
+    return {_mm256_add_pd(a.v, b.v)};
+}
+
+inline Double4 operator-(Double4 a, Double4 b) {
+    return {_mm256_sub_pd(a.v, b.v)};
+}
+
+inline Double4 operator*(Double4 a, Double4 b) {
+    return {_mm256_mul_pd(a.v, b.v)};
+}
+
+// The greater; b when one of them is NaN.
+inline Float8 max(Float8 a, Float8 b) {
+    return {_mm256_max_ps(a.v, b.v)};
+}
+
+inline Float4 max(Float4 a, Float4 b) {
+    return {_mm_max_ps(a.v, b.v)};
+}
+
+// The smaller; b when one of them is NaN.
+inline Float8 min(Float8 a, Float8 b) {
+    return {_mm256_min_ps(a.v, b.v)};
+}
+
+inline Float4 min(Float4 a, Float4 b) {
+    return {_mm_min_ps(a.v, b.v)};
+}
+
+inline Float8 root(Float8 a) {
+    return {_mm256_sqrt_ps(a.v)};
+}
+
+inline Float8 absolute(Float8 a) {
+    return {_mm256_andnot_ps(_mm256_set1_ps(-0.0f), a.v)};
+}
+
+// Lane k takes lane k + 1, the last one the first.
+inline Double4 rotate(Double4 a) {
+    return {_mm256_permute4x64_pd(a.v, 0x39)};
+}
+
+// Bit k is set where the comparison holds in lane k; never for NaN.
+inline unsigned less(Float8 a, Float8 b) {
+    return static_cast<unsigned>(_mm256_movemask_ps(_mm256_cmp_ps(a.v, b.v, _CMP_LT_OQ)));
+}
+
+inline unsigned less_equal(Float8 a, Float8 b) {
+    return static_cast<unsigned>(_mm256_movemask_ps(_mm256_cmp_ps(a.v, b.v, _CMP_LE_OQ)));
+}
+
+inline unsigned less_equal(Float4 a, Float4 b) {
+    return static_cast<unsigned>(_mm_movemask_ps(_mm_cmple_ps(a.v, b.v)));
+}
+
+inline unsigned less_equal(Double4 a, Double4 b) {
+    return static_cast<unsigned>(_mm256_movemask_pd(_mm256_cmp_pd(a.v, b.v, _CMP_LE_OQ)));
+}
+
+#else
+
+template<typename T, int N>
+struct Lanes {
+    T v[N];
+};
+
+using Float8 = Lanes<float, 8>;
+using Float4 = Lanes<float, 4>;
+using Double4 = Lanes<double, 4>;
+
+template<int N, typename Operation>
+inline auto each(Operation operation) {
+    Lanes<decltype(operation(0)), N> result;
+    for (int k = 0; k < N; ++k)
+        result.v[k] = operation(k);
+    return result;
+}
+
+template<int N, typename Condition>
+inline unsigned bits(Condition condition) {
+    unsigned result = 0;
+    for (int k = 0; k < N; ++k)
+        result |= static_cast<unsigned>(condition(k)) << k;
+    return result;
+}
+
+template<typename T, int N>
+inline Lanes<T, N> load(const float* p, Lanes<T, N>*) {
+    return each<N>([&](int k) { return static_cast<T>(p[k]); });
+}
+
+template<typename T, int N>
+inline void store(T* p, const Lanes<T, N>& a) {
+    for (int k = 0; k < N; ++k)
+        p[k] = a.v[k];
+}
+
+template<typename T, int N>
+inline Lanes<T, N> fill(float s, Lanes<T, N>*) {
+    return each<N>([&](int) { return static_cast<T>(s); });
+}
+
+inline Float4 low_half(const Float8& a) {
+    return each<4>([&](int k) { return a.v[k]; });
+}
+
+template<typename T, int N>
+inline Lanes<T, N> operator+(const Lanes<T, N>& a, const Lanes<T, N>& b) {
+    return each<N>([&](int k) { return a.v[k] + b.v[k]; });
+}
+
+template<typename T, int N>
+inline Lanes<T, N> operator-(const Lanes<T, N>& a, const Lanes<T, N>& b) {
+    return each<N>([&](int k) { return a.v[k] - b.v[k]; });
+}
+
+template<typename T, int N>
+inline Lanes<T, N> operator*(const Lanes<T, N>& a, const Lanes<T, N>& b) {
+    return each<N>([&](int k) { return a.v[k] * b.v[k]; });
+}
+
+template<typename T, int N>
+inline Lanes<T, N> operator/(const Lanes<T, N>& a, const Lanes<T, N>& b) {
+    return each<N>([&](int k) { return a.v[k] / b.v[k]; });
+}
+
+template<typename T, int N>
+inline Lanes<T, N> max(const Lanes<T, N>& a, const Lanes<T, N>& b) {
+    return each<N>([&](int k) { return a.v[k] > b.v[k] ? a.v[k] : b.v[k]; });
+}
+
+template<typename T, int N>
+inline Lanes<T, N> min(const Lanes<T, N>& a, const Lanes<T, N>& b) {
+    return each<N>([&](int k) { return a.v[k] < b.v[k] ? a.v[k] : b.v[k]; });
+}
+
+inline Float8 root(const Float8& a) {
+    return each<8>([&](int k) { return exact_root(a.v[k]); });
+}
+
+inline Float8 absolute(const Float8& a) {
+    return each<8>([&](int k) { return __builtin_fabsf(a.v[k]); });
+}
+
+inline Double4 rotate(const Double4& a) {
+    return each<4>([&](int k) { return a.v[(k + 1) % 4]; });
+}
+
+template<typename T, int N>
+inline unsigned less(const Lanes<T, N>& a, const Lanes<T, N>& b) {
+    return bits<N>([&](int k) { return a.v[k] < b.v[k]; });
+}
+
+template<typename T, int N>
+inline unsigned less_equal(const Lanes<T, N>& a, const Lanes<T, N>& b) {
+    return bits<N>([&](int k) { return a.v[k] <= b.v[k]; });
+}
+
+#endif
+
+// load<Float8>(p), fill<Float8>(s): the type of the lanes named at the call.
+template<typename F>
+inline F load(const float* p) {
+    return load(p, static_cast<F*>(nullptr));
+}
+
+template<typename F>
+inline F fill(float s) {
+    return fill(s, static_cast<F*>(nullptr));
+}
+
+} // namespace
+} // namespace mh
