@@ -97,7 +97,7 @@ bool interpolate_units(const std::vector<PackedUnit>& units, const Part& part,
     return dot(result, result) > 0.5f;
 }
 
-// dP/du of the triangle of the first three corners, [Lengyel12] 7.8.3; false where the texture
+// dP/du of the triangle of the first three corners [Lengyel12]; false where the texture
 // coordinates have no direction.
 bool texture_tangent(const Part& part, const std::uint32_t* v, Vec3& tangent) {
     constexpr float kSmallestSquaredTangent = 1e-8f;
