@@ -1,0 +1,175 @@
+// Exported functions: settings of the renderer, cameras and their output images.
+// SPDX-License-Identifier: MIT
+#include "frame/host_calls.h"
+#include "frame/moonhare.h"
+#include "frame/types.h"
+#include "output/camera.h"
+
+#include <algorithm>
+
+namespace mh {
+
+namespace {
+
+Camera* camera_at(const char* call, int camera) {
+    return MayCall(call) ? RecordAt(call, Cameras, "camera", camera) : nullptr;
+}
+
+// Its images are not made yet.
+Camera* open_camera(const char* call, int camera) {
+    return MayBuild(call, Phase::cameras) ? RecordAt(call, Cameras, "camera", camera) : nullptr;
+}
+
+CameraPose* pose_of(const char* call, int camera) {
+    Camera* record = camera_at(call, camera);
+    return record == nullptr ? nullptr : &record->poses[record->pose_index == 0 ? 0 : 1];
+}
+
+std::vector<Aov>* aovs_of(Camera* camera) {
+    return camera == nullptr ? nullptr : &camera->aovs;
+}
+
+// Between frames the sizes of the images are given: what the camera phase did once is repeated.
+void limit_between_frames(Camera& camera) {
+    constexpr std::int32_t kMostFrames = 65535;
+    if (!is_done(Phase::cameras)) return;
+    camera.sample = std::clamp(camera.sample, 1, kMostFrames);
+    camera.inverse_sample = 1.0f / static_cast<float>(camera.sample);
+    camera.region_x0 = std::max(camera.region_x0, 0);
+    camera.region_y0 = std::max(camera.region_y0, 0);
+    camera.region_x1 = std::min(camera.region_x1, camera.width);
+    camera.region_y1 = std::min(camera.region_y1, camera.height);
+}
+
+} // namespace
+
+extern "C" {
+
+MH_API void mhSetRendererSample(int sample) {
+    if (MayCall(__func__)) RendererSettings.sample = sample;
+}
+
+MH_API void mhSetRendererRayDepth(int depth) {
+    if (MayCall(__func__)) RendererSettings.ray_depth = depth;
+}
+
+MH_API void mhSetRendererPhotonDepth(int depth) {
+    if (MayCall(__func__)) RendererSettings.photon_depth = depth;
+}
+
+MH_API void mhSetRendererBounce(int bounce) {
+    if (MayCall(__func__)) RendererSettings.bounce = bounce;
+}
+
+MH_API void mhSetRendererDistance(float distance) {
+    if (MayCall(__func__)) RendererSettings.distance = distance;
+}
+
+MH_API void mhSetRendererResolution(float resolution) {
+    if (MayCall(__func__)) RendererSettings.resolution = resolution;
+}
+
+MH_API void mhSetRendererRadius(float radius) {
+    if (MayCall(__func__)) RendererSettings.radius = radius;
+}
+
+MH_API void mhSetRendererClamp(float r, float g, float b) {
+    if (MayCall(__func__)) RendererSettings.clamp = {r, g, b};
+}
+
+MH_API int mhAddCamera(void) {
+    return MayBuild(__func__, Phase::cameras) ? AddCamera() : -1;
+}
+
+MH_API void mhSetCameraName(int camera, const char* name) {
+    if (Camera* record = camera_at(__func__, camera)) SetText(__func__, name, record->name);
+}
+
+MH_API void mhSetCameraResolution(int camera, int width, int height) {
+    Camera* record = open_camera(__func__, camera);
+    if (record == nullptr) return;
+    record->width = width;
+    record->height = height;
+}
+
+MH_API void mhSetCameraRegion(int camera, int x0, int y0, int x1, int y1) {
+    Camera* record = camera_at(__func__, camera);
+    if (record == nullptr) return;
+    record->region_x0 = x0;
+    record->region_y0 = y0;
+    record->region_x1 = x1;
+    record->region_y1 = y1;
+    limit_between_frames(*record);
+}
+
+MH_API void mhSetCameraSample(int camera, int sample) {
+    Camera* record = camera_at(__func__, camera);
+    if (record == nullptr) return;
+    record->sample = sample;
+    limit_between_frames(*record);
+}
+
+MH_API void mhSetCameraExposure(int camera, float r, float g, float b) {
+    if (Camera* record = camera_at(__func__, camera)) record->exposure = {r, g, b};
+}
+
+MH_API void mhSetCameraProjection(int camera, mhProjection projection) {
+    Camera* record = camera_at(__func__, camera);
+    if (record == nullptr) return;
+    if (!IsAtMost(__func__, "projection", projection, mhProjectionSpherical)) return;
+    record->projection = static_cast<Projection>(projection);
+}
+
+MH_API void mhSetCameraAngleMeasure(int camera, mhAngleMeasure measure) {
+    Camera* record = camera_at(__func__, camera);
+    if (record == nullptr) return;
+    if (!IsAtMost(__func__, "measure", measure, mhAngleMeasureRadians)) return;
+    record->angle_measure = static_cast<AngleMeasure>(measure);
+}
+
+MH_API void mhSetCameraTime(int camera, float time) {
+    constexpr float kMiddle = 0.5f;
+    if (Camera* record = camera_at(__func__, camera)) record->pose_index = time < kMiddle ? 0 : 1;
+}
+
+MH_API void mhSetCameraPosition(int camera, float x, float y, float z) {
+    if (CameraPose* pose = pose_of(__func__, camera)) pose->position = {x, y, z};
+}
+
+MH_API void mhSetCameraTarget(int camera, float x, float y, float z) {
+    if (CameraPose* pose = pose_of(__func__, camera)) pose->target = {x, y, z};
+}
+
+MH_API void mhSetCameraUpVector(int camera, float x, float y, float z) {
+    if (CameraPose* pose = pose_of(__func__, camera)) pose->up_vector = {x, y, z};
+}
+
+MH_API void mhSetCameraFOV(int camera, float degrees) {
+    if (CameraPose* pose = pose_of(__func__, camera)) pose->field_of_view = degrees;
+}
+
+MH_API void mhSetCameraBokeh(int camera, float bokeh) {
+    if (CameraPose* pose = pose_of(__func__, camera)) pose->bokeh = bokeh;
+}
+
+MH_API int mhAddCameraAOV(int camera) {
+    return AddHostAov(aovs_of(open_camera(__func__, camera)));
+}
+
+MH_API void mhSetCameraAOVName(int camera, int aov, const char* name) {
+    SetAovName(__func__, aovs_of(camera_at(__func__, camera)), aov, name);
+}
+
+MH_API void mhSetCameraAOVChannel(int camera, int aov, mhChannel channel) {
+    if (Aov* record = AovAt(__func__, aovs_of(camera_at(__func__, camera)), aov))
+        record->channel = channel;
+}
+
+MH_API void mhSetCameraAOVUserData(int camera, int aov, const char* name) {
+    if (Aov* record = AovAt(__func__, aovs_of(camera_at(__func__, camera)), aov))
+        SetText(__func__, name, record->user_data);
+}
+
+} // extern "C"
+
+} // namespace mh

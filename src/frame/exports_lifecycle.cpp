@@ -1,0 +1,208 @@
+// Exported functions: lifecycle and phases, the display, pixels on demand. They keep track of what
+// has run, so that a call out of order is refused and not carried out on half of a scene.
+// SPDX-License-Identifier: MIT
+#include "frame/host_calls.h"
+#include "frame/moonhare.h"
+#include "frame/phases.h"
+#include "frame/types.h"
+#include "geometry/types.h"
+#include "integrate/pixel_loop.h"
+#include "integrate/renderer.h"
+#include "lights/gaffer.h"
+#include "lights/sky_light.h"
+#include "output/camera.h"
+#include "shading/shaders.h"
+
+#include <algorithm>
+
+namespace mh {
+
+namespace {
+
+// Work on these records outlives mhShutdown, until they are destroyed.
+constexpr std::uint32_t kOutlivesShutdown =
+    bit_of(Phase::cameras) | bit_of(Phase::accelerator) | bit_of(Phase::gaffer);
+
+constexpr std::uint32_t kOncePerScene =
+    bit_of(Phase::accelerator) | bit_of(Phase::gaffer) | bit_of(Phase::frames);
+
+void mark_done(Phase phase) {
+    Progress.done |= bit_of(phase);
+}
+
+// What was rendered needs all records: without some of them there is nothing more to render.
+void mark_undone(Phase phase) {
+    Progress.done &= ~(bit_of(phase) | bit_of(Phase::renderer));
+}
+
+bool nothing_done(const char* call, std::uint32_t phases) {
+    if ((Progress.done & phases) == 0) return true;
+    ReportFault(call, Fault::order, "has run on this scene; mhFinalize must come first");
+    return false;
+}
+
+bool ready_to_render(const char* call) {
+    if (!MayCall(call)) return false;
+    if (is_done(Phase::renderer) && !is_done(Phase::frames)) return true;
+    ReportFault(call, Fault::order, "must come after mhInitialize, once per scene");
+    return false;
+}
+
+void finalize_sky(const char* call) {
+    if (!MayCall(call)) return;
+    FinalizeSkyLight();
+    mark_undone(Phase::sky);
+}
+
+void initialize_sky(const char* call) {
+    if (!MayCall(call)) return;
+    InitializeSkyLight();
+    mark_done(Phase::sky);
+}
+
+} // namespace
+
+extern "C" {
+
+MH_API void mhStartup(void) {
+    if (Progress.started) return ReportFault(__func__, Fault::order, "has run already");
+    ForgetFaults();
+    Startup();
+    Progress = {true, Progress.done & kOutlivesShutdown};
+}
+
+MH_API void mhGo(const char* directory) {
+    if (!Progress.started) ForgetFaults();
+    if (!IsGiven(__func__, "the directory", directory)) return;
+    if (!nothing_done(__func__, ~0u)) return;
+    Go(directory);
+    Progress = {};
+}
+
+MH_API void mhInitialize(void) {
+    if (!MayCall(__func__) || !nothing_done(__func__, kOncePerScene)) return;
+    Initialize();
+    Progress.done = ~bit_of(Phase::frames);
+}
+
+MH_API void mhInitializeCameras(void) {
+    if (!MayCall(__func__)) return;
+    InitializeCameras();
+    mark_done(Phase::cameras);
+}
+
+MH_API void mhInitializeShaders(void) {
+    if (!MayCall(__func__)) return;
+    InitializeShaders();
+    mark_done(Phase::shaders);
+}
+
+MH_API void mhInitializeAccelerator(void) {
+    if (!MayCall(__func__) || !nothing_done(__func__, bit_of(Phase::accelerator))) return;
+    InitializeAccelerator();
+    if (!Objects.empty()) mark_done(Phase::accelerator);
+}
+
+MH_API void mhInitializeSkyLight(void) {
+    initialize_sky(__func__);
+}
+
+// The sky's, as it stands: the light of emissive surfaces has no phase of its own in the interface.
+MH_API void mhInitializeGeometryLight(void) {
+    initialize_sky(__func__);
+}
+
+MH_API void mhInitializeGaffer(void) {
+    if (!MayCall(__func__) || !nothing_done(__func__, bit_of(Phase::gaffer))) return;
+    InitializeGaffer();
+    mark_done(Phase::gaffer);
+}
+
+MH_API void mhInitializeRenderer(void) {
+    if (!MayCall(__func__)) return;
+    InitializeRenderer();
+    mark_done(Phase::renderer);
+}
+
+MH_API void mhRender(void) {
+    if (!ready_to_render(__func__)) return;
+    Render();
+    mark_done(Phase::frames);
+}
+
+MH_API void mhFinalize(void) {
+    if (!MayCall(__func__)) return;
+    Finalize();
+    Progress = {};
+}
+
+MH_API void mhFinalizeRenderer(void) {
+    if (!MayCall(__func__)) return;
+    FinalizeRenderer();
+    mark_undone(Phase::renderer);
+}
+
+MH_API void mhFinalizeGaffer(void) {
+    if (!MayCall(__func__)) return;
+    FinalizeGaffer();
+    mark_undone(Phase::gaffer);
+}
+
+MH_API void mhFinalizeSkyLight(void) {
+    finalize_sky(__func__);
+}
+
+MH_API void mhFinalizeGeometryLight(void) {
+    finalize_sky(__func__);
+}
+
+MH_API void mhFinalizeAccelerator(void) {
+    if (!MayCall(__func__)) return;
+    FinalizeAccelerator();
+    mark_undone(Phase::accelerator);
+}
+
+MH_API void mhFinalizeCameras(void) {
+    if (!MayCall(__func__)) return;
+    FinalizeCameras();
+    mark_undone(Phase::cameras);
+}
+
+MH_API void mhFinalizeShaders(void) {
+    if (!MayCall(__func__)) return;
+    FinalizeShaders();
+    mark_undone(Phase::shaders);
+}
+
+MH_API void mhShutdown(void) {
+    if (!MayCall(__func__)) return;
+    Shutdown();
+    Progress.started = false;
+}
+
+MH_API void mhSetPreviewWindow(bool on) {
+    PreviewWindow = on;
+}
+
+MH_API void mhSetDisplayGamma(float gamma) {
+    DisplayGamma = gamma;
+}
+
+MH_API void mhRenderPixels(int count, float* out, int frame) {
+    if (!ready_to_render(__func__)) return;
+    if (count < 0) return ReportFault(__func__, Fault::count, "count is " + std::to_string(count));
+    if (frame < 0) return ReportFault(__func__, Fault::value, "frame is " + std::to_string(frame));
+    if (count > 0 && !IsGiven(__func__, "the array", out)) return;
+    std::vector<Vec3> pixels;
+    RenderPixelsTo(pixels, static_cast<std::uint32_t>(frame));
+    const std::size_t copied = std::min(pixels.size(), static_cast<std::size_t>(count));
+    for (std::size_t i = 0; i < copied; ++i) {
+        out[3 * i] = pixels[i].x;
+        out[3 * i + 1] = pixels[i].y;
+        out[3 * i + 2] = pixels[i].z;
+    }
+}
+
+} // extern "C"
+
+} // namespace mh

@@ -1,0 +1,84 @@
+// Checks of the exported functions.
+// SPDX-License-Identifier: MIT
+#include "frame/host_calls.h"
+
+#include "frame/report.h"
+#include "output/aov.h"
+
+#include <set>
+#include <utility>
+
+namespace mh {
+
+namespace {
+
+std::set<std::pair<std::string, Fault>> reported_faults;
+
+} // namespace
+
+HostProgress Progress;
+
+void ReportFault(const char* call, Fault fault, const std::string& text) {
+    if (reported_faults.emplace(call, fault).second) ReportError(std::string(call) + " - " + text);
+}
+
+void ForgetFaults() {
+    reported_faults.clear();
+}
+
+bool MayCall(const char* call) {
+    if (!Progress.started) ReportFault(call, Fault::order, "must come after mhStartup");
+    return Progress.started;
+}
+
+bool MayBuild(const char* call, Phase phase) {
+    if (!MayCall(call)) return false;
+    if (is_done(phase)) ReportFault(call, Fault::order, "must come before mhInitialize");
+    return !is_done(phase);
+}
+
+bool IsRecord(const char* call, const char* kind, int index, std::size_t count) {
+    if (index >= 0 && static_cast<std::size_t>(index) < count) return true;
+    ReportFault(call, Fault::record,
+                std::string("there is no ") + kind + " " + std::to_string(index));
+    return false;
+}
+
+bool IsGiven(const char* call, const char* name, const void* pointer) {
+    if (pointer == nullptr)
+        ReportFault(call, Fault::null_pointer, std::string(name) + " is a null pointer");
+    return pointer != nullptr;
+}
+
+bool HasValues(const char* call, int count, const void* values) {
+    if (count < 0) ReportFault(call, Fault::count, "count is " + std::to_string(count));
+    return count > 0 && IsGiven(call, "the array", values);
+}
+
+bool IsAtMost(const char* call, const char* name, int value, int highest) {
+    if (value <= highest) return true;
+    ReportFault(call, Fault::value, std::string(name) + " is " + std::to_string(value));
+    return false;
+}
+
+void SetText(const char* call, const char* text, std::string& field) {
+    if (IsGiven(call, "the text", text)) field = text;
+}
+
+int AddHostAov(std::vector<Aov>* list) {
+    return list != nullptr ? AddAov(*list) : -1;
+}
+
+Aov* AovAt(const char* call, std::vector<Aov>* list, int aov) {
+    return list != nullptr ? RecordAt(call, *list, "AOV", aov) : nullptr;
+}
+
+void SetAovName(const char* call, std::vector<Aov>* list, int aov, const char* name) {
+    if (Aov* record = AovAt(call, list, aov)) SetText(call, name, record->image.path);
+}
+
+void AddAovChannel(const char* call, std::vector<Aov>* list, int aov, std::uint32_t channel) {
+    if (Aov* record = AovAt(call, list, aov)) record->channel |= channel;
+}
+
+} // namespace mh
