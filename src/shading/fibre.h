@@ -1,0 +1,26 @@
+// Optics of a round fibre's cross section that the tables and the lobes share.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "math/vec3.h"
+
+namespace mh {
+
+constexpr int kHairTableSize = 128; // rows and columns
+
+// Path of a ray that enters the section at offset h, [Marschner03] 5.
+struct FibrePath {
+    float gamma_i = 0.0f; // angle of incidence, radians
+    float gamma_t = 0.0f; // after refraction
+    float fresnel = 0.0f; // reflectance of the surface there
+    Vec3 absorption;      // what remains after one pass through the fibre
+};
+
+// For h in [-1, 1], cos_d the cosine of half the difference of the two inclinations, f0 the
+// reflectance along the normal.
+FibrePath fibre_path(float h, float cos_d, float ior, float f0, const Vec3& absorption);
+
+// f0 + (1 - f0) (1 - cosine)^5 [Schlick94].
+float schlick_from(float f0, float cosine);
+
+} // namespace mh
