@@ -83,6 +83,12 @@ float largest_coordinate(const Vec3& p) {
     return std::max({std::fabs(p.x), std::fabs(p.y), std::fabs(p.z)});
 }
 
+// Also of normals of tiny faces, which normalize() leaves too short.
+Vec3 unit(const Vec3& v) {
+    const float largest = largest_coordinate(v);
+    return largest > 0.0f ? normalize(v / largest) : v;
+}
+
 void place(const Emitter& emitter, const FacePoint& face, EmitterPoint& point) {
     constexpr float kRounding = 4.0f * std::numeric_limits<float>::epsilon();
     const std::vector<Vec3>& positions = emitter.part->positions;
@@ -99,7 +105,7 @@ void place(const Emitter& emitter, const FacePoint& face, EmitterPoint& point) {
                                  : tetragon_normal(corner[0], corner[1], corner[2], corner[3]);
     point.primitive_area = triangle ? triangle_area(corner[0], corner[1], corner[2])
                                     : tetragon_area(corner[0], corner[1], corner[2], corner[3]);
-    const Vec3 outward = normalize(emitter.normal_matrix * normal);
+    const Vec3 outward = unit(emitter.normal_matrix * normal);
     point.normal = point.front ? outward : -outward;
 }
 
