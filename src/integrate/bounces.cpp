@@ -60,12 +60,15 @@ void gather_diffuse(const Ray& ray, const SurfacePoint& point, Scatter scatter, 
     add(mean, radiance(child));
 }
 
-// The same from a point near by, under the surface's skin.
+// The same from a point near by, reached under the surface's skin.
 void gather_through_skin(const Ray& ray, const SurfacePoint& point, const Vec3& w, Mean& mean) {
     SurfacePoint moved;
     Vec3 jump;
-    if (!relocate_in_diffusion(ray, point, moved, jump)) return;
+    Ray chord;
+    if (!relocate_in_diffusion(ray, point, moved, jump, chord)) return;
     Ray child = spawn_child(ray, moved, Scatter::lambertian);
+    child.source_primitive = chord.hit_primitive;
+    child.source_kind = chord.hit_kind;
     if (!sample_diffuse(ray.cursor, moved, Scatter::lambertian, child.direction)) return;
     child.weight = jump * w;
     add(mean, jump * radiance(child));
