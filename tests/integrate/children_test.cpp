@@ -1,0 +1,189 @@
+// Children of a ray, their directions and their number.
+// SPDX-License-Identifier: MIT
+#include "integrate/children.h"
+
+#include "frame/types.h"
+#include "integrate/bounces.h"
+#include "integrate/scene.h"
+#include "math/frame.h"
+#include "math/roots.h"
+
+#include <array>
+#include <cmath>
+#include <limits>
+
+#include <gtest/gtest.h>
+
+namespace mh {
+namespace {
+
+using namespace test;
+
+struct Children : testing::Test {
+    IntegratorScene scene;
+};
+
+TEST_F(Children, GatherCountIsAMultipleOfTheFrames) {
+    struct Case {
+        float weight;
+        int sample, frames, count;
+    };
+
+    const float nan = std::nanf(""), infinite = std::numeric_limits<float>::infinity();
+    for (const Case& c : {Case{0.5f, 64, 4, 32},
+                          {1.0f, 64, 4, 64},
+                          {9.0f, 64, 4, 64},
+                          {0.01f, 64, 4, 4},
+                          {1.0f, 64, 100, 100},
+                          {0.55f, 64, 4, 32},
+                          {1.0f, 70, 64, 64},
+                          {nan, 64, 4, 4},
+                          {infinite, 64, 4, 64},
+                          {-1.0f, 64, 4, 4},
+                          {1.0f, -5, 4, 4},
+                          {1.0f, 2147483647, 1, 2147483647}}) {
+        RendererSettings.sample = c.sample;
+        Cameras[0].sample = c.frames;
+        EXPECT_EQ(gather_count(splat(c.weight)), c.count) << c.weight << " of " << c.sample;
+    }
+}
+
+Ray parent_ray() {
+    Ray ray = camera_ray({}, {0.0f, 0.0f, -1.0f});
+    ray.cursor = {0.25f, 0.5f, 7, 4};
+    ray.power = {1.0f, 2.0f, 3.0f};
+    ray.refraction = 1.5f;
+    ray.sample_divisor = 12;
+    ray.hit_shader = 3;
+    ray.hit_primitive = 5;
+    ray.hit_kind = HitKind::tetragon;
+    ray.thread = 2;
+    ray.depth = 4;
+    ray.diffuse_bounces = 1;
+    ray.glossy_bounces = 1;
+    ray.specular_bounces = 2;
+    ray.scatter = Scatter::glossy_reflection;
+    ray.prior_scatter = Scatter::lambertian;
+    return ray;
+}
+
+TEST_F(Children, TakeOverTheirParentAndCountTheBounce) {
+    const Ray ray = parent_ray();
+    SurfacePoint point;
+    point.position = {1.0f, 2.0f, 3.0f};
+    for (const Scatter scatter :
+         {Scatter::lambertian, Scatter::transmissive, Scatter::glossy_reflection,
+          Scatter::glossy_refraction, Scatter::specular_reflection, Scatter::specular_refraction}) {
+        const int kind = static_cast<int>(scatter);
+        const Ray child = spawn_child(ray, point, scatter);
+        EXPECT_EQ(child.origin, point.position);
+        EXPECT_EQ(child.source_point, &point);
+        EXPECT_EQ(child.source_shader, 3);
+        EXPECT_EQ(child.source_primitive, 5);
+        EXPECT_EQ(child.source_kind, HitKind::tetragon);
+        EXPECT_EQ(child.hit_primitive, -1);
+        EXPECT_EQ(child.hit_kind, HitKind::unset);
+        EXPECT_EQ(child.power, ray.power);
+        EXPECT_EQ(child.sample_divisor, 12);
+        EXPECT_EQ(child.thread, 2);
+        EXPECT_EQ(child.depth, 5);
+        EXPECT_EQ(child.diffuse_bounces, kind <= 3 ? 2 : 1);
+        EXPECT_EQ(child.glossy_bounces, kind == 4 || kind == 5 ? 2 : 1);
+        EXPECT_EQ(child.specular_bounces, kind >= 6 ? 3 : 2);
+        EXPECT_EQ(child.cursor.dimension, kind >= 6 ? 4u : 6u);
+        EXPECT_EQ(child.cursor.sample, 7u);
+        // a run of equal bounces counts once
+        EXPECT_EQ(child.prior_scatter,
+                  kind == 4 ? Scatter::lambertian : Scatter::glossy_reflection);
+    }
+}
+
+SurfacePoint slanted_point() {
+    SurfacePoint point;
+    point.normal = point.geometric_normal = normalize({1.0f, -2.0f, 0.5f});
+    tangent_frame(point.normal, point.tangent, point.bitangent);
+    return point;
+}
+
+// Cells of equal probability: cos^2 is uniform under the cosine lobe, and so is the angle.
+TEST_F(Children, DiffuseDirectionsFollowTheCosine) {
+    constexpr int kRings = 8, kSectors = 8, kDraws = 16384;
+    const SurfacePoint point = slanted_point();
+    for (const Scatter scatter : {Scatter::lambertian, Scatter::transmissive}) {
+        const float side = scatter == Scatter::lambertian ? 1.0f : -1.0f;
+        std::array<int, kRings* kSectors> counts = {};
+        for (std::uint32_t i = 0; i < kDraws; ++i) {
+            Vec3 w;
+            ASSERT_TRUE(sample_diffuse({0.3f, 0.7f, i, 0}, point, scatter, w));
+            const float cosine = side * dot(w, point.normal);
+            const float turns = std::atan2(dot(w, point.bitangent), dot(w, point.tangent)) / kTwoPi;
+            const int ring = std::min(static_cast<int>(cosine * cosine * kRings), kRings - 1);
+            const int sector = static_cast<int>((turns + 1.0f) * kSectors) % kSectors;
+            ++counts[static_cast<std::size_t>(ring * kSectors + sector)];
+        }
+        constexpr double kExpected = static_cast<double>(kDraws) / (kRings * kSectors);
+        double chi_square = 0.0;
+        for (const int count : counts)
+            chi_square += (count - kExpected) * (count - kExpected) / kExpected;
+        EXPECT_LT(chi_square, 103.4); // 63 degrees of freedom at 0.1 %
+    }
+}
+
+TEST_F(Children, FacetReflectsAllWhenNothingPasses) {
+    SurfacePoint point = slanted_point();
+    point.refraction_kind = Material::solid;
+    point.reflectance = 0.25f;
+    point.transmittance = 0.75f;
+    for (const float sine : {0.3f, 0.9f}) { // the critical angle of 1.5 is asin(0.667)
+        point.eta = 1.5f;
+        Ray ray = parent_ray();
+        const float cosine = std::sqrt(1.0f - sine * sine);
+        ray.direction = sine * point.tangent - cosine * point.normal;
+        point.cos_outgoing = cosine;
+        const FacetSplit split = split_at_surface(ray, point);
+        EXPECT_EQ(split.refracts, sine < 0.6f);
+        EXPECT_EQ(split.reflected_share, sine < 0.6f ? 0.25f : 1.0f);
+        EXPECT_TRUE(split.reflects);
+        EXPECT_NEAR(dot(split.reflected, point.normal), cosine, 1e-6f);
+        EXPECT_NEAR(dot(split.reflected, point.tangent), sine, 1e-6f);
+        if (split.refracts) {
+            EXPECT_NEAR(dot(split.refracted, point.tangent), 1.5f * sine, 1e-6f);
+        }
+        const FacetSplit facet = split_at_facet(ray, point, point.normal);
+        EXPECT_NEAR(dot(facet.reflected, split.reflected), 1.0f, 1e-6f);
+        EXPECT_EQ(facet.refracts, split.refracts);
+    }
+}
+
+TEST_F(Children, RefractionReturnsToTheIndexItCameFrom) {
+    SurfacePoint point = slanted_point();
+    point.refraction_kind = Material::solid;
+    Cameras[0].ior = 1.33f;
+    Ray ray = parent_ray();
+    for (const float start : {1.0f, 1.33f}) {
+        ray.refraction = start;
+        point.eta = 1.0f / 1.7f;
+        const Ray inside = refracted_child(ray, point, Scatter::specular_refraction, {}, {});
+        point.eta = 1.700001f; // the index as textures and roundings may return it
+        const Ray outside = refracted_child(inside, point, Scatter::specular_refraction, {}, {});
+        EXPECT_EQ(outside.refraction, start);
+        EXPECT_NEAR(inside.refraction, start / 1.7f, 1e-6f);
+    }
+}
+
+TEST_F(Children, ThinSheetIsNotThereForLightSamples) {
+    SurfacePoint point, source;
+    point.refraction_kind = Material::thin;
+    Ray ray = parent_ray();
+    ray.source_point = &source;
+    const Ray child = refracted_child(ray, point, Scatter::specular_refraction, {}, {});
+    EXPECT_EQ(child.source_point, &source);
+    EXPECT_EQ(child.scatter, ray.scatter);
+    EXPECT_EQ(child.prior_scatter, ray.prior_scatter);
+    EXPECT_EQ(child.source_primitive, ray.hit_primitive);
+    EXPECT_EQ(child.refraction, ray.refraction);
+    EXPECT_EQ(child.specular_bounces, 3);
+}
+
+} // namespace
+} // namespace mh

@@ -1,0 +1,216 @@
+// Closed forms of the radiance estimator and its bounces: furnaces, series, mirrors, cut-offs.
+// SPDX-License-Identifier: MIT
+#include "integrate/radiance.h"
+
+#include "frame/types.h"
+#include "integrate/pixel_loop.h"
+#include "integrate/run_context.h"
+#include "integrate/scene.h"
+#include "output/camera.h"
+
+#include <cmath>
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+namespace mh {
+namespace {
+
+using namespace test;
+
+void expect_near(const Vec3& value, const Vec3& expected, float tolerance) {
+    EXPECT_NEAR(value.x, expected.x, tolerance);
+    EXPECT_NEAR(value.y, expected.y, tolerance);
+    EXPECT_NEAR(value.z, expected.z, tolerance);
+}
+
+constexpr float kRounding = 1e-5f; // of sums of a few thousand equal floats
+
+const Vec3 kSky = {0.25f, 0.5f, 0.75f};
+const Vec3 kAbove = {0.3f, 0.1f, 2.0f};
+
+struct Radiance : testing::Test {
+    IntegratorScene scene;
+};
+
+TEST_F(Radiance, WhiteLambertianVanishesInAConstantSky) {
+    SkyLight.color = kSky;
+    add_floor(1.0f, 0.0f, add_shader({1.0f, 1.0f, 1.0f}));
+    RendererSettings.sample = 1000;
+    start_rendering();
+    expect_near(seen_along(kAbove, {}), kSky, kRounding);
+    expect_near(seen_along(-kAbove, {}), kSky, kRounding); // the back
+    expect_near(seen_along(kAbove, 2.0f * kAbove), kSky, 0.0f);
+}
+
+TEST_F(Radiance, DiffuseAndMirrorShareTheSkyByFresnel) {
+    SkyLight.color = kSky;
+    const int shader = add_shader({1.0f, 1.0f, 1.0f});
+    slot(shader, Element::specular).color = {1.0f, 1.0f, 1.0f};
+    slot(shader, Element::ior).color = {1.5f, 1.5f, 1.5f};
+    add_floor(1.0f, 0.0f, shader);
+    start_rendering();
+    for (const float x : {0.0f, 1.0f, 5.0f, 50.0f})
+        expect_near(seen_along({x, 0.5f, 1.0f}, {}), kSky, kRounding);
+}
+
+// What a half of the light gets through comes out below: the sheet shows the same sky.
+TEST_F(Radiance, TransmissiveLayerGathersBelow) {
+    SkyLight.color = kSky;
+    const int shader = add_shader({0.5f, 0.5f, 0.5f});
+    slot(shader, Element::transmissive).color = {0.5f, 0.5f, 0.5f};
+    add_floor(1.0f, 0.0f, shader);
+    start_rendering();
+    expect_near(seen_along(kAbove, {}), kSky, kRounding);
+}
+
+TEST_F(Radiance, EmissiveRoomGivesTheTruncatedSeries) {
+    constexpr float kAlbedo = 0.5f;
+    const int shader = add_shader(splat(kAlbedo));
+    slot(shader, Element::emissive).color = {1.0f, 2.0f, 3.0f};
+    add_room({-1.0f, -1.0f, -1.0f}, {1.0f, 1.0f, 1.0f}, shader);
+    RendererSettings.sample = 500;
+    start_rendering();
+
+    struct Case {
+        int bounce, ray_depth;
+        float series; // sum of albedo^k for k from 0 to min(bounce, ray_depth - 1)
+    };
+
+    for (const Case& c : {Case{1, 8, 1.5f}, {3, 8, 1.875f}, {8, 3, 1.75f}, {1, 1, 1.0f}}) {
+        RendererSettings.bounce = c.bounce;
+        RendererSettings.ray_depth = c.ray_depth;
+        const Vec3 expected = c.series * Vec3{1.0f, 2.0f, 3.0f};
+        expect_near(seen_along({0.1f, 0.2f, 0.3f}, {1.0f, 0.5f, 0.4f}), expected, 1e-4f);
+    }
+}
+
+TEST_F(Radiance, ThroughputAtTheThresholdEndsThePath) {
+    const int shader = add_shader();
+    slot(shader, Element::emissive).color = {1.0f, 1.0f, 1.0f};
+    add_floor(1.0f, 0.0f, shader);
+    start_rendering();
+    for (const float excess : {0.0f, 1e-6f}) {
+        Ray ray = camera_ray(kAbove, {});
+        ray.weight = {kNothing, kNothing + excess, 0.0f};
+        EXPECT_EQ(radiance(ray).x, excess > 0.0f ? 1.0f : 0.0f);
+        ray = camera_ray(kAbove, {});
+        ray.weight = splat(std::nanf(""));
+        EXPECT_EQ(radiance(ray).x, 0.0f);
+    }
+}
+
+// Emitting mirrors that face each other: E (1 - F) (1 + F + F^2 + ...), 255 hits.
+float mirror_hall(float mirror) {
+    return 1.0f - std::pow(mirror, 255.0f);
+}
+
+float add_mirror_hall() {
+    constexpr float kIor = 1e4f;
+    const int shader = add_shader();
+    slot(shader, Element::specular).color = {1.0f, 1.0f, 1.0f};
+    slot(shader, Element::emissive).color = {1.0f, 1.0f, 1.0f};
+    slot(shader, Element::ior).color = splat(kIor);
+    add_floor(1.0f, 0.0f, shader);
+    add_floor(1.0f, 1.0f, shader);
+    RendererSettings.ray_depth = 100000;
+    return std::pow((kIor - 1.0f) / (kIor + 1.0f), 2.0f);
+}
+
+TEST_F(Radiance, MirrorsReflectEachOtherToTheDeepestBounce) {
+    const float mirror = add_mirror_hall();
+    start_rendering();
+    const Vec3 seen = seen_along({0.1f, 0.2f, 0.5f}, {0.1f, 0.2f, 0.0f});
+    EXPECT_NEAR(seen.x, mirror_hall(mirror), 1e-4f);
+}
+
+// The workers' stacks are what the runtime gives them.
+TEST_F(Radiance, WorkersReachTheDeepestBounce) {
+    const float mirror = add_mirror_hall();
+    Camera& camera = Cameras[0];
+    camera.width = camera.height = 16;
+    for (CameraPose& pose : camera.poses) {
+        pose.position = {0.0f, 0.0f, 0.5f};
+        pose.up_vector = {0.0f, 1.0f, 0.0f};
+        pose.field_of_view = 0.01f;
+    }
+    start_rendering();
+    std::vector<Vec3> pixels;
+    RenderPixelsTo(pixels, 0);
+    ASSERT_EQ(pixels.size(), 256u);
+    for (const Vec3& pixel : pixels)
+        EXPECT_NEAR(pixel.x, mirror_hall(mirror), 1e-3f);
+    EXPECT_EQ(scene.library.take_report().find("stack"), std::string::npos);
+}
+
+// On a stack that is far too small the path ends early, and the report tells.
+TEST_F(Radiance, SmallStackCutsThePath) {
+    const float mirror = add_mirror_hall();
+    start_rendering();
+    scene.library.take_report();
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, 192 * 1024);
+    float seen = 0.0f;
+    const auto look = [](void* result) -> void* {
+        EnterWorker();
+        *static_cast<float*>(result) = seen_along({0.1f, 0.2f, 0.5f}, {0.1f, 0.2f, 0.0f}).x;
+        return nullptr;
+    };
+    pthread_t thread;
+    ASSERT_EQ(pthread_create(&thread, &attributes, look, &seen), 0);
+    pthread_join(thread, nullptr);
+    pthread_attr_destroy(&attributes);
+    EXPECT_LT(seen, mirror_hall(mirror) - 1e-3f);
+    ReportCutPaths();
+    EXPECT_NE(scene.library.take_report().find("warning :( \t"), std::string::npos);
+    ThreadStates[0].lowest_frame = 0;
+}
+
+// A slab of glass shifts the ray, absorbs along its path inside and keeps the sky behind it:
+// both faces pass 1 - F, everything else is black.
+TEST_F(Radiance, GlassSlabPassesAndAbsorbs) {
+    SkyLight.color = kSky;
+    const int glass = add_shader();
+    slot(glass, Element::specular).color = {1.0f, 1.0f, 1.0f};
+    slot(glass, Element::ior).color = splat(1.5f);
+    layer_of(glass).material = Material::solid;
+    Shaders[static_cast<std::size_t>(glass)].medium.transmittance = {0.5f, 1.0f, 0.25f};
+    add_floor(100.0f, 0.0f, glass);
+    add_quad({Vec3{-100, 100, -2}, Vec3{100, 100, -2}, Vec3{100, -100, -2}, Vec3{-100, -100, -2}},
+             glass);
+    RendererSettings.ray_depth = 3;
+    start_rendering();
+    const Vec3 seen = seen_along({0.0f, 0.0f, 1.0f}, {});
+    // 0.04 of the sky above, and 0.96 of what crosses 2 units of glass: 0.96 of the sky below, and
+    // of what the lower face sends back up through the glass nothing, since depth 3 is cut.
+    const Vec3 inside = {0.25f, 1.0f, 0.0625f};
+    expect_near(seen, 0.04f * kSky + 0.96f * 0.96f * (inside * kSky), kRounding);
+}
+
+TEST_F(Radiance, ThinSheetPassesWithBothInterfaces) {
+    SkyLight.color = kSky;
+    const int sheet = add_shader();
+    slot(sheet, Element::specular).color = {1.0f, 1.0f, 1.0f};
+    slot(sheet, Element::ior).color = splat(1.5f);
+    layer_of(sheet).material = Material::thin;
+    const int floor = add_shader();
+    slot(floor, Element::emissive).color = {1.0f, 1.0f, 1.0f};
+    add_floor(1.0f, 0.0f, sheet);
+    add_floor(1.0f, -1.0f, floor);
+    start_rendering();
+    const Vec3 seen = seen_along({0.0f, 0.0f, 1.0f}, {});
+    expect_near(seen, splat(1.0f / 1.0833333f) + (1.0f - 1.0f / 1.0833333f) * kSky, kRounding);
+}
+
+TEST_F(Radiance, TheSkysMediumDimsWithDistance) {
+    const int shader = add_shader();
+    slot(shader, Element::emissive).color = {1.0f, 1.0f, 1.0f};
+    SkyLight.medium.transmittance = {0.5f, 0.25f, 0.0f};
+    add_floor(1.0f, 0.0f, shader);
+    start_rendering();
+    expect_near(seen_along({0.0f, 0.0f, 3.0f}, {}), {0.125f, 0.015625f, 0.0f}, 1e-6f);
+}
+
+} // namespace
+} // namespace mh

@@ -1,0 +1,110 @@
+// Scenes of the integrators' tests.
+// SPDX-License-Identifier: MIT
+#include "integrate/scene.h"
+
+#include "frame/phases.h"
+#include "frame/types.h"
+#include "geometry/objects.h"
+#include "integrate/radiance.h"
+#include "math/roots.h"
+#include "output/camera.h"
+#include "shading/shaders.h"
+
+namespace mh::test {
+
+namespace {
+
+Part& part() {
+    return Objects[0].parts[0];
+}
+
+std::uint32_t add_position(const Vec3& position) {
+    part().positions.push_back(position);
+    radii(part()).push_back(0.0f);
+    uvs(part()).push_back({});
+    return static_cast<std::uint32_t>(part().positions.size() - 1);
+}
+
+} // namespace
+
+IntegratorScene::IntegratorScene() {
+    AddPart(Objects[static_cast<std::size_t>(AddObject())]);
+    Camera& camera = Cameras[static_cast<std::size_t>(AddCamera())];
+    camera.width = camera.height = 1;
+    camera.sample = 1;
+    camera.aovs[0].image.path.clear();
+    RendererSettings.distance = 0.0f;
+    SkyLight.color = {};
+    SkyLight.photons = 0;
+    GeometryLight.photons = 0;
+}
+
+SurfaceLayer& layer_of(int shader) {
+    return Shaders[static_cast<std::size_t>(shader)].layers[0];
+}
+
+ShaderElement& slot(int shader, Element element) {
+    return layer_of(shader).elements[static_cast<std::size_t>(element)];
+}
+
+int add_shader(const Vec3& lambertian) {
+    const int shader = AddShader();
+    AddSurfaceLayer(Shaders[static_cast<std::size_t>(shader)]);
+    slot(shader, Element::lambertian).color = lambertian;
+    return shader;
+}
+
+void add_quad(const std::array<Vec3, 4>& corners, int shader) {
+    Tetragon quad;
+    for (std::size_t i = 0; i < 4; ++i)
+        quad.vertex[i] = add_position(corners[i]);
+    quad.shader = static_cast<std::uint32_t>(shader);
+    part().tetragons.push_back(quad);
+}
+
+void add_triangle(const std::array<Vec3, 3>& corners, int shader) {
+    Triangle triangle;
+    for (std::size_t i = 0; i < 3; ++i)
+        triangle.vertex[i] = add_position(corners[i]);
+    triangle.shader = static_cast<std::uint32_t>(shader);
+    part().triangles.push_back(triangle);
+}
+
+void add_room(const Vec3& low, const Vec3& high, int shader) {
+    const auto corner = [&](int x, int y, int z) {
+        return Vec3{x ? high.x : low.x, y ? high.y : low.y, z ? high.z : low.z};
+    };
+    const auto quad = [&](Vec3 a, Vec3 b, Vec3 c, Vec3 d) { add_quad({a, b, c, d}, shader); };
+    quad(corner(0, 0, 0), corner(1, 0, 0), corner(1, 1, 0), corner(0, 1, 0));
+    quad(corner(0, 0, 1), corner(0, 1, 1), corner(1, 1, 1), corner(1, 0, 1));
+    quad(corner(0, 0, 0), corner(0, 1, 0), corner(0, 1, 1), corner(0, 0, 1));
+    quad(corner(1, 0, 0), corner(1, 0, 1), corner(1, 1, 1), corner(1, 1, 0));
+    quad(corner(0, 0, 0), corner(0, 0, 1), corner(1, 0, 1), corner(1, 0, 0));
+    quad(corner(0, 1, 0), corner(1, 1, 0), corner(1, 1, 1), corner(0, 1, 1));
+}
+
+void add_floor(float half_width, float z, int shader) {
+    const float w = half_width;
+    add_quad({Vec3{-w, -w, z}, Vec3{w, -w, z}, Vec3{w, w, z}, Vec3{-w, w, z}}, shader);
+}
+
+void start_rendering() {
+    Initialize();
+}
+
+Ray camera_ray(const Vec3& origin, const Vec3& target) {
+    const Camera& camera = *ActiveCamera();
+    Ray ray;
+    ray.origin = origin;
+    ray.direction = normalize(target - origin);
+    ray.refraction = camera.ior;
+    ray.sample_divisor = camera.sample;
+    return ray;
+}
+
+Vec3 seen_along(const Vec3& origin, const Vec3& target) {
+    Ray ray = camera_ray(origin, target);
+    return radiance(ray);
+}
+
+} // namespace mh::test

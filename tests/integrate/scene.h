@@ -1,0 +1,50 @@
+// Small scenes made of records: what the tests of the integrators are rendered from.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "geometry/types.h"
+#include "lights/types.h"
+#include "output/types.h"
+#include "shading/ray.h"
+#include "support/fresh_scene.h"
+#include "support/replay.h"
+
+#include <array>
+
+namespace mh::test {
+
+// A started library with one object and one camera of 1 by 1 pixel and one frame, no sky, no
+// photons, path tracing. Indices into Shaders are handed out by add_shader.
+struct IntegratorScene {
+    IntegratorScene();
+
+    FreshScene library;
+    SeededDraws draws{1};
+};
+
+SurfaceLayer& layer_of(int shader);
+ShaderElement& slot(int shader, Element element);
+
+// A lambertian shader of that colour for both sides.
+int add_shader(const Vec3& lambertian = {});
+
+// A face of two quads' worth: corners around it; the front is where they run anticlockwise.
+void add_quad(const std::array<Vec3, 4>& corners, int shader);
+void add_triangle(const std::array<Vec3, 3>& corners, int shader);
+
+// The six walls of a box as quads; fronts look inwards.
+void add_room(const Vec3& low, const Vec3& high, int shader);
+
+// A horizontal square of that half width about the z axis, front upwards.
+void add_floor(float half_width, float z, int shader);
+
+// The phases up to the renderer.
+void start_rendering();
+
+// A camera ray from origin towards target, as the pixel loop makes them.
+Ray camera_ray(const Vec3& origin, const Vec3& target);
+
+// Its radiance, of one frame.
+Vec3 seen_along(const Vec3& origin, const Vec3& target);
+
+} // namespace mh::test
