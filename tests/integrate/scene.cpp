@@ -10,6 +10,8 @@
 #include "output/camera.h"
 #include "shading/shaders.h"
 
+#include <string>
+
 namespace mh::test {
 
 namespace {
@@ -49,7 +51,9 @@ ShaderElement& slot(int shader, Element element) {
 
 int add_shader(const Vec3& lambertian) {
     const int shader = AddShader();
-    AddSurfaceLayer(Shaders[static_cast<std::size_t>(shader)]);
+    Shader& record = Shaders[static_cast<std::size_t>(shader)];
+    record.name = "shader " + std::to_string(shader);
+    AddSurfaceLayer(record);
     slot(shader, Element::lambertian).color = lambertian;
     return shader;
 }
