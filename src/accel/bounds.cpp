@@ -27,15 +27,6 @@ void enlarge(Aabb& box, float radius) {
     box.max = box.max + splat(radius);
 }
 
-// Arrays of a faulty part may be shorter than its positions.
-float vertex_radius(const Part& part, std::uint32_t vertex) {
-    return vertex < radii(part).size() ? radii(part)[vertex] : 0.0f;
-}
-
-Vec3 vertex_tangent(const Part& part, std::uint32_t vertex) {
-    return vertex < part.tangents.size() ? unpack_unit(part.tangents[vertex]) : Vec3{};
-}
-
 Vec3 corner(const Aabb& box, int number) {
     return {(number & 1) != 0 ? box.max.x : box.min.x, (number & 2) != 0 ? box.max.y : box.min.y,
             (number & 4) != 0 ? box.max.z : box.min.z};
@@ -60,18 +51,19 @@ bool is_moderate(const Aabb& box) {
 Aabb particle_bounds(const Part& part, std::uint32_t index) {
     const std::uint32_t vertex = part.particles[index];
     Aabb box = {part.positions[vertex], part.positions[vertex]};
-    enlarge(box, vertex_radius(part, vertex));
+    enlarge(box, radii(part)[vertex]);
     return box;
 }
 
 Aabb cylinder_bounds(const Part& part, std::uint32_t index) {
     const std::uint32_t vertex = part.cylinders[index];
     const HairSegment segment = {part.positions[vertex], part.positions[vertex + 1],
-                                 vertex_tangent(part, vertex), vertex_tangent(part, vertex + 1)};
+                                 unpack_unit(part.tangents[vertex]),
+                                 unpack_unit(part.tangents[vertex + 1])};
     Aabb box;
     for (const Vec3& sample : hair_samples(segment))
         merge(box, sample);
-    enlarge(box, vertex_radius(part, vertex));
+    enlarge(box, radii(part)[vertex]);
     return box;
 }
 
@@ -92,6 +84,12 @@ Aabb reference_bounds(const Object& object, const PrimitiveRef& ref) {
     case PrimitiveKind::instance: return object.instances[ref.index].world_box;
     }
     std::abort();
+}
+
+Aabb slot_box(const WideNode& node, int slot) {
+    const auto& [lower, upper] = node.planes;
+    return {{lower[0][slot], lower[1][slot], lower[2][slot]},
+            {upper[0][slot], upper[1][slot], upper[2][slot]}};
 }
 
 void UpdateInstance(Instance& instance) {

@@ -15,6 +15,9 @@ Aabb tetragon_bounds(const Part& part, std::uint32_t index);
 // Box of what the reference names, in the object's space.
 Aabb reference_bounds(const Object& object, const PrimitiveRef& ref);
 
+// Box of a child; inverted for an empty slot.
+Aabb slot_box(const WideNode& node, int slot);
+
 // Derives inverse, normal matrix, block and world box from the matrix and the target's box, and
 // decides whether the instance is usable. After the target's tree was made.
 void UpdateInstance(Instance& instance);

@@ -10,21 +10,21 @@
 #include "math/threads.h"
 
 #include <algorithm>
+#include <memory>
 
 namespace mh {
 
 namespace {
 
-constexpr std::uint32_t kMaxLeaf = 65535; // a leaf's count has 16 bits in the wide nodes
 constexpr std::uint32_t kDeepestLevel = 255;
 constexpr std::uint32_t kParts = 256;        // that references can tell apart
-constexpr std::uint32_t kSmallObject = 4096; // below, a parallel region costs more than it saves
+constexpr std::uint32_t kSmallObject = 16384; // below, a parallel region costs more than it saves
 constexpr std::uint32_t kChunk = 8192;       // references a thread takes at a time
 
 struct BuildTask {
     std::uint32_t node = 0, level = 0;
     BuildRange range;
-    BuildBox centers; // bounds of the centers in the range
+    BuildBox centers = kEmptyBuildBox; // bounds of the centers in the range
 };
 
 struct Builder {
@@ -32,6 +32,12 @@ struct Builder {
     BuildItems items;
     std::uint32_t grain = 0; // ranges above are split by all threads together
 };
+
+// Above it a range is split by all threads together. Eight subtrees a thread share out well; the
+// tree does not depend on it.
+std::uint32_t grain_of(std::uint32_t count) {
+    return std::max(kSmallObject, count / (8 * static_cast<std::uint32_t>(team_size())));
+}
 
 // Appends references to `count` primitives of a kind. Part 256 shares its number with part 0: where
 // that one is shorter, the rest is left out. Returns how many were.
@@ -43,7 +49,16 @@ std::size_t append_references(Object& object, std::size_t part, PrimitiveKind ki
     return count - std::min(count, addressable);
 }
 
+std::size_t primitive_count(const Object& object) {
+    std::size_t count = object.instances.size();
+    for (const Part& part : object.parts)
+        count += part.particles.size() + part.cylinders.size() + part.triangles.size()
+                 + part.tetragons.size();
+    return count;
+}
+
 void make_references(Object& object) {
+    object.binary_references.reserve(primitive_count(object));
     std::size_t lost = 0;
     for (std::size_t i = 0; i < object.parts.size(); ++i) {
         const Part &part = object.parts[i], &named = object.parts[i % kParts];
@@ -79,7 +94,7 @@ BuildRange chunk_of(const BuildRange& range, std::int64_t chunk) {
 
 // Boxes of all references; returns the bounds of their centers.
 BuildBox make_boxes(const Object& object, const BuildItems& items, const BuildRange& range) {
-    BuildBox centers;
+    BuildBox centers = kEmptyBuildBox;
 #pragma omp parallel for num_threads(team_size()) if (range.count > kSmallObject)                  \
     schedule(dynamic) default(none) shared(object, items, range, centers)
     for (std::int64_t c = 0; c < chunk_count(range); ++c) {
@@ -95,10 +110,10 @@ BuildBox make_boxes(const Object& object, const BuildItems& items, const BuildRa
 
 // Bins of a range by all threads; the order in which they merge has no effect.
 Bins bin_by_all(const BuildItems& items, const BuildRange& range, const BuildBox& centers) {
-    Bins bins;
+    Bins bins = empty_bins();
 #pragma omp parallel num_threads(team_size()) default(none) shared(items, range, centers, bins)
     {
-        Bins mine;
+        Bins mine = empty_bins();
 #pragma omp for schedule(static) nowait
         for (std::int64_t c = 0; c < chunk_count(range); ++c)
             add_to_bins(mine, items, chunk_of(range, c), centers);
@@ -113,7 +128,7 @@ Split find_split(const Builder& builder, const BuildTask& task) {
     if (range.count == 2) return pair_split(builder.items, range.first, task.centers);
     if (range.count > builder.grain)
         return best_split(bin_by_all(builder.items, range, task.centers), task.centers);
-    Bins bins;
+    Bins bins = empty_bins();
     add_to_bins(bins, builder.items, range, task.centers);
     return best_split(bins, task.centers);
 }
@@ -218,12 +233,10 @@ void Build(Object& object) {
     object.binary_references = {};
     make_references(object);
     const BuildRange all = {0, static_cast<std::uint32_t>(object.binary_references.size())};
-    std::vector<BuildBox> boxes(all.count);
+    const auto boxes = std::make_unique_for_overwrite<BuildBox[]>(all.count);
     object.binary_nodes.resize(2 * static_cast<std::size_t>(all.count));
-    // 64 subtrees share out well among threads, and none is worth less than a small object.
-    const Builder builder = {object.binary_nodes,
-                             {object.binary_references.data(), boxes.data()},
-                             std::max(kSmallObject, all.count / 64)};
+    const Builder builder = {
+        object.binary_nodes, {object.binary_references.data(), boxes.get()}, grain_of(all.count)};
     if (all.count == 0) {
         report_level(0, false);
         report_level(1, true);

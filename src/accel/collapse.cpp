@@ -4,16 +4,19 @@
 // SPDX-License-Identifier: MIT
 #include "accel/collapse.h"
 
+#include "accel/restructure.h"
 #include "math/threads.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace mh {
 
 namespace {
 
-constexpr std::uint32_t kMaxLeaf = 65535;
 constexpr std::uint32_t kSmallObject = 16384; // primitives; below, one thread is as fast
+
+constexpr std::uint32_t kPrimitivesPerNode = 4; // about; meshes have five
 
 // A subtree to be flattened, and the slot of a finished node that waits for its index.
 struct Subtree {
@@ -40,10 +43,6 @@ struct Children {
     std::uint32_t node[kWide] = {};
     float area[kWide] = {}; // below 0 for a leaf
 };
-
-bool is_inner(const BinaryNode& node) {
-    return node.count == 0;
-}
 
 bool becomes_leaf(const BinaryNode& node) {
     if (!is_inner(node)) return true;
@@ -151,8 +150,10 @@ std::vector<Block> collapse_each(const Collapser& c, const std::vector<Subtree>&
     std::vector<Block> blocks(subtrees.size());
 #pragma omp parallel for num_threads(team_size()) if (subtrees.size() > 1)                         \
     schedule(dynamic, 1) default(none) shared(c, subtrees, blocks)
-    for (std::size_t i = 0; i < subtrees.size(); ++i)
+    for (std::size_t i = 0; i < subtrees.size(); ++i) {
+        blocks[i].nodes.reserve(c.nodes[subtrees[i].binary].primitives / kPrimitivesPerNode);
         collapse(c, subtrees[i], blocks[i], nullptr);
+    }
     return blocks;
 }
 
@@ -168,7 +169,7 @@ void Collapse(Object& object) {
     Block top;
     std::vector<Subtree> later;
     collapse(c, {}, top, &later);
-    const std::vector<Block> blocks = collapse_each(c, later);
+    std::vector<Block> blocks = collapse_each(c, later);
     std::size_t size = top.nodes.size();
     for (const Block& block : blocks)
         size += block.nodes.size();
@@ -176,7 +177,7 @@ void Collapse(Object& object) {
     tree.nodes.assign(top.nodes.begin(), top.nodes.end());
     tree.wide_depth = top.depth;
     for (std::size_t i = 0; i < later.size(); ++i)
-        join(tree, later[i], blocks[i]);
+        join(tree, later[i], std::exchange(blocks[i], {}));
     tree.occlusion_log.assign(size, OcclusionLog{});
 }
 

@@ -1,6 +1,7 @@
 // Order of the children within the wide nodes: by area when the tree is made, by measured
 // occlusions after the first frame.
 // SPDX-License-Identifier: MIT
+#include "accel/bounds.h"
 #include "accel/tree.h"
 #include "math/threads.h"
 
@@ -20,12 +21,6 @@ struct SlotValue {
 };
 
 using SlotValues = std::array<SlotValue, kWide>;
-
-float slot_area(const WideNode& node, int s) {
-    const auto& [lower, upper] = node.planes;
-    return half_area(
-        {{lower[0][s], lower[1][s], lower[2][s]}, {upper[0][s], upper[1][s], upper[2][s]}});
-}
 
 void swap_slots(WideNode& node, OcclusionLog& log, SlotValues& values, int a, int b) {
     for (auto& side : node.planes) {
@@ -95,7 +90,7 @@ void SATOrder(Object& object) {
     for (std::size_t i = 0; i < tree.nodes.size(); ++i) {
         SlotValues values;
         for (std::size_t s = 0; s < kWide; ++s)
-            values[s].rank = slot_area(tree.nodes[i], static_cast<int>(s));
+            values[s].rank = half_area(slot_box(tree.nodes[i], static_cast<int>(s)));
         sort_slots(tree.nodes[i], tree.occlusion_log[i], values);
     }
 }

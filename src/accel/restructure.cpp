@@ -47,10 +47,6 @@ constexpr std::array<Candidate, 14> kCandidates = {{
     {kABE, kAB, {{kF, kLeft}, {kA, kA}}},  // F, (E (A B))
 }};
 
-bool is_inner(const BinaryNode& node) {
-    return node.count == 0;
-}
-
 Aabb united(const Aabb& a, const Aabb& b) {
     Aabb box = a;
     merge(box, b);

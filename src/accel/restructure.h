@@ -8,6 +8,10 @@
 
 namespace mh {
 
+inline bool is_inner(const BinaryNode& node) {
+    return node.count == 0;
+}
+
 // Box, cost and number of primitives of an inner node from its children; cost and number of a
 // leaf from its box and count. A node costs its area, a leaf that of each of its primitives.
 void refit(std::vector<BinaryNode>& nodes, std::uint32_t index);

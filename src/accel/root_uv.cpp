@@ -3,6 +3,7 @@
 // SPDX-License-Identifier: MIT
 #include "accel/root_uv.h"
 
+#include "accel/bounds.h"
 #include "geometry/objects.h"
 #include "math/faces.h"
 
@@ -86,13 +87,6 @@ void try_leaf(const Object& object, const WideNode& node, int slot, const Vec3& 
     }
 }
 
-bool slot_contains(const WideNode& node, int slot, const Vec3& point) {
-    const auto& [lower, upper] = node.planes;
-    return contains(Aabb{{lower[0][slot], lower[1][slot], lower[2][slot]},
-                         {upper[0][slot], upper[1][slot], upper[2][slot]}},
-                    point);
-}
-
 // Leaves are tried whether their own box contains the point or not: that of a flat face contains
 // hardly any.
 void try_node(const Object& object, std::uint32_t index, const Vec3& point, Foot& foot) {
@@ -101,14 +95,14 @@ void try_node(const Object& object, std::uint32_t index, const Vec3& point, Foot
         if (node.child[slot] == kEmptyChild) continue;
         if (node.count[slot] != 0)
             try_leaf(object, node, slot, point, foot);
-        else if (slot_contains(node, slot, point))
+        else if (contains(slot_box(node, slot), point))
             try_node(object, node.child[slot], point, foot);
     }
 }
 
 bool is_in_some_child(const WideNode& node, const Vec3& point) {
     for (int slot = 0; slot < kWide; ++slot) {
-        if (slot_contains(node, slot, point)) return true;
+        if (contains(slot_box(node, slot), point)) return true;
     }
     return false;
 }

@@ -48,7 +48,7 @@ void try_axis(const BuildBox (&box)[kBins], const std::uint32_t (&count)[kBins],
               Split& split) {
     BuildBox suffix[kBins];
     float suffix_cost[kBins];
-    BuildBox right;
+    BuildBox right = kEmptyBuildBox;
     std::uint32_t right_count = 0;
     for (int i = kBins - 1; i > 0; --i) {
         merge(right, box[i]);
@@ -56,7 +56,7 @@ void try_axis(const BuildBox (&box)[kBins], const std::uint32_t (&count)[kBins],
         suffix[i] = right;
         suffix_cost[i] = cost(half_area(right), right_count);
     }
-    BuildBox left;
+    BuildBox left = kEmptyBuildBox;
     std::uint32_t left_count = 0;
     for (int plane = 0; plane < kBins - 1; ++plane) {
         merge(left, box[plane]);
@@ -71,8 +71,7 @@ void try_axis(const BuildBox (&box)[kBins], const std::uint32_t (&count)[kBins],
 } // namespace
 
 BuildBox to_build_box(const Aabb& box) {
-    return {Float4{box.min.x, box.min.y, box.min.z, 0.0f},
-            Float4{box.max.x, box.max.y, box.max.z, 0.0f}};
+    return {Float4{box.min.x, box.min.y, box.min.z}, Float4{box.max.x, box.max.y, box.max.z}};
 }
 
 Aabb to_aabb(const BuildBox& box) {
@@ -80,14 +79,14 @@ Aabb to_aabb(const BuildBox& box) {
 }
 
 BuildBox range_bounds(const BuildItems& items, const BuildRange& range) {
-    BuildBox bounds;
+    BuildBox bounds = kEmptyBuildBox;
     for (std::uint32_t i = 0; i < range.count; ++i)
         merge(bounds, items.boxes[range.first + i]);
     return bounds;
 }
 
 BuildBox center_bounds(const BuildItems& items, const BuildRange& range) {
-    BuildBox bounds;
+    BuildBox bounds = kEmptyBuildBox;
     for (std::uint32_t i = 0; i < range.count; ++i)
         merge_point(bounds, center(items.boxes[range.first + i]));
     return bounds;
@@ -96,6 +95,15 @@ BuildBox center_bounds(const BuildItems& items, const BuildRange& range) {
 bool is_point(const BuildBox& centers) {
     const Int4 extended = centers.max > centers.min;
     return (extended[0] | extended[1] | extended[2]) == 0;
+}
+
+Bins empty_bins() {
+    Bins bins = {};
+    for (auto& axis : bins.box) {
+        for (BuildBox& box : axis)
+            box = kEmptyBuildBox;
+    }
+    return bins;
 }
 
 void add_to_bins(Bins& bins, const BuildItems& items, const BuildRange& range,

@@ -10,10 +10,13 @@ namespace mh {
 
 using Float4 = float __attribute__((vector_size(16)));
 
+// Without initial values: an array of millions is filled by all threads.
 struct BuildBox {
-    Float4 min = {kFar, kFar, kFar, kFar};
-    Float4 max = {-kFar, -kFar, -kFar, -kFar};
+    Float4 min, max;
 };
+
+constexpr BuildBox kEmptyBuildBox = {Float4{kFar, kFar, kFar, kFar},
+                                     Float4{-kFar, -kFar, -kFar, -kFar}};
 
 inline void merge(BuildBox& box, const BuildBox& other) {
     box.min = other.min < box.min ? other.min : box.min;
@@ -37,18 +40,19 @@ constexpr int kBins = 8;
 
 struct Bins {
     BuildBox box[3][kBins];
-    std::uint32_t count[3][kBins] = {};
+    std::uint32_t count[3][kBins];
 };
 
 struct Split {
     bool found = false;
-    BuildBox left, right; // of the primitives on each side of the plane
+    BuildBox left = kEmptyBuildBox,
+             right = kEmptyBuildBox; // of the primitives on each side of the plane
 };
 
 // Result of a partition: the first `left` references of the range lie left.
 struct Partition {
     std::uint32_t left = 0;
-    BuildBox left_centers, right_centers;
+    BuildBox left_centers = kEmptyBuildBox, right_centers = kEmptyBuildBox;
 };
 
 // Bounds of the boxes, and of their centers.
@@ -57,6 +61,8 @@ BuildBox center_bounds(const BuildItems& items, const BuildRange& range);
 
 // Whether all centers are one point; also when none is a number.
 bool is_point(const BuildBox& centers);
+
+Bins empty_bins();
 
 // Adds the range to the bins of all three axes; centers are the bounds of a range that holds it.
 void add_to_bins(Bins& bins, const BuildItems& items, const BuildRange& range,

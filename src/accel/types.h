@@ -33,6 +33,7 @@ struct BinaryNode {
     std::uint32_t primitives = 0; // under the node
 };
 
+constexpr std::uint32_t kMaxLeaf = 65535; // references of a leaf: wide nodes count in 16 bits
 constexpr std::uint32_t kEmptyChild = 0xFFFFFFFFu;
 constexpr int kWide = 8;
 

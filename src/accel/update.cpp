@@ -18,7 +18,7 @@ constexpr std::size_t kCostChunk = 65536;     // nodes
 // Restructures a subtree from its deepest nodes up. A node changes only what lies under it, so
 // this order gives the same tree as one level after the other.
 void restructure_subtree(std::vector<BinaryNode>& nodes, std::uint32_t index) {
-    if (nodes[index].count == 0) {
+    if (is_inner(nodes[index])) {
         const std::uint32_t left = nodes[index].first;
         restructure_subtree(nodes, left);
         restructure_subtree(nodes, left + 1);
@@ -32,7 +32,7 @@ void collect_subtrees(const std::vector<BinaryNode>& nodes, std::uint32_t index,
                       std::uint32_t grain, std::vector<std::uint32_t>& top,
                       std::vector<std::uint32_t>& subtrees) {
     const BinaryNode& node = nodes[index];
-    if (node.count != 0 || node.primitives <= grain) {
+    if (!is_inner(node) || node.primitives <= grain) {
         subtrees.push_back(index);
         return;
     }
@@ -56,7 +56,7 @@ void restructure_tree(std::vector<BinaryNode>& nodes) {
 // Places without a node have an empty box and add nothing.
 double area_cost(const BinaryNode& node) {
     const float area = half_area(node.box);
-    return node.count == 0 ? area : static_cast<float>(node.count) * area;
+    return is_inner(node) ? area : static_cast<float>(node.count) * area;
 }
 
 // Summed in chunks of fixed size, so that the result does not depend on the threads.
