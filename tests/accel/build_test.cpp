@@ -1,0 +1,250 @@
+// The binary tree against a plain build that follows the definition one primitive at a time.
+// SPDX-License-Identifier: MIT
+#include "accel/bounds.h"
+#include "accel/tree.h"
+#include "random_object.h"
+
+#include <algorithm>
+#include <limits>
+#include <sstream>
+
+#include <gtest/gtest.h>
+#include <omp.h>
+
+namespace mh::test {
+
+namespace {
+
+struct Entry {
+    PrimitiveRef ref;
+    Aabb box;
+};
+
+// Writes the shape of a tree: (left right) for an inner node, [references] for a leaf.
+void write(std::ostream& out, const PrimitiveRef& ref) {
+    out << ref.part << '.' << static_cast<int>(ref.kind) << '.' << ref.index << ' ';
+}
+
+struct PlainSplit {
+    float cost = kFar;
+    Aabb left, right;
+};
+
+int bin_of(float center, float min, float max) {
+    return std::clamp(static_cast<int>(8.0f * ((center - min) / (max - min))), 0, 7);
+}
+
+void plain_axis(const std::vector<Entry>& entries, const Aabb& centers, float Vec3::*axis,
+                PlainSplit& best) {
+    if (centers.min.*axis == centers.max.*axis) return;
+    for (int plane = 0; plane < 7; ++plane) {
+        PlainSplit split;
+        float left = 0.0f, right = 0.0f;
+        for (const Entry& e : entries) {
+            const float c = center(e.box).*axis;
+            const bool is_left = bin_of(c, centers.min.*axis, centers.max.*axis) <= plane;
+            merge(is_left ? split.left : split.right, e.box);
+            (is_left ? left : right) += 1.0f;
+        }
+        split.cost = half_area(split.left) * left + half_area(split.right) * right;
+        if (split.cost < best.cost) best = split;
+    }
+}
+
+std::size_t plain_partition(std::vector<Entry>& entries, const PlainSplit& split) {
+    std::size_t left = 0, right = 0;
+    while (left + right < entries.size()) {
+        const Aabb& box = entries[left].box;
+        const bool in_left = contains(split.left, box), in_right = contains(split.right, box);
+        EXPECT_TRUE(in_left || in_right);
+        const bool both_left = half_area(split.right) > half_area(split.left);
+        if (in_left && in_right ? both_left : in_left) {
+            ++left;
+            continue;
+        }
+        ++right;
+        std::swap(entries[left], entries[entries.size() - right]);
+    }
+    return left;
+}
+
+void plain_build(std::ostream& out, std::vector<Entry> entries) {
+    Aabb centers;
+    for (const Entry& e : entries)
+        merge(centers, center(e.box));
+    PlainSplit best;
+    if (entries.size() > 1) {
+        plain_axis(entries, centers, &Vec3::x, best);
+        plain_axis(entries, centers, &Vec3::y, best);
+        plain_axis(entries, centers, &Vec3::z, best);
+    }
+    const std::size_t left = best.cost < kFar ? plain_partition(entries, best) : 0;
+    if (left == 0 || left == entries.size()) {
+        out << '[';
+        for (const Entry& e : entries)
+            write(out, e.ref);
+        out << ']';
+        return;
+    }
+    const auto middle = entries.begin() + static_cast<std::ptrdiff_t>(left);
+    out << '(';
+    plain_build(out, {entries.begin(), middle});
+    plain_build(out, {middle, entries.end()});
+    out << ')';
+}
+
+std::string plain_shape(const Object& object) {
+    std::vector<Entry> entries;
+    const auto add = [&](std::size_t part, PrimitiveKind kind, std::size_t count) {
+        for (std::uint32_t i = 0; i < count; ++i) {
+            const PrimitiveRef ref = {static_cast<std::uint16_t>(part), kind, i};
+            entries.push_back({ref, reference_bounds(object, ref)});
+        }
+    };
+    for (std::size_t p = 0; p < object.parts.size(); ++p) {
+        add(p, PrimitiveKind::particle, object.parts[p].particles.size());
+        add(p, PrimitiveKind::cylinder, object.parts[p].cylinders.size());
+        add(p, PrimitiveKind::triangle, object.parts[p].triangles.size());
+        add(p, PrimitiveKind::tetragon, object.parts[p].tetragons.size());
+    }
+    std::ostringstream out;
+    plain_build(out, entries);
+    return out.str();
+}
+
+void write_built(std::ostream& out, const Object& object, std::uint32_t index) {
+    const BinaryNode& node = object.binary_nodes[index];
+    out << (node.count == 0 ? '(' : '[');
+    if (node.count == 0) {
+        write_built(out, object, node.first);
+        write_built(out, object, node.first + 1);
+    }
+    for (std::uint32_t i = 0; i < node.count; ++i)
+        write(out, object.binary_references[node.first + i]);
+    out << (node.count == 0 ? ')' : ']');
+}
+
+std::string built_shape(Object& object) {
+    testing::internal::CaptureStdout();
+    Build(object);
+    testing::internal::GetCapturedStdout();
+    std::ostringstream out;
+    write_built(out, object, 0);
+    return out.str();
+}
+
+// Largest leaf, and whether the leaves hold every reference once and in order.
+std::uint32_t largest_leaf(const Object& object, std::uint32_t index, std::uint32_t& next) {
+    const BinaryNode& node = object.binary_nodes[index];
+    if (node.count != 0) {
+        EXPECT_EQ(node.first, next);
+        next += node.count;
+        return node.count;
+    }
+    const std::uint32_t left = largest_leaf(object, node.first, next);
+    return std::max(left, largest_leaf(object, node.first + 1, next));
+}
+
+} // namespace
+
+TEST(Build, AgreesWithThePlainBuildOnRandomObjects) {
+    for (unsigned seed = 0; seed < 60; ++seed) {
+        Object object = random_object(seed, 1 + seed * seed / 20, seed % 2 == 0 ? 0.02f : 0.7f);
+        EXPECT_EQ(built_shape(object), plain_shape(object)) << "seed " << seed;
+    }
+}
+
+TEST(Build, AgreesWithThePlainBuildOnAxisAlignedRows) {
+    for (const Vec3& step :
+         {Vec3{1, 0, 0}, Vec3{0, 0.1f, 0}, Vec3{0, 0, 3}, Vec3{1e-3f, 0, 1e3f}}) {
+        Object object = triangle_row(50, step);
+        EXPECT_EQ(built_shape(object), plain_shape(object)) << step.x << ' ' << step.y;
+    }
+}
+
+TEST(Build, MakesTheSameTreeWithOneAndManyThreads) {
+    Object one = random_object(7, 20000, 0.02f), many = one;
+    const int threads = omp_get_max_threads();
+    omp_set_num_threads(1);
+    const std::string shape = built_shape(one);
+    Update(one);
+    omp_set_num_threads(4);
+    EXPECT_EQ(built_shape(many), shape);
+    Update(many);
+    SATOrder(many);
+    omp_set_num_threads(threads);
+    SATOrder(one);
+    ASSERT_EQ(one.tree.nodes.size(), many.tree.nodes.size());
+    for (std::size_t i = 0; i < one.tree.nodes.size(); ++i)
+        for (int k = 0; k < kWide; ++k)
+            ASSERT_EQ(one.tree.nodes[i].child[k], many.tree.nodes[i].child[k]) << i << ' ' << k;
+    EXPECT_EQ(one.tree.tree_cost, many.tree.tree_cost);
+}
+
+TEST(Build, MakesLeavesOfEqualCentersAndOfOnePrimitive) {
+    Object single = triangle_row(1, {});
+    EXPECT_EQ(built_shape(single), "[0.3.0 ]");
+    Object nested = triangle_row(2, {});
+    for (std::size_t i = 3; i < 6; ++i) // the second larger than the first around one center
+        nested.parts[0].positions[i] = 2.0f * nested.parts[0].positions[i] - Vec3{0.5f, 0.5f, 0};
+    EXPECT_EQ(built_shape(nested), "[0.3.0 0.3.1 ]");
+}
+
+TEST(Build, NoLeafIsLargerThanWhatNodesCanCount) {
+    Object object = triangle_row(150000, {});
+    built_shape(object);
+    std::uint32_t next = 0;
+    EXPECT_LE(largest_leaf(object, 0, next), kMaxLeaf);
+    EXPECT_EQ(next, 150000u);
+    Update(object);
+    std::uint32_t references = 0;
+    for (const WideNode& node : object.tree.nodes)
+        for (const std::uint32_t count : node.count)
+            references += count;
+    EXPECT_EQ(references, 150000u);
+}
+
+TEST(Build, EndsOnBoxesThatAreNotNumbers) {
+    Object object = random_object(3, 40, 0.1f);
+    for (std::size_t i = 0; i < 40; i += 7)
+        radii(object.parts[0])[object.parts[0].particles[i]] =
+            i % 2 == 0 ? std::numeric_limits<float>::quiet_NaN()
+                       : std::numeric_limits<float>::infinity();
+    built_shape(object);
+    Update(object);
+    EXPECT_EQ(object.tree.references.size(), 120u);
+}
+
+TEST(Build, ReportsEveryLevelAndTheTime) {
+    Object object = triangle_row(3, {2, 0, 0});
+    object.name = "row";
+    testing::internal::CaptureStdout();
+    Build(object);
+    const std::string report = testing::internal::GetCapturedStdout();
+    const std::string label = "tree construction wavefront ", unit = " [ n/a ]";
+    EXPECT_EQ(report.find(label + "               0" + unit + "\r" + label + "               1"
+                          + unit + "\r" + label + "               2" + unit + "\r" + label
+                          + "               3" + unit + "\n"
+                          + "bbvh construction for row           0."),
+              0u)
+        << report;
+}
+
+TEST(Build, PartsBeyondTheirNumbersRepeatTheFirst) {
+    Object object;
+    object.parts.assign(258, empty_part());
+    for (std::uint32_t i = 0; i < 258; ++i) {
+        Part& part = object.parts[i];
+        part.positions = {{static_cast<float>(i), 0, 0}, {1, 1, 0}, {0, 1, 1}};
+        part.triangles.assign(i < 256 ? 1 : 2, {{0, 1, 2}, 0});
+    }
+    testing::internal::CaptureStdout();
+    Build(object);
+    const std::string report = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(report.find("error :( \tobject - "), 0u) << report;
+    EXPECT_EQ(object.binary_references.size(), 258u); // one of each pair in the last two
+    for (const PrimitiveRef& ref : object.binary_references)
+        EXPECT_LT(ref.index, object.parts[ref.part].triangles.size());
+}
+
+} // namespace mh::test

@@ -1,0 +1,305 @@
+// Restructuring against the costs of all shapes, and the wide tree against the primitives.
+// SPDX-License-Identifier: MIT
+#include "accel/bounds.h"
+#include "accel/collapse.h"
+#include "accel/restructure.h"
+#include "accel/tree.h"
+#include "random_object.h"
+
+#include <algorithm>
+#include <map>
+#include <set>
+
+#include <gtest/gtest.h>
+
+namespace mh::test {
+
+namespace {
+
+Aabb random_box(RandomPoints& random) {
+    Aabb box;
+    const Vec3 corner = random.point();
+    merge(box, corner);
+    merge(box, corner + 0.4f * random.point());
+    return box;
+}
+
+// A node over two inner nodes over the given boxes as leaves of one primitive, or over one inner
+// node and a leaf.
+std::vector<BinaryNode> small_tree(const std::vector<Aabb>& boxes, bool inner_left) {
+    std::vector<BinaryNode> nodes(7);
+    nodes[0].first = 1;
+    const std::uint32_t inner = inner_left ? 1 : 2, other = 3 - inner;
+    nodes[inner].first = 3;
+    if (boxes.size() == 4) nodes[other].first = 5;
+    const std::vector<std::uint32_t> leaves = boxes.size() == 4
+                                                  ? std::vector<std::uint32_t>{3, 4, 5, 6}
+                                                  : std::vector<std::uint32_t>{3, 4, other};
+    for (std::size_t i = 0; i < boxes.size(); ++i) {
+        nodes[leaves[i]].box = boxes[i];
+        nodes[leaves[i]].count = static_cast<std::uint32_t>(i) + 1; // tells the leaves apart
+        refit(nodes, leaves[i]);
+    }
+    refit(nodes, 1);
+    refit(nodes, 2);
+    return nodes;
+}
+
+// The set of leaves under every inner node below the root: names the shape whatever the order.
+using Shape = std::set<std::set<std::uint32_t>>;
+
+std::set<std::uint32_t> collect_shape(const std::vector<BinaryNode>& nodes, std::uint32_t index,
+                                      Shape& shape) {
+    const BinaryNode& node = nodes[index];
+    if (node.count != 0) return {node.count};
+    std::set<std::uint32_t> leaves = collect_shape(nodes, node.first, shape);
+    leaves.merge(collect_shape(nodes, node.first + 1, shape));
+    shape.insert(leaves);
+    return leaves;
+}
+
+Shape shape_of(const std::vector<BinaryNode>& nodes) {
+    Shape shape;
+    collect_shape(nodes, 0, shape);
+    return shape;
+}
+
+double area_of(const std::vector<Aabb>& boxes, const std::set<std::uint32_t>& leaves) {
+    Aabb box;
+    for (const std::uint32_t leaf : leaves)
+        merge(box, boxes[leaf - 1]);
+    return half_area(box);
+}
+
+double cost_of(const std::vector<Aabb>& boxes, const Shape& shape) {
+    double cost = 0.0;
+    for (const auto& leaves : shape)
+        cost += area_of(boxes, leaves);
+    for (std::uint32_t i = 0; i < boxes.size(); ++i)
+        cost += half_area(boxes[i]) * (static_cast<double>(i) + 1);
+    return cost;
+}
+
+// All ways to put an inner node or two under a root over n leaves.
+std::vector<Shape> all_shapes(std::uint32_t n) {
+    std::set<std::uint32_t> all;
+    for (std::uint32_t i = 1; i <= n; ++i)
+        all.insert(i);
+    std::vector<Shape> shapes;
+    if (n == 3) return {{all, {1, 2}}, {all, {1, 3}}, {all, {2, 3}}};
+    for (std::uint32_t i = 2; i <= 4; ++i) {
+        const std::set<std::uint32_t> pair = {1, i};
+        std::set<std::uint32_t> rest = all;
+        for (const std::uint32_t leaf : pair)
+            rest.erase(leaf);
+        shapes.push_back({all, pair, rest});
+    }
+    for (const std::uint32_t top : all) {
+        std::set<std::uint32_t> three = all;
+        three.erase(top);
+        for (const std::uint32_t below : three) {
+            std::set<std::uint32_t> two = three;
+            two.erase(below);
+            shapes.push_back({all, three, two});
+        }
+    }
+    return shapes;
+}
+
+// Restructures random trees over n leaves: each must take the cheapest shape, and in all of them
+// every shape must have been taken.
+void check_shapes(std::uint32_t n, unsigned rounds) {
+    RandomPoints random(n);
+    const std::vector<Shape> shapes = all_shapes(n);
+    std::map<Shape, int> taken;
+    for (unsigned round = 0; round < rounds; ++round) {
+        std::vector<Aabb> boxes(n);
+        for (Aabb& box : boxes)
+            box = random_box(random);
+        std::vector<BinaryNode> nodes = small_tree(boxes, round % 2 == 0);
+        nodes[0].cost = round % 3 == 0 ? 0.0f : 1e9f; // stale
+        restructure(nodes, 0);
+        double best = 1e30;
+        for (const Shape& shape : shapes)
+            best = std::min(best, cost_of(boxes, shape));
+        const Shape shape = shape_of(nodes);
+        ++taken[shape];
+        // 1e-5 of the cost: sums of a dozen floats.
+        EXPECT_NEAR(cost_of(boxes, shape), best, 1e-5 * best) << "round " << round;
+        EXPECT_NEAR(nodes[0].cost, best, 1e-5 * best) << "round " << round;
+        EXPECT_EQ(nodes[0].primitives, n * (n + 1) / 2);
+    }
+    EXPECT_EQ(taken.size(), shapes.size());
+    for (const Shape& shape : shapes)
+        EXPECT_GT(taken[shape], 0);
+}
+
+struct Census {
+    std::multiset<std::uint64_t> references;
+    double cost = 0.0;
+    std::uint32_t depth = 0;
+};
+
+std::uint64_t key(const PrimitiveRef& ref) {
+    return std::uint64_t{ref.index} << 32 | std::uint64_t{ref.part} << 16
+           | static_cast<std::uint64_t>(ref.kind);
+}
+
+bool equal(const Aabb& a, const Aabb& b) {
+    return a.min == b.min && a.max == b.max;
+}
+
+// Counts what the wide tree holds and checks that every box is the union of what lies below.
+Aabb take_census(const Object& object, std::uint32_t index, std::uint32_t depth, Census& census) {
+    const WideNode& node = object.tree.nodes[index];
+    census.depth = std::max(census.depth, depth);
+    Aabb all;
+    for (int k = 0; k < kWide; ++k) {
+        const Aabb stored = slot_box(node, k);
+        Aabb box;
+        if (node.child[k] == kEmptyChild) {
+            EXPECT_TRUE(equal(stored, Aabb{}) && node.count[k] == 0);
+            continue;
+        }
+        if (node.count[k] == 0) box = take_census(object, node.child[k], depth + 1, census);
+        for (std::uint32_t i = 0; i < node.count[k]; ++i) {
+            const PrimitiveRef& ref = object.tree.references[node.child[k] + i];
+            census.references.insert(key(ref));
+            merge(box, reference_bounds(object, ref));
+        }
+        EXPECT_TRUE(equal(stored, box)) << "node " << index << " slot " << k;
+        merge(all, box);
+    }
+    return all;
+}
+
+void build_quietly(Object& object) {
+    testing::internal::CaptureStdout();
+    Build(object);
+    Update(object);
+    SATOrder(object);
+    testing::internal::GetCapturedStdout();
+}
+
+double binary_cost(const Object& object, std::uint32_t index) {
+    const BinaryNode& node = object.binary_nodes[index];
+    if (node.count != 0) return half_area(node.box) * static_cast<float>(node.count);
+    return half_area(node.box) + binary_cost(object, node.first)
+           + binary_cost(object, node.first + 1);
+}
+
+} // namespace
+
+TEST(Restructure, TakesTheCheapestOfTheFifteenShapesOfFour) {
+    check_shapes(4, 3000);
+}
+
+TEST(Restructure, TakesTheCheapestOfTheThreeShapesOfThree) {
+    check_shapes(3, 300);
+}
+
+TEST(Update, HoldsEveryPrimitiveOnceInTightBoxes) {
+    for (unsigned seed = 1; seed < 12; ++seed) {
+        Object object = random_object(seed, seed * seed * seed, seed % 2 == 0 ? 0.05f : 0.5f);
+        build_quietly(object);
+        Census census;
+        const Aabb box = take_census(object, 0, 0, census);
+        EXPECT_TRUE(equal(box, object.box));
+        EXPECT_EQ(census.depth, object.tree.wide_depth);
+        EXPECT_EQ(census.references.size(), object.binary_references.size());
+        EXPECT_EQ(std::set(census.references.begin(), census.references.end()).size(),
+                  object.binary_references.size());
+        const double cost = binary_cost(object, 0);
+        EXPECT_NEAR(object.tree.tree_cost, cost, 1e-9 * cost) << "seed " << seed;
+        EXPECT_NEAR(object.binary_nodes[0].cost, cost, 1e-4 * cost); // float sums
+    }
+}
+
+TEST(SATOrder, ChildrenStandByFallingArea) {
+    Object object = random_object(4, 3000, 0.1f);
+    build_quietly(object);
+    for (const WideNode& node : object.tree.nodes)
+        for (int k = 1; k < kWide; ++k)
+            EXPECT_LE(half_area(slot_box(node, k)), half_area(slot_box(node, k - 1)));
+}
+
+TEST(Update, LeavesWithoutAreaStayNodes) {
+    Object object = triangle_row(20, {1, 0, 0});
+    for (Vec3& p : object.parts[0].positions)
+        p.y = p.z = 0.0f; // on a line: all areas are 0, and no cost is above another
+    build_quietly(object);
+    for (const WideNode& node : object.tree.nodes)
+        for (const std::uint32_t count : node.count)
+            EXPECT_LE(count, 1u);
+}
+
+TEST(Update, OneLeafAndNothing) {
+    Object one = triangle_row(1, {}), none;
+    build_quietly(one);
+    ASSERT_EQ(one.tree.nodes.size(), 1u);
+    EXPECT_EQ(one.tree.nodes[0].child[0], 0u);
+    EXPECT_EQ(one.tree.nodes[0].count[0], 1u);
+    EXPECT_EQ(one.tree.nodes[0].child[1], kEmptyChild);
+    build_quietly(none);
+    EXPECT_TRUE(none.tree.nodes.empty());
+    EXPECT_TRUE(none.box.min == Vec3{} && none.box.max == Vec3{});
+}
+
+TEST(Collapse, ASubtreeBecomesALeafWhenItsCostIsAboveThatOfItsPrimitives) {
+    for (const float extra : {0.0f, 1e-3f}) {
+        Object object;
+        object.binary_references.resize(24);
+        // Eight children of three references each below the root, so that none is opened.
+        std::vector<BinaryNode>& nodes = object.binary_nodes;
+        nodes.resize(1 + 2 * 7 + 2 * 8);
+        for (std::uint32_t i = 0; i < 15; ++i)
+            nodes[i].first = 2 * i + 1;
+        for (std::uint32_t i = 0; i < 31; ++i)
+            nodes[i].box = {{}, splat(i < 7 ? 2.0f : 1.0f)};
+        for (std::uint32_t i = 15; i < 31; ++i) // one reference left, two right
+            nodes[i].count = nodes[i].primitives = 2 - i % 2;
+        for (std::uint32_t i = 15, next = 0; i < 31; next += nodes[i++].count)
+            nodes[i].first = next;
+        for (std::uint32_t i = 15; i-- > 0;)
+            nodes[i].primitives =
+                nodes[nodes[i].first].primitives + nodes[nodes[i].first + 1].primitives;
+        for (std::uint32_t i = 7; i < 15; ++i)
+            nodes[i].cost = 3.0f * half_area(nodes[i].box) + extra;
+        Collapse(object);
+        EXPECT_EQ(object.tree.nodes.size(), extra > 0.0f ? 1u : 9u);
+        EXPECT_EQ(object.tree.nodes[0].count[0], extra > 0.0f ? 3 : 0);
+    }
+}
+
+TEST(ReorderTree, PutsTheChildrenThatOccludeMostPerCostFirst) {
+    Object object = random_object(9, 2000, 0.05f);
+    build_quietly(object);
+    const std::vector<WideNode> before = object.tree.nodes;
+    EXPECT_EQ(ReorderTree(object), 0.0f); // nothing measured: nothing moves
+    for (std::size_t i = 0; i < before.size(); ++i)
+        EXPECT_TRUE(
+            std::equal(before[i].child, before[i].child + kWide, object.tree.nodes[i].child));
+    // One node whose slots are leaves, or count as cost 0 since nothing below was hit.
+    const auto node = std::find_if(before.begin(), before.end(), [](const WideNode& n) {
+        return n.count[0] > 0 && n.count[1] > 0 && n.count[2] > 0;
+    });
+    ASSERT_NE(node, before.end());
+    const auto index = static_cast<std::size_t>(node - before.begin());
+    const auto share = [&](std::size_t slot) { return slot == 2 ? 0.75f : 0.25f; };
+    object.tree.occlusion_log[index][1] = 100;
+    object.tree.occlusion_log[index][2] = 300;
+    const float cost = ReorderTree(object);
+    const std::size_t first = share(2) / static_cast<float>(node->count[2])
+                                      > share(1) / static_cast<float>(node->count[1])
+                                  ? 2
+                                  : 1;
+    const WideNode& after = object.tree.nodes[index];
+    EXPECT_EQ(after.child[0], node->child[first]);
+    EXPECT_EQ(after.child[1], node->child[3 - first]);
+    EXPECT_EQ(object.tree.occlusion_log[index][0], first == 2 ? 300u : 100u);
+    EXPECT_GT(cost, 0.0f);
+    Census census;
+    take_census(object, static_cast<std::uint32_t>(index), 0, census); // boxes moved along
+}
+
+} // namespace mh::test
