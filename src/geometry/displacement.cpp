@@ -23,6 +23,9 @@ namespace {
 
 constexpr std::int64_t kKept = -1; // level of faces that stay as they are
 
+// Fewer new triangles are made sooner than a team of threads starts.
+constexpr std::size_t kSmallPart = 2048;
+
 // One displacement layer applied to the triangles of a part.
 struct Layer {
     Part& part;
@@ -256,7 +259,8 @@ bool displace_layer(Part& part, std::size_t k) {
     extend(part.scalar_arrays, part.positions.size());
     extend(part.vec2_arrays, part.positions.size());
     extend(part.vec3_arrays, part.positions.size());
-#pragma omp parallel for schedule(static) num_threads(team_size()) default(none) shared(layer)
+#pragma omp parallel for schedule(static) num_threads(team_size()) default(none)                   \
+    shared(layer) if (layer.part.triangles.size() > kSmallPart)
     for (std::size_t i = 0; i < layer.faces.size(); ++i)
         divide_face(layer, i);
     return true;

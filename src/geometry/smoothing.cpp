@@ -22,6 +22,9 @@ namespace mh {
 
 namespace {
 
+// Smaller parts are done sooner than a team of threads starts.
+constexpr std::size_t kSmallPart = 2048; // faces or vertices
+
 enum class Smoothness : std::uint8_t { flat, kept, angle };
 
 // What a shader's smooth_angle asks for.
@@ -142,7 +145,7 @@ std::vector<FaceFrame> face_frames(const Part& part) {
     const std::size_t triangles = part.triangles.size();
     std::vector<FaceFrame> frames(triangles + part.tetragons.size());
 #pragma omp parallel for schedule(static) num_threads(team_size()) default(none)                   \
-    shared(frames, part, triangles)
+    shared(frames, part, triangles) if (frames.size() > kSmallPart)
     for (std::size_t i = 0; i < frames.size(); ++i)
         frames[i] = i < triangles ? frame_of(part, part.triangles[i])
                                   : frame_of(part, part.tetragons[i - triangles]);
@@ -353,7 +356,8 @@ void replace_vertices(Part& part, std::size_t kept, const std::vector<NewVertex>
 }
 
 std::vector<Run> make_runs(std::size_t groups) {
-    std::vector<Run> runs(static_cast<std::size_t>(team_size()));
+    const int threads = groups > kSmallPart ? team_size() : 1;
+    std::vector<Run> runs(static_cast<std::size_t>(threads));
     for (std::size_t i = 0; i < runs.size(); ++i) {
         runs[i].first_group = groups * i / runs.size();
         runs[i].last_group = groups * (i + 1) / runs.size();
@@ -365,7 +369,8 @@ void smooth_faces(Part& part) {
     Smoothing work = {part, shader_rules(), face_frames(part), {}, {}};
     make_groups(work);
     std::vector<Run> runs = make_runs(work.group_start.size() - 1);
-#pragma omp parallel for schedule(static) num_threads(team_size()) default(none) shared(work, runs)
+#pragma omp parallel for schedule(static) num_threads(team_size()) default(none)                   \
+    shared(work, runs) if (runs.size() > 1)
     for (std::size_t i = 0; i < runs.size(); ++i)
         smooth_run(work, runs[i]);
     // Particles and cylinders go on using the old vertices.

@@ -1,0 +1,202 @@
+// Displacement: counts, closed meshes without cracks, the patch, refusals.
+// SPDX-License-Identifier: MIT
+#include "geometry/displacement.h"
+
+#include "geometry/finalise.h"
+#include "geometry/meshes.h"
+#include "geometry/objects.h"
+#include "geometry/patch.h"
+#include "math/roots.h"
+#include "shading/images.h"
+#include "shading/shaders.h"
+#include "support/fresh_scene.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include <gtest/gtest.h>
+
+namespace mh::test {
+namespace {
+
+const std::string kMissing = "warning :( \tmissing vertex normals for displacement mapping\n";
+
+std::uint32_t add_displaced_shader(float smooth_angle_deg, std::initializer_list<int> levels,
+                                   const Vec3& vector = {}) {
+    const std::uint32_t shader = add_smooth_shader(smooth_angle_deg);
+    for (const int level : levels) {
+        ShaderElement& element = Shaders[shader].displacement.vectors.emplace_back();
+        element.level = level;
+        element.color = vector;
+    }
+    return shader;
+}
+
+const std::string kTriangle = "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n";
+
+TEST(Displace, DividesFacesByTheSquaresOfTheLevels) {
+    const FreshScene scene;
+    for (const int level : {1, 2, 3, 64}) {
+        Part part = part_from_obj(kTriangle, add_displaced_shader(30.0f, {level}));
+        FinalisePart(part);
+        const auto n = static_cast<std::size_t>(level);
+        EXPECT_EQ(part.triangles.size(), n * n);
+        EXPECT_EQ(part.positions.size(), (n + 1) * (n + 2) / 2);
+        for (const Vec3& p : part.positions)
+            EXPECT_EQ(p.z, 0.0f); // flat stays flat
+    }
+    Part twice = part_from_obj(kTriangle, add_displaced_shader(30.0f, {2, 3}));
+    FinalisePart(twice);
+    EXPECT_EQ(twice.triangles.size(), 36u);
+    for (const int level : {0, -5}) {
+        Part part = part_from_obj(kTriangle, add_displaced_shader(30.0f, {level}));
+        FinalisePart(part);
+        EXPECT_TRUE(part.triangles.empty());
+    }
+}
+
+TEST(Displace, SplitsTetragonsOnlyWithALayer) {
+    const FreshScene scene;
+    Part plain = part_from_obj(cube_text(), add_smooth_shader(30.0f));
+    FinalisePart(plain);
+    EXPECT_EQ(plain.tetragons.size(), 6u);
+    Part part = part_from_obj(cube_text(), add_smooth_shader(30.0f));
+    part.tetragons[2].shader = add_displaced_shader(30.0f, {3});
+    FinalisePart(part);
+    EXPECT_TRUE(part.tetragons.empty());
+    EXPECT_EQ(part.triangles.size(), 10u + 2u * 9u);
+}
+
+// An image whose blue channel waves over the unit square.
+int add_wave_image() {
+    const int index = FindOrAddImage("wave");
+    Image& image = Textures[static_cast<std::size_t>(index)];
+    AllocateImage(image, 8, 8, 3, 32, false);
+    for (std::int64_t i = 0; i < 64; ++i)
+        set_texel(image, i, {0.0f, 0.0f, 0.3f * std::sin(static_cast<float>(i * i))});
+    return index;
+}
+
+// The faces number the ends of their shared edges in every way, another one at each level.
+TEST(Displace, LeavesNoCrackAtAnyLevel) {
+    const FreshScene scene;
+    const int image = add_wave_image();
+    const std::string text = "v 1 1 1\nv 1 -1 -1\nv -1 1 -1\nv -1 -1 1\n"
+                             "f 1 2 3\nf 1 3 4\nf 1 4 2\nf 2 4 3\n";
+    Part tetrahedron = part_from_obj(text);
+    for (std::size_t i = 0; i < tetrahedron.positions.size(); ++i)
+        uvs(tetrahedron)[i] = {0.31f * static_cast<float>(i), 0.17f * static_cast<float>(i * i)};
+    for (int level = 1; level <= 64; ++level) {
+        const std::uint32_t shader = add_displaced_shader(150.0f, {level});
+        Shaders[shader].displacement.vectors[0].image_index = image;
+        Part part = tetrahedron;
+        for (std::size_t f = 0; f < 4; ++f) {
+            auto& v = part.triangles[f].vertex;
+            part.triangles[f].shader = shader;
+            std::rotate(v.begin(), v.begin() + (level / static_cast<int>(f + 1)) % 3, v.end());
+        }
+        FinalisePart(part);
+        const auto n = static_cast<std::size_t>(level);
+        EXPECT_EQ(part.triangles.size(), 4 * n * n);
+        EXPECT_EQ(open_edges(part), 0) << "level " << level;
+    }
+}
+
+TEST(Displace, MovesByTheVectorOrInTheFrame) {
+    const FreshScene scene;
+    Part vector = part_from_obj(kTriangle, add_displaced_shader(30.0f, {2}, {0.0f, 0.5f, 2.0f}));
+    FinalisePart(vector);
+    for (const Vec3& p : vector.positions)
+        EXPECT_EQ(p.z, 2.0f);
+    Part still = part_from_obj(kTriangle, add_displaced_shader(30.0f, {2}));
+    FinalisePart(still);
+    for (const Vec3& p : still.positions)
+        EXPECT_EQ(p.z, 0.0f);
+
+    const int index = FindOrAddImage("constant");
+    AllocateImage(Textures[static_cast<std::size_t>(index)], 1, 1, 3, 32, false);
+    set_texel(Textures[static_cast<std::size_t>(index)], 0, {0.25f, 0.5f, 4.0f});
+    const std::uint32_t shader = add_displaced_shader(30.0f, {1});
+    Shaders[shader].displacement.vectors[0].image_index = index;
+    Part framed = part_from_obj(kTriangle, shader);
+    FinalisePart(framed);
+    // N = z, T = x, B = y: (d.y, -d.x, d.z)
+    EXPECT_EQ(framed.positions[framed.triangles[0].vertex[0]], (Vec3{0.5f, -0.25f, 4.0f}));
+    // With a vector, the vector scales the look-up.
+    Shaders[shader].displacement.vectors[0].color = {1.0f, 1.0f, 0.5f};
+    Part scaled = part_from_obj(kTriangle, shader);
+    FinalisePart(scaled);
+    EXPECT_EQ(scaled.positions[scaled.triangles[0].vertex[0]], (Vec3{0.25f, 0.5f, 2.0f}));
+}
+
+TEST(Displace, NeedsNormals) {
+    FreshScene scene;
+    scene.take_report();
+    for (const float angle : {-1.0f, 0.0f}) {
+        Part part = part_from_obj(kTriangle, add_displaced_shader(angle, {4}));
+        FinalisePart(part);
+        EXPECT_EQ(part.triangles.size(), 1u);
+        EXPECT_EQ(scene.take_report(), kMissing + kMissing + std::string(80, '_') + "\n\n");
+    }
+}
+
+TEST(Displace, RefusesWhatDoesNotFitIntoTheMachine) {
+    FreshScene scene;
+    scene.take_report();
+    for (const int level : {70000, 2000000000}) {
+        Part part = part_from_obj(kTriangle, add_displaced_shader(30.0f, {level}));
+        FinalisePart(part);
+        EXPECT_EQ(part.triangles.size(), 1u);
+        EXPECT_EQ(scene.take_report().find("warning :( \tdisplacement - level "
+                                           + std::to_string(level) + " of shader smooth"),
+                  0u);
+    }
+}
+
+TEST(Displace, InterpolatesNamedArrays) {
+    const FreshScene scene;
+    Part part = part_from_obj(kTriangle, add_displaced_shader(30.0f, {4}));
+    part.vec3_arrays.push_back({"copy", part.positions});
+    part.scalar_arrays.push_back({"x", {0.0f, 1.0f, 0.0f}});
+    FinalisePart(part);
+    ASSERT_EQ(part.vec3_arrays[0].values.size(), part.positions.size());
+    for (std::size_t i = 0; i < part.positions.size(); ++i) {
+        // Weights are cut to the lattice of 1/22403, so that up to two steps are lost.
+        EXPECT_NEAR(part.vec3_arrays[0].values[i].x, part.positions[i].x, 2.0f / 22403.0f);
+        EXPECT_NEAR(part.scalar_arrays[1].values[i], part.positions[i].x, 2.0f / 22403.0f);
+    }
+}
+
+// Corners and normals of a sphere, 0.2 radians apart. The patch agrees with the sphere but for terms
+// of fourth order in that angle; a flat triangle would be off by its square / 8, 5e-3.
+TEST(PatchPoint, PassesThroughCornersAndFollowsASphere) {
+    std::array<OrientedPoint, 3> corners;
+    const std::array<Vec3, 3> points = {{{1, 0, 0}, {1, 0.2f, 0}, {1, 0.1f, 0.17f}}};
+    for (std::size_t i = 0; i < 3; ++i)
+        corners[i] = {normalize(points[i]), normalize(points[i])};
+    EXPECT_EQ(patch_point(corners, {1, 0, 0}), corners[0].position);
+    EXPECT_EQ(patch_point(corners, {0, 1, 0}), corners[1].position);
+    EXPECT_EQ(patch_point(corners, {0, 0, 1}), corners[2].position);
+    for (std::uint64_t row = 0; row <= 16; ++row)
+        for (std::uint64_t j = 0; j <= row; ++j) {
+            const Vec3 p = patch_point(corners, grid_weights(16, row, j));
+            EXPECT_NEAR(std::sqrt(dot(p, p)), 1.0f, 1e-4f) << row << " " << j;
+        }
+}
+
+TEST(Blend, HandsOnUnitNormalsAtRightAnglesToTheCurve) {
+    const OrientedPoint a = {{0, 0, 0}, normalize(Vec3{-1, 0, 2})};
+    const OrientedPoint b = {{2, 0, 0.5f}, normalize(Vec3{1, 0.5f, 1})};
+    constexpr float kStep = 1e-3f;
+    for (float t = 0.1f; t < 0.95f; t += 0.1f) {
+        const OrientedPoint p = blend(t, a, b);
+        const Vec3 along = blend(t - kStep, a, b).position - blend(t + kStep, a, b).position;
+        EXPECT_NEAR(dot(p.normal, p.normal), 1.0f, 1e-5f);
+        // The curve's bow follows n, which turns along it: the slope neglects part of the turn.
+        EXPECT_NEAR(dot(normalize(along), p.normal), 0.0f, 0.1f) << t;
+    }
+    EXPECT_EQ(blend(0.3f, a, a).normal, normalize(0.3f * a.normal + 0.7f * a.normal));
+}
+
+} // namespace
+} // namespace mh::test

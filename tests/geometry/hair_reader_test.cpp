@@ -1,0 +1,171 @@
+// Hair and fur files: counts, radii, failure messages, cut and absurd files.
+// SPDX-License-Identifier: MIT
+#include "geometry/hair_reader.h"
+
+#include "geometry/objects.h"
+#include "support/fresh_scene.h"
+
+#include <bit>
+#include <cstring>
+#include <random>
+
+#include <gtest/gtest.h>
+
+namespace mh::test {
+namespace {
+
+Part empty_part() {
+    Object object;
+    AddPart(object);
+    return object.parts[0];
+}
+
+template<typename T>
+void put(std::string& file, T value) {
+    file.append(reinterpret_cast<const char*>(&value), sizeof value);
+}
+
+std::string header(std::uint32_t strands, std::uint32_t points, std::uint32_t flags,
+                   std::uint32_t segments = 0, float thickness = 1.0f) {
+    std::string file = "HAIR";
+    for (const std::uint32_t x : {strands, points, flags, segments})
+        put(file, x);
+    put(file, thickness);
+    file.resize(128);
+    return file;
+}
+
+// Two strands of 2 and 0 segments, then one of 1, with every array.
+std::string full_file() {
+    std::string file = header(3, 6, 31);
+    for (const std::uint16_t n : std::initializer_list<std::uint16_t>{2, 0, 1})
+        put(file, n);
+    for (int i = 0; i < 18; ++i)
+        put(file, static_cast<float>(i));
+    for (int i = 0; i < 6; ++i)
+        put(file, 2.0f + static_cast<float>(i));
+    for (int i = 0; i < 6 + 18; ++i)
+        put(file, 0.5f);
+    return file;
+}
+
+struct HairTest : testing::Test {
+    FreshScene scene;
+    TemporaryFolder folder;
+
+    Part read(const std::string& content) {
+        folder.write("x.hair", content);
+        Part part = empty_part();
+        ReadHair(part, "x.hair");
+        return part;
+    }
+
+    Part read_fur(const std::string& content) {
+        folder.write("x.fur", content);
+        Part part = empty_part();
+        ReadFur(part, "x.fur");
+        return part;
+    }
+
+    void expect_failure(const std::string& content, const std::string& message) {
+        scene.take_report();
+        const Part part = read(content);
+        EXPECT_TRUE(part.positions.empty() && part.cylinders.empty());
+        EXPECT_TRUE(radii(part).empty() && part.strand_lengths.empty());
+        EXPECT_EQ(scene.take_report(), message + " x.hair\n");
+    }
+};
+
+TEST_F(HairTest, ReadsEveryArray) {
+    scene.take_report();
+    const Part part = read(full_file());
+    EXPECT_EQ(scene.take_report(), "");
+    ASSERT_EQ(part.positions.size(), 6u);
+    EXPECT_EQ(part.positions[5], (Vec3{15.0f, 16.0f, 17.0f}));
+    EXPECT_EQ(part.cylinders, (std::vector<std::uint32_t>{0, 1, 4}));
+    EXPECT_EQ(part.strand_lengths, (std::vector<std::uint32_t>{2, 0, 1}));
+    EXPECT_EQ(radii(part)[3], 2.5f);
+    EXPECT_EQ(uvs(part)[5], (Vec2{5.0f / 6.0f, 1.0f}));
+}
+
+TEST_F(HairTest, FallsBackOnTheDefaultsOfTheHeader) {
+    std::string file = header(2, 8, 2, 3, 0.25f);
+    file.resize(128 + 8 * 12);
+    const Part part = read(file);
+    EXPECT_EQ(part.cylinders, (std::vector<std::uint32_t>{0, 1, 2, 4, 5, 6}));
+    EXPECT_EQ(radii(part), std::vector<float>(8, 0.125f));
+}
+
+TEST_F(HairTest, NamesWhatIsMissing) {
+    const std::string file = full_file();
+    const std::size_t segments = 128, points = segments + 6, thickness = points + 72;
+    const std::size_t transparency = thickness + 24, color = transparency + 24;
+    expect_failure(file.substr(0, 127), "cannot open hair file header");
+    expect_failure("", "cannot open hair file header");
+    expect_failure("FURR" + file.substr(4), "hair file has wrong signature");
+    expect_failure(file.substr(0, points - 1), "cannot read hair segments");
+    expect_failure(file.substr(0, thickness - 1), "cannot read hair points");
+    expect_failure(file.substr(0, transparency - 1), "cannot read hair thickness");
+    expect_failure(file.substr(0, color - 1), "cannot read hair transparency");
+    expect_failure(file.substr(0, file.size() - 1), "cannot read hair color");
+    expect_failure(header(3, 6, 1) + std::string(6, '\1'), "cannot read hair points");
+    expect_failure(header(3, 0, 2), "cannot read hair points");
+    expect_failure(header(1, 0xFFFFFFFFu, 2) + "x", "cannot read hair points");
+    expect_failure(header(0xFFFFFFFFu, 1, 3) + std::string(12, '\0'), "cannot read hair segments");
+    scene.take_report();
+    Part part = empty_part();
+    ReadHair(part, "none");
+    EXPECT_EQ(scene.take_report(), "cannot open none\n");
+}
+
+TEST_F(HairTest, EndsStrandsWhereThePointsEnd) {
+    for (const std::uint32_t segments : {2u, 0u, 0xFFFFFFFFu}) {
+        std::string file = header(0xFFFFFFFFu, 4, 2, segments);
+        file.resize(128 + 4 * 12);
+        scene.take_report();
+        const Part part = read(file);
+        EXPECT_EQ(scene.take_report(), "hair strands need more points than there are x.hair\n");
+        EXPECT_EQ(part.cylinders, segments == 2   ? (std::vector<std::uint32_t>{0, 1})
+                                  : segments == 0 ? (std::vector<std::uint32_t>{})
+                                                  : (std::vector<std::uint32_t>{0, 1, 2}));
+    }
+}
+
+TEST_F(HairTest, SurvivesFilesWithDamagedBytes) {
+    std::mt19937 random(23);
+    for (int i = 0; i < 300; ++i) {
+        std::string file = full_file();
+        for (int n = 0; n < 3; ++n)
+            file[random() % 140] = static_cast<char>(random());
+        file.resize(random() % (file.size() + 20));
+        const Part part = read(file);
+        for (const std::uint32_t c : part.cylinders)
+            ASSERT_LT(c + 1, part.positions.size());
+    }
+}
+
+TEST_F(HairTest, ReadsFur) {
+    const Part part = read_fur("# two strands\nsegment 2\n\tposition 1 2 3 4\nposition x 5 6\n"
+                               "position 1.5abc 2\nposition +1e1 nan 3\r\nsegment 1\n"
+                               "color 1 2 3\nposition 7 8 9\n position 1 1 1");
+    ASSERT_EQ(part.positions.size(), 6u);
+    EXPECT_EQ(part.positions[0], (Vec3{1, 2, 3}));
+    EXPECT_EQ(part.positions[1], (Vec3{}));
+    EXPECT_EQ(part.positions[2], (Vec3{1.5f, 0, 0}));
+    EXPECT_EQ(part.positions[3], (Vec3{10, 0, 0}));
+    EXPECT_EQ(part.cylinders, (std::vector<std::uint32_t>{0, 1, 3}));
+    EXPECT_EQ(part.strand_lengths, (std::vector<std::uint32_t>{2, 1}));
+    EXPECT_EQ(std::bit_cast<std::uint32_t>(radii(part)[5]), 0x3B449BA6u);
+    EXPECT_EQ(uvs(part)[5], (Vec2{0, 0}));
+
+    scene.take_report();
+    EXPECT_TRUE(read_fur("segment -4\nsegment 99999999999\n").cylinders.empty());
+    EXPECT_EQ(scene.take_report(), "hair strands need more points than there are x.fur\n");
+    Part missing = empty_part();
+    ReadFur(missing, "none");
+    EXPECT_TRUE(missing.positions.empty());
+    EXPECT_EQ(scene.take_report(), "");
+}
+
+} // namespace
+} // namespace mh::test

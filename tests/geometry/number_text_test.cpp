@@ -1,0 +1,126 @@
+// Numbers and lines of text files.
+// SPDX-License-Identifier: MIT
+#include "geometry/number_text.h"
+
+#include "geometry/line_reader.h"
+#include "support/fresh_scene.h"
+
+#include <bit>
+#include <clocale>
+#include <cmath>
+#include <cstdlib>
+#include <locale>
+#include <random>
+
+#include <gtest/gtest.h>
+
+namespace mh::test {
+namespace {
+
+struct Reading {
+    float value;
+    std::string rest;
+};
+
+Reading read(const std::string& text) {
+    TextCursor cursor = {text.data(), text.data() + text.size()};
+    const float value = read_real(cursor);
+    return {value, std::string(cursor.next, cursor.end)};
+}
+
+TEST(ReadReal, TakesTheLongestLeadingNumber) {
+    const struct {
+        const char* text;
+        float value;
+        const char* rest;
+    } cases[] = {
+        {"1.5abc", 1.5f, "abc"}, {"+2", 2.0f, ""},      {"-.5e1x", -5.0f, "x"},
+        {"3.", 3.0f, ""},        {"1e", 1.0f, "e"},     {"1e+", 1.0f, "e+"},
+        {"2e-3/4", 2e-3f, "/4"}, {"", 0.0f, ""},        {".", 0.0f, "."},
+        {"-", 0.0f, "-"},        {"+-1", 0.0f, "+-1"},  {"nan", 0.0f, "nan"},
+        {"inf", 0.0f, "inf"},    {"0x10", 0.0f, "x10"}, {"1,5", 1.0f, ",5"},
+        {"1e-400", 0.0f, ""},    {"1.2.3", 1.2f, ".3"}, {"0e999999999999", 0.0f, ""},
+    };
+
+    for (const auto& c : cases) {
+        const Reading r = read(c.text);
+        EXPECT_EQ(r.value, c.value) << c.text;
+        EXPECT_EQ(r.rest, c.rest) << c.text;
+    }
+    EXPECT_EQ(read("-1e39").value, -INFINITY);
+    EXPECT_EQ(read("1e99999999999999999999").value, INFINITY);
+    EXPECT_EQ(read("1" + std::string(400, '0')).value, INFINITY);
+    EXPECT_EQ(read("0." + std::string(400, '0') + "1e401").value, 1.0f);
+}
+
+// Oracle: the C library in the C locale, through a double as read_real does.
+TEST(ReadReal, AgreesWithTheLibraryOnRandomText) {
+    std::mt19937 random(17);
+    const std::string alphabet = "0123456789012345678901234567.e+-";
+    for (int i = 0; i < 20000; ++i) {
+        std::string text = i % 2 == 0 ? "1." : "";
+        for (std::size_t n = random() % 30; n > 0; --n)
+            text += alphabet[random() % alphabet.size()];
+        const auto expected = static_cast<float>(std::strtod(text.c_str(), nullptr));
+        EXPECT_EQ(std::bit_cast<std::uint32_t>(read(text).value + 0.0f),
+                  std::bit_cast<std::uint32_t>(expected + 0.0f))
+            << text;
+    }
+}
+
+struct Comma : std::numpunct<char> {
+    char do_decimal_point() const override { return ','; }
+};
+
+TEST(ReadReal, IgnoresTheLocale) {
+    const std::locale before = std::locale::global(std::locale(std::locale(), new Comma));
+    const float value = read("1.25").value;
+    std::locale::global(before);
+    EXPECT_EQ(value, 1.25f);
+}
+
+TEST(ReadWhole, LimitsItselfToWhatCountsNeed) {
+    const auto whole = [](std::string text) {
+        TextCursor cursor = {text.data(), text.data() + text.size()};
+        return read_whole(cursor);
+    };
+    EXPECT_EQ(whole("+12/3"), 12);
+    EXPECT_EQ(whole("-7.9"), -7);
+    EXPECT_EQ(whole("x"), 0);
+    EXPECT_EQ(whole("-99999999999999999999999999"), -(std::int64_t{1} << 40));
+}
+
+// The same pieces as reads of up to 4095 characters, whatever the buffer of the reader. Empty ones
+// don't count: a read that stops just before the line's end leaves one.
+TEST(ReadLine, SplitsTextAsALineBufferOf4096Does) {
+    const TemporaryFolder folder;
+    std::string text;
+    std::mt19937 random(3);
+    for (int i = 0; i < 400; ++i) {
+        const std::size_t size = random() % 4 == 0 ? 4090 + random() % 10 : random() % 9000;
+        text += std::string(size, static_cast<char>('a' + i % 26)) + (i % 7 == 0 ? "\r\n" : "\n");
+    }
+    text += "no newline at the end";
+    folder.write("text", text);
+    LineReader reader;
+    reader.file = OpenInput("text");
+    std::vector<std::string> lines, expected;
+    for (TextCursor line; read_line(reader, line);)
+        if (!at_end(line)) lines.emplace_back(line.next, line.end);
+    const FileHandle oracle = OpenInput("text");
+    for (std::string buffer(4096, '\0'); std::fgets(buffer.data(), 4096, oracle.get());) {
+        std::string line = buffer.c_str();
+        if (line.ends_with('\n')) line.pop_back();
+        if (!line.empty()) expected.push_back(line);
+    }
+    EXPECT_EQ(lines, expected);
+}
+
+TEST(OpenInput, RefusesWhatIsNoFile) {
+    const TemporaryFolder folder;
+    EXPECT_FALSE(OpenInput("missing"));
+    EXPECT_FALSE(OpenInput(folder.path));
+}
+
+} // namespace
+} // namespace mh::test

@@ -1,0 +1,203 @@
+// Checks, repairs and completion of parts, and the statistics of an object.
+// SPDX-License-Identifier: MIT
+#include "geometry/finalise.h"
+#include "geometry/meshes.h"
+#include "geometry/objects.h"
+#include "geometry/strands.h"
+#include "shading/shaders.h"
+#include "support/fresh_scene.h"
+
+#include <cmath>
+#include <limits>
+
+#include <gtest/gtest.h>
+
+namespace mh::test {
+namespace {
+
+const std::string kRule = std::string(80, '_') + "\n\n";
+const std::string kMixed =
+    "error :( \tobject - mixed types (ex. cylinders and triangles in the same group) \n" + kRule;
+const std::string kSizes = "error :( \tobject - different size of per vertex data array\n" + kRule;
+
+Part empty_part() {
+    Object object;
+    AddPart(object);
+    return object.parts[0];
+}
+
+// Points along x, radius 0.1.
+Part line_part(std::size_t points) {
+    Part part = empty_part();
+    for (std::size_t i = 0; i < points; ++i)
+        part.positions.push_back({static_cast<float>(i), 0.0f, 0.0f});
+    radii(part).assign(points, 0.1f);
+    return part;
+}
+
+TEST(CheckPart, ReportsEveryMixtureOfKinds) {
+    FreshScene scene;
+    scene.take_report();
+    Part part = line_part(4);
+    part.cylinders = {0};
+    part.triangles = {{{0, 1, 2}, 0}};
+    CheckPart(part);
+    EXPECT_EQ(scene.take_report(), kMixed);
+    part.particles = {3};
+    CheckPart(part);
+    EXPECT_EQ(scene.take_report(), kMixed + kMixed + kMixed);
+}
+
+TEST(CheckPart, BringsArraysToTheSizeOfThePositions) {
+    FreshScene scene;
+    scene.take_report();
+    Part part = line_part(4);
+    part.vec3_arrays.push_back({"empty", {}});
+    CheckPart(part);
+    EXPECT_EQ(scene.take_report(), "");
+    uvs(part).resize(2);
+    part.normals.resize(9);
+    CheckPart(part);
+    EXPECT_EQ(scene.take_report(), kSizes);
+    EXPECT_EQ(uvs(part).size(), 4u);
+    EXPECT_EQ(part.normals.size(), 4u);
+}
+
+TEST(CheckPart, GivesUndefinedFacesThePartsShader) {
+    const FreshScene scene;
+    const std::uint32_t own = add_smooth_shader(-1.0f);
+    Part part = line_part(4);
+    part.positions[1].y = 1.0f;
+    part.shader_id = add_smooth_shader(-1.0f);
+    part.triangles = {{{0, 1, 2}, 0}, {{0, 1, 2}, own}, {{0, 1, 2}, 4000}};
+    CheckPart(part);
+    EXPECT_EQ(part.triangles[0].shader, part.shader_id);
+    EXPECT_EQ(part.triangles[1].shader, own);
+    EXPECT_EQ(part.triangles[2].shader, part.shader_id);
+}
+
+TEST(CheckPart, RemovesWhatCannotBeTraced) {
+    FreshScene scene;
+    scene.take_report();
+    constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+    Part part = line_part(6);
+    part.positions[4] = {kNan, 0.0f, 0.0f};
+    part.positions[5] = {0.0f, -2e18f, 0.0f};
+    part.triangles = {{{0, 1, 2}, 0}, {{0, 1, 6}, 0}, {{0, 4, 2}, 0}, {{5, 1, 2}, 0}};
+    part.tetragons = {{{0, 1, 2, 3}, 0}, {{0, 1, 2, 0xFFFFFFFFu}, 0}};
+    CheckPart(part);
+    EXPECT_EQ(part.triangles.size(), 1u);
+    EXPECT_EQ(part.tetragons.size(), 1u);
+    EXPECT_EQ(scene.take_report().find("error :( \tobject - 4 primitives"), 0u);
+
+    Part round = line_part(6);
+    radii(round)[3] = kNan;
+    round.particles = {0, 3, 6};
+    CheckPart(round);
+    EXPECT_EQ(round.particles, (std::vector<std::uint32_t>{0}));
+    Part hair = line_part(6);
+    radii(hair).clear(); // a host's hair without radii
+    hair.positions[1].z = kNan;
+    hair.cylinders = {0, 1, 2, 3, 4, 5};
+    hair.strand_lengths = {3, 2, 1};
+    CheckPart(hair);
+    EXPECT_EQ(hair.cylinders, (std::vector<std::uint32_t>{2, 3, 4}));
+    EXPECT_EQ(hair.strand_lengths, (std::vector<std::uint32_t>{1, 2, 0}));
+    EXPECT_EQ(radii(hair).size(), 6u);
+}
+
+TEST(FinalisePart, CompletesStrands) {
+    const FreshScene scene;
+    Part one = line_part(5);
+    AddStrands(one, {4});
+    FinalisePart(one);
+    const std::vector<float>& parameter = one.scalar_arrays.back().values;
+    EXPECT_EQ(one.scalar_arrays.back().name, "parameter");
+    EXPECT_EQ(parameter, (std::vector<float>{0.0f, 0.2f, 0.4f, 0.6f, 0.8f}));
+    for (std::size_t i = 0; i < 5; ++i)
+        EXPECT_EQ(one.tangents[i], (i < 4 ? PackedUnit{127, 0, 0} : PackedUnit{})) << i;
+    EXPECT_TRUE(Shaders[0].is_hair);
+
+    Part two = line_part(6); // strands 0 1 2 and 3 4 5
+    AddStrands(two, {2, 2});
+    FinalisePart(two);
+    const std::vector<float> third = {0.0f, 1.0f / 3.0f, 2.0f / 3.0f};
+    for (std::size_t i = 0; i < 6; ++i) {
+        EXPECT_EQ(two.scalar_arrays.back().values[i], third[i % 3]) << i;
+        EXPECT_EQ(is_zero(two.tangents[i]), i >= 4) << i;
+    }
+}
+
+// A host may order cylinders as it likes; oracle: the strands written one after the other.
+TEST(FinalisePart, WritesParametersOfAnyOrderInLinearTime) {
+    const FreshScene scene;
+    Part part = line_part(50);
+    for (std::uint32_t i = 0; i < 49; ++i)
+        part.cylinders.push_back(i * 37 % 49);
+    std::vector<float> expected(50);
+    std::vector<std::uint32_t> starts = {0};
+    for (std::size_t i = 1; i < part.cylinders.size(); ++i)
+        if (part.cylinders[i - 1] + 1 != part.cylinders[i]) starts.push_back(part.cylinders[i]);
+    starts.push_back(50);
+    for (std::size_t k = 1; k < starts.size(); ++k)
+        for (std::uint32_t i = starts[k - 1]; i <= starts[k] && i < 50; ++i)
+            expected[i] = static_cast<float>(i - starts[k - 1])
+                          / static_cast<float>(starts[k] - starts[k - 1]);
+    AddStrandParameters(part);
+    EXPECT_EQ(part.scalar_arrays.back().values, expected);
+
+    Part large = line_part(400000);
+    for (std::uint32_t i = 0; i < 200000; ++i) {
+        large.cylinders.push_back(0);
+        large.cylinders.push_back(399998);
+    }
+    AddStrandParameters(large); // quadratic would take minutes
+    EXPECT_EQ(large.scalar_arrays.back().values[399998], 0.0f);
+}
+
+TEST(FinalisePart, TurnsFacesAndFindsMotionByItsWholeName) {
+    const FreshScene scene;
+    const std::uint32_t shader = add_smooth_shader(-1.0f);
+    Shaders[shader].reverse_winding = true;
+    Part part = part_from_obj(cube_text(), shader);
+    part.triangles = {{{0, 1, 2}, shader}};
+    const Tetragon before = part.tetragons[0];
+    part.vec3_arrays.push_back({"motion blur", {}});
+    FinalisePart(part);
+    EXPECT_FALSE(part.has_motion);
+    EXPECT_EQ(part.triangles[0].vertex, (std::array<std::uint32_t, 3>{1, 0, 2}));
+    EXPECT_EQ(part.tetragons[0].vertex[0], before.vertex[2]);
+    EXPECT_EQ(part.tetragons[0].vertex[2], before.vertex[0]);
+    part.vec3_arrays.push_back({"motion", {}});
+    FinalisePart(part);
+    EXPECT_TRUE(part.has_motion);
+}
+
+TEST(ReportObject, PrintsItsTable) {
+    FreshScene scene;
+    Object object;
+    AddPart(object);
+    object.parts[0].positions.resize(1 << 20);
+    object.parts[0].vec3_arrays.push_back({"motion", std::vector<Vec3>(2)});
+    object.parts[0].triangles.resize(3);
+    object.box = {{-1.0f, 0.0f, 0.0f}, {3.0f, 1.0f, 0.5f}};
+    scene.take_report();
+    ReportObject(object);
+    const std::string report = scene.take_report();
+    EXPECT_EQ(report.find("positions          1048578           12.0000 [ M bytes ]\n"
+                          "uv coords                0            0.0000 [ M bytes ]\n"
+                          "scalars                  0"),
+              0u)
+        << report;
+    EXPECT_NE(report.find("triangles                3            0.0000 [ M bytes ]\n"),
+              std::string::npos)
+        << report;
+    EXPECT_NE(
+        report.find("bbox center           1.0000            0.5000            0.2500 [ n/a ]\n"
+                    + kRule),
+        std::string::npos)
+        << report;
+}
+
+} // namespace
+} // namespace mh::test

@@ -1,0 +1,213 @@
+// Smoothing against counts that follow from its rule and against a direct, quadratic version.
+// SPDX-License-Identifier: MIT
+#include "geometry/smoothing.h"
+
+#include "geometry/direction_set.h"
+#include "geometry/meshes.h"
+#include "geometry/objects.h"
+#include "math/faces.h"
+#include "math/roots.h"
+#include "shading/shaders.h"
+#include "support/fresh_scene.h"
+
+#include <cmath>
+#include <random>
+#include <set>
+
+#include <gtest/gtest.h>
+#include <omp.h>
+
+namespace mh::test {
+namespace {
+
+Part smooth_cube(const std::string& text, float angle_deg) {
+    Part part = part_from_obj(text, add_smooth_shader(angle_deg));
+    Smooth(part);
+    return part;
+}
+
+std::string cone_text(int faces, float height) {
+    std::string text = "v 0 0 " + std::to_string(height) + "\n";
+    for (int i = 0; i < faces; ++i) {
+        const double angle = 6.283185307179586 * i / faces;
+        text +=
+            "v " + std::to_string(std::cos(angle)) + " " + std::to_string(std::sin(angle)) + " 0\n";
+    }
+    for (int i = 0; i < faces; ++i)
+        text += "f 1 " + std::to_string(2 + i) + " " + std::to_string(2 + (i + 1) % faces) + "\n";
+    return text;
+}
+
+TEST(Smooth, SplitsACubeStrictlyByAngle) {
+    const FreshScene scene;
+    for (const std::string& text : {cube_text(), triangle_cube_text()}) {
+        EXPECT_EQ(smooth_cube(text, 30.0f).positions.size(), 24u);
+        EXPECT_EQ(smooth_cube(text, 90.0f).positions.size(), 24u);
+    }
+    // Normals merge at 91; face tangents of opposite direction only when every angle passes.
+    const Part round = smooth_cube(cube_text(), 91.0f);
+    for (std::size_t i = 0; i < round.positions.size(); ++i) {
+        const Vec3 outwards = normalize(round.positions[i]);
+        EXPECT_GT(dot(unpack_unit(round.normals[i]), outwards), 0.9999f) << i;
+    }
+    EXPECT_EQ(smooth_cube(cube_text(), 181.0f).positions.size(), 8u);
+}
+
+TEST(Smooth, LeavesPartsAloneWithoutAnAngle) {
+    FreshScene scene;
+    Part part = part_from_obj(cube_text(), add_smooth_shader(-1.0f));
+    const std::size_t before = part.positions.size();
+    Smooth(part);
+    EXPECT_EQ(part.positions.size(), before);
+    EXPECT_TRUE(is_zero(part.normals[0]));
+    scene.take_report();
+    part.tetragons[0] = {{0, 1, 2, 99}, add_smooth_shader(10.0f)};
+    Smooth(part);
+    EXPECT_EQ(scene.take_report().find("error :( \tsmoothing out of range\n"), 0u);
+}
+
+TEST(Smooth, GivesZeroFramesAtAngleZeroAndKeepsOldOnesBelow) {
+    const FreshScene scene;
+    const Part flat = smooth_cube(cube_text(), 0.0f);
+    EXPECT_EQ(flat.positions.size(), 8u);
+    for (const PackedUnit& n : flat.normals)
+        EXPECT_TRUE(is_zero(n));
+    // One face smoothed, the other keeps the normal of its file, the third has none to keep.
+    const std::uint32_t smooth = add_smooth_shader(40.0f), kept = add_smooth_shader(-1.0f);
+    Part part = part_from_obj("v 0 0 0\nv 1 0 0\nv 0 1 0\nv 0 0 1\nvn 1 0 0\n"
+                              "f 1 2 3\nf 1//1 3//1 4//1\nf 1 4 2\n",
+                              kept);
+    part.triangles[0].shader = smooth;
+    Smooth(part);
+    const auto normal = [&](std::size_t face) {
+        return part.normals[part.triangles[face].vertex[0]];
+    };
+    EXPECT_EQ(normal(0), (PackedUnit{0, 0, 127}));
+    EXPECT_EQ(normal(1), (PackedUnit{127, 0, 0}));
+    EXPECT_EQ(normal(2), (PackedUnit{0, 127, 0}));
+}
+
+TEST(Smooth, KeepsSeamsOfTextureCoordinates) {
+    const FreshScene scene;
+    const std::string square = "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\n"
+                               "vt 0 0\nvt 1 0\nvt 1 1\nvt 0 1\nvt 3 3\n";
+    const std::uint32_t shader = add_smooth_shader(60.0f);
+    Part joined = part_from_obj(square + "f 1/1 2/2 3/3\nf 3/3 4/4 1/1\n", shader);
+    Part seam = part_from_obj(square + "f 1/1 2/2 3/3\nf 3/5 4/4 1/1\n", shader);
+    Smooth(joined);
+    Smooth(seam);
+    EXPECT_EQ(joined.positions.size(), 4u);
+    EXPECT_GE(seam.positions.size(), 5u);
+    EXPECT_EQ(joined.tangents[0], (PackedUnit{127, 0, 0})); // along growing u
+}
+
+TEST(Smooth, KeepsTheVerticesOfOtherKindsInFront) {
+    const FreshScene scene;
+    Part part = part_from_obj(cube_text(), add_smooth_shader(30.0f));
+    part.particles = {7};
+    const std::vector<Vec3> before = part.positions;
+    Smooth(part);
+    ASSERT_EQ(part.positions.size(), 8u + 24u);
+    for (std::size_t i = 0; i < before.size(); ++i)
+        EXPECT_EQ(part.positions[i], before[i]);
+    for (const Tetragon& t : part.tetragons)
+        for (const std::uint32_t v : t.vertex)
+            EXPECT_GE(v, 8u);
+}
+
+// The rule word by word: every corner against every other at its position.
+PackedUnit slow_normal(const Part& part, const std::vector<Vec3>& normals, std::size_t face,
+                       std::uint32_t vertex, float threshold) {
+    Vec3 total;
+    for (std::size_t j = 0; j < part.triangles.size(); ++j)
+        for (const std::uint32_t other : part.triangles[j].vertex) {
+            if (!(part.positions[other] == part.positions[vertex])) continue;
+            const float cosine = std::clamp(dot(normals[face], normals[j]), -1.0f, 1.0f);
+            if (normals[face] == normals[j] || threshold > std::acos(cosine)) total += normals[j];
+        }
+    return pack_unit(total);
+}
+
+TEST(Smooth, AgreesWithTheDirectSum) {
+    const FreshScene scene;
+    std::mt19937 random(5);
+    for (const float angle : {5.0f, 20.0f, 60.0f, 90.0f, 120.0f, 179.0f, 180.0f, 300.0f}) {
+        std::string text;
+        for (int i = 0; i < 12; ++i)
+            text += "v " + std::to_string(random() % 3) + " " + std::to_string(random() % 3) + " "
+                    + std::to_string(random() % 2) + "\n";
+        for (int i = 0; i < 60; ++i)
+            text += "f " + std::to_string(1 + random() % 12) + " "
+                    + std::to_string(1 + random() % 12) + " " + std::to_string(1 + random() % 12)
+                    + "\n";
+        const Part before = part_from_obj(text, add_smooth_shader(angle));
+        std::vector<Vec3> normals;
+        for (const Triangle& t : before.triangles)
+            normals.push_back(triangle_normal(before.positions[t.vertex[0]],
+                                              before.positions[t.vertex[1]],
+                                              before.positions[t.vertex[2]]));
+        Part part = before;
+        Smooth(part);
+        for (std::size_t f = 0; f < part.triangles.size(); ++f)
+            for (std::size_t c = 0; c < 3; ++c) {
+                const PackedUnit expected = slow_normal(
+                    before, normals, f, before.triangles[f].vertex[c], angle * 0.0174532924f);
+                const PackedUnit got = part.normals[part.triangles[f].vertex[c]];
+                EXPECT_EQ(got, expected) << "angle " << angle << " face " << f;
+            }
+    }
+}
+
+// The tree of a large set against a scan in double; the tolerance is the rounding of the result.
+TEST(DirectionSet, SumsLikeAScan) {
+    std::mt19937 random(7);
+    std::normal_distribution<float> normal;
+    for (const float spread : {0.001f, 0.3f, 5.0f}) {
+        DirectionSet set;
+        for (int i = 0; i < 3000; ++i)
+            set.directions.push_back(normalize(Vec3{
+                spread * normal(random), spread * normal(random), 1.0f + spread * normal(random)}));
+        Index(set);
+        for (const float cosine : {0.99999f, 0.9f, 0.0f, -0.7f, -3.0f}) {
+            const Vec3 axis = set.directions[random() % set.directions.size()];
+            double x = 0.0;
+            int count = 0;
+            for (const Vec3& d : set.directions)
+                if (dot(d, axis) >= cosine || d == axis) x += static_cast<double>(d.x), ++count;
+            EXPECT_NEAR(static_cast<double>(sum_within(set, axis, cosine).x), x, 1e-6 * (1 + count))
+                << spread << " " << cosine;
+        }
+    }
+}
+
+TEST(Smooth, DoesNotDependOnTheNumberOfThreads) {
+    const FreshScene scene;
+    const Part before = part_from_obj(cone_text(5000, 0.7f), add_smooth_shader(50.0f));
+    const int threads = omp_get_max_threads();
+    Part one = before, four = before;
+    omp_set_num_threads(1);
+    Smooth(one);
+    omp_set_num_threads(4);
+    Smooth(four);
+    omp_set_num_threads(threads);
+    EXPECT_EQ(one.positions, four.positions);
+    EXPECT_EQ(one.normals, four.normals);
+    EXPECT_EQ(one.tangents, four.tangents);
+    for (std::size_t i = 0; i < one.triangles.size(); ++i)
+        EXPECT_EQ(one.triangles[i].vertex, four.triangles[i].vertex);
+}
+
+// A quadratic sum over 100 thousand corners would take minutes.
+TEST(Smooth, TakesLargeFans) {
+    const FreshScene scene;
+    for (const float angle : {0.5f, 40.0f, 179.0f}) {
+        Part part = part_from_obj(cone_text(100000, 0.5f), add_smooth_shader(angle));
+        Smooth(part);
+        EXPECT_EQ(part.triangles.size(), 100000u);
+        const Vec3 tip = unpack_unit(part.normals[part.triangles[7].vertex[0]]);
+        EXPECT_EQ(tip.z > 0.999f, angle > 100.0f) << angle;
+    }
+}
+
+} // namespace
+} // namespace mh::test

@@ -1,0 +1,87 @@
+// Meshes and particles stored in images that the tests write.
+// SPDX-License-Identifier: MIT
+#include "geometry/texture_mesh.h"
+
+#include "geometry/objects.h"
+#include "shading/images.h"
+#include "support/fresh_scene.h"
+
+#include <gtest/gtest.h>
+
+namespace mh::test {
+namespace {
+
+Part empty_part() {
+    Object object;
+    AddPart(object);
+    return object.parts[0];
+}
+
+// A PPM of one row; samples are bytes, or 16-bit words of high and low byte.
+std::string ppm(int width, int largest, const std::vector<int>& samples) {
+    std::string file = "P6\n" + std::to_string(width) + " 1\n" + std::to_string(largest) + "\n";
+    for (const int s : samples) {
+        if (largest > 255) file += static_cast<char>(s >> 8);
+        file += static_cast<char>(s & 255);
+    }
+    return file;
+}
+
+// A byte of 255 times the rounded 1 / 255 falls short of 1 by one digit.
+constexpr float kOne = 255.0f * 0.0039215684f;
+
+TEST(ReadTextureMesh, TakesOneElementPerPixel) {
+    const FreshScene scene;
+    const TemporaryFolder folder;
+    folder.write("p.ppm", ppm(4, 255, {0, 0, 0, 255, 0, 0, 255, 255, 0, 0, 255, 0}));
+    folder.write("uv.ppm", ppm(4, 255, {0, 0, 9, 255, 0, 9, 255, 255, 9, 0, 255, 9}));
+    folder.write("n.ppm", ppm(4, 255, {0, 0, 255, 0, 0, 255, 0, 0, 255, 0, 0, 255}));
+    for (const int largest : {255, 65535}) {
+        folder.write("t.ppm", ppm(3, largest, {0, 1, 2, 2, 3, 0, 0, 1, 77}));
+        Part part = empty_part();
+        ReadTextureMesh({"p.ppm", "uv.ppm", "n.ppm", "", "t.ppm"}, part);
+        ASSERT_EQ(part.triangles.size(), 2u) << largest;
+        EXPECT_EQ(part.positions.size(), 4u);
+        EXPECT_EQ(part.positions[part.triangles[1].vertex[0]], (Vec3{kOne, kOne, 0}));
+        EXPECT_EQ(uvs(part)[part.triangles[1].vertex[1]], (Vec2{0, kOne}));
+        EXPECT_EQ(part.normals[0], (PackedUnit{0, 0, 127}));
+        EXPECT_EQ(part.tangents.size(), 4u);
+    }
+}
+
+TEST(ReadTextureMesh, IsEmptyWithoutCompanions) {
+    FreshScene scene;
+    const TemporaryFolder folder;
+    folder.write("t.ppm", ppm(1, 255, {0, 1, 2}));
+    Part part = empty_part();
+    ReadTextureMesh({"", "", "", "", "t.ppm"}, part);
+    EXPECT_TRUE(part.positions.empty() && part.triangles.empty());
+    scene.take_report();
+    ReadTextureMesh({"none.png", "", "", "", "t.ppm"}, part);
+    EXPECT_NE(scene.take_report().find("image - none.png\tcannot be found"), std::string::npos);
+}
+
+TEST(ReadParticleTexture, TakesTheRadiusFromTheFourthChannel) {
+    FreshScene scene;
+    const TemporaryFolder folder;
+    // An uncompressed TGA of two pixels in BGRA, first row at the bottom.
+    std::string tga = {0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 2, 0, 1, 0, 32, 8};
+    for (const int byte : {0, 0, 255, 51, 255, 0, 0, 255})
+        tga += static_cast<char>(byte);
+    folder.write("p.tga", tga);
+    Part part = empty_part();
+    ReadParticleTexture(part, "p.tga");
+    ASSERT_EQ(part.particles.size(), 2u);
+    EXPECT_EQ(part.positions[0], (Vec3{kOne, 0, 0}));
+    EXPECT_EQ(part.positions[1], (Vec3{0, 0, kOne}));
+    EXPECT_FLOAT_EQ(radii(part)[0], 0.2f);
+    folder.write("three.ppm", ppm(1, 255, {1, 2, 3}));
+    scene.take_report();
+    Part three = empty_part();
+    ReadParticleTexture(three, "three.ppm");
+    EXPECT_TRUE(three.particles.empty());
+    EXPECT_EQ(scene.take_report().find("error :( \tobject - three.ppm has no fourth channel"), 0u);
+}
+
+} // namespace
+} // namespace mh::test
