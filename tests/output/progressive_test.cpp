@@ -88,16 +88,11 @@ TEST_F(ProgressiveLoop, RunsAOneFrameRunAndNoneWithoutACamera) {
 TEST_F(ProgressiveLoop, RendersWithoutAWindowWhereThereIsNoDisplay) {
     const char* display = std::getenv("DISPLAY");
     const std::string before = display == nullptr ? "" : display;
-    for (const bool nonsense : {false, true}) {
-        log_of_steps.clear();
-        unsetenv("DISPLAY");
-        if (nonsense) setenv("DISPLAY", "nowhere.invalid:77", 1);
-        PreviewWindow = true;
-        RunProgressiveLoop(kLogging);
-        EXPECT_EQ(log_of_steps, "b0r01b1r1b2r2f");
-        EXPECT_EQ(scene.take_report().rfind("error :( \tpreview - no window: ", 0), 0u);
-    }
     unsetenv("DISPLAY");
+    PreviewWindow = true;
+    RunProgressiveLoop(kLogging);
+    EXPECT_EQ(log_of_steps, "b0r01b1r1b2r2f");
+    EXPECT_EQ(scene.take_report().rfind("error :( \tpreview - no window: ", 0), 0u);
     if (!before.empty()) setenv("DISPLAY", before.c_str(), 1);
 }
 
