@@ -5,8 +5,8 @@ import math
 
 def number(x):
     """Shortest text of a coordinate to 4 digits."""
-    return f"{x:.4f}".rstrip("0").rstrip(".").replace("-0", "0") if abs(x) < 5e-5 else \
-        f"{x:.4f}".rstrip("0").rstrip(".")
+    text = f"{x:.4f}".rstrip("0").rstrip(".")
+    return "0" if text == "-0" else text
 
 
 class Mesh:
@@ -51,31 +51,33 @@ class Mesh:
                      (2, 0, 4, 6)):
             self.face([corner[i] for i in face])
 
-    def grid(self, point, columns, rows, repeat=(1.0, 1.0)):
-        """Triangles over point(u, v) for u and v in 0..1. The seam of a closed surface has two
-        columns of vertices, so that u can run from 0 to 1; collapsed triangles are left out."""
+    def grid(self, point, columns, rows, textured=False):
+        """Quads over point(u, v) for u and v in 0..1, triangles where a side has no length. A closed
+        surface has two columns of vertices at its seam, so that u can run from 0 to 1 there."""
         index, place = {}, {}
         for j in range(rows + 1):
             for i in range(columns + 1):
                 u, v = i / columns, j / rows
-                place[i, j] = tuple(round(x, 4) for x in point(u, v))
-                index[i, j] = (self.vertex(place[i, j]), self.uv(u * repeat[0], v * repeat[1]))
+                place[i, j] = tuple(map(number, point(u, v)))
+                index[i, j] = (self.vertex(point(u, v)), self.uv(u, v) if textured else None)
         for j in range(rows):
             for i in range(columns):
-                a, b, c, d = (i, j), (i + 1, j), (i + 1, j + 1), (i, j + 1)
-                for triangle in ((a, b, c), (a, c, d)):
-                    if len({place[k] for k in triangle}) == 3:
-                        self.face([index[k][0] for k in triangle],
-                                  [index[k][1] for k in triangle])
+                corners = []
+                for k in ((i, j), (i + 1, j), (i + 1, j + 1), (i, j + 1)):
+                    if place[k] not in [place[c] for c in corners]:
+                        corners.append(k)
+                if len(corners) > 2:
+                    self.face([index[k][0] for k in corners],
+                              [index[k][1] for k in corners] if textured else None)
 
-    def sphere(self, center, radius, columns=48, rows=24):
+    def sphere(self, center, radius, columns=48, rows=24, textured=False):
         """u runs eastwards around the vertical axis, v from the south pole to the north pole."""
         def point(u, v):
             phi, theta = 2 * math.pi * u, math.pi * (v - 0.5)
             return (center[0] + radius * math.cos(theta) * math.cos(phi),
                     center[1] + radius * math.cos(theta) * math.sin(phi),
                     center[2] + radius * math.sin(theta))
-        self.grid(point, columns, rows)
+        self.grid(point, columns, rows, textured)
 
     def torus(self, center, radius, tube, columns=48, rows=24):
         def point(u, v):
@@ -85,7 +87,7 @@ class Mesh:
                     center[2] + tube * math.sin(theta))
         self.grid(point, columns, rows)
 
-    def lathe(self, center, profile, columns=64):
+    def lathe(self, center, profile, columns=64, textured=False):
         """Surface of revolution; profile is a list of (radius, height) from the bottom up."""
         rows = len(profile) - 1
 
@@ -93,4 +95,4 @@ class Mesh:
             r, z = profile[round(v * rows)]
             phi = 2 * math.pi * u
             return (center[0] + r * math.cos(phi), center[1] + r * math.sin(phi), center[2] + z)
-        self.grid(point, columns, rows)
+        self.grid(point, columns, rows, textured)
