@@ -3,6 +3,7 @@
 #include "shading/fibre.h"
 
 #include "math/roots.h"
+#include "shading/fresnel.h"
 
 #include <algorithm>
 #include <cmath>
@@ -17,12 +18,6 @@ float safe_asin(float x) {
 
 } // namespace
 
-float schlick_from(float f0, float cosine) {
-    const float m = 1.0f - cosine;
-    const float m2 = m * m;
-    return f0 + (1.0f - f0) * m2 * m2 * m;
-}
-
 FibrePath fibre_path(float h, float cos_d, float ior, float f0, const Vec3& absorption) {
     FibrePath path;
     // The modified index sqrt(ior^2 - 1 + cos_d^2) / cos_d of an inclined ray.
@@ -30,7 +25,7 @@ FibrePath fibre_path(float h, float cos_d, float ior, float f0, const Vec3& abso
     const float cos_t = safe_root(1.0f - sin_t * sin_t);
     path.gamma_i = safe_asin(h);
     path.gamma_t = safe_asin(sin_t);
-    path.fresnel = schlick_from(f0, std::cos(path.gamma_i) * cos_d);
+    path.fresnel = schlick(f0, std::cos(path.gamma_i) * cos_d);
     const float way = -2.0f * (1.0f + std::cos(2.0f * path.gamma_t)) / cos_t;
     path.absorption = {std::exp(absorption.x * way), std::exp(absorption.y * way),
                        std::exp(absorption.z * way)};

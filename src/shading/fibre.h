@@ -8,7 +8,7 @@ namespace mh {
 
 constexpr int kHairTableSize = 128; // rows and columns
 
-// Path of a ray that enters the section at offset h, [Marschner03] 5.
+// Path of a ray that enters the section at offset h, [Marschner03].
 struct FibrePath {
     float gamma_i = 0.0f; // angle of incidence, radians
     float gamma_t = 0.0f; // after refraction
@@ -19,8 +19,5 @@ struct FibrePath {
 // For h in [-1, 1], cos_d the cosine of half the difference of the two inclinations, f0 the
 // reflectance along the normal.
 FibrePath fibre_path(float h, float cos_d, float ior, float f0, const Vec3& absorption);
-
-// f0 + (1 - f0) (1 - cosine)^5 [Schlick94].
-float schlick_from(float f0, float cosine);
 
 } // namespace mh

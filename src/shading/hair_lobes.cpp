@@ -5,6 +5,7 @@
 #include "math/random.h"
 #include "math/roots.h"
 #include "shading/fibre.h"
+#include "shading/fresnel.h"
 #include "shading/hair_table.h"
 #include "shading/images.h"
 
@@ -77,7 +78,7 @@ Inclinations inclinations_of(const Vec3& axis, const Vec3& outgoing, const Vec3&
     return s;
 }
 
-// Longitudinal function of one lobe, [dEon11] eq. 7, and its logarithm where sinh and I0 have no
+// Longitudinal function of one lobe, [dEon11], and its logarithm where sinh and I0 have no
 // finite values. In double: the exponents nearly cancel.
 float longitudinal(const HairTable& table, std::size_t lobe, const Inclinations& s) {
     constexpr float kWide = 0.2f;
@@ -117,7 +118,7 @@ std::int64_t table_index(const Inclinations& s) {
 // Reflectance at the facet that mirrors one direction into the other.
 float mirror_fresnel(float f0, const Vec3& a, const Vec3& b) {
     const float cosine = std::clamp(dot(a, b), -1.0f, 1.0f);
-    return schlick_from(f0, std::cos(0.5f * std::acos(cosine)));
+    return schlick(f0, std::cos(0.5f * std::acos(cosine)));
 }
 
 // Cosine with the mirrored cone, density exp(c / v) in c [dEon13]; in double, since sinh leaves the

@@ -9,6 +9,7 @@
 #include "math/threads.h"
 #include "shading/evaluate.h"
 #include "shading/fibre.h"
+#include "shading/fresnel.h"
 #include "shading/images.h"
 
 #include <algorithm>
@@ -53,7 +54,7 @@ Paths paths_of(const HairTable& table, float cos_d) {
     return paths;
 }
 
-// [dEon11] eq. 8 to 12 with Gaussian detectors: light leaves lobe p at the angle
+// [dEon11] with Gaussian detectors: light leaves lobe p at the angle
 // p pi - 2 gamma_i + 2 p gamma_t.
 Azimuth azimuth_at(const HairTable& table, const Paths& paths, float phi) {
     Azimuth sums;
@@ -95,8 +96,7 @@ float csch_term(float variance) {
 }
 
 void derive(HairTable& table) {
-    const float r = (table.ior - 1.0f) / (table.ior + 1.0f);
-    table.f0 = r * r;
+    table.f0 = normal_reflectance(table.ior);
     table.alpha[1] = 2.0f * table.alpha[0];
     table.alpha[2] = 3.0f * table.alpha[0];
     for (std::size_t k = 0; k < table.alpha.size(); ++k) {

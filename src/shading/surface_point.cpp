@@ -9,6 +9,7 @@
 #include "math/random.h"
 #include "math/roots.h"
 #include "shading/evaluate.h"
+#include "shading/fresnel.h"
 #include "shading/shaders.h"
 
 #include <algorithm>
@@ -209,23 +210,15 @@ void set_roughness(const SurfaceLayer& layer, SurfacePoint& point) {
     point.roughness_v /= a;
 }
 
-// Reflectance of one interface, [Schlick94] eq. 15.
-float schlick(float ior, float cosine) {
-    const float r = (ior - 1.0f) / (ior + 1.0f);
-    const float r0 = r * r;
-    const float m = 1.0f - cosine;
-    const float m2 = m * m;
-    return r0 + m2 * m2 * m * (1.0f - r0);
-}
-
 void set_fresnel(const SurfaceLayer& layer, const Ray& ray, SurfacePoint& point) {
+    constexpr float kLargestIndex = 1e18f; // reflects all light
     point.refraction_kind = layer.material;
-    const float ior =
-        std::max(0.0f, mean(evaluate_element(element_of(layer, Element::ior), point)));
+    const float index = mean(evaluate_element(element_of(layer, Element::ior), point));
+    const float ior = std::min(std::max(0.0f, index), kLargestIndex);
     point.eta = ray.front_side ? 1.0f / ior : ior;
     if (layer.material == Material::thin) point.eta = 1.0f;
     if (std::fabs(ior - 1.0f) < kSameIndex) return;
-    const float f = schlick(ior, point.cos_outgoing);
+    const float f = schlick(normal_reflectance(ior), point.cos_outgoing);
     // A sheet adds what its far side sends back, F (1 - F)^2 / (1 - F^2) with all inner paths.
     const float far_side = layer.material == Material::thin ? f * (1.0f - f) / (1.0f + f) : 0.0f;
     point.reflectance = f + far_side;

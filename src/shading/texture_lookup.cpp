@@ -19,6 +19,14 @@ constexpr float kUnitPerStep = 0.0039215684f;
 // Texel coordinates beyond this are clamped before they become integers.
 constexpr float kLargestCoordinate = 1e9f;
 
+// Every byte as a value.
+constexpr std::array<float, 256> kByteValues = [] {
+    std::array<float, 256> values = {};
+    for (std::size_t i = 0; i < values.size(); ++i)
+        values[i] = static_cast<float>(i) * kUnitPerStep;
+    return values;
+}();
+
 std::size_t first_value(const Image& image, std::int64_t index) {
     return static_cast<std::size_t>(index) * static_cast<std::size_t>(image.channels);
 }
@@ -27,7 +35,7 @@ std::size_t first_value(const Image& image, std::int64_t index) {
 float value_at(const Image& image, std::size_t i) {
     switch (image.bits) {
     case 1: return image.bits1[i] ? 1.0f : 0.0f;
-    case 8: return static_cast<float>(image.bytes[i]) * kUnitPerStep;
+    case 8: return kByteValues[image.bytes[i]];
     case 16: return static_cast<float>(image.words[i]) * kUnitPerStep;
     case 32: return image.floats[i];
     default: return static_cast<float>(image.doubles[i]);
@@ -40,7 +48,7 @@ bool has_pixels(const Image& image) {
 
 int wrap(int x, int size, Wrap mode) {
     if (mode == Wrap::clamp) return std::clamp(x, 0, size - 1);
-    return x < 0 ? size - (-x - 1) % size - 1 : x % size;
+    return x < 0 ? size - 1 + (x + 1) % size : x % size;
 }
 
 Vec3 transform_color(const Mat4& m, const Vec3& c) {
@@ -60,49 +68,67 @@ Vec3 corrected(const Vec3& texel, float gamma) {
     return {std::pow(texel.x, gamma), std::pow(texel.y, gamma), std::pow(texel.z, gamma)};
 }
 
-// Column and row of a look-up: the texel at or below, and the distance from it, in texels.
-struct Position {
-    int x = 0, y = 0;
-    float tx = 0.0f, ty = 0.0f;
+// Texel at or below a coordinate, the distance from it, and the texel beyond, both wrapped.
+struct Place {
+    int low = 0, high = 0;
+    float t = 0.0f;
 };
 
-Position position_of(const Image& image, const Vec2& uv) {
-    const float x = static_cast<float>(image.width) * uv.x;
-    const float y = static_cast<float>(image.height) * uv.y;
-    const float fx = std::floor(x), fy = std::floor(y);
-    return {static_cast<int>(std::clamp(fx, -kLargestCoordinate, kLargestCoordinate)),
-            static_cast<int>(std::clamp(fy, -kLargestCoordinate, kLargestCoordinate)), x - fx,
-            y - fy};
+[[gnu::always_inline]] inline Place place_of(float coordinate, int size, Wrap mode) {
+    const float x = std::clamp(coordinate, -kLargestCoordinate, kLargestCoordinate);
+    const int cut = static_cast<int>(x); // with the line below a floor without a call
+    const int low = cut - (static_cast<float>(cut) > x ? 1 : 0);
+    const float t = x - static_cast<float>(low);
+    if (low >= 0 && low < size - 1) return {low, low + 1, t}; // spares two divisions
+    return {wrap(low, size, mode), wrap(low + 1, size, mode), t};
 }
 
-Vec3 texel_at(const Image& image, int x, int y, const ShaderElement& element) {
-    const std::int64_t index = texel_index(image, x, y, element.wrap_u, element.wrap_v);
-    return corrected(read_texel(image, index), element.gamma);
+Vec3 texel_at(const Image& image, int x, int y, float gamma) {
+    const std::int64_t index = static_cast<std::int64_t>(y) * image.width + x;
+    return corrected(read_texel(image, index), gamma);
 }
 
-Vec3 stochastic(const Image& image, const Position& p, const ShaderElement& element) {
+Vec3 stochastic(const Image& image, const Place& x, const Place& y, float gamma) {
     const float d1 = random_unit();
     const float d2 = random_unit();
-    return texel_at(image, p.x + (p.tx > d1 ? 1 : 0), p.y + (p.ty > d2 ? 1 : 0), element);
+    return texel_at(image, x.t > d1 ? x.high : x.low, y.t > d2 ? y.high : y.low, gamma);
 }
 
-Vec3 mix(const Vec3& a, const Vec3& b, float t) {
+inline Vec3 mix(const Vec3& a, const Vec3& b, float t) {
     return (1.0f - t) * a + t * b;
 }
 
-Vec3 bilinear(const Image& image, const Position& p, const ShaderElement& element) {
-    const Vec3 low =
-        mix(texel_at(image, p.x, p.y, element), texel_at(image, p.x + 1, p.y, element), p.tx);
-    const Vec3 high = mix(texel_at(image, p.x, p.y + 1, element),
-                          texel_at(image, p.x + 1, p.y + 1, element), p.tx);
-    return mix(low, high, p.ty);
+// First along x, then along y; texel(x, y) reads one.
+template<typename Texel>
+Vec3 mix_square(const Place& x, const Place& y, Texel texel) {
+    return mix(mix(texel(x.low, y.low), texel(x.high, y.low), x.t),
+               mix(texel(x.low, y.high), texel(x.high, y.high), x.t), y.t);
 }
 
-Vec3 filtered(const Image& image, const Position& p, const ShaderElement& element) {
+// Bytes without gamma are the common case, which reads no more than the bytes.
+Vec3 bilinear_bytes(const Image& image, const Place& x, const Place& y) {
+    const auto channels = static_cast<std::size_t>(image.channels);
+    const std::size_t row_bytes = channels * static_cast<std::size_t>(image.width);
+    const std::size_t green = channels > 1 ? 1 : 0; // one channel stands for all three
+    return mix_square(x, y, [&](int column, int row) {
+        const std::uint8_t* p = image.bytes.data() + row_bytes * static_cast<std::size_t>(row)
+                                + channels * static_cast<std::size_t>(column);
+        return Vec3{kByteValues[p[0]], kByteValues[p[green]], kByteValues[p[2 * green]]};
+    });
+}
+
+Vec3 bilinear(const Image& image, const Place& x, const Place& y, float gamma) {
+    if (image.bits == 8 && image.channels != 2 && gamma == 1.0f) return bilinear_bytes(image, x, y);
+    return mix_square(x, y,
+                      [&](int column, int row) { return texel_at(image, column, row, gamma); });
+}
+
+[[gnu::always_inline]] inline Vec3 filtered(const Image& image, const Place& x, const Place& y,
+                                            const ShaderElement& element) {
     switch (element.pixel_sampler) {
-    case PixelSampler::nearest: return texel_at(image, p.x, p.y, element);
-    case PixelSampler::stochastic: return stochastic(image, p, element);
-    case PixelSampler::bilinear: return bilinear(image, p, element);
+    case PixelSampler::nearest: return texel_at(image, x.low, y.low, element.gamma);
+    case PixelSampler::stochastic: return stochastic(image, x, y, element.gamma);
+    case PixelSampler::bilinear: return bilinear(image, x, y, element.gamma);
     }
     std::abort();
 }
@@ -127,7 +153,11 @@ Vec3 sample_texture(const Image& image, const Vec2& uv, const ShaderElement& ele
     if (!has_pixels(image)) return {};
     const Vec2 place = element.uv_matrix_identity ? uv : transform_uv(element.uv_matrix, uv);
     if (!std::isfinite(place.x) || !std::isfinite(place.y)) return {};
-    const Vec3 color = filtered(image, position_of(image, place), element);
+    const Place x =
+        place_of(static_cast<float>(image.width) * place.x, image.width, element.wrap_u);
+    const Place y =
+        place_of(static_cast<float>(image.height) * place.y, image.height, element.wrap_v);
+    const Vec3 color = filtered(image, x, y, element);
     return element.color_matrix_identity ? color : transform_color(element.color_matrix, color);
 }
 

@@ -1,0 +1,213 @@
+// Image files of every format that is read, made here byte by byte, whole, cut and absurd.
+// SPDX-License-Identifier: MIT
+#include "math/rgbe.h"
+#include "shading/image_guard.h"
+#include "shading/images.h"
+#include "support/fresh_scene.h"
+
+#include <bit>
+#include <functional>
+
+#include <gtest/gtest.h>
+
+namespace mh {
+
+namespace {
+
+std::string bytes(std::initializer_list<int> values) {
+    std::string text;
+    for (const int value : values)
+        text += static_cast<char>(value);
+    return text;
+}
+
+std::string little(std::uint32_t value, int count) {
+    std::string text;
+    for (int i = 0; i < count; ++i)
+        text += static_cast<char>(value >> (8 * i) & 0xFFu);
+    return text;
+}
+
+std::string big(std::uint32_t value, int count) {
+    const std::string text = little(value, count);
+    return {text.rbegin(), text.rend()};
+}
+
+std::string floats(std::initializer_list<float> values) {
+    std::string text;
+    for (const float value : values)
+        text += little(std::bit_cast<std::uint32_t>(value), 4);
+    return text;
+}
+
+// Files of one column and two rows: the upper texel is (200, 150, 100), the lower (100, 75, 50).
+std::string ppm() {
+    return "P6\n# two rows\n1 2\n255\n" + bytes({200, 150, 100, 100, 75, 50});
+}
+
+std::string tga() {
+    return bytes({0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 2, 0, 24, 0x20})
+           + bytes({100, 150, 200, 50, 75, 100});
+}
+
+std::string bmp() {
+    return "BM" + little(62, 4) + little(0, 4) + little(54, 4) + little(40, 4) + little(1, 4)
+           + little(2, 4) + little(1, 2) + little(24, 2) + little(0, 4) + little(8, 4)
+           + little(2835, 4) + little(2835, 4) + little(0, 8)
+           + bytes({50, 75, 100, 0, 100, 150, 200, 0});
+}
+
+std::string tiff(std::uint32_t bits, std::uint32_t sample_format, const std::string& rows) {
+    std::string text = "II*" + bytes({0}) + little(8, 4) + little(10, 2);
+    const std::uint32_t tags[10][2] = {{256, 1},
+                                       {257, 2},
+                                       {258, bits},
+                                       {259, 1},
+                                       {262, 1},
+                                       {273, 134},
+                                       {277, 1},
+                                       {278, 2},
+                                       {279, static_cast<std::uint32_t>(rows.size())},
+                                       {339, sample_format}};
+    for (const auto& tag : tags)
+        text += little(tag[0], 2) + little(4, 2) + little(1, 4) + little(tag[1], 4);
+    return text + little(0, 4) + rows;
+}
+
+std::string hdr() {
+    return "#?RADIANCE\nFORMAT=32-bit_rle_rgbe\n\n-Y 2 +X 1\n"
+           + bytes({200, 150, 100, 128, 100, 75, 50, 128});
+}
+
+// Reads the content under a name; the image's texels are the result.
+Image read(const std::string& name, const std::string& content) {
+    const test::TemporaryFolder folder;
+    folder.write(name, content);
+    Image image;
+    image.path = name;
+    LoadImage(image);
+    return image;
+}
+
+struct ImageFile : testing::Test {
+    test::FreshScene scene;
+};
+
+} // namespace
+
+TEST_F(ImageFile, HasItsBottomRowFirst) {
+    for (const auto& [name, content] :
+         {std::pair{"a.ppm", ppm()}, {"a.tga", tga()}, {"a.bmp", bmp()}}) {
+        const Image image = read(name, content);
+        ASSERT_EQ(image.height, 2) << name << scene.take_report();
+        EXPECT_EQ(image.channels, 3) << name;
+        EXPECT_EQ(image.bytes, (std::vector<std::uint8_t>{100, 75, 50, 200, 150, 100})) << name;
+    }
+    const Image pfm = read("a.pfm", "PF\n1 2\n-1.0\n" + floats({1, 1, 1, 2, 2, 2}));
+    ASSERT_EQ(pfm.height, 2);
+    EXPECT_TRUE(pfm.rgbe_encoded);
+    EXPECT_EQ(read_texel(pfm, 0).x, 1.0f); // the first row of the file is the lower one
+    EXPECT_EQ(read_texel(pfm, 1).x, 2.0f);
+}
+
+TEST_F(ImageFile, HasItsTopRowFirstUnderTheNameOfARadianceMap) {
+    const Image image = read("sky.hdr", hdr());
+    ASSERT_EQ(image.height, 2) << scene.take_report();
+    EXPECT_EQ(read_texel(image, 0).x, 200.0f / 256.0f);
+    EXPECT_EQ(read_texel(image, 1).z, 50.0f / 256.0f);
+    EXPECT_EQ(read("sky.hdr.ppm", ppm()).bytes[0], 200);
+    EXPECT_EQ(read("SKY.HDR", ppm()).bytes[0], 200); // the content decides on the decoder
+    EXPECT_EQ(read_texel(read("sky.pic", hdr()), 0).x, 100.0f / 256.0f);
+}
+
+TEST_F(ImageFile, KeepsTheWidthOfItsChannels) {
+    const Image words = read("w.tif", tiff(16, 1, little(65535, 2) + little(255, 2)));
+    EXPECT_EQ(words.bits, 16);
+    EXPECT_EQ(words.words, (std::vector<std::uint16_t>{255, 65535}));
+    const Image reals = read("f.tif", tiff(32, 3, floats({2.5f, -1.0f})));
+    EXPECT_EQ(reals.floats, (std::vector<float>{-1.0f, 2.5f}));
+    const Image whole = read("u.tif", tiff(32, 1, little(7, 4) + little(9, 4)));
+    EXPECT_EQ(whole.floats, (std::vector<float>{9.0f, 7.0f}));
+    EXPECT_EQ(read("d.tif", tiff(64, 3, std::string(16, '\0'))).width, 0); // not held
+    EXPECT_NE(scene.take_report().find("d.tif\thas pixels of 64 bits"), std::string::npos);
+}
+
+TEST_F(ImageFile, IsFoundThroughTheSearchListOnce) {
+    const test::TemporaryFolder folder;
+    folder.write("maps/wood/a.ppm", ppm());
+    ImageSearchPaths = {"", "nowhere", "maps"};
+    const int index = FindOrAddImage("wood\\a.ppm");
+    EXPECT_EQ(FindOrAddImage("wood\\a.ppm"), index);
+    EXPECT_EQ(FindOrAddImage(""), -1);
+    EXPECT_TRUE(LoadImage(Textures[static_cast<std::size_t>(index)]));
+    EXPECT_TRUE(LoadImage(Textures[static_cast<std::size_t>(index)]));
+    ImageSearchPaths = {"", "maps"};
+    Image directory;
+    directory.path = "wood"; // can be opened, but is no file
+    EXPECT_FALSE(LoadImage(directory));
+    EXPECT_NE(scene.take_report().find("wood\tcannot be found"), std::string::npos);
+    ImageSearchPaths = {""};
+}
+
+TEST_F(ImageFile, IsReportedByThePhaseWithItsMissingOnes) {
+    const test::TemporaryFolder folder;
+    folder.write("a.ppm", ppm());
+    FindOrAddImage("absent.png");
+    FindOrAddImage("a.ppm");
+    scene.take_report();
+    InitializeTextures();
+    const std::string rule = std::string(80, '_') + "\n\n";
+    const std::string report = scene.take_report();
+    EXPECT_EQ(report.rfind("error :( \timage - absent.png\tcannot be found\n" + rule + rule
+                               + "textures                2  ",
+                           0),
+              0u)
+        << report;
+    InitializeTextures();
+    EXPECT_EQ(scene.take_report().find("absent"), std::string::npos); // told once
+}
+
+// Every cut of every file, and every byte of its head raised: an image or one line, never a crash.
+TEST_F(ImageFile, IsReadOrRefusedWhateverItHolds) {
+    for (const std::string& whole : {ppm(), tga(), bmp(), hdr(), tiff(8, 1, bytes({200, 100})),
+                                     "PF\n1 2\n-1.0\n" + floats({1, 1, 1, 2, 2, 2})}) {
+        for (std::size_t i = 0; i < std::min<std::size_t>(whole.size(), 140); i += 1) {
+            std::string changed = whole;
+            changed[i] = static_cast<char>(changed[i] + 0x7F);
+            for (const std::string& content : {whole.substr(0, i), changed}) {
+                const Image image = read("a.bin", content);
+                const std::string report = scene.take_report();
+                const bool refused = report.find("a.bin\t") != std::string::npos;
+                EXPECT_TRUE(image.width > 0 ? report.empty() : refused) << i << report;
+            }
+        }
+    }
+}
+
+TEST_F(ImageFile, IsRefusedWhenItClaimsMoreThanItHolds) {
+    const std::string png = "\x89PNG\r\n\x1a\n" + big(13, 4) + "IHDR";
+    const std::string jpeg = bytes({0xFF, 0xD8, 0xFF, 0xC0, 0, 17, 8});
+
+    struct Case {
+        std::string content, fault;
+    };
+
+    for (const Case& c :
+         {Case{png + big(70000, 4) + big(70000, 4) + bytes({8, 2, 0, 0, 0}), "more than 2^28"},
+          Case{png + big(9000, 4) + big(9000, 4) + bytes({8, 2, 0, 0, 0}), "is too short"},
+          Case{png + big(0, 4) + big(5, 4) + bytes({8, 2, 0, 0, 0}), "has no pixels"},
+          Case{jpeg + big(9000, 2) + big(9000, 2) + std::string(20, '\0'), "is too short"},
+          Case{jpeg + big(0, 2) + big(9000, 2) + std::string(20, '\0'), "has no pixels"},
+          Case{"#?RADIANCE\n\n-Y -3 +X 5\n", "has no pixels"},
+          Case{"#?RADIANCE\n\n-Y 16000 +X 16000\n", "is too short"},
+          Case{bytes({0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 8, 0, 8, 24, 0}), "too short"},
+          Case{"P4\n99999 2000\n" + std::string(20, 'x'), "is too short"},
+          Case{"P5\n2147483647 2147483647\n255\n", "more than 2^28"}, Case{"hello", "known format"},
+          Case{"", "known format"}}) {
+        EXPECT_EQ(read("a.bin", c.content).width, 0);
+        const std::string report = scene.take_report();
+        EXPECT_NE(report.find(c.fault), std::string::npos) << report;
+    }
+}
+
+} // namespace mh

@@ -1,0 +1,194 @@
+// Texel reads, addressing and filtered look-ups.
+// SPDX-License-Identifier: MIT
+#include "math/random.h"
+#include "math/rgbe.h"
+#include "shading/images.h"
+#include "support/replay.h"
+
+#include <algorithm>
+#include <limits>
+
+#include <gtest/gtest.h>
+
+namespace mh {
+
+namespace {
+
+// Grey bytes 0, 1, 2 ... in texel order.
+Image counting_image(int width, int height) {
+    Image image;
+    AllocateImage(image, width, height, 1, 8, false);
+    for (std::size_t i = 0; i < image.bytes.size(); ++i)
+        image.bytes[i] = static_cast<std::uint8_t>(i);
+    return image;
+}
+
+ShaderElement element_with(PixelSampler sampler, Wrap wrap = Wrap::repeat) {
+    ShaderElement element;
+    element.pixel_sampler = sampler;
+    element.wrap_u = element.wrap_v = wrap;
+    return element;
+}
+
+float byte_value(const Image& image, const Vec2& uv, const ShaderElement& element) {
+    return sample_texture(image, uv, element).x * 255.0f;
+}
+
+} // namespace
+
+TEST(Texel, KeepsTheWidthOfItsImage) {
+    Image image;
+    AllocateImage(image, 1, 1, 3, 16, false);
+    image.words = {65535, 255, 0};
+    EXPECT_NEAR(read_texel(image, 0).x, 257.0f, 1e-3f);
+    EXPECT_NEAR(read_texel(image, 0).y, 1.0f, 1e-6f);
+    for (const int bits : {1, 8, 16, 32, 64})
+        for (const int channels : {1, 3, 4}) {
+            AllocateImage(image, 2, 2, channels, bits, false);
+            set_texel(image, 3, {1.0f, 1.0f, 1.0f});
+            EXPECT_NEAR(read_texel(image, 3).z, 1.0f, 1e-6f) << bits << " " << channels;
+            EXPECT_EQ(read_texel(image, 2).z, 0.0f) << bits << " " << channels;
+        }
+    AllocateImage(image, 1, 1, 2, 8, false);
+    set_texel(image, 0, {1.0f, 1.0f, 1.0f});
+    EXPECT_TRUE(read_texel(image, 0) == Vec3{}); // two channels are black
+}
+
+TEST(Texel, HoldsSharedExponents) {
+    BuildExponentTable();
+    Image image;
+    AllocateImage(image, 1, 1, 3, 32, true);
+    set_texel(image, 0, {1.0f, 0.5f, 100.0f});
+    EXPECT_NEAR(read_texel(image, 0).z, 100.0f, 0.5f); // 8 bits of the largest channel
+    EXPECT_EQ(size_bytes(image), 4);
+    AllocateImage(image, 0, 1, 3, 8, false); // nothing happens
+    EXPECT_EQ(image.width, 1);
+}
+
+TEST(Address, WrapsAndClamps) {
+    const Image image = counting_image(8, 4);
+    EXPECT_EQ(texel_index(image, -2, 0, Wrap::repeat, Wrap::repeat), 6);
+    EXPECT_EQ(texel_index(image, -8, -1, Wrap::repeat, Wrap::repeat), 24);
+    EXPECT_EQ(texel_index(image, 17, 9, Wrap::repeat, Wrap::repeat), 9);
+    EXPECT_EQ(texel_index(image, -5, 99, Wrap::clamp, Wrap::clamp), 24);
+    for (const int x : {std::numeric_limits<int>::min(), std::numeric_limits<int>::max()}) {
+        const std::int64_t index = texel_index(image, x, x, Wrap::repeat, Wrap::repeat);
+        EXPECT_TRUE(index >= 0 && index < 32) << x;
+    }
+}
+
+TEST(Lookup, NearestTakesTheTexelBelow) {
+    const Image image = counting_image(8, 4);
+    const ShaderElement repeat = element_with(PixelSampler::nearest);
+    EXPECT_NEAR(byte_value(image, {0.99f / 8.0f, 0.0f}, repeat), 0.0f, 1e-4f);
+    EXPECT_NEAR(byte_value(image, {1.0f, 0.25f}, repeat), 8.0f, 1e-4f); // u = 1 wraps to 0
+    EXPECT_NEAR(byte_value(image, {-0.25f, 0.0f}, repeat), 6.0f, 1e-4f);
+    EXPECT_NEAR(byte_value(image, {1.5f, 2.0f}, element_with(PixelSampler::nearest, Wrap::clamp)),
+                31.0f, 1e-4f);
+}
+
+TEST(Lookup, BilinearAgreesWithTheFourTexels) {
+    const test::SeededDraws seed(11);
+    for (const int channels : {1, 3, 4}) {
+        for (const int bits : {8, 16, 32}) {
+            Image image;
+            AllocateImage(image, 7, 5, channels, bits, false);
+            for (std::int64_t i = 0; i < 35; ++i)
+                set_texel(image, i, {random_unit(), random_unit(), random_unit()});
+            for (int n = 0; n < 200; ++n) {
+                const Vec2 uv = {4.0f * random_unit() - 2.0f, 4.0f * random_unit() - 2.0f};
+                const Wrap mode = n % 2 == 0 ? Wrap::repeat : Wrap::clamp;
+                const float x = uv.x * 7.0f, y = uv.y * 5.0f;
+                Vec3 expected;
+                for (int corner = 0; corner < 4; ++corner) {
+                    const int dx = corner & 1, dy = corner >> 1;
+                    const float fx = std::floor(x), fy = std::floor(y);
+                    const float wx = dx == 1 ? x - fx : 1.0f - (x - fx);
+                    const float wy = dy == 1 ? y - fy : 1.0f - (y - fy);
+                    expected +=
+                        wx * wy
+                        * read_texel(image, texel_index(image, static_cast<int>(fx) + dx,
+                                                        static_cast<int>(fy) + dy, mode, mode));
+                }
+                const Vec3 value =
+                    sample_texture(image, uv, element_with(PixelSampler::bilinear, mode));
+                EXPECT_NEAR(value.x, expected.x, 1e-5f) << bits << " " << channels << " " << n;
+                EXPECT_NEAR(value.z, expected.z, 1e-5f) << bits << " " << channels << " " << n;
+            }
+        }
+    }
+}
+
+TEST(Lookup, StochasticPickHasTheBilinearMean) {
+    const test::SeededDraws seed(5);
+    const Image image = counting_image(8, 4);
+    const Vec2 uv = {0.16f, 0.33f};
+    constexpr int kDraws = 40000;
+    double total = 0.0;
+    for (int i = 0; i < kDraws; ++i)
+        total += static_cast<double>(byte_value(image, uv, element_with(PixelSampler::stochastic)));
+    // Deviation of one pick is below 4; four deviations of the mean.
+    EXPECT_NEAR(total / kDraws, byte_value(image, uv, element_with(PixelSampler::bilinear)), 0.08);
+}
+
+TEST(Lookup, CorrectsTexelsBeforeItFilters) {
+    Image image = counting_image(2, 1);
+    image.bytes = {0, 128};
+    ShaderElement element = element_with(PixelSampler::nearest);
+    element.gamma = 2.2f;
+    const float corrected = std::pow(128.0f / 255.0f, 2.2f);
+    EXPECT_NEAR(sample_texture(image, {0.5f, 0.0f}, element).y, corrected, 1e-6f);
+    element.pixel_sampler = PixelSampler::bilinear;
+    EXPECT_NEAR(sample_texture(image, {0.25f, 0.0f}, element).y, 0.5f * corrected, 1e-6f);
+}
+
+TEST(Lookup, TransformsCoordinatesAndColors) {
+    const Image image = counting_image(8, 4);
+    ShaderElement element = element_with(PixelSampler::nearest);
+    element.uv_matrix.m[0][2] = 0.25f;
+    EXPECT_NEAR(byte_value(image, {0.0f, 0.0f}, element), 0.0f, 1e-4f); // the flag is still set
+    element.uv_matrix_identity = false;
+    element.uv_matrix.m[2][2] = 2.0f;
+    EXPECT_NEAR(byte_value(image, {0.25f, 0.0f}, element), 2.0f, 1e-4f); // (0.25 + 0.25) / 2
+
+    Image color;
+    AllocateImage(color, 1, 1, 3, 32, false);
+    color.floats = {1.0f, 2.0f, 4.0f};
+    ShaderElement transform = element_with(PixelSampler::nearest);
+    transform.color_matrix_identity = false;
+    transform.color_matrix.m[0][3] = 1.0f;
+    transform.color_matrix.m[3][1] = 0.5f;
+    transform.color_matrix.m[3][2] = 1.0f; // weighs green as well
+    const Vec3 value = sample_texture(color, {}, transform);
+    EXPECT_FLOAT_EQ(value.x, 2.0f / 4.0f);
+    EXPECT_FLOAT_EQ(value.z, 4.0f / 4.0f);
+}
+
+TEST(Lookup, IsBlackWithoutPixelsOrPlace) {
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const float infinite = std::numeric_limits<float>::infinity();
+    const Image image = counting_image(8, 4);
+    for (const PixelSampler sampler :
+         {PixelSampler::nearest, PixelSampler::stochastic, PixelSampler::bilinear}) {
+        const ShaderElement element = element_with(sampler);
+        EXPECT_TRUE(sample_texture(Image{}, {0.5f, 0.5f}, element) == Vec3{});
+        EXPECT_TRUE(sample_texture(image, {nan, 0.5f}, element) == Vec3{});
+        EXPECT_TRUE(sample_texture(image, {0.5f, -infinite}, element) == Vec3{});
+        for (const float u : {1e30f, -1e30f, 1e9f, -3e8f})
+            EXPECT_TRUE(is_finite(sample_texture(image, {u, u}, element))) << u;
+    }
+}
+
+TEST(Statistics, TakeTheLargestChannelForTheVariance) {
+    Image image;
+    AllocateImage(image, 2, 1, 3, 32, false);
+    image.floats = {1.0f, 0.0f, 0.0f, 3.0f, 0.0f, 2.0f};
+    Vec3 mean, variance;
+    image_statistics(image, mean, variance);
+    EXPECT_TRUE(mean == (Vec3{2.0f, 0.0f, 1.0f}));
+    EXPECT_TRUE(variance == (Vec3{1.0f, 5.0f, 4.0f})); // (1 + 9) / 2 - mean^2
+    image_statistics(Image{}, mean, variance);
+    EXPECT_TRUE(mean == Vec3{} && variance == Vec3{});
+}
+
+} // namespace mh
