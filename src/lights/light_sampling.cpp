@@ -98,12 +98,6 @@ Ray shadow_ray(const Ray& ray, const Vec3& origin, const Vec3& direction, float 
 }
 
 bool relocate_in_diffusion(const Ray& ray, const SurfacePoint& original, SurfacePoint& moved,
-                           Vec3& weight) {
-    Ray chord;
-    return relocate_in_diffusion(ray, original, moved, weight, chord);
-}
-
-bool relocate_in_diffusion(const Ray& ray, const SurfacePoint& original, SurfacePoint& moved,
                            Vec3& weight, Ray& chord) {
     const float widest = max_channel(original.diffusion_color);
     const float radius = jump_radius(widest);

@@ -28,11 +28,8 @@ SampleLoop first_hit_loop(const Ray& ray, const SurfacePoint& point, std::int32_
 Ray shadow_ray(const Ray& ray, const Vec3& origin, const Vec3& direction, float distance);
 
 // One try to jump to a nearby point of the same shader, for a diffusing point of a face: `moved` is
-// that point and `weight` the colour weight of the jump. False when the random chord through the
-// volume around the point found none. In the second form `chord` comes back as the ray that hit the
-// moved point.
-bool relocate_in_diffusion(const Ray& ray, const SurfacePoint& original, SurfacePoint& moved,
-                           Vec3& weight);
+// that point, `weight` the colour weight of the jump, `chord` the ray that hit there. False when
+// this random chord through the volume around the point found none.
 bool relocate_in_diffusion(const Ray& ray, const SurfacePoint& original, SurfacePoint& moved,
                            Vec3& weight, Ray& chord);
 

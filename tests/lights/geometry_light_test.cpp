@@ -24,11 +24,10 @@ namespace {
 using test::LightScene;
 using test::LitPoint;
 
-// A square lamp of half width 0.5 at height 1 over the origin, facing down.
+// A square lamp of half width 0.5 at height 1 over the origin, facing down, of radiance 3.
 struct LampScene : LightScene {
-    explicit LampScene(int sample, int frames = 1, const Vec3& emission = splat(3.0f)) {
-        const int shader = add_emitter("lamp", emission);
-        Shaders[static_cast<std::size_t>(shader)].layers[0].sideness = Sideness::face;
+    explicit LampScene(int sample, int frames = 1) {
+        const int shader = add_emitter(splat(3.0f), Sideness::face);
         add_square(AddObject(), {0.0f, 0.0f, 1.0f}, 0.5f, false, shader);
         assemble(frames);
         GeometryLight.sample = sample;
@@ -55,8 +54,7 @@ float square_form_factor(float half_width, float height) {
 
 TEST(GeometryTable, HoldsSamplesByAreaThroughInstances) {
     LightScene scene;
-    const int shader = scene.add_emitter("lamp", {1.0f, 2.0f, 3.0f});
-    Shaders[static_cast<std::size_t>(shader)].layers[0].sideness = Sideness::face;
+    const int shader = scene.add_emitter({1.0f, 2.0f, 3.0f}, Sideness::face);
     const int lamp = AddObject(), root = AddObject();
     scene.add_square(lamp, {}, 1.0f, true, shader);
     scene.add_square(root, {0.0f, 0.0f, -1.0f}, 0.5f, true, shader);
@@ -70,7 +68,7 @@ TEST(GeometryTable, HoldsSamplesByAreaThroughInstances) {
     EXPECT_FLOAT_EQ(GeometryLight.area, 5.0f);
     ASSERT_EQ(GeometryLight.samples.size(), 18481u);
     int instanced = 0;
-    std::array<int, 16> cells = {};
+    std::vector<int> cells(16);
     for (const LightSample& sample : GeometryLight.samples) {
         EXPECT_NEAR(sample.emission.z, 3.0f * 5.0f / kPi, 1e-5f);
         if (sample.position.x < 5.0f) {
@@ -85,16 +83,13 @@ TEST(GeometryTable, HoldsSamplesByAreaThroughInstances) {
         ++cells.at(static_cast<std::size_t>(4 * y + z));
     }
     EXPECT_NEAR(instanced, 18481 * 0.8, 2.0); // the picks are stratified
-    // 99.9 % point of the chi-square distribution with 15 degrees of freedom: 37.7.
-    double chi_square = 0.0;
-    for (const int count : cells)
-        chi_square += std::pow(count - instanced / 16.0, 2.0) / (instanced / 16.0);
-    EXPECT_LT(chi_square, 37.7);
+    EXPECT_LT(test::chi_square(cells, std::vector<double>(16, instanced / 16.0)),
+              test::kChiSquare15);
 }
 
-TEST(GeometryTable, TrianglesAreCoveredEvenly) {
+TEST(GeometryTable, TrianglesAreCoveredEvenlyOnBothSides) {
     LightScene scene;
-    const int shader = scene.add_emitter("lamp", splat(1.0f));
+    const int shader = scene.add_emitter(splat(1.0f), Sideness::both);
     Object& object = Objects[static_cast<std::size_t>(AddObject())];
     Part& part = object.parts[static_cast<std::size_t>(AddPart(object))];
     part.positions = {{0.0f, 0.0f, 0.0f}, {1.0f, 0.0f, 0.0f}, {0.0f, 1.0f, 0.0f}};
@@ -102,16 +97,16 @@ TEST(GeometryTable, TrianglesAreCoveredEvenly) {
     scene.assemble();
     GeometryLight.sample = 1;
     InitializeGeometryLight();
-    EXPECT_FLOAT_EQ(GeometryLight.area, 1.0f); // both sides emit
-    int near_corner = 0, middle = 0, back = 0;
+    EXPECT_FLOAT_EQ(GeometryLight.area, 1.0f);
+    Vec3 mean_position;
+    int back = 0;
     for (const LightSample& sample : GeometryLight.samples) {
-        near_corner += sample.position.x > 0.5f ? 1 : 0;
-        middle += sample.position.x + sample.position.y < 0.5f ? 1 : 0;
+        mean_position += sample.position / 18481.0f;
         back += sample.normal.z < 0.0f ? 1 : 0;
         EXPECT_EQ(sample.front, sample.normal.z > 0.0f);
     }
-    EXPECT_NEAR(near_corner, 18481 / 4, 60);
-    EXPECT_NEAR(middle, 18481 / 4, 60);
+    EXPECT_NEAR(mean_position.x, 1.0f / 3.0f, 1e-3f);
+    EXPECT_NEAR(mean_position.y, 1.0f / 3.0f, 1e-3f);
     EXPECT_NEAR(back, 18481 / 2, 2);
 }
 
@@ -131,40 +126,41 @@ TEST(GeometryLight, SquareLampLightsAWhiteFloorByItsFormFactor) {
         light += emission_along(test::bounced_ray(lit, d, Scatter::lambertian, 1)).x / 4096.0f;
     }
     EXPECT_NEAR(light, expected, 1e-2f * expected);
+    LitPoint above;
+    above.point.position.z = 2.0f;
+    above.point.normal = above.point.geometric_normal = {0.0f, 0.0f, -1.0f};
+    ThreadStates[0].shadow_rays = 0;
+    EXPECT_EQ(direct_geometry(above.ray, above.point).to_lambertian, Vec3{});
+    EXPECT_EQ(ThreadStates[0].shadow_rays, 0u); // backs of samples cost none
 }
 
 TEST(GeometryLight, SharesOfSamplesAndBouncesSumToOne) {
     LampScene scene(5, 5);
     RendererSettings.bounce_samples = 3;
     RendererSettings.bounce = 2;
-    LitPoint lit;
-    for (float r = 0.0005f; r < 1.0f; r += 0.0371f) {
+    for (test::Responder responder : test::all_responders()) {
         for (const int bounces : {0, 1}) {
-            lit.ray.diffuse_bounces = static_cast<std::uint8_t>(bounces);
-            const test::ReplayedDraws draws{r};
+            responder.lit.ray.diffuse_bounces = static_cast<std::uint8_t>(bounces);
+            const float r = 0.37f;
+            const test::ReplayedDraws replayed{r};
             const float u = bounces == 0 ? r / 5.0f : r; // the first of five samples
             const std::int32_t index = pick(GeometryLight.table, u);
             const LightSample& x = GeometryLight.samples[static_cast<std::size_t>(index)];
             const float square = dot(x.position, x.position);
             const Vec3 direction = x.position / std::sqrt(square);
-            const float plain = x.emission.x * direction.z * direction.z
-                                / (square * 18481.0f * probability(GeometryLight.table, index));
-            const float direct = direct_geometry(lit.ray, lit.point).to_lambertian.x / plain;
-            const Ray bounce = test::bounced_ray(lit, direction, Scatter::lambertian, bounces + 1);
-            const float bounced = emission_along(bounce).x / 3.0f;
-            EXPECT_GT(bounced, 0.0f);
-            EXPECT_NEAR(direct + bounced, 1.0f, 1e-4f) << r << " " << bounces;
+            const float plain = x.emission.x * kPi * direction.z
+                                / (square * 18481.0f * probability(GeometryLight.table, index))
+                                * test::response(responder, direction);
+            const float direct =
+                test::total(direct_geometry(responder.lit.ray, responder.lit.point)) / plain;
+            const float bounced = emission_along(test::bounced_ray(responder.lit, direction,
+                                                                   responder.scatter, bounces + 1))
+                                      .x
+                                  / 3.0f;
+            EXPECT_GT(bounced, 0.0f) << responder.name;
+            EXPECT_NEAR(direct + bounced, 1.0f, 1e-4f) << responder.name << " " << bounces;
         }
     }
-}
-
-TEST(GeometryLight, BacksOfSamplesCostNoShadowRay) {
-    LampScene scene(16);
-    LitPoint lit;
-    lit.point.position = {0.0f, 0.0f, 2.0f}; // behind the lamp
-    lit.point.normal = lit.point.geometric_normal = {0.0f, 0.0f, -1.0f};
-    EXPECT_EQ(direct_geometry(lit.ray, lit.point).to_lambertian, Vec3{});
-    EXPECT_EQ(ThreadStates[0].shadow_rays, 0u);
 }
 
 TEST(SurfaceEmission, CountsByTheBounceThatMetIt) {
@@ -222,8 +218,7 @@ TEST(GeometryLight, WithoutEmittersTurnsItselfOffAndStillReports) {
     EXPECT_EQ(scene.fresh.take_report(),
               "geometry light area             0.0000 [ m x m ]\ngeometry light sample"
                   + std::string(16, ' ') + "0 [ n/a ]\n" + std::string(80, '_') + "\n\n");
-    EXPECT_EQ(GeometryLight.sample, 0);
-    EXPECT_EQ(GeometryLight.photons, 0);
+    EXPECT_EQ(GeometryLight.sample + GeometryLight.photons, 0);
     EXPECT_EQ(GeometryLight.aov_list[0].image.width, 4);
 }
 

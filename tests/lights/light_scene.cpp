@@ -5,7 +5,12 @@
 #include "accel/scene_assembly.h"
 #include "geometry/objects.h"
 #include "output/camera.h"
+#include "shading/hair_table.h"
+#include "shading/scattering.h"
 #include "shading/shaders.h"
+
+#include <array>
+#include <cmath>
 
 namespace mh::test {
 
@@ -14,11 +19,12 @@ LightScene::LightScene() {
     Cameras[0].width = Cameras[0].height = 4;
 }
 
-int LightScene::add_emitter(const std::string& name, const Vec3& emission, bool virtual_light) {
-    const int index = FindOrAddShader(name);
+int LightScene::add_emitter(const Vec3& emission, Sideness side, bool virtual_light) {
+    const int index = FindOrAddShader("lamp");
     Shader& shader = Shaders[static_cast<std::size_t>(index)];
     SurfaceLayer& layer = shader.layers[static_cast<std::size_t>(AddSurfaceLayer(shader))];
     layer.elements[static_cast<std::size_t>(Element::emissive)].color = emission;
+    layer.sideness = side;
     layer.virtual_light = virtual_light;
     return index;
 }
@@ -40,23 +46,58 @@ void LightScene::assemble(int frames) {
 }
 
 LitPoint::LitPoint() {
-    ray.origin = {0.0f, 0.0f, 1.0f};
-    ray.direction = {0.0f, 0.0f, -1.0f};
-    ray.distance = 1.0f;
     ray.hit_kind = HitKind::tetragon;
     ray.hit_primitive = 1000;
     ray.front_side = true;
     point.tangent = {1.0f, 0.0f, 0.0f};
     point.bitangent = {0.0f, 1.0f, 0.0f};
     point.normal = point.geometric_normal = point.outgoing = {0.0f, 0.0f, 1.0f};
-    point.lambertian_color = {1.0f, 1.0f, 1.0f};
+    point.lambertian_color = splat(1.0f);
     point.lambertian_active = true;
-    point.cos_outgoing = 1.0f;
+}
+
+std::vector<Responder> all_responders() {
+    HairTable& table = Shaders[0].hair_table;
+    BuildHairTable(table);
+    for (Image* lobe : {&table.tt_image, &table.trt_image})
+        lobe->floats.assign(lobe->floats.size(), 0.0f);
+    LitPoint up, below, shiny, hair, shiny_hair;
+    below.point.normal = below.point.geometric_normal = {0.0f, 0.0f, -1.0f};
+    below.point.transmissive_active = true;
+    shiny.point.glossy_active = shiny_hair.point.glossy_active = true;
+    shiny.point.reflectance = 1.0f;
+    shiny.point.roughness_u = shiny.point.roughness_v = 0.5f;
+    hair.ray.hit_kind = shiny_hair.ray.hit_kind = HitKind::hair;
+    for (LitPoint* lit : {&below, &shiny, &shiny_hair})
+        lit->point.lambertian_active = false;
+    return {{"lambertian", up, Scatter::lambertian},
+            {"transmissive", below, Scatter::transmissive},
+            {"glossy", shiny, Scatter::glossy_reflection},
+            {"hair", hair, Scatter::lambertian},
+            {"shiny hair", shiny_hair, Scatter::glossy_reflection}};
+}
+
+float response(const Responder& responder, const Vec3& direction) {
+    const SurfacePoint& point = responder.lit.point;
+    if (responder.lit.ray.hit_kind != HitKind::hair) {
+        const float cosine = std::fabs(dot(direction, point.normal));
+        const bool glossy = responder.scatter == Scatter::glossy_reflection;
+        return cosine * (glossy ? 4.0f * ward_lobe(point.outgoing, direction, point) : 1.0f / kPi);
+    }
+    if (responder.scatter == Scatter::lambertian)
+        return hair_diffuse(point.outgoing, direction, point);
+    std::array<Vec3, 3> lobes;
+    Vec3 density;
+    hair_glossy(Shaders[0].hair_table, point.outgoing, direction, point, lobes, density);
+    return lobes[0].x;
+}
+
+float total(const LightSplit& split) {
+    return split.to_lambertian.x + split.to_transmissive.x + split.to_glossy.x;
 }
 
 Ray bounced_ray(const LitPoint& lit, const Vec3& direction, Scatter scatter, int n) {
     Ray ray;
-    ray.origin = lit.point.position;
     ray.direction = direction;
     ray.source_point = &lit.point;
     ray.source_shader = lit.ray.hit_shader;
@@ -65,6 +106,13 @@ Ray bounced_ray(const LitPoint& lit, const Vec3& direction, Scatter scatter, int
     ray.scatter = scatter;
     ray.depth = ray.diffuse_bounces = static_cast<std::uint8_t>(n);
     return ray;
+}
+
+double chi_square(const std::vector<int>& counts, const std::vector<double>& expected) {
+    double sum = 0.0;
+    for (std::size_t i = 0; i < counts.size(); ++i)
+        sum += (counts[i] - expected[i]) * (counts[i] - expected[i]) / expected[i];
+    return sum;
 }
 
 } // namespace mh::test

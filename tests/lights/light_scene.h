@@ -1,4 +1,4 @@
-// Small scenes for the tests of lights: quads, a white surface point to be lit, rays from it.
+// Small scenes for the tests of lights: squares, a white surface point to be lit, rays from it.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -7,22 +7,21 @@
 #include "support/fresh_scene.h"
 #include "support/replay.h"
 
-#include <string>
+#include <vector>
 
 namespace mh::test {
 
-// A started library with one camera of 4 by 4 pixels and one frame, and seeded draws.
+// A started library with one camera of 4 by 4 pixels, and seeded draws.
 struct LightScene {
     LightScene();
 
-    // A shader with one layer for both sides that emits.
-    int add_emitter(const std::string& name, const Vec3& emission, bool virtual_light = true);
+    // A shader whose one layer emits.
+    int add_emitter(const Vec3& emission, Sideness side, bool virtual_light = true);
 
-    // A square of half width r about a centre in a plane of constant z, facing up (or down), in a
-    // new part of the object.
+    // A square of half width r in a plane of constant z, facing up or down, in a part of its own.
     void add_square(int object, const Vec3& center, float r, bool up, int shader = 0);
 
-    // Phases 1, 3 and 4; the frames of the camera are set first.
+    // Phases 1, 3 and 4.
     void assemble(int frames = 1);
 
     FreshScene fresh;
@@ -38,7 +37,30 @@ struct LitPoint {
     SurfacePoint point;
 };
 
+// A point that one layer responds at, to light from above.
+struct Responder {
+    const char* name;
+    LitPoint lit;
+    Scatter scatter;
+};
+
+// Lambertian, transmissive, glossy, diffuse hair and hair with lobe R alone; builds the hair table
+// of shader 0.
+std::vector<Responder> all_responders();
+
+// What the layer makes of radiance 1 from one steradian in a direction.
+float response(const Responder& responder, const Vec3& direction);
+
+// Over all layers, first channel.
+float total(const LightSplit& split);
+
 // The ray that a bounce of this kind sends from the point, as the n-th spreading bounce.
 Ray bounced_ray(const LitPoint& lit, const Vec3& direction, Scatter scatter, int n);
+
+// Chi-square of counts against their expectation.
+double chi_square(const std::vector<int>& counts, const std::vector<double>& expected);
+
+// 99.9 % point of the chi-square distribution with 15 degrees of freedom.
+constexpr double kChiSquare15 = 37.7;
 
 } // namespace mh::test
