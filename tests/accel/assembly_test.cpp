@@ -196,7 +196,8 @@ TEST(AssembleScene, LightListsFollowTheSidesAndSumTheTargets) {
     ASSERT_EQ(lamp.emission_list.size(), 2u);
     EXPECT_TRUE(lamp.emission_list[0].front && !lamp.emission_list[1].front);
     EXPECT_EQ(lamp.emission_list[1].index, 1u);
-    EXPECT_EQ(lamp.virtual_light_list.size(), 1u);
+    ASSERT_EQ(lamp.virtual_light_list.size(), 1u);
+    EXPECT_FALSE(lamp.virtual_light_list[0].front);
     EXPECT_FLOAT_EQ(lamp.emission_weight, 1.0f); // half a unit, twice
     EXPECT_FLOAT_EQ(Objects[1].emission_weight, 2.0f);
     EXPECT_FLOAT_EQ(Objects[1].virtual_light_weight, 1.0f);

@@ -162,6 +162,18 @@ TEST(Build, AgreesWithThePlainBuildOnAxisAlignedRows) {
     }
 }
 
+TEST(Build, APrimitiveInBothHalvesJoinsTheSmallerOrTheRightOne) {
+    for (const float right_end : {11.0f, 12.0f, 13.0f}) {
+        Object object = triangle_row(3, {});
+        const float intervals[3][2] = {{0, 10}, {2, right_end}, {5, 7}};
+        for (std::size_t i = 0; i < 9; ++i) {
+            Vec3& p = object.parts[0].positions[i];
+            p.x = intervals[i / 3][p.x > 0.0f ? 1 : 0];
+        }
+        EXPECT_EQ(built_shape(object), plain_shape(object)) << right_end;
+    }
+}
+
 TEST(Build, MakesTheSameTreeWithOneAndManyThreads) {
     Object one = random_object(7, 20000, 0.02f), many = one;
     const int threads = omp_get_max_threads();

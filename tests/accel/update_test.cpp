@@ -188,6 +188,26 @@ double binary_cost(const Object& object, std::uint32_t index) {
            + binary_cost(object, node.first + 1);
 }
 
+// A balanced tree of sixteen leaves, of one and two references in turn. The eight nodes above the
+// leaves have unit boxes and cost `extra` more than as leaves; the nodes above those have `top`.
+Object heap_of_pairs(const Vec3& top, float extra) {
+    Object object;
+    object.binary_references.resize(24);
+    std::vector<BinaryNode>& nodes = object.binary_nodes;
+    nodes.resize(31);
+    for (std::uint32_t i = 0, next = 0; i < 31; ++i) {
+        nodes[i].box = {{}, i < 7 ? top : splat(1.0f)};
+        nodes[i].first = i < 15 ? 2 * i + 1 : next;
+        if (i >= 15) next += nodes[i].count = nodes[i].primitives = 2 - i % 2;
+    }
+    for (std::uint32_t i = 15; i-- > 0;)
+        nodes[i].primitives =
+            nodes[nodes[i].first].primitives + nodes[nodes[i].first + 1].primitives;
+    for (std::uint32_t i = 7; i < 15; ++i)
+        nodes[i].cost = 3.0f * half_area(nodes[i].box) + extra;
+    return object;
+}
+
 } // namespace
 
 TEST(Restructure, TakesTheCheapestOfTheFifteenShapesOfFour) {
@@ -247,59 +267,47 @@ TEST(Update, OneLeafAndNothing) {
 
 TEST(Collapse, ASubtreeBecomesALeafWhenItsCostIsAboveThatOfItsPrimitives) {
     for (const float extra : {0.0f, 1e-3f}) {
-        Object object;
-        object.binary_references.resize(24);
-        // Eight children of three references each below the root, so that none is opened.
-        std::vector<BinaryNode>& nodes = object.binary_nodes;
-        nodes.resize(1 + 2 * 7 + 2 * 8);
-        for (std::uint32_t i = 0; i < 15; ++i)
-            nodes[i].first = 2 * i + 1;
-        for (std::uint32_t i = 0; i < 31; ++i)
-            nodes[i].box = {{}, splat(i < 7 ? 2.0f : 1.0f)};
-        for (std::uint32_t i = 15; i < 31; ++i) // one reference left, two right
-            nodes[i].count = nodes[i].primitives = 2 - i % 2;
-        for (std::uint32_t i = 15, next = 0; i < 31; next += nodes[i++].count)
-            nodes[i].first = next;
-        for (std::uint32_t i = 15; i-- > 0;)
-            nodes[i].primitives =
-                nodes[nodes[i].first].primitives + nodes[nodes[i].first + 1].primitives;
-        for (std::uint32_t i = 7; i < 15; ++i)
-            nodes[i].cost = 3.0f * half_area(nodes[i].box) + extra;
+        Object object = heap_of_pairs(splat(2.0f), extra);
         Collapse(object);
         EXPECT_EQ(object.tree.nodes.size(), extra > 0.0f ? 1u : 9u);
         EXPECT_EQ(object.tree.nodes[0].count[0], extra > 0.0f ? 3 : 0);
     }
 }
 
+TEST(Collapse, TheFirstOfEqualNodesIsOpenedFirst) {
+    Object object = heap_of_pairs(splat(1.0f), 0.0f);
+    Collapse(object);
+    const std::vector<int> counts(object.tree.nodes[0].count, object.tree.nodes[0].count + kWide);
+    EXPECT_EQ(counts, (std::vector<int>{1, 1, 0, 0, 2, 0, 0, 2}));
+}
+
+// A leaf of two triangles between two leaves of one.
 TEST(ReorderTree, PutsTheChildrenThatOccludeMostPerCostFirst) {
-    Object object = random_object(9, 2000, 0.05f);
+    Object object = triangle_row(4, {4, 0, 0});
+    object.parts[0].triangles[2].vertex = object.parts[0].triangles[1].vertex;
     build_quietly(object);
-    const std::vector<WideNode> before = object.tree.nodes;
+    WideNode& root = object.tree.nodes[0];
+    const std::vector<std::uint32_t> before(root.child, root.child + kWide);
     EXPECT_EQ(ReorderTree(object), 0.0f); // nothing measured: nothing moves
-    for (std::size_t i = 0; i < before.size(); ++i)
-        EXPECT_TRUE(
-            std::equal(before[i].child, before[i].child + kWide, object.tree.nodes[i].child));
-    // One node whose slots are leaves, or count as cost 0 since nothing below was hit.
-    const auto node = std::find_if(before.begin(), before.end(), [](const WideNode& n) {
-        return n.count[0] > 0 && n.count[1] > 0 && n.count[2] > 0;
-    });
-    ASSERT_NE(node, before.end());
-    const auto index = static_cast<std::size_t>(node - before.begin());
-    const auto share = [&](std::size_t slot) { return slot == 2 ? 0.75f : 0.25f; };
-    object.tree.occlusion_log[index][1] = 100;
-    object.tree.occlusion_log[index][2] = 300;
-    const float cost = ReorderTree(object);
-    const std::size_t first = share(2) / static_cast<float>(node->count[2])
-                                      > share(1) / static_cast<float>(node->count[1])
-                                  ? 2
-                                  : 1;
-    const WideNode& after = object.tree.nodes[index];
-    EXPECT_EQ(after.child[0], node->child[first]);
-    EXPECT_EQ(after.child[1], node->child[3 - first]);
-    EXPECT_EQ(object.tree.occlusion_log[index][0], first == 2 ? 300u : 100u);
-    EXPECT_GT(cost, 0.0f);
+    EXPECT_TRUE(std::equal(before.begin(), before.end(), root.child));
+
+    const auto pair =
+        static_cast<std::size_t>(std::find(root.count, root.count + 3, 2) - root.count);
+    ASSERT_LT(pair, 3u);
+    const std::size_t single = (pair + 1) % 3;
+    object.tree.occlusion_log[0][pair] = 300;
+    object.tree.occlusion_log[0][single] = 100;
+    // Each leaf costs its triangles, for the share of rays that those before have let pass.
+    EXPECT_FLOAT_EQ(ReorderTree(object), 0.9f * (2.0f + 0.25f + 0.25f * 0.75f));
+    EXPECT_EQ(root.child[0], before[pair]);
+    EXPECT_EQ(root.child[1], before[single]);
+    object.tree.occlusion_log[0][0] = 150;
+    EXPECT_FLOAT_EQ(ReorderTree(object), 0.9f * (1.0f + 0.6f * 2.0f + 0.6f * 0.4f));
+    EXPECT_EQ(root.child[0], before[single]);
+    EXPECT_EQ(object.tree.occlusion_log[0][0], 100u);
     Census census;
-    take_census(object, static_cast<std::uint32_t>(index), 0, census); // boxes moved along
+    take_census(object, 0, 0, census); // boxes moved along
+    EXPECT_EQ(census.references.size(), 4u);
 }
 
 } // namespace mh::test
