@@ -17,9 +17,9 @@ namespace mh {
 namespace {
 
 constexpr std::uint32_t kDeepestLevel = 255;
-constexpr std::uint32_t kParts = 256;        // that references can tell apart
+constexpr std::uint32_t kParts = 256;         // that references can tell apart
 constexpr std::uint32_t kSmallObject = 16384; // below, a parallel region costs more than it saves
-constexpr std::uint32_t kChunk = 8192;       // references a thread takes at a time
+constexpr std::uint32_t kChunk = 8192;        // references a thread takes at a time
 
 struct BuildTask {
     std::uint32_t node = 0, level = 0;
