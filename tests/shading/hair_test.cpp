@@ -164,7 +164,6 @@ TEST(HairTable, StaysFiniteForAbsurdParameters) {
         EXPECT_TRUE(is_finite(direction) && is_finite(attenuation)) << roughness << " " << ior;
     }
 }
-}
 
 TEST(HairTable, TakesItsParametersFromTheFirstLayerAndTheMedium) {
     test::FreshScene scene;
