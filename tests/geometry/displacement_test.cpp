@@ -136,7 +136,7 @@ TEST(Displace, NeedsNormals) {
         Part part = part_from_obj(kTriangle, add_displaced_shader(angle, {4}));
         FinalisePart(part);
         EXPECT_EQ(part.triangles.size(), 1u);
-        EXPECT_EQ(scene.take_report(), kMissing + kMissing + std::string(80, '_') + "\n\n");
+        EXPECT_EQ(scene.take_report(), kMissing + kMissing + kRule);
     }
 }
 
@@ -182,20 +182,6 @@ TEST(PatchPoint, PassesThroughCornersAndFollowsASphere) {
             const Vec3 p = patch_point(corners, grid_weights(16, row, j));
             EXPECT_NEAR(std::sqrt(dot(p, p)), 1.0f, 1e-4f) << row << " " << j;
         }
-}
-
-TEST(Blend, HandsOnUnitNormalsAtRightAnglesToTheCurve) {
-    const OrientedPoint a = {{0, 0, 0}, normalize(Vec3{-1, 0, 2})};
-    const OrientedPoint b = {{2, 0, 0.5f}, normalize(Vec3{1, 0.5f, 1})};
-    constexpr float kStep = 1e-3f;
-    for (float t = 0.1f; t < 0.95f; t += 0.1f) {
-        const OrientedPoint p = blend(t, a, b);
-        const Vec3 along = blend(t - kStep, a, b).position - blend(t + kStep, a, b).position;
-        EXPECT_NEAR(dot(p.normal, p.normal), 1.0f, 1e-5f);
-        // The curve's bow follows n, which turns along it: the slope neglects part of the turn.
-        EXPECT_NEAR(dot(normalize(along), p.normal), 0.0f, 0.1f) << t;
-    }
-    EXPECT_EQ(blend(0.3f, a, a).normal, normalize(0.3f * a.normal + 0.7f * a.normal));
 }
 
 } // namespace

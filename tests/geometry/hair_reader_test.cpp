@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "geometry/hair_reader.h"
 
+#include "geometry/meshes.h"
 #include "geometry/objects.h"
 #include "support/fresh_scene.h"
 
@@ -13,12 +14,6 @@
 
 namespace mh::test {
 namespace {
-
-Part empty_part() {
-    Object object;
-    AddPart(object);
-    return object.parts[0];
-}
 
 template<typename T>
 void put(std::string& file, T value) {

@@ -27,6 +27,12 @@ const char* const kCubeVertices = "v -1 -1 -1\nv 1 -1 -1\nv 1 1 -1\nv -1 1 -1\n"
 
 } // namespace
 
+Part empty_part() {
+    Object object;
+    AddPart(object);
+    return object.parts[0];
+}
+
 std::uint32_t add_smooth_shader(float smooth_angle_deg) {
     const int shader = AddShader();
     Shaders[static_cast<std::size_t>(shader)].name = "smooth";
@@ -39,14 +45,13 @@ Part part_from_obj(const std::string& text, std::uint32_t shader) {
     folder.write("mesh.obj", text);
     MeshLoader loader;
     ReadObj(loader, folder.path + "mesh.obj");
-    Object object;
-    AddPart(object);
-    AssembleMesh(loader, object.parts[0]);
-    for (Triangle& t : object.parts[0].triangles)
+    Part part = empty_part();
+    AssembleMesh(loader, part);
+    for (Triangle& t : part.triangles)
         t.shader = shader;
-    for (Tetragon& t : object.parts[0].tetragons)
+    for (Tetragon& t : part.tetragons)
         t.shader = shader;
-    return object.parts[0];
+    return part;
 }
 
 std::string cube_text() {

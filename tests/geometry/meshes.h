@@ -8,6 +8,12 @@
 
 namespace mh::test {
 
+// What the report prints as a rule.
+const std::string kRule = std::string(80, '_') + "\n\n";
+
+// An empty part with its two arrays.
+Part empty_part();
+
 // A shader of this smooth angle in degrees; returns its index.
 std::uint32_t add_smooth_shader(float smooth_angle_deg);
 

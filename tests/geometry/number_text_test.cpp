@@ -6,7 +6,6 @@
 #include "support/fresh_scene.h"
 
 #include <bit>
-#include <clocale>
 #include <cmath>
 #include <cstdlib>
 #include <locale>
@@ -79,17 +78,6 @@ TEST(ReadReal, IgnoresTheLocale) {
     EXPECT_EQ(value, 1.25f);
 }
 
-TEST(ReadWhole, LimitsItselfToWhatCountsNeed) {
-    const auto whole = [](std::string text) {
-        TextCursor cursor = {text.data(), text.data() + text.size()};
-        return read_whole(cursor);
-    };
-    EXPECT_EQ(whole("+12/3"), 12);
-    EXPECT_EQ(whole("-7.9"), -7);
-    EXPECT_EQ(whole("x"), 0);
-    EXPECT_EQ(whole("-99999999999999999999999999"), -(std::int64_t{1} << 40));
-}
-
 // The same pieces as reads of up to 4095 characters, whatever the buffer of the reader. Empty ones
 // don't count: a read that stops just before the line's end leaves one.
 TEST(ReadLine, SplitsTextAsALineBufferOf4096Does) {
@@ -114,12 +102,6 @@ TEST(ReadLine, SplitsTextAsALineBufferOf4096Does) {
         if (!line.empty()) expected.push_back(line);
     }
     EXPECT_EQ(lines, expected);
-}
-
-TEST(OpenInput, RefusesWhatIsNoFile) {
-    const TemporaryFolder folder;
-    EXPECT_FALSE(OpenInput("missing"));
-    EXPECT_FALSE(OpenInput(folder.path));
 }
 
 } // namespace

@@ -14,7 +14,6 @@
 namespace mh::test {
 namespace {
 
-const std::string kRule = std::string(80, '_') + "\n\n";
 const std::string kPolygons =
     "warning :( \tobject - please triangulate/quadrangulate the input model(s)\n" + kRule;
 const std::string kDegenerate = "warning :( \tobject - there are degenerated quadrangles\n" + kRule;

@@ -15,16 +15,9 @@
 namespace mh::test {
 namespace {
 
-const std::string kRule = std::string(80, '_') + "\n\n";
 const std::string kMixed =
     "error :( \tobject - mixed types (ex. cylinders and triangles in the same group) \n" + kRule;
 const std::string kSizes = "error :( \tobject - different size of per vertex data array\n" + kRule;
-
-Part empty_part() {
-    Object object;
-    AddPart(object);
-    return object.parts[0];
-}
 
 // Points along x, radius 0.1.
 Part line_part(std::size_t points) {

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "geometry/texture_mesh.h"
 
+#include "geometry/meshes.h"
 #include "geometry/objects.h"
 #include "shading/images.h"
 #include "support/fresh_scene.h"
@@ -10,12 +11,6 @@
 
 namespace mh::test {
 namespace {
-
-Part empty_part() {
-    Object object;
-    AddPart(object);
-    return object.parts[0];
-}
 
 // A PPM of one row; samples are bytes, or 16-bit words of high and low byte.
 std::string ppm(int width, int largest, const std::vector<int>& samples) {
