@@ -49,7 +49,7 @@ bool same_given_fields(const CameraPose& a, const CameraPose& b) {
            && a.bokeh == b.bokeh && a.field_of_view == b.field_of_view;
 }
 
-// Spherical interpolation, [Shoemake85] eq. 3.3, of the vectors as they are; linear where they are
+// Spherical interpolation, [Shoemake85], of the vectors as they are; linear where they are
 // too close to parallel or opposite.
 Vec3 interpolate_up(const Vec3& a, const Vec3& b, float wa, float wb) {
     const float cos_angle = dot(a, b);
