@@ -49,7 +49,7 @@ bool ready_to_render(const char* call) {
 }
 
 void finalize_sky(const char* call) {
-    if (!MayCall(call)) return;
+    if (!MayFinish(call)) return;
     FinalizeSkyLight();
     mark_undone(Phase::sky);
 }
@@ -65,14 +65,15 @@ void initialize_sky(const char* call) {
 extern "C" {
 
 MH_API void mhStartup(void) {
-    if (Progress.started) return ReportFault(__func__, Fault::order, "has run already");
+    if (Progress.stage == Stage::open)
+        return ReportFault(__func__, Fault::order, "has run already");
     ForgetFaults();
     Startup();
-    Progress = {true, Progress.done & kOutlivesShutdown};
+    Progress = {Stage::open, Progress.done & kOutlivesShutdown};
 }
 
 MH_API void mhGo(const char* directory) {
-    if (!Progress.started) ForgetFaults();
+    if (Progress.stage == Stage::down) ForgetFaults();
     if (!IsGiven(__func__, "the directory", directory)) return;
     if (!nothing_done(__func__, ~0u)) return;
     Go(directory);
@@ -131,19 +132,19 @@ MH_API void mhRender(void) {
 }
 
 MH_API void mhFinalize(void) {
-    if (!MayCall(__func__)) return;
+    if (!MayFinish(__func__)) return;
     Finalize();
-    Progress = {};
+    Progress = {Stage::dissolved, 0};
 }
 
 MH_API void mhFinalizeRenderer(void) {
-    if (!MayCall(__func__)) return;
+    if (!MayFinish(__func__)) return;
     FinalizeRenderer();
     mark_undone(Phase::renderer);
 }
 
 MH_API void mhFinalizeGaffer(void) {
-    if (!MayCall(__func__)) return;
+    if (!MayFinish(__func__)) return;
     FinalizeGaffer();
     mark_undone(Phase::gaffer);
 }
@@ -157,27 +158,28 @@ MH_API void mhFinalizeGeometryLight(void) {
 }
 
 MH_API void mhFinalizeAccelerator(void) {
-    if (!MayCall(__func__)) return;
+    if (!MayFinish(__func__)) return;
     FinalizeAccelerator();
     mark_undone(Phase::accelerator);
 }
 
 MH_API void mhFinalizeCameras(void) {
-    if (!MayCall(__func__)) return;
+    if (!MayFinish(__func__)) return;
     FinalizeCameras();
     mark_undone(Phase::cameras);
 }
 
 MH_API void mhFinalizeShaders(void) {
-    if (!MayCall(__func__)) return;
+    if (!MayFinish(__func__)) return;
     FinalizeShaders();
     mark_undone(Phase::shaders);
+    Progress.stage = Stage::dissolved;
 }
 
 MH_API void mhShutdown(void) {
-    if (!MayCall(__func__)) return;
+    if (!MayFinish(__func__)) return;
     Shutdown();
-    Progress.started = false;
+    Progress.stage = Stage::down;
 }
 
 MH_API void mhSetPreviewWindow(bool on) {

@@ -14,6 +14,11 @@ namespace {
 
 std::set<std::pair<std::string, Fault>> reported_faults;
 
+bool is_order_kept(const char* call, bool kept) {
+    if (!kept) ReportFault(call, Fault::order, "must come after mhStartup");
+    return kept;
+}
+
 } // namespace
 
 HostProgress Progress;
@@ -27,8 +32,11 @@ void ForgetFaults() {
 }
 
 bool MayCall(const char* call) {
-    if (!Progress.started) ReportFault(call, Fault::order, "must come after mhStartup");
-    return Progress.started;
+    return is_order_kept(call, Progress.stage == Stage::open);
+}
+
+bool MayFinish(const char* call) {
+    return is_order_kept(call, Progress.stage != Stage::down);
 }
 
 bool MayBuild(const char* call, Phase phase) {

@@ -25,9 +25,15 @@ enum class Phase : std::uint8_t {
     frames,
 };
 
+enum class Stage : std::uint8_t {
+    down,      // before mhStartup, after mhShutdown
+    open,      // a scene is built, completed or rendered
+    dissolved, // its shaders are gone
+};
+
 // Where a host stands in the order of calls.
 struct HostProgress {
-    bool started = false;
+    Stage stage = Stage::down;
     std::uint32_t done = 0; // a bit per Phase
 };
 
@@ -49,6 +55,9 @@ void ForgetFaults();
 
 // Between mhStartup and the end of the scene.
 bool MayCall(const char* call);
+
+// Between mhStartup and mhShutdown.
+bool MayFinish(const char* call);
 
 // The same, and the phase that completes what is being built hasn't run.
 bool MayBuild(const char* call, Phase phase);

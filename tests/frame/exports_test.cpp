@@ -1,0 +1,240 @@
+// The exported functions in one process: what they store, and what they answer to bad input.
+// SPDX-License-Identifier: MIT
+#include "frame/moonhare.h"
+#include "frame/types.h"
+#include "geometry/objects.h"
+#include "geometry/types.h"
+#include "lights/types.h"
+#include "output/types.h"
+#include "shading/types.h"
+#include "support/fresh_scene.h"
+
+#include <functional>
+#include <iostream>
+#include <limits>
+#include <sstream>
+
+#include <gtest/gtest.h>
+
+namespace mh {
+
+namespace {
+
+// A started library; its report is captured, its files go to a folder that vanishes.
+struct Exports : testing::Test {
+    test::TemporaryFolder folder;
+    std::ostringstream report;
+    std::streambuf* console = std::cout.rdbuf(report.rdbuf());
+
+    Exports() {
+        mhStartup();
+        mhSetSkyLightPhoton(0);
+        mhSetGeometryLightPhoton(0);
+    }
+
+    ~Exports() override {
+        mhFinalize();
+        mhShutdown();
+        std::cout.rdbuf(console);
+    }
+
+    int add_camera(int width, int height) {
+        const int camera = mhAddCamera();
+        mhSetCameraResolution(camera, width, height);
+        for (const float time : {0.0f, 1.0f}) {
+            mhSetCameraTime(camera, time);
+            mhSetCameraPosition(camera, 0, 0, 4);
+            mhSetCameraUpVector(camera, 0, 1, 0);
+            mhSetCameraFOV(camera, 40);
+        }
+        return camera;
+    }
+
+    // Number of error lines since the last call.
+    int errors() {
+        const std::string text = report.str();
+        report.str({});
+        int count = 0;
+        for (std::size_t at = 0; (at = text.find("error :( \t", at)) != text.npos; ++at)
+            ++count;
+        return count;
+    }
+};
+
+TEST_F(Exports, ChooseThePoseByTime) {
+    const int camera = mhAddCamera();
+    const float kJustBelow = 0.49999997f;
+    mhSetCameraTime(camera, 0.5f);
+    mhSetCameraPosition(camera, 1, 2, 3);
+    mhSetCameraTime(camera, kJustBelow);
+    mhSetCameraPosition(camera, 4, 5, 6);
+    EXPECT_EQ(Cameras[0].poses[1].position, (Vec3{1, 2, 3}));
+    EXPECT_EQ(Cameras[0].poses[0].position, (Vec3{4, 5, 6}));
+}
+
+TEST_F(Exports, ReplaceTheChannelOfCamerasAndCombineThatOfLights) {
+    const int camera = mhAddCamera(), light = mhAddPointLight();
+    EXPECT_EQ(mhAddCameraAOV(camera), 1);
+    mhSetCameraAOVChannel(camera, 1, mhChannelLambertian);
+    EXPECT_EQ(Cameras[0].aovs[1].channel, 4u);
+    EXPECT_EQ(mhAddPointLightAOV(light), 0);
+    mhSetPointLightAOVChannel(light, 0, mhChannelLambertian);
+    EXPECT_EQ(PointLights[0].aov_list[0].channel, 5u);
+}
+
+TEST_F(Exports, AppendGeometryWithTheShaderOfTheMoment) {
+    const float positions[] = {0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0};
+    const float normals[] = {3, 0, 0, -2, 0, 0, 0, 0, 0, 0, 0, 0.25f};
+    const int quad[] = {0, 1, 2, 3}, far_away[] = {0, 1, 1000000};
+    const int object = mhAddObject(), part = mhAddPart(object), shader = mhAddShader();
+    mhAddPositions(object, part, 4, positions);
+    mhAddNormals(object, part, 4, normals);
+    mhAddUVs(object, part, 2, positions);
+    mhAddTriangles(object, part, 1, far_away);
+    mhSetShaderID(object, part, shader);
+    mhAddTetragons(object, part, 1, quad);
+    mhAddVertexData(object, part, "motion", 1, 3, normals);
+    mhAddVertexData(object, part, "wind", 3, 1, normals);
+    mhAddVertexData(object, part, "none", 0, 2, normals);
+    const Part& record = Objects[0].parts[0];
+    EXPECT_EQ(record.positions.size(), 4u);
+    EXPECT_EQ(record.normals[0], (PackedUnit{127, 0, 0}));
+    EXPECT_EQ(record.normals[1], (PackedUnit{-127, 0, 0}));
+    EXPECT_TRUE(is_zero(record.normals[2]));
+    EXPECT_EQ(uvs(record)[1], (Vec2{0, 1}));
+    EXPECT_EQ(record.triangles[0].shader, 0u);
+    EXPECT_EQ(record.triangles[0].vertex[2], 1000000u);
+    EXPECT_EQ(record.tetragons[0].shader, 1u);
+    EXPECT_EQ(record.vec3_arrays.back().values[0], (Vec3{3, 0, 0}));
+    EXPECT_EQ(record.scalar_arrays.back().values.size(), 3u);
+    EXPECT_EQ(record.vec2_arrays.size(), 1u);
+    EXPECT_EQ(errors(), 0);
+}
+
+TEST_F(Exports, PlaceInstancesWithOrWithoutAMatrix) {
+    float matrix[4][4] = {{1, 0, 0, 5}, {0, 1, 0, 6}, {0, 0, 1, 7}, {0, 0, 0, 1}};
+    const int target = mhAddObject(), group = mhAddObject();
+    mhSetInstance(group, mhAddInstance(group), target, matrix);
+    mhSetInstance(group, 0, target, nullptr);
+    EXPECT_EQ(Objects[1].instances[0].matrix.m[2][3], 7.0f);
+    EXPECT_EQ(Objects[1].instances[0].object, 0u);
+}
+
+TEST_F(Exports, StoreImagesAndLeaveTheMatricesSwitchedOff) {
+    const float matrix[4][4] = {{2, 0, 0, 0}, {0, 2, 0, 0}, {0, 0, 2, 0}, {0, 0, 0, 1}};
+    const int shader = mhAddShader(), layer = mhAddSurfaceShader(shader);
+    mhSetSurfaceImage(shader, layer, mhElementGlossy, "a.png", 2.2f, matrix, nullptr);
+    const ShaderElement& slot = Shaders[1].layers[0].elements[2];
+    EXPECT_EQ(slot.image, "a.png");
+    EXPECT_EQ(slot.color_matrix.m[1][1], 2.0f);
+    EXPECT_TRUE(slot.color_matrix_identity && slot.uv_matrix_identity);
+    EXPECT_EQ(Textures.at(0).path, "a.png");
+}
+
+TEST_F(Exports, ReachTheSkyWithTheNameOfTheGeometryLight) {
+    mhSetSkyLightColor(1, 2, 3);
+    mhSetGeometryLightSample(5);
+    mhFinalizeGeometryLight();
+    EXPECT_EQ(SkyLight.color, (Vec3{0.75f, 0.75f, 0.75f}));
+    EXPECT_EQ(GeometryLight.sample, 5);
+    mhInitializeGeometryLight();
+    mhInitializeSkyLight();
+    EXPECT_EQ(errors(), 0);
+}
+
+TEST_F(Exports, HandOutFramesWhoseMeanIsTheBeautyImage) {
+    const int camera = add_camera(5, 4);
+    mhSetCameraRegion(camera, 1, 1, 4, 3);
+    mhSetCameraSample(camera, 2);
+    mhInitialize();
+    float first[18], second[19] = {};
+    mhRenderPixels(6, first, 0);
+    mhRenderPixels(1000, second, 1); // no more than the region has
+    const std::vector<float>& beauty = Cameras[0].aovs[0].image.floats;
+    for (std::size_t y = 0; y < 2; ++y)
+        for (std::size_t x = 0; x < 9; ++x)
+            EXPECT_NEAR(beauty[15 * (y + 1) + 3 + x], (first[9 * y + x] + second[9 * y + x]) / 2,
+                        1e-6f);
+    EXPECT_EQ(second[18], 0.0f);
+    EXPECT_EQ(beauty[0], 0.0f);
+    EXPECT_EQ(errors(), 1); // there is no object
+}
+
+// Every sort of bad input, with the call that each line has to name.
+TEST_F(Exports, RefuseBadInputWithOneLineForEachCallAndKind) {
+    const float values[3] = {};
+    const int indices[4] = {};
+    mhAddCamera();
+    mhAddPart(mhAddObject());
+    mhAddSurfaceShader(mhAddShader());
+
+    const struct {
+        const char* call;
+        std::function<void()> make;
+    } cases[] = {
+        {"mhSetCameraName - the text is a null pointer", [] { mhSetCameraName(0, nullptr); }},
+        {"mhSetCameraFOV - there is no camera -1", [] { mhSetCameraFOV(-1, 30); }},
+        {"mhSetCameraAOVName - there is no AOV 1", [] { mhSetCameraAOVName(0, 1, "x"); }},
+        {"mhSetCameraProjection - projection is 2", [] { mhSetCameraProjection(0, 2); }},
+        {"mhAddPart - there is no object 7", [] { EXPECT_EQ(mhAddPart(7), -1); }},
+        {"mhAddPositions - there is no part 3", [&] { mhAddPositions(0, 3, 1, values); }},
+        {"mhAddPositions - count is -5", [&] { mhAddPositions(0, 0, -5, values); }},
+        {"mhAddNormals - the array is a null pointer", [] { mhAddNormals(0, 0, 1, nullptr); }},
+        {"mhAddTriangles - count is -2147483648",
+         [&] { mhAddTriangles(0, 0, std::numeric_limits<int>::min(), indices); }},
+        {"mhAddVertexData - components is 4", [&] { mhAddVertexData(0, 0, "x", 1, 4, values); }},
+        {"mhSetShaderID - there is no shader 2", [] { mhSetShaderID(0, 0, 2); }},
+        {"mhSetInstance - there is no object 9", [] { mhSetInstance(0, 0, 9, nullptr); }},
+        {"mhSetSurfaceColor - element is 16", [] { mhSetSurfaceColor(1, 0, 16, 1, 1, 1); }},
+        {"mhSetSurfaceColor - there is no layer 1", [] { mhSetSurfaceColor(1, 1, 0, 1, 1, 1); }},
+        {"mhSetSurfaceMaterial - material is 3", [] { mhSetSurfaceMaterial(1, 0, 3); }},
+        {"mhSetShaderVisibility - visibility is 255", [] { mhSetShaderVisibility(1, 255); }},
+        {"mhSetPointLightBlur - there is no point light 0", [] { mhSetPointLightBlur(0, 1); }},
+        {"mhSetSkyLightShaderLink - there is no shader -3", [] { mhSetSkyLightShaderLink(-3); }},
+        {"mhRender - must come after mhInitialize", [] { mhRender(); }},
+        {"mhGo - the directory is a null pointer", [] { mhGo(nullptr); }},
+        {"mhStartup - has run already", [] { mhStartup(); }},
+    };
+
+    errors();
+    for (const auto& c : cases) {
+        c.make();
+        EXPECT_NE(report.str().find(std::string("error :( \t") + c.call), std::string::npos)
+            << c.call << " in " << report.str();
+        c.make();
+        EXPECT_EQ(errors(), 1) << c.call;
+    }
+    EXPECT_EQ(Cameras[0].poses[0].field_of_view, 0.0f);
+    EXPECT_TRUE(Objects[0].parts[0].positions.empty() && Objects[0].parts[0].triangles.empty());
+}
+
+TEST_F(Exports, KeepTheOrderOfCalls) {
+    add_camera(4, 4);
+    mhAddObject();
+    mhInitialize();
+    errors();
+    mhInitialize();
+    mhInitializeAccelerator();
+    EXPECT_EQ(mhAddObject(), -1);
+    EXPECT_EQ(mhAddCameraAOV(0), -1);
+    mhSetCameraResolution(0, 4096, 4096);
+    EXPECT_EQ(errors(), 5);
+    mhSetCameraRegion(0, -3, 2, 900, 900); // between frames: cut to the image
+    mhSetCameraSample(0, 0);
+    mhRender();
+    EXPECT_EQ(errors(), 0);
+    mhRender();
+    mhFinalizeShaders();
+    mhRenderPixels(0, nullptr, 0);
+    EXPECT_EQ(errors(), 2);
+    mhFinalize();
+    EXPECT_EQ(mhAddObject(), -1);
+    mhStartup();
+    EXPECT_EQ(mhAddObject(), 0);
+    mhInitialize();
+    EXPECT_EQ(errors(), 0); // mhAddObject was told off already
+}
+
+} // namespace
+
+} // namespace mh
