@@ -55,13 +55,17 @@ float square_form_factor(float half_width, float height) {
 TEST(GeometryTable, HoldsSamplesByAreaThroughInstances) {
     LightScene scene;
     const int shader = scene.add_emitter({1.0f, 2.0f, 3.0f}, Sideness::face);
-    const int lamp = AddObject(), root = AddObject();
+    const int lamp = AddObject(), middle = AddObject(), root = AddObject();
     scene.add_square(lamp, {}, 1.0f, true, shader);
     scene.add_square(root, {0.0f, 0.0f, -1.0f}, 0.5f, true, shader);
-    Object& object = Objects[static_cast<std::size_t>(root)];
-    Instance& turned = object.instances[static_cast<std::size_t>(AddInstance(object))];
-    turned.object = static_cast<std::uint32_t>(lamp);
-    turned.matrix = {{{0, 0, 1, 10}, {0, 1, 0, 0}, {-1, 0, 0, 0}, {0, 0, 0, 1}}}; // z to x
+    const auto place = [](int parent, int target, const Mat4& matrix) {
+        Object& object = Objects[static_cast<std::size_t>(parent)];
+        Instance& instance = object.instances[static_cast<std::size_t>(AddInstance(object))];
+        instance.object = static_cast<std::uint32_t>(target);
+        instance.matrix = matrix;
+    };
+    place(middle, lamp, {{{0, 0, 1, 0}, {0, 1, 0, 0}, {-1, 0, 0, 0}, {0, 0, 0, 1}}}); // z to x
+    place(root, middle, {{{1, 0, 0, 10}, {0, 1, 0, 0}, {0, 0, 1, 0}, {0, 0, 0, 1}}});
     scene.assemble();
     GeometryLight.sample = 1;
     InitializeGeometryLight();

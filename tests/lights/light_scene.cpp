@@ -59,7 +59,7 @@ LitPoint::LitPoint() {
 std::vector<Responder> all_responders() {
     HairTable& table = Shaders[0].hair_table;
     BuildHairTable(table);
-    for (Image* lobe : {&table.tt_image, &table.trt_image})
+    for (Image* lobe : {&table.r_image, &table.trt_image})
         lobe->floats.assign(lobe->floats.size(), 0.0f);
     LitPoint up, below, shiny, hair, shiny_hair;
     below.point.normal = below.point.geometric_normal = {0.0f, 0.0f, -1.0f};
@@ -89,7 +89,7 @@ float response(const Responder& responder, const Vec3& direction) {
     std::array<Vec3, 3> lobes;
     Vec3 density;
     hair_glossy(Shaders[0].hair_table, point.outgoing, direction, point, lobes, density);
-    return lobes[0].x;
+    return lobes[1].x;
 }
 
 float total(const LightSplit& split) {
@@ -104,6 +104,7 @@ Ray bounced_ray(const LitPoint& lit, const Vec3& direction, Scatter scatter, int
     ray.source_kind = lit.ray.hit_kind;
     ray.source_primitive = lit.ray.hit_primitive;
     ray.scatter = scatter;
+    ray.hair_lobe = 1;
     ray.depth = ray.diffuse_bounces = static_cast<std::uint8_t>(n);
     return ray;
 }

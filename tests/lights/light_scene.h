@@ -44,7 +44,7 @@ struct Responder {
     Scatter scatter;
 };
 
-// Lambertian, transmissive, glossy, diffuse hair and hair with lobe R alone; builds the hair table
+// Lambertian, transmissive, glossy, diffuse hair and hair with lobe TT alone; builds the hair table
 // of shader 0.
 std::vector<Responder> all_responders();
 
