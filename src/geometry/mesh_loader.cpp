@@ -4,6 +4,7 @@
 
 #include "frame/report.h"
 #include "geometry/objects.h"
+#include "geometry/vertex_data.h"
 #include "geometry/weld_table.h"
 
 namespace mh {
@@ -45,16 +46,9 @@ Vertex gather(const Assembly& assembly, const LoaderCorner& corner) {
             entry(assembly.normals, corner.normal), entry(assembly.tangents, corner.tangent)};
 }
 
-std::uint64_t bits(const PackedUnit& p) {
-    return (static_cast<std::uint64_t>(static_cast<std::uint8_t>(p.x)) << 16)
-           | (static_cast<std::uint64_t>(static_cast<std::uint8_t>(p.y)) << 8)
-           | static_cast<std::uint64_t>(static_cast<std::uint8_t>(p.z));
-}
-
 std::uint64_t hash_vertex(const Vertex& v) {
-    const std::uint64_t uv = (std::uint64_t{value_bits(v.uv.x)} << 32) | value_bits(v.uv.y);
-    const std::uint64_t frame = (bits(v.normal) << 24) | bits(v.tangent);
-    return mix_bits(mix_bits(hash_value(v.position) ^ uv) + frame);
+    const std::uint64_t frame = unit_bits(v.normal) << 24 | unit_bits(v.tangent);
+    return mix_bits(hash_value(v.position) + hash_value(v.uv) + frame);
 }
 
 bool equals(const Part& part, std::uint32_t index, const Vertex& v) {

@@ -1,12 +1,13 @@
 // Vertex normals and tangents from the faces that meet at a position. Corners at equal positions
-// form a group; groups are independent of each other, so threads take runs of them, and the vertices
-// that they make are numbered in the order of the groups whatever the number of threads.
+// form a group; groups are independent of each other, so threads take runs of them, and the
+// vertices that they make are numbered in the order of the groups whatever the number of threads.
 // SPDX-License-Identifier: MIT
 #include "geometry/smoothing.h"
 
 #include "frame/report.h"
 #include "geometry/direction_set.h"
 #include "geometry/objects.h"
+#include "geometry/vertex_data.h"
 #include "geometry/weld_table.h"
 #include "math/clock.h"
 #include "math/faces.h"
@@ -235,43 +236,14 @@ PackedUnit smoothed(const SmoothRule& rule, const DirectionSet& group, const Vec
     std::abort();
 }
 
-template<typename T>
-bool same_entries(const std::vector<VertexArray<T>>& arrays, std::uint32_t a, std::uint32_t b) {
-    return std::all_of(arrays.begin(), arrays.end(), [&](const VertexArray<T>& array) {
-        return array.values.empty() || same_value(array.values[a], array.values[b]);
-    });
-}
-
-// Two vertices at one position that agree in everything but the frame.
-bool same_data(const Part& part, std::uint32_t a, std::uint32_t b) {
-    return a == b
-           || (same_entries(part.vec2_arrays, a, b) && same_entries(part.scalar_arrays, a, b)
-               && same_entries(part.vec3_arrays, a, b));
-}
-
 bool same_vertex(const Part& part, const NewVertex& a, const NewVertex& b) {
     return a.normal == b.normal && a.tangent == b.tangent
            && same_data(part, a.old_vertex, b.old_vertex);
 }
 
-std::uint64_t hash_frame(const NewVertex& v) {
-    const auto byte = [](std::int8_t x) { return std::uint64_t{static_cast<std::uint8_t>(x)}; };
-    return mix_bits(byte(v.normal.x) | byte(v.normal.y) << 8 | byte(v.normal.z) << 16
-                    | byte(v.tangent.x) << 24 | byte(v.tangent.y) << 32 | byte(v.tangent.z) << 40);
-}
-
 std::uint64_t hash_vertex(const Part& part, const NewVertex& v) {
-    std::uint64_t hash = hash_frame(v);
-    for (const VertexArray<Vec2>& array : part.vec2_arrays) {
-        if (array.values.empty()) continue;
-        const Vec2& uv = array.values[v.old_vertex];
-        hash = mix_bits(hash + ((std::uint64_t{value_bits(uv.x)} << 32) | value_bits(uv.y)));
-    }
-    for (const VertexArray<float>& array : part.scalar_arrays)
-        if (!array.values.empty()) hash = mix_bits(hash + value_bits(array.values[v.old_vertex]));
-    for (const VertexArray<Vec3>& array : part.vec3_arrays)
-        if (!array.values.empty()) hash = mix_bits(hash ^ hash_value(array.values[v.old_vertex]));
-    return hash;
+    const std::uint64_t frame = unit_bits(v.normal) << 24 | unit_bits(v.tangent);
+    return mix_bits(hash_data(part, v.old_vertex) + frame);
 }
 
 // Index within the run of a vertex like this one that the group has already, or of a new one.

@@ -44,16 +44,23 @@ constexpr bool same_value(const Vec3& a, const Vec3& b) {
     return same_value(a.x, b.x) && same_value(a.y, b.y) && same_value(a.z, b.z);
 }
 
-// Finaliser of [Stafford13], variant 13: every input bit reaches every output bit.
+// Finaliser of [Stafford11], variant 13: every input bit reaches every output bit.
 constexpr std::uint64_t mix_bits(std::uint64_t x) {
     x = (x ^ (x >> 30)) * 0xBF58476D1CE4E5B9u;
     x = (x ^ (x >> 27)) * 0x94D049BB133111EBu;
     return x ^ (x >> 31);
 }
 
+constexpr std::uint64_t hash_value(float x) {
+    return mix_bits(value_bits(x));
+}
+
+constexpr std::uint64_t hash_value(const Vec2& p) {
+    return mix_bits((std::uint64_t{value_bits(p.x)} << 32) | value_bits(p.y));
+}
+
 constexpr std::uint64_t hash_value(const Vec3& p) {
-    const std::uint64_t xy = (std::uint64_t{value_bits(p.x)} << 32) | value_bits(p.y);
-    return mix_bits(mix_bits(xy) + value_bits(p.z));
+    return mix_bits(hash_value(Vec2{p.x, p.y}) + value_bits(p.z));
 }
 
 // The index of a record that is_equal accepts, or `index` after it was added.

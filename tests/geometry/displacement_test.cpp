@@ -153,20 +153,6 @@ TEST(Displace, RefusesWhatDoesNotFitIntoTheMachine) {
     }
 }
 
-TEST(Displace, InterpolatesNamedArrays) {
-    const FreshScene scene;
-    Part part = part_from_obj(kTriangle, add_displaced_shader(30.0f, {4}));
-    part.vec3_arrays.push_back({"copy", part.positions});
-    part.scalar_arrays.push_back({"x", {0.0f, 1.0f, 0.0f}});
-    FinalisePart(part);
-    ASSERT_EQ(part.vec3_arrays[0].values.size(), part.positions.size());
-    for (std::size_t i = 0; i < part.positions.size(); ++i) {
-        // Weights are cut to the lattice of 1/22403, so that up to two steps are lost.
-        EXPECT_NEAR(part.vec3_arrays[0].values[i].x, part.positions[i].x, 2.0f / 22403.0f);
-        EXPECT_NEAR(part.scalar_arrays[1].values[i], part.positions[i].x, 2.0f / 22403.0f);
-    }
-}
-
 // Corners and normals of a sphere, 0.2 radians apart. The patch agrees with the sphere but for terms
 // of fourth order in that angle; a flat triangle would be off by its square / 8, 5e-3.
 TEST(PatchPoint, PassesThroughCornersAndFollowsASphere) {
