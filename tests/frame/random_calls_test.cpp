@@ -42,10 +42,10 @@ float random_float() {
     return static_cast<float>(below(2000)) / 100.0f - 5.0f;
 }
 
-// Sky maps from an image that an earlier call wrote take long: rarely.
+// Sky maps from a picture that an earlier call wrote take long: rarely.
 const char* random_text() {
     constexpr const char* kTexts[] = {nullptr, "", "a", "none.png", "motion"};
-    return below(40) == 0 ? "out.hdr" : kTexts[below(5)];
+    return below(300) == 0 ? "beauty.hdr" : kTexts[below(5)];
 }
 
 template<typename T>
@@ -210,8 +210,8 @@ const std::function<void()> kPhaseCalls[] = {
     mhInitializeCameras,
     mhInitializeShaders,
     mhInitializeAccelerator,
-    mhInitializeSkyLight,
-    mhInitializeGeometryLight,
+    small_call<mhInitializeSkyLight>,
+    small_call<mhInitializeGeometryLight>,
     mhInitializeGaffer,
     mhFinalize,
     mhFinalizeRenderer,
