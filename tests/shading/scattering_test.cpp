@@ -31,7 +31,7 @@ SurfacePoint point_of(const Vec3& normal, float roughness_u, float roughness_v) 
 
 // Share of light along `outgoing` that a surface of reflectance 4 * ward_lobe sends back.
 double albedo(const Vec3& outgoing, const SurfacePoint& point) {
-    constexpr int kSteps = 700;
+    constexpr int kSteps = 400;
     double total = 0.0;
     for (int i = 0; i < kSteps; ++i) {
         for (int j = 0; j < kSteps; ++j) {
