@@ -107,14 +107,20 @@ Vec3 mix_square(const Place& x, const Place& y, Texel texel) {
 
 // Bytes without gamma are the common case, which reads no more than the bytes.
 Vec3 bilinear_bytes(const Image& image, const Place& x, const Place& y) {
-    const auto channels = static_cast<std::size_t>(image.channels);
-    const std::size_t row_bytes = channels * static_cast<std::size_t>(image.width);
-    const std::size_t green = channels > 1 ? 1 : 0; // one channel stands for all three
-    return mix_square(x, y, [&](int column, int row) {
-        const std::uint8_t* p = image.bytes.data() + row_bytes * static_cast<std::size_t>(row)
-                                + channels * static_cast<std::size_t>(column);
-        return Vec3{kByteValues[p[0]], kByteValues[p[green]], kByteValues[p[2 * green]]};
-    });
+    const auto channels = static_cast<std::ptrdiff_t>(image.channels);
+    const std::ptrdiff_t row_bytes = channels * image.width;
+    const std::uint8_t* low = image.bytes.data() + row_bytes * y.low;
+    const std::uint8_t* high = image.bytes.data() + row_bytes * y.high;
+    const std::ptrdiff_t left = channels * x.low, right = channels * x.high;
+    const auto channel = [&](std::ptrdiff_t c) {
+        const float below =
+            (1.0f - x.t) * kByteValues[low[left + c]] + x.t * kByteValues[low[right + c]];
+        const float above =
+            (1.0f - x.t) * kByteValues[high[left + c]] + x.t * kByteValues[high[right + c]];
+        return (1.0f - y.t) * below + y.t * above;
+    };
+    if (channels == 1) return splat(channel(0));
+    return {channel(0), channel(1), channel(2)};
 }
 
 Vec3 bilinear(const Image& image, const Place& x, const Place& y, float gamma) {

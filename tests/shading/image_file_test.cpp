@@ -21,14 +21,14 @@ std::string bytes(std::initializer_list<int> values) {
     return text;
 }
 
-std::string little(std::uint32_t value, int count) {
+std::string little(std::uint64_t value, int count) {
     std::string text;
     for (int i = 0; i < count; ++i)
         text += static_cast<char>(value >> (8 * i) & 0xFFu);
     return text;
 }
 
-std::string big(std::uint32_t value, int count) {
+std::string big(std::uint64_t value, int count) {
     const std::string text = little(value, count);
     return {text.rbegin(), text.rend()};
 }
