@@ -35,25 +35,20 @@ Response analytic_response(const LightShot& shot, const Vec3& direction, bool wr
 LightSplit direct_analytic(Light& light, const Ray& ray, const SurfacePoint& point, AddSample add) {
     if (light.color == Vec3{} || !is_linked(light.link, ray.hit_shader)) return {};
     const bool loops = light.blur > 0.0f || diffuses(point);
-    const LightSplit sum = sum_light_samples(&light, ray, point, light.sample, loops, add);
+    const LightSplit sum = loops ? sum_light_samples(&light, ray, point, light.sample, add)
+                                 : take_one_sample(&light, ray, point, add);
     add_light_aovs(light.aov_list, ray, point, sum);
     return sum;
 }
 
-void add_analytic(const LightShot& shot, const Vec3& direction, float distance, const Vec3& light,
-                  bool wrapped, LightSplit& sum) {
-    Response response;
-    if (!is_hair(shot)) {
-        response = analytic_response(shot, direction, wrapped);
-        if (!complete_response(shot, direction, response)) return;
-    }
-    const Vec3 passed = transparency(shot, direction, distance);
+void add_analytic(const LightShot& shot, Arrival arrival, float distance, bool wrapped,
+                  LightSplit& sum) {
+    Response response = analytic_response(shot, arrival.direction, wrapped);
+    if (!complete_response(shot, arrival.direction, response)) return;
+    const Vec3 passed = transparency(shot, arrival.direction, distance);
     if (passed == Vec3{}) return;
-    const Arrival arrival = {direction, passed * light};
-    if (is_hair(shot))
-        add_to_hair(shot, arrival, sum);
-    else
-        add_to_surface(shot, response, arrival, sum);
+    arrival.light *= passed;
+    add_arrival(shot, response, arrival, sum);
 }
 
 void SetCone(Light& light, float angle_rad) {

@@ -9,10 +9,10 @@ namespace mh {
 // The light's samples at the hit, added to its AOVs; nothing when the hit's shader isn't linked.
 LightSplit direct_analytic(Light& light, const Ray& ray, const SurfacePoint& point, AddSample add);
 
-// One sample of light `light` (what a white surface that faces it returns) from that direction.
-// Clamps the cosines where they are wrapped by the light's offset.
-void add_analytic(const LightShot& shot, const Vec3& direction, float distance, const Vec3& light,
-                  bool wrapped, LightSplit& sum);
+// One sample: arrival.light is what a white surface that faces it returns. Wrapped: cosines are
+// lowered by the light's offset.
+void add_analytic(const LightShot& shot, Arrival arrival, float distance, bool wrapped,
+                  LightSplit& sum);
 
 // Sets the cone of half angle `angle_rad`: its cosine, and 1 - cosine without cancellation.
 void SetCone(Light& light, float angle_rad);

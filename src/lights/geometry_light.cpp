@@ -69,7 +69,7 @@ void add_geometry_sample(const LightShot& shot, LightSplit& sum) {
     const float cos_light = -dot(x.normal, direction);
     if (!(cos_light > 0.0f)) return;
     Response response;
-    if (!is_hair(shot) && !sided_response(shot, direction, response)) return;
+    if (!sided_response(shot, direction, response)) return;
     const Vec3 passed =
         transparency(shot, direction, safe_root(square), static_cast<HitKind>(x.kind), x.primitive);
     if (passed == Vec3{}) return;
@@ -78,10 +78,7 @@ void add_geometry_sample(const LightShot& shot, LightSplit& sum) {
     const Arrival arrival = {direction,
                              passed * x.emission * (cos_light / (square * kLightSamples * share)),
                              samples * square / (cos_light * GeometryLight.area), bounces};
-    if (is_hair(shot))
-        add_to_hair(shot, arrival, sum);
-    else
-        add_to_surface(shot, response, arrival, sum);
+    add_arrival(shot, response, arrival, sum);
 }
 
 bool is_specular(Scatter scatter) {
@@ -92,24 +89,15 @@ bool is_specular(Scatter scatter) {
 // photons bring it.
 bool seen_in_mirror(const Ray& ray) {
     if (!is_specular(ray.scatter)) return false;
-    switch (ray.prior_scatter) {
-    case Scatter::lambertian:
-    case Scatter::transmissive: return GeometryLight.photons == 0;
-    case Scatter::glossy_reflection: return true;
-    default: return false;
-    }
+    if (ray.prior_scatter == Scatter::glossy_reflection) return true;
+    return is_weighed(ray.prior_scatter) && GeometryLight.photons == 0;
 }
 
 // Share of emission met by a ray against the samples that its source point took.
 float share_of_bounce(const Ray& ray, const SurfacePoint& point) {
     if (!point.layer->virtual_light || GeometryLight.sample < 1) return 1.0f;
     if (spread_bounces(ray) == 0 || seen_in_mirror(ray)) return 1.0f;
-    switch (ray.scatter) {
-    case Scatter::lambertian:
-    case Scatter::transmissive:
-    case Scatter::glossy_reflection: break;
-    default: return 0.0f;
-    }
+    if (!is_weighed(ray.scatter)) return 0.0f;
     if (!outside_solids(ray) || !(point.cos_outgoing > 0.0f)) return 0.0f;
     if (ray.source_point == nullptr) return 1.0f;
     const float density =
@@ -189,7 +177,7 @@ LightSplit direct_geometry(const Ray& ray, const SurfacePoint& point) {
     if (GeometryLight.sample < 1 || GeometryLight.table.size == 0) return {};
     if (!is_linked(GeometryLight.link, ray.hit_shader)) return {};
     const LightSplit sum =
-        sum_light_samples(nullptr, ray, point, GeometryLight.sample, true, add_geometry_sample);
+        sum_light_samples(nullptr, ray, point, GeometryLight.sample, add_geometry_sample);
     add_light_aovs(GeometryLight.aov_list, ray, point, sum);
     return sum;
 }

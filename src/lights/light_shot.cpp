@@ -8,6 +8,7 @@
 #include "shading/scattering.h"
 
 #include <array>
+#include <cstdlib>
 
 namespace mh {
 
@@ -18,6 +19,11 @@ constexpr float kFourPi = 4.0f * kPi;
 
 bool is_face(HitKind kind) {
     return kind == HitKind::triangle || kind == HitKind::tetragon;
+}
+
+// Share of strategy a against b by their densities. 0 where a finds nothing.
+float balance(float a, float b) {
+    return a > 0.0f ? 1.0f / (1.0f + b / a) : 0.0f; // in this form a may be infinite
 }
 
 // The sample at another point of a diffusing face; skipped when many tries find none.
@@ -78,12 +84,8 @@ float hair_bounce_density(const Ray& ray, const SurfacePoint& source) {
     if (static_cast<std::size_t>(ray.source_shader) >= Shaders.size()) return 0.0f;
     const Vec3 density =
         hair_lobe_pdf(hair_table(ray.source_shader), source.outgoing, ray.direction, source);
-    switch (ray.hair_lobe) {
-    case 0: return density.x;
-    case 1: return density.y;
-    case 2: return density.z;
-    default: return 0.0f;
-    }
+    const std::array<float, 3> of_lobe = {density.x, density.y, density.z};
+    return ray.hair_lobe < of_lobe.size() ? of_lobe[ray.hair_lobe] : 0.0f;
 }
 
 // Density with which the bounce that made the ray chose its direction.
@@ -94,55 +96,12 @@ float bounce_density(const Ray& ray) {
     case Scatter::lambertian: return dot(ray.direction, source.normal) * kInversePi;
     case Scatter::transmissive: return -dot(ray.direction, source.normal) * kInversePi;
     case Scatter::glossy_reflection: return ward_lobe(source.outgoing, ray.direction, source);
-    default: return 0.0f;
+    case Scatter::none:
+    case Scatter::glossy_refraction:
+    case Scatter::specular_reflection:
+    case Scatter::specular_refraction: return 0.0f;
     }
-}
-
-} // namespace
-
-bool diffuses(const SurfacePoint& point) {
-    return point.diffusion_active && min_channel(point.diffusion_color) > 0.0f;
-}
-
-LightSplit sum_light_samples(const Light* light, const Ray& ray, const SurfacePoint& point,
-                             std::int32_t sample, bool loops, AddSample add) {
-    const int bounces = spread_bounces(ray);
-    if (bounces == 0 && loops)
-        return sum_first_hit(light, ray, point, first_hit_loop(ray, point, sample), add);
-    LightSplit sum;
-    if (bounces < RendererSettings.bounce) add_sample(shot_at_hit(light, ray, point), add, sum);
-    return sum;
-}
-
-bool sided_response(const LightShot& shot, const Vec3& direction, Response& response) {
-    const float c = dot(direction, shot.target.normal);
-    const float g = dot(direction, shot.target.geometric_normal);
-    if (c > 0.0f && g > 0.0f) response.lambertian = c;
-    if (c < 0.0f && g < 0.0f) response.transmissive = -c;
-    if (dot(direction, shot.point.geometric_normal) > 0.0f)
-        response.glossy = dot(direction, shot.point.normal);
-    return complete_response(shot, direction, response);
-}
-
-bool complete_response(const LightShot& shot, const Vec3& direction, Response& response) {
-    const SurfacePoint& point = shot.point;
-    if (!point.lambertian_active || !(response.lambertian > 0.0f)) response.lambertian = 0.0f;
-    if (!point.transmissive_active || !(response.transmissive > 0.0f)) response.transmissive = 0.0f;
-    const bool shines = point.glossy_active && point.reflectance != 0.0f;
-    if (shines && response.glossy > 0.0f)
-        response.lobe = ward_lobe(point.outgoing, direction, point);
-    return response.lambertian > 0.0f || response.transmissive > 0.0f || response.lobe > 0.0f;
-}
-
-Vec3 transparency(const LightShot& shot, const Vec3& direction, float distance, HitKind light_kind,
-                  std::int32_t light_primitive) {
-    Ray shadow = shadow_ray(shot.ray, shot.target.position, direction, distance);
-    shadow.source_kind = shot.target_kind;
-    shadow.source_primitive = shot.target_primitive;
-    shadow.hit_kind = light_kind;
-    shadow.hit_primitive = light_primitive;
-    shadow_query(shadow);
-    return any_above(shadow.weight, kNothing) ? shadow.weight : Vec3{};
+    std::abort();
 }
 
 void add_to_surface(const LightShot& shot, const Response& response, const Arrival& arrival,
@@ -180,9 +139,69 @@ void add_to_hair(const LightShot& shot, const Arrival& arrival, LightSplit& sum)
     sum.to_glossy += light * (lobes[0] * weight.x + lobes[1] * weight.y + lobes[2] * weight.z);
 }
 
-float balance(float a, float b) {
-    const float total = a + b;
-    return total > 0.0f ? a / total : 0.0f;
+} // namespace
+
+bool diffuses(const SurfacePoint& point) {
+    return point.diffusion_active && min_channel(point.diffusion_color) > 0.0f;
+}
+
+LightSplit sum_light_samples(const Light* light, const Ray& ray, const SurfacePoint& point,
+                             std::int32_t sample, AddSample add) {
+    if (spread_bounces(ray) > 0) return take_one_sample(light, ray, point, add);
+    return sum_first_hit(light, ray, point, first_hit_loop(ray, point, sample), add);
+}
+
+LightSplit take_one_sample(const Light* light, const Ray& ray, const SurfacePoint& point,
+                           AddSample add) {
+    LightSplit sum;
+    if (spread_bounces(ray) < RendererSettings.bounce)
+        add_sample(shot_at_hit(light, ray, point), add, sum);
+    return sum;
+}
+
+bool sided_response(const LightShot& shot, const Vec3& direction, Response& response) {
+    const float c = dot(direction, shot.target.normal);
+    const float g = dot(direction, shot.target.geometric_normal);
+    if (c > 0.0f && g > 0.0f) response.lambertian = c;
+    if (c < 0.0f && g < 0.0f) response.transmissive = -c;
+    if (dot(direction, shot.point.geometric_normal) > 0.0f)
+        response.glossy = dot(direction, shot.point.normal);
+    return complete_response(shot, direction, response);
+}
+
+bool complete_response(const LightShot& shot, const Vec3& direction, Response& response) {
+    if (is_hair(shot)) return true;
+    const SurfacePoint& point = shot.point;
+    if (!point.lambertian_active || !(response.lambertian > 0.0f)) response.lambertian = 0.0f;
+    if (!point.transmissive_active || !(response.transmissive > 0.0f)) response.transmissive = 0.0f;
+    const bool shines = point.glossy_active && point.reflectance != 0.0f;
+    if (shines && response.glossy > 0.0f)
+        response.lobe = ward_lobe(point.outgoing, direction, point);
+    return response.lambertian > 0.0f || response.transmissive > 0.0f || response.lobe > 0.0f;
+}
+
+Vec3 transparency(const LightShot& shot, const Vec3& direction, float distance, HitKind light_kind,
+                  std::int32_t light_primitive) {
+    Ray shadow = shadow_ray(shot.ray, shot.target.position, direction, distance);
+    shadow.source_kind = shot.target_kind;
+    shadow.source_primitive = shot.target_primitive;
+    shadow.hit_kind = light_kind;
+    shadow.hit_primitive = light_primitive;
+    shadow_query(shadow);
+    return any_above(shadow.weight, kNothing) ? shadow.weight : Vec3{};
+}
+
+void add_arrival(const LightShot& shot, const Response& response, const Arrival& arrival,
+                 LightSplit& sum) {
+    if (is_hair(shot))
+        add_to_hair(shot, arrival, sum);
+    else
+        add_to_surface(shot, response, arrival, sum);
+}
+
+bool is_weighed(Scatter scatter) {
+    return scatter == Scatter::lambertian || scatter == Scatter::transmissive
+           || scatter == Scatter::glossy_reflection;
 }
 
 float bounce_share(const Ray& ray, std::int32_t sample, float light_density) {

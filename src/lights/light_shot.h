@@ -45,18 +45,23 @@ struct Arrival {
 // Adds one sample to the sum.
 using AddSample = void (*)(const LightShot& shot, LightSplit& sum);
 
-// All samples that the hit takes: the loop at the first hit if `loops`, otherwise one up to the
-// limit of bounces. Diffusing faces get each sample at a point of their own.
+// All samples that the hit takes: a loop at the first hit, then one up to the limit of bounces.
+// Diffusing faces get each sample at a point of their own.
 LightSplit sum_light_samples(const Light* light, const Ray& ray, const SurfacePoint& point,
-                             std::int32_t sample, bool loops, AddSample add);
+                             std::int32_t sample, AddSample add);
+
+// The one sample of hits within the limit of bounces.
+LightSplit take_one_sample(const Light* light, const Ray& ray, const SurfacePoint& point,
+                           AddSample add);
 
 // The point spreads light beneath its surface in all channels.
 bool diffuses(const SurfacePoint& point);
 
-// The response to a direction on one side of both normals. False when no layer takes anything.
+// The response to a direction on one side of both normals. False when no layer takes anything; hair
+// takes light from everywhere.
 bool sided_response(const LightShot& shot, const Vec3& direction, Response& response);
 
-// Drops the layers that are absent and evaluates the lobe. False when no layer takes anything.
+// Drops the layers that are absent and evaluates the lobe. The result is that of sided_response.
 bool complete_response(const LightShot& shot, const Vec3& direction, Response& response);
 
 // What passes between the target and a light in that direction; also ignores the primitive that
@@ -65,12 +70,11 @@ Vec3 transparency(const LightShot& shot, const Vec3& direction, float distance,
                   HitKind light_kind = HitKind::unset, std::int32_t light_primitive = -1);
 
 // Adds an arrival to the layers, weighted against bounces by the balance heuristic [Veach97].
-void add_to_surface(const LightShot& shot, const Response& response, const Arrival& arrival,
-                    LightSplit& sum);
-void add_to_hair(const LightShot& shot, const Arrival& arrival, LightSplit& sum);
+void add_arrival(const LightShot& shot, const Response& response, const Arrival& arrival,
+                 LightSplit& sum);
 
-// a / (a + b); 0 without a positive sum.
-float balance(float a, float b);
+// Bounces whose view of a light is weighed against the samples of their source point.
+bool is_weighed(Scatter scatter);
 
 // Share of a bounce, by its density and by the number of bounces of its source point, against
 // `sample` light samples of the given density for its direction. 0 for a direction that the bounce

@@ -19,7 +19,7 @@ Vec3 travel_direction(const Light& light, SampleCursor cursor) {
 
 void add_parallel_sample(const LightShot& shot, LightSplit& sum) {
     const Vec3 direction = -travel_direction(*shot.light, shot.cursor);
-    add_analytic(shot, direction, kFar, shot.light->color, true, sum);
+    add_analytic(shot, {direction, shot.light->color}, kFar, true, sum);
 }
 
 } // namespace

@@ -37,7 +37,7 @@ void add_point_sample(const LightShot& shot, LightSplit& sum) {
     const float falloff = spot_falloff(light, -direction);
     if (!(falloff > 0.0f)) return;
     const bool wrapped = shot.count == 0; // the loop takes plain cosines
-    add_analytic(shot, direction, safe_root(square), light.color * (falloff / square), wrapped,
+    add_analytic(shot, {direction, light.color * (falloff / square)}, safe_root(square), wrapped,
                  sum);
 }
 

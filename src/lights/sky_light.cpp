@@ -74,13 +74,8 @@ Vec3 backdrop_radiance(const Ray& ray) {
 // Share of a bounce's view of the sky against the samples that its source point took.
 float share_of_bounce(const Ray& ray) {
     if (SkyLight.sample < 1 || spread_bounces(ray) == 0) return 1.0f;
-    if (!outside_solids(ray) || ray.source_point == nullptr) return 1.0f;
-    switch (ray.scatter) {
-    case Scatter::lambertian:
-    case Scatter::transmissive:
-    case Scatter::glossy_reflection: break;
-    default: return 1.0f;
-    }
+    if (!is_weighed(ray.scatter) || !outside_solids(ray)) return 1.0f;
+    if (ray.source_point == nullptr) return 1.0f;
     const float density = kTexelDensity * probability(SkyLight.sky_table, sky_texel(ray.direction));
     const float halves = ray.source_kind == HitKind::hair ? 1.0f : 2.0f;
     return bounce_share(ray, SkyLight.sample, halves * density);
@@ -97,7 +92,7 @@ void add_sky_sample(const LightShot& shot, LightSplit& sum) {
     if (!(density > (looped ? kSmallestDensity : 0.0f))) return;
     const Vec3 direction = sky_texel_direction(texel);
     Response response;
-    if (!is_hair(shot) && !sided_response(shot, direction, response)) return;
+    if (!sided_response(shot, direction, response)) return;
     const Vec3 passed = transparency(shot, direction, kFar);
     if (passed == Vec3{}) return;
     // Surfaces weigh the bounce by half: the pair of this sample is the bounce's doubled density of
@@ -107,10 +102,7 @@ void add_sky_sample(const LightShot& shot, LightSplit& sum) {
     const Arrival arrival = {direction,
                              passed * sky_direction_radiance(direction) / (density * kPi),
                              samples * density, is_hair(shot) ? bounces : 0.5f * bounces};
-    if (is_hair(shot))
-        add_to_hair(shot, arrival, sum);
-    else
-        add_to_surface(shot, response, arrival, sum);
+    add_arrival(shot, response, arrival, sum);
 }
 
 // Direction to the sky of a photon, and its weight: 1 over the density of the direction, relative
@@ -199,8 +191,7 @@ Vec3 sky_radiance(const Ray& ray) {
 LightSplit direct_sky(const Ray& ray, const SurfacePoint& point) {
     if (SkyLight.sample < 1 || SkyLight.sky_table.size == 0) return {};
     if (!is_linked(SkyLight.link, ray.hit_shader)) return {};
-    const LightSplit sum =
-        sum_light_samples(nullptr, ray, point, SkyLight.sample, true, add_sky_sample);
+    const LightSplit sum = sum_light_samples(nullptr, ray, point, SkyLight.sample, add_sky_sample);
     add_light_aovs(SkyLight.aov_list, ray, point, sum);
     return sum;
 }
