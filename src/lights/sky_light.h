@@ -32,7 +32,7 @@ Vec3 sky_radiance(const Ray& ray);
 // Light of the sky's samples at a point.
 LightSplit direct_sky(const Ray& ray, const SurfacePoint& point);
 
-// First ray of sky photon `number`.
+// First ray of sky photon `number`; ray.weight is black when no light comes from there.
 void emit_sky_photon(Ray& ray, std::int64_t number);
 
 // Cube map addressing: direction of continuous texel coordinates, and texel of a direction as

@@ -33,7 +33,7 @@ inline LightSplit& operator+=(LightSplit& a, const LightSplit& b) {
     return a;
 }
 
-// Shaders that a light reaches; no names and no indices means all of them.
+// Shaders that a light reaches; no indices, once the names are resolved, means all of them.
 struct LightLink {
     std::vector<std::string> names;    // of scene files
     std::vector<std::int32_t> shaders; // of hosts, and the names once resolved
