@@ -110,17 +110,6 @@ bool same_uv(const Vec2& a, const Vec2& b) {
     return std::fabs(a.x - b.x) < kSame && std::fabs(a.y - b.y) < kSame;
 }
 
-// Face directions are compared by their angles, so those of tiny faces need unit length too;
-// normalize() only scales up what is shorter than 1e-5.
-Vec3 stretched(const Vec3& direction) {
-    constexpr float kNearlyUnit = 0.99f;
-    Vec3 unit = direction;
-    for (float square = dot(unit, unit); square > 0.0f && square < kNearlyUnit;
-         square = dot(unit, unit))
-        unit = normalize(unit);
-    return unit;
-}
-
 Vec3 any_tangent(const Vec3& normal) {
     Vec3 tangent, bitangent;
     tangent_frame(normal, tangent, bitangent);
@@ -136,20 +125,20 @@ Vec3 face_tangent(const Part& part, const std::uint32_t* v, const Vec3& normal) 
     if (same_uv(uv0, uv1) && same_uv(uv0, uv2) && same_uv(uv1, uv2)) return any_tangent(normal);
     const Vec3 e1 = part.positions[v[1]] - part.positions[v[0]];
     const Vec3 e2 = part.positions[v[2]] - part.positions[v[0]];
-    return stretched(normalize(e1 * (uv2.y - uv0.y) - e2 * (uv1.y - uv0.y)));
+    return unit_direction(e1 * (uv2.y - uv0.y) - e2 * (uv1.y - uv0.y));
 }
 
 FaceFrame frame_of(const Part& part, const Triangle& face) {
     const std::vector<Vec3>& p = part.positions;
     const auto& v = face.vertex;
-    const Vec3 normal = stretched(triangle_normal(p[v[0]], p[v[1]], p[v[2]]));
+    const Vec3 normal = triangle_normal(p[v[0]], p[v[1]], p[v[2]]);
     return {normal, face_tangent(part, v.data(), normal)};
 }
 
 FaceFrame frame_of(const Part& part, const Tetragon& face) {
     const std::vector<Vec3>& p = part.positions;
     const auto& v = face.vertex;
-    const Vec3 normal = stretched(tetragon_normal(p[v[0]], p[v[1]], p[v[2]], p[v[3]]));
+    const Vec3 normal = tetragon_normal(p[v[0]], p[v[1]], p[v[2]], p[v[3]]);
     return {normal, face_tangent(part, v.data(), normal)};
 }
 

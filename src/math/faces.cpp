@@ -27,11 +27,11 @@ float tetragon_area(const Vec3& p0, const Vec3& p1, const Vec3& p2, const Vec3& 
 }
 
 Vec3 triangle_normal(const Vec3& p0, const Vec3& p1, const Vec3& p2) {
-    return normalize(cross(p1 - p0, p2 - p0));
+    return unit_direction(cross(p1 - p0, p2 - p0));
 }
 
 Vec3 tetragon_normal(const Vec3& p0, const Vec3& p1, const Vec3& p2, const Vec3& p3) {
-    return normalize(cross(p2 - p0, p3 - p1));
+    return unit_direction(cross(p2 - p0, p3 - p1));
 }
 
 } // namespace mh

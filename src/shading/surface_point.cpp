@@ -5,6 +5,7 @@
 
 #include "frame/types.h"
 #include "geometry/types.h"
+#include "math/faces.h"
 #include "math/frame.h"
 #include "math/random.h"
 #include "math/roots.h"
@@ -26,12 +27,6 @@ constexpr float kSmoothRoughness = 1e-6f; // of layers without roughness; added 
 // Of hits on a shader that was never finished.
 const SurfaceLayer NoLayer = default_surface_layer();
 
-// Unit vector along v whatever its length: normals of tiny and huge faces alike.
-Vec3 normalize_scaled(const Vec3& v) {
-    const float largest = std::max({std::fabs(v.x), std::fabs(v.y), std::fabs(v.z)});
-    return largest > 0.0f ? normalize(v / largest) : Vec3{};
-}
-
 // Corners of a face with the weights of the hit.
 template<std::size_t N>
 struct Corners {
@@ -51,13 +46,12 @@ Corners<4> corners_of(const Tetragon& quad, const Ray& ray) {
 
 Vec3 face_normal(const Part& part, const std::array<std::uint32_t, 3>& v) {
     const std::vector<Vec3>& p = part.positions;
-    return normalize_scaled(cross(p[v[1]] - p[v[0]], p[v[2]] - p[v[0]]));
+    return triangle_normal(p[v[0]], p[v[1]], p[v[2]]);
 }
 
-// The cross of the diagonals: a quad need not be flat.
 Vec3 face_normal(const Part& part, const std::array<std::uint32_t, 4>& v) {
     const std::vector<Vec3>& p = part.positions;
-    return normalize_scaled(cross(p[v[2]] - p[v[0]], p[v[3]] - p[v[1]]));
+    return tetragon_normal(p[v[0]], p[v[1]], p[v[2]], p[v[3]]);
 }
 
 // Arrays of another size than the positions have been reported and count as absent.
@@ -264,7 +258,7 @@ void build_particle_point(const Ray& ray, const Shader& shader, SurfacePoint& po
         point.uv = interpolate_uv(part, Corners<1>{{vertex}, {1.0f}});
     }
     choose_layer(shader, ray.front_side, point);
-    const Vec3 outward = normalize_scaled({ray.hit_a, ray.hit_b, ray.hit_c});
+    const Vec3 outward = unit_direction({ray.hit_a, ray.hit_b, ray.hit_c});
     point.normal = ray.front_side ? outward : -outward;
     point.geometric_normal = point.normal;
     tangent_frame(point.normal, point.tangent, point.bitangent);
@@ -279,7 +273,7 @@ Vec3 hair_axis(const Part& part, const Corners<2>& ends) {
             axis += ends.weight[i] * unpack_unit(part.tangents[ends.vertex[i]]);
     const bool has_tangent = dot(axis, axis) > kSmallestSquare;
     if (!has_tangent) axis = part.positions[ends.vertex[1]] - part.positions[ends.vertex[0]];
-    return normalize_scaled(axis);
+    return unit_direction(axis);
 }
 
 // A random point of the round section that the viewer sees: h is the offset from its middle.

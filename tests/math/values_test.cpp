@@ -42,6 +42,13 @@ TEST(Roots, AreFiniteForEveryInput) {
     expect_near(normalize(Vec3{1e-6f, 0.0f, 0.0f}), {0.1f, 0.0f, 0.0f}, 1e-6f);
 }
 
+TEST(Roots, UnitDirectionsHaveNoScale) {
+    for (const float scale : {1e-20f, 1e-7f, 1.0f, 1e18f, 1e30f})
+        expect_near(unit_direction({3.0f * scale, 0.0f, 4.0f * scale}), {0.6f, 0.0f, 0.8f}, 1e-6f);
+    EXPECT_EQ(unit_direction(Vec3{}), Vec3{});
+    EXPECT_EQ(unit_direction({kInfinity, 0.0f, kNan}), Vec3{});
+}
+
 TEST(TangentFrame, IsOrthonormalAndRightHanded) {
     const test::SeededDraws draws(1);
     for (int i = 0; i < 1000; ++i) {
