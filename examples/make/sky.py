@@ -23,7 +23,7 @@ def sky(x, y):
     d = direction(360 * (x + 0.5) / WIDTH, height_deg)
     to_sun = sum(a * b for a, b in zip(d, SUN))
     if to_sun > math.cos(math.radians(SUN_RADIUS_DEG)):
-        return 900.0, 780.0, 600.0
+        return 1500.0, 1300.0, 1000.0
     if d[2] < 0:
         return 0.2, 0.19, 0.18
     haze = math.exp(-5 * d[2])

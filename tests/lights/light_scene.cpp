@@ -17,6 +17,7 @@ namespace mh::test {
 LightScene::LightScene() {
     AddCamera();
     Cameras[0].width = Cameras[0].height = 4;
+    Cameras[0].aovs[0].image.path.clear(); // no file
 }
 
 int LightScene::add_emitter(const Vec3& emission, Sideness side, bool virtual_light) {
