@@ -283,7 +283,8 @@ MH_API int mhAddObject(void);
 MH_API void mhSetObjectName(int object, const char* name);
 /* Adds an empty part; returns its number within the object. */
 MH_API int mhAddPart(int object);
-/* Shader of the part, and of the faces that are added from now on; default 0. */
+/* Shader of the part, and of the faces that are added from now on; default 0. When the part is
+ * finished, faces whose shader has no name of its own take the one that was set last. */
 MH_API void mhSetShaderID(int object, int part, int shader);
 /* Appends `count` points of three floats. */
 MH_API void mhAddPositions(int object, int part, int count, const float* positions);
@@ -319,9 +320,10 @@ MH_API void mhSetInstance(int object, int instance, int target, float (*matrix)[
 /* ---- Shaders ----
  * Shader 0, named "undefined", exists from the start: grey, for objects without a shader. */
 
-/* Adds a shader, named "undefined" too, without layers; returns its number. */
+/* Adds a shader, named "undefined" too, without layers; returns its number. Name it where a part
+ * has several. */
 MH_API int mhAddShader(void);
-/* Name by which output images of the geometry light find it. */
+/* Any name but "undefined"; output images of the geometry light find the shader by it. */
 MH_API void mhSetShaderName(int shader, const char* name);
 /* Default mhVisibilityAll. */
 MH_API void mhSetShaderVisibility(int shader, mhVisibility visibility);

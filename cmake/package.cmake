@@ -1,0 +1,45 @@
+# Installation: library, header, program, man page, Python module, and what other build systems need
+# to find them. cpack makes a Debian package of it.
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+set(MOONHARE_PYTHON_DIR ${CMAKE_INSTALL_LIBDIR}/python3/dist-packages CACHE STRING
+    "Where the Python module goes, below the prefix")
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/moonhare)
+
+set_target_properties(mh PROPERTIES PUBLIC_HEADER ${PROJECT_SOURCE_DIR}/src/frame/moonhare.h)
+target_include_directories(mh INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/src/frame>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+install(TARGETS mh EXPORT moonhare)
+install(TARGETS moonhare)
+install(EXPORT moonhare NAMESPACE moonhare:: FILE moonhareConfig.cmake DESTINATION ${package_dir})
+write_basic_package_version_file(moonhareConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/moonhareConfigVersion.cmake DESTINATION ${package_dir})
+
+# Found relative to itself, so that the tree may be moved and packaged under any prefix.
+file(RELATIVE_PATH pkgconfig_to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+configure_file(cmake/moonhare.pc.in moonhare.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/moonhare.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES tools/moonhare.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+
+find_package(Python3 COMPONENTS Interpreter REQUIRED)
+set(python_module ${CMAKE_CURRENT_BINARY_DIR}/python/moonhare.py)
+add_custom_command(OUTPUT ${python_module}
+    COMMAND ${CMAKE_COMMAND} -E make_directory python
+    COMMAND Python3::Interpreter ${PROJECT_SOURCE_DIR}/tools/python/generate.py
+        ${PROJECT_SOURCE_DIR}/src/frame/moonhare.h libmh.so.${PROJECT_VERSION_MAJOR}
+        ${python_module}
+    DEPENDS tools/python/generate.py src/frame/moonhare.h VERBATIM)
+add_custom_target(python_module ALL DEPENDS ${python_module})
+install(FILES ${python_module} DESTINATION ${MOONHARE_PYTHON_DIR})
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_PACKAGE_CONTACT "The moonhare developers <moonhare@example.org>")
+set(CPACK_STRIP_FILES ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SECTION graphics)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SUGGESTS "python3, python3-numpy")
+include(CPack)

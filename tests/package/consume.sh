@@ -1,0 +1,51 @@
+#!/bin/sh
+# Builds and runs a host against an installed tree, in a folder of its own, and looks at its picture.
+# usage: consume.sh KIND SOURCE_DIRECTORY TREE WORK_DIRECTORY
+set -eu
+kind=$1 source=$2 tree=$3 work=$4
+export LD_LIBRARY_PATH="$tree/lib" PKG_CONFIG_PATH="$tree/lib/pkgconfig"
+strict="-std=c99 -pedantic -Wall -Wextra -Werror"
+
+rm -rf "$work"
+mkdir -p "$work"
+cd "$work"
+
+case $kind in
+cmake)
+    cmake -G Ninja -S "$source/examples/host_cpp" -B build -DCMAKE_PREFIX_PATH="$tree"
+    cmake --build build
+    build/host >report
+    picture=host_cpp.png
+    ;;
+pkg_config)
+    cc $strict "$source/examples/host_c/host.c" $(pkg-config --cflags --libs moonhare) -o host
+    ./host >report
+    picture=host_c.png
+    ;;
+dlopen)
+    cc $strict "$source/tests/package/dlopen_host.c" -o host -ldl
+    ./host "$(ls "$tree"/lib/libmh.so.?)" "$source/tests/package/scene/" >report
+    picture=beauty.hdr
+    ;;
+python)
+    export PYTHONPATH="$tree/lib/python3/dist-packages"
+    python3 "$source/examples/host_python/host.py" >report
+    python3 "$source/tests/package/module_test.py"
+    picture=host_python.png
+    ;;
+program)
+    "$tree/bin/moonhare" "$source/tests/package/scene" --threads 2 >report
+    "$tree/bin/moonhare" convert beauty.hdr picture.png
+    status=0
+    "$tree/bin/moonhare" "$work/nowhere" 2>message || status=$?
+    test $status = 2
+    grep -q "nowhere is not a directory" message
+    picture=picture.png
+    ;;
+esac
+
+if grep "error :(" report; then exit 1; fi
+case $picture in
+*.png) head -c 4 $picture | grep -q PNG ;;
+*.hdr) head -c 2 $picture | grep -q "#?" ;;
+esac
