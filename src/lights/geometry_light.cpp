@@ -34,7 +34,7 @@ void fill_sample(int i) {
     GeometryLight.samples[number] = {point.position,  point.normal,
                                      emission,        point.primitive_area,
                                      point.primitive, static_cast<std::uint8_t>(point.kind),
-                                     point.front};
+                                     point.front,     0.0f};
     set_weight(GeometryLight.table, i, mean(emission));
 }
 
@@ -50,6 +50,9 @@ void build_table() {
     for (int i = 0; i < kLightSamples; ++i)
         fill_sample(i);
     FinishSampler(GeometryLight.table);
+    for (std::int32_t i = 0; i < GeometryLight.table.size; ++i)
+        GeometryLight.samples[static_cast<std::size_t>(i)].share =
+            probability(GeometryLight.table, i);
 }
 
 void add_geometry_sample(const LightShot& shot, LightSplit& sum) {
@@ -60,9 +63,9 @@ void add_geometry_sample(const LightShot& shot, LightSplit& sum) {
         u = rotate_unit(u, shot.cursor.rotation_u);
     }
     const std::int32_t index = pick(GeometryLight.table, u);
-    const float share = probability(GeometryLight.table, index);
-    if (!(share > 0.0f)) return;
+    if (index < 0) return;
     const LightSample& x = GeometryLight.samples[static_cast<std::size_t>(index)];
+    if (!(x.share > 0.0f)) return;
     const Vec3 v = x.position - shot.target.position;
     const float square = dot(v, v);
     const Vec3 direction = normalize(v);
@@ -76,7 +79,7 @@ void add_geometry_sample(const LightShot& shot, LightSplit& sum) {
     const float samples = looped ? static_cast<float>(GeometryLight.sample) : 1.0f;
     const float bounces = looped ? static_cast<float>(RendererSettings.bounce_samples) : 1.0f;
     const Arrival arrival = {direction,
-                             passed * x.emission * (cos_light / (square * kLightSamples * share)),
+                             passed * x.emission * (cos_light / (square * kLightSamples * x.share)),
                              samples * square / (cos_light * GeometryLight.area), bounces};
     add_arrival(shot, response, arrival, sum);
 }

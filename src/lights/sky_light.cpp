@@ -42,6 +42,7 @@ void build_map() {
     for (std::vector<Rgbe>& face : SkyLight.faces)
         face.clear();
     SkyLight.sky_table = {};
+    SkyLight.sky_corners = {};
     const bool shines = any_above(SkyLight.color, kNothing);
     if (shines && has_pixels(SkyLight.image)) BuildSkyMap();
     if (!shines) SkyLight.photons = 0;
@@ -71,12 +72,25 @@ Vec3 backdrop_radiance(const Ray& ray) {
     return sample_texture(SkyLight.backdrop, uv, SkyLight.sampler);
 }
 
+// Rays that spread before read the filtered map; the texel is found once for all its uses.
+constexpr std::int32_t kNoTexel = -1;
+
+std::int32_t texel_seen(const Ray& ray) {
+    const bool reads_map = spread_bounces(ray) > 0 && !SkyLight.faces[0].empty();
+    return reads_map ? sky_texel(ray.direction) : kNoTexel;
+}
+
+Vec3 radiance_seen(const Ray& ray, std::int32_t texel) {
+    if (ray.depth == 0 && has_pixels(SkyLight.backdrop)) return backdrop_radiance(ray);
+    return texel == kNoTexel ? sky_direction_radiance(ray.direction) : sky_map_radiance(texel);
+}
+
 // Share of a bounce's view of the sky against the samples that its source point took.
-float share_of_bounce(const Ray& ray) {
-    if (SkyLight.sample < 1 || spread_bounces(ray) == 0) return 1.0f;
+float share_of_bounce(const Ray& ray, std::int32_t texel) {
+    if (SkyLight.sample < 1 || texel == kNoTexel) return 1.0f;
     if (!is_weighed(ray.scatter) || !outside_solids(ray)) return 1.0f;
     if (ray.source_point == nullptr) return 1.0f;
-    const float density = kTexelDensity * probability(SkyLight.sky_table, sky_texel(ray.direction));
+    const float density = kTexelDensity * probability(SkyLight.sky_table, texel);
     const float halves = ray.source_kind == HitKind::hair ? 1.0f : 2.0f;
     return bounce_share(ray, SkyLight.sample, halves * density);
 }
@@ -99,9 +113,9 @@ void add_sky_sample(const LightShot& shot, LightSplit& sum) {
     // the sky.
     const float samples = looped ? static_cast<float>(SkyLight.sample) : 1.0f;
     const float bounces = looped ? static_cast<float>(RendererSettings.bounce_samples) : 1.0f;
-    const Arrival arrival = {direction,
-                             passed * sky_direction_radiance(direction) / (density * kPi),
-                             samples * density, is_hair(shot) ? bounces : 0.5f * bounces};
+    const Arrival arrival = {
+        direction, passed * SkyLight.sky_corners[static_cast<std::size_t>(texel)] / (density * kPi),
+        samples * density, is_hair(shot) ? bounces : 0.5f * bounces};
     add_arrival(shot, response, arrival, sum);
 }
 
@@ -170,17 +184,15 @@ Vec3 sky_direction_radiance(const Vec3& direction) {
 }
 
 Vec3 sky_lookup(const Ray& ray) {
-    if (ray.depth == 0 && has_pixels(SkyLight.backdrop)) return backdrop_radiance(ray);
-    if (spread_bounces(ray) == 0 || SkyLight.faces[0].empty())
-        return sky_direction_radiance(ray.direction);
-    return sky_map_radiance(ray.direction);
+    return radiance_seen(ray, texel_seen(ray));
 }
 
 Vec3 sky_radiance(const Ray& ray) {
     if (!is_linked(SkyLight.link, ray.source_shader)) return {};
-    const float share = share_of_bounce(ray);
+    const std::int32_t texel = texel_seen(ray);
+    const float share = share_of_bounce(ray, texel);
     if (!(share > 0.0f)) return {};
-    const Vec3 value = share * sky_lookup(ray);
+    const Vec3 value = share * radiance_seen(ray, texel);
     if (ray.scatter == Scatter::none) return value;
     const Vec3 seen = value * ray.weight / static_cast<float>(ray.sample_divisor);
     for (Aov& aov : SkyLight.aov_list)

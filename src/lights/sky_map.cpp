@@ -52,34 +52,43 @@ std::int32_t texel_of(int face, float a, float b) {
     return face * kFaceTexels + row * kSkyFaceSize + column;
 }
 
-// Warped coordinates of all subsamples along an edge: the build would otherwise spend its time on
-// sines.
+// Warped coordinates of all subsamples along an edge: the build and the samples would otherwise
+// spend their time on sines.
 using EdgeTable = std::array<float, kSkyFaceSize * kSubsamples>;
 
-EdgeTable warp_edge() {
+const EdgeTable kEdge = [] {
     EdgeTable edge;
     for (std::size_t i = 0; i < edge.size(); ++i)
         edge[i] = warp(1.0f - static_cast<float>(i) / (kSubsamples * kHalfFace));
     return edge;
+}();
+
+// Column i and row j count subsamples.
+Vec3 subsample_direction(int face, int i, int j) {
+    return cube_direction(face, kEdge[static_cast<std::size_t>(i)],
+                          kEdge[static_cast<std::size_t>(j)]);
 }
 
-Vec3 sum_texel(int face, int column, int row, const EdgeTable& edge) {
+// Sum over the subsamples of a texel; the first of them is its corner.
+Vec3 sum_texel(int face, int column, int row, Vec3& corner) {
     Vec3 sum;
-    for (int j = row * kSubsamples; j < (row + 1) * kSubsamples; ++j) {
-        for (int i = column * kSubsamples; i < (column + 1) * kSubsamples; ++i) {
-            const float a = edge[static_cast<std::size_t>(i)];
-            const float b = edge[static_cast<std::size_t>(j)];
-            sum += sky_direction_radiance(cube_direction(face, a, b));
+    for (int j = 0; j < kSubsamples; ++j) {
+        for (int i = 0; i < kSubsamples; ++i) {
+            const Vec3 value = sky_direction_radiance(
+                subsample_direction(face, column * kSubsamples + i, row * kSubsamples + j));
+            if (i == 0 && j == 0) corner = value;
+            sum += value;
         }
     }
     return sum;
 }
 
-void build_face(int face, const EdgeTable& edge) {
+void build_face(int face) {
     std::vector<Rgbe>& texels = SkyLight.faces[static_cast<std::size_t>(face)];
     texels.assign(kFaceTexels, {});
     for (int i = 0; i < kFaceTexels; ++i) {
-        const Vec3 sum = sum_texel(face, i % kSkyFaceSize, i / kSkyFaceSize, edge);
+        Vec3& corner = SkyLight.sky_corners[static_cast<std::size_t>(face * kFaceTexels + i)];
+        const Vec3 sum = sum_texel(face, i % kSkyFaceSize, i / kSkyFaceSize, corner);
         texels[static_cast<std::size_t>(i)] = encode_rgbe(sum / float{kSubsamples * kSubsamples});
         set_weight(SkyLight.sky_table, face * kFaceTexels + i, max_channel(sum));
     }
@@ -89,10 +98,10 @@ void build_face(int face, const EdgeTable& edge) {
 
 void BuildSkyMap() {
     CreateSampler(SkyLight.sky_table, kSkyTexels);
-    const EdgeTable edge = warp_edge();
-#pragma omp parallel for schedule(dynamic, 1) num_threads(team_size()) shared(edge)
+    SkyLight.sky_corners.assign(kSkyTexels, {});
+#pragma omp parallel for schedule(dynamic, 1) num_threads(team_size())
     for (int face = 0; face < kSkyFaces; ++face)
-        build_face(face, edge);
+        build_face(face);
     FinishSampler(SkyLight.sky_table);
 }
 
@@ -110,12 +119,11 @@ std::int32_t sky_texel(const Vec3& direction) {
 
 Vec3 sky_texel_direction(std::int32_t texel) {
     const int face = texel / kFaceTexels, cell = texel % kFaceTexels;
-    return sky_face_direction(face, static_cast<float>(cell % kSkyFaceSize),
-                              static_cast<float>(cell / kSkyFaceSize));
+    return subsample_direction(face, kSubsamples * (cell % kSkyFaceSize),
+                               kSubsamples * (cell / kSkyFaceSize));
 }
 
-Vec3 sky_map_radiance(const Vec3& direction) {
-    const std::int32_t texel = sky_texel(direction);
+Vec3 sky_map_radiance(std::int32_t texel) {
     const std::vector<Rgbe>& texels = SkyLight.faces[static_cast<std::size_t>(texel / kFaceTexels)];
     return decode_rgbe(texels[static_cast<std::size_t>(texel % kFaceTexels)]);
 }

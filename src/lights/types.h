@@ -87,8 +87,9 @@ struct SkyLightRecord {
     Image backdrop;                                 // screen space, seen by camera rays only
     std::array<std::vector<Rgbe>, kSkyFaces> faces; // the map; empty without an image
     DiscreteSampler sky_table;                      // over the texels of the map
-    Mat3 to_sky;                                    // rows: east, north, up
-    Mat3 from_sky;                                  // inverse
+    std::vector<Vec3> sky_corners; // full-resolution radiance at each texel's sampled corner
+    Mat3 to_sky;                   // rows: east, north, up
+    Mat3 from_sky;                 // inverse
     Vec3 north = {0.0f, 1.0f, 0.0f};
     Vec3 zenith = {0.0f, 0.0f, 1.0f};
     Vec3 color = {0.75f, 0.75f, 0.75f};
@@ -104,8 +105,8 @@ struct SkyLightRecord {
 
 constexpr int kLightSamples = 18481; // prime: no step with regular geometry
 
-// A point of the emissive area.
-struct LightSample {
+// A point of the emissive area; on a cache line of its own, since picks are scattered.
+struct alignas(64) LightSample {
     Vec3 position;
     Vec3 normal;   // negated for a sample on the back
     Vec3 emission; // summed over the layers of the side, times area / pi
@@ -113,6 +114,7 @@ struct LightSample {
     std::int32_t primitive = 0;
     std::uint8_t kind = 0; // HitKind of the primitive: 3 or 4
     bool front = false;
+    float share = 0.0f; // probability of being picked
 };
 
 // All emissive surfaces of the scene as one light.

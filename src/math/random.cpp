@@ -19,13 +19,24 @@ std::uint32_t software_bits() {
 
 #if defined(__x86_64__)
 
-__attribute__((target("rdrnd"))) std::uint32_t hardware_bits() {
+__attribute__((target("rdrnd"))) std::uint64_t hardware_pair() {
     constexpr int kTries = 10; // the instruction may run dry for a moment
-    unsigned int value = 0;
+    unsigned long long value = 0;
     for (int i = 0; i < kTries; ++i) {
-        if (_rdrand32_step(&value) != 0) return value;
+        if (_rdrand64_step(&value) != 0) return value;
     }
-    return software_bits();
+    const std::uint64_t high = software_bits();
+    return high << 32 | software_bits();
+}
+
+// The instruction takes as long for 64 bits as for 32: the second half waits for the next call.
+std::uint32_t hardware_bits() {
+    thread_local std::uint64_t pair = 0;
+    thread_local bool has_half = false;
+    if (!has_half) pair = hardware_pair();
+    const auto bits = static_cast<std::uint32_t>(has_half ? pair >> 32 : pair);
+    has_half = !has_half;
+    return bits;
 }
 
 // Some processors answer all ones after a suspend: such an instruction is not trusted.

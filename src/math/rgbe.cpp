@@ -10,8 +10,6 @@ namespace mh {
 
 namespace {
 
-std::array<float, 256> exponents;
-
 std::uint8_t to_byte(float x) {
     constexpr float kLargest = 255.0f;
     return static_cast<std::uint8_t>(x > 0.0f ? std::min(x, kLargest) : 0.0f);
@@ -19,10 +17,12 @@ std::uint8_t to_byte(float x) {
 
 } // namespace
 
+std::array<float, 256> RgbeExponents;
+
 void BuildExponentTable() {
     constexpr int kBias = 136; // 128 of the exponent and 8 of the mantissa's bits
-    for (int i = 0; i < 256; ++i)
-        exponents[static_cast<std::size_t>(i)] = std::ldexp(1.0f, i - kBias);
+    for (int i = 1; i < 256; ++i)
+        RgbeExponents[static_cast<std::size_t>(i)] = std::ldexp(1.0f, i - kBias);
 }
 
 Rgbe encode_rgbe(const Vec3& color) {
@@ -35,13 +35,6 @@ Rgbe encode_rgbe(const Vec3& color) {
     const float scale = std::frexp(m, &exponent) * 256.0f / m;
     return {to_byte(scale * c.x), to_byte(scale * c.y), to_byte(scale * c.z),
             static_cast<std::uint8_t>(exponent + 128)};
-}
-
-Vec3 decode_rgbe(const Rgbe& pixel) {
-    if (pixel.e == 0) return {};
-    const float f = exponents[pixel.e];
-    return {static_cast<float>(pixel.r) * f, static_cast<float>(pixel.g) * f,
-            static_cast<float>(pixel.b) * f};
 }
 
 } // namespace mh

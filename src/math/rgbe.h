@@ -4,6 +4,7 @@
 
 #include "math/vec3.h"
 
+#include <array>
 #include <cstdint>
 
 namespace mh {
@@ -12,7 +13,9 @@ struct Rgbe {
     std::uint8_t r = 0, g = 0, b = 0, e = 0;
 };
 
-// Fills the 256 exponents 2^(i - 136); at startup.
+// 2^(i - 136), filled at startup; entry 0 is 0, since such a pixel is black.
+extern std::array<float, 256> RgbeExponents;
+
 void BuildExponentTable();
 
 // The largest channel m = f 2^e, f in [0.5, 1); bytes trunc(f 256 / m * channel), fourth e - 128
@@ -20,6 +23,10 @@ void BuildExponentTable();
 // becomes the largest value that can be held.
 Rgbe encode_rgbe(const Vec3& color);
 
-Vec3 decode_rgbe(const Rgbe& pixel);
+inline Vec3 decode_rgbe(const Rgbe& pixel) {
+    const float f = RgbeExponents[pixel.e];
+    return {static_cast<float>(pixel.r) * f, static_cast<float>(pixel.g) * f,
+            static_cast<float>(pixel.b) * f};
+}
 
 } // namespace mh
