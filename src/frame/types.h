@@ -48,7 +48,7 @@ struct alignas(64) ThreadState {
     std::uint64_t shadow_nodes = 0, shadow_leaves = 0, shadow_primitives = 0;
     Vec3 last_lookup_position;       // of the last caustic look-up worth keeping
     float last_lookup_radius = kFar; // squared; kFar for none
-    std::uintptr_t lowest_frame = 0;         // of the stack, where paths must end; 0 when unknown
+    std::uintptr_t lowest_frame = 0; // of the stack, where paths must end; 0 when unknown
     std::array<Mat3, kMaxInstanceLevels>
         instance_normal_matrices; // of the closest hit, outermost first
 };
