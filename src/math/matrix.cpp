@@ -4,19 +4,20 @@
 
 #include <array>
 #include <cmath>
+#include <cstddef>
 #include <utility>
 
 namespace mh {
 
 namespace {
 
-template<int N, typename Matrix>
+template<std::size_t N, typename Matrix>
 Matrix product(const Matrix& a, const Matrix& b) {
     Matrix r;
-    for (int i = 0; i < N; ++i) {
-        for (int j = 0; j < N; ++j) {
+    for (std::size_t i = 0; i < N; ++i) {
+        for (std::size_t j = 0; j < N; ++j) {
             r.m[i][j] = 0.0f;
-            for (int k = 0; k < N; ++k)
+            for (std::size_t k = 0; k < N; ++k)
                 r.m[i][j] += a.m[i][k] * b.m[k][j];
         }
     }
@@ -25,17 +26,17 @@ Matrix product(const Matrix& a, const Matrix& b) {
 
 // Gauss-Jordan elimination with partial pivots, in double: a float determinant would lose matrices
 // of small scale.
-template<int N, typename Matrix>
+template<std::size_t N, typename Matrix>
 bool invert_by_elimination(const Matrix& a, Matrix& inverse) {
     std::array<std::array<double, 2 * N>, N> rows = {};
-    for (int i = 0; i < N; ++i) {
-        for (int j = 0; j < N; ++j)
+    for (std::size_t i = 0; i < N; ++i) {
+        for (std::size_t j = 0; j < N; ++j)
             rows[i][j] = a.m[i][j];
         rows[i][N + i] = 1.0;
     }
-    for (int column = 0; column < N; ++column) {
-        int pivot = column;
-        for (int i = column + 1; i < N; ++i) {
+    for (std::size_t column = 0; column < N; ++column) {
+        std::size_t pivot = column;
+        for (std::size_t i = column + 1; i < N; ++i) {
             if (std::fabs(rows[i][column]) > std::fabs(rows[pivot][column])) pivot = i;
         }
         std::swap(rows[column], rows[pivot]);
@@ -43,16 +44,16 @@ bool invert_by_elimination(const Matrix& a, Matrix& inverse) {
         if (!std::isfinite(scale)) return false;
         for (double& value : rows[column])
             value *= scale;
-        for (int i = 0; i < N; ++i) {
+        for (std::size_t i = 0; i < N; ++i) {
             if (i == column) continue;
             const double factor = rows[i][column];
-            for (int j = 0; j < 2 * N; ++j)
+            for (std::size_t j = 0; j < 2 * N; ++j)
                 rows[i][j] -= factor * rows[column][j];
         }
     }
     Matrix result;
-    for (int i = 0; i < N; ++i) {
-        for (int j = 0; j < N; ++j) {
+    for (std::size_t i = 0; i < N; ++i) {
+        for (std::size_t j = 0; j < N; ++j) {
             result.m[i][j] = static_cast<float>(rows[i][N + j]);
             if (!std::isfinite(result.m[i][j])) return false;
         }

@@ -5,6 +5,7 @@
 #include <random>
 
 #if defined(__x86_64__)
+#include <cpuid.h>
 #include <immintrin.h>
 #endif
 
@@ -39,9 +40,15 @@ std::uint32_t hardware_bits() {
     return bits;
 }
 
+// Not __builtin_cpu_supports: clang knows no such name.
+bool has_instruction() {
+    unsigned eax = 0, ebx = 0, ecx = 0, edx = 0;
+    return __get_cpuid(1, &eax, &ebx, &ecx, &edx) != 0 && (ecx & bit_RDRND) != 0;
+}
+
 // Some processors answer all ones after a suspend: such an instruction is not trusted.
 bool hardware_works() {
-    if (!__builtin_cpu_supports("rdrnd")) return false;
+    if (!has_instruction()) return false;
     const std::uint32_t first = hardware_bits(), second = hardware_bits();
     return first != second || second != hardware_bits();
 }

@@ -5,7 +5,6 @@
 #include "support/fresh_scene.h"
 
 #include <array>
-#include <cmath>
 #include <functional>
 #include <iostream>
 #include <limits>
@@ -37,7 +36,8 @@ int random_whole() {
 
 float random_float() {
     constexpr float kInfinity = std::numeric_limits<float>::infinity();
-    constexpr float kOdd[] = {0.0f, -1.0f, 1e-30f, 3.4e38f, -1e20f, kInfinity, std::nanf("")};
+    constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+    constexpr float kOdd[] = {0.0f, -1.0f, 1e-30f, 3.4e38f, -1e20f, kInfinity, kNan};
     if (below(8) == 0) return kOdd[below(7)];
     return static_cast<float>(below(2000)) / 100.0f - 5.0f;
 }
