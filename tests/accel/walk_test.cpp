@@ -1,0 +1,245 @@
+// The three walks, by both kernels, against plain loops over all primitives.
+// SPDX-License-Identifier: MIT
+#include "accel/walk.h"
+
+#include "accel/scene_assembly.h"
+#include "random_object.h"
+#include "ray_oracle.h"
+#include "shading/types.h"
+#include "support/fresh_scene.h"
+
+#include <limits>
+
+#include <gtest/gtest.h>
+
+namespace mh::test {
+
+namespace {
+
+Instance& add_instance(Object& owner, std::uint32_t target, float angle, const Vec3& move) {
+    Instance& instance = owner.instances.emplace_back();
+    instance.object = target;
+    const float c = std::cos(angle), s = std::sin(angle);
+    const float rows[3][4] = {{c, -s, 0, move.x}, {s, c, 0, move.y}, {0, 0, 1, move.z}};
+    for (int r = 0; r < 3; ++r)
+        std::copy_n(rows[r], 4, instance.matrix.m[r]);
+    return instance;
+}
+
+// Objects 0 within 1 within 2, the root; all kinds of primitive and of visibility in each.
+void make_scene() {
+    for (const Visibility visibility :
+         {Visibility::hidden, Visibility::camera_only, Visibility::light_only})
+        Shaders.emplace_back().visibility = visibility;
+    for (unsigned i = 0; i < 3; ++i) {
+        Object& object = Objects.emplace_back(random_object(i + 1, 60, 0.3f));
+        for (std::uint32_t f = 0; f < object.parts[2].triangles.size(); f += 3)
+            object.parts[2].triangles[f].shader = f % 4;
+        object.parts[i % 2].shader_id = i + 1;
+        if (i > 0) {
+            add_instance(object, i - 1, 0.7f, {1.0f, 0.0f, 0.5f});
+            add_instance(object, i - 1, -2.0f, {-1.0f, 0.3f, -0.5f});
+        }
+    }
+    AssembleScene();
+}
+
+// Rays of every role from around the scene, some along the axes.
+Ray random_ray(RandomPoints& random, int number) {
+    Ray ray;
+    ray.origin = 3.0f * random.point();
+    Vec3 direction = random.point() - ray.origin;
+    if (number % 7 == 0) direction = {0.0f, number % 2 == 0 ? -1.0f : 1.0f, 0.0f};
+    ray.direction = (1.0f / std::sqrt(dot(direction, direction))) * direction;
+    ray.depth = static_cast<std::uint8_t>(number % 2);
+    ray.photon = number % 4 >= 2;
+    const auto pick = [&](HitKind& kind, std::int32_t& index) {
+        constexpr HitKind kKinds[] = {HitKind::hair, HitKind::triangle, HitKind::tetragon};
+        kind = kKinds[random.engine() % 3];
+        index = static_cast<std::int32_t>(random.engine() % 60);
+    };
+    pick(ray.source_kind, ray.source_primitive);
+    pick(ray.hit_kind, ray.hit_primitive);
+    return ray;
+}
+
+void expect_nearest(const std::vector<Meeting>& met, double limit, const Ray& ray, bool hit) {
+    if (hit) {
+        const bool known = std::any_of(met.begin(), met.end(), [&](const Meeting& m) {
+            return static_cast<int>(m.kind) == static_cast<int>(ray.hit_kind)
+                   && m.index == static_cast<std::uint32_t>(ray.hit_primitive)
+                   && m.level == ray.hit_instance_level
+                   && std::fabs(m.distance - double{ray.distance}) <= m.doubt;
+        });
+        EXPECT_TRUE(known) << "at " << ray.distance;
+        EXPECT_EQ(ray.hit_in_root, ray.hit_instance_level == 0);
+    }
+    for (const Meeting& m : met) {
+        if (!m.certain || !(m.distance < limit - m.doubt)) continue;
+        EXPECT_LE(hit ? double{ray.distance} : limit, m.distance + m.doubt) << m.index;
+    }
+}
+
+struct Walks : testing::Test {
+    Walks() { make_scene(); }
+
+    ~Walks() override { UseVectorWalks(true); }
+
+    FreshScene scene;
+    RandomPoints random{4711};
+};
+
+bool same_hit(const Ray& a, const Ray& b) {
+    return a.distance == b.distance && a.hit_a == b.hit_a && a.hit_b == b.hit_b
+           && a.hit_c == b.hit_c && a.hit_part == b.hit_part && a.hit_primitive == b.hit_primitive
+           && a.hit_kind == b.hit_kind && a.front_side == b.front_side
+           && a.hit_shader == b.hit_shader && a.hit_instance_level == b.hit_instance_level;
+}
+
+constexpr int kRays = 2000;
+
+} // namespace
+
+TEST_F(Walks, ClosestHitAgreesWithBruteForceAndAcrossKernels) {
+    int hits = 0;
+    for (int i = 0; i < kRays; ++i) {
+        SCOPED_TRACE(i);
+        Ray ray = random_ray(random, i);
+        const std::vector<Meeting> met = all_meetings(Query::closest, ray);
+        Ray portable = ray;
+        UseVectorWalks(true);
+        const bool hit = closest_hit(ray);
+        UseVectorWalks(false);
+        EXPECT_EQ(closest_hit(portable), hit);
+        EXPECT_TRUE(same_hit(ray, portable));
+        expect_nearest(met, double{kFar}, ray, hit);
+        hits += hit;
+    }
+    EXPECT_GT(hits, kRays / 4);
+    EXPECT_LT(hits, kRays);
+}
+
+TEST_F(Walks, ProbeSeesFacesWithinItsLimit) {
+    int hits = 0;
+    for (int i = 0; i < kRays; ++i) {
+        SCOPED_TRACE(i);
+        Ray ray = random_ray(random, i);
+        ray.distance = 2.5f;
+        const std::vector<Meeting> met = all_meetings(Query::probe, ray);
+        Ray portable = ray;
+        UseVectorWalks(true);
+        const bool hit = probe_hit(ray);
+        UseVectorWalks(false);
+        EXPECT_EQ(probe_hit(portable), hit);
+        EXPECT_TRUE(same_hit(ray, portable));
+        expect_nearest(met, 2.5, ray, hit);
+        hits += hit;
+    }
+    EXPECT_GT(hits, kRays / 8);
+}
+
+TEST_F(Walks, ShadowsAreThoseOfAnyPrimitiveInBetween) {
+    int dark = 0, clear = 0;
+    for (int i = 0; i < kRays; ++i) {
+        SCOPED_TRACE(i);
+        Ray ray = random_ray(random, i);
+        ray.distance = 2.0f;
+        const std::vector<Meeting> met = all_meetings(Query::shadow, ray);
+        const auto stops = [&](bool certain) {
+            return std::any_of(met.begin(), met.end(), [&](const Meeting& m) {
+                return certain ? m.certain && m.distance < 2.0 - m.doubt
+                               : m.distance < 2.0 + m.doubt;
+            });
+        };
+        for (const bool vector : {true, false}) {
+            UseVectorWalks(vector);
+            shadow_query(ray);
+            EXPECT_TRUE(!stops(true) || ray.weight == Vec3{});
+            EXPECT_TRUE(stops(false) || ray.weight == splat(1.0f));
+        }
+        dark += stops(true);
+        clear += !stops(false);
+    }
+    EXPECT_GT(dark, kRays / 8);
+    EXPECT_GT(clear, kRays / 8);
+}
+
+TEST_F(Walks, RaysThatAreNotNumbersHitNothing) {
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const float infinity = std::numeric_limits<float>::infinity();
+    for (const float bad : {nan, infinity}) {
+        for (float Vec3::*const component : {&Vec3::x, &Vec3::y, &Vec3::z}) {
+            Ray from_nowhere = random_ray(random, 1), to_nowhere = random_ray(random, 1);
+            from_nowhere.origin.*component = bad;
+            to_nowhere.direction.*component = bad;
+            for (Ray ray : {from_nowhere, to_nowhere}) {
+                EXPECT_FALSE(closest_hit(ray));
+                shadow_query(ray);
+                EXPECT_TRUE(ray.weight == splat(1.0f));
+            }
+        }
+    }
+}
+
+// A chain of objects, each an instance of the next; the last holds a triangle.
+TEST(Walk, EntersSixteenLevelsOfInstances) {
+    for (const int levels : {16, 17}) {
+        FreshScene scene;
+        Objects.push_back(triangle_row(1, {}));
+        for (int i = 0; i < levels; ++i) {
+            Object& object = Objects.emplace_back();
+            add_instance(object, static_cast<std::uint32_t>(i), 0.0f, {});
+        }
+        AssembleScene();
+        for (const bool vector : {true, false}) {
+            UseVectorWalks(vector);
+            Ray ray;
+            ray.origin = {0.25f, 0.25f, 1.0f};
+            ray.direction = {0.0f, 0.0f, -1.0f};
+            EXPECT_EQ(closest_hit(ray), levels == 16);
+            EXPECT_EQ(int{ray.hit_instance_level}, levels == 16 ? 16 : 0);
+            Ray shadow;
+            shadow.origin = ray.origin;
+            shadow.direction = ray.direction;
+            shadow_query(shadow);
+            EXPECT_TRUE(shadow.weight == splat(levels == 16 ? 0.0f : 1.0f));
+        }
+    }
+    UseVectorWalks(true);
+}
+
+// The shadow walk looks b - h and b + h ahead, with h the square of half the chord.
+TEST(Walk, ParticlesStopShadowsAtTheUnrootedChord) {
+    FreshScene scene;
+    Object& object = Objects.emplace_back();
+    object.parts.push_back(empty_part());
+    object.parts[0].positions = {{0, 0, 5}};
+    radii(object.parts[0]) = {2.0f};
+    object.parts[0].particles = {0};
+    AssembleScene();
+    const auto transparency_to = [](float limit) {
+        Ray ray;
+        ray.direction = {0.0f, 0.0f, 1.0f}; // b = 5, h = 4
+        ray.distance = limit;
+        ray.depth = 1;
+        shadow_query(ray);
+        return ray.weight.x;
+    };
+    EXPECT_EQ(transparency_to(3.5f), 0.0f); // behind 1, in front of 5 - 2 and 5 + 4
+    EXPECT_EQ(transparency_to(0.9f), 1.0f);
+    Ray seen;
+    seen.direction = {0.0f, 0.0f, 1.0f};
+    ASSERT_TRUE(closest_hit(seen));
+    EXPECT_EQ(seen.distance, 3.0f);
+    EXPECT_TRUE(seen.front_side);
+    seen.origin = {0.0f, 0.0f, 5.0f}; // from inside: the far wall, also for the particle's own ray
+    seen.source_kind = HitKind::particle;
+    seen.source_primitive = 0;
+    EXPECT_FALSE(closest_hit(seen)); // b = 0 does not count as inwards
+    seen.origin = {0.0f, 0.0f, 4.0f};
+    ASSERT_TRUE(closest_hit(seen));
+    EXPECT_EQ(seen.distance, 3.0f);
+    EXPECT_FALSE(seen.front_side);
+}
+
+} // namespace mh::test
