@@ -1,0 +1,26 @@
+// The same scenes and rays through Embree's single-ray calls.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "rays.h"
+
+namespace mh::bench {
+
+// One way to build and walk the scene. Copies share nothing; made once per scene.
+struct EmbreeScene {
+    std::string name; // quality and instruction set
+    void* device = nullptr;
+    void* top = nullptr;
+    void* base = nullptr; // the mesh inside the instances; null without
+    double build_seconds = 0.0;
+};
+
+// Medium and high quality, each with AVX2 and with AVX-512 kernels where the machine has them.
+std::vector<EmbreeScene> MakeEmbreeScenes(const Scene& scene);
+void FreeEmbreeScene(EmbreeScene& scene);
+
+// Distance of the hit, kFar for a miss.
+float embree_closest(const EmbreeScene& scene, const BenchRay& ray);
+bool embree_occluded(const EmbreeScene& scene, const BenchRay& ray);
+
+} // namespace mh::bench

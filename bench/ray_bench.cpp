@@ -1,0 +1,196 @@
+// Rays per second of the walks, beside Embree's single-ray calls when it is there: primary,
+// diffuse-bounce and shadow rays on five scenes, one pinned thread, medians of interleaved runs.
+// SPDX-License-Identifier: MIT
+#include "accel/walk.h"
+#include "geometry/types.h"
+#include "math/constants.h"
+#include "rays.h"
+#ifdef MOONHARE_EMBREE
+#include "embree_side.h"
+#endif
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <functional>
+#include <iostream>
+
+#include <sched.h>
+
+namespace mh::bench {
+
+namespace {
+
+int runs = 7;
+int side = 512;
+
+double seconds(clockid_t clock) {
+    timespec now;
+    clock_gettime(clock, &now);
+    return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
+}
+
+double busy_share = 1.0; // smallest share of the processor that a run had
+
+// Makes the compiler believe that the value is used.
+void keep(float value) {
+    asm volatile("" : : "x"(value));
+}
+
+// Processor time of one pass, so that another process on the core doesn't count.
+template<typename Query>
+double pass_seconds(const std::vector<BenchRay>& rays, Query query) {
+    float total = 0.0f;
+    const double wall = seconds(CLOCK_MONOTONIC), cpu = seconds(CLOCK_THREAD_CPUTIME_ID);
+    for (const BenchRay& ray : rays)
+        total += static_cast<float>(query(ray));
+    const double used = seconds(CLOCK_THREAD_CPUTIME_ID) - cpu;
+    busy_share = std::min(busy_share, used / (seconds(CLOCK_MONOTONIC) - wall));
+    keep(total);
+    return used;
+}
+
+double median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+#ifdef MOONHARE_EMBREE
+
+// Grazing and edge rays may differ between two exact implementations; more is a fault.
+constexpr double kMayDiffer = 2e-3;
+constexpr float kSameDistance = 1e-3f;
+
+bool same_distance(float a, float b) {
+    return std::fabs(a - b) <= kSameDistance * std::max(1.0f, std::min(a, b));
+}
+
+void check(const std::string& what, std::size_t wrong, std::size_t count) {
+    if (static_cast<double>(wrong) <= kMayDiffer * static_cast<double>(count)) return;
+    std::printf("%s: %zu of %zu rays differ\n", what.c_str(), wrong, count);
+    std::exit(1);
+}
+
+void check_agreement(const std::string& name, const EmbreeScene& other, const RaySets& rays) {
+    for (const auto* set : {&rays.primary, &rays.bounce})
+        check(name,
+              static_cast<std::size_t>(std::count_if(
+                  set->begin(), set->end(),
+                  [&](const BenchRay& ray) {
+                      return !same_distance(our_closest(ray), embree_closest(other, ray));
+                  })),
+              set->size());
+    check(name + " shadow",
+          static_cast<std::size_t>(std::count_if(rays.shadow.begin(), rays.shadow.end(),
+                                                 [&](const BenchRay& ray) {
+                                                     return our_occluded(ray)
+                                                            != embree_occluded(other, ray);
+                                                 })),
+          rays.shadow.size());
+}
+
+#endif
+
+struct Contestant {
+    std::string name;
+    std::function<double(const std::vector<BenchRay>&)> closest, shadow; // seconds of a pass
+};
+
+void time_rays(const char* kind, const std::vector<BenchRay>& rays, bool shadow,
+               const std::vector<Contestant>& contestants) {
+    std::vector<std::vector<double>> times(contestants.size());
+    for (int run = -1; run < runs; ++run) // the first one warms up
+        for (std::size_t i = 0; i < contestants.size(); ++i) {
+            const double time = (shadow ? contestants[i].shadow : contestants[i].closest)(rays);
+            if (run >= 0) times[i].push_back(time);
+        }
+    std::size_t best = 1;
+    std::vector<double> rates;
+    for (const auto& list : times)
+        rates.push_back(1e-6 * static_cast<double>(rays.size()) / median(list));
+    for (std::size_t i = 2; i < rates.size(); ++i)
+        if (rates[i] > rates[best]) best = i;
+    std::printf("  %-8s %8.2f", kind, rates[0]);
+    if (rates.size() > 1)
+        std::printf(" %8.2f %6.2f  %s", rates[best], rates[0] / rates[best],
+                    contestants[best].name.c_str());
+    std::printf("\n");
+    std::fflush(stdout);
+}
+
+void run_scene(const Scene& scene) {
+    std::streambuf* const console = std::cout.rdbuf(nullptr);
+    const double build_seconds = LoadScene(scene);
+    std::cout.rdbuf(console);
+    const RaySets rays = MakeRays(scene, side);
+    std::vector<Contestant> contestants = {
+        {"moonhare", [](const auto& set) { return pass_seconds(set, our_closest); },
+         [](const auto& set) { return pass_seconds(set, our_occluded); }}};
+    std::printf("%s: tree %.3f s", scene.name.c_str(), build_seconds);
+#ifdef MOONHARE_EMBREE
+    std::vector<EmbreeScene> others = MakeEmbreeScenes(scene);
+    check_agreement(scene.name, others[0], rays);
+    for (const EmbreeScene& other : others) {
+        std::printf(", %s %.3f s", other.name.c_str(), other.build_seconds);
+        contestants.push_back({other.name,
+                               [&](const auto& set) {
+                                   return pass_seconds(set, [&](const BenchRay& r) {
+                                       return embree_closest(other, r);
+                                   });
+                               },
+                               [&](const auto& set) {
+                                   return pass_seconds(set, [&](const BenchRay& r) {
+                                       return embree_occluded(other, r);
+                                   });
+                               }});
+    }
+#endif
+    std::printf("\n");
+    time_rays("primary", rays.primary, false, contestants);
+    time_rays("bounce", rays.bounce, false, contestants);
+    time_rays("shadow", rays.shadow, true, contestants);
+#ifdef MOONHARE_EMBREE
+    for (EmbreeScene& other : others)
+        FreeEmbreeScene(other);
+#endif
+}
+
+void pin_thread() {
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    CPU_SET(sched_getcpu(), &set);
+    sched_setaffinity(0, sizeof set, &set);
+}
+
+} // namespace
+
+} // namespace mh::bench
+
+int main(int argc, char** argv) {
+    using namespace mh::bench;
+    const char* only = "";
+    for (int i = 1; i < argc; ++i) {
+        if (std::strncmp(argv[i], "--runs=", 7) == 0)
+            runs = std::max(1, std::atoi(argv[i] + 7));
+        else if (std::strncmp(argv[i], "--side=", 7) == 0)
+            side = std::max(1, std::atoi(argv[i] + 7));
+        else if (std::strncmp(argv[i], "--only=", 7) == 0)
+            only = argv[i] + 7;
+        else
+            return std::printf("usage: ray_bench [--runs=7] [--side=512] [--only=NAME]\n"), 1;
+    }
+    mh::SelectWalks();
+    pin_thread();
+    std::printf("Millions of rays per second of processor time; %s kernel, %d runs\n"
+                "  %-8s %8s %8s %6s\n",
+                mh::WalkName(), runs, "rays", "moonhare", "Embree", "ratio");
+    for (Scene (*make)() : {Room, BumpySphere, Terrain, Strands, Instances}) {
+        const Scene scene = make();
+        if (scene.name.find(only) != std::string::npos) run_scene(scene);
+    }
+    std::printf("smallest share of the processor in a run: %.2f\n", busy_share);
+    return 0;
+}

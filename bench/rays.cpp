@@ -1,0 +1,129 @@
+// Scenes and rays on our side of the benchmarks.
+// SPDX-License-Identifier: MIT
+#include "rays.h"
+
+#include "accel/bounds.h"
+#include "accel/prepare.h"
+#include "accel/tree.h"
+#include "accel/walk.h"
+#include "frame/types.h"
+#include "geometry/objects.h"
+#include "math/clock.h"
+#include "math/constants.h"
+#include "math/faces.h"
+#include "math/frame.h"
+#include "math/roots.h"
+#include "math/sampling.h"
+
+#include <random>
+
+namespace mh::bench {
+
+namespace {
+
+// Gap between a surface and the rays that leave it, in units of the scene, which is about 1.
+constexpr float kLift = 1e-4f;
+
+void make_tree(Object& object) {
+    for (Instance& instance : object.instances)
+        UpdateInstance(instance);
+    Build(object);
+    Update(object);
+    SATOrder(object);
+    PrepareWalk(object);
+}
+
+void add_mesh(Object& object, const Mesh& mesh) {
+    AddPart(object);
+    Part& part = object.parts.back();
+    part.positions = mesh.positions;
+    for (const auto& vertices : mesh.triangles)
+        part.triangles.push_back({vertices, 0});
+}
+
+Ray trace(const BenchRay& ray) {
+    Ray query;
+    query.origin = ray.origin;
+    query.direction = ray.direction;
+    closest_hit(query);
+    return query;
+}
+
+Vec3 hit_normal(const Ray& ray) {
+    const auto& v = ray.hit_part->triangles[static_cast<std::size_t>(ray.hit_primitive)].vertex;
+    const std::vector<Vec3>& p = ray.hit_part->positions;
+    Vec3 n = triangle_normal(p[v[0]], p[v[1]], p[v[2]]);
+    if (ray.hit_instance_level == 1) n = normalize(ThreadStates[0].instance_normal_matrices[0] * n);
+    return dot(n, ray.direction) > 0.0f ? -n : n;
+}
+
+BenchRay primary_ray(const Scene& scene, int side, int x, int y) {
+    const Vec3 forward = normalize(scene.look_at - scene.eye);
+    const Vec3 right = normalize(cross(forward, {0, 1, 0})), up = cross(right, forward);
+    const float scale = 1.0f / static_cast<float>(side); // a field of view of 53 degrees
+    const float u = (static_cast<float>(x) + 0.5f) * scale - 0.5f;
+    const float v = 0.5f - (static_cast<float>(y) + 0.5f) * scale;
+    return {scene.eye, normalize(forward + u * right + v * up), kFar};
+}
+
+} // namespace
+
+double LoadScene(const Scene& scene) {
+    Objects.clear();
+    Objects.resize(scene.instances.empty() ? 1 : 2);
+    RootObjectIndex = 0;
+    Object& mesh = Objects.back();
+    add_mesh(mesh, scene.mesh);
+    const std::int64_t start = microseconds_now();
+    make_tree(mesh);
+    if (scene.instances.empty()) return static_cast<double>(seconds_since(start));
+    for (const Mat4& matrix : scene.instances) {
+        Instance& instance = Objects[0].instances.emplace_back();
+        instance.matrix = matrix;
+        instance.object = 1;
+    }
+    make_tree(Objects[0]);
+    return static_cast<double>(seconds_since(start));
+}
+
+RaySets MakeRays(const Scene& scene, int side) {
+    RaySets rays;
+    std::mt19937 bits(99);
+    const auto unit = [&] { return static_cast<float>(bits() >> 8) * 0x1p-24f; };
+    for (int y = 0; y < side; ++y)
+        for (int x = 0; x < side; ++x) {
+            rays.primary.push_back(primary_ray(scene, side, x, y));
+            const Ray hit = trace(rays.primary.back());
+            if (hit.hit_part == nullptr) continue;
+            const Vec3 normal = hit_normal(hit);
+            const Vec3 point = hit.origin + hit.distance * hit.direction + kLift * normal;
+            Vec3 tangent, bitangent;
+            tangent_frame(normal, tangent, bitangent);
+            const float u = unit();
+            const float v = unit();
+            const Vec3 local = sample_cosine_local({u, v});
+            rays.bounce.push_back(
+                {point, normalize(from_frame(local, tangent, bitangent, normal)), kFar});
+            const Vec3 to_light = scene.light - point;
+            rays.shadow.push_back({point, normalize(to_light), length(to_light)});
+        }
+    return rays;
+}
+
+float our_closest(const BenchRay& ray) {
+    Ray query;
+    query.origin = ray.origin;
+    query.direction = ray.direction;
+    return closest_hit(query) ? query.distance : kFar;
+}
+
+bool our_occluded(const BenchRay& ray) {
+    Ray query;
+    query.origin = ray.origin;
+    query.direction = ray.direction;
+    query.distance = ray.distance;
+    shadow_query(query);
+    return query.weight.x == 0.0f;
+}
+
+} // namespace mh::bench

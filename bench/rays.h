@@ -1,0 +1,28 @@
+// The rays of the benchmarks, stored beforehand: primary, diffuse bounce, shadow.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "scenes.h"
+
+namespace mh::bench {
+
+struct BenchRay {
+    Vec3 origin, direction;
+    float distance; // of shadow rays: to the light
+};
+
+struct RaySets {
+    std::vector<BenchRay> primary, bounce, shadow;
+};
+
+// Puts the scene into Objects and makes its trees; seconds of the construction.
+double LoadScene(const Scene& scene);
+
+// Rays of a square picture in rows, and from every hit a cosine bounce and a ray to the light.
+RaySets MakeRays(const Scene& scene, int side);
+
+// Distance of the hit, kFar for a miss.
+float our_closest(const BenchRay& ray);
+bool our_occluded(const BenchRay& ray);
+
+} // namespace mh::bench
