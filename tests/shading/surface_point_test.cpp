@@ -164,7 +164,7 @@ TEST_F(SurfacePointTest, InterpolatesNormalsAndGivesWayToTheFaceWhereTheyAreMiss
     expect_near(build(quad).normal, tilted, 0.01f);
     part.normals[2] = {};
     expect_near(build(ray).normal, {0, 0, 1});
-    part.normals.resize(2); // of another size than the positions: not read
+    part.normals = {up, up}; // of another size than the positions: not read
     expect_near(build(ray).normal, {0, 0, 1});
 }
 
