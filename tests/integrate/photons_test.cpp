@@ -1,0 +1,395 @@
+// Photons and the density estimator: cells, conservation of energy, agreement with path tracing
+// for every kind of light, caustics.
+// SPDX-License-Identifier: MIT
+#include "integrate/photons.h"
+
+#include "frame/types.h"
+#include "integrate/density.h"
+#include "integrate/scene.h"
+#include "lights/gaffer.h"
+#include "math/faces.h"
+#include "output/aov.h"
+#include "output/camera.h"
+
+#include <cmath>
+#include <functional>
+#include <set>
+
+#include <gtest/gtest.h>
+#include <omp.h>
+
+namespace mh {
+namespace {
+
+using namespace test;
+
+struct PhotonScene : testing::Test {
+    PhotonScene() { RendererSettings.distance = 1.0f; } // final gathering
+
+    IntegratorScene scene;
+};
+
+const Part& part() {
+    return Objects[RootObjectIndex].parts[0];
+}
+
+// Light in all cells: radiance times area, summed over both sides.
+double energy() {
+    double sum_of_cells = 0.0;
+    const DensityGrid& grid = part().density;
+    for (const auto* faces : {&grid.triangle_cells, &grid.tetragon_cells}) {
+        for (const FaceCells& face : *faces) {
+            for (std::uint32_t i = 0; i < face.resolution * face.resolution; ++i) {
+                const DensityCell& cell = grid.cells[face.first_cell + i];
+                sum_of_cells += static_cast<double>(cell.front.x + cell.back.x)
+                                / static_cast<double>(face.cells_per_area);
+            }
+        }
+    }
+    return sum_of_cells;
+}
+
+Ray hit_on(HitKind kind, float a, float b, float c) {
+    Ray ray;
+    ray.hit_part = &part();
+    ray.hit_kind = kind;
+    ray.hit_primitive = 0;
+    ray.hit_a = a;
+    ray.hit_b = b;
+    ray.hit_c = c;
+    ray.hit_in_root = ray.front_side = true;
+    return ray;
+}
+
+// Uniform points of a face fill all its cells, each with the same share.
+TEST_F(PhotonScene, CellsPartTheFaceEvenly) {
+    const int shader = add_shader({1.0f, 1.0f, 1.0f});
+    add_triangle({Vec3{}, Vec3{2, 0, 0}, Vec3{0, 1, 0}}, shader);
+    add_quad({Vec3{}, Vec3{1, 0, 0}, Vec3{1, 1, 0}, Vec3{0, 1, 0}}, shader);
+    RendererSettings.resolution = 0.0401f; // 5 by 5 cells of 0.04
+    start_rendering();
+    ASSERT_EQ(part().density.cells.size(), 50u);
+    constexpr int kSteps = 300;
+    StartDeposits();
+    for (int i = 0; i < kSteps; ++i) {
+        for (int j = 0; j < kSteps; ++j) {
+            const float u = (static_cast<float>(i) + 0.5f) / kSteps;
+            const float v = (static_cast<float>(j) + 0.5f) / kSteps;
+            const float s = std::sqrt(v);
+            deposit(hit_on(HitKind::triangle, 1.0f - s, s * (1.0f - u), s * u), splat(1.0f));
+            deposit(hit_on(HitKind::tetragon, u, v, 0.0f), splat(1.0f));
+        }
+    }
+    FinishDeposits();
+    for (const DensityCell& cell : part().density.cells) {
+        EXPECT_NEAR(cell.front.x / (kSteps * kSteps), 1.0f, 0.03f); // borders cut rows of points
+        EXPECT_EQ(cell.back.x, 0.0f);
+    }
+}
+
+TEST_F(PhotonScene, OddHitsStayWithinTheFace) {
+    const int shader = add_shader({1.0f, 1.0f, 1.0f});
+    add_triangle({Vec3{}, Vec3{2, 0, 0}, Vec3{0, 1, 0}}, shader);
+    RendererSettings.resolution = 0.0401f;
+    start_rendering();
+    StartDeposits();
+    const float nan = std::nanf("");
+    for (const float a : {-1e-6f, 0.0f, 1.0f, 1.0000001f, 1e30f, -1e30f, nan})
+        for (const float b : {-1e-6f, 0.0f, 1.0f, 1.0000001f, 1e30f, -1e30f, nan})
+            for (const float c : {-1e-6f, 0.0f, 1.0f, 1e30f, -1e30f, nan})
+                deposit(hit_on(HitKind::triangle, a, b, c), splat(1.0f));
+    Ray ray = hit_on(HitKind::triangle, 0.3f, 0.3f, 0.4f);
+    deposit(ray, {nan, 1.0f, 1.0f}); // dropped
+    ray.hit_primitive = 1;
+    deposit(ray, splat(1.0f));
+    ray.hit_primitive = -1;
+    deposit(ray, splat(1.0f));
+    ray.hit_primitive = 0;
+    ray.hit_in_root = false;
+    deposit(ray, splat(1.0f));
+    FinishDeposits();
+    EXPECT_NEAR(energy(), 7 * 7 * 6, 1e-3); // in cells of unit area share
+}
+
+TEST_F(PhotonScene, MillionEqualDepositsKeepTheirSum) {
+    add_floor(0.5f, 0.0f, add_shader({1.0f, 1.0f, 1.0f}));
+    start_rendering();
+    ASSERT_EQ(part().density.cells.size(), 4u);
+    constexpr int kDeposits = 1000000;
+    StartDeposits();
+#pragma omp parallel for num_threads(4)
+    for (int i = 0; i < kDeposits; ++i) {
+        Ray ray = hit_on(HitKind::tetragon, 0.2f, 0.2f, 0.0f);
+        ray.front_side = i % 2 == 0;
+        deposit(ray, splat(0.1f));
+    }
+    FinishDeposits();
+    EXPECT_NEAR(energy() / (0.1 * kDeposits), 1.0, 1e-6);
+}
+
+// In a closed room of albedo a every photon is deposited a + a^2 + .. times its power.
+TEST_F(PhotonScene, ClosedRoomConservesEnergyOnAnyNumberOfThreads) {
+    constexpr double kAlbedo = 0.5;
+    add_room({-1.0f, -2.0f, -1.0f}, {1.5f, 1.0f, 1.0f}, add_shader(splat(0.5f)));
+    PointLight& light = PointLights[static_cast<std::size_t>(AddPointLight())];
+    light.inner_angle = light.outer_angle = 180.0f;
+    light.photons = 20000;
+    RendererSettings.photon_depth = 4;
+    RendererSettings.resolution = 0.1f;
+    double series = 0.0; // five hits
+    for (int k = 1; k <= 5; ++k)
+        series += std::pow(kAlbedo, k);
+    const int threads = omp_get_max_threads();
+    for (const int team : {1, 2}) {
+        omp_set_num_threads(team);
+        start_rendering();
+        EXPECT_NEAR(energy() / (4.0 * static_cast<double>(kPi) * series), 1.0, 1e-3);
+    }
+    omp_set_num_threads(threads);
+}
+
+TEST_F(PhotonScene, AnyNumberOfPhotonsWorksForEveryLight) {
+    const int shader = add_shader(splat(0.5f));
+    slot(shader, Element::emissive).color = {1.0f, 1.0f, 1.0f};
+    add_room({-1.0f, -1.0f, -1.0f}, {1.0f, 1.0f, 1.0f}, shader);
+    PointLight& point = PointLights[static_cast<std::size_t>(AddPointLight())];
+    ParallelLight& parallel = ParallelLights[static_cast<std::size_t>(AddParallelLight())];
+    for (const int photons : {-1, 0, 1, 50, 99, 100, 101}) {
+        point.photons = parallel.photons = photons;
+        GeometryLight.photons = SkyLight.photons = photons;
+        SkyLight.color = {0.5f, 0.5f, 0.5f};
+        start_rendering();
+        const std::string report = scene.library.take_report();
+        EXPECT_EQ(report.find("M rays/second") != std::string::npos, photons > 0) << photons;
+        EXPECT_EQ(energy() > 0.0, photons > 0) << photons;
+    }
+}
+
+TEST_F(PhotonScene, StartReportsTheModeAndThePhotons) {
+    add_floor(1.0f, 0.0f, add_shader(splat(0.5f)));
+    start_rendering();
+    const std::string gathering = scene.library.take_report();
+    EXPECT_NE(gathering.find("density estimator buffer"), std::string::npos);
+    const std::string expected = "progressive final gathering\n" + std::string(80, '_') + "\n\n";
+    const std::size_t mode = gathering.find(expected + "photon cast   ");
+    ASSERT_NE(mode, std::string::npos);
+    const std::string rest = gathering.substr(mode);
+    EXPECT_NE(rest.find(" [ seconds ]\nphoton radius            1.0000 [ m ]\n"),
+              std::string::npos);
+    EXPECT_NE(rest.find("photons                0            0.0000 [ M bytes ]\nrenderer sample"),
+              std::string::npos);
+    RendererSettings.distance = 0.0f;
+    start_rendering();
+    EXPECT_NE(scene.library.take_report().find("unidirectional path tracing\n"), std::string::npos);
+    EXPECT_FALSE(RendererSettings.final_gather);
+    EXPECT_EQ(energy(), 0.0);
+}
+
+TEST_F(PhotonScene, TooManyCellsEndTheProcess) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe"); // OpenMP does not survive a bare fork
+    const int shader = add_shader({1.0f, 1.0f, 1.0f});
+    for (int i = 0; i < 700; ++i) // 700 * 255 * 255 * 24 bytes
+        add_floor(10.0f, static_cast<float>(i), shader);
+    RendererSettings.resolution = 1e-6f;
+    const auto initialise = [] {
+        std::cout.rdbuf(std::cerr.rdbuf()); // where death tests look
+        start_rendering();
+    };
+    EXPECT_EXIT(initialise(), testing::ExitedWithCode(1),
+                "density estimator consumes more than 1GB memory.\n_{80}\n\n");
+}
+
+// A floor with a box over a part of it, in turn under every light.
+struct LitFloor : PhotonScene {
+    LitFloor() {
+        const int grey = add_shader({0.6f, 0.5f, 0.4f});
+        add_floor(2.0f, 0.0f, grey);
+        add_quad({Vec3{-1, 0, 0.2f}, Vec3{0, 0, 0.2f}, Vec3{0, 1, 0.7f}, Vec3{-1, 1, 0.7f}}, grey);
+        RendererSettings.resolution = 0.02f;
+        RendererSettings.photon_depth = 1; // two hits: direct light and one bounce
+        RendererSettings.bounce = 2;
+        RendererSettings.sample = 64;
+    }
+
+    // Mean of the floor's radiance over a grid of points, seen from below the box and above.
+    Vec3 mean_radiance(const std::function<Vec3(const Vec3&)>& value) const {
+        constexpr int kPoints = 48;
+        Vec3 sum_of_points;
+        for (int i = 0; i < kPoints * kPoints; ++i) {
+            const float x = (static_cast<float>(i % kPoints) + 0.5f) / kPoints;
+            const float y = (static_cast<float>(i / kPoints) + 0.5f) / kPoints;
+            sum_of_points += value({4.0f * x - 2.0f, 4.0f * y - 2.0f, 0.0f});
+        }
+        return sum_of_points / static_cast<float>(kPoints * kPoints);
+    }
+
+    // A point of the floor as its density cell holds it: hit parameters run along its edges.
+    static Vec3 density_at(const Vec3& p) {
+        return density_lambertian(
+            hit_on(HitKind::tetragon, 0.25f * p.y + 0.5f, 0.25f * p.x + 0.5f, 0.0f));
+    }
+
+    void expect_agreement() {
+        start_rendering();
+        const Vec3 density = mean_radiance(density_at);
+        RendererSettings.final_gather = false;
+        // a ray that starts a hair's breadth over the floor sees the point under the box, too
+        const Vec3 traced = mean_radiance([](const Vec3& p) {
+            return seen_along(p + Vec3{0.0f, 0.0f, 1e-3f}, p);
+        });
+        EXPECT_GT(traced.x, 0.05f);
+        for (const float ratio : {density.x / traced.x, density.y / traced.y, density.z / traced.z})
+            EXPECT_NEAR(ratio, 1.0f, 0.01f);
+    }
+};
+
+constexpr int kManyPhotons = 400000;
+
+TEST_F(LitFloor, DensityOfAParallelLightIsWhatPathsFind) {
+    ParallelLight& light = ParallelLights[static_cast<std::size_t>(AddParallelLight())];
+    light.axis = {0.3f, 0.2f, -1.0f};
+    light.offset = 0.0f;
+    light.photons = kManyPhotons;
+    expect_agreement();
+}
+
+TEST_F(LitFloor, DensityOfAPointLightInsideIsWhatPathsFind) {
+    PointLight& light = PointLights[static_cast<std::size_t>(AddPointLight())];
+    light.position = {0.5f, -0.4f, 0.9f};
+    light.inner_angle = light.outer_angle = 180.0f;
+    light.offset = 0.0f;
+    light.photons = kManyPhotons;
+    expect_agreement();
+}
+
+TEST_F(LitFloor, DensityOfAPointLightOutsideIsWhatPathsFind) {
+    PointLight& light = PointLights[static_cast<std::size_t>(AddPointLight())];
+    light.position = {9.0f, 6.0f, 15.0f}; // from closer by, its cone would miss some of the corners
+    light.color = splat(300.0f);
+    light.inner_angle = light.outer_angle = 180.0f;
+    light.offset = 0.0f;
+    light.photons = kManyPhotons;
+    expect_agreement();
+}
+
+TEST_F(LitFloor, DensityOfTheSkyIsWhatPathsFind) {
+    SkyLight.color = {0.5f, 0.75f, 1.0f};
+    SkyLight.photons = kManyPhotons;
+    expect_agreement();
+}
+
+TEST_F(LitFloor, DensityOfALampIsWhatPathsFind) {
+    const int lamp = add_shader();
+    slot(lamp, Element::emissive).color = {5.0f, 5.0f, 5.0f};
+    layer_of(lamp).sideness = Sideness::face;
+    layer_of(lamp).virtual_light = true;
+    add_quad({Vec3{-1, -1, 1.5f}, Vec3{-1, 0, 1.5f}, Vec3{1, 0, 1.5f}, Vec3{1, -1, 1.5f}}, lamp);
+    GeometryLight.sample = 64;
+    GeometryLight.photons = kManyPhotons;
+    expect_agreement();
+}
+
+// Gather rays that read the grid see what paths of the same length see.
+TEST_F(PhotonScene, GatheringInARoomIsWhatPathsFind) {
+    const int wall = add_shader(splat(0.5f));
+    add_room({-1.0f, -1.0f, -1.0f}, {1.0f, 1.0f, 1.0f}, wall);
+    PointLight& light = PointLights[static_cast<std::size_t>(AddPointLight())];
+    light.position = {0.2f, 0.1f, 0.3f};
+    light.inner_angle = light.outer_angle = 180.0f;
+    light.offset = 0.0f;
+    light.photons = kManyPhotons;
+    RendererSettings.resolution = 0.01f;
+    RendererSettings.sample = 4096;
+    start_rendering();
+    double gathered = 0.0, traced = 0.0;
+    for (int i = 0; i < 64; ++i) {
+        const Vec3 eye = {-0.3f, -0.4f, 0.0f};
+        const Vec3 target = {0.9f * std::sin(0.1f * static_cast<float>(i)),
+                             0.9f * std::cos(0.1f * static_cast<float>(i)), -1.0f};
+        RendererSettings.final_gather = true;
+        RendererSettings.bounce = 1;
+        gathered += seen_along(eye, target).x;
+        RendererSettings.final_gather = false;
+        RendererSettings.bounce = 10;
+        RendererSettings.ray_depth = 20;
+        traced += seen_along(eye, target).x;
+    }
+    EXPECT_NEAR(gathered / traced, 1.0, 0.015);
+}
+
+// Light through a glass pane reaches the floor as caustic photons alone, twice by 1 - F.
+TEST_F(PhotonScene, PaneThrowsItsLightAsCaustics) {
+    const int glass = add_shader();
+    slot(glass, Element::specular).color = {1.0f, 1.0f, 1.0f};
+    slot(glass, Element::ior).color = splat(1.5f);
+    layer_of(glass).material = Material::solid;
+    const int white = add_shader({1.0f, 1.0f, 1.0f});
+    add_floor(4.0f, 1.0f, glass);
+    add_quad({Vec3{-4, 4, 0.9f}, Vec3{4, 4, 0.9f}, Vec3{4, -4, 0.9f}, Vec3{-4, -4, 0.9f}}, glass);
+    add_floor(4.0f, 0.0f, white);
+    ParallelLight& light = ParallelLights[static_cast<std::size_t>(AddParallelLight())];
+    light.axis = {0.0f, 0.0f, -1.0f};
+    light.photons = 200000;
+    RendererSettings.distance = 0.0f; // caustics stand in path tracing, too
+    RendererSettings.bounce = 1;
+    start_rendering();
+    double seen = 0.0;
+    constexpr int kPoints = 400;
+    for (int i = 0; i < kPoints; ++i) {
+        const Vec3 p = {0.1f * static_cast<float>(i % 20) - 1.0f,
+                        0.1f * static_cast<float>(i / 20) - 1.0f, 0.0f};
+        seen += seen_along(p + Vec3{0.0f, 0.0f, 0.5f}, p).x;
+    }
+    // direct light is blocked by the glass; light between pane and floor is below 2 %
+    constexpr double kBoth = 0.96 * 0.96;
+    // the farthest of 32 photons bounds the disc: 32 / 31 too bright on the mean
+    EXPECT_NEAR(seen / kPoints / (kBoth * 32.0 / 31.0), 1.0, 0.03);
+    EXPECT_EQ(energy(), 0.0);
+}
+
+// A lambertian floor stores no caustics of a photon that met no mirror; linked shaders only.
+TEST_F(PhotonScene, LinksEndPhotonsAtTheirFirstHit) {
+    const int lit = add_shader(splat(0.5f));
+    const int unlit = add_shader(splat(0.5f));
+    add_quad({Vec3{-1, -1, 0}, Vec3{0, -1, 0}, Vec3{0, 1, 0}, Vec3{-1, 1, 0}}, lit);
+    add_quad({Vec3{0, -1, 0}, Vec3{1, -1, 0}, Vec3{1, 1, 0}, Vec3{0, 1, 0}}, unlit);
+    ParallelLight& light = ParallelLights[static_cast<std::size_t>(AddParallelLight())];
+    light.axis = {0.0f, 0.0f, -1.0f};
+    light.photons = 100000;
+    light.link.shaders = {lit};
+    start_rendering();
+    EXPECT_NEAR(energy(), 1.0, 0.02); // 2 units of area, albedo 0.5, irradiance 1
+    EXPECT_TRUE(Photons.empty());
+}
+
+// A glossy wall sends photons straight to the camera: the mean of the light_path image is the
+// power that the wall reflects towards the pixels.
+TEST_F(PhotonScene, GlossyPhotonsReachTheLightPathImage) {
+    const int gloss = add_shader();
+    slot(gloss, Element::glossy).color = {1.0f, 1.0f, 1.0f};
+    slot(gloss, Element::roughness).color = splat(0.5f);
+    add_floor(1.0f, 0.0f, gloss);
+    ParallelLight& light = ParallelLights[static_cast<std::size_t>(AddParallelLight())];
+    light.axis = {0.0f, 0.0f, -1.0f};
+    light.photons = 200000;
+    Camera& camera = Cameras[0];
+    camera.width = camera.height = 4;
+    for (CameraPose& pose : camera.poses) {
+        pose.position = {0.0f, 0.0f, 3.0f};
+        pose.up_vector = {0.0f, 1.0f, 0.0f};
+        pose.field_of_view = 10.0f;
+    }
+    Aov& aov = camera.aovs[static_cast<std::size_t>(AddAov(camera.aovs))];
+    aov.channel |= static_cast<std::uint32_t>(Channel::light_path);
+    start_rendering();
+    // the lobe at the mirror direction: exp(0) / (r^2 |2 n|^2), times a light of 1
+    const std::vector<float>& pixels = Cameras[0].aovs[1].image.floats;
+    ASSERT_EQ(pixels.size(), 48u);
+    double mean_of_pixels = 0.0;
+    for (const float value : pixels)
+        mean_of_pixels += static_cast<double>(value) / 48.0;
+    EXPECT_NEAR(mean_of_pixels * 0.25 * 4.0, 1.0, 0.05);
+}
+
+} // namespace
+} // namespace mh
