@@ -210,6 +210,9 @@ bool write_new_file(const std::string& name, const BYTE* bytes, std::size_t coun
 // Puts the file in its place in one step; a link is followed. Empty on success, else why not.
 std::string replace_file(const std::string& path, const BYTE* bytes, std::size_t count) {
     std::error_code ignored;
+    const std::filesystem::file_status status = std::filesystem::status(path, ignored);
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status))
+        return "it is no regular file"; // not even a link to a device is replaced
     const bool link = std::filesystem::is_symlink(path, ignored);
     const std::string target =
         link ? std::filesystem::weakly_canonical(path, ignored).string() : path;

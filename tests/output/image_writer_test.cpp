@@ -16,6 +16,7 @@
 #include <FreeImage.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 namespace mh {
 namespace {
@@ -199,6 +200,16 @@ TEST_F(ImageWriter, ReplacesTheFileBehindALink) {
     ASSERT_TRUE(WriteImage(ramp("a.png")));
     EXPECT_TRUE(std::filesystem::is_symlink("a.png"));
     EXPECT_EQ(content("real/picture").substr(1, 3), "PNG");
+}
+
+TEST_F(ImageWriter, LeavesPipesDevicesAndFoldersInPlace) {
+    ASSERT_EQ(mkfifo("real", 0600), 0);
+    std::filesystem::create_symlink("real", "a.png");
+    EXPECT_FALSE(WriteImage(ramp("a.png")));
+    EXPECT_TRUE(std::filesystem::is_fifo("real"));
+    EXPECT_EQ(files_here(), 2u);
+    EXPECT_EQ(scene.take_report(),
+              "warning :( \timage - a.png\tcannot be written: it is no regular file\n");
 }
 
 } // namespace
