@@ -5,8 +5,6 @@
 #include "frame/types.h"
 #include "output/camera.h"
 
-#include <algorithm>
-
 namespace mh {
 
 namespace {
@@ -31,14 +29,7 @@ std::vector<Aov>* aovs_of(Camera* camera) {
 
 // Between frames the sizes of the images are given: what the camera phase did once is repeated.
 void limit_between_frames(Camera& camera) {
-    constexpr std::int32_t kMostFrames = 65535;
-    if (!is_done(Phase::cameras)) return;
-    camera.sample = std::clamp(camera.sample, 1, kMostFrames);
-    camera.inverse_sample = 1.0f / static_cast<float>(camera.sample);
-    camera.region_x0 = std::max(camera.region_x0, 0);
-    camera.region_y0 = std::max(camera.region_y0, 0);
-    camera.region_x1 = std::min(camera.region_x1, camera.width);
-    camera.region_y1 = std::min(camera.region_y1, camera.height);
+    if (is_done(Phase::cameras)) LimitCamera(camera);
 }
 
 } // namespace

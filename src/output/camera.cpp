@@ -105,14 +105,18 @@ Camera* ActiveCamera() {
     return ActiveCameraIndex >= 0 && index < Cameras.size() ? &Cameras[index] : nullptr;
 }
 
-void InitializeCamera(Camera& camera) {
+void LimitCamera(Camera& camera) {
     camera.sample = std::clamp(camera.sample, 1, kMostFrames);
     camera.inverse_sample = 1.0f / static_cast<float>(camera.sample);
-    limit_size(camera);
     camera.region_x0 = std::max(camera.region_x0, 0);
     camera.region_y0 = std::max(camera.region_y0, 0);
     camera.region_x1 = std::min(camera.region_x1, camera.width);
     camera.region_y1 = std::min(camera.region_y1, camera.height);
+}
+
+void InitializeCamera(Camera& camera) {
+    limit_size(camera);
+    LimitCamera(camera);
     for (CameraPose& pose : camera.poses)
         BuildCameraFrame(pose, static_cast<float>(camera.width));
     camera.moving = !same_given_fields(camera.poses[0], camera.poses[1]);

@@ -15,6 +15,9 @@ int AddCamera();
 // The rendered camera; null when there is none.
 Camera* ActiveCamera();
 
+// Brings the number of frames and the region into their limits; the image's size is given.
+void LimitCamera(Camera& camera);
+
 // Clamps, derives frames, allocates the AOVs and reports.
 void InitializeCamera(Camera& camera);
 void InitializeCameras();
