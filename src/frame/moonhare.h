@@ -167,7 +167,7 @@ MH_API void mhFinalize(void);
 
 /* The steps of mhFinalize alone; each is legal after mhStartup. */
 
-/* Forgets photons; settings go back to their defaults. */
+/* Forgets photons; sample, depths and radius go back to their defaults. */
 MH_API void mhFinalizeRenderer(void);
 /* Writes the images of point and parallel lights and destroys the lights. */
 MH_API void mhFinalizeGaffer(void);

@@ -45,7 +45,11 @@ void cast_photons() {
 } // namespace
 
 void ResetRenderer() {
-    RendererSettings = {};
+    const RendererSettingsRecord defaults;
+    RendererSettings.photon_depth = defaults.photon_depth;
+    RendererSettings.ray_depth = defaults.ray_depth;
+    RendererSettings.sample = defaults.sample;
+    RendererSettings.final_gather = defaults.final_gather;
     RayStatistics = {};
 }
 
@@ -64,6 +68,10 @@ void InitializeRenderer() {
 void FinalizeRenderer() {
     ClearPhotons();
     ClearPhotonTree();
+    const RendererSettingsRecord defaults;
+    RendererSettings.radius = defaults.radius;
+    RendererSettings.radius_squared = defaults.radius_squared;
+    RendererSettings.radius_cubed = defaults.radius_cubed;
     ResetRenderer();
 }
 

@@ -4,12 +4,14 @@
 
 namespace mh {
 
-// Defaults of the settings that a new run starts with.
+// Depths, samples and mode at their defaults, statistics at 0. What the user chose of distance,
+// resolution, bounce and clamp stays until the next startup.
 void ResetRenderer();
 
 // Phase 8: clamps settings, decides the mode, casts photons, builds the photon tree; reports.
 void InitializeRenderer();
 
+// Forgets the photons; radius at its default, and the reset above.
 void FinalizeRenderer();
 
 } // namespace mh

@@ -142,6 +142,16 @@ TEST_F(Exports, ReachTheSkyWithTheNameOfTheGeometryLight) {
     EXPECT_EQ(errors(), 0);
 }
 
+TEST_F(Exports, KeepTheChosenModeWhenTheRendererIsFinalised) {
+    mhSetRendererDistance(0);
+    mhSetRendererRadius(3);
+    mhSetRendererRayDepth(2);
+    mhFinalizeRenderer();
+    EXPECT_EQ(RendererSettings.distance, 0.0f);
+    EXPECT_EQ(RendererSettings.radius, 1.0f);
+    EXPECT_EQ(RendererSettings.ray_depth, 8);
+}
+
 TEST_F(Exports, HandOutFramesWhoseMeanIsTheBeautyImage) {
     const int camera = add_camera(5, 4);
     mhSetCameraRegion(camera, 1, 1, 4, 3);
