@@ -1,68 +1,39 @@
-// The program moonhare: renders a scene directory, and converts images.
+// The program moonhare: renders a scene directory, looks for its faults, and works on images.
 // SPDX-License-Identifier: MIT
 #include "convert.h"
-#include "frame/phases.h"
-#include "frame/types.h"
-#include "math/constants.h"
+#include "options.h"
+#include "render.h"
 
-#include <filesystem>
+#include <cstdlib>
 #include <iostream>
-#include <string>
-
-#include <CLI/CLI.hpp>
-#include <omp.h>
 
 namespace {
 
-constexpr int kWrongUse = 2;
+int print(const std::string& text) {
+    std::cout << text << std::flush;
+    return std::cout ? mh::kDone : mh::kNotWritten;
+}
 
-struct Options {
-    std::string scene;
-    bool preview = false;
-    int threads = 0; // 0: as many as the process may use
-    std::string convert_from, convert_to;
-    float exposure = 0.0f;
-};
-
-int render(const Options& options) {
-    std::error_code error;
-    if (!std::filesystem::is_directory(options.scene, error)) {
-        std::cerr << "moonhare: " << options.scene << " is not a directory\n";
-        return kWrongUse;
+int run(const mh::Arguments& arguments) {
+    switch (arguments.command) {
+    case mh::Command::render: return mh::RenderScene(arguments);
+    case mh::Command::check:
+    case mh::Command::info:
+    case mh::Command::diff:
+    case mh::Command::convert:
+        return mh::Convert(arguments.first_image, arguments.second_image,
+                           static_cast<float>(arguments.exposure));
+    case mh::Command::man: return print(mh::ManualPage());
+    case mh::Command::completion: return print(mh::BashCompletion());
+    case mh::Command::none: break;
     }
-    if (options.threads > 0) omp_set_num_threads(options.threads);
-    mh::PreviewWindow = options.preview;
-    mh::Go(options.scene.ends_with('/') ? options.scene : options.scene + "/");
-    return 0;
+    std::abort();
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    Options options;
-    CLI::App app("Renders the scene of a directory; its pictures go to the current directory.",
-                 "moonhare");
-    app.set_version_flag("--version", "moonhare " MOONHARE_VERSION);
-    app.add_option("SCENE", options.scene, "Directory of the scene");
-    app.add_flag("--preview", options.preview, "Show the picture in a window while it grows");
-    app.add_option("--threads", options.threads, "Number of threads; default: all there are")
-        ->check(CLI::Range(1, mh::kMaxThreads));
-
-    CLI::App& convert = *app.add_subcommand("convert", "Write an image in another format");
-    convert.add_option("IN", options.convert_from, "Image to read")->required();
-    convert.add_option("OUT", options.convert_to, "File to write; its extension is the format")
-        ->required();
-    convert.add_option("--exposure", options.exposure, "Stops to brighten by")
-        ->check(CLI::Range(-30.0f, 30.0f));
-
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& fault) {
-        return app.exit(fault) == 0 ? 0 : kWrongUse;
-    }
-    if (convert.parsed())
-        return mh::Convert(options.convert_from, options.convert_to, options.exposure);
-    if (!options.scene.empty()) return render(options);
-    std::cerr << "moonhare: a SCENE is required; --help tells more\n";
-    return kWrongUse;
+    mh::Arguments arguments;
+    if (const std::optional<int> status = mh::ParseArguments(argc, argv, arguments)) return *status;
+    return run(arguments);
 }

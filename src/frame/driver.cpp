@@ -49,14 +49,15 @@ void read_scene(const std::string& directory) {
 
 } // namespace
 
-void Go(const std::string& directory) {
+void OpenScene(const std::string& directory) {
     Startup();
     report_banner();
     set_search_paths(directory);
     SceneDirectory = directory;
     read_scene(directory);
-    Initialize();
-    Render();
+}
+
+void CloseScene() {
     if (PreviewWindow) {
         ReportText(
             "         click to close the preview window. happy rendering. thank you!         ");
@@ -64,6 +65,13 @@ void Go(const std::string& directory) {
     }
     Finalize();
     Shutdown();
+}
+
+void Go(const std::string& directory) {
+    OpenScene(directory);
+    Initialize();
+    Render();
+    CloseScene();
 }
 
 } // namespace mh

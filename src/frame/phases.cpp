@@ -85,6 +85,18 @@ void first_frame_done() {
         ReorderTree(object);
 }
 
+void initialize_objects() {
+    InitializeAccelerator();
+    if (Objects.empty()) ReportError("object - there is no root object");
+}
+
+constexpr InitialPhase kPhases[] = {
+    {"cameras", InitializeCameras},    {"textures", InitializeTextures},
+    {"shaders", InitializeShaders},    {"accelerator", initialize_objects},
+    {"sky light", InitializeSkyLight}, {"geometry light", InitializeGeometryLight},
+    {"gaffer", InitializeGaffer},      {"renderer", InitializeRenderer},
+};
+
 void finish_lights() {
     FinalizeSkyLight();
     FinalizeGeometryLight();
@@ -119,16 +131,13 @@ void InitializeAccelerator() {
     }
 }
 
+std::span<const InitialPhase> InitialPhases() {
+    return kPhases;
+}
+
 void Initialize() {
-    InitializeCameras();
-    InitializeTextures();
-    InitializeShaders();
-    InitializeAccelerator();
-    if (Objects.empty()) ReportError("object - there is no root object");
-    InitializeSkyLight();
-    InitializeGeometryLight();
-    InitializeGaffer();
-    InitializeRenderer();
+    for (const InitialPhase& phase : kPhases)
+        phase.run();
 }
 
 void Render() {

@@ -3,6 +3,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <span>
 #include <string>
 
 namespace mh {
@@ -15,8 +16,21 @@ void Startup();
 // the folders "image" and "geometry" are not searched.
 void Go(const std::string& directory);
 
+// The first step of Go: startup, banner, search paths, and the blocks of the directory read. The
+// others are Initialize, Render, CloseScene.
+void OpenScene(const std::string& directory);
+void CloseScene();
+
 // All eight phases: cameras, textures, shaders, accelerator, sky, geometry light, gaffer, renderer.
 void Initialize();
+
+struct InitialPhase {
+    const char* name;
+    void (*run)();
+};
+
+// What Initialize runs, in order.
+std::span<const InitialPhase> InitialPhases();
 
 // Phase 4: the traversable scene, density grids of the root's parts, tables of hair shaders.
 // Silent without an object.

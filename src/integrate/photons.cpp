@@ -15,6 +15,7 @@
 #include "lights/sky_light.h"
 #include "math/clock.h"
 #include "math/threads.h"
+#include "output/run_hooks.h"
 #include "shading/evaluate.h"
 #include "shading/surface_point.h"
 
@@ -92,10 +93,13 @@ bool reaches(const Ray& ray) {
            || is_linked(*ray.photon_link, ray.hit_shader);
 }
 
-void report_progress(std::int64_t number, std::int64_t count) {
+void report_progress(std::int64_t number, std::int64_t count, std::int64_t step) {
     const double percent = 100.0 * static_cast<double>(number) / static_cast<double>(count);
 #pragma omp critical(photon_progress)
-    ReportProgress("photon cast ", static_cast<std::int32_t>(percent), "%", false);
+    {
+        ReportProgress("photon cast ", static_cast<std::int32_t>(percent), "%", false);
+        if (Hooks.photons_cast != nullptr) Hooks.photons_cast(std::min(step, count - number));
+    }
 }
 
 void report_rate(std::int64_t start_microseconds) {
@@ -113,12 +117,13 @@ void cast(std::int64_t count, std::uint32_t pass, const Emit& emit) {
     const std::int64_t start = microseconds_now();
     const std::int64_t first = static_cast<std::int64_t>(pass) * count;
     const std::int64_t step = std::max<std::int64_t>(count / kProgressSteps, 1);
-#pragma omp parallel num_threads(team_size()) default(none) shared(count, first, step, emit)
+#pragma omp parallel num_threads(team_size()) default(none) shared(count, first, step, emit, Hooks)
     {
         EnterWorker();
 #pragma omp for schedule(dynamic, kPhotonsOfChunk)
         for (std::int64_t i = 0; i < count; ++i) {
-            if (i % step == 0) report_progress(i, count);
+            if (Hooks.stop.load(std::memory_order_relaxed)) continue;
+            if (i % step == 0) report_progress(i, count, step);
             Ray ray;
             emit(ray, first + i);
             if (max_channel(ray.weight) > 0.0f) trace_photon(ray);

@@ -11,6 +11,7 @@
 #include "math/threads.h"
 #include "output/aov.h"
 #include "output/camera.h"
+#include "output/run_hooks.h"
 
 #include <algorithm>
 
@@ -61,7 +62,9 @@ Ray primary_ray(const Camera& camera, const CameraPose& pose, int x, int y) {
 Vec3 pixel_value(const Camera& camera, const CameraPose& pose, int x, int y) {
     Ray ray = primary_ray(camera, pose, x, y);
     const Vec3 value = radiance(ray);
-    return is_finite(value) ? min(value, RendererSettings.clamp) : Vec3{};
+    if (is_finite(value)) return min(value, RendererSettings.clamp);
+    Hooks.samples_not_finite.fetch_add(1, std::memory_order_relaxed);
+    return {};
 }
 
 // Hands the value of each pixel of the region to store(x, y, value), on any thread.

@@ -5,6 +5,7 @@
 #include "output/image_writer.h"
 
 #include "frame/report.h"
+#include "output/run_hooks.h"
 
 #include <algorithm>
 #include <array>
@@ -243,8 +244,10 @@ std::string save(const Image& image) {
 bool WriteImage(const Image& image) {
     if (image.path.empty()) return false;
     const std::string fault = save(image);
-    if (!fault.empty()) ReportWarning("image - " + image.path + "\tcannot be written: " + fault);
-    return fault.empty();
+    if (fault.empty()) return true;
+    ReportWarning("image - " + image.path + "\tcannot be written: " + fault);
+    if (Hooks.write_failed != nullptr) Hooks.write_failed(image.path, fault);
+    return false;
 }
 
 } // namespace mh

@@ -6,6 +6,7 @@
 #include "frame/report.h"
 #include "output/camera.h"
 #include "output/image_writer.h"
+#include "output/run_hooks.h"
 
 #include <algorithm>
 #include <chrono>
@@ -52,6 +53,7 @@ void draw() {
 void run_idle() {
     if (glutGetWindow() == 0) return;
     if (!NextFrame()) std::this_thread::sleep_for(kPauseWhenDone);
+    if (Hooks.stop) glutLeaveMainLoop();
     if (glutGetWindow() != 0) glutPostRedisplay();
 }
 

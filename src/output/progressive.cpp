@@ -8,6 +8,7 @@
 #include "output/aov.h"
 #include "output/camera.h"
 #include "output/preview.h"
+#include "output/run_hooks.h"
 
 #include <algorithm>
 
@@ -59,16 +60,17 @@ bool RunFrame() {
     Steps.begin_frame(FrameIndex);
     RayStatistics = {};
     Steps.render_pixels(FrameIndex);
-    if (FrameIndex == 0) Steps.first_frame_done();
+    if (FrameIndex == Hooks.first_frame) Steps.first_frame_done();
     ++FrameIndex;
     report_performance();
+    if (Hooks.frame_done != nullptr) Hooks.frame_done();
     if (FrameIndex == static_cast<std::uint32_t>(camera->sample)) close_run(*camera);
     return true;
 }
 
 void RunProgressiveLoop(const FrameSteps& steps) {
     Steps = steps;
-    FrameIndex = 0;
+    FrameIndex = Hooks.first_frame;
     if (ActiveCamera() == nullptr) return;
     if (PreviewWindow && RunPreview(RunFrame)) return;
     while (RunFrame()) {

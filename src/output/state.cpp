@@ -1,9 +1,11 @@
 // The global tables of this folder.
 // SPDX-License-Identifier: MIT
+#include "output/run_hooks.h"
 #include "output/types.h"
 
 namespace mh {
 
 std::vector<Camera> Cameras;
+RunHooks Hooks;
 
 } // namespace mh

@@ -1,0 +1,19 @@
+// Files of the program's own: they appear whole or not at all.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace mh {
+
+// Writes beside the target and renames. Empty on success, else why the older file stands.
+std::string WriteWholeFile(const std::string& path, std::string_view content);
+
+// Whether all of the file could be read.
+bool ReadWholeFile(const std::string& path, std::string& content);
+
+// A line on standard error, led by the program's name.
+void Complain(const std::string& message);
+
+} // namespace mh

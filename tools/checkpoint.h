@@ -1,0 +1,40 @@
+// Checkpoints: the images of a render between two frames, with what tells whether they belong to
+// the scene at hand. The layout is that of this machine; a check sum guards it.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace mh {
+
+struct SavedImage {
+    std::int32_t width = 0, height = 0, channels = 0;
+    std::vector<float> values; // means of the frames
+};
+
+struct Checkpoint {
+    std::uint32_t frames = 0;
+    std::uint64_t scene = 0; // SceneDigest
+    std::string settings;    // SettingsText
+    std::vector<SavedImage>
+        images; // in the order of ForEachOutput, without those that are complete
+};
+
+// Digest of the scene that was read and initialised: its files' text, geometry and textures.
+std::uint64_t SceneDigest(const std::string& directory);
+
+// What changes a picture and may be set by options; not the number of frames.
+std::string SettingsText();
+
+// Copies the images as they stand after FrameIndex frames, and the converse: sums become shares of
+// the camera's number of frames. False when the images differ in number or size.
+Checkpoint TakeCheckpoint(std::uint64_t scene);
+bool RestoreImages(const Checkpoint& checkpoint);
+
+// Each empty on success, else what is wrong.
+std::string WriteCheckpoint(const std::string& path, const Checkpoint& checkpoint);
+std::string ReadCheckpoint(const std::string& path, Checkpoint& checkpoint);
+
+} // namespace mh

@@ -1,0 +1,191 @@
+// The table of commands and options, and its way into the argument parser.
+// SPDX-License-Identifier: MIT
+#include "options.h"
+
+#include "option_table.h"
+#include "version.h"
+
+#include <iostream>
+#include <span>
+#include <sstream>
+#include <type_traits>
+
+#include <CLI/CLI.hpp>
+
+namespace mh {
+
+namespace {
+
+constexpr double kMostThreads = 256, kMostFrames = 65535, kMostInt = 2147483647, kMostSeconds = 1e9;
+
+template<typename T>
+struct is_optional : std::false_type {};
+
+template<typename T>
+struct is_optional<std::optional<T>> : std::true_type {};
+
+// Whole numbers of a text like "640x480" or "0,0,64,64"; false unless there are exactly these.
+template<std::size_t count>
+bool parse_wholes(const std::string& text, char separator, std::array<int, count>& numbers) {
+    std::istringstream stream(text);
+    for (std::size_t i = 0; i < count; ++i) {
+        if (i > 0 && stream.get() != separator) return false;
+        if (!(stream >> numbers[i]) || numbers[i] < 0) return false;
+    }
+    return stream.get() == std::istringstream::traits_type::eof();
+}
+
+template<typename T>
+void limit(CLI::Option& option, const OptionRow& row) {
+    if constexpr (std::is_arithmetic_v<T>)
+        if (row.lowest < row.highest)
+            option.check(CLI::Range(static_cast<T>(row.lowest), static_cast<T>(row.highest)).description(""));
+}
+
+// Stores into the member; a value placeholder of several words parted by | is the list of them.
+template<auto member>
+void bind(CLI::App& app, const OptionRow& row, Arguments& arguments) {
+    auto& field = arguments.*member;
+    using Field = std::remove_reference_t<decltype(field)>;
+    CLI::Option* option = nullptr;
+    if constexpr (std::is_same_v<Field, bool>) {
+        option = app.add_flag(row.name, field, row.help);
+    } else if constexpr (is_optional<Field>::value) {
+        using Value = typename Field::value_type;
+        option = app.add_option_function<Value>(
+            row.name, [&field](const Value& value) { field = value; }, row.help);
+        limit<Value>(*option, row);
+    } else {
+        option = app.add_option(row.name, field, row.help);
+        limit<Field>(*option, row);
+    }
+    if constexpr (!std::is_same_v<Field, bool>) option->type_name(row.value);
+    const std::vector<std::string> words = choices(row);
+    if (!words.empty()) option->check(CLI::IsMember(words).description(""))->type_name(row.value);
+    if (row.name[0] != '-') option->required();
+}
+
+template<auto member, char separator>
+void bind_wholes(CLI::App& app, const OptionRow& row, Arguments& arguments) {
+    auto& field = arguments.*member;
+    app.add_option_function<std::string>(
+           row.name,
+           [&field, &row](const std::string& text) {
+               if (!parse_wholes(text, separator, field.emplace()))
+                   throw CLI::ValidationError(row.name, text + " is not of the form " + row.value);
+           },
+           row.help)
+        ->type_name(row.value);
+}
+
+using A = Arguments;
+
+constexpr OptionRow kRenderRows[] = {
+    {"SCENE", "DIR", "Directory of the scene", bind<&A::scene>},
+    {"--resolution", "WxH", "Size of the picture in pixels", bind_wholes<&A::resolution, 'x'>},
+    {"--region", "x0,y0,x1,y1", "Columns and rows to render; the last are not included",
+     bind_wholes<&A::region, ','>},
+    {"--sample", "N", "Frames; each adds one sample to every pixel", bind<&A::sample>, 1,
+     kMostFrames},
+    {"--gather", "N", "Gather rays of a point over the run", bind<&A::gather>, 1, kMostInt},
+    {"--bounce", "N", "Levels of diffuse and glossy bounces", bind<&A::bounce>, 1, kMostInt},
+    {"--ray-depth", "N", "Longest path", bind<&A::ray_depth>, 1, 255},
+    {"--mode", "gather|path", "Final gathering from photons, or path tracing", bind<&A::mode>},
+    {"--camera", "N", "Which camera renders, from 0; the others write nothing", bind<&A::camera>, 0,
+     kMostInt},
+    {"--output-dir", "DIR", "Where pictures go; made if it is missing", bind<&A::output_dir>},
+    {"--beauty", "FILE", "File name of the picture; its extension is the format", bind<&A::beauty>},
+    {"--preview", "", "Show the picture in a window while it grows", bind<&A::preview>},
+    {"--threads", "N", "Number of threads; default: what the process may use", bind<&A::threads>, 1,
+     kMostThreads},
+    {"--time-limit", "S", "Stop after the frame that passes so many seconds",
+     bind<&A::time_limit_s>, 0, kMostSeconds},
+    {"--write-every", "S", "Write pictures and checkpoint every so many seconds",
+     bind<&A::write_every_s>, 0, kMostSeconds},
+    {"--checkpoint", "FILE", "Save there what is needed to go on later", bind<&A::checkpoint>},
+    {"--resume", "FILE", "Go on from a checkpoint of the same scene", bind<&A::resume>},
+    {"--progress", "bar|plain|json|none", "Form of the progress on standard error",
+     bind<&A::progress>},
+    {"--report", "FILE", "Write times, memory, rays and statistics as JSON", bind<&A::report>},
+};
+
+constexpr OptionRow kCheckRows[] = {
+    {"SCENE", "DIR", "Directory of the scene", bind<&A::scene>},
+    {"--json", "", "One JSON object with all faults", bind<&A::json>},
+    {"--remarks", "", "Also tell what is legal but may not be meant", bind<&A::remarks>},
+};
+
+constexpr OptionRow kInfoRows[] = {
+    {"SCENE", "DIR", "Directory of the scene", bind<&A::scene>},
+};
+
+constexpr OptionRow kConvertRows[] = {
+    {"IN", "FILE", "Image to read", bind<&A::first_image>},
+    {"OUT", "FILE", "File to write; its extension is the format", bind<&A::second_image>},
+    {"--exposure", "STOPS", "Stops to brighten by", bind<&A::exposure>, -30, 30},
+    {"--tonemap", "none|aces|filmic", "Curve that brings highlights into range", bind<&A::tonemap>},
+};
+
+constexpr OptionRow kDiffRows[] = {
+    {"A", "FILE", "Image to compare", bind<&A::first_image>},
+    {"B", "FILE", "Image to compare it with: the reference", bind<&A::second_image>},
+    {"--fail-above", "X", "End with status 1 when the RMSE is above X", bind<&A::fail_above>, 0,
+     1e30},
+    {"--image", "FILE", "Write the absolute difference as an image", bind<&A::difference_image>},
+    {"--json", "", "One JSON object in place of lines", bind<&A::json>},
+};
+
+constexpr CommandRow kCommands[] = {
+    {"render", "Render a scene; the same as leaving the word out", Command::render, kRenderRows},
+    {"check", "Find every fault of a scene", Command::check, kCheckRows},
+    {"info", "Tell what a scene holds, without rendering", Command::info, kInfoRows},
+    {"convert", "Write an image in another format", Command::convert, kConvertRows},
+    {"diff", "Measure how two images differ", Command::diff, kDiffRows},
+    {"man", "Print the manual page", Command::man, {}},
+    {"completion", "Print the completion of bash", Command::completion, {}},
+};
+
+void add_rows(CLI::App& app, std::span<const OptionRow> rows, Arguments& arguments) {
+    for (const OptionRow& row : rows)
+        row.add(app, row, arguments);
+}
+
+} // namespace
+
+std::span<const CommandRow> Commands() {
+    return kCommands;
+}
+
+std::vector<std::string> choices(const OptionRow& row) {
+    std::vector<std::string> words;
+    std::istringstream stream(row.value);
+    for (std::string word; std::getline(stream, word, '|');)
+        words.push_back(word);
+    return words.size() > 1 ? words : std::vector<std::string>();
+}
+
+std::optional<int> ParseArguments(int argc, char** argv, Arguments& arguments) {
+    CLI::App app(kSummary, "moonhare");
+    app.set_version_flag("--version", VersionText());
+    app.footer("moonhare COMMAND --help tells more of a command.");
+    for (const CommandRow& row : kCommands) {
+        CLI::App& command = *app.add_subcommand(row.name, row.help);
+        add_rows(command, row.options, arguments);
+        command.callback([&arguments, &row] { arguments.command = row.command; });
+    }
+    add_rows(app, kRenderRows, arguments);
+    app.get_option("SCENE")->required(false);
+    app.require_subcommand(0, 1);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& fault) {
+        return app.exit(fault) == 0 ? kDone : kWrongUse;
+    }
+    if (arguments.command == Command::none && !arguments.scene.empty())
+        arguments.command = Command::render;
+    if (arguments.command != Command::none) return std::nullopt;
+    std::cerr << "moonhare: a SCENE is required; --help tells more\n";
+    return kWrongUse;
+}
+
+} // namespace mh

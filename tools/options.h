@@ -1,0 +1,57 @@
+// The table of commands and options of the program: parsing, --help, the manual page and the
+// completion of bash all come from it.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <array>
+#include <optional>
+#include <string>
+
+namespace mh {
+
+// Exit statuses of the program.
+constexpr int kDone = 0;
+constexpr int kSceneFaults = 1; // also: images that differ, files that cannot be read
+constexpr int kWrongUse = 2;
+constexpr int kNotWritten = 3;
+constexpr int kInterrupted = 130;
+
+enum class Command { none, render, check, info, convert, diff, man, completion };
+
+// Everything that a command line can say; what is not given stays empty.
+struct Arguments {
+    Command command = Command::none;
+    std::string scene;
+
+    // Overrides of the scene.
+    std::optional<std::array<int, 2>> resolution; // width, height
+    std::optional<std::array<int, 4>> region;     // x0, y0, x1, y1
+    std::optional<int> sample, gather, bounce, ray_depth, camera;
+    std::string mode; // gather, path
+
+    std::string output_dir, beauty, report, checkpoint, resume;
+    std::string progress; // bar, plain, json, none; empty: by where standard error goes
+    std::optional<int> threads;
+    std::optional<double> time_limit_s, write_every_s;
+    bool preview = false;
+
+    bool json = false, remarks = false;
+
+    std::string first_image, second_image; // IN and OUT, or A and B
+    std::string tonemap = "none";
+    std::string difference_image;
+    std::optional<double> fail_above;
+    double exposure = 0.0;
+};
+
+// The arguments, or the exit status with which the program ends at once.
+std::optional<int> ParseArguments(int argc, char** argv, Arguments& arguments);
+
+// Pages made from the table.
+std::string ManualPage();
+std::string BashCompletion();
+
+// Name, version, commit, compiler and the instruction set in use, in lines.
+std::string VersionText();
+
+} // namespace mh

@@ -1,0 +1,93 @@
+// All images that a run writes.
+// SPDX-License-Identifier: MIT
+#include "output_images.h"
+
+#include "frame/types.h"
+#include "lights/types.h"
+#include "output/camera.h"
+#include "output/image_writer.h"
+
+namespace mh {
+
+namespace {
+
+using Act = std::function<void(Aov& aov, Filling filling)>;
+
+Filling filling_of(const Aov& aov) {
+    return holds(aov, Channel::light_path) ? Filling::complete : Filling::sum;
+}
+
+void for_each_of_light(std::vector<Aov>& list, const Act& act) {
+    for (Aov& aov : list)
+        act(aov, filling_of(aov));
+}
+
+void for_each_of_camera(Camera& camera, bool active, const Act& act) {
+    for (std::size_t i = 0; i < camera.aovs.size(); ++i) {
+        Aov& aov = camera.aovs[i];
+        const Filling filling = i == 0 ? Filling::mean : filling_of(aov);
+        act(aov, active ? filling : Filling::complete);
+    }
+}
+
+void write_scaled(const Image& image, float factor) {
+    if (factor == 1.0f) {
+        WriteImage(image);
+        return;
+    }
+    Image copy = image;
+    scale(copy, factor);
+    WriteImage(copy);
+}
+
+} // namespace
+
+void ForEachOutput(const Act& act) {
+    Camera* active = ActiveCamera();
+    if (active != nullptr) for_each_of_camera(*active, true, act);
+    for (Camera& camera : Cameras)
+        if (&camera != active) for_each_of_camera(camera, false, act);
+    for_each_of_light(SkyLight.aov_list, act);
+    for_each_of_light(GeometryLight.aov_list, act);
+    for (PointLight& light : PointLights)
+        for_each_of_light(light.aov_list, act);
+    for (ParallelLight& light : ParallelLights)
+        for_each_of_light(light.aov_list, act);
+}
+
+float sum_scale() {
+    const Camera* camera = ActiveCamera();
+    if (camera == nullptr || FrameIndex == 0) return 0.0f;
+    return static_cast<float>(camera->sample) / static_cast<float>(FrameIndex);
+}
+
+void scale(Image& image, float factor) {
+    for (float& value : image.floats)
+        value *= factor;
+}
+
+// The image of the active camera comes last, as one of another camera may have its name.
+void WriteOutputs() {
+    const float factor = sum_scale();
+    ForEachOutput([&](Aov& aov, Filling filling) {
+        if (filling == Filling::sum) write_scaled(aov.image, factor);
+        if (filling == Filling::complete) WriteImage(aov.image);
+    });
+    if (const Camera* camera = ActiveCamera()) WriteImage(camera->aovs[0].image);
+}
+
+void EndWithFramesDone() {
+    Camera* camera = ActiveCamera();
+    if (camera == nullptr || FrameIndex == 0) return;
+    const float factor = sum_scale();
+    ForEachOutput([&](Aov& aov, Filling filling) {
+        if (filling == Filling::sum) scale(aov.image, factor);
+    });
+    camera->sample = static_cast<std::int32_t>(FrameIndex);
+}
+
+void ForgetOutputs() {
+    ForEachOutput([](Aov& aov, Filling) { aov.image.path.clear(); });
+}
+
+} // namespace mh

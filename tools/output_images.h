@@ -1,0 +1,35 @@
+// All images that a run writes, of the cameras and of the lights, and what holds for them between
+// frames: the beauty image is a mean, the others are sums that become means with the last frame.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "output/types.h"
+
+#include <functional>
+
+namespace mh {
+
+enum class Filling {
+    mean,     // of the frames so far: the beauty image of the active camera
+    sum,      // a share of 1 / (number of frames) with each frame
+    complete, // by the photons, or never: it does not change with frames
+};
+
+// Every AOV in a fixed order: active camera, other cameras, sky, geometry, point, parallel lights.
+void ForEachOutput(const std::function<void(Aov& aov, Filling filling)>& act);
+
+// Writes all images as pictures of the frames done.
+void WriteOutputs();
+
+// Makes the frames done all there are, so that the run ends: sums become means of these frames.
+void EndWithFramesDone();
+
+// Nothing will be written.
+void ForgetOutputs();
+
+// What a sum is to be multiplied by to be a mean of the frames done; 0 before the first.
+float sum_scale();
+
+void scale(Image& image, float factor);
+
+} // namespace mh

@@ -1,0 +1,131 @@
+// Options that change the scene once it is read.
+// SPDX-License-Identifier: MIT
+#include "overrides.h"
+
+#include "frame/types.h"
+#include "output/camera.h"
+#include "output/types.h"
+#include "output_images.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include <omp.h>
+#include <unistd.h>
+
+namespace mh {
+
+namespace {
+
+void set_size(Camera& camera, const Arguments& arguments) {
+    if (arguments.resolution) {
+        // A region that covers the picture goes on covering it.
+        const bool whole = camera.region_x0 <= 0 && camera.region_y0 <= 0
+                           && camera.region_x1 >= camera.width && camera.region_y1 >= camera.height;
+        camera.width = (*arguments.resolution)[0];
+        camera.height = (*arguments.resolution)[1];
+        if (whole) camera.region_x1 = camera.width, camera.region_y1 = camera.height;
+    }
+    if (!arguments.region) return;
+    const auto& [x0, y0, x1, y1] = *arguments.region;
+    camera.region_x0 = x0;
+    camera.region_y0 = y0;
+    camera.region_x1 = x1;
+    camera.region_y1 = y1;
+}
+
+void set_renderer(const Arguments& arguments) {
+    RendererSettingsRecord& settings = RendererSettings;
+    if (arguments.gather) settings.sample = *arguments.gather;
+    if (arguments.bounce) settings.bounce = *arguments.bounce;
+    if (arguments.ray_depth) settings.ray_depth = *arguments.ray_depth;
+    if (arguments.mode == "path") settings.distance = 0.0f;
+    if (arguments.mode != "gather") return;
+    const RendererSettingsRecord defaults; // a scene for path tracing has a 0 in either
+    if (!(settings.distance > 0.0f)) settings.distance = defaults.distance;
+    if (!(settings.resolution > 0.0f)) settings.resolution = defaults.resolution;
+}
+
+void move_outputs(const std::filesystem::path& folder) {
+    ForEachOutput([&](Aov& aov, Filling) {
+        std::string& path = aov.image.path;
+        if (!path.empty()) path = (folder / path).string();
+    });
+}
+
+bool has_pixels(const Camera& camera) {
+    return std::max(camera.region_x0, 0) < std::min(camera.region_x1, camera.width)
+           && std::max(camera.region_y0, 0) < std::min(camera.region_y1, camera.height);
+}
+
+// Processors of the quota in a cpu.max file, "quota period" in microseconds; 0 for no limit.
+double quota_of(const std::string& file) {
+    std::ifstream stream(file);
+    double quota = 0.0, period = 0.0;
+    return stream >> quota >> period && period > 0.0 ? quota / period : 0.0;
+}
+
+// The smallest quota of the process's control group and those around it.
+double processor_quota() {
+    std::ifstream groups("/proc/self/cgroup");
+    std::string line;
+    double smallest = 0.0;
+    while (std::getline(groups, line)) {
+        if (!line.starts_with("0::")) continue;
+        std::filesystem::path group = "/sys/fs/cgroup" + line.substr(3);
+        for (; group.string().starts_with("/sys/fs/cgroup"); group = group.parent_path()) {
+            const double quota = quota_of((group / "cpu.max").string());
+            if (quota > 0.0 && (smallest == 0.0 || quota < smallest)) smallest = quota;
+        }
+    }
+    return smallest;
+}
+
+} // namespace
+
+std::string ApplyOverrides(const Arguments& arguments) {
+    set_renderer(arguments);
+    if (Cameras.empty()) return "the scene has no camera";
+    if (arguments.camera) {
+        if (*arguments.camera >= static_cast<int>(Cameras.size()))
+            return "the scene has " + std::to_string(Cameras.size())
+                   + " cameras, numbered from 0: there is no camera "
+                   + std::to_string(*arguments.camera);
+        Cameras = {Cameras[static_cast<std::size_t>(*arguments.camera)]};
+    }
+    Camera& camera = Cameras[0];
+    set_size(camera, arguments);
+    if (arguments.sample) camera.sample = *arguments.sample;
+    if (!arguments.beauty.empty()) camera.aovs[0].image.path = arguments.beauty;
+    if (!arguments.output_dir.empty()) move_outputs(arguments.output_dir);
+    return has_pixels(camera) ? std::string() : "the region of the picture holds no pixel";
+}
+
+std::string PrepareOutputFolders(const Arguments& arguments) {
+    std::error_code fault;
+    if (!arguments.output_dir.empty()) {
+        std::filesystem::create_directories(arguments.output_dir, fault);
+        if (fault) return "cannot make " + arguments.output_dir + ": " + fault.message();
+    }
+    std::string reason;
+    ForEachOutput([&](Aov& aov, Filling) {
+        if (aov.image.path.empty() || !reason.empty()) return;
+        const std::filesystem::path parent = std::filesystem::path(aov.image.path).parent_path();
+        const std::string folder = parent.empty() ? "." : parent.string();
+        if (access(folder.c_str(), W_OK | X_OK) != 0)
+            reason = "cannot write " + aov.image.path + ": no folder that can be written to";
+    });
+    return reason;
+}
+
+int usable_processors() {
+    const int allowed = omp_get_max_threads();
+    if (std::getenv("OMP_NUM_THREADS") != nullptr) return allowed;
+    const double quota = processor_quota();
+    return quota > 0.0 ? std::clamp(static_cast<int>(std::ceil(quota)), 1, allowed) : allowed;
+}
+
+} // namespace mh

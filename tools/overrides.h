@@ -1,0 +1,19 @@
+// Options that change the scene once it is read.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "options.h"
+
+namespace mh {
+
+// Puts the options onto the records of the scene. Empty, or why there is nothing to render.
+std::string ApplyOverrides(const Arguments& arguments);
+
+// Makes the folder of --output-dir and looks whether every image's folder can be written to.
+// Empty, or why not.
+std::string PrepareOutputFolders(const Arguments& arguments);
+
+// Processors that the process may use, by its affinity and the quota of its control group.
+int usable_processors();
+
+} // namespace mh

@@ -1,0 +1,24 @@
+// Progress of a render on standard error: a bar on a terminal, lines elsewhere, or JSON.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace mh {
+
+// form: bar, plain, json, none; empty picks bar on a terminal and plain elsewhere.
+void StartProgress(const std::string& form);
+
+// So many photons of the pass are on their way, of all that lights send.
+void ShowPhotons(std::int64_t more);
+
+// Before the first frame: how many the pictures hold already, and how many they will hold.
+void StartFrames(std::uint32_t first, std::uint32_t frames);
+
+void ShowFrame(std::uint32_t done, std::int64_t rays, double frame_seconds);
+
+// Leaves the line of the bar.
+void EndProgress();
+
+} // namespace mh

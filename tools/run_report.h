@@ -1,0 +1,28 @@
+// The report of a run as JSON: phases, memory, rays, statistics of the images.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace mh {
+
+struct PhaseTime {
+    std::string name;
+    double seconds = 0.0;
+};
+
+struct RunRecord {
+    std::vector<PhaseTime> phases;
+    std::int64_t rays = 0, shadow_rays = 0; // of all frames
+    double frame_seconds = 0.0;
+    std::vector<std::string> images; // JSON of each
+};
+
+// Statistics of all images as they are written after the frame just done.
+std::vector<std::string> ImageStatistics();
+
+std::string ReportText(const RunRecord& record, const std::string& scene, int status);
+
+} // namespace mh
