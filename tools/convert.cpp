@@ -1,71 +1,84 @@
-// The command "convert": reads with the library's loader, writes with its writer.
+// The command "convert".
 // SPDX-License-Identifier: MIT
 #include "convert.h"
 
+#include "atomic_file.h"
 #include "frame/phases.h"
-#include "output/image_writer.h"
-#include "shading/images.h"
+#include "pixels.h"
 
-#include <array>
 #include <cmath>
-#include <cstdint>
-#include <iostream>
-#include <string_view>
 
 namespace mh {
 
 namespace {
 
-// Transfer function of sRGB, [IEC61966-2-1].
-float srgb(float linear) {
-    if (linear <= 0.0031308f) return 12.92f * linear;
-    return 1.055f * std::pow(linear, 1.0f / 2.4f) - 0.055f;
+// A ratio of quadratics fitted to the filmic curve of the ACES output transform, [Narkowicz15].
+float aces(float x) {
+    constexpr float a = 2.51f, b = 0.03f, c = 2.43f, d = 0.59f, e = 0.14f;
+    return (x * (a * x + b)) / (x * (c * x + d) + e);
 }
 
-bool is_linear_format(const std::string& name) {
-    constexpr std::array<std::string_view, 6> kExtensions = {".exr", ".EXR", ".hdr",
-                                                             ".HDR", ".pfm", ".PFM"};
-    for (const std::string_view extension : kExtensions)
-        if (name.find(extension) != name.npos) return true;
-    return false;
+// Toe, linear part and shoulder of a film's response, [Hable10], before its white is set to 1.
+float film_response(float x) {
+    constexpr float a = 0.15f, b = 0.50f, c = 0.10f, d = 0.20f, e = 0.02f, f = 0.30f;
+    return (x * (a * x + c * b) + d * e) / (x * (a * x + b) + d * f) - e / f;
 }
 
-// Limited to [0, 1], as the writer leaves negative values open.
-float displayed(float linear) {
-    const float value = srgb(linear);
-    return value > 0.0f ? std::fmin(value, 1.0f) : 0.0f;
+float filmic(float x) {
+    constexpr float kWhite = 11.2f; // the linear value that becomes 1
+    constexpr float kBias = 2.0f;   // exposure that keeps the middle greys where they were
+    return film_response(kBias * x) / film_response(kWhite);
 }
 
-Image converted(const Image& source, bool linear, float scale) {
-    Image image;
-    AllocateImage(image, source.width, source.height, 3, 32, false);
-    const std::int64_t pixels = static_cast<std::int64_t>(source.width) * source.height;
-    for (std::int64_t i = 0; i < pixels; ++i) {
-        const Vec3 value = scale * read_texel(source, i);
-        set_texel(image, i,
-                  linear ? value
-                         : Vec3{displayed(value.x), displayed(value.y), displayed(value.z)});
-    }
-    return image;
+using Curve = float (*)(float);
+
+Curve curve_of(const std::string& name) {
+    if (name == "aces") return aces;
+    if (name == "filmic") return filmic;
+    return nullptr;
 }
 
-int convert_started(const std::string& input, const std::string& output, float exposure) {
-    constexpr int kNoInput = 1, kNotWritten = 3;
-    Image source;
-    source.path = input;
-    if (!LoadImage(source)) return kNoInput;
-    Image image = converted(source, is_linear_format(output), std::exp2(exposure));
-    image.path = output;
-    if (WriteImage(image)) return 0;
-    std::cerr << "moonhare: cannot write " << output << '\n';
-    return kNotWritten;
+float converted(float value, float factor, Curve curve, bool linear) {
+    value *= factor;
+    if (curve != nullptr) value = value > 0.0f ? curve(std::fmin(value, 1e15f)) : 0.0f;
+    return linear ? value : srgb_of(value);
+}
+
+float linear_of_srgb(float value) {
+    constexpr float kKnee = 0.04045f, kSlope = 12.92f;
+    constexpr float kScale = 1.055f, kShift = 0.055f, kExponent = 2.4f;
+    return value <= kKnee ? value / kSlope : std::pow((value + kShift) / kScale, kExponent);
+}
+
+void convert(Pixels& pixels, bool from_linear, bool to_linear, float factor, Curve curve) {
+    for (Vec3& value : pixels.values)
+        for (float* channel : {&value.x, &value.y, &value.z}) {
+            if (!from_linear) *channel = linear_of_srgb(*channel);
+            *channel = converted(*channel, factor, curve, to_linear);
+        }
+}
+
+int fail(int status, const std::string& reason) {
+    Complain(reason);
+    return status;
+}
+
+int convert_started(const Arguments& arguments) {
+    Pixels pixels;
+    const std::string unread = ReadPixels(arguments.first_image, pixels);
+    if (!unread.empty()) return fail(kSceneFaults, unread);
+    convert(pixels, is_linear_format(arguments.first_image),
+            is_linear_format(arguments.second_image),
+            static_cast<float>(std::exp2(arguments.exposure)), curve_of(arguments.tonemap));
+    const std::string unwritten = WritePixels(arguments.second_image, pixels);
+    return unwritten.empty() ? kDone : fail(kNotWritten, unwritten);
 }
 
 } // namespace
 
-int Convert(const std::string& input, const std::string& output, float exposure) {
+int ConvertImage(const Arguments& arguments) {
     Startup();
-    const int status = convert_started(input, output, exposure);
+    const int status = convert_started(arguments);
     Finalize();
     Shutdown();
     return status;

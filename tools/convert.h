@@ -1,13 +1,16 @@
-// The command "convert": an image file in another format, for the eye.
+// The commands "convert" and "diff": image files in another format, and how two of them differ.
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <string>
+#include "options.h"
 
 namespace mh {
 
-// Reads a file, scales it by 2^exposure and writes it: linear to .hdr, .exr and .pfm, in sRGB to
-// any other format. Returns the exit status of the program.
-int Convert(const std::string& input, const std::string& output, float exposure);
+// Reads a file, scales it by 2^exposure, applies the curve and writes it: linear to .hdr, .exr and
+// .pfm, in sRGB to any other format. Returns the exit status of the program.
+int ConvertImage(const Arguments& arguments);
+
+// Prints RMSE, relative MSE, PSNR and the largest difference. Returns the exit status.
+int CompareImages(const Arguments& arguments);
 
 } // namespace mh

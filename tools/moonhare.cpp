@@ -1,5 +1,6 @@
 // The program moonhare: renders a scene directory, looks for its faults, and works on images.
 // SPDX-License-Identifier: MIT
+#include "check.h"
 #include "convert.h"
 #include "options.h"
 #include "render.h"
@@ -17,12 +18,10 @@ int print(const std::string& text) {
 int run(const mh::Arguments& arguments) {
     switch (arguments.command) {
     case mh::Command::render: return mh::RenderScene(arguments);
-    case mh::Command::check:
-    case mh::Command::info:
-    case mh::Command::diff:
-    case mh::Command::convert:
-        return mh::Convert(arguments.first_image, arguments.second_image,
-                           static_cast<float>(arguments.exposure));
+    case mh::Command::check: return mh::CheckScene(arguments);
+    case mh::Command::info: return mh::DescribeScene(arguments);
+    case mh::Command::diff: return mh::CompareImages(arguments);
+    case mh::Command::convert: return mh::ConvertImage(arguments);
     case mh::Command::man: return print(mh::ManualPage());
     case mh::Command::completion: return print(mh::BashCompletion());
     case mh::Command::none: break;

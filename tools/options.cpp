@@ -39,7 +39,8 @@ template<typename T>
 void limit(CLI::Option& option, const OptionRow& row) {
     if constexpr (std::is_arithmetic_v<T>)
         if (row.lowest < row.highest)
-            option.check(CLI::Range(static_cast<T>(row.lowest), static_cast<T>(row.highest)).description(""));
+            option.check(CLI::Range(static_cast<T>(row.lowest), static_cast<T>(row.highest))
+                             .description(""));
 }
 
 // Stores into the member; a value placeholder of several words parted by | is the list of them.

@@ -30,7 +30,7 @@ struct Progress {
     std::uint32_t first = 0, frames = 0;
     double frames_start_s = 0.0, drawn_s = -1.0;
     int next_percent = kPlainStep; // of the next plain line
-    bool on_line = false; // the bar's line is open
+    bool on_line = false;          // the bar's line is open
 };
 
 Progress progress;

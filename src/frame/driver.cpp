@@ -38,10 +38,10 @@ void set_search_paths(const std::string& directory) {
     GeometrySearchPaths = {directory + "geometry", directory, ""};
 }
 
-void read_scene(const std::string& directory) {
+void read_scene(const std::string& directory, const ReadListener& listener) {
     const std::int64_t start = milliseconds_now();
     for (const char* folder : {"/shader", "/render", "/light", "/camera", "/geometry"})
-        ScanSceneFolder(directory + folder);
+        ScanSceneFolder(directory + folder, listener);
     const auto elapsed_ms = static_cast<float>(milliseconds_now() - start);
     ReportLine("scene parsing", elapsed_ms / 1000.0f, "seconds");
     ReportRule();
@@ -49,12 +49,12 @@ void read_scene(const std::string& directory) {
 
 } // namespace
 
-void OpenScene(const std::string& directory) {
+void OpenScene(const std::string& directory, const ReadListener& listener) {
     Startup();
     report_banner();
     set_search_paths(directory);
     SceneDirectory = directory;
-    read_scene(directory);
+    read_scene(directory, listener);
 }
 
 void CloseScene() {

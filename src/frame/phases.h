@@ -3,6 +3,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "scene/scene_reader.h"
+
 #include <span>
 #include <string>
 
@@ -18,7 +20,7 @@ void Go(const std::string& directory);
 
 // The first step of Go: startup, banner, search paths, and the blocks of the directory read. The
 // others are Initialize, Render, CloseScene.
-void OpenScene(const std::string& directory);
+void OpenScene(const std::string& directory, const ReadListener& listener = {});
 void CloseScene();
 
 // All eight phases: cameras, textures, shaders, accelerator, sky, geometry light, gaffer, renderer.

@@ -241,6 +241,16 @@ std::string save(const Image& image) {
 
 } // namespace
 
+bool CanWriteAs(const std::string& name) {
+    constexpr int kBitsOfPixel = 24;
+    const bool floats = wants_floats(name);
+    return std::any_of(kFormats.begin(), kFormats.end(), [&](const FileFormat& row) {
+        return contains(name, row.lower, row.upper)
+               && (floats ? FreeImage_FIFSupportsExportType(row.format, FIT_RGBF)
+                          : FreeImage_FIFSupportsExportBPP(row.format, kBitsOfPixel));
+    });
+}
+
 bool WriteImage(const Image& image) {
     if (image.path.empty()) return false;
     const std::string fault = save(image);

@@ -11,4 +11,7 @@ namespace mh {
 // file appears whole or not at all; a failed write keeps the older file and gets a warning.
 bool WriteImage(const Image& image);
 
+// Whether the name has an extension in which images can be saved.
+bool CanWriteAs(const std::string& name);
+
 } // namespace mh

@@ -6,6 +6,9 @@
 #include "scene/blocks.h"
 #include "shading/types.h"
 
+#include <array>
+#include <iterator>
+
 namespace mh {
 
 namespace {
@@ -74,6 +77,15 @@ void add_channel(Aov& aov, const std::string& text) {
     aov.user_data = text;
 }
 
+constexpr auto kChannelWords = [] {
+    std::array<const char*, std::size(kChannelNames)> words = {};
+    for (std::size_t i = 0; i < words.size(); ++i)
+        words[i] = kChannelNames[i].name;
+    return words;
+}();
+
+constexpr const char* kProjections[] = {"perspective", "pinhole", "spherical", "panorama"};
+
 using Settings = RendererSettingsRecord;
 using SettingsKeys = KeysOf<Settings>;
 using CameraKeys = KeysOf<Camera>;
@@ -109,9 +121,9 @@ constexpr Key kPoseKeys[] = {
 constexpr Block kPoseBlock = {"pose", kPoseKeys};
 
 constexpr Key kAovKeys[] = {
-    AovKeys::value<image_path>("image"),
-    AovKeys::value<&Aov::shader_name>("shader"),
-    AovKeys::text<add_channel>("type"),
+    with(AovKeys::value<image_path>("image"), Role::output_file),
+    with(AovKeys::value<&Aov::shader_name>("shader"), Role::shader_name),
+    with(one_of(AovKeys::text<add_channel>("type"), kChannelWords), Role::channel),
 };
 
 constexpr Key kCameraKeys[] = {
@@ -122,7 +134,7 @@ constexpr Key kCameraKeys[] = {
     CameraKeys::value<&Camera::sample>("sample"),
     CameraKeys::value<&Camera::ior>("ior"),
     CameraKeys::value<&Camera::exposure>("exposure"),
-    CameraKeys::text<set_projection>("projection"),
+    one_of(CameraKeys::text<set_projection>("projection"), kProjections),
     CameraKeys::sub_block<next_pose>("pose", kPoseBlock),
     CameraKeys::sub_block<next_aov>("aov", AovBlock),
 };

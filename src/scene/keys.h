@@ -35,6 +35,19 @@ struct Values {
 
 struct Block;
 
+// What a text means beyond its block; the reader takes no notice of it.
+enum class Role : std::uint8_t {
+    plain,
+    defines_shader,
+    defines_object,
+    shader_name,
+    object_name,
+    image_file,
+    geometry_file,
+    output_file,
+    channel, // of an AOV: one of the choices, or the name of a per-vertex array
+};
+
 struct Key {
     const char* name;
     ValueKind kind;
@@ -44,7 +57,19 @@ struct Key {
     const Block* block = nullptr;
     // The record that the sub-block fills; null when the line is to have no effect.
     void* (*open)(void* record) = nullptr;
+    Role role = Role::plain;
+    std::span<const char* const> choices = {}; // the texts that have an effect; empty: any
 };
+
+constexpr Key with(Key key, Role role) {
+    key.role = role;
+    return key;
+}
+
+constexpr Key one_of(Key key, std::span<const char* const> choices) {
+    key.choices = choices;
+    return key;
+}
 
 struct Block {
     const char* name;

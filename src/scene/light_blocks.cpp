@@ -32,7 +32,7 @@ using EmitterKeys = KeysOf<GeometryLightRecord>;
 using MediumKeys = KeysOf<Medium>;
 
 constexpr Key kLinkKeys[] = {
-    KeysOf<LightLink>::text<add_name>("shader"),
+    with(KeysOf<LightLink>::text<add_name>("shader"), Role::shader_name),
 };
 
 constexpr Key kPointLightKeys[] = {
@@ -63,8 +63,8 @@ constexpr Key kParallelLightKeys[] = {
 };
 
 constexpr Key kSkyLightKeys[] = {
-    SkyKeys::value<sky_image>("image"),
-    SkyKeys::value<sky_backdrop>("backdrop"),
+    with(SkyKeys::value<sky_image>("image"), Role::image_file),
+    with(SkyKeys::value<sky_backdrop>("backdrop"), Role::image_file),
     SkyKeys::value<&SkyLightRecord::color>("color"),
     SkyKeys::value<&SkyLightRecord::photons>("photon"),
     SkyKeys::value<&SkyLightRecord::north>("north"),

@@ -64,6 +64,7 @@ bool next_line(SceneText& text, std::string_view& line) {
     if (line.ends_with('\r')) line.remove_suffix(1);
     if (line.size() > kMaxLineLength) {
         text.position = text.content.size();
+        text.line_too_long = true;
         return false;
     }
     line = line.substr(0, line.find('\0'));

@@ -16,7 +16,8 @@ constexpr std::size_t kMaxLineLength = 4095;
 struct SceneText {
     std::string content;
     std::size_t position = 0;
-    int line_number = 0; // of the line last handed out, from 1
+    int line_number = 0;        // of the line last handed out, from 1
+    bool line_too_long = false; // the text ended with such a line, the next one
 };
 
 // The next line without its line end, cut at a zero byte. False at the end of the text.

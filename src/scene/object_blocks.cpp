@@ -62,24 +62,24 @@ using InstanceKeys = KeysOf<Instance>;
 
 constexpr Key kInstanceKeys[] = {
     InstanceKeys::value<&Instance::matrix>("matrix"),
-    InstanceKeys::word<&Instance::object_name>("object"),
-    InstanceKeys::word<&Instance::shader_name>("shader"),
+    with(InstanceKeys::word<&Instance::object_name>("object"), Role::object_name),
+    with(InstanceKeys::word<&Instance::shader_name>("shader"), Role::shader_name),
 };
 constexpr Block kInstanceBlock = {"instance", kInstanceKeys};
 
 constexpr Key kObjectKeys[] = {
-    ObjectKeys::word<name>("name"),
+    with(ObjectKeys::word<name>("name"), Role::defines_object),
     ObjectKeys::sub_block<next_instance>("instance", kInstanceBlock),
-    ObjectKeys::value<pending<&TextureMesh::uv>>("uv_texture"),
-    ObjectKeys::value<pending<&TextureMesh::position>>("position_texture"),
-    ObjectKeys::value<pending<&TextureMesh::normal>>("normal_texture"),
-    ObjectKeys::value<pending<&TextureMesh::tangent>>("tangent_texture"),
-    ObjectKeys::text<read_texture_mesh>("triangle_texture"),
-    ObjectKeys::text<read_particles>("particle_texture"),
-    ObjectKeys::text<set_shader>("shader"),
-    ObjectKeys::text<read_hair>("hair"),
-    ObjectKeys::text<read_fur>("fur"),
-    ObjectKeys::text<read_obj>("obj"),
+    with(ObjectKeys::value<pending<&TextureMesh::uv>>("uv_texture"), Role::image_file),
+    with(ObjectKeys::value<pending<&TextureMesh::position>>("position_texture"), Role::image_file),
+    with(ObjectKeys::value<pending<&TextureMesh::normal>>("normal_texture"), Role::image_file),
+    with(ObjectKeys::value<pending<&TextureMesh::tangent>>("tangent_texture"), Role::image_file),
+    with(ObjectKeys::text<read_texture_mesh>("triangle_texture"), Role::image_file),
+    with(ObjectKeys::text<read_particles>("particle_texture"), Role::image_file),
+    with(ObjectKeys::text<set_shader>("shader"), Role::shader_name),
+    with(ObjectKeys::text<read_hair>("hair"), Role::geometry_file),
+    with(ObjectKeys::text<read_fur>("fur"), Role::geometry_file),
+    with(ObjectKeys::text<read_obj>("obj"), Role::geometry_file),
 };
 
 } // namespace

@@ -50,12 +50,62 @@ bool take_value(const Key& key, std::string_view& rest, Values& values) {
     std::abort();
 }
 
+// A file that is being read.
+struct Reading {
+    SceneText text;
+    const std::string& path;
+    const ReadListener& listener;
+    std::string_view line = {}, word = {}; // the line last handed out, and its first word
+};
+
+ReadNote note_of(const Reading& reading, ReadEvent event, const Block* block) {
+    return {event, reading.path, reading.text.line_number, reading.line, reading.word, block};
+}
+
+ReadAnswer tell(const Reading& reading, const ReadNote& note) {
+    return reading.listener ? reading.listener(note) : ReadAnswer();
+}
+
+void tell(const Reading& reading, ReadEvent event, const Block& block, void* record) {
+    ReadNote note = note_of(reading, event, &block);
+    note.record = record;
+    tell(reading, note);
+}
+
+// The next line that holds a word and is no comment; `rest` is what follows the word.
+bool next_words(Reading& reading, std::string_view& rest) {
+    while (next_line(reading.text, reading.line)) {
+        rest = reading.line;
+        if (!rest.starts_with('#') && take_word(rest, reading.word)) return true;
+    }
+    if (reading.text.line_too_long)
+        tell(reading, note_of(reading, ReadEvent::line_too_long, nullptr));
+    return false;
+}
+
+// The line is handed out once more.
+void put_back(Reading& reading) {
+    reading.text.position =
+        static_cast<std::size_t>(reading.line.data() - reading.text.content.data());
+    --reading.text.line_number;
+}
+
 // As many values as the line has; the first that cannot be read ends the line.
-void read_values(const Key& key, std::string_view rest, void* record) {
+void read_values(const Reading& reading, const Block& block, const Key& key, std::string_view given,
+                 void* record) {
     Values values;
+    std::string_view rest = given;
     while (values.count < key.count && take_value(key, rest, values))
         ++values.count;
-    if (values.count > 0) key.store(record, values);
+    if (values.count > 0 && record != nullptr) key.store(record, values);
+    if (!reading.listener) return;
+    ReadNote note = note_of(reading, ReadEvent::values, &block);
+    note.key = &key;
+    note.record = record;
+    note.values = &values;
+    note.given = given;
+    note.unread = rest;
+    tell(reading, note);
 }
 
 const Key* find_key(const Block& block, std::string_view name) {
@@ -64,69 +114,94 @@ const Key* find_key(const Block& block, std::string_view name) {
     return key == block.keys.end() ? nullptr : &*key;
 }
 
-// Up to the block's "end" or the end of the text. Blocks nest no deeper than their tables do.
-void read_block(SceneText& text, const Block& block, void* record) {
-    std::string_view line, word;
-    while (next_line(text, line)) {
-        if (line.starts_with('#') || !take_word(line, word)) continue;
-        if (word == "end") return;
+ReadAnswer ask_about_word(const Reading& reading, const Block* block, const Key* key,
+                          std::string_view rest, void* record) {
+    ReadNote note = note_of(reading, ReadEvent::word, block);
+    note.record = record;
+    note.key = key;
+    note.given = rest;
+    return tell(reading, note);
+}
+
+void read_block(Reading& reading, const Block& block, void* record);
+
+void read_sub_block(Reading& reading, const Block& block, const Key& key, void* record) {
+    void* opened = record == nullptr ? nullptr : key.open(record);
+    if (opened != nullptr) return read_block(reading, *key.block, opened);
+    if (!reading.listener) return;
+    if (record != nullptr) tell(reading, ReadEvent::block_refused, block, record);
+    read_block(reading, *key.block, nullptr); // what follows is told of in its own terms
+}
+
+// Up to the block's "end" or the end of the text. Blocks nest no deeper than their tables do. Without
+// a record values go nowhere.
+void read_block(Reading& reading, const Block& block, void* record) {
+    tell(reading, ReadEvent::block_opened, block, record);
+    std::string_view rest;
+    while (next_words(reading, rest)) {
+        std::string_view word = reading.word;
         const Key* key = find_key(block, word);
+        const ReadAnswer answer = ask_about_word(reading, &block, key, rest, record);
+        if (answer.leave_block) return put_back(reading);
+        if (!answer.take_as.empty()) key = find_key(block, word = answer.take_as);
+        if (word == "end") return tell(reading, ReadEvent::block_closed, block, record);
         if (key == nullptr) continue;
-        if (key->kind != ValueKind::block)
-            read_values(*key, line, record);
-        else if (void* opened = key->open(record))
-            read_block(text, *key->block, opened);
+        if (key->kind == ValueKind::block)
+            read_sub_block(reading, block, *key, record);
+        else
+            read_values(reading, block, *key, rest, record);
     }
+    tell(reading, ReadEvent::block_cut, block, record);
 }
 
-void read_render(SceneText& text) {
-    read_block(text, RenderBlock, &RendererSettings);
+void read_render(Reading& reading) {
+    read_block(reading, RenderBlock, &RendererSettings);
 }
 
-void read_sky_light(SceneText& text) {
+void read_sky_light(Reading& reading) {
     ResetSkyLightBlock(SkyLight);
-    read_block(text, SkyLightBlock, &SkyLight);
+    read_block(reading, SkyLightBlock, &SkyLight);
 }
 
-void read_geometry_light(SceneText& text) {
-    read_block(text, GeometryLightBlock, &GeometryLight);
+void read_geometry_light(Reading& reading) {
+    read_block(reading, GeometryLightBlock, &GeometryLight);
 }
 
-void read_camera(SceneText& text) {
+void read_camera(Reading& reading) {
     Camera camera;
     ResetCamera(camera);
     camera.pose_count = 0;
-    read_block(text, CameraBlock, &camera);
+    read_block(reading, CameraBlock, &camera);
     if (camera.pose_count == 1) camera.poses[1] = camera.poses[0];
     Cameras.push_back(camera);
 }
 
-void read_point_light(SceneText& text) {
+void read_point_light(Reading& reading) {
     const int light = AddPointLight();
-    read_block(text, PointLightBlock, &PointLights[static_cast<std::size_t>(light)]);
+    read_block(reading, PointLightBlock, &PointLights[static_cast<std::size_t>(light)]);
 }
 
-void read_parallel_light(SceneText& text) {
+void read_parallel_light(Reading& reading) {
     const int light = AddParallelLight();
-    read_block(text, ParallelLightBlock, &ParallelLights[static_cast<std::size_t>(light)]);
+    read_block(reading, ParallelLightBlock, &ParallelLights[static_cast<std::size_t>(light)]);
 }
 
-void read_object(SceneText& text) {
+void read_object(Reading& reading) {
     const int object = AddObject();
-    ObjectReading reading{&Objects[static_cast<std::size_t>(object)], {}};
-    read_block(text, ObjectBlock, &reading);
+    ObjectReading record{&Objects[static_cast<std::size_t>(object)], {}};
+    read_block(reading, ObjectBlock, &record);
 }
 
 // The whole record is replaced when the name is known already.
-void read_shader(SceneText& text) {
+void read_shader(Reading& reading) {
     Shader shader;
-    read_block(text, ShaderBlock, &shader);
+    read_block(reading, ShaderBlock, &shader);
     Shaders[static_cast<std::size_t>(FindOrAddShader(shader.name))] = shader;
 }
 
 struct Keyword {
     const char* name;
-    void (*read)(SceneText& text);
+    void (*read)(Reading& reading);
 };
 
 constexpr Keyword kKeywords[] = {
@@ -147,25 +222,34 @@ bool is_regular_file(const std::filesystem::path& path) {
 
 } // namespace
 
-bool ReadSceneFile(const std::string& path) {
+std::vector<std::string_view> BlockWords() {
+    std::vector<std::string_view> words;
+    for (const Keyword& keyword : kKeywords)
+        words.push_back(keyword.name);
+    return words;
+}
+
+bool ReadSceneFile(const std::string& path, const ReadListener& listener) {
     if (!is_regular_file(path)) return false;
     std::ifstream file(path, std::ios::binary);
     if (!file) return false;
-    SceneText text;
-    text.content.assign(std::istreambuf_iterator<char>(file), {});
-    std::string_view line, word;
-    while (next_line(text, line)) {
-        if (line.starts_with('#') || !take_word(line, word)) continue;
+    Reading reading = {{}, path, listener};
+    reading.text.content.assign(std::istreambuf_iterator<char>(file), {});
+    tell(reading, note_of(reading, ReadEvent::file, nullptr));
+    std::string_view rest;
+    while (next_words(reading, rest)) {
+        const ReadAnswer answer = ask_about_word(reading, nullptr, nullptr, rest, nullptr);
+        const std::string_view word = answer.take_as.empty() ? reading.word : answer.take_as;
         for (const Keyword& keyword : kKeywords) {
             if (word != keyword.name) continue;
-            keyword.read(text);
+            keyword.read(reading);
             break;
         }
     }
     return true;
 }
 
-void ScanSceneFolder(const std::string& folder) {
+void ScanSceneFolder(const std::string& folder, const ReadListener& listener) {
     std::vector<std::string> names;
     std::error_code error;
     for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
@@ -175,7 +259,7 @@ void ScanSceneFolder(const std::string& folder) {
     }
     std::sort(names.begin(), names.end());
     for (const std::string& name : names)
-        ReadSceneFile(folder + "/" + name);
+        ReadSceneFile(folder + "/" + name, listener);
 }
 
 } // namespace mh

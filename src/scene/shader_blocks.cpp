@@ -85,12 +85,15 @@ SurfaceLayer& next_layer(Shader& shader) {
     return shader.layers[static_cast<std::size_t>(AddSurfaceLayer(shader))];
 }
 
+constexpr const char* kPixelSamplers[] = {"stochastic", "bilinear", "nearest"};
+constexpr const char* kSides[] = {"both", "face", "back"};
+
 using SlotKeys = KeysOf<ShaderElement>;
 using LayerKeys = KeysOf<SurfaceLayer>;
 using ShaderKeys = KeysOf<Shader>;
 
 constexpr Key kSamplerKeys[] = {
-    SlotKeys::text<set_pixel_sampler>("pixel_sampler"),
+    one_of(SlotKeys::text<set_pixel_sampler>("pixel_sampler"), kPixelSamplers),
     SlotKeys::value<&ShaderElement::gamma>("gamma"),
     SlotKeys::value<used_uv_matrix>("uv_matrix"),
     SlotKeys::value<used_color_matrix>("color_matrix"),
@@ -102,8 +105,8 @@ constexpr Key kSlotKeys[] = {
     SlotKeys::value<&ShaderElement::fresnel>("fresnel"),
     SlotKeys::value<&ShaderElement::direction>("direction"),
     SlotKeys::value<&ShaderElement::level>("level"),
-    SlotKeys::text<set_image>("image"),
-    SlotKeys::text<set_fresnel_image>("fresnel_image"),
+    with(SlotKeys::text<set_image>("image"), Role::image_file),
+    with(SlotKeys::text<set_fresnel_image>("fresnel_image"), Role::image_file),
     SlotKeys::value<&ShaderElement::uv_set>("uv_set"),
     SlotKeys::sub_block<same_element>("sampler", kSamplerBlock),
 };
@@ -131,7 +134,7 @@ constexpr Key kSurfaceShaderKeys[] = {
     slot_key<Element::weight>("weight"),
     LayerKeys::flag<&SurfaceLayer::window>("window"),
     LayerKeys::flag<&SurfaceLayer::virtual_light>("virtual_light"),
-    LayerKeys::text<set_sideness>("sideness"),
+    one_of(LayerKeys::text<set_sideness>("sideness"), kSides),
 };
 constexpr Block kSurfaceShaderBlock = {"surface_shader", kSurfaceShaderKeys};
 
@@ -156,7 +159,7 @@ constexpr Block kGeometryShaderBlock = {"geometry_shader", kGeometryShaderKeys};
 
 constexpr Key kShaderKeys[] = {
     ShaderKeys::value<&Shader::opacity>("opacity"),
-    ShaderKeys::value<&Shader::name>("name"),
+    with(ShaderKeys::value<&Shader::name>("name"), Role::defines_shader),
     ShaderKeys::sub_block<same_shader>("geometry_shader", kGeometryShaderBlock),
     ShaderKeys::sub_block<&Shader::medium>("volume_shader", VolumeShaderBlock),
     ShaderKeys::sub_block<next_layer>("surface_shader", kSurfaceShaderBlock),

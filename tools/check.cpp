@@ -1,0 +1,112 @@
+// The command "check": prints the faults of a scene, as text or JSON.
+// SPDX-License-Identifier: MIT
+#include "check.h"
+
+#include "atomic_file.h"
+#include "check_scene.h"
+#include "frame/phases.h"
+#include "json_text.h"
+#include "output_images.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <iostream>
+#include <tuple>
+
+namespace mh {
+
+namespace {
+
+// A file's faults stand in the order of its lines; files in the order in which they were read.
+void sort_by_place(std::vector<Fault>& faults) {
+    std::vector<std::string> files;
+    for (const Fault& fault : faults)
+        if (std::find(files.begin(), files.end(), fault.place.file) == files.end())
+            files.push_back(fault.place.file);
+    const auto rank = [&](const Fault& fault) {
+        const auto file = std::find(files.begin(), files.end(), fault.place.file);
+        return std::tuple(fault.place.line == 0, file, fault.place.line, fault.place.column);
+    };
+    std::stable_sort(faults.begin(), faults.end(),
+                     [&](const Fault& a, const Fault& b) { return rank(a) < rank(b); });
+}
+
+std::string message_of(const Fault& fault) {
+    if (fault.suggestion.empty()) return fault.message;
+    return fault.message + "; did you mean \"" + fault.suggestion + "\"?";
+}
+
+// The line, and a caret under the column; tabs stay, so that the caret stands where it should.
+std::string excerpt(const Place& place) {
+    std::string blanks = place.text.substr(0, static_cast<std::size_t>(place.column - 1));
+    std::replace_if(
+        blanks.begin(), blanks.end(), [](char c) { return c != '\t'; }, ' ');
+    return "    " + place.text + "\n    " + blanks + "^\n";
+}
+
+void print_text(const Fault& fault) {
+    const Place& place = fault.place;
+    std::string text = place.file;
+    if (place.line > 0)
+        text += ':' + std::to_string(place.line) + ':' + std::to_string(place.column);
+    text += ": " + std::string(fault.remark ? "remark: " : "") + message_of(fault) + '\n';
+    if (place.line > 0) text += excerpt(place);
+    std::cout << text;
+}
+
+std::string json_of(const Fault& fault) {
+    JsonObject object;
+    add(object, "file", JsonString(fault.place.file));
+    add(object, "line", std::to_string(fault.place.line));
+    add(object, "column", std::to_string(fault.place.column));
+    add(object, "text", JsonString(fault.place.text));
+    add(object, "message", JsonString(fault.message));
+    add(object, "suggestion", JsonString(fault.suggestion));
+    add(object, "remark", fault.remark ? "true" : "false");
+    return closed(object);
+}
+
+void print_json(const std::vector<Fault>& faults) {
+    std::vector<std::string> texts;
+    for (const Fault& fault : faults)
+        texts.push_back(json_of(fault));
+    JsonObject object;
+    add(object, "faults", JsonArray(texts));
+    std::cout << closed(object) << '\n';
+}
+
+std::vector<Fault> faults_of(const std::string& directory) {
+    CapturedReport report;
+    SceneLines lines;
+    OpenScene(directory, ListenTo(lines, report));
+    CheckReadScene(directory, lines, report);
+    ForgetOutputs();
+    Finalize();
+    Shutdown();
+    sort_by_place(lines.faults);
+    return lines.faults;
+}
+
+} // namespace
+
+int CheckScene(const Arguments& arguments) {
+    std::error_code error;
+    if (!std::filesystem::is_directory(arguments.scene, error)) {
+        Complain(arguments.scene + " is not a directory");
+        return kWrongUse;
+    }
+    std::vector<Fault> faults =
+        faults_of(arguments.scene + (arguments.scene.ends_with('/') ? "" : "/"));
+    if (!arguments.remarks) std::erase_if(faults, [](const Fault& fault) { return fault.remark; });
+    if (arguments.json)
+        print_json(faults);
+    else
+        for (const Fault& fault : faults)
+            print_text(fault);
+    std::cout << std::flush;
+    const bool clean =
+        std::all_of(faults.begin(), faults.end(), [](const Fault& fault) { return fault.remark; });
+    return clean ? kDone : kSceneFaults;
+}
+
+} // namespace mh

@@ -1,0 +1,302 @@
+// Faults of the lines of scene files.
+// SPDX-License-Identifier: MIT
+#include "check_lines.h"
+
+#include "geometry/objects.h"
+#include "geometry/types.h"
+#include "lights/types.h"
+#include "output/types.h"
+#include "scene/line_reader.h"
+#include "shading/types.h"
+#include "spelling.h"
+
+#include <algorithm>
+#include <filesystem>
+
+namespace mh {
+
+namespace {
+
+struct Listening {
+    SceneLines* lines;
+    CapturedReport* report;
+};
+
+Place place_at(const ReadNote& note, const char* at) {
+    return {std::filesystem::path(note.path).lexically_normal().string(), note.line_number,
+            static_cast<int>(at - note.line.data()) + 1, std::string(note.line)};
+}
+
+Place place_of_word(const ReadNote& note) {
+    return place_at(note, note.word.data());
+}
+
+// The first word of a rest of a line; empty, at its end, when there is none or a comment begins.
+std::string_view next_word(std::string_view rest) {
+    std::string_view word;
+    if (!take_word(rest, word) || word.starts_with('#')) return rest.substr(rest.size());
+    return word;
+}
+
+void add_fault(SceneLines& lines, Place place, std::string message, std::string suggestion = {}) {
+    lines.faults.push_back({std::move(place), std::move(message), std::move(suggestion)});
+}
+
+std::vector<std::string_view> legal_words(const Block* block) {
+    if (block == nullptr) return BlockWords();
+    std::vector<std::string_view> words = {"end"};
+    for (const Key& key : block->keys)
+        words.emplace_back(key.name);
+    return words;
+}
+
+bool opens_block(std::string_view word) {
+    const std::vector<std::string_view> words = BlockWords();
+    return std::find(words.begin(), words.end(), word) != words.end();
+}
+
+void close_without_end(SceneLines& lines) {
+    const OpenBlock& open = lines.open.back();
+    add_fault(lines, open.place, "block " + in_quotes(open.block->name) + " has no \"end\"");
+    lines.open.pop_back();
+}
+
+// A word that opens a block and stands alone on its line, where the block has no such block: the
+// "end" before it is missing.
+bool starts_next_block(const ReadNote& note) {
+    if (note.block == nullptr || !opens_block(note.word)) return false;
+    if (note.key == nullptr) return true;
+    return note.key->kind != ValueKind::block && next_word(note.given).empty();
+}
+
+ReadAnswer hear_unknown_word(SceneLines& lines, const ReadNote& note) {
+    const std::string nearest = NearestWord(note.word, legal_words(note.block));
+    const std::string where = note.block == nullptr
+                                  ? "unknown block "
+                                  : "unknown key in " + in_quotes(note.block->name) + ": ";
+    add_fault(lines, place_of_word(note), where + in_quotes(note.word), nearest);
+    for (const std::string_view word : legal_words(note.block))
+        if (word == nearest) return {word, false};
+    return {};
+}
+
+const char* kind_of_value(ValueKind kind) {
+    switch (kind) {
+    case ValueKind::whole:
+    case ValueKind::wide_whole:
+    case ValueKind::natural: return "whole number";
+    case ValueKind::real: return "number";
+    case ValueKind::text: return "text in double quotes";
+    case ValueKind::word: return "name";
+    case ValueKind::block: break;
+    }
+    return "value";
+}
+
+std::string needs(const Key& key) {
+    return in_quotes(key.name) + " needs " + std::to_string(key.count) + ' '
+           + kind_of_value(key.kind) + (key.count == 1 ? "" : "s");
+}
+
+void check_missing_value(SceneLines& lines, const ReadNote& note) {
+    const std::string_view token = next_word(note.unread);
+    const char* at = token.empty() ? note.line.data() + note.line.size() : token.data();
+    std::string message = needs(*note.key);
+    if (token.empty())
+        message += ", " + std::to_string(note.values->count) + " given";
+    else
+        message += ": " + in_quotes(token) + " is none, or is out of range";
+    add_fault(lines, place_at(note, at), message);
+}
+
+void check_rest(SceneLines& lines, const ReadNote& note) {
+    const std::string_view token = next_word(note.unread);
+    if (token.empty()) return;
+    const bool runs_on = !note.unread.empty() && token.data() == note.unread.data();
+    add_fault(lines, place_at(note, token.data()),
+              needs(*note.key)
+                  + (runs_on ? ": " + in_quotes(token) + " behind it is no part of one"
+                             : "; the rest is not read"));
+}
+
+bool check_quotes(SceneLines& lines, const ReadNote& note) {
+    const std::size_t open = note.given.find('"');
+    if (open == note.given.npos) {
+        const std::string_view token = next_word(note.given);
+        add_fault(lines, place_at(note, token.data()), needs(*note.key));
+        return false;
+    }
+    if (note.given.find('"', open + 1) != note.given.npos) return true;
+    add_fault(lines, place_at(note, note.given.data() + open), "the text has no closing quote");
+    return false;
+}
+
+bool check_values(SceneLines& lines, const ReadNote& note) {
+    if (note.key->kind == ValueKind::text && !check_quotes(lines, note)) return false;
+    if (note.values->count < note.key->count) {
+        check_missing_value(lines, note);
+        return false;
+    }
+    check_rest(lines, note);
+    return true;
+}
+
+void check_choice(SceneLines& lines, const ReadNote& note) {
+    const auto& choices = note.key->choices;
+    const std::string& text = note.values->text;
+    if (choices.empty() || note.key->role == Role::channel) return;
+    const std::vector<std::string_view> words(choices.begin(), choices.end());
+    if (std::find(words.begin(), words.end(), text) != words.end()) return;
+    const std::string_view token = next_word(note.given);
+    add_fault(lines, place_at(note, token.data()),
+              in_quotes(note.key->name) + " knows no " + in_quotes(text), NearestWord(text, words));
+}
+
+// What the reader said of the file, or that it is not there.
+void check_geometry_file(SceneLines& lines, const Mention& mention,
+                         const std::vector<std::string>& messages) {
+    const std::string path = FindGeometryFile(mention.name);
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(path, error)) {
+        add_fault(lines, mention.place,
+                  "file " + in_quotes(mention.name) + " is not found; looked for in "
+                      + FoldersText(GeometrySearchPaths));
+        return;
+    }
+    for (const std::string& message : messages)
+        add_fault(lines, mention.place, message);
+}
+
+void hear_values(Listening& to, const ReadNote& note) {
+    SceneLines& lines = *to.lines;
+    const std::vector<std::string> messages = to.report->take_messages();
+    if (!check_values(lines, note)) return;
+    check_choice(lines, note);
+    const Key& key = *note.key;
+    if (key.role == Role::plain) return;
+    const std::string_view token = next_word(note.given);
+    const Mention mention = {key.role, note.values->text, place_at(note, token.data()),
+                             note.block->name, key.name};
+    lines.mentions.push_back(mention);
+    if (key.role == Role::output_file && !lines.open.empty()) lines.open.back().names_output = true;
+    if (key.role == Role::geometry_file) check_geometry_file(lines, mention, messages);
+    if (key.role != Role::image_file) return;
+    for (const std::string& message : messages) // of the file itself, the images' check tells
+        if (!message.starts_with("image - ")) add_fault(lines, mention.place, message);
+}
+
+void doubt(SceneLines& lines, Concern concern) {
+    const OpenBlock& open = lines.open.back();
+    lines.doubts.push_back({concern, open.place, open.block->name});
+}
+
+template<typename Record>
+const Record& record_of(const ReadNote& note) {
+    return *static_cast<const Record*>(note.record);
+}
+
+bool has_no_photons(const ReadNote& note, const std::string& word) {
+    if (word == "point_light") return record_of<PointLight>(note).photons < 1;
+    if (word == "parallel_light") return record_of<ParallelLight>(note).photons < 1;
+    if (word == "geometry_light") return record_of<GeometryLightRecord>(note).photons < 1;
+    if (word != "sky_light") return false;
+    const SkyLightRecord& sky = record_of<SkyLightRecord>(note);
+    return sky.photons < 1 && (max_channel(sky.color) > 0.0f);
+}
+
+void look_at_closed_block(SceneLines& lines, const ReadNote& note) {
+    const OpenBlock& open = lines.open.back();
+    const std::string word = open.block->name;
+    if (word == "aov" && !open.names_output)
+        add_fault(lines, open.place, "\"aov\" without \"image\": it is written nowhere");
+    if (note.record == nullptr) return;
+    if (word.ends_with("_light")) lines.lights.push_back(word);
+    if (has_no_photons(note, word)) doubt(lines, Concern::no_photons);
+    if (word == "camera" && record_of<Camera>(note).pose_count < 1)
+        add_fault(lines, open.place, "\"camera\" without \"pose\"");
+    if (word == "camera" && record_of<Camera>(note).pose_count == 1)
+        lines.faults.push_back({open.place, "one pose: the camera stands still", {}, true});
+    if (word != "surface_shader") return;
+    const auto& layer = record_of<SurfaceLayer>(note);
+    const Vec3& emission = layer.elements[static_cast<std::size_t>(Element::emissive)].color;
+    if (max_channel(emission) > 0.0f && !layer.virtual_light)
+        doubt(lines, Concern::emits_without_virtual_light);
+}
+
+ReadAnswer hear_word(SceneLines& lines, const ReadNote& note) {
+    if (note.word.starts_with('#')) return {}; // an indented comment
+    if (starts_next_block(note)) {
+        look_at_closed_block(lines, note);
+        close_without_end(lines);
+        return {{}, true};
+    }
+    const bool known =
+        note.block == nullptr ? opens_block(note.word) : note.key != nullptr || note.word == "end";
+    if (!known && note.block == nullptr && note.word == "end") {
+        add_fault(lines, place_of_word(note), "\"end\" without a block");
+        return {};
+    }
+    if (!known) return hear_unknown_word(lines, note);
+    const bool is_block = note.key == nullptr || note.key->kind == ValueKind::block;
+    const std::string_view more = next_word(note.given);
+    if (is_block && !more.empty())
+        add_fault(lines, place_at(note, more.data()),
+                  in_quotes(note.word) + " takes no value; this is not read");
+    return {};
+}
+
+void hear_open(SceneLines& lines, const ReadNote& note) {
+    lines.open.push_back({note.block, place_of_word(note)});
+    if (note.block->name == std::string_view("object"))
+        lines.object_places.push_back(lines.open.back().place);
+}
+
+void hear_close(SceneLines& lines, const ReadNote& note) {
+    look_at_closed_block(lines, note);
+    lines.open.pop_back();
+}
+
+void hear_long_line(SceneLines& lines, const ReadNote& note) {
+    add_fault(lines,
+              {std::filesystem::path(note.path).lexically_normal().string(), note.line_number + 1,
+               1, std::string(note.line.substr(0, 60)) + "..."},
+              "line of more than " + std::to_string(kMaxLineLength)
+                  + " characters: the rest of the file is not read");
+}
+
+ReadAnswer hear(Listening& to, const ReadNote& note) {
+    SceneLines& lines = *to.lines;
+    switch (note.event) {
+    case ReadEvent::file: lines.reads_files = true; break;
+    case ReadEvent::word: return hear_word(lines, note);
+    case ReadEvent::block_opened: hear_open(lines, note); break;
+    case ReadEvent::block_refused:
+        add_fault(lines, place_of_word(note),
+                  "a third " + in_quotes(note.word) + ": a camera has a start and an end");
+        break;
+    case ReadEvent::block_closed: hear_close(lines, note); break;
+    case ReadEvent::block_cut:
+        look_at_closed_block(lines, note);
+        close_without_end(lines);
+        break;
+    case ReadEvent::values: hear_values(to, note); break;
+    case ReadEvent::line_too_long: hear_long_line(lines, note); break;
+    }
+    return {};
+}
+
+} // namespace
+
+std::string FoldersText(const std::vector<std::string>& folders) {
+    std::string text;
+    for (const std::string& folder : folders)
+        text += (text.empty() ? "" : ", ") + (folder.empty() ? "the current folder" : folder);
+    return text;
+}
+
+ReadListener ListenTo(SceneLines& lines, CapturedReport& report) {
+    return
+        [to = Listening{&lines, &report}](const ReadNote& note) mutable { return hear(to, note); };
+}
+
+} // namespace mh

@@ -1,0 +1,136 @@
+// The command "info": what a scene holds, without rendering it.
+// SPDX-License-Identifier: MIT
+#include "atomic_file.h"
+#include "captured_report.h"
+#include "check.h"
+#include "frame/phases.h"
+#include "frame/types.h"
+#include "geometry/types.h"
+#include "lights/types.h"
+#include "output/camera.h"
+#include "output_images.h"
+#include "scene_memory.h"
+#include "shading/images.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <iostream>
+
+namespace mh {
+
+namespace {
+
+constexpr double kBytesOfMegabyte = 1024.0 * 1024.0;
+
+std::string megabytes(double bytes) {
+    char text[32] = {};
+    std::snprintf(text, sizeof text, "%.1f MB", bytes / kBytesOfMegabyte);
+    return text;
+}
+
+void append_count(std::string& text, std::size_t count, const char* name) {
+    if (count > 0) text += ", " + std::to_string(count) + ' ' + name;
+}
+
+void describe_object(std::string& text, const Object& object) {
+    text += "object " + (object.name.empty() ? "(no name)" : object.name) + ": "
+            + std::to_string(object.parts.size()) + " parts";
+    append_count(text, object.instances.size(), "instances");
+    text += '\n';
+    for (const Part& part : object.parts) {
+        text += "  part: " + std::to_string(part.positions.size()) + " vertices";
+        append_count(text, part.triangles.size(), "triangles");
+        append_count(text, part.tetragons.size(), "tetragons");
+        append_count(text, part.cylinders.size(), "cylinders");
+        append_count(text, part.particles.size(), "particles");
+        text += ", " + megabytes(size_bytes(part)) + '\n';
+    }
+}
+
+void describe_camera(std::string& text, const Camera& camera, std::size_t number) {
+    text += "camera " + std::to_string(number) + (camera.name.empty() ? "" : ' ' + camera.name)
+            + ": " + std::to_string(camera.width) + 'x' + std::to_string(camera.height) + ", "
+            + std::to_string(camera.sample) + " frames, "
+            + std::to_string(std::max(camera.pose_count, 0)) + " poses\n";
+    for (const Aov& aov : camera.aovs)
+        text += "  output " + aov.image.path + '\n';
+}
+
+template<typename AnalyticLight>
+void describe_lights(std::string& text, const std::vector<AnalyticLight>& lights,
+                     const char* name) {
+    for (const AnalyticLight& light : lights)
+        text += std::string(name) + ": " + std::to_string(light.sample) + " samples, "
+                + std::to_string(light.photons) + " photons\n";
+}
+
+double describe_images(std::string& text) {
+    double bytes = 0.0;
+    std::vector<Image*> images = {&SkyLight.image, &SkyLight.backdrop};
+    for (Image& image : Textures)
+        images.push_back(&image);
+    for (Image* image : images) {
+        if (image->path.empty()) continue;
+        LoadImage(*image);
+        bytes += static_cast<double>(size_bytes(*image));
+        text += "image " + image->path + ": ";
+        text += image->width > 0
+                    ? std::to_string(image->width) + 'x' + std::to_string(image->height) + ", "
+                          + std::to_string(image->channels) + " channels of "
+                          + std::to_string(image->bits) + " bits, "
+                          + megabytes(static_cast<double>(size_bytes(*image)))
+                    : "cannot be read";
+        text += '\n';
+    }
+    return bytes;
+}
+
+std::string description() {
+    std::string text;
+    std::int64_t primitives = 0;
+    for (const Object& object : Objects) {
+        describe_object(text, object);
+        primitives += primitive_count(object);
+    }
+    for (std::size_t i = 1; i < Shaders.size(); ++i)
+        text += "material " + Shaders[i].name + ": " + std::to_string(Shaders[i].layers.size())
+                + " layers\n";
+    describe_lights(text, PointLights, "point light");
+    describe_lights(text, ParallelLights, "parallel light");
+    text += "sky light: " + std::to_string(SkyLight.sample) + " samples, "
+            + std::to_string(SkyLight.photons)
+            + " photons\ngeometry light: " + std::to_string(GeometryLight.sample) + " samples, "
+            + std::to_string(GeometryLight.photons) + " photons\n";
+    for (std::size_t i = 0; i < Cameras.size(); ++i)
+        describe_camera(text, Cameras[i], i);
+    const double image_bytes = describe_images(text);
+    const bool gathers = RendererSettings.distance > 0.0f && RendererSettings.resolution > 0.0f;
+    return text + "mode: " + (gathers ? "gather" : "path") + "\ntotal: "
+           + std::to_string(Objects.size()) + " objects, " + std::to_string(primitives)
+           + " primitives, " + megabytes(image_bytes) + " of images\nmemory: about "
+           + megabytes(EstimatedMemory(image_bytes)) + " of " + megabytes(PhysicalMemory()) + '\n';
+}
+
+} // namespace
+
+int DescribeScene(const Arguments& arguments) {
+    std::error_code error;
+    if (!std::filesystem::is_directory(arguments.scene, error)) {
+        Complain(arguments.scene + " is not a directory");
+        return kWrongUse;
+    }
+    std::string text;
+    {
+        CapturedReport report;
+        OpenScene(arguments.scene + (arguments.scene.ends_with('/') ? "" : "/"));
+        text = description();
+        ForgetOutputs();
+        Finalize();
+        Shutdown();
+    }
+    std::cout << text << std::flush;
+    return kDone;
+}
+
+} // namespace mh

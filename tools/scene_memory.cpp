@@ -1,0 +1,83 @@
+// An estimate of the memory that a scene will take.
+// SPDX-License-Identifier: MIT
+#include "scene_memory.h"
+
+#include "frame/types.h"
+#include "output/types.h"
+#include "output_images.h"
+
+#include <algorithm>
+
+#include <unistd.h>
+
+namespace mh {
+
+namespace {
+
+// Binary and wide nodes and references while a tree is built, measured on meshes of a million
+// triangles and rounded up.
+constexpr double kTreeBytesOfPrimitive = 240.0;
+
+// At least one cell of two colours to a face, when photons are gathered.
+constexpr double kCellBytesOfPrimitive = 24.0 + 16.0;
+
+constexpr double kBytesOfPixel = 12.0;
+
+template<typename T>
+double bytes_of(const std::vector<T>& values) {
+    return static_cast<double>(values.size() * sizeof(T));
+}
+
+double output_bytes() {
+    const double pixels =
+        Cameras.empty() ? 0.0 : static_cast<double>(Cameras[0].width) * Cameras[0].height;
+    double count = 0.0;
+    ForEachOutput([&](Aov&, Filling) { ++count; });
+    return std::max(pixels, 0.0) * kBytesOfPixel * count;
+}
+
+} // namespace
+
+std::int64_t primitive_count(const Part& part) {
+    return static_cast<std::int64_t>(part.particles.size() + part.cylinders.size()
+                                     + part.triangles.size() + part.tetragons.size());
+}
+
+std::int64_t primitive_count(const Object& object) {
+    std::int64_t count = 0;
+    for (const Part& part : object.parts)
+        count += primitive_count(part);
+    return count;
+}
+
+double size_bytes(const Part& part) {
+    double bytes = bytes_of(part.particles) + bytes_of(part.cylinders) + bytes_of(part.triangles)
+                   + bytes_of(part.tetragons) + bytes_of(part.positions) + bytes_of(part.normals)
+                   + bytes_of(part.tangents);
+    for (const auto& array : part.vec3_arrays)
+        bytes += bytes_of(array.values);
+    for (const auto& array : part.vec2_arrays)
+        bytes += bytes_of(array.values);
+    for (const auto& array : part.scalar_arrays)
+        bytes += bytes_of(array.values);
+    return bytes;
+}
+
+double EstimatedMemory(double image_bytes) {
+    const bool gathers = RendererSettings.distance > 0.0f && RendererSettings.resolution > 0.0f;
+    const double of_primitive = kTreeBytesOfPrimitive + (gathers ? kCellBytesOfPrimitive : 0.0);
+    double bytes = image_bytes + output_bytes();
+    for (const Object& object : Objects) {
+        bytes += of_primitive * static_cast<double>(primitive_count(object));
+        for (const Part& part : object.parts)
+            bytes += size_bytes(part);
+    }
+    return bytes;
+}
+
+double PhysicalMemory() {
+    return static_cast<double>(sysconf(_SC_PHYS_PAGES))
+           * static_cast<double>(sysconf(_SC_PAGESIZE));
+}
+
+} // namespace mh

@@ -1,0 +1,14 @@
+// The nearest legal word to one that is not.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace mh {
+
+// Empty when none is near: one slip in three letters, and one at least, ignoring case.
+std::string NearestWord(std::string_view word, std::span<const std::string_view> legal);
+
+} // namespace mh
