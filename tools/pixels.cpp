@@ -23,6 +23,13 @@ bool top_row_first(const std::string& path) {
     return path.find(".hdr") != path.npos || path.find(".HDR") != path.npos;
 }
 
+// Textures read 16 bits by the step of 8, which images of their own do not.
+Vec3 value_of(const Image& image, std::int64_t texel) {
+    constexpr float kBytesOfWord = 1.0f / 257.0f;
+    const Vec3 value = read_texel(image, texel);
+    return image.bits == 16 ? kBytesOfWord * value : value;
+}
+
 } // namespace
 
 bool is_linear_format(const std::string& name) {
@@ -39,7 +46,7 @@ std::string ReadPixels(const std::string& path, Pixels& pixels) {
         return "cannot read " + path + ": no such file";
     Image image;
     image.path = path;
-    const std::string fault = ReadImageFile(path, image);
+    const std::string fault = ReadImageFile(path, image, FloatStorage::floats);
     if (!fault.empty() || image.width < 1) return "cannot read " + path + ": " + fault;
     pixels.width = image.width;
     pixels.height = image.height;
@@ -50,7 +57,7 @@ std::string ReadPixels(const std::string& path, Pixels& pixels) {
         const std::int64_t row = top_first ? y : image.height - 1 - y;
         for (int x = 0; x < image.width; ++x)
             pixels.values[static_cast<std::size_t>(std::int64_t{y} * image.width + x)] =
-                read_texel(image, row * image.width + x);
+                value_of(image, row * image.width + x);
     }
     return {};
 }

@@ -94,7 +94,7 @@ bool copy_bitmap(FIBITMAP* bitmap, int width, int height, Image& image) {
 }
 
 // False for types of pixels that images do not hold.
-bool copy_pixels(FIBITMAP* bitmap, Image& image) {
+bool copy_pixels(FIBITMAP* bitmap, Image& image, FloatStorage storage) {
     const auto width = static_cast<int>(FreeImage_GetWidth(bitmap));
     const auto height = static_cast<int>(FreeImage_GetHeight(bitmap));
     switch (FreeImage_GetImageType(bitmap)) {
@@ -118,8 +118,10 @@ bool copy_pixels(FIBITMAP* bitmap, Image& image) {
         AllocateImage(image, width, height, 4, 32, false);
         return copy_rows(bitmap, image.floats), true;
     case FIT_RGBF:
-        AllocateImage(image, width, height, 3, 32, true);
-        return encode_rows(bitmap, image), true;
+        AllocateImage(image, width, height, 3, 32, storage == FloatStorage::rgbe);
+        storage == FloatStorage::rgbe ? encode_rows(bitmap, image)
+                                      : copy_rows(bitmap, image.floats);
+        return true;
     default: return false;
     }
 }
@@ -176,7 +178,7 @@ bool has_radiance_name(const std::string& path) {
 
 } // namespace
 
-std::string ReadImageFile(const std::string& file, Image& image) {
+std::string ReadImageFile(const std::string& file, Image& image, FloatStorage storage) {
     silence_decoders();
     const FREE_IMAGE_FORMAT format = FreeImage_GetFileType(file.c_str(), 0);
     if (format == FIF_UNKNOWN) return "is no image of a known format";
@@ -191,7 +193,7 @@ std::string ReadImageFile(const std::string& file, Image& image) {
     // The decoder hands all formats over with the bottom row first but this one.
     if (format == FIF_PFM) FreeImage_FlipVertical(bitmap.get());
     if (has_radiance_name(image.path)) FreeImage_FlipVertical(bitmap.get());
-    if (copy_pixels(bitmap.get(), image)) return {};
+    if (copy_pixels(bitmap.get(), image, storage)) return {};
     return "has pixels of " + std::to_string(FreeImage_GetBPP(bitmap.get()))
            + " bits in a form that is not read";
 }

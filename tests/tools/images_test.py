@@ -1,0 +1,112 @@
+"""The commands on image files: convert and diff.
+SPDX-License-Identifier: MIT"""
+import json
+import math
+import unittest
+
+from program import ProgramTest
+
+
+def pfm(width, height, pixels):
+    """Rows are given from the top; the format stores the bottom row first."""
+    import struct
+    rows = [pixels[y * width:(y + 1) * width] for y in range(height)]
+    values = [v for row in reversed(rows) for pixel in row for v in pixel]
+    return b"PF\n%d %d\n-1.0\n" % (width, height) + struct.pack("<%df" % len(values), *values)
+
+
+def srgb(x):
+    return 12.92 * x if x <= 0.0031308 else min(1.0, 1.055 * x ** (1 / 2.4) - 0.055)
+
+
+def aces(x):
+    return x * (2.51 * x + 0.03) / (x * (2.43 * x + 0.59) + 0.14)
+
+
+def film(x):
+    return (x * (0.15 * x + 0.05) + 0.004) / (x * (0.15 * x + 0.5) + 0.06) - 0.02 / 0.3
+
+
+PIXELS = [(0.0, 0.1, 0.5), (0.9, 2.0, 30.0), (0.002, 0.2, 0.3), (1.0, 0.04, -1.0)]
+
+
+class Convert(ProgramTest):
+    def setUp(self):
+        super().setUp()
+        with open(self.path("in.pfm"), "wb") as file:
+            file.write(pfm(2, 2, PIXELS))
+
+    def ppm_values(self, *options):
+        self.run_here("convert", "in.pfm", "out.ppm", *options)
+        content = self.bytes_of("out.ppm")
+        self.assertTrue(content.startswith(b"P6"))
+        return list(content[-12:])
+
+    def test_exposure_curve_and_transfer_function_are_applied_to_each_pixel_in_its_place(self):
+        curves = {"none": lambda x: x, "aces": aces, "filmic": lambda x: film(2 * x) / film(11.2)}
+        for name, curve in curves.items():
+            for stops in (0, -2, 1.5):
+                with self.subTest(curve=name, stops=stops):
+                    got = self.ppm_values("--tonemap", name, "--exposure", str(stops))
+                    expected = [255 * srgb(curve(max(v, 0) * 2.0 ** stops)) for p in PIXELS for v in p]
+                    for value, exact in zip(got, expected):
+                        self.assertLessEqual(abs(value - exact), 1.01)  # the writer cuts to a byte
+
+    def test_linear_formats_keep_their_values(self):
+        self.run_here("convert", "in.pfm", "copy.exr")
+        self.run_here("convert", "copy.exr", "back.pfm")
+        result = json.loads(self.run_here("diff", "back.pfm", "in.pfm", "--json").stdout)
+        self.assertLess(result["largest"], 0.016)  # half a step of half floats at 30
+
+    def test_bytes_come_back_through_a_linear_format(self):
+        self.run_here("convert", "in.pfm", "a.png")
+        self.run_here("convert", "a.png", "b.pfm")
+        self.run_here("convert", "b.pfm", "c.png")
+        result = json.loads(self.run_here("diff", "a.png", "c.png", "--json").stdout)
+        self.assertLessEqual(result["largest"], 1.01 / 255)
+
+    def test_faults_have_their_statuses(self):
+        self.run_here("convert", "none.png", "out.png", status=1)
+        self.run_here("convert", "in.pfm", "out.xyz", status=3)
+        self.run_here("convert", "in.pfm", "nowhere/out.png", status=3)
+        self.run_here("convert", "in.pfm", "out.png", "--tonemap", "film", status=2)
+        self.run_here("convert", "in.pfm", status=2)
+
+
+class Diff(ProgramTest):
+    def write(self, name, pixels, width=2):
+        with open(self.path(name), "wb") as file:
+            file.write(pfm(width, len(pixels) // width, pixels))
+
+    def test_measures_agree_with_their_formulas(self):
+        a, b = PIXELS, [(0.1, 0.1, 0.4), (1.0, 1.0, 28.0), (0.0, 0.2, 0.3), (1.0, 0.0, 0.0)]
+        self.write("a.pfm", a)
+        self.write("b.pfm", b)
+        pairs = [(x, y) for p, q in zip(a, b) for x, y in zip(p, q)]
+        mse = sum((x - y) ** 2 for x, y in pairs) / len(pairs)
+        result = json.loads(self.run_here("diff", "a.pfm", "b.pfm", "--json").stdout)
+        expected = {"rmse": math.sqrt(mse),
+                    "relative_mse": sum((x - y) ** 2 / (y * y + 0.01) for x, y in pairs) / len(pairs),
+                    "psnr_db": 10 * math.log10(28 ** 2 / mse), "largest": 2.0}
+        for name, value in expected.items():
+            self.assertAlmostEqual(result[name], value, places=5, msg=name)
+        self.assertIn("rmse ", self.run_here("diff", "a.pfm", "b.pfm").stdout)
+
+    def test_limits_sizes_and_unreadable_files(self):
+        self.write("a.pfm", PIXELS)
+        self.write("b.pfm", [(x + 0.5, y + 0.5, z + 0.5) for x, y, z in PIXELS])
+        self.write("wide.pfm", PIXELS, width=4)
+        self.write("nan.pfm", [(math.nan, 0, 0)] + PIXELS[1:])
+        self.run_here("diff", "a.pfm", "b.pfm", "--fail-above", "0.51")
+        self.run_here("diff", "a.pfm", "b.pfm", "--fail-above", "0.49", status=1)
+        self.run_here("diff", "a.pfm", "a.pfm", "--fail-above", "0")
+        self.run_here("diff", "a.pfm", "nan.pfm", "--fail-above", "100", status=1)
+        self.assertIn("size", self.run_here("diff", "a.pfm", "wide.pfm", status=2).stderr)
+        self.run_here("diff", "a.pfm", "none.pfm", status=2)
+        self.run_here("diff", "a.pfm", "b.pfm", "--image", "d.pfm")
+        self.write("half.pfm", [(0.5, 0.5, 0.5)] * 4)
+        self.run_here("diff", "d.pfm", "half.pfm", "--fail-above", "1e-5")
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,246 @@
+"""Rendering by the program: overrides, progress, early ends, checkpoints, exit statuses.
+SPDX-License-Identifier: MIT"""
+import json
+import os
+import re
+import signal
+import subprocess
+import time
+import unittest
+
+from program import CAMERA, LIGHT, OBJECT, PROGRAM, RENDER, SHADER, ProgramTest, write_scene
+
+# Long enough to be interrupted, with a light whose noise the frames share out evenly.
+LONG = {"camera/camera.mh": CAMERA.replace("24 16", "96 64").replace("sample 6", "sample 60000")}
+NOISY = {"light/light.mh": "sky_light\n    color 0.5 0.5 0.5\n    sample 1\nend\n"}
+
+
+class RenderTest(ProgramTest):
+    def render(self, *options, status=0):
+        return self.run_here("scene", "--progress", "none", *options, status=status)
+
+    def report(self, *options):
+        self.render("--report", "r.json", *options)
+        return json.loads(self.bytes_of("r.json"))
+
+    def image(self, report, file="beauty.hdr"):
+        return next(i for i in report["images"] if i["file"].endswith(file))
+
+    def start(self, *options):
+        write_scene(self.scene, LONG)
+        return subprocess.Popen([PROGRAM, "scene", *options], cwd=self.folder,
+                                stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
+
+    def start_and_see_frames(self, *options):
+        process = self.start("--progress", "json", *options)
+        self.addCleanup(process.stderr.close)
+        self.addCleanup(process.kill)
+        for line in process.stderr:
+            if json.loads(line)["event"] == "frame" and json.loads(line)["frame"] >= 3:
+                return process
+        self.fail("no frame")
+
+    def drain(self, process):
+        """The frames told until the end; the process's status is in returncode."""
+        frames = [json.loads(line).get("frame") for line in process.stderr if line.startswith("{")]
+        process.wait(timeout=60)
+        return frames
+
+    def assert_no_leftovers(self):
+        self.assertEqual([name for name in os.listdir(self.folder) if name.endswith(".tmp")], [])
+
+
+class Overrides(RenderTest):
+    def test_sizes_frames_and_settings_reach_the_run(self):
+        report = self.report("--resolution", "40x30", "--sample", "3", "--gather", "5", "--bounce",
+                             "2", "--ray-depth", "4", "--threads", "1", "--checkpoint", "c")
+        self.assertEqual((self.image(report)["width"], self.image(report)["height"]), (40, 30))
+        self.assertEqual((report["frames"], report["machine"]["threads"]), (3, 1))
+        self.assertIn(b"gather 5, bounce 2, ray depth 4, mode path", self.bytes_of("c"))
+
+    def test_modes(self):
+        self.assertIn("unidirectional path tracing", self.render("--mode", "path").stdout)
+        self.assertIn("progressive final gathering", self.render("--mode", "gather").stdout)
+
+    def test_a_region_alone_is_rendered(self):
+        whole = self.image(self.report("--mode", "path"), "albedo.exr")["mean"][0]
+        self.assertGreater(whole, 0)
+        for region in ("0,0,24,16", "0,0,900,900"):
+            part = self.image(self.report("--region", region), "albedo.exr")["mean"][0]
+            self.assertAlmostEqual(part, whole, delta=0.1 * whole)  # a random jitter at edges
+        part = self.image(self.report("--region", "0,8,12,16"), "albedo.exr")["mean"][0]
+        self.assertLess(part, 0.5 * whole)
+        self.render("--region", "5,5,5,9", status=1)
+
+    def test_outputs_go_where_they_are_sent(self):
+        self.render("--output-dir", "new/folder", "--beauty", "picture.png")
+        self.assertEqual(sorted(os.listdir(self.path("new/folder"))), ["albedo.exr", "picture.png"])
+        self.assertFalse(os.path.exists(self.path("beauty.hdr")))
+
+    def test_another_camera_renders_alone(self):
+        second = CAMERA.replace("24 16", "8 8").replace("albedo", "second")
+        write_scene(self.scene, {"camera/camera.mh": CAMERA + second})
+        self.assertEqual(self.image(self.report("--camera", "1"))["width"], 8)
+        self.assertEqual(sorted(os.listdir(self.folder)),
+                         ["beauty.hdr", "r.json", "scene", "second.exr"])
+        self.assertIn("no camera 2", self.render("--camera", "2", status=1).stderr)
+
+    def test_the_word_render_changes_nothing(self):
+        plain = self.run_here("scene", "--progress", "none").stdout
+        worded = self.run_here("render", "scene", "--progress", "none").stdout
+        names = [re.sub(r"[-0-9.]+", "", text) for text in (plain, worded)]
+        self.assertEqual(names[0].split(), names[1].split())
+
+    def test_a_preview_without_a_display_renders_all_the_same(self):
+        environment = {k: v for k, v in os.environ.items() if k != "DISPLAY"}
+        result = subprocess.run([PROGRAM, "scene", "--preview"], cwd=self.folder, env=environment,
+                                capture_output=True, timeout=60)
+        self.assertEqual(result.returncode, 0)
+        self.assertTrue(os.path.exists(self.path("beauty.hdr")))
+
+
+class Statuses(RenderTest):
+    def test_wrong_use(self):
+        for arguments in ([], ["scene", "--nothing"], ["nowhere"], ["scene", "--resolution", "12"],
+                          ["scene", "--resolution", "-1x5"], ["scene", "--region", "1,2,3"],
+                          ["scene", "--sample", "0"], ["scene", "--sample", "x"],
+                          ["scene", "--mode", "fast"], ["scene", "--threads", "257"],
+                          ["scene", "--progress", "loud"], ["scene", "scene"]):
+            with self.subTest(arguments=arguments):
+                self.assertNotEqual(self.run_here(*arguments, status=2).stderr, "")
+
+    def test_nothing_to_render(self):
+        os.remove(self.path("scene/camera/camera.mh"))
+        self.assertIn("no camera", self.render(status=1).stderr)
+        self.assertEqual(os.listdir(self.folder), ["scene"])
+
+    def test_files_that_cannot_be_written(self):
+        self.assertIn("gone", self.render("--beauty", "gone/b.hdr", status=3).stderr)
+        self.assertIn("b.xyz", self.render("--beauty", "b.xyz", status=3).stderr)
+        self.assertTrue(os.path.exists(self.path("albedo.exr")))  # the others are there
+        self.render("--report", "gone/r.json", status=3)
+        self.render("--checkpoint", "gone/c", status=3)
+
+    def test_pages(self):
+        self.assertRegex(self.run_here("--version").stdout,
+                         r"moonhare \d.*\ncommit .+\ncompiler .+\ninstruction set (AVX2|portable)")
+        help_text, manual = self.run_here("--help").stdout, self.run_here("man").stdout
+        script = self.run_here("completion").stdout
+        for option in re.findall(r"--[a-z-]+", help_text):
+            if option not in ("--help", "--version"):
+                self.assertIn(option.replace("-", "\\-"), manual)
+                self.assertIn(option, script)
+        script += "\nCOMP_WORDS=(moonhare --progress j); COMP_CWORD=2; _moonhare; echo ${COMPREPLY[@]}"
+        completed = subprocess.run(["bash", "-c", script], capture_output=True, text=True)
+        self.assertEqual(completed.stdout.strip(), "json")
+
+
+class Progress(RenderTest):
+    def test_each_form_tells_frames_on_standard_error_alone(self):
+        lines = self.run_here("scene", "--progress", "plain").stderr.splitlines()
+        self.assertRegex(lines[-1], r"^moonhare: 100 %  6/6, [0-9.]+ M rays/s, .* left$")
+        self.assertIn("[####", self.run_here("scene", "--progress", "bar").stderr)
+        self.assertEqual(self.render().stderr, "")
+        result = self.run_here("scene", "--progress", "json")
+        events = [json.loads(line) for line in result.stderr.splitlines()]
+        frames = [e for e in events if e["event"] == "frame"]
+        self.assertEqual([e["frame"] for e in frames], [1, 2, 3, 4, 5, 6])
+        self.assertEqual((frames[-1]["percent"], frames[-1]["remaining_s"]), (100, 0))
+        self.assertEqual(events[0]["event"], "photons")
+        self.assertTrue(result.stdout.startswith("_" * 80))
+
+    def test_without_a_terminal_lines_are_plain(self):
+        self.assertTrue(self.run_here("scene").stderr.startswith("moonhare: 10 %"))
+
+    def test_a_report_tells_phases_and_images(self):
+        report = self.report()
+        for phase in ("scene", "cameras", "accelerator", "renderer", "frames"):
+            self.assertGreaterEqual(report["phases_s"][phase], 0)
+        self.assertGreater(report["rays"], 6 * 24 * 16 - 1)
+        self.assertGreater(report["peak_memory_bytes"], 1e6)
+        self.assertEqual(self.image(report)["pixels_not_finite"], 0)
+
+
+class EarlyEnds(RenderTest):
+    def test_an_interrupt_ends_after_the_frame_with_all_images(self):
+        for number in (signal.SIGINT, signal.SIGTERM):
+            process = self.start_and_see_frames("--report", "r.json", "--checkpoint", "c")
+            process.send_signal(number)
+            self.drain(process)
+            self.assertEqual(process.returncode, 130)
+            report = json.loads(self.bytes_of("r.json"))
+            # A mean of the frames done, not a share of all 60000: the floor fills half the picture.
+            self.assertGreater(self.image(report, "albedo.exr")["mean"][0], 0.1)
+            self.assertTrue(os.path.exists(self.path("c")))
+
+    def test_a_hangup_writes_and_goes_on(self):
+        process = self.start_and_see_frames()
+        process.send_signal(signal.SIGHUP)
+        deadline = time.monotonic() + 30
+        while not os.path.exists(self.path("beauty.hdr")) and time.monotonic() < deadline:
+            process.stderr.readline()
+        self.assertTrue(os.path.exists(self.path("beauty.hdr")))
+        self.assertIsNone(process.poll())
+        process.send_signal(signal.SIGINT)
+        self.drain(process)
+
+    def test_a_time_limit_ends_the_render(self):
+        write_scene(self.scene, LONG)
+        report = self.report("--time-limit", "0.5")
+        self.assertTrue(0 < report["frames"] < 60000)
+        self.assertGreater(self.image(report, "albedo.exr")["mean"][0], 0.1)
+
+    def test_a_kill_leaves_whole_files(self):
+        for delay in (0.0, 0.013, 0.05):
+            process = self.start_and_see_frames("--write-every", "0", "--checkpoint", "c")
+            time.sleep(delay)
+            process.kill()
+            self.drain(process)
+            for name in ("beauty.hdr", "albedo.exr"):
+                self.run_here("convert", name, "copy.png")
+            self.render("--resume", "c", "--sample", "1")  # nothing is added, but it is read
+
+
+class Checkpoints(RenderTest):
+    def test_a_resumed_render_has_all_frames_and_the_mean_of_an_unbroken_one(self):
+        write_scene(self.scene, NOISY)
+        whole = self.report("--sample", "64")
+        self.report("--sample", "64", "--time-limit", "0", "--checkpoint", "c")  # one frame
+        resumed = self.report("--resume", "c", "--sample", "64")
+        self.assertEqual((whole["frames"], resumed["frames"]), (64, 64))
+        for file in ("beauty.hdr", "albedo.exr"):
+            a, b = self.image(whole, file), self.image(resumed, file)
+            self.assertAlmostEqual(a["mean"][0], b["mean"][0], delta=0.02 * a["mean"][0])
+
+    def test_frames_are_added_to_a_finished_render(self):
+        self.report("--checkpoint", "c")
+        result = self.run_here("scene", "--resume", "c", "--sample", "9", "--progress", "json")
+        frames = [json.loads(line).get("frame") for line in result.stderr.splitlines()]
+        self.assertEqual([f for f in frames if f], [7, 8, 9])
+        self.assertIn("6 frames already", self.render("--resume", "c").stderr)
+
+    def test_files_of_other_scenes_and_damaged_ones_are_refused(self):
+        self.render("--checkpoint", "c")
+        good = self.bytes_of("c")
+        self.assertIn("other settings", self.render("--resume", "c", "--bounce", "3", status=2).stderr)
+        before = self.bytes_of("beauty.hdr")
+        for at in (0, 30, len(good) // 2, len(good) - 1):
+            damaged = bytearray(good)
+            damaged[at] ^= 1
+            with open(self.path("d"), "wb") as file:
+                file.write(damaged)
+            self.assertRegex(self.render("--resume", "d", status=2).stderr, "damaged|no checkpoint")
+        for length in (0, 10, 25, len(good) - 4):
+            with open(self.path("d"), "wb") as file:
+                file.write(good[:length])
+            self.assertRegex(self.render("--resume", "d", status=2).stderr, "damaged|no checkpoint")
+        self.render("--resume", "none", status=2)
+        for file, text in (("shader/shader.mh", SHADER.replace("0.6", "0.5")),
+                           ("geometry/floor.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n")):
+            write_scene(self.scene, {file: text})
+            self.assertIn("another scene", self.render("--resume", "c", status=2).stderr)
+        self.assertEqual(self.bytes_of("beauty.hdr"), before)
+
+
+if __name__ == "__main__":
+    unittest.main()
