@@ -35,7 +35,7 @@ SHADER = """shader
 end
 """
 OBJECT = "object\n    name floor\n    shader \"clay\"\n    obj \"floor.obj\"\nend\n"
-LIGHT = "sky_light\n    color 0.5 0.5 0.5\nend\n"
+LIGHT = "sky_light\n    color 0.5 0.5 0.5\n    photon 1000\nend\n"
 MESH = "v -2 -2 0\nv 2 -2 0\nv 2 2 0\nv -2 2 0\nf 1 2 3 4\n"
 
 SOUND = {

@@ -8,11 +8,11 @@ import subprocess
 import time
 import unittest
 
-from program import CAMERA, LIGHT, OBJECT, PROGRAM, RENDER, SHADER, ProgramTest, write_scene
+from program import CAMERA, PROGRAM, SHADER, ProgramTest, write_scene
 
 # Long enough to be interrupted, with a light whose noise the frames share out evenly.
 LONG = {"camera/camera.mh": CAMERA.replace("24 16", "96 64").replace("sample 6", "sample 60000")}
-NOISY = {"light/light.mh": "sky_light\n    color 0.5 0.5 0.5\n    sample 1\nend\n"}
+NOISY = {"light/light.mh": "sky_light\n    color 0.5 0.5 0.5\n    sample 1\n    photon 1000\nend\n"}
 
 
 class RenderTest(ProgramTest):
@@ -69,7 +69,7 @@ class Overrides(RenderTest):
             part = self.image(self.report("--region", region), "albedo.exr")["mean"][0]
             self.assertAlmostEqual(part, whole, delta=0.1 * whole)  # a random jitter at edges
         part = self.image(self.report("--region", "0,8,12,16"), "albedo.exr")["mean"][0]
-        self.assertLess(part, 0.5 * whole)
+        self.assertLess(part, 0.6 * whole)
         self.render("--region", "5,5,5,9", status=1)
 
     def test_outputs_go_where_they_are_sent(self):
