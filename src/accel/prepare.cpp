@@ -81,11 +81,11 @@ WalkTriangle walk_triangle(const Part& part, const Triangle& face) {
     const Vec3 e2 = part.positions[face.vertex[2]] - p0;
     const Vec3 normal = cross(e1, e2);
     WalkTriangle record;
-    copy(p0, record.p0);
-    copy(normal, record.normal);
-    copy(cross(e2, normal), record.e2_normal);
-    copy(cross(normal, e1), record.normal_e1);
-    record.normal_square = dot(normal, normal);
+    copy(p0, record.values + kTriangleP0);
+    copy(normal, record.values + kTriangleNormal);
+    copy(cross(e2, normal), record.values + kTriangleE2Normal);
+    copy(cross(normal, e1), record.values + kTriangleNormalE1);
+    record.values[kTriangleNormalSquare] = dot(normal, normal);
     return record;
 }
 

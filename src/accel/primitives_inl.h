@@ -5,6 +5,7 @@
 
 #include "accel/hair_curve.h"
 #include "accel/walk_types.h"
+#include "math/constants.h"
 #include "math/simd8.h"
 
 namespace mh {
@@ -71,21 +72,23 @@ struct LocalHit {
     bool front;
 };
 
+// The limits of all four results are looked at together: one branch that is mostly not taken.
 inline bool hit_triangle(const WalkTriangle& f, const LocalRay& ray, float limit, LocalHit& hit) {
-    const Triple<float> to_p0 = triple(f.p0) - ray.origin;
-    const Triple<float> normal = triple(f.normal);
-    const float facing = dot(normal, ray.direction);
-    const float t = dot(normal, to_p0) / facing;
-    if (!(t >= kRayEpsilon) || !(t <= limit - kRayEpsilon)) return false;
-    const Triple<float> in_plane = t * ray.direction - to_p0;
-    const Triple<float> r = {in_plane.x / f.normal_square, in_plane.y / f.normal_square,
-                             in_plane.z / f.normal_square};
-    const float b1 = dot(r, triple(f.e2_normal));
-    if (!(b1 >= 0.0f) || !(b1 <= 1.0f)) return false;
-    const float b2 = dot(r, triple(f.normal_e1));
-    if (!(b2 >= 0.0f) || !(b2 <= 1.0f)) return false;
+    const Float4 direction = lanes(ray.direction.x, ray.direction.y, ray.direction.z, 0.0f);
+    const Float4 origin = lanes(ray.origin.x, ray.origin.y, ray.origin.z, 0.0f);
+    const Float4 to_p0 = load<Float4>(f.values + kTriangleP0) - origin;
+    const Float4 normal = load<Float4>(f.values + kTriangleNormal);
+    const float facing = dot3(normal, direction);
+    const float t = dot3(normal, to_p0) / facing;
+    const Float4 in_plane = fill<Float4>(t) * direction - to_p0;
+    const Float4 r = in_plane / fill<Float4>(f.values[kTriangleNormalSquare]);
+    const float b1 = dot3(r, load<Float4>(f.values + kTriangleE2Normal));
+    const float b2 = dot3(r, load<Float4>(f.values + kTriangleNormalE1));
     const float b0 = 1.0f - b1 - b2;
-    if (!(b0 >= 0.0f)) return false;
+    const Float4 results = lanes(t, b1, b2, b0);
+    const unsigned inside = less_equal(lanes(kRayEpsilon, 0.0f, 0.0f, 0.0f), results)
+                            & less_equal(results, lanes(limit - kRayEpsilon, 1.0f, 1.0f, kFar));
+    if (inside != 0xFu) return false;
     hit = {t, b0, b1, b2, facing < 0.0f};
     return true;
 }

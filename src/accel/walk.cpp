@@ -59,8 +59,9 @@ const WalkUnit* root_stream() {
     return stream.empty() ? nullptr : stream.data();
 }
 
+// Finite, with a limit above 0: a product with 0 is 0 for finite numbers only.
 bool can_hit(const Ray& ray) {
-    return is_finite(ray.origin) && is_finite(ray.direction) && ray.distance > 0.0f;
+    return sum(0.0f * ray.origin) + sum(0.0f * ray.direction) == 0.0f && ray.distance > 0.0f;
 }
 
 void fill_query(const Ray& ray, WalkQuery& query) {

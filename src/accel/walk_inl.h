@@ -36,20 +36,31 @@ inline unsigned slot_of(StackKey key) {
     return static_cast<unsigned>(key >> kSlotShift) & 7u;
 }
 
-// The ray as the box test wants it: broadcast, and with the row of the near plane per axis.
+// Rows of planes in a node of N: byte offsets of the near and the far one per axis.
+struct PlaneRows {
+    std::size_t near[3], far[3];
+};
+
+// The ray as the box test wants it: broadcast, and with the rows of the planes for its signs.
 struct BoxRay {
     Triple<Float8> origin, inverse;
-    int near_row[3], far_row[3]; // 0..2 among the lower planes, 3..5 among the upper ones
+    PlaneRows wide, narrow;
 };
+
+inline void set_rows(PlaneRows& rows, std::size_t axis, bool forward, std::size_t row_bytes) {
+    const std::size_t lower = axis * row_bytes, upper = (axis + 3) * row_bytes;
+    rows.near[axis] = forward ? lower : upper;
+    rows.far[axis] = forward ? upper : lower;
+}
 
 inline BoxRay box_ray(const LocalRay& ray, const Triple<float>& inverse, bool zero_is_positive) {
     BoxRay box = {fill<Float8>(ray.origin), fill<Float8>(inverse), {}, {}};
     const float direction[3] = {ray.direction.x, ray.direction.y, ray.direction.z};
-    for (int axis = 0; axis < 3; ++axis) {
+    for (std::size_t axis = 0; axis < 3; ++axis) {
         const float d = direction[axis];
         const bool forward = zero_is_positive ? d >= 0.0f : d > 0.0f;
-        box.near_row[axis] = forward ? axis : axis + 3;
-        box.far_row[axis] = forward ? axis + 3 : axis;
+        set_rows(box.wide, axis, forward, sizeof(Float8));
+        set_rows(box.narrow, axis, forward, sizeof(Float4));
     }
     return box;
 }
@@ -77,18 +88,20 @@ template<typename F, int N>
 inline unsigned enter_children(const WalkNode<N>& node, const BoxRay& ray, float limit,
                                float* entries, float* exits) {
     const F* const type = nullptr;
-    const float* planes = &node.planes[0][0][0];
-    const auto distance = [&](int row, const Float8& origin, const Float8& inverse) {
-        return (load<F>(planes + row * N) - lanes_of(origin, type)) * lanes_of(inverse, type);
+    const PlaneRows& rows = N == kWide ? ray.wide : ray.narrow;
+    const char* planes = reinterpret_cast<const char*>(node.planes);
+    const auto distance = [&](std::size_t row, const Float8& origin, const Float8& inverse) {
+        const F plane = load<F>(reinterpret_cast<const float*>(planes + row));
+        return (plane - lanes_of(origin, type)) * lanes_of(inverse, type);
     };
     F entry = fill<F>(kBoxStart);
-    entry = max(distance(ray.near_row[0], ray.origin.x, ray.inverse.x), entry);
-    entry = max(distance(ray.near_row[1], ray.origin.y, ray.inverse.y), entry);
-    entry = max(distance(ray.near_row[2], ray.origin.z, ray.inverse.z), entry);
+    entry = max(distance(rows.near[0], ray.origin.x, ray.inverse.x), entry);
+    entry = max(distance(rows.near[1], ray.origin.y, ray.inverse.y), entry);
+    entry = max(distance(rows.near[2], ray.origin.z, ray.inverse.z), entry);
     F exit = fill<F>(limit);
-    exit = min(distance(ray.far_row[0], ray.origin.x, ray.inverse.x), exit);
-    exit = min(distance(ray.far_row[1], ray.origin.y, ray.inverse.y), exit);
-    exit = min(distance(ray.far_row[2], ray.origin.z, ray.inverse.z), exit);
+    exit = min(distance(rows.far[0], ray.origin.x, ray.inverse.x), exit);
+    exit = min(distance(rows.far[1], ray.origin.y, ray.inverse.y), exit);
+    exit = min(distance(rows.far[2], ray.origin.z, ray.inverse.z), exit);
     store(entries, entry);
     if (exits != nullptr) store(exits, exit);
     return less_equal(entry, exit);
@@ -199,21 +212,22 @@ inline bool left_particle(const WalkPrimitive& p, const SphereRoots& roots,
     return identity(p) == query.source && !(roots.b > 0.0f);
 }
 
-// The test of a primitive that is no instance, with the rules of exclusion and visibility.
+inline bool is_excluded(const WalkPrimitive& p, Walk walk, const WalkQuery& query) {
+    return identity(p) == query.source || (is_shadow(walk) && identity(p) == query.target);
+}
+
+// The test of a primitive that is neither a triangle nor an instance. Kept apart, so that the loops
+// over triangles stay small.
 template<Walk walk>
-inline bool test_primitive(const WalkPrimitive& p, const LocalRay& ray, const WalkQuery& query,
-                           LocalHit& hit) {
+[[gnu::noinline]] bool test_other(const WalkPrimitive& p, const LocalRay& ray,
+                                  const WalkQuery& query, LocalHit& hit) {
     const float limit = query.distance;
-    const bool excluded =
-        identity(p) == query.source || (is_shadow(walk) && identity(p) == query.target);
     switch (p.kind) {
-    case static_cast<std::uint8_t>(PrimitiveKind::triangle):
-        if (excluded && walk != Walk::probe) return false;
-        return hit_triangle(p.triangle, ray, limit, hit) && is_visible(p, query);
     case static_cast<std::uint8_t>(PrimitiveKind::tetragon):
-        return !excluded && hit_tetragon(p.tetragon, ray, limit, hit) && is_visible(p, query);
+        return !is_excluded(p, walk, query) && hit_tetragon(p.tetragon, ray, limit, hit)
+               && is_visible(p, query);
     case static_cast<std::uint8_t>(PrimitiveKind::cylinder):
-        return walk != Walk::probe && !excluded && is_visible(p, query)
+        return walk != Walk::probe && !is_excluded(p, walk, query) && is_visible(p, query)
                && hit_cylinder(p.cylinder, ray, limit, hit);
     case static_cast<std::uint8_t>(PrimitiveKind::particle): {
         if (walk == Walk::probe || !is_visible(p, query)) return false;
@@ -226,6 +240,18 @@ inline bool test_primitive(const WalkPrimitive& p, const LocalRay& ray, const Wa
     }
 }
 
+// With the rules of exclusion and visibility. The probe sees the triangle that it left.
+template<Walk walk>
+inline bool test_triangle(const WalkPrimitive& p, const LocalRay& ray, const WalkQuery& query,
+                          LocalHit& hit) {
+    return hit_triangle(p.triangle, ray, query.distance, hit)
+           && (walk == Walk::probe || !is_excluded(p, walk, query)) && is_visible(p, query);
+}
+
+inline bool is_triangle(const WalkPrimitive& p) {
+    return p.kind == static_cast<std::uint8_t>(PrimitiveKind::triangle);
+}
+
 inline bool is_instance(const WalkPrimitive& p) {
     return p.kind >= static_cast<std::uint8_t>(PrimitiveKind::instance);
 }
@@ -235,8 +261,8 @@ bool walk_nearest(const WalkUnit* units, const LocalRay& ray, const Triple<float
                   WalkQuery& query, int level);
 
 template<Walk walk>
-inline bool walk_instance(const WalkPrimitive& p, const LocalRay& ray, WalkQuery& query,
-                          int level) {
+[[gnu::noinline]] bool walk_instance(const WalkPrimitive& p, const LocalRay& ray, WalkQuery& query,
+                                     int level) {
     if (level == kWalkLevels) return false;
     const LocalRay inside = ray_in_instance(p, ray);
     if (!walk_nearest<walk>(target_stream(p), inside,
@@ -246,22 +272,27 @@ inline bool walk_instance(const WalkPrimitive& p, const LocalRay& ray, WalkQuery
     return true;
 }
 
+inline void keep_hit(const WalkPrimitive& p, const LocalHit& hit, int level, WalkQuery& query) {
+    query.distance = hit.distance;
+    query.hit_a = hit.a;
+    query.hit_b = hit.b;
+    query.hit_c = hit.c;
+    query.front = hit.front;
+    query.hit = &p;
+    query.hit_level = level;
+}
+
 template<Walk walk>
 inline bool walk_leaf(const WalkPrimitive* p, const LocalRay& ray, WalkQuery& query, int level) {
     bool any = false;
     for (;; ++p) {
         LocalHit hit;
-        if (is_instance(*p)) {
-            any |= walk_instance<walk>(*p, ray, query, level);
-        } else if (test_primitive<walk>(*p, ray, query, hit)) {
-            query.distance = hit.distance;
-            query.hit_a = hit.a;
-            query.hit_b = hit.b;
-            query.hit_c = hit.c;
-            query.front = hit.front;
-            query.hit = p;
-            query.hit_level = level;
+        if (is_triangle(*p) ? test_triangle<walk>(*p, ray, query, hit)
+                            : !is_instance(*p) && test_other<walk>(*p, ray, query, hit)) {
+            keep_hit(*p, hit, level, query);
             any = true;
+        } else if (is_instance(*p)) {
+            any |= walk_instance<walk>(*p, ray, query, level);
         }
         if (p->last) return any;
     }
@@ -326,22 +357,25 @@ inline void push_children(const WalkNode<N>& node, unsigned entered, StackKey*& 
 }
 
 template<Walk walk>
+[[gnu::noinline]] bool occluded_by_instance(const WalkPrimitive& p, const LocalRay& ray,
+                                            WalkQuery& query, int level) {
+    if (level == kWalkLevels) return false;
+    return walk_occluder<walk>(target_stream(p), ray_in_instance(p, ray), query, level + 1);
+}
+
+template<Walk walk>
 inline bool occluded_by_leaf(const WalkPrimitive* p, const LocalRay& ray, WalkQuery& query,
                              int level) {
     for (;; ++p) {
         ++query.primitives;
         LocalHit hit;
-        if (!is_instance(*p)) {
-            if (test_primitive<walk>(*p, ray, query, hit)) {
-                if constexpr (walk == Walk::occlude_log) query.log[level].instance = kNoInstance;
-                return true;
-            }
-        } else if (level < kWalkLevels) {
-            if (walk_occluder<walk>(target_stream(*p), ray_in_instance(*p, ray), query,
-                                    level + 1)) {
-                if constexpr (walk == Walk::occlude_log) query.log[level].instance = p->index;
-                return true;
-            }
+        const bool occluded = is_triangle(*p)   ? test_triangle<walk>(*p, ray, query, hit)
+                              : is_instance(*p) ? occluded_by_instance<walk>(*p, ray, query, level)
+                                                : test_other<walk>(*p, ray, query, hit);
+        if (occluded) {
+            if constexpr (walk == Walk::occlude_log)
+                query.log[level].instance = is_instance(*p) ? p->index : kNoInstance;
+            return true;
         }
         if (p->last) return false;
     }

@@ -27,14 +27,15 @@ struct alignas(64) WalkNode {
 
 static_assert(sizeof(WalkNode<8>) == 256 && sizeof(WalkNode<4>) == 128);
 
-// What the test of a triangle needs of its corners P0, P1, P2; E1, E2 are the edges from P0.
+// What the test of a triangle needs of its corners P0, P1, P2, as vectors that are read four
+// floats at a time: P0, the normal N = E1 x E2 of the edges E1, E2 from P0, E2 x N, N x E1, and the
+// square N . N.
 struct WalkTriangle {
-    float p0[3];
-    float normal[3];     // N = E1 x E2
-    float e2_normal[3];  // E2 x N
-    float normal_e1[3];  // N x E1
-    float normal_square; // N . N
+    float values[13];
 };
+
+constexpr int kTriangleP0 = 0, kTriangleNormal = 3, kTriangleE2Normal = 6, kTriangleNormalE1 = 9;
+constexpr int kTriangleNormalSquare = 12;
 
 // The corners by coordinate, in order around the face.
 struct WalkTetragon {

@@ -100,6 +100,21 @@ inline Float4 operator*(Float4 a, Float4 b) {
     return {_mm_mul_ps(a.v, b.v)};
 }
 
+inline Float4 operator/(Float4 a, Float4 b) {
+    return {_mm_div_ps(a.v, b.v)};
+}
+
+inline Float4 lanes(float a, float b, float c, float d) {
+    return {_mm_setr_ps(a, b, c, d)};
+}
+
+// a0 b0 + a1 b1 + a2 b2, from left to right.
+inline float dot3(Float4 a, Float4 b) {
+    const __m128 m = _mm_mul_ps(a.v, b.v);
+    const __m128 xy = _mm_add_ss(m, _mm_movehdup_ps(m));
+    return _mm_cvtss_f32(_mm_add_ss(xy, _mm_unpackhi_ps(m, m)));
+}
+
 inline Double4 operator+(Double4 a, Double4 b) {
     return {_mm256_add_pd(a.v, b.v)};
 }
@@ -235,6 +250,14 @@ inline Lanes<T, N> max(const Lanes<T, N>& a, const Lanes<T, N>& b) {
 template<typename T, int N>
 inline Lanes<T, N> min(const Lanes<T, N>& a, const Lanes<T, N>& b) {
     return each<N>([&](int k) { return a.v[k] < b.v[k] ? a.v[k] : b.v[k]; });
+}
+
+inline Float4 lanes(float a, float b, float c, float d) {
+    return {{a, b, c, d}};
+}
+
+inline float dot3(const Float4& a, const Float4& b) {
+    return a.v[0] * b.v[0] + a.v[1] * b.v[1] + a.v[2] * b.v[2];
 }
 
 inline Float8 root(const Float8& a) {
