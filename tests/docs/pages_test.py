@@ -1,0 +1,134 @@
+"""Runs what README and docs show, at tiny size: scene blocks, commands, host programs; looks for the
+pictures and pages that they refer to. A block that opens with a comment naming a file is written to
+that file of the page's scene; every other scene block has to stand alone.
+usage: pages_test.py SOURCE_DIRECTORY INSTALLED_TREE WORK_DIRECTORY
+SPDX-License-Identifier: MIT
+"""
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+
+source, tree, work = (pathlib.Path(a).resolve() for a in sys.argv[1:])
+program = tree / "bin/moonhare"
+environment = dict(os.environ, PATH=f"{tree / 'bin'}:{os.environ['PATH']}",
+                   LD_LIBRARY_PATH=str(tree / "lib"),
+                   PKG_CONFIG_PATH=str(tree / "lib/pkgconfig"))
+
+BLOCK = re.compile(r"^```(\w+)\n(.*?)^```$", re.MULTILINE | re.DOTALL)
+TITLE = re.compile(r"(?:#|//) (\S+\.\w+)\n")
+LINK = re.compile(r"\]\(([^)#:]+)(?:#[^)]*)?\)")
+TINY = ((r"resolution \d+ \d+", "resolution 8 8"), (r"\bsample \d+", "sample 2"),
+        (r"photon \d+", "photon 100"), (r"\blevel \d+", "level 2"),
+        (r"Resolution\((\w+), \d+, \d+\)", r"Resolution(\1, 8, 8)"))
+CAMERA = """camera
+    resolution 8 8
+    sample 1
+    pose
+        position 1 -4 1
+        up_vector 0 0 1
+        field_of_view 45
+    end
+end
+"""
+faults = []
+
+
+def tiny(text):
+    for pattern, small in TINY:
+        text = re.sub(pattern, small, text)
+    return text
+
+
+def run(command, folder, page):
+    result = subprocess.run(command, shell=True, cwd=folder, env=environment, text=True,
+                            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=100)
+    if result.returncode != 0 or "error :(" in result.stdout:
+        faults.append(f"{page}: {command}\n{result.stdout[-2000:]}")
+
+
+def write(path, text):
+    path.parent.mkdir(parents=True, exist_ok=True)
+    path.write_text(text)
+
+
+def keywords():
+    """Every name that the reader of scenes knows."""
+    text = "".join(p.read_text() for p in (source / "src/scene").glob("*.cpp"))
+    return set(re.findall(r'"(\w+)"', text))
+
+
+def check_keys(page, text):
+    depth = 0
+    for line in text.splitlines():
+        words = line.split()
+        if not words or line.startswith("#"):
+            continue
+        if words[0] not in KEYS:
+            faults.append(f'{page}: "{words[0]}" is no key: {line}')
+        depth += -1 if words == ["end"] else len(words) == 1
+        if depth < 0:
+            break
+    if depth != 0:
+        faults.append(f"{page}: blocks and ends do not match:\n{text}")
+
+
+def check_alone(page, number, text):
+    scene = work / f"{page.replace('/', '_')}_{number}"
+    write(scene / "camera/camera.mh", CAMERA)
+    write(scene / "geometry/a.mh", text)
+    # Pictures and meshes of a snippet are not there, so that its report has errors.
+    if subprocess.run([program, scene], cwd=scene, stdout=subprocess.DEVNULL).returncode != 0:
+        faults.append(f"{page}: does not render:\n{text}")
+
+
+def command_lines(page, folder, text):
+    for line in text.splitlines():
+        if match := re.match(r"\./run (\w+)$", line):
+            run(f"{source}/run help | grep -q '^  {match[1]} '", folder, page)
+        elif not line.startswith(("cmake --install", "cpack")):
+            run(line.replace("build/release/tools/moonhare", str(program)), folder, page)
+
+
+def check_page(path):
+    page = str(path.relative_to(source))
+    folder = work / page.replace("/", "_")
+    folder.mkdir(parents=True)
+    text = path.read_text()
+    for target in LINK.findall(text):
+        if not (path.parent / target).exists():
+            faults.append(f"{page}: no file {target}")
+    # The scene's directory is the one that the first command names.
+    named = re.search(r"^(?:\S*/)?moonhare (\w+)$", text, re.MULTILINE)
+    for number, (kind, block) in enumerate(BLOCK.findall(text)):
+        title = TITLE.match(block)
+        if kind == "text":
+            check_keys(page, block)
+        if kind == "sh":
+            command_lines(page, folder, block)
+        elif title and kind in ("text", "obj"):
+            write(folder / named[1] / title[1], tiny(block))
+        elif title:
+            write(folder / title[1], tiny(block))
+        elif kind in ("c", "cpp") and "int main" in block:
+            write(folder / f"{number}.{kind}", tiny(block))
+            run(f"c++ {number}.{kind} $(pkg-config --cflags --libs moonhare) && ./a.out", folder, page)
+        elif kind == "text":
+            check_alone(page, number, tiny(block))
+
+
+shutil.rmtree(work, ignore_errors=True)
+KEYS = keywords()
+pages = [source / "README.md", source / "CONTRIBUTING.md", source / "examples/README.md",
+         *sorted((source / "docs").rglob("*.md"))]
+for path in pages:
+    check_page(path)
+for picture in (source / "docs/images").iterdir():
+    if picture.stat().st_size > 150_000:
+        faults.append(f"{picture.name} is larger than 150 KB")
+    if not any(picture.name in path.read_text() for path in pages):
+        faults.append(f"{picture.name} is shown nowhere")
+print("\n".join(faults) or f"{len(pages)} pages are right")
+sys.exit(bool(faults))
