@@ -219,16 +219,19 @@ void reserve_stream(std::vector<WalkUnit>& stream, std::uint64_t units) {
 
 void PrepareWalk(Object& object) {
     Tree& tree = object.tree;
-    tree.walk = {};
-    if (tree.nodes.empty()) return;
+    if (tree.nodes.empty()) {
+        tree.walk = {};
+        return;
+    }
     Layout layout;
     layout.unit.resize(tree.nodes.size());
     place(tree, 0, 0, layout);
     if (layout.units > kWalkUnitMask || layout.stack > kWalkStack) {
         ReportError("walk - tree is too large: " + object.name);
+        tree.walk = {};
         return;
     }
-    reserve_stream(tree.walk, layout.units);
+    if (tree.walk.size() != layout.units) reserve_stream(tree.walk, layout.units);
     const auto count = static_cast<std::int64_t>(tree.nodes.size());
 #pragma omp parallel for num_threads(team_size())                                                  \
     schedule(static) if (count > kSmallTree) default(none) shared(count, object, tree, layout)

@@ -1,4 +1,4 @@
-// Leaf-order copies of what the walks read: run once per object when its tree has been made.
+// The stream that the walks read: written when an object's tree has been made or reordered.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -6,8 +6,9 @@
 
 namespace mh {
 
-// Fills Tree::leaves from references, parts and shaders. Call after SATOrder, at the end of the
-// setup of an object; ReorderTree needs no second call. The walks see nothing of an object before.
+// Fills Tree::walk from nodes, references, parts and shaders. Call after SATOrder, at the end of
+// the setup of an object, which no ray hits before, and after a ReorderTree that moved something:
+// the stream then stays where it is, so that the instances that lead to it stay right.
 void PrepareWalk(Object& object);
 
 } // namespace mh

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "frame/phases.h"
 
+#include "accel/prepare.h"
 #include "accel/scene_assembly.h"
 #include "accel/tree.h"
 #include "accel/types.h"
@@ -82,7 +83,7 @@ void first_frame_done() {
         TraversalTotals.primitives += thread.shadow_primitives;
     }
     for (Object& object : Objects)
-        ReorderTree(object);
+        if (ReorderTree(object) > 0.0f) PrepareWalk(object);
 }
 
 void initialize_objects() {

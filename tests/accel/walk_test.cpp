@@ -2,7 +2,10 @@
 // SPDX-License-Identifier: MIT
 #include "accel/walk.h"
 
+#include "accel/prepare.h"
 #include "accel/scene_assembly.h"
+#include "accel/tree.h"
+#include "frame/types.h"
 #include "random_object.h"
 #include "ray_oracle.h"
 #include "shading/types.h"
@@ -162,6 +165,31 @@ TEST_F(Walks, ShadowsAreThoseOfAnyPrimitiveInBetween) {
     }
     EXPECT_GT(dark, kRays / 8);
     EXPECT_GT(clear, kRays / 8);
+}
+
+// Measured shadows change the order of visits, so that the same rays cost less, and nothing else.
+TEST_F(Walks, ReorderedTreesGiveTheSameShadowsForLess) {
+    std::vector<Ray> rays;
+    for (int i = 0; i < kRays; ++i)
+        rays.push_back(random_ray(random, i));
+    const auto cost_of_all = [&rays](void (*query)(Ray&)) {
+        ThreadStates[0].shadow_primitives = 0;
+        std::vector<float> transparency;
+        for (Ray ray : rays) {
+            ray.distance = 2.0f;
+            query(ray);
+            transparency.push_back(ray.weight.x);
+        }
+        return std::pair(transparency, ThreadStates[0].shadow_primitives);
+    };
+    const auto [before, cost_before] = cost_of_all(OccludeLog);
+    for (Object& object : Objects) {
+        ASSERT_GT(ReorderTree(object), 0.0f);
+        PrepareWalk(object);
+    }
+    const auto [after, cost_after] = cost_of_all(shadow_query);
+    EXPECT_TRUE(before == after);
+    EXPECT_LT(cost_after, cost_before);
 }
 
 TEST_F(Walks, RaysThatAreNotNumbersHitNothing) {
