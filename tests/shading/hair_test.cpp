@@ -6,6 +6,7 @@
 #include "math/sampling.h"
 #include "shading/hair_table.h"
 #include "shading/shaders.h"
+#include "support/expect.h"
 #include "support/fresh_scene.h"
 #include "support/replay.h"
 
@@ -15,8 +16,7 @@
 
 #include <gtest/gtest.h>
 
-namespace mh {
-
+namespace mh::test {
 namespace {
 
 HairTable table_of(float alpha, float ior, const Vec3& absorption) {
@@ -24,7 +24,7 @@ HairTable table_of(float alpha, float ior, const Vec3& absorption) {
     table.alpha[0] = alpha;
     table.ior = ior;
     table.absorption = absorption;
-    const test::FreshScene quiet; // catches the report
+    const FreshScene quiet; // catches the report
     BuildHairTable(table);
     return table;
 }
@@ -41,23 +41,19 @@ std::array<Vec3, 3> lobe_energy(const HairTable& table, float sin_o) {
     constexpr int kSteps = 200;
     const SurfacePoint point = fibre_along_z(sin_o);
     std::array<Vec3, 3> total = {};
-    for (int i = 0; i < kSteps; ++i) {
-        for (int j = 0; j < kSteps; ++j) {
-            const Vec3 w = sample_sphere(
-                {(static_cast<float>(i) + 0.5f) / kSteps, (static_cast<float>(j) + 0.5f) / kSteps});
-            std::array<Vec3, 3> lobes;
-            Vec3 density;
-            hair_glossy(table, point.outgoing, w, point, lobes, density);
-            const Vec3 alone = hair_lobe_pdf(table, point.outgoing, w, point);
-            EXPECT_TRUE(alone == density);
-            for (std::size_t k = 0; k < 3; ++k)
-                total[k] += lobes[k] * (4.0f * kPi / (kSteps * kSteps));
-        }
+    for (int i = 0; i < kSteps * kSteps; ++i) {
+        const float u = (static_cast<float>(i % kSteps) + 0.5f) / kSteps;
+        const float v = (static_cast<float>(i / kSteps) + 0.5f) / kSteps;
+        const Vec3 w = sample_sphere({u, v});
+        std::array<Vec3, 3> lobes;
+        Vec3 density;
+        hair_glossy(table, point.outgoing, w, point, lobes, density);
+        EXPECT_TRUE(hair_lobe_pdf(table, point.outgoing, w, point) == density);
+        for (std::size_t k = 0; k < 3; ++k)
+            total[k] += lobes[k] * (4.0f * kPi / (kSteps * kSteps));
     }
     return total;
 }
-
-} // namespace
 
 TEST(HairLobes, KeepTheEnergyOfAFibreThatAbsorbsNothing) {
     for (const float alpha : {0.06f, 0.5f}) {
@@ -71,60 +67,53 @@ TEST(HairLobes, KeepTheEnergyOfAFibreThatAbsorbsNothing) {
     }
 }
 
+TEST(HairLobes, LoseTheReflectionWithoutAChangeOfIndex) {
+    const SurfacePoint point = fibre_along_z(0.0f);
+    std::array<Vec3, 3> lobes;
+    Vec3 density;
+    hair_glossy(table_of(0.2f, 1.0f, {}), point.outgoing, point.outgoing, point, lobes, density);
+    EXPECT_EQ(lobes[0].x, 0.0f);
+    EXPECT_GT(density.x, 0.0f);
+}
+
 TEST(HairLobes, AreColoredByTheWayThroughTheFibre) {
     const HairTable table = table_of(0.2f, 1.55f, {0.0f, 0.2f, 1.0f});
     const std::array<Vec3, 3> energy = lobe_energy(table, 0.3f);
     EXPECT_EQ(energy[0].x, energy[0].z); // reflection at the surface keeps the light's colour
-    EXPECT_GT(energy[1].x, energy[1].y);
     const float once = energy[1].y / energy[1].x, twice = energy[2].y / energy[2].x;
+    EXPECT_LT(once, 1.0f);
     EXPECT_LT(twice, once);                  // two passes absorb more than one
     EXPECT_GT(once, std::exp(-0.2f * 4.0f)); // no way through is longer than 4 radii over cos_t
-}
-
-TEST(HairLobes, LoseTheReflectionWithoutAChangeOfIndex) {
-    const HairTable table = table_of(0.2f, 1.0f, {});
-    std::array<Vec3, 3> lobes;
-    Vec3 density;
-    const SurfacePoint point = fibre_along_z(0.0f);
-    hair_glossy(table, point.outgoing, point.outgoing, point, lobes, density);
-    EXPECT_EQ(lobes[0].x, 0.0f);
-    EXPECT_GT(density.x, 0.0f);
 }
 
 // The cone's cosine c has density exp(c / v) / (2 v sinh(1 / v)): its integral is uniform. Seen
 // along the axis the sampled direction is -c along it.
 TEST(HairSampler, DrawsTheConeByItsDensity) {
-    constexpr int kDraws = 100000, kCells = 100;
-    constexpr double kChiSquare99 = 148.2; // 99.9 % point for 99 degrees of freedom
     HairTable table = table_of(0.1f, 1.55f, {});
-    for (const float alpha : {0.002f, 0.05f, 0.101f, 0.3f, 1.0f}) {
+    for (const float alpha : {0.05f, 0.101f, 0.3f, 1.0f}) {
         table.alpha[0] = alpha;
         table.variance[0] = alpha * alpha;
-        const test::SeededDraws seed(4);
+        const SeededDraws seed(4);
         SurfacePoint point = fibre_along_z(1.0f);
         point.outgoing = point.tangent;
-        std::array<int, kCells> counts = {};
+        std::vector<int> counts(100);
         const double v = static_cast<double>(alpha) * static_cast<double>(alpha);
-        for (int i = 0; i < kDraws; ++i) {
+        for (int i = 0; i < 100000; ++i) {
             Vec3 direction, attenuation;
             ASSERT_EQ(sample_hair(table, 0.3f, point, direction, attenuation), 0);
             const double c = -static_cast<double>(direction.z);
             const double low = std::exp((-1.0 - 1.0) / v);
             const double share = (std::exp((c - 1.0) / v) - low) / (1.0 - low);
-            ++counts[static_cast<std::size_t>(std::clamp(static_cast<int>(kCells * share), 0, 99))];
+            ++counts[static_cast<std::size_t>(std::clamp(static_cast<int>(100 * share), 0, 99))];
         }
-        double chi_square = 0.0;
-        for (const int count : counts)
-            chi_square += (count - 1000.0) * (count - 1000.0) / 1000.0;
-        if (alpha < 0.05f) continue; // a float cosine has fewer values than there are cells
-        EXPECT_LT(chi_square, kChiSquare99) << alpha;
+        EXPECT_LT(chi_square(counts, 1000.0), kChiSquare99) << alpha;
     }
 }
 
 TEST(HairSampler, PicksAllLobesAndWeighsThem) {
     HairTable table = table_of(0.2f, 1.55f, {0.1f, 0.1f, 0.1f});
     table.sample_all_lobes = true;
-    const test::SeededDraws seed(8);
+    const SeededDraws seed(8);
     const SurfacePoint point = fibre_along_z(0.4f);
     std::array<int, 3> counts = {};
     for (int i = 0; i < 30000; ++i) {
@@ -139,51 +128,43 @@ TEST(HairSampler, PicksAllLobesAndWeighsThem) {
         EXPECT_NEAR(count, 10000, 330); // four deviations
 }
 
+Shader hair_shader(float roughness, float ior, const Vec3& transmittance) {
+    Shader shader;
+    AddSurfaceLayer(shader);
+    slot(shader, Element::roughness).color = {roughness, 0.1f, 0.0f};
+    slot(shader, Element::ior).color = splat(ior);
+    shader.medium.transmittance = transmittance;
+    FinishShader(shader);
+    SetHairParameters(shader);
+    return shader;
+}
+
 TEST(HairTable, StaysFiniteForAbsurdParameters) {
-    const test::SeededDraws seed(1);
-    const std::array<std::pair<float, float>, 4> cases = {
-        {{0.0f, 0.0f}, {1e-9f, 0.5f}, {1e30f, 1.0f}, {-1.0f, 1e6f}}};
-    for (const auto& [roughness, ior] : cases) {
-        const test::FreshScene quiet;
-        Shader shader;
-        AddSurfaceLayer(shader);
-        shader.layers[0].elements[static_cast<std::size_t>(Element::roughness)].color.x = roughness;
-        shader.layers[0].elements[static_cast<std::size_t>(Element::ior)].color = splat(ior);
-        FinishShader(shader);
-        SetHairParameters(shader);
-        EXPECT_GE(shader.hair_table.alpha[0], 1e-3f);
-        BuildHairTable(shader.hair_table);
+    const FreshScene quiet;
+    const SeededDraws seed(1);
+    for (const auto& [roughness, ior] :
+         {std::pair{0.0f, 0.0f}, {1e-9f, 0.5f}, {1e30f, 1.0f}, {-1.0f, 1e6f}}) {
+        HairTable table = hair_shader(roughness, ior, splat(1.0f)).hair_table;
+        EXPECT_GE(table.alpha[0], 1e-3f);
+        BuildHairTable(table);
         const SurfacePoint point = fibre_along_z(0.2f);
+        Vec3 direction, attenuation, density;
         for (const Vec3& w : {point.outgoing, -point.outgoing, point.tangent, Vec3{}}) {
             std::array<Vec3, 3> lobes;
-            Vec3 density;
-            hair_glossy(shader.hair_table, point.outgoing, w, point, lobes, density);
-            EXPECT_TRUE(is_finite(lobes[0] + lobes[1] + lobes[2] + density))
-                << roughness << " " << ior;
+            hair_glossy(table, point.outgoing, w, point, lobes, density);
+            EXPECT_TRUE(is_finite(lobes[0] + lobes[1] + lobes[2] + density)) << roughness;
         }
-        Vec3 direction, attenuation;
-        sample_hair(shader.hair_table, 1.0f, point, direction, attenuation);
+        sample_hair(table, 1.0f, point, direction, attenuation);
         EXPECT_TRUE(is_finite(direction) && is_finite(attenuation)) << roughness << " " << ior;
     }
 }
 
 TEST(HairTable, TakesItsParametersFromTheFirstLayerAndTheMedium) {
-    test::FreshScene scene;
-    Shader shader;
-    AddSurfaceLayer(shader);
-    shader.layers[0].elements[static_cast<std::size_t>(Element::roughness)].color = {0.2f, 0.1f, 0};
-    shader.layers[0].elements[static_cast<std::size_t>(Element::ior)].color = splat(1.4f);
-    shader.medium.transmittance = {0.5f, 1.0f, 1.0f};
-    FinishShader(shader);
-    SetHairParameters(shader);
-    EXPECT_NEAR(shader.hair_table.alpha[0], 9.0f * kRadiansPerDegree, 1e-6f);
-    EXPECT_NEAR(shader.hair_table.ior, 1.4f, 1e-6f);
-    EXPECT_NEAR(shader.hair_table.absorption.x, std::log(2.0f), 1e-6f);
-    scene.take_report();
-    BuildHairTable(shader.hair_table);
-    const std::string report = scene.take_report();
-    EXPECT_EQ(report.rfind("bcsdf lut ", 0), 0u) << report;
-    EXPECT_NE(report.find(" [ seconds ]\n" + std::string(80, '_') + "\n\n"), std::string::npos);
+    const HairTable table = hair_shader(0.2f, 1.4f, {0.5f, 1.0f, 1.0f}).hair_table;
+    EXPECT_NEAR(table.alpha[0], 9.0f * kRadiansPerDegree, 1e-6f);
+    EXPECT_NEAR(table.ior, 1.4f, 1e-6f);
+    EXPECT_NEAR(table.absorption.x, std::log(2.0f), 1e-6f);
 }
 
-} // namespace mh
+} // namespace
+} // namespace mh::test

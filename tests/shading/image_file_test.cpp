@@ -1,17 +1,15 @@
 // Image files of every format that is read, made here byte by byte, whole, cut and absurd.
 // SPDX-License-Identifier: MIT
 #include "math/rgbe.h"
-#include "shading/image_guard.h"
 #include "shading/images.h"
+#include "support/expect.h"
 #include "support/fresh_scene.h"
 
 #include <bit>
-#include <functional>
 
 #include <gtest/gtest.h>
 
-namespace mh {
-
+namespace mh::test {
 namespace {
 
 std::string bytes(std::initializer_list<int> values) {
@@ -59,19 +57,18 @@ std::string bmp() {
 
 std::string tiff(std::uint32_t bits, std::uint32_t sample_format, const std::string& rows) {
     std::string text = "II*" + bytes({0}) + little(8, 4) + little(10, 2);
-    const std::uint32_t tags[10][2] = {{256, 1},
-                                       {257, 2},
-                                       {258, bits},
-                                       {259, 1},
-                                       {262, 1},
-                                       {273, 134},
-                                       {277, 1},
-                                       {278, 2},
-                                       {279, static_cast<std::uint32_t>(rows.size())},
-                                       {339, sample_format}};
-    for (const auto& tag : tags)
-        text += little(tag[0], 2) + little(4, 2) + little(1, 4) + little(tag[1], 4);
+    const auto size = static_cast<std::uint32_t>(rows.size());
+    const std::pair<std::uint32_t, std::uint32_t> tags[] = {
+        {256, 1},   {257, 2}, {258, bits}, {259, 1},    {262, 1},
+        {273, 134}, {277, 1}, {278, 2},    {279, size}, {339, sample_format}};
+    for (const auto& [tag, value] : tags)
+        text += little(tag, 2) + little(4, 2) + little(1, 4) + little(value, 4);
     return text + little(0, 4) + rows;
+}
+
+// Below (1, 1, 1), above (2, 2, 2).
+std::string pfm() {
+    return "PF\n1 2\n-1.0\n" + floats({1, 1, 1, 2, 2, 2});
 }
 
 std::string hdr() {
@@ -81,7 +78,7 @@ std::string hdr() {
 
 // Reads the content under a name; the image's texels are the result.
 Image read(const std::string& name, const std::string& content) {
-    const test::TemporaryFolder folder;
+    const TemporaryFolder folder;
     folder.write(name, content);
     Image image;
     image.path = name;
@@ -90,10 +87,8 @@ Image read(const std::string& name, const std::string& content) {
 }
 
 struct ImageFile : testing::Test {
-    test::FreshScene scene;
+    FreshScene scene;
 };
-
-} // namespace
 
 TEST_F(ImageFile, HasItsBottomRowFirst) {
     for (const auto& [name, content] :
@@ -103,11 +98,10 @@ TEST_F(ImageFile, HasItsBottomRowFirst) {
         EXPECT_EQ(image.channels, 3) << name;
         EXPECT_EQ(image.bytes, (std::vector<std::uint8_t>{100, 75, 50, 200, 150, 100})) << name;
     }
-    const Image pfm = read("a.pfm", "PF\n1 2\n-1.0\n" + floats({1, 1, 1, 2, 2, 2}));
-    ASSERT_EQ(pfm.height, 2);
-    EXPECT_TRUE(pfm.rgbe_encoded);
-    EXPECT_EQ(read_texel(pfm, 0).x, 1.0f); // the first row of the file is the lower one
-    EXPECT_EQ(read_texel(pfm, 1).x, 2.0f);
+    const Image reals = read("a.pfm", pfm());
+    ASSERT_EQ(reals.height, 2);
+    EXPECT_TRUE(reals.rgbe_encoded);
+    EXPECT_EQ(read_texel(reals, 0).x, 1.0f); // the first row of the file is the lower one
 }
 
 TEST_F(ImageFile, HasItsTopRowFirstUnderTheNameOfARadianceMap) {
@@ -133,15 +127,13 @@ TEST_F(ImageFile, KeepsTheWidthOfItsChannels) {
 }
 
 TEST_F(ImageFile, IsFoundThroughTheSearchListOnce) {
-    const test::TemporaryFolder folder;
+    const TemporaryFolder folder;
     folder.write("maps/wood/a.ppm", ppm());
     ImageSearchPaths = {"", "nowhere", "maps"};
     const int index = FindOrAddImage("wood\\a.ppm");
     EXPECT_EQ(FindOrAddImage("wood\\a.ppm"), index);
     EXPECT_EQ(FindOrAddImage(""), -1);
     EXPECT_TRUE(LoadImage(Textures[static_cast<std::size_t>(index)]));
-    EXPECT_TRUE(LoadImage(Textures[static_cast<std::size_t>(index)]));
-    ImageSearchPaths = {"", "maps"};
     Image directory;
     directory.path = "wood"; // can be opened, but is no file
     EXPECT_FALSE(LoadImage(directory));
@@ -149,29 +141,11 @@ TEST_F(ImageFile, IsFoundThroughTheSearchListOnce) {
     ImageSearchPaths = {""};
 }
 
-TEST_F(ImageFile, IsReportedByThePhaseWithItsMissingOnes) {
-    const test::TemporaryFolder folder;
-    folder.write("a.ppm", ppm());
-    FindOrAddImage("absent.png");
-    FindOrAddImage("a.ppm");
-    scene.take_report();
-    InitializeTextures();
-    const std::string rule = std::string(80, '_') + "\n\n";
-    const std::string report = scene.take_report();
-    EXPECT_EQ(report.rfind("error :( \timage - absent.png\tcannot be found\n" + rule + rule
-                               + "textures                2  ",
-                           0),
-              0u)
-        << report;
-    InitializeTextures();
-    EXPECT_EQ(scene.take_report().find("absent"), std::string::npos); // told once
-}
-
 // Every cut of every file, and every byte of its head raised: an image or one line, never a crash.
 TEST_F(ImageFile, IsReadOrRefusedWhateverItHolds) {
-    for (const std::string& whole : {ppm(), tga(), bmp(), hdr(), tiff(8, 1, bytes({200, 100})),
-                                     "PF\n1 2\n-1.0\n" + floats({1, 1, 1, 2, 2, 2})}) {
-        for (std::size_t i = 0; i < std::min<std::size_t>(whole.size(), 140); i += 1) {
+    for (const std::string& whole :
+         {ppm(), tga(), bmp(), hdr(), tiff(8, 1, bytes({200, 100})), pfm()}) {
+        for (std::size_t i = 0; i < std::min<std::size_t>(whole.size(), 140); ++i) {
             std::string changed = whole;
             changed[i] = static_cast<char>(changed[i] + 0x7F);
             for (const std::string& content : {whole.substr(0, i), changed}) {
@@ -186,28 +160,27 @@ TEST_F(ImageFile, IsReadOrRefusedWhateverItHolds) {
 
 TEST_F(ImageFile, IsRefusedWhenItClaimsMoreThanItHolds) {
     const std::string png = "\x89PNG\r\n\x1a\n" + big(13, 4) + "IHDR";
+    const std::string tail = bytes({8, 2, 0, 0, 0});
     const std::string jpeg = bytes({0xFF, 0xD8, 0xFF, 0xC0, 0, 17, 8});
-
-    struct Case {
-        std::string content, fault;
-    };
-
-    for (const Case& c :
-         {Case{png + big(70000, 4) + big(70000, 4) + bytes({8, 2, 0, 0, 0}), "more than 2^28"},
-          Case{png + big(9000, 4) + big(9000, 4) + bytes({8, 2, 0, 0, 0}), "is too short"},
-          Case{png + big(0, 4) + big(5, 4) + bytes({8, 2, 0, 0, 0}), "has no pixels"},
-          Case{jpeg + big(9000, 2) + big(9000, 2) + std::string(20, '\0'), "is too short"},
-          Case{jpeg + big(0, 2) + big(9000, 2) + std::string(20, '\0'), "has no pixels"},
-          Case{"#?RADIANCE\n\n-Y -3 +X 5\n", "has no pixels"},
-          Case{"#?RADIANCE\n\n-Y 16000 +X 16000\n", "is too short"},
-          Case{bytes({0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 8, 0, 8, 24, 0}), "too short"},
-          Case{"P4\n99999 2000\n" + std::string(20, 'x'), "is too short"},
-          Case{"P5\n2147483647 2147483647\n255\n", "more than 2^28"}, Case{"hello", "known format"},
-          Case{"", "known format"}}) {
-        EXPECT_EQ(read("a.bin", c.content).width, 0);
+    const std::pair<std::string, const char*> cases[] = {
+        {png + big(70000, 4) + big(70000, 4) + tail, "more than 2^28"},
+        {png + big(9000, 4) + big(9000, 4) + tail, "is too short"},
+        {png + big(0, 4) + big(5, 4) + tail, "has no pixels"},
+        {jpeg + big(9000, 2) + big(9000, 2) + std::string(20, '\0'), "is too short"},
+        {jpeg + big(0, 2) + big(9000, 2) + std::string(20, '\0'), "has no pixels"},
+        {"#?RADIANCE\n\n-Y -3 +X 5\n", "has no pixels"},
+        {"#?RADIANCE\n\n-Y 16000 +X 16000\n", "is too short"},
+        {bytes({0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 8, 0, 8, 24, 0}), "too short"},
+        {"P4\n99999 2000\n" + std::string(20, 'x'), "is too short"},
+        {"P5\n2147483647 2147483647\n255\n", "more than 2^28"},
+        {"hello", "known format"},
+        {"", "known format"}};
+    for (const auto& [content, fault] : cases) {
+        EXPECT_EQ(read("a.bin", content).width, 0);
         const std::string report = scene.take_report();
-        EXPECT_NE(report.find(c.fault), std::string::npos) << report;
+        EXPECT_NE(report.find(fault), std::string::npos) << report;
     }
 }
 
-} // namespace mh
+} // namespace
+} // namespace mh::test

@@ -1,0 +1,37 @@
+// Checks and small builders that the tests of several folders share.
+// SPDX-License-Identifier: MIT
+#include "support/expect.h"
+
+#include "shading/images.h"
+
+#include <gtest/gtest.h>
+
+namespace mh::test {
+
+void expect_near(const Vec3& a, const Vec3& b, float tolerance) {
+    EXPECT_NEAR(a.x, b.x, tolerance);
+    EXPECT_NEAR(a.y, b.y, tolerance);
+    EXPECT_NEAR(a.z, b.z, tolerance);
+}
+
+double chi_square(const std::vector<int>& counts, double expected) {
+    double sum = 0.0;
+    for (const int count : counts)
+        sum += (count - expected) * (count - expected) / expected;
+    return sum;
+}
+
+ShaderElement& slot(Shader& shader, Element element, std::size_t layer) {
+    return shader.layers[layer].elements[static_cast<std::size_t>(element)];
+}
+
+int add_texel_image(const std::string& name, const Vec3& texel) {
+    const int index = FindOrAddImage(name);
+    Image& image = Textures[static_cast<std::size_t>(index)];
+    AllocateImage(image, 1, 1, 3, 32, false);
+    set_texel(image, 0, texel);
+    image.loaded = true;
+    return index;
+}
+
+} // namespace mh::test

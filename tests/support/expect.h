@@ -1,0 +1,31 @@
+// Checks and small builders that the tests of several folders share.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "math/vec3.h"
+#include "shading/types.h"
+
+#include <string>
+#include <vector>
+
+namespace mh::test {
+
+// What the report prints as a rule.
+const std::string kRule = std::string(80, '_') + "\n\n";
+
+constexpr float kTolerance = 1e-5f; // a few roundings of unit vectors
+
+void expect_near(const Vec3& a, const Vec3& b, float tolerance = kTolerance);
+
+// Chi-square of counts that are all expected to be the same.
+double chi_square(const std::vector<int>& counts, double expected);
+
+// 99.9 % point of the chi-square distribution with 99 degrees of freedom.
+constexpr double kChiSquare99 = 148.2;
+
+ShaderElement& slot(Shader& shader, Element element, std::size_t layer = 0);
+
+// An image of one texel in Textures; returns its index.
+int add_texel_image(const std::string& name, const Vec3& texel);
+
+} // namespace mh::test
