@@ -41,7 +41,8 @@ Curve curve_of(const std::string& name) {
 float converted(float value, float factor, Curve curve, bool linear) {
     value *= factor;
     if (curve != nullptr) value = value > 0.0f ? curve(std::fmin(value, 1e15f)) : 0.0f;
-    return linear ? value : srgb_of(value);
+    constexpr float kHalfStep = 0.5f / 255.0f; // the writer cuts to a byte: this rounds
+    return linear ? value : std::fmin(srgb_of(value) + kHalfStep, 1.0f);
 }
 
 float linear_of_srgb(float value) {

@@ -91,10 +91,7 @@ void time_phase(const char* name, const std::function<void()>& act) {
 }
 
 // Why the checkpoint cannot be gone on from, or empty with the images restored.
-std::string resume_from(const std::string& path) {
-    Checkpoint checkpoint;
-    const std::string fault = ReadCheckpoint(path, checkpoint);
-    if (!fault.empty()) return fault;
+std::string resume_from(const Checkpoint& checkpoint) {
     if (checkpoint.scene != run.scene) return "belongs to another scene, or the scene has changed";
     if (checkpoint.settings != SettingsText())
         return "was rendered with other settings: " + checkpoint.settings + "; now "
@@ -143,11 +140,16 @@ int render_opened(const Arguments& arguments) {
                        nothing + "; moonhare check " + arguments.scene + " tells more");
     const std::string no_folder = PrepareOutputFolders(arguments);
     if (!no_folder.empty()) return give_up(kNotWritten, no_folder);
+    Checkpoint checkpoint;
+    if (!arguments.resume.empty()) {
+        const std::string fault = ReadCheckpoint(arguments.resume, checkpoint);
+        if (!fault.empty()) return give_up(kWrongUse, arguments.resume + ' ' + fault);
+    }
     initialize_phases();
     if (!arguments.checkpoint.empty() || !arguments.resume.empty())
         run.scene = SceneDigest(arguments.scene);
     if (!arguments.resume.empty()) {
-        const std::string fault = resume_from(arguments.resume);
+        const std::string fault = resume_from(checkpoint);
         if (!fault.empty()) return give_up(kWrongUse, arguments.resume + ' ' + fault);
     }
     if (is_interrupted()) return give_up(kInterrupted, "interrupted before the first frame");

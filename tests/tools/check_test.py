@@ -100,6 +100,7 @@ FAULTS = [
     (C, CAMERA.replace('        image "albedo.exr"\n', ""), 10, 'without "image"', ""),
     # The scene as a whole.
     (C, None, 0, "no camera", ""),
+    (C, CAMERA.replace("24 16", "2000000 2000000"), 0, "GB of memory", ""),
     (C, "camera\nend\n", 1, 'without "pose"', ""),
     (G, None, 0, "no object", ""),
     (L, None, 0, "no light", ""),
