@@ -185,6 +185,7 @@ void write_node(Object& object, std::uint32_t index, const Layout& layout) {
         for (int axis = 0; axis < 3; ++axis)
             std::copy_n(from.planes[side][axis], N, node.planes[side][axis]);
     node.wide_node = index;
+    node.leaves = 0;
     std::uint32_t next =
         layout.unit[index] + static_cast<std::uint32_t>(sizeof node / sizeof *unit);
     for (std::uint32_t slot = 0; slot < N; ++slot) {
@@ -196,6 +197,7 @@ void write_node(Object& object, std::uint32_t index, const Layout& layout) {
             continue;
         }
         node.child[slot] = next | kWalkLeaf;
+        node.leaves |= 1u << slot;
         for (std::uint32_t k = 0; k < count; ++k) {
             auto& p = *new (object.tree.walk.data() + next++) WalkPrimitive{};
             write_primitive(object, tree.references[child + k], p);

@@ -112,11 +112,10 @@ void write_hit(const WalkQuery& query, Ray& ray) {
     ray.hit_in_root = object.object_level == 0;
 }
 
-// Counts the ray and walks, without a change to the limit or the direction.
+// Counts the ray and walks; limit, direction and inverse direction are set.
 bool find_nearest(Ray& ray, bool (*walk)(const WalkUnit*, WalkQuery&), WalkQuery& query) {
     ray.instance_level = 0;
     ++ThreadStates[ray.thread].rays;
-    ray.inverse_direction = inverse_direction(ray.direction, kInfinity);
     const WalkUnit* root = root_stream();
     if (root == nullptr || !can_hit(ray)) return false;
     fill_query(ray, query);
@@ -174,13 +173,14 @@ void UseVectorWalks(bool vector) {
 
 bool closest_hit(Ray& ray) {
     ray.distance = kFar;
-    WalkQuery query;
-    const bool hit = find_nearest(ray, current->closest, query);
+    ray.inverse_direction = inverse_direction(ray.direction, kInfinity);
     ray.direction = normalize(ray.direction);
-    return hit;
+    WalkQuery query;
+    return find_nearest(ray, current->closest, query);
 }
 
 bool probe_hit(Ray& ray) {
+    ray.inverse_direction = inverse_direction(ray.direction, kInfinity);
     WalkQuery query;
     return find_nearest(ray, current->probe, query);
 }

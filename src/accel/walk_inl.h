@@ -264,10 +264,10 @@ template<Walk walk>
 [[gnu::noinline]] bool walk_instance(const WalkPrimitive& p, const LocalRay& ray, WalkQuery& query,
                                      int level) {
     if (level == kWalkLevels) return false;
-    const LocalRay inside = ray_in_instance(p, ray);
-    if (!walk_nearest<walk>(target_stream(p), inside,
-                            inverse_direction(inside.direction, kInfinity), query, level + 1))
-        return false;
+    LocalRay inside = ray_in_instance(p, ray);
+    const Triple<float> inverse = inverse_direction(inside.direction, kInfinity);
+    if constexpr (walk == Walk::closest) inside.direction = unit_direction(inside.direction);
+    if (!walk_nearest<walk>(target_stream(p), inside, inverse, query, level + 1)) return false;
     query.hit_path[level] = &p;
     return true;
 }
@@ -298,14 +298,12 @@ inline bool walk_leaf(const WalkPrimitive* p, const LocalRay& ray, WalkQuery& qu
     }
 }
 
-// Nearest hit in one object and what it instances. The box test keeps `inverse`, of the direction
-// as it came; the primitives see the unit direction.
+// Nearest hit in one object and what it instances. The box test takes the inverse of the direction
+// as it came from the parent; the primitives see the unit direction.
 template<Walk walk>
-bool walk_nearest(const WalkUnit* units, const LocalRay& from, const Triple<float>& inverse,
+bool walk_nearest(const WalkUnit* units, const LocalRay& ray, const Triple<float>& inverse,
                   WalkQuery& query, int level) {
-    LocalRay ray = from;
     const BoxRay box = box_ray(ray, inverse, true);
-    if constexpr (walk == Walk::closest) ray.direction = unit_direction(ray.direction);
     StackKey stack[kWalkStack];
     StackKey* top = stack;
     std::uint32_t reference = 0;
@@ -346,13 +344,25 @@ bool walk_nearest(const WalkUnit* units, const LocalRay& from, const Triple<floa
 template<Walk walk>
 bool walk_occluder(const WalkUnit* units, const LocalRay& ray, WalkQuery& query, int level);
 
-// Pushes the entered children, the lowest slot last: it holds the largest box.
+// The lowest slot last: it holds the largest box.
+template<Walk walk, int N>
+inline void push_slots(const WalkNode<N>& node, unsigned slots, StackKey*& top) {
+    while (slots != 0) {
+        const auto slot = 31u - static_cast<unsigned>(__builtin_clz(slots));
+        slots ^= 1u << slot;
+        *top++ = stack_key(walk == Walk::occlude_log ? node.wide_node : 0, slot, node.child[slot]);
+    }
+}
+
+// Pushes the entered children. Every hit occludes, so that any order gives the same answer: leaves
+// come first, as they stand next to their node. Only the log depends on the order.
 template<Walk walk, int N>
 inline void push_children(const WalkNode<N>& node, unsigned entered, StackKey*& top) {
-    while (entered != 0) {
-        const auto slot = 31u - static_cast<unsigned>(__builtin_clz(entered));
-        entered ^= 1u << slot;
-        *top++ = stack_key(walk == Walk::occlude_log ? node.wide_node : 0, slot, node.child[slot]);
+    if constexpr (walk == Walk::occlude_log) {
+        push_slots<walk>(node, entered, top);
+    } else {
+        push_slots<walk>(node, entered & ~node.leaves, top);
+        push_slots<walk>(node, entered & node.leaves, top);
     }
 }
 

@@ -23,6 +23,7 @@ struct alignas(64) WalkNode {
     float planes[2][3][N]; // lower and upper planes of the boxes: x, y, z
     std::uint32_t child[N];
     std::uint32_t wide_node; // index in Tree::nodes
+    std::uint32_t leaves;    // bit k: child k is a leaf
 };
 
 static_assert(sizeof(WalkNode<8>) == 256 && sizeof(WalkNode<4>) == 128);
@@ -101,7 +102,8 @@ struct WalkLogEntry {
 };
 
 struct WalkQuery {
-    float origin[3], direction[3];
+    float origin[3];
+    float direction[3];                 // unit for the closest hit
     float inverse[3];                   // 1 / direction; infinite where that is 0
     float distance;                     // limit, then the distance of the closest hit
     std::uint64_t source, target;       // index and kind << 32 of primitives that are not hit
