@@ -99,7 +99,7 @@ bool same_hit(const Ray& a, const Ray& b) {
            && a.hit_shader == b.hit_shader && a.hit_instance_level == b.hit_instance_level;
 }
 
-constexpr int kRays = 2000;
+constexpr int kRays = 500;
 
 } // namespace
 
