@@ -64,7 +64,13 @@ inline float limited_root(float x) {
 // A ray in the space of one object.
 struct LocalRay {
     Triple<float> origin, direction;
+    Float4 origin4, direction4; // the same, and a 0
 };
+
+inline LocalRay local_ray(const Triple<float>& origin, const Triple<float>& direction) {
+    return {origin, direction, lanes(origin.x, origin.y, origin.z, 0.0f),
+            lanes(direction.x, direction.y, direction.z, 0.0f)};
+}
 
 struct LocalHit {
     float distance;
@@ -74,13 +80,11 @@ struct LocalHit {
 
 // The limits of all four results are looked at together: one branch that is mostly not taken.
 inline bool hit_triangle(const WalkTriangle& f, const LocalRay& ray, float limit, LocalHit& hit) {
-    const Float4 direction = lanes(ray.direction.x, ray.direction.y, ray.direction.z, 0.0f);
-    const Float4 origin = lanes(ray.origin.x, ray.origin.y, ray.origin.z, 0.0f);
-    const Float4 to_p0 = load<Float4>(f.values + kTriangleP0) - origin;
+    const Float4 to_p0 = load<Float4>(f.values + kTriangleP0) - ray.origin4;
     const Float4 normal = load<Float4>(f.values + kTriangleNormal);
-    const float facing = dot3(normal, direction);
+    const float facing = dot3(normal, ray.direction4);
     const float t = dot3(normal, to_p0) / facing;
-    const Float4 in_plane = fill<Float4>(t) * direction - to_p0;
+    const Float4 in_plane = fill<Float4>(t) * ray.direction4 - to_p0;
     const Float4 r = in_plane / fill<Float4>(f.values[kTriangleNormalSquare]);
     const float b1 = dot3(r, load<Float4>(f.values + kTriangleE2Normal));
     const float b2 = dot3(r, load<Float4>(f.values + kTriangleNormalE1));

@@ -181,24 +181,27 @@ inline float row_product(const float* row, const Triple<float>& p) {
     return row[0] * p.x + row[1] * p.y + row[2] * p.z;
 }
 
-inline LocalRay projected_ray(const Mat4& inverse, const LocalRay& ray) {
+inline Triple<float> projected_point(const Mat4& inverse, const Triple<float>& p) {
     const auto& m = inverse.m;
-    const float w = row_product(m[3], ray.origin) + m[3][3];
-    return {{(row_product(m[0], ray.origin) + m[0][3]) / w,
-             (row_product(m[1], ray.origin) + m[1][3]) / w,
-             (row_product(m[2], ray.origin) + m[2][3]) / w},
-            {row_product(m[0], ray.direction), row_product(m[1], ray.direction),
-             row_product(m[2], ray.direction)}};
+    const float w = row_product(m[3], p) + m[3][3];
+    return {(row_product(m[0], p) + m[0][3]) / w, (row_product(m[1], p) + m[1][3]) / w,
+            (row_product(m[2], p) + m[2][3]) / w};
 }
 
-// The ray in the space of the instanced object; its direction keeps the parent's parameter.
-inline LocalRay ray_in_instance(const WalkPrimitive& p, const LocalRay& ray) {
-    if (p.kind == kWalkProjection) return projected_ray(p.projection.instance->inverse, ray);
+inline Triple<float> origin_in_instance(const WalkPrimitive& p, const LocalRay& ray) {
+    if (p.kind == kWalkProjection)
+        return projected_point(p.projection.instance->inverse, ray.origin);
     const auto& m = p.instance.inverse;
-    return {{row_product(m[0], ray.origin) + m[0][3], row_product(m[1], ray.origin) + m[1][3],
-             row_product(m[2], ray.origin) + m[2][3]},
-            {row_product(m[0], ray.direction), row_product(m[1], ray.direction),
-             row_product(m[2], ray.direction)}};
+    return {row_product(m[0], ray.origin) + m[0][3], row_product(m[1], ray.origin) + m[1][3],
+            row_product(m[2], ray.origin) + m[2][3]};
+}
+
+// Not unit: keeps the parent's parameter.
+inline Triple<float> direction_in_instance(const WalkPrimitive& p, const LocalRay& ray) {
+    const auto* m =
+        p.kind == kWalkProjection ? p.projection.instance->inverse.m : p.instance.inverse;
+    return {row_product(m[0], ray.direction), row_product(m[1], ray.direction),
+            row_product(m[2], ray.direction)};
 }
 
 inline Triple<float> unit_direction(const Triple<float>& d) {
@@ -264,9 +267,11 @@ template<Walk walk>
 [[gnu::noinline]] bool walk_instance(const WalkPrimitive& p, const LocalRay& ray, WalkQuery& query,
                                      int level) {
     if (level == kWalkLevels) return false;
-    LocalRay inside = ray_in_instance(p, ray);
-    const Triple<float> inverse = inverse_direction(inside.direction, kInfinity);
-    if constexpr (walk == Walk::closest) inside.direction = unit_direction(inside.direction);
+    const Triple<float> origin = origin_in_instance(p, ray);
+    const Triple<float> direction = direction_in_instance(p, ray);
+    const Triple<float> inverse = inverse_direction(direction, kInfinity);
+    const LocalRay inside =
+        local_ray(origin, walk == Walk::closest ? unit_direction(direction) : direction);
     if (!walk_nearest<walk>(target_stream(p), inside, inverse, query, level + 1)) return false;
     query.hit_path[level] = &p;
     return true;
@@ -370,7 +375,8 @@ template<Walk walk>
 [[gnu::noinline]] bool occluded_by_instance(const WalkPrimitive& p, const LocalRay& ray,
                                             WalkQuery& query, int level) {
     if (level == kWalkLevels) return false;
-    return walk_occluder<walk>(target_stream(p), ray_in_instance(p, ray), query, level + 1);
+    const LocalRay inside = local_ray(origin_in_instance(p, ray), direction_in_instance(p, ray));
+    return walk_occluder<walk>(target_stream(p), inside, query, level + 1);
 }
 
 template<Walk walk>
@@ -428,7 +434,7 @@ bool walk_occluder(const WalkUnit* units, const LocalRay& ray, WalkQuery& query,
 }
 
 inline LocalRay root_ray(const WalkQuery& query) {
-    return {triple(query.origin), triple(query.direction)};
+    return local_ray(triple(query.origin), triple(query.direction));
 }
 
 template<Walk walk>
