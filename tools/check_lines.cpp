@@ -269,7 +269,10 @@ ReadAnswer hear(Listening& to, const ReadNote& note) {
     switch (note.event) {
     case ReadEvent::file: lines.reads_files = true; break;
     case ReadEvent::word: return hear_word(lines, note);
-    case ReadEvent::block_opened: hear_open(lines, note); break;
+    case ReadEvent::block_opened:
+        to.report->take_messages(); // what was printed until here is not about its values
+        hear_open(lines, note);
+        break;
     case ReadEvent::block_refused:
         add_fault(lines, place_of_word(note),
                   "a third " + in_quotes(note.word) + ": a camera has a start and an end");

@@ -4,6 +4,7 @@ that file of the page's scene; every other scene block has to stand alone.
 usage: pages_test.py SOURCE_DIRECTORY INSTALLED_TREE WORK_DIRECTORY
 SPDX-License-Identifier: MIT
 """
+import json
 import os
 import pathlib
 import re
@@ -23,6 +24,7 @@ LINK = re.compile(r"\]\(([^)#:]+)(?:#[^)]*)?\)")
 TINY = ((r"resolution \d+ \d+", "resolution 8 8"), (r"\bsample \d+", "sample 2"),
         (r"photon \d+", "photon 100"), (r"\blevel \d+", "level 2"),
         (r"Resolution\((\w+), \d+, \d+\)", r"Resolution(\1, 8, 8)"))
+ELSEWHERE = re.compile("is not found|no (shader|object) is named|without .pose|sends no photons")
 CAMERA = """camera
     resolution 8 8
     sample 1
@@ -54,33 +56,26 @@ def write(path, text):
     path.write_text(text)
 
 
-def keywords():
-    """Every name that the reader of scenes knows."""
-    text = "".join(p.read_text() for p in (source / "src/scene").glob("*.cpp"))
-    return set(re.findall(r'"(\w+)"', text))
-
-
-def check_keys(page, text):
-    depth = 0
-    for line in text.splitlines():
-        words = line.split()
-        if not words or line.startswith("#"):
+def check_scene(page, scene, alone):
+    """A snippet alone may name files and records that are not shown."""
+    result = subprocess.run([program, "check", "--json", scene], env=environment, text=True,
+                            stdout=subprocess.PIPE)
+    for fault in json.loads(result.stdout)["faults"]:
+        if fault["message"].startswith("no light: only the default sky"):
             continue
-        if words[0] not in KEYS:
-            faults.append(f'{page}: "{words[0]}" is no key: {line}')
-        depth += -1 if words == ["end"] else len(words) == 1
-        if depth < 0:
-            break
-    if depth != 0:
-        faults.append(f"{page}: blocks and ends do not match:\n{text}")
+        if alone and (fault["line"] == 0 or ELSEWHERE.search(fault["message"])):
+            continue
+        faults.append(f"{page}: {fault['message']}: {fault['text']}")
 
 
 def check_alone(page, number, text):
     scene = work / f"{page.replace('/', '_')}_{number}"
     write(scene / "camera/camera.mh", CAMERA)
     write(scene / "geometry/a.mh", text)
+    check_scene(page, scene, alone=True)
     # Pictures and meshes of a snippet are not there, so that its report has errors.
-    if subprocess.run([program, scene], cwd=scene, stdout=subprocess.DEVNULL).returncode != 0:
+    if subprocess.run([program, scene, "--progress", "none"], cwd=scene,
+                      stdout=subprocess.DEVNULL).returncode != 0:
         faults.append(f"{page}: does not render:\n{text}")
 
 
@@ -88,7 +83,7 @@ def command_lines(page, folder, text):
     for line in text.splitlines():
         if match := re.match(r"\./run (\w+)$", line):
             run(f"{source}/run help | grep -q '^  {match[1]} '", folder, page)
-        elif not line.startswith(("cmake --install", "cpack")):
+        elif not line.startswith("cmake --install"):
             run(line.replace("build/release/tools/moonhare", str(program)), folder, page)
 
 
@@ -104,8 +99,6 @@ def check_page(path):
     named = re.search(r"^(?:\S*/)?moonhare (\w+)$", text, re.MULTILINE)
     for number, (kind, block) in enumerate(BLOCK.findall(text)):
         title = TITLE.match(block)
-        if kind == "text":
-            check_keys(page, block)
         if kind == "sh":
             command_lines(page, folder, block)
         elif title and kind in ("text", "obj"):
@@ -117,10 +110,11 @@ def check_page(path):
             run(f"c++ {number}.{kind} $(pkg-config --cflags --libs moonhare) && ./a.out", folder, page)
         elif kind == "text":
             check_alone(page, number, tiny(block))
+    if named:
+        check_scene(page, folder / named[1], alone=False)
 
 
 shutil.rmtree(work, ignore_errors=True)
-KEYS = keywords()
 pages = [source / "README.md", source / "CONTRIBUTING.md", source / "examples/README.md",
          *sorted((source / "docs").rglob("*.md"))]
 for path in pages:

@@ -164,6 +164,11 @@ class Check(ProgramTest):
                 result = run("check", scene)
                 self.assertEqual((result.returncode, result.stdout), (0, ""))
 
+    def test_a_scene_of_one_file_that_opens_with_its_mesh_is_silent(self):
+        write_scene(self.folder, {"one/geometry/all.mh": OBJECT + CAMERA + SHADER + LIGHT + RENDER,
+                                  "one/geometry/floor.obj": MESH})
+        self.assertEqual(self.run_here("check", "one").stdout, "")
+
     def test_remarks_are_told_on_demand_and_are_no_faults(self):
         self.assertIn("one pose", self.run_here("check", "scene", "--remarks").stdout)
 
