@@ -182,12 +182,12 @@ void bend_normal(const SurfaceLayer& layer, SurfacePoint& point) {
     point.tangent = normalize(cross(point.bitangent, n));
 }
 
-// A shading normal that would reflect the viewer's direction below the surface gives way to the
-// geometric one; the tangents stay.
+// A shading normal that faces away from the viewer, or would reflect the viewer's direction below
+// the surface, gives way to the geometric one; the tangents stay.
 void keep_reflection_above(SurfacePoint& point) {
     point.cos_outgoing = dot(point.outgoing, point.normal);
     const Vec3 reflected = 2.0f * point.cos_outgoing * point.normal - point.outgoing;
-    if (!(dot(reflected, point.geometric_normal) < 0.0f)) return;
+    if (point.cos_outgoing > 0.0f && dot(reflected, point.geometric_normal) >= 0.0f) return;
     point.normal = point.geometric_normal;
     point.cos_outgoing = dot(point.outgoing, point.normal);
 }

@@ -150,6 +150,13 @@ TEST_F(SurfacePointTest, FallsBackToTheFaceWhereAReflectionWouldEnterIt) {
     expect_near(point.normal, {0, 0, 1}); // reflects to z = 2 * 0.36 - 1
     EXPECT_NEAR(point.cos_outgoing, 1.0f, kTolerance);
     EXPECT_GT(std::fabs(dot(point.tangent, point.normal)), 0.1f); // the tangents stay
+
+    // A mesh whose stored normals point inwards: Fresnel terms of a negative cosine exceed 1.
+    color(Element::ior) = splat(1.5f);
+    part.normals.assign(4, pack_unit({0.0f, 0.0f, -1.0f}));
+    const SurfacePoint turned = build(hit(HitKind::triangle));
+    expect_near(turned.normal, {0, 0, 1});
+    EXPECT_NEAR(turned.reflectance, 0.04f, kTolerance);
 }
 
 TEST_F(SurfacePointTest, SplitsRoughnessByAnisotropy) {
