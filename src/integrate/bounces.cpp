@@ -76,8 +76,8 @@ void gather_through_skin(const Ray& ray, const SurfacePoint& point, const Vec3& 
 
 Vec3 bounce_diffuse(const Ray& ray, const SurfacePoint& point, Scatter scatter, const Vec3& w) {
     if (!any_above(w, kNothing) || !may_gather(ray)) return {};
-    const bool skin =
-        scatter == Scatter::lambertian && point.diffusion_active && spread_bounces(ray) == 0;
+    const bool skin = scatter == Scatter::lambertian && point.diffusion_active
+                      && is_face(ray.hit_kind) && spread_bounces(ray) == 0;
     Mean mean;
     for_each_gather_ray(ray, w, [&](const Ray& parent) {
         if (skin) return gather_through_skin(parent, point, w, mean);

@@ -17,10 +17,6 @@ namespace {
 constexpr float kInversePi = 1.0f / kPi;
 constexpr float kFourPi = 4.0f * kPi;
 
-bool is_face(HitKind kind) {
-    return kind == HitKind::triangle || kind == HitKind::tetragon;
-}
-
 // Share of strategy a against b by their densities. 0 where a finds nothing.
 float balance(float a, float b) {
     return a > 0.0f ? 1.0f / (1.0f + b / a) : 0.0f; // in this form a may be infinite

@@ -38,6 +38,10 @@ enum class HitKind : std::uint8_t {
     unset = 255, // spawned ray before its hit
 };
 
+constexpr bool is_face(HitKind kind) {
+    return kind == HitKind::triangle || kind == HitKind::tetragon;
+}
+
 constexpr std::uint8_t kHairLobeOfDiffuse = 255;
 
 struct Ray {
