@@ -71,8 +71,12 @@ void StartSplats() {
     ResizeSums(pixels, pixel_count(*camera));
 }
 
+bool splats_wanted() {
+    return !pixels.values.empty();
+}
+
 void splat_glossy(const Ray& photon, const SurfacePoint& point, const Vec3& power) {
-    if (pixels.values.empty()) return;
+    if (!splats_wanted()) return;
     const Camera& camera = *ActiveCamera();
     const CameraPose& pose = camera.poses[0];
     std::size_t pixel = 0;
@@ -89,7 +93,7 @@ void splat_glossy(const Ray& photon, const SurfacePoint& point, const Vec3& powe
 }
 
 void FinishSplats() {
-    if (pixels.values.empty()) return;
+    if (!splats_wanted()) return;
     for (Aov& aov : ActiveCamera()->aovs) {
         if (!is_light_path(aov) || 3 * pixel_count(*ActiveCamera()) != aov.image.floats.size())
             continue;

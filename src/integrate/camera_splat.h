@@ -10,6 +10,9 @@ namespace mh {
 void StartSplats();
 void FinishSplats();
 
+// Whether an image collects splats; between start and finish.
+bool splats_wanted();
+
 // Adds what a glossy point sends of a photon with this power, times the layer's colour and the
 // photon's weight, to the pixel that sees it. Thread-safe. Pinhole cameras only: a panorama has no
 // image plane to project to.

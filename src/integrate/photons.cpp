@@ -37,9 +37,29 @@ struct alignas(64) ThreadPhotons {
 
 std::array<ThreadPhotons, kMaxThreads> photons_of_thread;
 
-bool may_leave_caustic(const Ray& ray) {
-    return ray.photon_caustic && ray.diffuse_bounces == 0 && ray.glossy_bounces == 0
-           && ray.specular_bounces > 0;
+// Whether every hit counts; without grid and splats nothing but caustics remains of a photon.
+bool light_lands() {
+    return RendererSettings.final_gather || splats_wanted();
+}
+
+bool may_lead_to_caustic(const Ray& ray) {
+    return ray.photon_caustic && spread_bounces(ray) == 0;
+}
+
+// A light throws caustics by a mirror; surfaces, only where they are virtual lights.
+bool has_mirrors() {
+    const auto reflects = [](const SurfaceLayer& layer) {
+        return any_above(element_of(layer, Element::specular).color, 0.0f);
+    };
+    return std::any_of(Shaders.begin(), Shaders.end(), [&](const Shader& shader) {
+        return std::any_of(shader.layers.begin(), shader.layers.end(), reflects);
+    });
+}
+
+bool has_virtual_lights() {
+    return std::any_of(Shaders.begin(), Shaders.end(), [](const Shader& shader) {
+        return shader.face.virtual_light || shader.back.virtual_light;
+    });
 }
 
 void store_caustic(const Ray& ray, const SurfacePoint& point) {
@@ -51,7 +71,7 @@ void store_caustic(const Ray& ray, const SurfacePoint& point) {
 // w: the photon's weight times the layer's colour and its share.
 void add_diffuse(const Ray& ray, const SurfacePoint& point, Scatter scatter, const Vec3& w) {
     if (!any_above(w, kNothing)) return;
-    if (may_leave_caustic(ray)) store_caustic(ray, point);
+    if (may_lead_to_caustic(ray) && ray.specular_bounces > 0) store_caustic(ray, point);
     if (!RendererSettings.final_gather) return;
     deposit(ray, ray.power * w);
     Ray child = spawn_child(ray, point, scatter);
@@ -109,21 +129,25 @@ void report_rate(std::int64_t start_microseconds) {
                "M rays/second");
 }
 
-// Traces the photons of one light; emit(ray, number) makes a photon's first ray.
+// Traces the photons of one light, unless nothing would remain of them; emit(ray, number) makes a
+// photon's first ray.
 template<typename Emit>
-void cast(std::int64_t count, std::uint32_t pass, const Emit& emit) {
+void cast(std::int64_t count, std::uint32_t pass, bool caustics, const Emit& emit) {
     if (count < 1) return;
+    const bool traced = caustics || light_lands();
     TakeRayCounts();
     const std::int64_t start = microseconds_now();
     const std::int64_t first = static_cast<std::int64_t>(pass) * count;
     const std::int64_t step = std::max<std::int64_t>(count / kProgressSteps, 1);
-#pragma omp parallel num_threads(team_size()) default(none) shared(count, first, step, emit, Hooks)
+#pragma omp parallel num_threads(team_size()) default(none)                                        \
+    shared(count, first, step, traced, emit, Hooks)
     {
         EnterWorker();
 #pragma omp for schedule(dynamic, kPhotonsOfChunk)
         for (std::int64_t i = 0; i < count; ++i) {
             if (Hooks.stop.load(std::memory_order_relaxed)) continue;
             if (i % step == 0) report_progress(i, count, step);
+            if (!traced) continue;
             Ray ray;
             emit(ray, first + i);
             if (max_channel(ray.weight) > 0.0f) trace_photon(ray);
@@ -134,8 +158,9 @@ void cast(std::int64_t count, std::uint32_t pass, const Emit& emit) {
 
 template<typename AnalyticLight>
 void cast_from(const std::vector<AnalyticLight>& lights, std::uint32_t pass) {
+    const bool caustics = has_mirrors();
     for (const AnalyticLight& light : lights) {
-        cast(light.photons, pass,
+        cast(light.photons, pass, caustics,
              [&](Ray& ray, std::int64_t number) { light.emit_photon(ray, number); });
     }
 }
@@ -145,6 +170,7 @@ void cast_from(const std::vector<AnalyticLight>& lights, std::uint32_t pass) {
 void trace_photon(Ray& ray) {
     if (ray.depth > std::min(RendererSettings.photon_depth, kDeepest)) return;
     if (!any_above(ray.weight, kNothing) || stack_is_low(ray)) return;
+    if (!light_lands() && !may_lead_to_caustic(ray)) return;
     if (!closest_hit(ray) || !reaches(ray)) return;
     SurfacePoint point;
     build_surface_point(ray, point);
@@ -181,11 +207,12 @@ void CastPhotonsFromPointLights(std::uint32_t pass) {
 }
 
 void CastPhotonsFromGeometryLight(std::uint32_t pass) {
-    if (GeometryLight.area > 0.0f) cast(GeometryLight.photons, pass, emit_geometry_photon);
+    if (!(GeometryLight.area > 0.0f)) return;
+    cast(GeometryLight.photons, pass, has_virtual_lights() && has_mirrors(), emit_geometry_photon);
 }
 
 void CastPhotonsFromSky(std::uint32_t pass) {
-    cast(SkyLight.photons, pass, emit_sky_photon);
+    cast(SkyLight.photons, pass, false, emit_sky_photon);
 }
 
 void ClearPhotons() {
