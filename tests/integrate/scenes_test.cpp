@@ -1,0 +1,257 @@
+// Whole small scenes against closed forms and sums: lamps, glass, caustics, the images of lights.
+// SPDX-License-Identifier: MIT
+#include "frame/types.h"
+#include "geometry/objects.h"
+#include "integrate/pixel_loop.h"
+#include "integrate/scene.h"
+#include "lights/gaffer.h"
+#include "output/aov.h"
+#include "output/camera.h"
+#include "shading/fresnel.h"
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace mh {
+namespace {
+
+using namespace test;
+
+int add_glass() {
+    const int glass = add_shader();
+    slot(glass, Element::specular).color = splat(1.0f);
+    slot(glass, Element::ior).color = splat(1.5f);
+    layer_of(glass).material = Material::solid;
+    return glass;
+}
+
+int add_lamp(float radiance) {
+    const int lamp = add_shader();
+    slot(lamp, Element::emissive).color = splat(radiance);
+    layer_of(lamp).sideness = Sideness::face;
+    layer_of(lamp).virtual_light = true;
+    return lamp;
+}
+
+void add_ball(const Vec3& center, float radius, int shader) {
+    Part& part = Objects[0].parts[0];
+    part.particles.push_back(static_cast<std::uint32_t>(part.positions.size()));
+    part.positions.push_back(center);
+    radii(part).push_back(radius);
+    uvs(part).push_back({});
+    part.shader_id = static_cast<std::uint32_t>(shader);
+    part.shader_name = Shaders[static_cast<std::size_t>(shader)].name;
+}
+
+// A sphere of triangles, fronts outwards.
+void add_globe(const Vec3& center, float radius, int shader) {
+    constexpr int kRings = 32;
+    const auto at = [&](int i, int j) {
+        const float t = kPi * static_cast<float>(i) / kRings;
+        const float p = kPi * static_cast<float>(j) / kRings;
+        return center
+               + radius * Vec3{std::sin(t) * std::cos(p), std::sin(t) * std::sin(p), std::cos(t)};
+    };
+    for (int i = 0; i < kRings; ++i) {
+        for (int j = 0; j < 2 * kRings; ++j) {
+            if (i > 0) add_triangle({at(i, j), at(i + 1, j), at(i, j + 1)}, shader);
+            if (i + 1 < kRings)
+                add_triangle({at(i + 1, j), at(i + 1, j + 1), at(i, j + 1)}, shader);
+        }
+    }
+}
+
+// What a white floor at the origin shows of the lamps, by bounces and light samples.
+float lit_floor() {
+    RendererSettings.sample = 1024;
+    GeometryLight.sample = 1024;
+    add_floor(0.01f, 0.0f, add_shader(splat(1.0f)));
+    start_rendering();
+    float seen = 0.0f;
+    constexpr int kFrames = 8; // each of the rays meets other random draws
+    for (int i = 0; i < kFrames; ++i)
+        seen += seen_along({0.003f, -0.002f, 0.005f}, {}).x / kFrames;
+    return seen;
+}
+
+constexpr float kNoise = 0.01f; // of 8192 samples, five deviations
+
+// Configuration factors B-3 and B-37 of [Howell82].
+TEST(Lamps, RectangleOverItsCornerHasItsFormFactor) {
+    IntegratorScene scene;
+    add_quad({Vec3{0, 0, 1}, Vec3{0, 1, 1}, Vec3{2, 1, 1}, Vec3{2, 0, 1}}, add_lamp(1.0f));
+    EXPECT_NEAR(lit_floor() / 0.167375f, 1.0f, kNoise);
+}
+
+TEST(Lamps, GlobeOverheadHasItsFormFactor) {
+    IntegratorScene scene;
+    add_globe({0.0f, 0.0f, 5.0f}, 1.0f, add_lamp(20.0f));
+    EXPECT_NEAR(lit_floor() / (20.0f / 25.0f), 1.0f, kNoise);
+}
+
+// Half of the globe is above the horizon: L (t - sin t) / (2 pi) with t = 2 asin(r / d).
+TEST(Lamps, GlobeOnTheHorizonHasItsFormFactor) {
+    IntegratorScene scene;
+    add_globe({5.0f, 0.0f, 0.0f}, 1.0f, add_lamp(200.0f));
+    EXPECT_NEAR(lit_floor() / 0.343694f, 1.0f, 2.0f * kNoise);
+}
+
+// A ray at 45 degrees leaves two units of glass at 2 tan(asin(sin 45 / 1.5)); the lamp behind it
+// begins there.
+TEST(Glass, SlabShiftsTheRay) {
+    const float sine = std::sqrt(0.5f) / 1.5f;
+    const float x = 2.0f * sine / std::sqrt(1.0f - sine * sine);
+    for (const float begin : {x - 1e-4f, x + 1e-4f}) {
+        IntegratorScene scene;
+        const int glass = add_glass(), lamp = add_lamp(1.0f);
+        add_floor(10.0f, 0.0f, glass);
+        add_quad({Vec3{-9, 9, -2}, Vec3{9, 9, -2}, Vec3{9, -9, -2}, Vec3{-9, -9, -2}}, glass);
+        const float a = begin + 1.0f, b = begin + 2.0f; // one unit further down
+        add_quad({Vec3{a, -1, -3}, Vec3{b, -1, -3}, Vec3{b, 1, -3}, Vec3{a, 1, -3}}, lamp);
+        RendererSettings.ray_depth = 3;
+        start_rendering();
+        EXPECT_EQ(seen_along({-1.0f, 0.0f, 1.0f}, {}).x > 0.5f, begin < x);
+    }
+}
+
+// Share of parallel light through a glass ball of radius 1 that lands within a disc about the axis,
+// `below` its centre; reflections within the ball left out.
+double focused_share(double radius, double below) {
+    constexpr int kRays = 100000;
+    const float f0 = normal_reflectance(1.5f);
+    double share = 0.0;
+    for (int i = 0; i < kRays; ++i) {
+        const double b = (i + 0.5) / kRays, outside = std::asin(b), inside = std::asin(b / 1.5);
+        const double exit = outside - 2.0 * inside; // from straight down, about the centre
+        const double turn = 2.0 * (outside - inside);
+        const double landed = std::sin(exit) + (below - std::cos(exit)) * std::tan(turn);
+        if (std::cos(turn) <= 0.0 || std::fabs(landed) > radius) continue;
+        const double passed = (1.0 - schlick(f0, static_cast<float>(std::cos(outside))))
+                              * (1.0 - schlick(f0, static_cast<float>(std::cos(inside))));
+        share += 2.0 * b / kRays * passed;
+    }
+    return share;
+}
+
+TEST(Glass, BallThrowsItsCaustic) {
+    constexpr float kBelow = 2.0f;
+    IntegratorScene scene;
+    add_ball({}, 1.0f, add_glass());
+    add_floor(1.0f, -kBelow, add_shader(splat(1.0f)));
+    ParallelLight& light = ParallelLights[static_cast<std::size_t>(AddParallelLight())];
+    light.axis = {0.0f, 0.0f, -1.0f};
+    light.photons = 400000;
+    RendererSettings.sample = 1;
+    RendererSettings.radius = 0.2f;
+    start_rendering();
+    for (const float radius : {0.2f, 0.4f, 0.6f}) {
+        double seen = 0.0;
+        int points = 0;
+        for (int i = 0; i < 40 * 40; ++i) {
+            const float x = radius * (static_cast<float>(i % 40) - 19.5f) / 20.0f;
+            const float y = radius * (static_cast<float>(i / 40) - 19.5f) / 20.0f;
+            if (x * x + y * y > radius * radius) continue;
+            const Vec3 p = {x, y, -kBelow};
+            seen += static_cast<double>(seen_along(p + Vec3{0.0f, 0.0f, 1e-3f}, p).x);
+            ++points;
+        }
+        const double area = static_cast<double>(radius) * static_cast<double>(radius);
+        const double expected = focused_share(static_cast<double>(radius), kBelow) / area;
+        EXPECT_NEAR(seen / points / expected, 32.0 / 31.0, 0.05) << radius;
+    }
+}
+
+// A ball has no chord to jump along: it takes the sky as if it did not diffuse.
+TEST(Diffusion, BallOfSkinVanishesInAConstantSky) {
+    IntegratorScene scene;
+    SkyLight.color = splat(0.5f);
+    const int skin = add_shader(splat(1.0f));
+    slot(skin, Element::diffusion).color = splat(0.01f);
+    add_ball({}, 1.0f, skin);
+    start_rendering();
+    EXPECT_NEAR(seen_along({0.1f, 0.2f, 3.0f}, {}).x, 0.5f, 1e-5f);
+}
+
+void add_image(std::vector<Aov>& list, Channel channel) {
+    Aov& aov = list[static_cast<std::size_t>(AddAov(list))];
+    aov.channel |= static_cast<std::uint32_t>(channel);
+    aov.image.path.clear();
+}
+
+Vec3 sum_of_images(const std::vector<Aov>& list, int pixel) {
+    Vec3 sum_of_list;
+    for (const Aov& aov : list)
+        sum_of_list += read_pixel(aov.image, pixel);
+    return sum_of_list;
+}
+
+// Every path's light is counted by one light and one channel.
+TEST(LightImages, SumToTheBeautyImage) {
+    constexpr int kSize = 8, kFrames = 4;
+    IntegratorScene scene;
+    Camera& camera = Cameras[0];
+    camera.width = camera.height = kSize;
+    camera.sample = kFrames;
+    for (CameraPose& pose : camera.poses) {
+        pose.position = {0.2f, -2.5f, 1.0f};
+        pose.target = {0.0f, 0.0f, 0.6f};
+        pose.up_vector = {0.0f, 0.0f, 1.0f};
+        pose.field_of_view = 60.0f;
+    }
+    const int grey = add_shader({0.6f, 0.5f, 0.4f});
+    slot(grey, Element::transmissive).color = splat(0.2f);
+    add_floor(2.0f, 0.0f, grey);
+    add_quad({Vec3{-2, 2, 0}, Vec3{2, 2, 0}, Vec3{2, 2, 2}, Vec3{-2, 2, 2}}, grey);
+    add_quad({Vec3{-0.5f, 0, 1.6f}, Vec3{-0.5f, 0.5f, 1.6f}, Vec3{0.5f, 0.5f, 1.6f},
+              Vec3{0.5f, 0, 1.6f}},
+             add_lamp(3.0f));
+    GeometryLight.sample = 16;
+    SkyLight.color = {0.2f, 0.3f, 0.4f};
+    PointLight& point = PointLights[static_cast<std::size_t>(AddPointLight())];
+    point.position = {1.0f, -1.0f, 1.5f};
+    ParallelLight& parallel = ParallelLights[static_cast<std::size_t>(AddParallelLight())];
+    parallel.axis = {0.3f, 0.4f, -1.0f};
+    parallel.blur = 2.0f;
+    parallel.sample = 8;
+    for (const Channel channel : {Channel::lambertian, Channel::transmissive}) {
+        add_image(point.aov_list, channel);
+        add_image(parallel.aov_list, channel);
+        add_image(GeometryLight.aov_list, channel);
+    }
+    add_image(GeometryLight.aov_list, Channel::specular); // the lamp as the camera sees it
+    add_image(SkyLight.aov_list, Channel::lambertian);
+    RendererSettings.bounce = 3;
+    RendererSettings.sample = 16;
+    start_rendering();
+    for (std::uint32_t frame = 0; frame < kFrames; ++frame)
+        RenderPixels(frame);
+    for (int pixel = 0; pixel < kSize * kSize; ++pixel) {
+        const Vec3 beauty = read_pixel(camera.aovs[0].image, pixel);
+        const Vec3 all = sum_of_images(PointLights[0].aov_list, pixel)
+                         + sum_of_images(ParallelLights[0].aov_list, pixel)
+                         + sum_of_images(GeometryLight.aov_list, pixel)
+                         + sum_of_images(SkyLight.aov_list, pixel);
+        EXPECT_NEAR(all.x, beauty.x, 1e-5f * beauty.x);
+        EXPECT_NEAR(all.z, beauty.z, 1e-5f * beauty.z);
+    }
+}
+
+// Photons that could leave nothing are not traced; the report tells of them all the same.
+TEST(Photons, SkyCastsNoneInVain) {
+    IntegratorScene scene;
+    SkyLight.color = splat(1.0f);
+    SkyLight.photons = 100;
+    add_floor(1.0f, 0.0f, add_shader(splat(0.5f)));
+    scene.library.take_report();
+    start_rendering();
+    const std::string report = scene.library.take_report();
+    EXPECT_NE(report.find("photon cast            0.0000 [ M rays/second"), std::string::npos)
+        << report;
+}
+
+} // namespace
+} // namespace mh
