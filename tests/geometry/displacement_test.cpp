@@ -9,7 +9,6 @@
 #include "math/roots.h"
 #include "shading/images.h"
 #include "shading/shaders.h"
-#include "support/fresh_scene.h"
 
 #include <algorithm>
 #include <cmath>
@@ -18,6 +17,8 @@
 
 namespace mh::test {
 namespace {
+
+using Displacing = MeshTest;
 
 const std::string kMissing = "warning :( \tmissing vertex normals for displacement mapping\n";
 
@@ -34,33 +35,33 @@ std::uint32_t add_displaced_shader(float smooth_angle_deg, std::initializer_list
 
 const std::string kTriangle = "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n";
 
-TEST(Displace, DividesFacesByTheSquaresOfTheLevels) {
-    const FreshScene scene;
-    for (const int level : {1, 2, 3, 64}) {
-        Part part = part_from_obj(kTriangle, add_displaced_shader(30.0f, {level}));
-        FinalisePart(part);
-        const auto n = static_cast<std::size_t>(level);
-        EXPECT_EQ(part.triangles.size(), n * n);
-        EXPECT_EQ(part.positions.size(), (n + 1) * (n + 2) / 2);
+Part displaced(std::uint32_t shader) {
+    Part part = part_from_obj(kTriangle, shader);
+    FinalisePart(part);
+    return part;
+}
+
+TEST_F(Displacing, DividesFacesByTheSquaresOfTheLevels) {
+    const struct {
+        std::initializer_list<int> levels;
+        std::size_t triangles, positions;
+    } cases[] = {{{1}, 1, 3},      {{2}, 4, 6}, {{3}, 9, 10}, {{64}, 4096, 65 * 33},
+                 {{2, 3}, 36, 28}, {{0}, 0, 0}, {{-5}, 0, 0}};
+
+    for (const auto& c : cases) {
+        const Part part = displaced(add_displaced_shader(30.0f, c.levels));
+        EXPECT_EQ(part.triangles.size(), c.triangles) << *c.levels.begin();
+        if (c.triangles > 0) EXPECT_EQ(part.positions.size(), c.positions) << *c.levels.begin();
         for (const Vec3& p : part.positions)
             EXPECT_EQ(p.z, 0.0f); // flat stays flat
     }
-    Part twice = part_from_obj(kTriangle, add_displaced_shader(30.0f, {2, 3}));
-    FinalisePart(twice);
-    EXPECT_EQ(twice.triangles.size(), 36u);
-    for (const int level : {0, -5}) {
-        Part part = part_from_obj(kTriangle, add_displaced_shader(30.0f, {level}));
-        FinalisePart(part);
-        EXPECT_TRUE(part.triangles.empty());
-    }
 }
 
-TEST(Displace, SplitsTetragonsOnlyWithALayer) {
-    const FreshScene scene;
-    Part plain = part_from_obj(cube_text(), add_smooth_shader(30.0f));
+TEST_F(Displacing, SplitsTetragonsOnlyWithALayer) {
+    Part part = part_from_obj(cube_text(), add_smooth_shader(30.0f));
+    Part plain = part;
     FinalisePart(plain);
     EXPECT_EQ(plain.tetragons.size(), 6u);
-    Part part = part_from_obj(cube_text(), add_smooth_shader(30.0f));
     part.tetragons[2].shader = add_displaced_shader(30.0f, {3});
     FinalisePart(part);
     EXPECT_TRUE(part.tetragons.empty());
@@ -78,8 +79,7 @@ int add_wave_image() {
 }
 
 // The faces number the ends of their shared edges in every way, another one at each level.
-TEST(Displace, LeavesNoCrackAtAnyLevel) {
-    const FreshScene scene;
+TEST_F(Displacing, LeavesNoCrackAtAnyLevel) {
     const int image = add_wave_image();
     const std::string text = "v 1 1 1\nv 1 -1 -1\nv -1 1 -1\nv -1 -1 1\n"
                              "f 1 2 3\nf 1 3 4\nf 1 4 2\nf 2 4 3\n";
@@ -102,54 +102,36 @@ TEST(Displace, LeavesNoCrackAtAnyLevel) {
     }
 }
 
-TEST(Displace, MovesByTheVectorOrInTheFrame) {
-    const FreshScene scene;
-    Part vector = part_from_obj(kTriangle, add_displaced_shader(30.0f, {2}, {0.0f, 0.5f, 2.0f}));
-    FinalisePart(vector);
-    for (const Vec3& p : vector.positions)
-        EXPECT_EQ(p.z, 2.0f);
-    Part still = part_from_obj(kTriangle, add_displaced_shader(30.0f, {2}));
-    FinalisePart(still);
-    for (const Vec3& p : still.positions)
-        EXPECT_EQ(p.z, 0.0f);
+TEST_F(Displacing, MovesByTheVectorOrInTheFrame) {
+    const int image = add_texel_image("constant", {0.25f, 0.5f, 4.0f});
 
-    const int index = FindOrAddImage("constant");
-    AllocateImage(Textures[static_cast<std::size_t>(index)], 1, 1, 3, 32, false);
-    set_texel(Textures[static_cast<std::size_t>(index)], 0, {0.25f, 0.5f, 4.0f});
-    const std::uint32_t shader = add_displaced_shader(30.0f, {1});
-    Shaders[shader].displacement.vectors[0].image_index = index;
-    Part framed = part_from_obj(kTriangle, shader);
-    FinalisePart(framed);
-    // N = z, T = x, B = y: (d.y, -d.x, d.z)
-    EXPECT_EQ(framed.positions[framed.triangles[0].vertex[0]], (Vec3{0.5f, -0.25f, 4.0f}));
-    // With a vector, the vector scales the look-up.
-    Shaders[shader].displacement.vectors[0].color = {1.0f, 1.0f, 0.5f};
-    Part scaled = part_from_obj(kTriangle, shader);
-    FinalisePart(scaled);
-    EXPECT_EQ(scaled.positions[scaled.triangles[0].vertex[0]], (Vec3{0.25f, 0.5f, 2.0f}));
-}
+    const struct {
+        Vec3 vector;
+        int image;
+        Vec3 corner;
+    } cases[] = {{{}, -1, {}},
+                 {{0.0f, 0.5f, 2.0f}, -1, {0.0f, 0.5f, 2.0f}},
+                 {{}, image, {0.5f, -0.25f, 4.0f}}, // N = z, T = x, B = y: (d.y, -d.x, d.z)
+                 {{1.0f, 1.0f, 0.5f}, image, {0.25f, 0.5f, 2.0f}}}; // scales the look-up
 
-TEST(Displace, NeedsNormals) {
-    FreshScene scene;
-    scene.take_report();
-    for (const float angle : {-1.0f, 0.0f}) {
-        Part part = part_from_obj(kTriangle, add_displaced_shader(angle, {4}));
-        FinalisePart(part);
-        EXPECT_EQ(part.triangles.size(), 1u);
-        EXPECT_EQ(scene.take_report(), kMissing + kMissing + kRule);
+    for (const auto& c : cases) {
+        const std::uint32_t shader = add_displaced_shader(30.0f, {1}, c.vector);
+        Shaders[shader].displacement.vectors[0].image_index = c.image;
+        const Part part = displaced(shader);
+        EXPECT_EQ(part.positions[part.triangles[0].vertex[0]], c.corner);
     }
 }
 
-TEST(Displace, RefusesWhatDoesNotFitIntoTheMachine) {
-    FreshScene scene;
-    scene.take_report();
-    for (const int level : {70000, 2000000000}) {
-        Part part = part_from_obj(kTriangle, add_displaced_shader(30.0f, {level}));
-        FinalisePart(part);
-        EXPECT_EQ(part.triangles.size(), 1u);
-        EXPECT_EQ(scene.take_report().find("warning :( \tdisplacement - level "
-                                           + std::to_string(level) + " of shader smooth"),
-                  0u);
+TEST_F(Displacing, LeavesFacesWithoutNormalsOrWithTooManyPiecesAlone) {
+    const std::string too_many = "warning :( \tdisplacement - level ";
+    const std::tuple<float, int, std::string> cases[] = {
+        {-1.0f, 4, kMissing + kMissing + kRule},
+        {0.0f, 4, kMissing + kMissing + kRule},
+        {30.0f, 70000, too_many + "70000 of shader smooth"},
+        {30.0f, 2000000000, too_many + "2000000000 of shader smooth"}};
+    for (const auto& [angle, level, message] : cases) {
+        EXPECT_EQ(displaced(add_displaced_shader(angle, {level})).triangles.size(), 1u);
+        EXPECT_TRUE(scene.take_report().starts_with(message)) << level;
     }
 }
 

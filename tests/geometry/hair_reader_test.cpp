@@ -4,10 +4,8 @@
 
 #include "geometry/meshes.h"
 #include "geometry/objects.h"
-#include "support/fresh_scene.h"
 
 #include <bit>
-#include <cstring>
 #include <random>
 
 #include <gtest/gtest.h>
@@ -44,35 +42,19 @@ std::string full_file() {
     return file;
 }
 
-struct HairTest : testing::Test {
-    FreshScene scene;
+struct HairTest : MeshTest {
     TemporaryFolder folder;
 
-    Part read(const std::string& content) {
+    Part read(const std::string& content, void (*reader)(Part&, const std::string&) = ReadHair) {
         folder.write("x.hair", content);
-        Part part = empty_part();
-        ReadHair(part, "x.hair");
-        return part;
-    }
-
-    Part read_fur(const std::string& content) {
-        folder.write("x.fur", content);
-        Part part = empty_part();
-        ReadFur(part, "x.fur");
-        return part;
-    }
-
-    void expect_failure(const std::string& content, const std::string& message) {
         scene.take_report();
-        const Part part = read(content);
-        EXPECT_TRUE(part.positions.empty() && part.cylinders.empty());
-        EXPECT_TRUE(radii(part).empty() && part.strand_lengths.empty());
-        EXPECT_EQ(scene.take_report(), message + " x.hair\n");
+        Part part = empty_part();
+        reader(part, "x.hair");
+        return part;
     }
 };
 
 TEST_F(HairTest, ReadsEveryArray) {
-    scene.take_report();
     const Part part = read(full_file());
     EXPECT_EQ(scene.take_report(), "");
     ASSERT_EQ(part.positions.size(), 6u);
@@ -95,34 +77,38 @@ TEST_F(HairTest, NamesWhatIsMissing) {
     const std::string file = full_file();
     const std::size_t segments = 128, points = segments + 6, thickness = points + 72;
     const std::size_t transparency = thickness + 24, color = transparency + 24;
-    expect_failure(file.substr(0, 127), "cannot open hair file header");
-    expect_failure("", "cannot open hair file header");
-    expect_failure("FURR" + file.substr(4), "hair file has wrong signature");
-    expect_failure(file.substr(0, points - 1), "cannot read hair segments");
-    expect_failure(file.substr(0, thickness - 1), "cannot read hair points");
-    expect_failure(file.substr(0, transparency - 1), "cannot read hair thickness");
-    expect_failure(file.substr(0, color - 1), "cannot read hair transparency");
-    expect_failure(file.substr(0, file.size() - 1), "cannot read hair color");
-    expect_failure(header(3, 6, 1) + std::string(6, '\1'), "cannot read hair points");
-    expect_failure(header(3, 0, 2), "cannot read hair points");
-    expect_failure(header(1, 0xFFFFFFFFu, 2) + "x", "cannot read hair points");
-    expect_failure(header(0xFFFFFFFFu, 1, 3) + std::string(12, '\0'), "cannot read hair segments");
-    scene.take_report();
+    const std::pair<std::string, const char*> cases[] = {
+        {file.substr(0, 127), "cannot open hair file header"},
+        {"", "cannot open hair file header"},
+        {"FURR" + file.substr(4), "hair file has wrong signature"},
+        {file.substr(0, points - 1), "cannot read hair segments"},
+        {file.substr(0, thickness - 1), "cannot read hair points"},
+        {file.substr(0, transparency - 1), "cannot read hair thickness"},
+        {file.substr(0, color - 1), "cannot read hair transparency"},
+        {file.substr(0, file.size() - 1), "cannot read hair color"},
+        {header(3, 6, 1) + std::string(6, '\1'), "cannot read hair points"},
+        {header(3, 0, 2), "cannot read hair points"},
+        {header(1, 0xFFFFFFFFu, 2) + "x", "cannot read hair points"},
+        {header(0xFFFFFFFFu, 1, 3) + std::string(12, '\0'), "cannot read hair segments"}};
+    for (const auto& [content, message] : cases) {
+        const Part part = read(content);
+        EXPECT_TRUE(part.positions.empty() && part.cylinders.empty()) << message;
+        EXPECT_TRUE(radii(part).empty() && part.strand_lengths.empty()) << message;
+        EXPECT_EQ(scene.take_report(), std::string(message) + " x.hair\n");
+    }
     Part part = empty_part();
     ReadHair(part, "none");
     EXPECT_EQ(scene.take_report(), "cannot open none\n");
 }
 
 TEST_F(HairTest, EndsStrandsWhereThePointsEnd) {
-    for (const std::uint32_t segments : {2u, 0u, 0xFFFFFFFFu}) {
+    const std::pair<std::uint32_t, std::vector<std::uint32_t>> cases[] = {
+        {2, {0, 1}}, {0, {}}, {0xFFFFFFFFu, {0, 1, 2}}};
+    for (const auto& [segments, cylinders] : cases) {
         std::string file = header(0xFFFFFFFFu, 4, 2, segments);
         file.resize(128 + 4 * 12);
-        scene.take_report();
-        const Part part = read(file);
+        EXPECT_EQ(read(file).cylinders, cylinders);
         EXPECT_EQ(scene.take_report(), "hair strands need more points than there are x.hair\n");
-        EXPECT_EQ(part.cylinders, segments == 2   ? (std::vector<std::uint32_t>{0, 1})
-                                  : segments == 0 ? (std::vector<std::uint32_t>{})
-                                                  : (std::vector<std::uint32_t>{0, 1, 2}));
     }
 }
 
@@ -140,22 +126,17 @@ TEST_F(HairTest, SurvivesFilesWithDamagedBytes) {
 }
 
 TEST_F(HairTest, ReadsFur) {
-    const Part part = read_fur("# two strands\nsegment 2\n\tposition 1 2 3 4\nposition x 5 6\n"
-                               "position 1.5abc 2\nposition +1e1 nan 3\r\nsegment 1\n"
-                               "color 1 2 3\nposition 7 8 9\n position 1 1 1");
-    ASSERT_EQ(part.positions.size(), 6u);
-    EXPECT_EQ(part.positions[0], (Vec3{1, 2, 3}));
-    EXPECT_EQ(part.positions[1], (Vec3{}));
-    EXPECT_EQ(part.positions[2], (Vec3{1.5f, 0, 0}));
-    EXPECT_EQ(part.positions[3], (Vec3{10, 0, 0}));
+    const Part part = read("# two strands\nsegment 2\n\tposition 1 2 3 4\nposition x 5 6\n"
+                           "position 1.5abc 2\nposition +1e1 nan 3\r\nsegment 1\n"
+                           "color 1 2 3\nposition 7 8 9\n position 1 1 1",
+                           ReadFur);
+    EXPECT_EQ(part.positions,
+              (std::vector<Vec3>{{1, 2, 3}, {}, {1.5f, 0, 0}, {10, 0, 0}, {7, 8, 9}, {1, 1, 1}}));
     EXPECT_EQ(part.cylinders, (std::vector<std::uint32_t>{0, 1, 3}));
     EXPECT_EQ(part.strand_lengths, (std::vector<std::uint32_t>{2, 1}));
     EXPECT_EQ(std::bit_cast<std::uint32_t>(radii(part)[5]), 0x3B449BA6u);
-    EXPECT_EQ(uvs(part)[5], (Vec2{0, 0}));
-
-    scene.take_report();
-    EXPECT_TRUE(read_fur("segment -4\nsegment 99999999999\n").cylinders.empty());
-    EXPECT_EQ(scene.take_report(), "hair strands need more points than there are x.fur\n");
+    EXPECT_TRUE(read("segment -4\nsegment 99999999999\n", ReadFur).cylinders.empty());
+    EXPECT_EQ(scene.take_report(), "hair strands need more points than there are x.hair\n");
     Part missing = empty_part();
     ReadFur(missing, "none");
     EXPECT_TRUE(missing.positions.empty());

@@ -5,7 +5,6 @@
 #include "geometry/obj_reader.h"
 #include "geometry/objects.h"
 #include "shading/shaders.h"
-#include "support/fresh_scene.h"
 
 #include <algorithm>
 #include <array>

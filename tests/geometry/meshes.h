@@ -3,13 +3,19 @@
 #pragma once
 
 #include "geometry/types.h"
+#include "support/expect.h"
+#include "support/fresh_scene.h"
 
-#include <string>
+#include <gtest/gtest.h>
 
 namespace mh::test {
 
-// What the report prints as a rule.
-const std::string kRule = std::string(80, '_') + "\n\n";
+// A started library whose report so far is taken.
+struct MeshTest : testing::Test {
+    MeshTest() { scene.take_report(); }
+
+    FreshScene scene;
+};
 
 // An empty part with its two arrays.
 Part empty_part();

@@ -8,7 +8,6 @@
 #include <bit>
 #include <cmath>
 #include <cstdlib>
-#include <locale>
 #include <random>
 
 #include <gtest/gtest.h>
@@ -16,12 +15,7 @@
 namespace mh::test {
 namespace {
 
-struct Reading {
-    float value;
-    std::string rest;
-};
-
-Reading read(const std::string& text) {
+std::pair<float, std::string> read(const std::string& text) {
     TextCursor cursor = {text.data(), text.data() + text.size()};
     const float value = read_real(cursor);
     return {value, std::string(cursor.next, cursor.end)};
@@ -29,27 +23,36 @@ Reading read(const std::string& text) {
 
 TEST(ReadReal, TakesTheLongestLeadingNumber) {
     const struct {
-        const char* text;
+        std::string text;
         float value;
         const char* rest;
     } cases[] = {
-        {"1.5abc", 1.5f, "abc"}, {"+2", 2.0f, ""},      {"-.5e1x", -5.0f, "x"},
-        {"3.", 3.0f, ""},        {"1e", 1.0f, "e"},     {"1e+", 1.0f, "e+"},
-        {"2e-3/4", 2e-3f, "/4"}, {"", 0.0f, ""},        {".", 0.0f, "."},
-        {"-", 0.0f, "-"},        {"+-1", 0.0f, "+-1"},  {"nan", 0.0f, "nan"},
-        {"inf", 0.0f, "inf"},    {"0x10", 0.0f, "x10"}, {"1,5", 1.0f, ",5"},
-        {"1e-400", 0.0f, ""},    {"1.2.3", 1.2f, ".3"}, {"0e999999999999", 0.0f, ""},
+        {"1.5abc", 1.5f, "abc"},
+        {"+2", 2.0f, ""},
+        {"-.5e1x", -5.0f, "x"},
+        {"3.", 3.0f, ""},
+        {"1e", 1.0f, "e"},
+        {"1e+", 1.0f, "e+"},
+        {"2e-3/4", 2e-3f, "/4"},
+        {"", 0.0f, ""},
+        {".", 0.0f, "."},
+        {"-", 0.0f, "-"},
+        {"+-1", 0.0f, "+-1"},
+        {"nan", 0.0f, "nan"},
+        {"inf", 0.0f, "inf"},
+        {"0x10", 0.0f, "x10"},
+        {"1,5", 1.0f, ",5"},
+        {"1e-400", 0.0f, ""},
+        {"1.2.3", 1.2f, ".3"},
+        {"0e999999999999", 0.0f, ""},
+        {"-1e39", -INFINITY, ""},
+        {"1e99999999999999999999", INFINITY, ""},
+        {"1" + std::string(400, '0'), INFINITY, ""},
+        {"0." + std::string(400, '0') + "1e401", 1.0f, ""},
     };
 
-    for (const auto& c : cases) {
-        const Reading r = read(c.text);
-        EXPECT_EQ(r.value, c.value) << c.text;
-        EXPECT_EQ(r.rest, c.rest) << c.text;
-    }
-    EXPECT_EQ(read("-1e39").value, -INFINITY);
-    EXPECT_EQ(read("1e99999999999999999999").value, INFINITY);
-    EXPECT_EQ(read("1" + std::string(400, '0')).value, INFINITY);
-    EXPECT_EQ(read("0." + std::string(400, '0') + "1e401").value, 1.0f);
+    for (const auto& c : cases)
+        EXPECT_EQ(read(c.text), std::pair(c.value, std::string(c.rest))) << c.text;
 }
 
 // Oracle: the C library in the C locale, through a double as read_real does.
@@ -61,21 +64,10 @@ TEST(ReadReal, AgreesWithTheLibraryOnRandomText) {
         for (std::size_t n = random() % 30; n > 0; --n)
             text += alphabet[random() % alphabet.size()];
         const auto expected = static_cast<float>(std::strtod(text.c_str(), nullptr));
-        EXPECT_EQ(std::bit_cast<std::uint32_t>(read(text).value + 0.0f),
+        EXPECT_EQ(std::bit_cast<std::uint32_t>(read(text).first + 0.0f),
                   std::bit_cast<std::uint32_t>(expected + 0.0f))
             << text;
     }
-}
-
-struct Comma : std::numpunct<char> {
-    char do_decimal_point() const override { return ','; }
-};
-
-TEST(ReadReal, IgnoresTheLocale) {
-    const std::locale before = std::locale::global(std::locale(std::locale(), new Comma));
-    const float value = read("1.25").value;
-    std::locale::global(before);
-    EXPECT_EQ(value, 1.25f);
 }
 
 // The same pieces as reads of up to 4095 characters, whatever the buffer of the reader. Empty ones

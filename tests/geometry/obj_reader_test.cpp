@@ -5,7 +5,6 @@
 #include "geometry/meshes.h"
 #include "geometry/objects.h"
 #include "shading/shaders.h"
-#include "support/fresh_scene.h"
 
 #include <random>
 
@@ -13,6 +12,9 @@
 
 namespace mh::test {
 namespace {
+
+using ObjReader = MeshTest;
+using Assembly = MeshTest;
 
 const std::string kPolygons =
     "warning :( \tobject - please triangulate/quadrangulate the input model(s)\n" + kRule;
@@ -26,8 +28,7 @@ std::array<Vec3, 3> corners(const Part& part, std::size_t i) {
     return {part.positions[v[0]], part.positions[v[1]], part.positions[v[2]]};
 }
 
-TEST(ReadObj, ResolvesAbsoluteAndRelativeIndices) {
-    const FreshScene scene;
+TEST_F(ObjReader, ResolvesAbsoluteAndRelativeIndices) {
     const Part part = part_from_obj("v 0 0 0\nv 1 0 0\nv 0 1 0\nf -3 -2 -1\n v 0 0 5 \r\n"
                                     "\tf\t4/9/9 \t2// 3/-1\r\nf 1 2\nf 1 2 3x/a/b/c/d\n");
     ASSERT_EQ(part.triangles.size(), 3u);
@@ -37,20 +38,24 @@ TEST(ReadObj, ResolvesAbsoluteAndRelativeIndices) {
     EXPECT_EQ(part.tangents.size(), part.positions.size());
 }
 
-TEST(ReadObj, CountsIndicesFromTheStartOfEachFile) {
-    const FreshScene scene;
+// Loads a file that is there.
+MeshLoader load_obj(const std::string& text, int times = 1) {
     const TemporaryFolder folder;
-    folder.write("a.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nvt 1 0\nvn 0 0 1\nf 1/1/1 2/1/1 3/1/1\n");
+    folder.write("a.obj", text);
     MeshLoader loader;
-    ReadObj(loader, "a.obj");
-    ReadObj(loader, "a.obj");
+    for (int i = 0; i < times; ++i)
+        ReadObj(loader, "a.obj");
+    return loader;
+}
+
+TEST_F(ObjReader, CountsIndicesFromTheStartOfEachFile) {
+    const MeshLoader loader =
+        load_obj("v 0 0 0\nv 1 0 0\nv 0 1 0\nvt 1 0\nvn 0 0 1\nf 1/1/1 2/1/1 3/1/1\n", 2);
     ASSERT_EQ(loader.triangles.size(), 2u);
     EXPECT_EQ(loader.triangles[1].corner[2], (LoaderCorner{5, 1, 1, kAbsent}));
 }
 
-TEST(ReadObj, KeepsQuadsOnlyWhenFlatAndRectangular) {
-    FreshScene scene;
-
+TEST_F(ObjReader, KeepsQuadsOnlyWhenFlatAndRectangular) {
     const struct {
         const char* face;
         std::size_t triangles, tetragons;
@@ -72,31 +77,18 @@ TEST(ReadObj, KeepsQuadsOnlyWhenFlatAndRectangular) {
     EXPECT_EQ(part_from_obj("f 1 2 3 4\n" + kSquare).triangles.size(), 2u);
 }
 
-TEST(ReadObj, MakesTrianglesOfDegenerateQuads) {
-    FreshScene scene;
-
-    const struct {
-        const char* face;
-        std::array<int, 3> corner;
-    } cases[] = {
-        {"f 1 2 3 3", {1, 2, 3}}, {"f 1 2 3 2", {1, 2, 3}}, {"f 1 2 3 1", {1, 2, 3}},
-        {"f 1 2 2 3", {1, 2, 3}}, {"f 1 2 1 3", {1, 2, 3}}, {"f 1 1 2 3", {1, 2, 3}},
-    };
-
-    const std::array<Vec3, 4> points = {{{}, {0, 0, 0}, {1, 0, 0}, {1, 1, 0}}};
-    for (const auto& c : cases) {
-        scene.take_report();
-        const Part part = part_from_obj(kSquare + c.face + "\n" + c.face + "\n");
-        EXPECT_EQ(scene.take_report(), kDegenerate) << c.face;
+TEST_F(ObjReader, MakesTrianglesOfDegenerateQuads) {
+    for (const char* face :
+         {"f 1 2 3 3", "f 1 2 3 2", "f 1 2 3 1", "f 1 2 2 3", "f 1 2 1 3", "f 1 1 2 3"}) {
+        const Part part = part_from_obj(kSquare + face + "\n" + face + "\n");
+        EXPECT_EQ(scene.take_report(), kDegenerate) << face;
         ASSERT_EQ(part.triangles.size(), 2u);
-        for (std::size_t i = 0; i < 3; ++i)
-            EXPECT_EQ(corners(part, 0)[i], points[static_cast<std::size_t>(c.corner[i])]) << c.face;
+        EXPECT_EQ(corners(part, 0), (std::array<Vec3, 3>{{{0, 0, 0}, {1, 0, 0}, {1, 1, 0}}}))
+            << face;
     }
 }
 
-TEST(ReadObj, ReportsEachFaultOnce) {
-    FreshScene scene;
-    scene.take_report();
+TEST_F(ObjReader, ReportsEachFaultOnce) {
     const Part part = part_from_obj(kSquare + "f 1 2 3 4 5\nf 1 2 3 4 5 6 7 8 9 10 11\n");
     EXPECT_TRUE(part.triangles.empty());
     EXPECT_EQ(scene.take_report(), kPolygons);
@@ -109,56 +101,52 @@ TEST(ReadObj, ReportsEachFaultOnce) {
     EXPECT_EQ(report.find("warning :( \tobject - 3 faces"), 0u) << report;
 }
 
-TEST(ReadObj, TakesShadersByName) {
-    const FreshScene scene;
+TEST_F(ObjReader, TakesShadersByName) {
     const int red = AddShader();
     Shaders[static_cast<std::size_t>(red)].name = "red";
-    const TemporaryFolder folder;
-    folder.write("a.obj", kSquare
-                              + "f 1 2 3\nusemtl red\r\nf 1 2 4\nusemtl nobody\nf 1 3 4\n"
-                                "usemtlred red\nf 2 3 4\nusemtl\nf 2 3 5\n");
-    MeshLoader loader;
-    ReadObj(loader, "a.obj");
+    const MeshLoader loader = load_obj(kSquare
+                                       + "f 1 2 3\nusemtl red\r\nf 1 2 4\nusemtl nobody\nf 1 3 4\n"
+                                         "usemtlred red\nf 2 3 4\nusemtl\nf 2 3 5\n");
     std::vector<int> shaders;
     for (const LoaderFace& face : loader.triangles)
         shaders.push_back(face.shader);
     EXPECT_EQ(shaders, (std::vector<int>{0, red, 0, red, 0}));
 }
 
-TEST(AssembleMesh, WeldsWhatAgreesInEverything) {
-    const FreshScene scene;
+TEST_F(Assembly, WeldsWhatAgreesInEverything) {
     const std::string quad = "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nv -0 -0 0\nv 1 1 0\n"
                              "vt 0 0\nvt 1 1\nvn 0 0 1\nvn 0 1 0\nvn 0 0 5\n";
-    EXPECT_EQ(part_from_obj(quad + "f 1 2 3\nf 5 6 4\n").positions.size(), 4u);
-    EXPECT_EQ(part_from_obj(quad + "f 1/1 2/1 3/1\nf 1/2 3/1 4/1\n").positions.size(), 5u);
-    EXPECT_EQ(part_from_obj(quad + "f 1//1 2//1 3//1\nf 1//2 3//3 4//1\n").positions.size(), 5u);
+    const std::pair<const char*, std::size_t> cases[] = {
+        {"f 1 2 3\nf 5 6 4\n", 4},
+        {"f 1/1 2/1 3/1\nf 1/2 3/1 4/1\n", 5},
+        {"f 1//1 2//1 3//1\nf 1//2 3//3 4//1\n", 5}};
+    for (const auto& [faces, positions] : cases)
+        EXPECT_EQ(part_from_obj(quad + faces).positions.size(), positions) << faces;
     // Equal positions under different indices
     EXPECT_TRUE(part_from_obj(quad + "f 1 2 5\nf 5 1 2\nf 1 5 2\n").triangles.empty());
 }
 
 // Every vertex of a grid of integers is found again, and the table stays fast on it.
-TEST(AssembleMesh, WeldsGridsOfIntegers) {
-    const FreshScene scene;
+TEST_F(Assembly, WeldsGridsOfIntegers) {
     constexpr int kSide = 200;
     std::string text;
-    for (int y = 0; y < kSide; ++y)
-        for (int x = 0; x < kSide; ++x) {
-            const auto vertex = [&](int i, int j) {
-                text += "v " + std::to_string(x + i) + " " + std::to_string(y + j) + " 0\n";
-            };
-            vertex(0, 0);
-            vertex(1, 0);
-            vertex(0, 1);
-            text += "f -3 -2 -1\n";
-        }
+    for (int i = 0; i < kSide * kSide; ++i) {
+        const auto vertex = [&](int dx, int dy) {
+            text += "v " + std::to_string(i % kSide + dx) + " " + std::to_string(i / kSide + dy)
+                    + " 0\n";
+        };
+        vertex(0, 0);
+        vertex(1, 0);
+        vertex(0, 1);
+        text += "f -3 -2 -1\n";
+    }
     const Part part = part_from_obj(text);
     EXPECT_EQ(part.triangles.size(), std::size_t{kSide} * kSide);
     EXPECT_EQ(part.positions.size(), std::size_t{kSide + 1} * (kSide + 1) - 1);
 }
 
 // Whatever the text, what comes out indexes what is there.
-TEST(ReadObj, SurvivesRandomText) {
-    const FreshScene scene;
+TEST_F(ObjReader, SurvivesRandomText) {
     std::mt19937 random(11);
     const std::string words[] = {"v ", "vn ", "vt ", "f ",  "usemtl ", "\n",
                                  "/",  "-1",  "2",   "1e9", "nan",     "3",

@@ -5,7 +5,6 @@
 #include "geometry/objects.h"
 #include "geometry/strands.h"
 #include "shading/shaders.h"
-#include "support/fresh_scene.h"
 
 #include <cmath>
 #include <limits>
@@ -14,6 +13,9 @@
 
 namespace mh::test {
 namespace {
+
+using PartCheck = MeshTest;
+using PartEnd = MeshTest;
 
 const std::string kMixed =
     "error :( \tobject - mixed types (ex. cylinders and triangles in the same group) \n" + kRule;
@@ -28,9 +30,7 @@ Part line_part(std::size_t points) {
     return part;
 }
 
-TEST(CheckPart, ReportsEveryMixtureOfKinds) {
-    FreshScene scene;
-    scene.take_report();
+TEST_F(PartCheck, ReportsEveryMixtureOfKinds) {
     Part part = line_part(4);
     part.cylinders = {0};
     part.triangles = {{{0, 1, 2}, 0}};
@@ -41,13 +41,9 @@ TEST(CheckPart, ReportsEveryMixtureOfKinds) {
     EXPECT_EQ(scene.take_report(), kMixed + kMixed + kMixed);
 }
 
-TEST(CheckPart, BringsArraysToTheSizeOfThePositions) {
-    FreshScene scene;
-    scene.take_report();
+TEST_F(PartCheck, BringsArraysToTheSizeOfThePositions) {
     Part part = line_part(4);
-    part.vec3_arrays.push_back({"empty", {}});
-    CheckPart(part);
-    EXPECT_EQ(scene.take_report(), "");
+    part.vec3_arrays.push_back({"empty", {}}); // no fault
     uvs(part).resize(2);
     part.normals.resize(9);
     CheckPart(part);
@@ -56,8 +52,7 @@ TEST(CheckPart, BringsArraysToTheSizeOfThePositions) {
     EXPECT_EQ(part.normals.size(), 4u);
 }
 
-TEST(CheckPart, GivesUndefinedFacesThePartsShader) {
-    const FreshScene scene;
+TEST_F(PartCheck, GivesUndefinedFacesThePartsShader) {
     const std::uint32_t own = add_smooth_shader(-1.0f);
     Part part = line_part(4);
     part.positions[1].y = 1.0f;
@@ -69,9 +64,7 @@ TEST(CheckPart, GivesUndefinedFacesThePartsShader) {
     EXPECT_EQ(part.triangles[2].shader, part.shader_id);
 }
 
-TEST(CheckPart, RemovesWhatCannotBeTraced) {
-    FreshScene scene;
-    scene.take_report();
+TEST_F(PartCheck, RemovesWhatCannotBeTraced) {
     constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
     Part part = line_part(6);
     part.positions[4] = {kNan, 0.0f, 0.0f};
@@ -99,31 +92,30 @@ TEST(CheckPart, RemovesWhatCannotBeTraced) {
     EXPECT_EQ(radii(hair).size(), 6u);
 }
 
-TEST(FinalisePart, CompletesStrands) {
-    const FreshScene scene;
-    Part one = line_part(5);
-    AddStrands(one, {4});
-    FinalisePart(one);
-    const std::vector<float>& parameter = one.scalar_arrays.back().values;
-    EXPECT_EQ(one.scalar_arrays.back().name, "parameter");
-    EXPECT_EQ(parameter, (std::vector<float>{0.0f, 0.2f, 0.4f, 0.6f, 0.8f}));
-    for (std::size_t i = 0; i < 5; ++i)
-        EXPECT_EQ(one.tangents[i], (i < 4 ? PackedUnit{127, 0, 0} : PackedUnit{})) << i;
-    EXPECT_TRUE(Shaders[0].is_hair);
+TEST_F(PartEnd, CompletesStrands) {
+    const float third = 1.0f / 3.0f, two_thirds = 2.0f / 3.0f;
 
-    Part two = line_part(6); // strands 0 1 2 and 3 4 5
-    AddStrands(two, {2, 2});
-    FinalisePart(two);
-    const std::vector<float> third = {0.0f, 1.0f / 3.0f, 2.0f / 3.0f};
-    for (std::size_t i = 0; i < 6; ++i) {
-        EXPECT_EQ(two.scalar_arrays.back().values[i], third[i % 3]) << i;
-        EXPECT_EQ(is_zero(two.tangents[i]), i >= 4) << i;
+    const struct {
+        std::vector<std::uint32_t> segments;
+        std::vector<float> parameter;
+        std::size_t tangents; // then zeros
+    } cases[] = {{{4}, {0.0f, 0.2f, 0.4f, 0.6f, 0.8f}, 4},
+                 {{2, 2}, {0.0f, third, two_thirds, 0.0f, third, two_thirds}, 4}};
+
+    for (const auto& c : cases) {
+        Part part = line_part(c.parameter.size());
+        AddStrands(part, c.segments);
+        FinalisePart(part);
+        EXPECT_EQ(part.scalar_arrays.back().name, "parameter");
+        EXPECT_EQ(part.scalar_arrays.back().values, c.parameter);
+        for (std::size_t i = 0; i < part.tangents.size(); ++i)
+            EXPECT_EQ(part.tangents[i], (i < c.tangents ? PackedUnit{127, 0, 0} : PackedUnit{}));
     }
+    EXPECT_TRUE(Shaders[0].is_hair);
 }
 
 // Strands that overlap: the later one counts, and the time stays linear.
-TEST(FinalisePart, WritesParametersOfCylindersInAnyOrder) {
-    const FreshScene scene;
+TEST_F(PartEnd, WritesParametersOfCylindersInAnyOrder) {
     Part part = line_part(400000);
     for (std::uint32_t i = 0; i < 200000; ++i) {
         part.cylinders.push_back(0);
@@ -137,8 +129,7 @@ TEST(FinalisePart, WritesParametersOfCylindersInAnyOrder) {
     EXPECT_EQ(parameter[399999], 0.5f);
 }
 
-TEST(FinalisePart, TurnsFacesAndFindsMotionByItsWholeName) {
-    const FreshScene scene;
+TEST_F(PartEnd, TurnsFacesAndFindsMotionByItsWholeName) {
     const std::uint32_t shader = add_smooth_shader(-1.0f);
     Shaders[shader].reverse_winding = true;
     Part part = part_from_obj(cube_text(), shader);
@@ -153,32 +144,6 @@ TEST(FinalisePart, TurnsFacesAndFindsMotionByItsWholeName) {
     part.vec3_arrays.push_back({"motion", {}});
     FinalisePart(part);
     EXPECT_TRUE(part.has_motion);
-}
-
-TEST(ReportObject, PrintsItsTable) {
-    FreshScene scene;
-    Object object;
-    AddPart(object);
-    object.parts[0].positions.resize(1 << 20);
-    object.parts[0].vec3_arrays.push_back({"motion", std::vector<Vec3>(2)});
-    object.parts[0].triangles.resize(3);
-    object.box = {{-1.0f, 0.0f, 0.0f}, {3.0f, 1.0f, 0.5f}};
-    scene.take_report();
-    ReportObject(object);
-    const std::string report = scene.take_report();
-    EXPECT_EQ(report.find("positions          1048578           12.0000 [ M bytes ]\n"
-                          "uv coords                0            0.0000 [ M bytes ]\n"
-                          "scalars                  0"),
-              0u)
-        << report;
-    EXPECT_NE(report.find("triangles                3            0.0000 [ M bytes ]\n"),
-              std::string::npos)
-        << report;
-    EXPECT_NE(
-        report.find("bbox center           1.0000            0.5000            0.2500 [ n/a ]\n"
-                    + kRule),
-        std::string::npos)
-        << report;
 }
 
 } // namespace
