@@ -51,47 +51,27 @@ TEST_F(Children, GatherCountIsAMultipleOfTheFrames) {
 Ray parent_ray() {
     Ray ray = camera_ray({}, {0.0f, 0.0f, -1.0f});
     ray.cursor = {0.25f, 0.5f, 7, 4};
-    ray.power = {1.0f, 2.0f, 3.0f};
     ray.refraction = 1.5f;
-    ray.sample_divisor = 12;
-    ray.hit_shader = 3;
     ray.hit_primitive = 5;
-    ray.hit_kind = HitKind::tetragon;
-    ray.thread = 2;
     ray.depth = 4;
-    ray.diffuse_bounces = 1;
-    ray.glossy_bounces = 1;
+    ray.diffuse_bounces = ray.glossy_bounces = 1;
     ray.specular_bounces = 2;
     ray.scatter = Scatter::glossy_reflection;
     ray.prior_scatter = Scatter::lambertian;
     return ray;
 }
 
-TEST_F(Children, TakeOverTheirParentAndCountTheBounce) {
+TEST_F(Children, CountTheirBounceAndItsDimensions) {
     const Ray ray = parent_ray();
-    SurfacePoint point;
-    point.position = {1.0f, 2.0f, 3.0f};
-    for (const Scatter scatter :
-         {Scatter::lambertian, Scatter::transmissive, Scatter::glossy_reflection,
-          Scatter::glossy_refraction, Scatter::specular_reflection, Scatter::specular_refraction}) {
-        const int kind = static_cast<int>(scatter);
-        const Ray child = spawn_child(ray, point, scatter);
-        EXPECT_EQ(child.origin, point.position);
-        EXPECT_EQ(child.source_point, &point);
-        EXPECT_EQ(child.source_shader, 3);
-        EXPECT_EQ(child.source_primitive, 5);
-        EXPECT_EQ(child.source_kind, HitKind::tetragon);
-        EXPECT_EQ(child.hit_primitive, -1);
-        EXPECT_EQ(child.hit_kind, HitKind::unset);
-        EXPECT_EQ(child.power, ray.power);
-        EXPECT_EQ(child.sample_divisor, 12);
-        EXPECT_EQ(child.thread, 2);
+    for (int kind = 2; kind <= 7; ++kind) {
+        const Ray child = spawn_child(ray, {}, static_cast<Scatter>(kind));
         EXPECT_EQ(child.depth, 5);
         EXPECT_EQ(child.diffuse_bounces, kind <= 3 ? 2 : 1);
         EXPECT_EQ(child.glossy_bounces, kind == 4 || kind == 5 ? 2 : 1);
         EXPECT_EQ(child.specular_bounces, kind >= 6 ? 3 : 2);
         EXPECT_EQ(child.cursor.dimension, kind >= 6 ? 4u : 6u);
-        EXPECT_EQ(child.cursor.sample, 7u);
+        EXPECT_EQ(child.source_primitive, 5);
+        EXPECT_EQ(child.hit_primitive, -1);
         // a run of equal bounces counts once
         EXPECT_EQ(child.prior_scatter,
                   kind == 4 ? Scatter::lambertian : Scatter::glossy_reflection);

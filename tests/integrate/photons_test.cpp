@@ -11,9 +11,9 @@
 #include "output/aov.h"
 #include "output/camera.h"
 
+#include <array>
 #include <cmath>
 #include <functional>
-#include <set>
 
 #include <gtest/gtest.h>
 #include <omp.h>
@@ -88,27 +88,24 @@ TEST_F(PhotonScene, CellsPartTheFaceEvenly) {
 }
 
 TEST_F(PhotonScene, OddHitsStayWithinTheFace) {
-    const int shader = add_shader({1.0f, 1.0f, 1.0f});
-    add_triangle({Vec3{}, Vec3{2, 0, 0}, Vec3{0, 1, 0}}, shader);
+    add_triangle({Vec3{}, Vec3{2, 0, 0}, Vec3{0, 1, 0}}, add_shader(splat(1.0f)));
     RendererSettings.resolution = 0.0401f;
     start_rendering();
     StartDeposits();
     const float nan = std::nanf("");
-    for (const float a : {-1e-6f, 0.0f, 1.0f, 1.0000001f, 1e30f, -1e30f, nan})
-        for (const float b : {-1e-6f, 0.0f, 1.0f, 1.0000001f, 1e30f, -1e30f, nan})
-            for (const float c : {-1e-6f, 0.0f, 1.0f, 1e30f, -1e30f, nan})
+    const std::array<float, 7> odd = {-1e-6f, 0.0f, 1.0f, 1.0000001f, 1e30f, -1e30f, nan};
+    for (const float a : odd)
+        for (const float b : odd)
+            for (const float c : odd)
                 deposit(hit_on(HitKind::triangle, a, b, c), splat(1.0f));
-    Ray ray = hit_on(HitKind::triangle, 0.3f, 0.3f, 0.4f);
-    deposit(ray, {nan, 1.0f, 1.0f}); // dropped
-    ray.hit_primitive = 1;
-    deposit(ray, splat(1.0f));
-    ray.hit_primitive = -1;
-    deposit(ray, splat(1.0f));
-    ray.hit_primitive = 0;
-    ray.hit_in_root = false;
-    deposit(ray, splat(1.0f));
+    deposit(hit_on(HitKind::triangle, 0.3f, 0.3f, 0.4f), {nan, 1.0f, 1.0f});
+    for (const int primitive : {-1, 1}) {
+        Ray ray = hit_on(HitKind::triangle, 0.3f, 0.3f, 0.4f);
+        ray.hit_primitive = primitive;
+        deposit(ray, splat(1.0f));
+    }
     FinishDeposits();
-    EXPECT_NEAR(energy(), 7 * 7 * 6, 1e-3); // in cells of unit area share
+    EXPECT_NEAR(energy(), 7 * 7 * 7, 1e-3);
 }
 
 TEST_F(PhotonScene, MillionEqualDepositsKeepTheirSum) {
