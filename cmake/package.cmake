@@ -21,7 +21,6 @@ file(RELATIVE_PATH pkgconfig_to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 configure_file(cmake/moonhare.pc.in moonhare.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/moonhare.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
-install(FILES tools/moonhare.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 
 find_package(Python3 COMPONENTS Interpreter REQUIRED)
 set(python_module ${CMAKE_CURRENT_BINARY_DIR}/python/moonhare.py)
