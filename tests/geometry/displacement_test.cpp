@@ -22,7 +22,7 @@ using Displacing = MeshTest;
 
 const std::string kMissing = "warning :( \tmissing vertex normals for displacement mapping\n";
 
-std::uint32_t add_displaced_shader(float smooth_angle_deg, std::initializer_list<int> levels,
+std::uint32_t add_displaced_shader(float smooth_angle_deg, const std::vector<int>& levels,
                                    const Vec3& vector = {}) {
     const std::uint32_t shader = add_smooth_shader(smooth_angle_deg);
     for (const int level : levels) {
@@ -43,14 +43,14 @@ Part displaced(std::uint32_t shader) {
 
 TEST_F(Displacing, DividesFacesByTheSquaresOfTheLevels) {
     const struct {
-        std::initializer_list<int> levels;
+        std::vector<int> levels;
         std::size_t triangles, positions;
     } cases[] = {{{1}, 1, 3},      {{2}, 4, 6}, {{3}, 9, 10}, {{64}, 4096, 65 * 33},
                  {{2, 3}, 36, 28}, {{0}, 0, 0}, {{-5}, 0, 0}};
 
     for (const auto& c : cases) {
         const Part part = displaced(add_displaced_shader(30.0f, c.levels));
-        EXPECT_EQ(part.triangles.size(), c.triangles) << *c.levels.begin();
+        EXPECT_EQ(part.triangles.size(), c.triangles) << c.levels[0];
         EXPECT_EQ(part.triangles.empty() ? 0 : part.positions.size(), c.positions);
         for (const Vec3& p : part.positions)
             EXPECT_EQ(p.z, 0.0f); // flat stays flat

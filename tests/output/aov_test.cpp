@@ -5,20 +5,17 @@
 #include "frame/types.h"
 #include "geometry/types.h"
 #include "output/camera.h"
+#include "support/expect.h"
 
 #include <limits>
 #include <utility>
 
 #include <gtest/gtest.h>
 
-namespace mh {
+namespace mh::test {
 namespace {
 
 constexpr int kPixel = 2; // of four
-
-Vec3 rgb(float r, float g, float b) {
-    return {r, g, b};
-}
 
 struct AovTest : testing::Test {
     AovTest() {
@@ -114,30 +111,31 @@ TEST_F(AovTest, PrimvarsAreInterpolatedByTheKindOfTheHit) {
     ray.hit_a = 0.5f;
     ray.hit_b = 0.25f;
     EXPECT_EQ(after_hit(32769, "weight"), splat(0.5f * 2.0f + 0.25f * 8.0f + 0.25f * 16.0f));
-    EXPECT_EQ(after_hit(32769, "short"), 0.5f * rgb(2.0f, 4.0f, 6.0f)); // a missing value is 0
+    EXPECT_EQ(after_hit(32769, "short"), (Vec3{1.0f, 2.0f, 3.0f})); // a missing value is 0
     EXPECT_EQ(after_hit(32769, "nowhere"), Vec3{});
     ray.hit_kind = HitKind::tetragon; // a grows from edge 0 1 to 3 2, b along these edges
-    EXPECT_EQ(after_hit(32769, "uv"), rgb(4.0f, 2.0f, 0.0f));
+    EXPECT_EQ(after_hit(32769, "uv"), (Vec3{4.0f, 2.0f, 0.0f}));
     ray.hit_primitive = -1;
     EXPECT_EQ(after_hit(32769, "uv"), Vec3{});
 }
 
 TEST_F(AovTest, LightSharesAreColouredAndWeighted) {
-    std::vector<Aov> list(5);
-    const Channel channels[] = {Channel::lambertian, Channel::transmissive, Channel::glossy,
-                                Channel::specular, Channel::beauty};
-    for (std::size_t i = 0; i < list.size(); ++i) {
-        list[i].channel |= static_cast<std::uint32_t>(channels[i]);
-        AllocateAov(list[i], 2, 2);
-    }
     ray.weight = {1.0f, 0.5f, 0.0f};
     point.lambertian_color = splat(2.0f);
     point.transmissive_color = splat(4.0f);
     point.glossy_color = point.specular_color = splat(8.0f);
-    add_light_aovs(list, ray, point, {splat(1.0f), splat(2.0f), splat(3.0f), splat(4.0f)});
-    const float expected[] = {1.0f, 4.0f, 12.0f, 0.0f, 0.0f};
-    for (std::size_t i = 0; i < list.size(); ++i)
-        EXPECT_EQ(read_pixel(list[i].image, kPixel), expected[i] * rgb(1.0f, 0.5f, 0.0f)) << i;
+    const std::pair<Channel, float> expected[] = {{Channel::lambertian, 1.0f},
+                                                  {Channel::transmissive, 4.0f},
+                                                  {Channel::glossy, 12.0f},
+                                                  {Channel::specular, 0.0f},
+                                                  {Channel::beauty, 0.0f}};
+    for (const auto& [channel, value] : expected) {
+        std::vector<Aov> list(1);
+        list[0].channel |= static_cast<std::uint32_t>(channel);
+        AllocateAov(list[0], 2, 2);
+        add_light_aovs(list, ray, point, {splat(1.0f), splat(2.0f), splat(3.0f), splat(4.0f)});
+        EXPECT_EQ(read_pixel(list[0].image, kPixel), value * ray.weight);
+    }
 }
 
 TEST(AovShader, FilterIsTheFirstOfItsNameOrNone) {
@@ -155,27 +153,25 @@ TEST(AovShader, FilterIsTheFirstOfItsNameOrNone) {
 
 TEST(PixelFormats, CutToLevelsAndReadBackWithOneFactor) {
     const float nan = std::numeric_limits<float>::quiet_NaN();
-    for (const int bits : {8, 16, 32, 64}) {
+
+    const struct {
+        int bits;
+        Vec3 written, read;
+    } cases[] = {{8, {0.5f, 1.0f, -3.0f}, {127.0f / 255.0f, 1.0f, 0.0f}},
+                 {8, {7.0f, nan, 0.0f}, {1.0f, 0.0f, 0.0f}},
+                 {16, {0.5f, 1.0f, -3.0f}, {32767.0f / 255.0f, 257.0f, 0.0f}}, // both over 255
+                 {16, {7.0f, nan, 0.0f}, {257.0f, 0.0f, 0.0f}},
+                 {32, {0.5f, 1.0f, 0.25f}, {0.5f, 1.0f, 0.25f}},
+                 {64, {0.5f, 1.0f, 0.25f}, {0.5f, 1.0f, 0.25f}}};
+
+    for (const auto& c : cases) {
         Aov aov;
-        aov.image.bits = bits;
+        aov.image.bits = c.bits;
         AllocateAov(aov, 2, 1);
-        write_pixel(aov.image, 1, {0.5f, 1.0f, 0.25f});
-        const Vec3 value = read_pixel(aov.image, 1);
-        const float rounding = bits < 32 ? 1e-4f : 0.0f;
-        // 127 of 255 and 32767 of 65535, both over 255.
-        EXPECT_NEAR(value.x,
-                    bits == 8    ? 127.0f / 255.0f
-                    : bits == 16 ? 32767.0f / 255.0f
-                                 : 0.5f,
-                    rounding);
-        EXPECT_NEAR(value.y, bits == 16 ? 257.0f : 1.0f, rounding);
-        if (bits >= 32) continue;
-        write_pixel(aov.image, 1, {-3.0f, 7.0f, nan});
-        EXPECT_EQ(read_pixel(aov.image, 1).x, 0.0f);
-        EXPECT_NEAR(read_pixel(aov.image, 1).y, bits == 16 ? 257.0f : 1.0f, rounding);
-        EXPECT_EQ(read_pixel(aov.image, 1).z, 0.0f);
+        write_pixel(aov.image, 1, c.written);
+        expect_near(read_pixel(aov.image, 1), c.read, c.bits < 32 ? 1e-4f : 0.0f);
     }
 }
 
 } // namespace
-} // namespace mh
+} // namespace mh::test

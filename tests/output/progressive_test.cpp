@@ -3,8 +3,8 @@
 #include "output/progressive.h"
 
 #include "frame/types.h"
-#include "output/aov.h"
 #include "output/camera.h"
+#include "support/expect.h"
 #include "support/fresh_scene.h"
 
 #include <algorithm>
@@ -14,7 +14,7 @@
 #include <GL/freeglut.h>
 #include <gtest/gtest.h>
 
-namespace mh {
+namespace mh::test {
 namespace {
 
 std::string log_of_steps;
@@ -48,11 +48,9 @@ struct ProgressiveLoop : testing::Test {
 
     ~ProgressiveLoop() override { PreviewWindow = false; }
 
-    test::TemporaryFolder folder;
-    test::FreshScene scene;
+    TemporaryFolder folder;
+    FreshScene scene;
 };
-
-const std::string kRule = std::string(80, '_') + "\n\n";
 
 TEST_F(ProgressiveLoop, RunsItsStepsInOrderAndReports) {
     Cameras[0].aovs[0].image.floats = {1.0f, 0.0f, 0.0f, 0.0f, 1.0f, 0.5f};
@@ -114,4 +112,4 @@ TEST_F(ProgressiveLoop, OpensOneWindowAfterTheOther) {
 }
 
 } // namespace
-} // namespace mh
+} // namespace mh::test

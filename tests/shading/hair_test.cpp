@@ -67,15 +67,6 @@ TEST(HairLobes, KeepTheEnergyOfAFibreThatAbsorbsNothing) {
     }
 }
 
-TEST(HairLobes, LoseTheReflectionWithoutAChangeOfIndex) {
-    const SurfacePoint point = fibre_along_z(0.0f);
-    std::array<Vec3, 3> lobes;
-    Vec3 density;
-    hair_glossy(table_of(0.2f, 1.0f, {}), point.outgoing, point.outgoing, point, lobes, density);
-    EXPECT_EQ(lobes[0].x, 0.0f);
-    EXPECT_GT(density.x, 0.0f);
-}
-
 TEST(HairLobes, AreColoredByTheWayThroughTheFibre) {
     const HairTable table = table_of(0.2f, 1.55f, {0.0f, 0.2f, 1.0f});
     const std::array<Vec3, 3> energy = lobe_energy(table, 0.3f);

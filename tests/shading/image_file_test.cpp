@@ -48,13 +48,6 @@ std::string tga() {
            + bytes({100, 150, 200, 50, 75, 100});
 }
 
-std::string bmp() {
-    return "BM" + little(62, 4) + little(0, 4) + little(54, 4) + little(40, 4) + little(1, 4)
-           + little(2, 4) + little(1, 2) + little(24, 2) + little(0, 4) + little(8, 4)
-           + little(2835, 4) + little(2835, 4) + little(0, 8)
-           + bytes({50, 75, 100, 0, 100, 150, 200, 0});
-}
-
 std::string tiff(std::uint32_t bits, std::uint32_t sample_format, const std::string& rows) {
     std::string text = "II*" + bytes({0}) + little(8, 4) + little(10, 2);
     const auto size = static_cast<std::uint32_t>(rows.size());
@@ -91,8 +84,7 @@ struct ImageFile : testing::Test {
 };
 
 TEST_F(ImageFile, HasItsBottomRowFirst) {
-    for (const auto& [name, content] :
-         {std::pair{"a.ppm", ppm()}, {"a.tga", tga()}, {"a.bmp", bmp()}}) {
+    for (const auto& [name, content] : {std::pair{"a.ppm", ppm()}, {"a.tga", tga()}}) {
         const Image image = read(name, content);
         ASSERT_EQ(image.height, 2) << name << scene.take_report();
         EXPECT_EQ(image.channels, 3) << name;
@@ -143,8 +135,7 @@ TEST_F(ImageFile, IsFoundThroughTheSearchListOnce) {
 
 // Every cut of every file, and every byte of its head raised: an image or one line, never a crash.
 TEST_F(ImageFile, IsReadOrRefusedWhateverItHolds) {
-    for (const std::string& whole :
-         {ppm(), tga(), bmp(), hdr(), tiff(8, 1, bytes({200, 100})), pfm()}) {
+    for (const std::string& whole : {ppm(), tga(), hdr(), tiff(8, 1, bytes({200, 100})), pfm()}) {
         for (std::size_t i = 0; i < std::min<std::size_t>(whole.size(), 140); ++i) {
             std::string changed = whole;
             changed[i] = static_cast<char>(changed[i] + 0x7F);

@@ -23,15 +23,6 @@ Shader shader_with(const std::vector<Sideness>& sides) {
     return shader;
 }
 
-TEST(ShaderTable, FindsTheFirstOfANameOrUndefined) {
-    const FreshScene scene;
-    EXPECT_EQ(FindOrAddShader("wood"), 1);
-    EXPECT_EQ(FindOrAddShader("wood"), 1);
-    EXPECT_EQ(FindShader("Wood"), 0);
-    EXPECT_EQ(AddShader(), 2); // another "undefined"
-    EXPECT_EQ(FindShader("undefined"), 0);
-}
-
 TEST(FinishShader, GivesEverySideALayerAndAtMostSixteen) {
     using enum Sideness;
 

@@ -91,15 +91,6 @@ TEST_F(SurfacePointTest, HasTheReflectanceOfSchlick) {
     }
 }
 
-TEST_F(SurfacePointTest, LetsAThinSheetPassLightOfBothInterfaces) {
-    color(Element::ior) = splat(1.5f);
-    shader().layers[0].material = Material::thin;
-    const SurfacePoint point = build(hit(HitKind::tetragon));
-    EXPECT_NEAR(point.transmittance, 0.9231f, 5e-5f);
-    EXPECT_NEAR(point.reflectance, 0.0769f, 5e-5f);
-    EXPECT_EQ(point.eta, 1.0f);
-}
-
 TEST_F(SurfacePointTest, BuildsRightHandedFramesThatFaceTheViewer) {
     const SeededDraws seed(2);
     for (int i = 0; i < 1000; ++i) {
