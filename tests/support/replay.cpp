@@ -4,6 +4,7 @@
 
 #include "math/random.h"
 
+#include <atomic>
 #include <cstdint>
 #include <vector>
 
@@ -14,14 +15,15 @@ namespace {
 std::uint32_t (*previous)() = nullptr;
 std::vector<std::uint32_t> values;
 std::size_t next = 0;
-std::uint64_t state = 0;
+std::atomic<std::uint64_t> state = 0;
 
 std::uint32_t replayed() {
     return values[next++ % values.size()];
 }
 
 std::uint32_t seeded() {
-    std::uint64_t z = (state += 0x9E3779B97F4A7C15u);
+    constexpr std::uint64_t kStep = 0x9E3779B97F4A7C15u;
+    std::uint64_t z = state.fetch_add(kStep) + kStep;
     z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9u;
     z = (z ^ (z >> 27)) * 0x94D049BB133111EBu;
     return static_cast<std::uint32_t>((z ^ (z >> 31)) >> 32);

@@ -16,7 +16,7 @@ struct ReplayedDraws {
 };
 
 // Deterministic pseudo-random bits (splitmix64) in place of the hardware's, from construction to
-// destruction. Use on one thread only.
+// destruction. Thread-safe; which thread gets which of them is left to chance.
 struct SeededDraws {
     explicit SeededDraws(unsigned long long seed);
     ~SeededDraws();
