@@ -191,7 +191,7 @@ void check_lights(Checking& check) {
         if (doubt.concern == Concern::emits_without_virtual_light && GeometryLight.sample > 0)
             add_fault(check, doubt.place,
                       "emissive layer without \"virtual_light 1\", while \"geometry_light\" is "
-                      "sampled: bounces count its light, samples do not");
+                      "sampled: bounces and samples both count its light in full");
         if (doubt.concern == Concern::no_photons && gathers_photons()
             && (doubt.block != "geometry_light" || emission))
             add_fault(check, doubt.place,

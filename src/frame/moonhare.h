@@ -81,12 +81,12 @@ enum {
 typedef uint8_t mhElement;
 
 enum {
-    mhElementLambertian = 0,   /* albedo of diffuse reflection */
-    mhElementTransmissive = 1, /* albedo of diffuse transmission */
-    mhElementGlossy = 2,       /* colour of rough reflection */
-    mhElementSpecular = 3,     /* colour of mirror reflection and of refraction */
-    mhElementEmissive = 4,     /* radiance, with the factor pi folded in */
-    mhElementDiffusion = 5,    /* distance that light spreads below the surface, scene units */
+    mhElementLambertian = 0,         /* albedo of diffuse reflection */
+    mhElementTransmissive = 1,       /* albedo of diffuse transmission */
+    mhElementGlossy = 2,             /* colour of rough reflection */
+    mhElementSpecular = 3,           /* colour of mirror reflection and of refraction */
+    mhElementEmissive = 4,           /* radiance, with the factor pi folded in */
+    mhElementDiffusion = 5,          /* variance of how far light spreads below the surface, area */
     mhElementShadowTransparency = 6, /* stored only */
     mhElementNormal = 7,             /* with an image: normal map */
     mhElementWeight = 8,             /* of the layer among the layers of its side */
