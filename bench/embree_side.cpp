@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "embree_side.h"
 
+#include "accel/hair_curve.h"
+#include "geometry/objects.h"
 #include "math/clock.h"
 #include "math/constants.h"
 
@@ -53,10 +55,12 @@ RTCScene instance_scene(RTCDevice device, RTCScene base, const std::vector<Mat4>
     return scene;
 }
 
-EmbreeScene make_scene(const Scene& scene, const std::string& isa, RTCBuildQuality quality) {
+EmbreeScene make_scene(const Scene& scene, const std::string& isa, RTCBuildQuality quality,
+                       int threads = 1) {
     EmbreeScene result;
     result.name = (quality == RTC_BUILD_QUALITY_HIGH ? "high " : "medium ") + isa;
-    RTCDevice device = rtcNewDevice(("threads=1,set_affinity=0,isa=" + isa).c_str());
+    RTCDevice device =
+        rtcNewDevice(("threads=" + std::to_string(threads) + ",set_affinity=0,isa=" + isa).c_str());
     result.device = device;
     const std::int64_t start = microseconds_now();
     RTCScene top = scene_of(device, triangle_geometry(device, scene.mesh, quality), quality);
@@ -79,6 +83,36 @@ std::vector<EmbreeScene> MakeEmbreeScenes(const Scene& scene) {
             scenes.push_back(make_scene(scene, "avx512", quality));
     }
     return scenes;
+}
+
+EmbreeScene MakeEmbreeMesh(const Scene& scene, int threads) {
+    return make_scene(scene, "avx2", RTC_BUILD_QUALITY_MEDIUM, threads);
+}
+
+EmbreeScene MakeEmbreeHair(const Part& part) {
+    RTCDevice device = rtcNewDevice("threads=1,set_affinity=0");
+    RTCGeometry curves = rtcNewGeometry(device, RTC_GEOMETRY_TYPE_FLAT_BEZIER_CURVE);
+    const std::size_t count = part.cylinders.size();
+    auto* points = static_cast<float*>(rtcSetNewGeometryBuffer(
+        curves, RTC_BUFFER_TYPE_VERTEX, 0, RTC_FORMAT_FLOAT4, 4 * sizeof(float), 4 * count));
+    auto* first = static_cast<std::uint32_t*>(rtcSetNewGeometryBuffer(
+        curves, RTC_BUFFER_TYPE_INDEX, 0, RTC_FORMAT_UINT, sizeof(std::uint32_t), count));
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::uint32_t v = part.cylinders[i];
+        const Vec3 p0 = part.positions[v], p1 = part.positions[v + 1];
+        const Vec3 t0 = unpack_unit(part.tangents[v]), t1 = unpack_unit(part.tangents[v + 1]);
+        first[i] = static_cast<std::uint32_t>(4 * i);
+        for (const Vec3& p : {p0, p0 + (1.0f / 3.0f) * t0, p1 - (1.0f / 3.0f) * t1, p1}) {
+            const float values[] = {p.x, p.y, p.z, radii(part)[v]};
+            points = std::copy(values, values + 4, points);
+        }
+    }
+    rtcSetGeometryTessellationRate(curves, kHairPieces);
+    rtcCommitGeometry(curves);
+    EmbreeScene result;
+    result.device = device;
+    result.top = scene_of(device, curves, RTC_BUILD_QUALITY_MEDIUM);
+    return result;
 }
 
 void FreeEmbreeScene(EmbreeScene& scene) {

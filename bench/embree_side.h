@@ -17,6 +17,10 @@ struct EmbreeScene {
 
 // Medium and high quality, each with AVX2 and with AVX-512 kernels where the machine has them.
 std::vector<EmbreeScene> MakeEmbreeScenes(const Scene& scene);
+// Medium quality on some threads, as the fastest instruction set has it.
+EmbreeScene MakeEmbreeMesh(const Scene& scene, int threads);
+// Flat Bezier curves, cut into eight pieces, from the cylinders and tangents of a part.
+EmbreeScene MakeEmbreeHair(const Part& part);
 void FreeEmbreeScene(EmbreeScene& scene);
 
 // Distance of the hit, kFar for a miss.

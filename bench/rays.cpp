@@ -21,18 +21,6 @@ namespace mh::bench {
 
 namespace {
 
-// Gap between a surface and the rays that leave it, in units of the scene, which is about 1.
-constexpr float kLift = 1e-4f;
-
-void make_tree(Object& object) {
-    for (Instance& instance : object.instances)
-        UpdateInstance(instance);
-    Build(object);
-    Update(object);
-    SATOrder(object);
-    PrepareWalk(object);
-}
-
 void add_mesh(Object& object, const Mesh& mesh) {
     AddPart(object);
     Part& part = object.parts.back();
@@ -50,6 +38,7 @@ Ray trace(const BenchRay& ray) {
 }
 
 Vec3 hit_normal(const Ray& ray) {
+    if (ray.hit_part->triangles.empty()) return -ray.direction; // ribbons face the ray
     const auto& v = ray.hit_part->triangles[static_cast<std::size_t>(ray.hit_primitive)].vertex;
     const std::vector<Vec3>& p = ray.hit_part->positions;
     Vec3 n = triangle_normal(p[v[0]], p[v[1]], p[v[2]]);
@@ -68,6 +57,15 @@ BenchRay primary_ray(const Scene& scene, int side, int x, int y) {
 
 } // namespace
 
+void MakeTree(Object& object) {
+    for (Instance& instance : object.instances)
+        UpdateInstance(instance);
+    Build(object);
+    Update(object);
+    SATOrder(object);
+    PrepareWalk(object);
+}
+
 double LoadScene(const Scene& scene) {
     Objects.clear();
     Objects.resize(scene.instances.empty() ? 1 : 2);
@@ -75,14 +73,14 @@ double LoadScene(const Scene& scene) {
     Object& mesh = Objects.back();
     add_mesh(mesh, scene.mesh);
     const std::int64_t start = microseconds_now();
-    make_tree(mesh);
+    MakeTree(mesh);
     if (scene.instances.empty()) return static_cast<double>(seconds_since(start));
     for (const Mat4& matrix : scene.instances) {
         Instance& instance = Objects[0].instances.emplace_back();
         instance.matrix = matrix;
         instance.object = 1;
     }
-    make_tree(Objects[0]);
+    MakeTree(Objects[0]);
     return static_cast<double>(seconds_since(start));
 }
 
@@ -96,7 +94,7 @@ RaySets MakeRays(const Scene& scene, int side) {
             const Ray hit = trace(rays.primary.back());
             if (hit.hit_part == nullptr) continue;
             const Vec3 normal = hit_normal(hit);
-            const Vec3 point = hit.origin + hit.distance * hit.direction + kLift * normal;
+            const Vec3 point = hit.origin + hit.distance * hit.direction + scene.lift * normal;
             Vec3 tangent, bitangent;
             tangent_frame(normal, tangent, bitangent);
             const float u = unit();

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "geometry/types.h"
 #include "scenes.h"
 
 namespace mh::bench {
@@ -14,6 +15,9 @@ struct BenchRay {
 struct RaySets {
     std::vector<BenchRay> primary, bounce, shadow;
 };
+
+// All steps from the primitives to the stream that rays walk.
+void MakeTree(Object& object);
 
 // Puts the scene into Objects and makes its trees; seconds of the construction.
 double LoadScene(const Scene& scene);

@@ -136,13 +136,12 @@ Scene BumpySphere() {
     return {"bumpy sphere 100k", grid(kCells, point), {}, {0, 0.5f, 3}, {0, 0, 0}, {2, 4, 3}};
 }
 
-Scene Terrain() {
-    constexpr std::uint32_t kCells = 707;
+Scene Terrain(std::uint32_t cells) {
     const auto point = [](float u, float v) {
         const float x = 2.0f * u - 1.0f, z = 2.0f * v - 1.0f;
         return Vec3{x, terrain_height(x, z), z};
     };
-    return {"terrain 1M", grid(kCells, point), {}, {0, 0.7f, 1.2f}, {0, 0, 0}, {1.5f, 0.8f, -1}};
+    return {"terrain 1M", grid(cells, point), {}, {0, 0.7f, 1.2f}, {0, 0, 0}, {1.5f, 0.8f, -1}};
 }
 
 Scene Strands() {

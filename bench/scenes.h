@@ -23,12 +23,13 @@ struct Scene {
     Mesh mesh;
     std::vector<Mat4> instances; // empty: the mesh itself, once
     Vec3 eye, look_at, light;
+    float lift = 1e-4f; // gap between a surface and the rays that leave it
 };
 
-Scene Room();        // 30 triangles: walls, floor, ceiling and two blocks
-Scene BumpySphere(); // 100 thousand triangles
-Scene Terrain();     // 1 million triangles
-Scene Strands();     // 500 thousand thin triangles: curls on a ball
-Scene Instances();   // 10 thousand turned copies of a ball of 320 triangles
+Scene Room();                             // 30 triangles: walls, floor, ceiling and two blocks
+Scene BumpySphere();                      // 100 thousand triangles
+Scene Terrain(std::uint32_t cells = 707); // twice the square of it: 1 million triangles
+Scene Strands();                          // 500 thousand thin triangles: curls on a ball
+Scene Instances();                        // 10 thousand turned copies of a ball of 320 triangles
 
 } // namespace mh::bench
