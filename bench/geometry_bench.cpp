@@ -113,7 +113,7 @@ void load_hair(const std::string& path) {
 
 #ifdef MOONHARE_EMBREE
 
-// The ends of pieces are cut in another way, so that only the shares of hits must agree.
+// Ribbons are defined in another way, so that only the shares of hits must agree.
 constexpr double kMayDiffer = 0.03;
 
 template<typename Ours, typename Theirs>
