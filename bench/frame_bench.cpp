@@ -1,0 +1,176 @@
+// Whole frames of the room example: their rate on one and two threads, the error of gathering and of
+// path tracing after equal time, photons, and the tree of caustic photons.
+// SPDX-License-Identifier: MIT
+#include "frame/phases.h"
+#include "frame/types.h"
+#include "integrate/caustics.h"
+#include "integrate/pixel_loop.h"
+#include "integrate/renderer.h"
+#include "integrate/types.h"
+#include "lights/types.h"
+#include "math/random.h"
+#include "output/aov.h"
+#include "output/types.h"
+#include "timing.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <iostream>
+
+#include <omp.h>
+
+namespace mh::bench {
+
+namespace {
+
+bool brief = false;
+
+struct Picture {
+    std::vector<Vec3> pixels;
+    double seconds = 0.0; // of all frames and of the photons
+};
+
+void open_room(bool path_tracing, int size, int frames) {
+    OpenScene(MOONHARE_EXAMPLES "/cornell/");
+    Camera& camera = Cameras[0];
+    camera.width = camera.height = size;
+    camera.sample = frames;
+    for (Aov& aov : camera.aovs)
+        aov.image.path.clear();
+    GeometryLight.aov_list.clear();
+    if (!path_tracing) return;
+    RendererSettings.distance = 0.0f;
+    RendererSettings.sample = frames; // one gather ray a frame, whatever their number
+    RendererSettings.bounce = 8;
+    RendererSettings.ray_depth = 12;
+}
+
+double render_frames(int frames) {
+    const double start = seconds(CLOCK_MONOTONIC);
+    for (int i = 0; i < frames; ++i)
+        RenderPixels(static_cast<std::uint32_t>(i));
+    return seconds(CLOCK_MONOTONIC) - start;
+}
+
+Picture render_room(bool path_tracing, int size, int frames) {
+    open_room(path_tracing, size, frames);
+    Picture picture;
+    const double start = seconds(CLOCK_MONOTONIC);
+    Initialize();
+    render_frames(frames);
+    picture.seconds = seconds(CLOCK_MONOTONIC) - start;
+    for (std::int64_t i = 0; i < static_cast<std::int64_t>(size) * size; ++i)
+        picture.pixels.push_back(read_pixel(Cameras[0].aovs[0].image, i));
+    CloseScene();
+    return picture;
+}
+
+// Mean of (a - b)^2 / (b^2 + 0.01) over pixels and channels.
+double relative_error(const Picture& a, const Picture& b) {
+    double total = 0.0;
+    for (std::size_t i = 0; i < a.pixels.size(); ++i) {
+        const Vec3 d = a.pixels[i] - b.pixels[i], square = b.pixels[i] * b.pixels[i];
+        total += sum(d * d / (square + splat(0.01f)));
+    }
+    return total / (3.0 * static_cast<double>(a.pixels.size()));
+}
+
+double mean_of(const Picture& picture) {
+    double total = 0.0;
+    for (const Vec3& pixel : picture.pixels)
+        total += sum(pixel);
+    return total / (3.0 * static_cast<double>(picture.pixels.size()));
+}
+
+void bench_frames(bool path_tracing) {
+    const int size = brief ? 16 : 256, runs = brief ? 1 : 5;
+    open_room(path_tracing, size, runs);
+    Initialize();
+    double single = 0.0;
+    for (const int threads : {1, 2}) {
+        omp_set_num_threads(threads);
+        RayStatistics = {};
+        std::vector<double> times;
+        for (int i = 0; i < runs; ++i)
+            times.push_back(render_frames(1));
+        const double time = median(times);
+        if (threads == 1) single = time;
+        std::printf(
+            "  %-12s %d thread(s): %7.3f s a frame, %6.2f M rays/s, %.2f times one thread\n",
+            path_tracing ? "path tracing" : "gathering", threads, time,
+            1e-6 * static_cast<double>(RayStatistics.render_rays) / (time * runs), single / time);
+    }
+    CloseScene();
+}
+
+// Both modes against a converged picture; path tracing gets the time that gathering took.
+bool bench_errors() {
+    const int size = brief ? 16 : 192, many = brief ? 64 : 512, few = 16;
+    const Picture truth = render_room(true, size, many);
+    const Picture gathered = render_room(false, size, few);
+    const double frame_seconds = truth.seconds / many;
+    const int affordable = std::max(1, static_cast<int>(gathered.seconds / frame_seconds));
+    const Picture traced = render_room(true, size, std::min(affordable, many));
+    std::printf("errors against path tracing of %d frames\n", many);
+    std::printf("  gathering    %6.2f s, error %.5f\n", gathered.seconds,
+                relative_error(gathered, truth));
+    std::printf("  path tracing %6.2f s, error %.5f\n", traced.seconds,
+                relative_error(traced, truth));
+    const double ratio = mean_of(gathered) / mean_of(truth);
+    std::printf("  mean of gathering over path tracing: %.4f\n", ratio);
+    return std::fabs(ratio - 1.0) < (brief ? 0.2 : 0.03);
+}
+
+void bench_photons() {
+    open_room(false, 16, 1);
+    GeometryLight.photons = brief ? 1000 : 1000000;
+    Initialize();
+    const std::int32_t photons = GeometryLight.photons;
+    double single = 0.0;
+    for (const int threads : {1, 2}) {
+        omp_set_num_threads(threads);
+        const double start = seconds(CLOCK_MONOTONIC);
+        InitializeRenderer();
+        const double time = seconds(CLOCK_MONOTONIC) - start;
+        if (threads == 1) single = time;
+        std::printf("  %d photons, %d thread(s): %.3f s, %.2f times one thread\n", photons, threads,
+                    time, single / time);
+    }
+    Photons.resize(static_cast<std::size_t>(photons));
+    for (CausticPhoton& photon : Photons) {
+        photon.position.x = random_unit();
+        photon.position.y = random_unit();
+        photon.position.z = random_unit();
+    }
+    RendererSettings.radius = 0.01f;
+    for (const int threads : {1, 2}) {
+        omp_set_num_threads(threads);
+        const double start = seconds(CLOCK_MONOTONIC);
+        BuildPhotonTree();
+        std::printf("  tree of %d caustic photons, %d thread(s): %.3f s\n", photons, threads,
+                    seconds(CLOCK_MONOTONIC) - start);
+    }
+    CloseScene();
+}
+
+} // namespace
+
+} // namespace mh::bench
+
+int main(int argc, char** argv) {
+    using namespace mh::bench;
+    brief = argc > 1 && std::strcmp(argv[1], "--brief") == 0;
+    if (argc > 1 && !brief) return std::printf("usage: frame_bench [--brief]\n"), 1;
+    std::streambuf* const console = std::cout.rdbuf(nullptr);
+    std::printf("frames of the room\n");
+    bench_frames(false);
+    bench_frames(true);
+    const bool agree = bench_errors();
+    std::printf("photons\n");
+    bench_photons();
+    std::cout.rdbuf(console);
+    if (!agree) std::printf("the modes disagree\n");
+    return agree ? 0 : 1;
+}
