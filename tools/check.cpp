@@ -95,9 +95,8 @@ int CheckScene(const Arguments& arguments) {
         Complain(arguments.scene + " is not a directory");
         return kWrongUse;
     }
-    std::vector<Fault> faults =
+    const std::vector<Fault> faults =
         faults_of(arguments.scene + (arguments.scene.ends_with('/') ? "" : "/"));
-    if (!arguments.remarks) std::erase_if(faults, [](const Fault& fault) { return fault.remark; });
     if (arguments.json)
         print_json(faults);
     else

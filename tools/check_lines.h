@@ -41,7 +41,6 @@ struct SceneLines {
     std::vector<Mention> mentions;
     std::vector<Doubt> doubts;
     std::vector<OpenBlock> open;      // outermost first
-    std::vector<std::string> lights;  // words of the light blocks
     std::vector<Place> object_places; // in the order of Objects
     bool reads_files = false;         // a .mh file was found
 };

@@ -179,14 +179,10 @@ bool any_emission() {
 }
 
 void check_lights(Checking& check) {
-    const bool sky = max_channel(SkyLight.color) > 0.0f;
     const bool emission = any_emission();
-    if (PointLights.empty() && ParallelLights.empty() && !emission) {
-        if (!sky)
-            add_scene_fault(check, "no light: the sky is black, and nothing else shines");
-        else if (check.lines.lights.empty())
-            add_scene_fault(check, "no light: only the default sky, grey 0.75, shines");
-    }
+    if (PointLights.empty() && ParallelLights.empty() && !emission
+        && !(max_channel(SkyLight.color) > 0.0f))
+        add_scene_fault(check, "no light: the sky is black, and nothing else shines");
     for (const Doubt& doubt : check.lines.doubts) {
         if (doubt.concern == Concern::emits_without_virtual_light && GeometryLight.sample > 0)
             add_fault(check, doubt.place,

@@ -113,7 +113,6 @@ constexpr OptionRow kRenderRows[] = {
 constexpr OptionRow kCheckRows[] = {
     {"SCENE", "DIR", "Directory of the scene", bind<&A::scene>},
     {"--json", "", "One JSON object with all faults", bind<&A::json>},
-    {"--remarks", "", "Also tell what is legal but may not be meant", bind<&A::remarks>},
 };
 
 constexpr OptionRow kInfoRows[] = {

@@ -35,7 +35,7 @@ struct Arguments {
     std::optional<double> time_limit_s, write_every_s;
     bool preview = false;
 
-    bool json = false, remarks = false;
+    bool json = false;
 
     std::string first_image, second_image; // IN and OUT, or A and B
     std::string tonemap = "none";

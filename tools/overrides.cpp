@@ -3,9 +3,11 @@
 #include "overrides.h"
 
 #include "frame/types.h"
+#include "geometry/types.h"
 #include "output/camera.h"
 #include "output/types.h"
 #include "output_images.h"
+#include "scene_memory.h"
 
 #include <algorithm>
 #include <cmath>
@@ -56,6 +58,11 @@ void move_outputs(const std::filesystem::path& folder) {
     });
 }
 
+bool has_geometry() {
+    return std::any_of(Objects.begin(), Objects.end(),
+                       [](const Object& object) { return primitive_count(object) > 0; });
+}
+
 bool has_pixels(const Camera& camera) {
     return std::max(camera.region_x0, 0) < std::min(camera.region_x1, camera.width)
            && std::max(camera.region_y0, 0) < std::min(camera.region_y1, camera.height);
@@ -89,6 +96,7 @@ double processor_quota() {
 std::string ApplyOverrides(const Arguments& arguments) {
     set_renderer(arguments);
     if (Cameras.empty()) return "the scene has no camera";
+    if (!has_geometry()) return "no object of the scene holds geometry";
     if (arguments.camera) {
         if (*arguments.camera >= static_cast<int>(Cameras.size()))
             return "the scene has " + std::to_string(Cameras.size())

@@ -230,7 +230,8 @@ MH_API void mhSetRendererClamp(float r, float g, float b);
  * The first camera is the one that is rendered. The setters of poses, region and sample stay legal
  * between frames of mhRenderPixels. */
 
-/* Adds a camera: 960 by 540 pixels, 17 frames, one output image "beauty.hdr". Returns its number. */
+/* Adds a camera: 960 by 540 pixels, 17 frames, one output image "beauty.hdr". Until a pose is set it
+ * sees the whole scene, with y upwards. Returns its number. */
 MH_API int mhAddCamera(void);
 /* Stored only. */
 MH_API void mhSetCameraName(int camera, const char* name);
@@ -254,9 +255,9 @@ MH_API void mhSetCameraTime(int camera, float time);
 MH_API void mhSetCameraPosition(int camera, float x, float y, float z);
 /* Point that the chosen pose looks at. */
 MH_API void mhSetCameraTarget(int camera, float x, float y, float z);
-/* Direction that is up in the image of the chosen pose; any length. */
+/* Direction that is up in the image of the chosen pose; any length; default 0, 0, 1. */
 MH_API void mhSetCameraUpVector(int camera, float x, float y, float z);
-/* Horizontal angle of view of the chosen pose in degrees, above 0 and below 180. */
+/* Horizontal angle of view of the chosen pose in degrees, above 0 and below 180; default 45. */
 MH_API void mhSetCameraFOV(int camera, float degrees);
 /* Stored only. */
 MH_API void mhSetCameraBokeh(int camera, float bokeh);

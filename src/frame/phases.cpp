@@ -125,6 +125,8 @@ void InitializeAccelerator() {
     for (Part& part : Objects[RootObjectIndex].parts)
         InitializeDensity(part);
     ReportScene();
+    for (Camera& camera : Cameras)
+        FrameScene(camera, SceneCenter, SceneRadius);
     for (Shader& shader : Shaders) {
         if (!shader.is_hair) continue;
         SetHairParameters(shader);

@@ -25,6 +25,10 @@ constexpr std::int32_t kMostFrames = 65535; // frame numbers have 16 bits
 // Above this the sine of the angle between two up vectors is too small to divide by.
 constexpr float kParallelUp = 0.999999f;
 
+// The view of a camera without poses.
+constexpr Vec3 kTowardsViewer = {0.5f, 0.4f, 1.0f};
+constexpr float kFramedView_deg = 40.0f; // over the longer side of the image
+
 constexpr double kBytesPerPixel = 12.0; // three floats
 
 double physical_memory() {
@@ -47,6 +51,11 @@ void limit_size(Camera& camera) {
 bool same_given_fields(const CameraPose& a, const CameraPose& b) {
     return a.position == b.position && a.target == b.target && a.up_vector == b.up_vector
            && a.bokeh == b.bokeh && a.field_of_view == b.field_of_view;
+}
+
+bool has_pose(const Camera& camera) {
+    const CameraPose unset;
+    return !same_given_fields(camera.poses[0], unset) || !same_given_fields(camera.poses[1], unset);
 }
 
 // Spherical interpolation, [Shoemake85], of the vectors as they are; linear where they are
@@ -154,6 +163,22 @@ void BuildCameraFrame(CameraPose& pose, float width) {
                     {pose.right.z, pose.forward.z, pose.up.z}}};
     pose.image_distance = (width * 0.5f) / std::tan(pose.field_of_view * kRadiansPerDegree * 0.5f);
     pose.focus_distance = length(view);
+}
+
+void FrameScene(Camera& camera, const Vec3& center, float radius) {
+    if (has_pose(camera) || !(radius > 0.0f) || !std::isfinite(radius)) return;
+    const auto width = static_cast<float>(camera.width), height = static_cast<float>(camera.height);
+    const float half_tangent = std::tan(0.5f * kFramedView_deg * kRadiansPerDegree);
+    const float narrow =
+        std::atan(half_tangent * std::min(width, height) / std::max(width, height));
+    CameraPose pose;
+    pose.target = center;
+    pose.position = center + (radius / std::sin(narrow)) * normalize(kTowardsViewer);
+    pose.up_vector = {0.0f, 1.0f, 0.0f};
+    pose.field_of_view =
+        2.0f * std::atan(half_tangent * std::min(1.0f, width / height)) / kRadiansPerDegree;
+    BuildCameraFrame(pose, width);
+    camera.poses.fill(pose);
 }
 
 void InterpolateCameraPose(const Camera& camera, float t, CameraPose& pose) {

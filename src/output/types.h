@@ -58,9 +58,9 @@ struct CameraPose {
     float focus_distance = 0.0f;                       // target - position; no ray depends on it
 
     // Given.
-    Vec3 position, target, up_vector;
-    float bokeh = 0.0f;         // no ray depends on it
-    float field_of_view = 0.0f; // horizontal, degrees
+    Vec3 position, target, up_vector = {0.0f, 0.0f, 1.0f};
+    float bokeh = 0.0f;          // no ray depends on it
+    float field_of_view = 45.0f; // horizontal, degrees
 };
 
 // A default camera is made by ResetCamera, which gives it its beauty AOV.

@@ -243,7 +243,7 @@ TEST_F(Exports, RefuseBadInputWithOneLineForEachCallAndKind) {
         c.make();
         EXPECT_EQ(errors(), 1) << c.call;
     }
-    EXPECT_EQ(Cameras[0].poses[0].field_of_view, 0.0f);
+    EXPECT_EQ(Cameras[0].poses[0].field_of_view, CameraPose().field_of_view);
     EXPECT_TRUE(Objects[0].parts[0].positions.empty() && Objects[0].parts[0].triangles.empty());
 }
 

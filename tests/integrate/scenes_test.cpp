@@ -5,9 +5,11 @@
 #include "integrate/pixel_loop.h"
 #include "integrate/scene.h"
 #include "lights/gaffer.h"
+#include "math/packed_unit.h"
 #include "output/aov.h"
 #include "output/camera.h"
 #include "shading/fresnel.h"
+#include "shading/images.h"
 
 #include <algorithm>
 #include <cmath>
@@ -174,6 +176,93 @@ TEST(Diffusion, BallOfSkinVanishesInAConstantSky) {
     add_ball({}, 1.0f, skin);
     start_rendering();
     EXPECT_NEAR(seen_along({0.1f, 0.2f, 3.0f}, {}).x, 0.5f, 1e-5f);
+}
+
+// Straight fibres along x, white, absorbing nothing, side by side in layers one below the other.
+int add_fibres(int layers) {
+    const int shader = add_shader();
+    slot(shader, Element::glossy).color = splat(1.0f);
+    slot(shader, Element::roughness).color = {0.1f, 0.0f, 0.0f}; // three degrees
+    slot(shader, Element::ior).color = splat(1.55f);
+    Part& part = Objects[0].parts[0];
+    part.shader_id = static_cast<std::uint32_t>(shader);
+    part.shader_name = Shaders[static_cast<std::size_t>(shader)].name;
+    for (int i = 0; i < layers * layers; ++i) {
+        const Vec3 place = {-2.0f, 0.3f * static_cast<float>(i % layers - layers / 2),
+                            -0.3f * static_cast<float>(i / layers)};
+        part.cylinders.push_back(static_cast<std::uint32_t>(part.positions.size()));
+        for (const float x : {0.0f, 4.0f}) {
+            part.positions.push_back(place + Vec3{x, 0.0f, 0.0f});
+            part.tangents.push_back(pack_unit({1.0f, 0.0f, 0.0f}));
+            radii(part).push_back(0.1f);
+        }
+    }
+    return shader;
+}
+
+// Radiance 1 everywhere. Without an image a sky is met by bounces alone.
+void set_white_sky(int samples, int bounces) {
+    SkyLight.color = splat(1.0f);
+    SkyLight.sample = samples;
+    RendererSettings.sample = bounces;
+    if (samples == 0) return;
+    AllocateImage(SkyLight.image, 1, 1, 3, 32, false);
+    set_texel(SkyLight.image, 0, splat(1.0f));
+    SkyLight.image.loaded = true;
+}
+
+float seen_of_fibres(int shader, bool all_lobes) {
+    start_rendering();
+    Shaders[static_cast<std::size_t>(shader)].hair_table.sample_all_lobes = all_lobes;
+    constexpr int kFrames = 16;
+    float seen = 0.0f;
+    for (int i = 0; i < kFrames; ++i)
+        seen += seen_along({0.01f * static_cast<float>(i), 0.02f, 5.0f}, {0.0f, 0.02f, 0.0f}).x;
+    return seen / kFrames;
+}
+
+// The lobes keep 0.96 to 1.05 of the light: what is left bounces on inside the fibre.
+constexpr float kLeast = 0.96f, kMost = 1.05f;
+
+TEST(Hair, FibreVanishesInAWhiteSkyBySamplesOfItAndByBounces) {
+    for (const bool bounces : {false, true}) {
+        IntegratorScene scene;
+        set_white_sky(bounces ? 0 : 8192, bounces ? 2048 : 1);
+        const float seen = seen_of_fibres(add_fibres(1), bounces);
+        EXPECT_TRUE(seen > kLeast && seen < kMost) << seen;
+    }
+}
+
+// Seen across, a smooth fibre mirrors the sky at every offset h by the Fresnel factor of cos(asin h).
+TEST(Hair, BouncesOfTheFirstLobeMirrorTheSky) {
+    IntegratorScene scene;
+    set_white_sky(0, 4096);
+    constexpr int kSteps = 1000;
+    float mirrored = 0.0f;
+    for (int i = 0; i < kSteps; ++i) {
+        const float h = (static_cast<float>(i) + 0.5f) / kSteps;
+        mirrored += schlick(normal_reflectance(1.55f), std::sqrt(1.0f - h * h)) / kSteps;
+    }
+    EXPECT_NEAR(seen_of_fibres(add_fibres(1), false) / mirrored, 1.0f, 0.03f);
+}
+
+// Light that one fibre scatters meets the others, and all of it leaves in the end.
+TEST(Hair, LockVanishesInAWhiteSky) {
+    IntegratorScene scene;
+    set_white_sky(0, 1024);
+    RendererSettings.bounce = 64;
+    RendererSettings.ray_depth = 64;
+    const float seen = seen_of_fibres(add_fibres(5), true);
+    EXPECT_TRUE(seen > 0.9f && seen < kMost) << seen;
+}
+
+TEST(Hair, WhiteDiffuseFibreVanishesInAWhiteSky) {
+    IntegratorScene scene;
+    set_white_sky(0, 64);
+    const int shader = add_fibres(1);
+    slot(shader, Element::glossy).color = {};
+    slot(shader, Element::lambertian).color = splat(1.0f);
+    EXPECT_NEAR(seen_of_fibres(shader, false), 1.0f, 1e-5f);
 }
 
 void add_image(std::vector<Aov>& list, Channel channel) {

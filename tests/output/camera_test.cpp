@@ -4,6 +4,7 @@
 
 #include "frame/types.h"
 #include "math/constants.h"
+#include "math/roots.h"
 #include "support/expect.h"
 #include "support/fresh_scene.h"
 
@@ -72,6 +73,26 @@ TEST(Camera, GivesTheZeroVectorInPlaceOfADirectionThatIsNotFinite) {
     camera = camera_along_y(Projection::spherical);
     camera.width = camera.height = 0;
     EXPECT_EQ(direction_at(camera, 0, 0), Vec3{});
+}
+
+TEST(Camera, WithoutAPoseSpansTheSceneByTheShorterSideOfItsPicture) {
+    const Vec3 center = {3.0f, -2.0f, 5.0f};
+    for (const auto& [width, height] : {std::pair{8, 4}, {4, 8}}) {
+        Camera camera;
+        camera.width = width;
+        camera.height = height;
+        FrameScene(camera, center, 7.0f);
+        const CameraPose pose = FramePose(camera, 0);
+        const Vec3 edge = width < height ? direction_at(camera, 0, height / 2)
+                                         : direction_at(camera, width / 2, 0);
+        const float along = dot(center - pose.position, edge);
+        expect_near(pose.forward, normalize(center - pose.position), kRounding);
+        EXPECT_NEAR(length(pose.position + along * edge - center), 7.0f, 1e-4f); // it is a tangent
+        EXPECT_GT(pose.up.y, 0.5f);
+    }
+    Camera posed = camera_along_y(Projection::pinhole);
+    FrameScene(posed, center, 7.0f);
+    EXPECT_EQ(posed.poses[0].target, pose_along_y().target);
 }
 
 TEST(CameraMotion, BlendsFieldsAtTheMiddleOfEachFrame) {

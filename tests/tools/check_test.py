@@ -13,6 +13,8 @@ C, G, L, R, S = ("camera/camera.mh", "geometry/objects.mh", "light/light.mh", "r
                  "shader/shader.mh")
 GATHER = RENDER.replace("distance 0", "distance 1")
 EMISSIVE = SHADER.replace("lambertian", "emissive")
+OBJECT_ALONE = 'object\n    obj "floor.obj"\nend\n'
+STILL = CAMERA[:-4] + CAMERA[CAMERA.index("    pose"):CAMERA.index("    aov")] + "end\n"
 TWO = OBJECT + OBJECT.replace("name floor", "name roof")
 
 # File, its text (None: the file is missing), line (0: the whole scene), part of the message,
@@ -101,9 +103,7 @@ FAULTS = [
     # The scene as a whole.
     (C, None, 0, "no camera", ""),
     (C, CAMERA.replace("24 16", "2000000 2000000"), 0, "GB of memory", ""),
-    (C, "camera\nend\n", 1, 'without "pose"', ""),
     (G, None, 0, "no object", ""),
-    (L, None, 0, "no light", ""),
     (L, LIGHT.replace("0.5 0.5 0.5", "0 0 0"), 0, "no light", ""),
     (S, EMISSIVE + "geometry_light\n    sample 8\nend\n", 3, "virtual_light", ""),
     (R, GATHER + "point_light\n    color 1 1 1\nend\n", 6, "sends no photons", ""),
@@ -113,7 +113,8 @@ FAULTS = [
 
 def faults_of(scene):
     result = run("check", scene, "--json")
-    return result.returncode, json.loads(result.stdout)["faults"]
+    faults = json.loads(result.stdout)["faults"]
+    return result.returncode, [fault for fault in faults if not fault["remark"]]
 
 
 class Check(ProgramTest):
@@ -149,13 +150,14 @@ class Check(ProgramTest):
         self.assertIn("        sample x\n" + " " * 15 + "^\n", text)
         self.assertIn("            targte 0 0 0.5\n            ^\n", text)
         self.assertIn('did you mean "clay"?', text)
-        self.assertEqual(text.count("^"), 3)
+        self.assertEqual(text.count("^"), 4)  # the remark's too
 
     def test_files_that_are_missing_are_told_with_the_folders_searched(self):
         write_scene(self.scene, {G: OBJECT.replace("floor.obj", "gone.obj")})
         self.assertIn("scene/geometry", self.run_here("check", "scene", status=1).stdout)
 
     def test_examples_and_sound_scenes_are_silent(self):
+        write_scene(self.scene, {C: STILL})
         scenes = [self.scene] + [os.path.join(EXAMPLES, name) for name in sorted(os.listdir(EXAMPLES))
                                  if os.path.isdir(os.path.join(EXAMPLES, name, "camera"))]
         self.assertGreater(len(scenes), 4)
@@ -165,12 +167,21 @@ class Check(ProgramTest):
                 self.assertEqual((result.returncode, result.stdout), (0, ""))
 
     def test_a_scene_of_one_file_that_opens_with_its_mesh_is_silent(self):
-        write_scene(self.folder, {"one/geometry/all.mh": OBJECT + CAMERA + SHADER + LIGHT + RENDER,
+        write_scene(self.folder, {"one/geometry/all.mh": OBJECT + STILL + SHADER + LIGHT + RENDER,
                                   "one/geometry/floor.obj": MESH})
         self.assertEqual(self.run_here("check", "one").stdout, "")
 
-    def test_remarks_are_told_on_demand_and_are_no_faults(self):
-        self.assertIn("one pose", self.run_here("check", "scene", "--remarks").stdout)
+    def test_a_single_pose_is_told_and_is_no_fault(self):
+        text = self.run_here("check", "scene").stdout
+        self.assertIn("camera.mh:1:1: remark: one pose", text)
+
+    def test_a_mesh_and_a_camera_are_a_scene(self):
+        scene = write_scene(self.path("least"), {G: OBJECT_ALONE + "camera\nend\n",
+                                                 "geometry/floor.obj": MESH})
+        self.assertEqual(self.run_here("check", scene).stdout, "")
+        self.run_here(scene, "--resolution", "20x10", "--sample", "2", "--beauty", "b.pfm")
+        pixels = self.bytes_of("b.pfm")[-20 * 10 * 12:]
+        self.assertGreater(len({pixels[i:i + 12] for i in range(0, len(pixels), 12)}), 1)
 
     def test_looking_at_a_scene_writes_nothing(self):
         for command in ("check", "info"):
