@@ -1,6 +1,5 @@
 # Installation: library, header, program, man page, Python module, and what other build systems need
 # to find them. cpack makes a Debian package of it.
-include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
 set(MOONHARE_PYTHON_DIR ${CMAKE_INSTALL_LIBDIR}/python3/dist-packages CACHE STRING

@@ -6,6 +6,7 @@
 #include "frame/types.h"
 #include "geometry/objects.h"
 #include "lights/types.h"
+#include "math/memory.h"
 #include "output/image_writer.h"
 #include "output/types.h"
 #include "scene/blocks.h"
@@ -226,7 +227,7 @@ void check_content(Checking& check) {
 }
 
 void check_memory(Checking& check, double image_bytes) {
-    const double needed = EstimatedMemory(image_bytes), present = PhysicalMemory();
+    const double needed = EstimatedMemory(image_bytes), present = MachineMemory();
     if (needed <= present) return;
     add_scene_fault(check, "needs about " + std::to_string(needed / kBytesOfGigabyte)
                                + " GB of memory; the machine has "

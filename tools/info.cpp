@@ -7,6 +7,7 @@
 #include "frame/types.h"
 #include "geometry/types.h"
 #include "lights/types.h"
+#include "math/memory.h"
 #include "output/camera.h"
 #include "output_images.h"
 #include "scene_memory.h"
@@ -109,7 +110,7 @@ std::string description() {
     return text + "mode: " + (gathers ? "gather" : "path") + "\ntotal: "
            + std::to_string(Objects.size()) + " objects, " + std::to_string(primitives)
            + " primitives, " + megabytes(image_bytes) + " of images\nmemory: about "
-           + megabytes(EstimatedMemory(image_bytes)) + " of " + megabytes(PhysicalMemory()) + '\n';
+           + megabytes(EstimatedMemory(image_bytes)) + " of " + megabytes(MachineMemory()) + '\n';
 }
 
 } // namespace

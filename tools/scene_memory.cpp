@@ -8,8 +8,6 @@
 
 #include <algorithm>
 
-#include <unistd.h>
-
 namespace mh {
 
 namespace {
@@ -73,11 +71,6 @@ double EstimatedMemory(double image_bytes) {
             bytes += size_bytes(part);
     }
     return bytes;
-}
-
-double PhysicalMemory() {
-    return static_cast<double>(sysconf(_SC_PHYS_PAGES))
-           * static_cast<double>(sysconf(_SC_PAGESIZE));
 }
 
 } // namespace mh

@@ -17,6 +17,4 @@ double size_bytes(const Part& part);
 // Geometry as read, its trees and cells, the outputs; images are given.
 double EstimatedMemory(double image_bytes);
 
-double PhysicalMemory();
-
 } // namespace mh

@@ -8,14 +8,13 @@
 #include "geometry/patch.h"
 #include "geometry/smoothing.h"
 #include "math/clock.h"
+#include "math/memory.h"
 #include "math/roots.h"
 #include "math/threads.h"
 #include "shading/images.h"
 
 #include <algorithm>
 #include <limits>
-
-#include <unistd.h>
 
 namespace mh {
 
@@ -73,11 +72,6 @@ double entry_bytes(const std::vector<VertexArray<T>>& arrays) {
     return bytes;
 }
 
-double machine_bytes() {
-    return static_cast<double>(sysconf(_SC_PHYS_PAGES))
-           * static_cast<double>(sysconf(_SC_PAGE_SIZE));
-}
-
 // What a face of this level takes while it is divided and smoothed, in bytes.
 double grid_bytes(const Part& part, double level) {
     constexpr double kSmoothingPerVertex = 40.0, kSmoothingPerTriangle = 48.0; // its working data
@@ -109,7 +103,7 @@ std::vector<std::int64_t> admitted_levels(const Part& part, std::size_t k) {
         const double exact = static_cast<double>(level);
         const double more_bytes = faces[s] * grid_bytes(part, exact);
         const double more_vertices = faces[s] * (exact + 1.0) * (exact + 2.0) / 2.0;
-        if (bytes + more_bytes > machine_bytes() || vertices + more_vertices > kMostVertices) {
+        if (bytes + more_bytes > MachineMemory() || vertices + more_vertices > kMostVertices) {
             warn_of_size(Shaders[s], level);
             continue;
         }

@@ -6,6 +6,7 @@
 #include "frame/report.h"
 #include "frame/types.h"
 #include "math/constants.h"
+#include "math/memory.h"
 #include "math/roots.h"
 #include "output/aov.h"
 
@@ -13,8 +14,6 @@
 #include <cmath>
 #include <limits>
 #include <string>
-
-#include <unistd.h>
 
 namespace mh {
 
@@ -31,18 +30,13 @@ constexpr float kFramedView_deg = 40.0f; // over the longer side of the image
 
 constexpr double kBytesPerPixel = 12.0; // three floats
 
-double physical_memory() {
-    return static_cast<double>(sysconf(_SC_PHYS_PAGES))
-           * static_cast<double>(sysconf(_SC_PAGESIZE));
-}
-
 // An image that cannot be held or indexed is refused before anything is allocated for it.
 void limit_size(Camera& camera) {
     camera.width = std::max(camera.width, 0);
     camera.height = std::max(camera.height, 0);
     const double pixels = static_cast<double>(camera.width) * camera.height;
     const double bytes = pixels * kBytesPerPixel * static_cast<double>(camera.aovs.size());
-    if (pixels <= std::numeric_limits<std::int32_t>::max() && bytes <= physical_memory()) return;
+    if (pixels <= std::numeric_limits<std::int32_t>::max() && bytes <= MachineMemory()) return;
     ReportError("camera - " + std::to_string(camera.width) + " x " + std::to_string(camera.height)
                 + " pixels need more memory than there is");
     camera.width = camera.height = 0;

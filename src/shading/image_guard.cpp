@@ -3,6 +3,7 @@
 // SPDX-License-Identifier: MIT
 #include "shading/image_guard.h"
 
+#include "math/memory.h"
 #include "shading/byte_source.h"
 
 #include <algorithm>
@@ -15,13 +16,17 @@ namespace mh {
 
 namespace {
 
-constexpr double kMostPixels = 268435456.0; // 2^28
-constexpr double kDeflate = 1032.0;         // best ratio of deflate, in bytes out for a byte in
+constexpr double kDeflate = 1032.0; // best ratio of deflate, in bytes out for a byte in
 
-// What a header claims: a size in pixels and the fewest bytes of a file that holds so many.
+// Bytes of a decoded pixel.
+constexpr double kByteColor = 4.0, kWordColor = 8.0, kFloatColor = 16.0;
+
+// What a header claims: a size in pixels, the fewest bytes of a file that holds so many, and the
+// memory that a pixel takes.
 struct Claim {
     double width = 0.0, height = 0.0;
     double least_bytes = 0.0;
+    double pixel_bytes = kByteColor;
 };
 
 using Claimed = std::optional<Claim>; // nothing: the header is cut or damaged
@@ -40,7 +45,7 @@ Claimed claim_of_png(ByteSource& s) {
     constexpr int kChannels[7] = {1, 0, 3, 1, 2, 0, 4}; // by colour type
     const int type = std::min<int>(byte_at(s, 25), 6);
     const double bits = byte_at(s, 24) * kChannels[type];
-    return Claim{width, height, height * (1.0 + blocks(width * bits, 8.0)) / kDeflate};
+    return Claim{width, height, height * (1.0 + blocks(width * bits, 8.0)) / kDeflate, kWordColor};
 }
 
 // Each block of 64 pixels takes a bit or more.
@@ -86,7 +91,8 @@ Claimed claim_of_hdr(ByteSource& s) {
     if (std::sscanf(line_at(s, at).c_str(), "-Y %d +X %d", &height, &width) != 2) return {};
     const bool runs = width >= kNarrowestRuns && width <= kWidestRuns;
     const double row = runs ? 4.0 + 4.0 * 2.0 * blocks(width, kLongestRun) : 4.0 * width;
-    return Claim{static_cast<double>(width), static_cast<double>(height), row * height};
+    return Claim{static_cast<double>(width), static_cast<double>(height), row * height,
+                 kFloatColor};
 }
 
 std::string text_at(ByteSource& s, std::uint64_t& at) {
@@ -105,6 +111,7 @@ Claimed claim_of_exr(ByteSource& s) {
     constexpr double kOffsetBytes = 8.0;
     constexpr int kRows[10] = {1, 1, 1, 16, 32, 16, 32, 32, 32, 256}; // of a chunk, by compression
     Claim claim;
+    claim.pixel_bytes = kFloatColor;
     double tile_width = 0.0, tile_height = 0.0, rows = 1.0;
     std::uint64_t at = 8;
     for (std::string name = text_at(s, at); !name.empty(); name = text_at(s, at)) {
@@ -188,7 +195,7 @@ Claimed claim_of_tiff(ByteSource& s) {
         const std::uint64_t place = inside ? field : number(s, field, offset_bytes);
         set_tag(tags, number(s, at, 2), number(s, place, bytes));
     }
-    return Claim{tags.width, tags.height, least_tiff_bytes(tags)};
+    return Claim{tags.width, tags.height, least_tiff_bytes(tags), kFloatColor};
 }
 
 Claimed claim_of_bmp(ByteSource& s) {
@@ -243,7 +250,7 @@ Claimed claim_of_pfm(ByteSource& s) {
     std::uint64_t at = 2;
     const double width = number_at(s, at), height = number_at(s, at);
     const double channels = byte_at(s, 1) == 'F' ? 3.0 : 1.0;
-    return Claim{width, height, width * height * channels * sizeof(float)};
+    return Claim{width, height, width * height * channels * sizeof(float), kFloatColor};
 }
 
 // P1 to P3 are text with a digit or more a value, P4 to P6 bits, grey and colours.
@@ -256,8 +263,9 @@ Claimed claim_of_pnm(ByteSource& s) {
     constexpr double kLargestByte = 255.0;
     const double values = width * height * (kind == 3 || kind == 6 ? 3.0 : 1.0);
     if (kind == 4) return Claim{width, height, blocks(width, 8.0) * height};
-    if (kind > 4) return Claim{width, height, largest > kLargestByte ? 2.0 * values : values};
-    return Claim{width, height, kind == 1 ? values : 2.0 * values - 1.0};
+    if (kind > 4)
+        return Claim{width, height, largest > kLargestByte ? 2.0 * values : values, kWordColor};
+    return Claim{width, height, kind == 1 ? values : 2.0 * values - 1.0, kWordColor};
 }
 
 Claimed claim_of(ByteSource& s, ImageFormat format) {
@@ -278,15 +286,18 @@ Claimed claim_of(ByteSource& s, ImageFormat format) {
 
 } // namespace
 
-std::string ImageHeaderFault(const std::string& file, ImageFormat format) {
+ImageHeader ReadImageHeader(const std::string& file, ImageFormat format) {
+    constexpr double kCopies = 2.0; // the decoder's pixels and ours
     ByteSource source;
     OpenBytes(source, file);
     const Claimed claim = claim_of(source, format);
-    if (!claim) return "has a damaged header";
-    if (!(claim->width >= 1.0 && claim->height >= 1.0)) return "has no pixels";
-    if (claim->width * claim->height > kMostPixels) return "has more than 2^28 pixels";
-    if (claim->least_bytes > as_double(source.size)) return "is too short for its size in pixels";
-    return {};
+    if (!claim) return {"has a damaged header"};
+    if (!(claim->width >= 1.0 && claim->height >= 1.0)) return {"has no pixels"};
+    const double pixels = claim->width * claim->height, bytes = pixels * claim->pixel_bytes;
+    if (pixels > kMostPixels) return {"has more than 2^28 pixels"};
+    if (claim->least_bytes > as_double(source.size)) return {"is too short for its size in pixels"};
+    if (kCopies * bytes > MachineMemory()) return {"needs more memory than there is"};
+    return {{}, pixels, bytes};
 }
 
 } // namespace mh

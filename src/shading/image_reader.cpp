@@ -1,174 +1,30 @@
-// Decoding of image files through FreeImage into arrays of the width that the file has; phase 2.
+// Which process decodes an image file; phase 2.
 // SPDX-License-Identifier: MIT
 #include "shading/image_reader.h"
 
-#include "math/rgbe.h"
-#include "shading/image_guard.h"
-#include "shading/images.h"
-
-#include <algorithm>
-#include <cstring>
-#include <fstream>
-#include <iterator>
-#include <memory>
-#include <optional>
-
-#include <FreeImage.h>
-#include <dlfcn.h>
+#include "shading/image_helper.h"
 
 namespace mh {
 
 namespace {
 
-using Bitmap = std::unique_ptr<FIBITMAP, decltype(&FreeImage_Unload)>;
-
-std::optional<ImageFormat> format_of(FREE_IMAGE_FORMAT format) {
+// Formats whose decoders take what passes the check of the header, however it is damaged. Not among
+// them: OpenEXR, whose decoder never ends on some files, TGA, whose decoder writes beyond its
+// buffers, and TIFF, whose signature camera raw files share.
+bool is_decoded_here(FREE_IMAGE_FORMAT format) {
     switch (format) {
-    case FIF_BMP: return ImageFormat::bmp;
-    case FIF_EXR: return ImageFormat::exr;
-    case FIF_GIF: return ImageFormat::gif;
-    case FIF_HDR: return ImageFormat::hdr;
-    case FIF_JPEG: return ImageFormat::jpeg;
-    case FIF_PFM: return ImageFormat::pfm;
-    case FIF_PNG: return ImageFormat::png;
+    case FIF_BMP:
+    case FIF_HDR:
+    case FIF_JPEG:
     case FIF_PBM:
     case FIF_PBMRAW:
+    case FIF_PFM:
     case FIF_PGM:
     case FIF_PGMRAW:
+    case FIF_PNG:
     case FIF_PPM:
-    case FIF_PPMRAW: return ImageFormat::pnm;
-    case FIF_TARGA: return ImageFormat::tga;
-    case FIF_TIFF: return ImageFormat::tiff;
-    default: return {};
-    }
-}
-
-// Values of a row as they stand; scanlines may be padded.
-template<typename T>
-void copy_rows(FIBITMAP* bitmap, std::vector<T>& values) {
-    const auto height = static_cast<int>(FreeImage_GetHeight(bitmap));
-    const std::size_t row = values.size() / static_cast<std::size_t>(height);
-    for (int y = 0; y < height; ++y)
-        std::memcpy(values.data() + row * static_cast<std::size_t>(y),
-                    FreeImage_GetScanLine(bitmap, y), row * sizeof(T));
-}
-
-// Bytes of colours stand in the machine's order in a bitmap, red first in an image.
-void swap_blue_and_red(Image& image) {
-    const auto channels = static_cast<std::size_t>(image.channels);
-    for (std::size_t i = 0; i < image.bytes.size(); i += channels) {
-        const std::uint8_t* pixel = image.bytes.data() + i;
-        const std::uint8_t red = pixel[FI_RGBA_RED], blue = pixel[FI_RGBA_BLUE];
-        image.bytes[i] = red;
-        image.bytes[i + 2] = blue;
-    }
-}
-
-void copy_unsigned(FIBITMAP* bitmap, Image& image) {
-    std::vector<std::uint32_t> values(image.floats.size());
-    copy_rows(bitmap, values);
-    for (std::size_t i = 0; i < values.size(); ++i)
-        image.floats[i] = static_cast<float>(values[i]);
-}
-
-void encode_rows(FIBITMAP* bitmap, Image& image) {
-    std::size_t i = 0;
-    for (int y = 0; y < image.height; ++y) {
-        const auto* row = reinterpret_cast<const FIRGBF*>(FreeImage_GetScanLine(bitmap, y));
-        for (int x = 0; x < image.width; ++x)
-            image.rgbe[i++] = encode_rgbe({row[x].red, row[x].green, row[x].blue});
-    }
-}
-
-// Byte images: grey or the indices of a palette, whose colours do not count; RGB; RGBA.
-bool copy_bitmap(FIBITMAP* bitmap, int width, int height, Image& image) {
-    constexpr unsigned kBitsPerChannel = 8;
-    const unsigned bits = FreeImage_GetBPP(bitmap);
-    const unsigned channels = bits / kBitsPerChannel;
-    if (bits % kBitsPerChannel != 0 || (channels != 1 && channels != 3 && channels != 4))
-        return false;
-    AllocateImage(image, width, height, static_cast<int>(channels), kBitsPerChannel, false);
-    copy_rows(bitmap, image.bytes);
-    if (channels > 1) swap_blue_and_red(image);
-    return true;
-}
-
-// False for types of pixels that images do not hold.
-bool copy_pixels(FIBITMAP* bitmap, Image& image, FloatStorage storage) {
-    const auto width = static_cast<int>(FreeImage_GetWidth(bitmap));
-    const auto height = static_cast<int>(FreeImage_GetHeight(bitmap));
-    switch (FreeImage_GetImageType(bitmap)) {
-    case FIT_BITMAP: return copy_bitmap(bitmap, width, height, image);
-    case FIT_UINT16:
-        AllocateImage(image, width, height, 1, 16, false);
-        return copy_rows(bitmap, image.words), true;
-    case FIT_RGB16:
-        AllocateImage(image, width, height, 3, 16, false);
-        return copy_rows(bitmap, image.words), true;
-    case FIT_RGBA16:
-        AllocateImage(image, width, height, 4, 16, false);
-        return copy_rows(bitmap, image.words), true;
-    case FIT_UINT32:
-        AllocateImage(image, width, height, 1, 32, false);
-        return copy_unsigned(bitmap, image), true;
-    case FIT_FLOAT:
-        AllocateImage(image, width, height, 1, 32, false);
-        return copy_rows(bitmap, image.floats), true;
-    case FIT_RGBAF:
-        AllocateImage(image, width, height, 4, 32, false);
-        return copy_rows(bitmap, image.floats), true;
-    case FIT_RGBF:
-        AllocateImage(image, width, height, 3, 32, storage == FloatStorage::rgbe);
-        storage == FloatStorage::rgbe ? encode_rows(bitmap, image)
-                                      : copy_rows(bitmap, image.floats);
-        return true;
+    case FIF_PPMRAW: return true;
     default: return false;
-    }
-}
-
-std::vector<std::uint8_t> bytes_of(const std::string& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-}
-
-// A JPEG file without its metadata, whose parsers do not check what they are given: segments of
-// applications but JFIF's and the one that tells how colours are coded.
-std::vector<std::uint8_t> without_metadata(const std::vector<std::uint8_t>& jpeg) {
-    constexpr std::uint8_t kFirst = 0xE1, kLast = 0xEF, kColors = 0xEE, kScan = 0xDA;
-    std::vector<std::uint8_t> kept(jpeg.begin(), jpeg.begin() + 2);
-    std::size_t at = 2;
-    while (at + 4 <= jpeg.size() && jpeg[at] == 0xFF && jpeg[at + 1] != kScan) {
-        const std::uint8_t marker = jpeg[at + 1];
-        const bool fill = marker == 0xFF,
-                   alone = marker == 0x01 || (marker >= 0xD0 && marker <= 0xD8);
-        const std::size_t payload = static_cast<std::size_t>(jpeg[at + 2] << 8 | jpeg[at + 3]);
-        const std::size_t end = std::min(at + (fill ? 1 : alone ? 2 : 2 + payload), jpeg.size());
-        if (marker < kFirst || marker > kLast || marker == kColors)
-            kept.insert(kept.end(), jpeg.begin() + static_cast<std::ptrdiff_t>(at),
-                        jpeg.begin() + static_cast<std::ptrdiff_t>(end));
-        at = end;
-    }
-    kept.insert(kept.end(), jpeg.begin() + static_cast<std::ptrdiff_t>(at), jpeg.end());
-    return kept;
-}
-
-FIBITMAP* decode(const std::string& file, FREE_IMAGE_FORMAT format) {
-    if (format != FIF_JPEG) return FreeImage_Load(format, file.c_str(), 0);
-    std::vector<std::uint8_t> bytes = without_metadata(bytes_of(file));
-    FIMEMORY* memory = FreeImage_OpenMemory(bytes.data(), static_cast<DWORD>(bytes.size()));
-    FIBITMAP* bitmap = FreeImage_LoadFromMemory(format, memory, 0);
-    FreeImage_CloseMemory(memory);
-    return bitmap;
-}
-
-// The report tells of a fault; what the decoders' own libraries would print is kept from the
-// console.
-void silence_decoders() {
-    using SetHandler = void* (*)(void*);
-    FreeImage_SetOutputMessage(nullptr);
-    for (const char* name : {"TIFFSetErrorHandler", "TIFFSetWarningHandler"}) {
-        const auto set_handler = reinterpret_cast<SetHandler>(dlsym(RTLD_DEFAULT, name));
-        if (set_handler != nullptr) set_handler(nullptr);
     }
 }
 
@@ -179,23 +35,10 @@ bool has_radiance_name(const std::string& path) {
 } // namespace
 
 std::string ReadImageFile(const std::string& file, Image& image, FloatStorage storage) {
-    silence_decoders();
-    const FREE_IMAGE_FORMAT format = FreeImage_GetFileType(file.c_str(), 0);
-    if (format == FIF_UNKNOWN) return "is no image of a known format";
-    const std::optional<ImageFormat> guarded = format_of(format);
-    if (!guarded)
-        return std::string("is of a format that is not read: ")
-               + FreeImage_GetFormatFromFIF(format);
-    const std::string fault = ImageHeaderFault(file, *guarded);
-    if (!fault.empty()) return fault;
-    const Bitmap bitmap(decode(file, format), FreeImage_Unload);
-    if (bitmap == nullptr || FreeImage_HasPixels(bitmap.get()) == FALSE) return "cannot be decoded";
-    // The decoder hands all formats over with the bottom row first but this one.
-    if (format == FIF_PFM) FreeImage_FlipVertical(bitmap.get());
-    if (has_radiance_name(image.path)) FreeImage_FlipVertical(bitmap.get());
-    if (copy_pixels(bitmap.get(), image, storage)) return {};
-    return "has pixels of " + std::to_string(FreeImage_GetBPP(bitmap.get()))
-           + " bits in a form that is not read";
+    const Decoding decoding = {storage, has_radiance_name(image.path)};
+    const FREE_IMAGE_FORMAT format = FormatBySignature(file);
+    if (is_decoded_here(format)) return DecodeImageFile(file, format, decoding, image);
+    return DecodeApart(file, decoding, BudgetOf(file, format), image);
 }
 
 } // namespace mh

@@ -34,15 +34,6 @@ void set_value(Image& image, std::size_t i, float value) {
     }
 }
 
-void clear_pixels(Image& image) {
-    image.bits1 = {};
-    image.bytes = {};
-    image.words = {};
-    image.floats = {};
-    image.doubles = {};
-    image.rgbe = {};
-}
-
 std::size_t texel_count(const Image& image) {
     return static_cast<std::size_t>(image.width) * static_cast<std::size_t>(image.height);
 }
@@ -91,25 +82,6 @@ bool LoadImage(Image& image) {
     return image.width > 0;
 }
 
-void AllocateImage(Image& image, int width, int height, int channels, int bits, bool rgbe) {
-    if (width <= 0 || height <= 0 || channels <= 0 || bits <= 0) return;
-    clear_pixels(image);
-    image.width = width;
-    image.height = height;
-    image.channels = channels;
-    image.bits = bits;
-    image.rgbe_encoded = rgbe;
-    const std::size_t values = texel_count(image) * static_cast<std::size_t>(channels);
-    if (rgbe) return image.rgbe.resize(texel_count(image));
-    switch (bits) {
-    case 1: return image.bits1.resize(values);
-    case 8: return image.bytes.resize(values);
-    case 16: return image.words.resize(values);
-    case 32: return image.floats.resize(values);
-    default: return image.doubles.resize(values);
-    }
-}
-
 void set_texel(Image& image, std::int64_t index, const Vec3& value) {
     const auto texel = static_cast<std::size_t>(index);
     if (image.rgbe_encoded) {
@@ -142,15 +114,6 @@ void image_statistics(const Image& image, Vec3& mean, Vec3& variance) {
     mean = {static_cast<float>(sums[0] / n), static_cast<float>(sums[1] / n),
             static_cast<float>(sums[2] / n)};
     variance = {spread(sums[0]), spread(sums[1]), spread(sums[2])};
-}
-
-std::int64_t size_bytes(const Image& image) {
-    constexpr std::size_t kBitsPerWord = 32, kBytesPerWord = 4;
-    const std::size_t bit_words = (image.bits1.size() + kBitsPerWord - 1) / kBitsPerWord;
-    return static_cast<std::int64_t>(
-        bit_words * kBytesPerWord + image.bytes.size() + image.words.size() * sizeof(std::uint16_t)
-        + image.floats.size() * sizeof(float) + image.doubles.size() * sizeof(double)
-        + image.rgbe.size() * sizeof(Rgbe));
 }
 
 void InitializeTextures() {

@@ -40,6 +40,11 @@ program)
     "$tree/bin/moonhare" "$work/nowhere" 2>message || status=$?
     test $status = 2
     grep -q "nowhere is not a directory" message
+    "$tree/bin/moonhare" convert beauty.hdr picture.tif
+    "$tree/bin/moonhare" convert picture.tif from_tif.png # by the helper
+    mkdir alone && cp "$tree/bin/moonhare" alone
+    if alone/moonhare convert picture.tif again.png 2>message; then exit 1; fi
+    grep -q "helper program .*moonhare-decode, which is not installed" message
     picture=picture.png
     ;;
 esac

@@ -8,7 +8,7 @@ cpack --config "$1/CPackConfig.cmake" -B "$2" >/dev/null
 package=$(ls "$2"/*.deb)
 dpkg-deb --contents "$package" >"$2/content"
 for file in bin/moonhare include/moonhare.h lib/libmh.so lib/pkgconfig/moonhare.pc \
-    lib/cmake/moonhare/moonhareConfig.cmake share/man/man1/moonhare.1 \
+    libexec/moonhare/moonhare-decode lib/cmake/moonhare/moonhareConfig.cmake share/man/man1/moonhare.1 \
     lib/python3/dist-packages/moonhare.py; do
     grep -q "./usr/$file" "$2/content" || { echo "missing: $file"; exit 1; }
 done

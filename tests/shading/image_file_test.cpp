@@ -1,11 +1,16 @@
 // Image files of every format that is read, made here byte by byte, whole, cut and absurd.
 // SPDX-License-Identifier: MIT
 #include "math/rgbe.h"
+#include "output/image_writer.h"
+#include "shading/image_helper.h"
+#include "shading/image_stream.h"
 #include "shading/images.h"
 #include "support/expect.h"
 #include "support/fresh_scene.h"
 
+#include <algorithm>
 #include <bit>
+#include <filesystem>
 
 #include <gtest/gtest.h>
 
@@ -67,6 +72,12 @@ std::string pfm() {
 std::string hdr() {
     return "#?RADIANCE\nFORMAT=32-bit_rle_rgbe\n\n-Y 2 +X 1\n"
            + bytes({200, 150, 100, 128, 100, 75, 50, 128});
+}
+
+// Of a palette of 32; the codes clear, 0, 1 and end take six bits each.
+std::string gif() {
+    return "GIF89a" + bytes({1, 0, 2, 0, 0x84, 0, 0}) + std::string(32 * 3, 'x')
+           + bytes({0x2C, 0, 0, 0, 0, 1, 0, 2, 0, 0, 5, 3, 0x20, 0x10, 0x84, 0, 0x3B});
 }
 
 // Reads the content under a name; the image's texels are the result.
@@ -171,6 +182,94 @@ TEST_F(ImageFile, IsRefusedWhenItClaimsMoreThanItHolds) {
         const std::string report = scene.take_report();
         EXPECT_NE(report.find(fault), std::string::npos) << report;
     }
+}
+
+bool same_texels(Image& a, Image& b) {
+    return a.width == b.width && a.height == b.height && a.channels == b.channels
+           && a.bits == b.bits && std::ranges::equal(PixelBytes(a), PixelBytes(b));
+}
+
+// A picture of 40 x 33 pixels in the format of the name.
+void write_picture(const std::string& name) {
+    Image image;
+    AllocateImage(image, 40, 33, 3, 32, false);
+    for (std::size_t i = 0; i < image.floats.size(); ++i)
+        image.floats[i] = static_cast<float>(i % 97) / 97.0f;
+    image.path = name;
+    ASSERT_TRUE(WriteImage(image)) << name;
+}
+
+TEST_F(ImageFile, HasTheSameTexelsFromEitherProcess) {
+    const TemporaryFolder folder;
+    const char* names[] = {"p.png", "p.jpg", "p.bmp", "p.exr", "p.hdr", "p.tif", "p.pfm"};
+    for (const char* name : names)
+        write_picture(name);
+    const std::pair<const char*, std::string> small[] = {
+        {"a.ppm", ppm()},
+        {"a.tga", tga()},
+        {"a.gif", gif()},
+        {"a.hdr", hdr()},
+        {"a.pfm", pfm()},
+        {"w.tif", tiff(16, 1, little(65535, 2) + little(255, 2))},
+        {"f.tif", tiff(32, 3, floats({2.5f, -1.0f}))}};
+    for (const auto& [name, content] : small)
+        folder.write(name, content);
+    for (const auto& entry : std::filesystem::directory_iterator(folder.path)) {
+        const std::string file = entry.path();
+        const FREE_IMAGE_FORMAT format = FormatBySignature(file);
+        for (const FloatStorage storage : {FloatStorage::rgbe, FloatStorage::floats}) {
+            for (const bool top_first : {false, true}) {
+                const Decoding decoding = {storage, top_first};
+                Image here, apart;
+                EXPECT_EQ(DecodeImageFile(file, format, decoding, here), "") << file;
+                EXPECT_EQ(DecodeApart(file, decoding, BudgetOf(file, format), apart), "") << file;
+                EXPECT_GT(here.width, 0) << file;
+                EXPECT_TRUE(same_texels(here, apart)) << file;
+            }
+        }
+    }
+}
+
+TEST_F(ImageFile, OfAFurtherFormatIsDecodedByTheHelper) {
+    const TemporaryFolder folder;
+    write_picture("p.jp2");
+    Image image;
+    image.path = "p.jp2";
+    EXPECT_TRUE(LoadImage(image)) << scene.take_report();
+    EXPECT_EQ(image.bytes.size(), 40u * 33u * 3u);
+}
+
+TEST_F(ImageFile, IsOneErrorLineWhateverBecomesOfTheHelper) {
+    const TemporaryFolder folder;
+    const auto fault_with = [&](const char* program, const std::string& script) {
+        folder.write(program, "#!/bin/sh\n" + script);
+        std::filesystem::permissions(folder.path + program, std::filesystem::perms::owner_all);
+        ImageHelper = folder.path + program;
+        Image image;
+        const std::string fault = DecodeApart("a.tif", {}, {0.15, 1e9}, image);
+        EXPECT_EQ(image.width, 0);
+        return fault;
+    };
+    EXPECT_NE(fault_with("crash", "kill -SEGV $$\n").find("has ended its decoder"),
+              std::string::npos);
+    EXPECT_NE(fault_with("hang", "exec sleep 60\n").find("is not decoded within"),
+              std::string::npos);
+    EXPECT_NE(fault_with("other", "head -c 99 /dev/zero\n").find("another version"),
+              std::string::npos);
+    ImageHelper = "nowhere/moonhare-decode";
+    Image image;
+    EXPECT_EQ(DecodeApart("a.tif", {}, {1.0, 1e9}, image),
+              "needs nowhere/moonhare-decode: No such file or directory");
+    ImageHelper.clear();
+}
+
+// A limit on memory is one of the decoder's process: its crash is not ours.
+TEST_F(ImageFile, TakesNoMoreMemoryThanItsBudget) {
+    const TemporaryFolder folder;
+    write_picture("p.exr");
+    Image image;
+    EXPECT_NE(DecodeApart("p.exr", {}, {5.0, 4e6}, image), "");
+    EXPECT_EQ(image.width, 0);
 }
 
 } // namespace

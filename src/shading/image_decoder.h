@@ -1,0 +1,33 @@
+// Decoding of an image file within the process that asks for it.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "shading/image_guard.h"
+#include "shading/types.h"
+
+#include <string>
+
+#include <FreeImage.h>
+
+namespace mh {
+
+// How colours of three floats are held: textures as 4 bytes, images that are measured as they are.
+enum class FloatStorage { rgbe, floats };
+
+struct Decoding {
+    FloatStorage storage = FloatStorage::rgbe;
+    bool top_first = false; // order of the rows; the bottom row is first by default
+};
+
+// The format by the file's signature alone; FIF_UNKNOWN without one.
+FREE_IMAGE_FORMAT FormatBySignature(const std::string& file);
+
+// What the file's header claims; nothing for formats whose headers are not read.
+ImageHeader HeaderOf(const std::string& file, FREE_IMAGE_FORMAT format);
+
+// Reads the file, once its header has passed the checks of its format. Returns why the image stays
+// without pixels, or an empty text.
+std::string DecodeImageFile(const std::string& file, FREE_IMAGE_FORMAT format, Decoding decoding,
+                            Image& image);
+
+} // namespace mh

@@ -1,0 +1,49 @@
+// The pixel arrays of images.
+// SPDX-License-Identifier: MIT
+#include "shading/images.h"
+
+namespace mh {
+
+namespace {
+
+void clear_pixels(Image& image) {
+    image.bits1 = {};
+    image.bytes = {};
+    image.words = {};
+    image.floats = {};
+    image.doubles = {};
+    image.rgbe = {};
+}
+
+} // namespace
+
+void AllocateImage(Image& image, int width, int height, int channels, int bits, bool rgbe) {
+    if (width <= 0 || height <= 0 || channels <= 0 || bits <= 0) return;
+    clear_pixels(image);
+    image.width = width;
+    image.height = height;
+    image.channels = channels;
+    image.bits = bits;
+    image.rgbe_encoded = rgbe;
+    const std::size_t texels = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+    const std::size_t values = texels * static_cast<std::size_t>(channels);
+    if (rgbe) return image.rgbe.resize(texels);
+    switch (bits) {
+    case 1: return image.bits1.resize(values);
+    case 8: return image.bytes.resize(values);
+    case 16: return image.words.resize(values);
+    case 32: return image.floats.resize(values);
+    default: return image.doubles.resize(values);
+    }
+}
+
+std::int64_t size_bytes(const Image& image) {
+    constexpr std::size_t kBitsPerWord = 32, kBytesPerWord = 4;
+    const std::size_t bit_words = (image.bits1.size() + kBitsPerWord - 1) / kBitsPerWord;
+    return static_cast<std::int64_t>(
+        bit_words * kBytesPerWord + image.bytes.size() + image.words.size() * sizeof(std::uint16_t)
+        + image.floats.size() * sizeof(float) + image.doubles.size() * sizeof(double)
+        + image.rgbe.size() * sizeof(Rgbe));
+}
+
+} // namespace mh
