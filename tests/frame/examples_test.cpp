@@ -133,6 +133,10 @@ void call_part(int object, const Part& record) {
                [&](const int* indices) { mhAddTriangles(object, part, 1, indices); });
     call_faces(object, part, record.tetragons,
                [&](const int* indices) { mhAddTetragons(object, part, 1, indices); });
+    for (const std::uint32_t first : record.cylinders) {
+        const int index = static_cast<int>(first);
+        mhAddCylinders(object, part, 1, &index);
+    }
     mhSetShaderID(object, part, static_cast<int>(record.shader_id));
 }
 
@@ -263,9 +267,9 @@ TEST_P(Examples, LookTheSameFromFilesAndFromCalls) {
     EXPECT_EQ(report.str().find("error :("), std::string::npos) << report.str();
 }
 
-// The scene "hair" uses the key "volume_shader", which has no call.
+// What "hair_looks" shows beyond "hair" is the key "volume_shader", which has no call.
 INSTANTIATE_TEST_SUITE_P(All, Examples,
-                         testing::Values("cornell", "still_life", "instances", "sky",
+                         testing::Values("cornell", "still_life", "instances", "sky", "hair",
                                          "displacement"));
 
 } // namespace

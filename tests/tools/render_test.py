@@ -2,6 +2,7 @@
 SPDX-License-Identifier: MIT"""
 import json
 import os
+import pty
 import re
 import signal
 import subprocess
@@ -110,9 +111,11 @@ class Statuses(RenderTest):
                 self.assertNotEqual(self.run_here(*arguments, status=2).stderr, "")
 
     def test_nothing_to_render(self):
-        os.remove(self.path("scene/camera/camera.mh"))
-        self.assertIn("no camera", self.render(status=1).stderr)
-        self.assertEqual(os.listdir(self.folder), ["scene"])
+        for missing, reason in (("geometry/floor.obj", "no object of the scene holds geometry"),
+                                ("camera/camera.mh", "no camera")):
+            os.remove(self.path("scene/" + missing))
+            self.assertIn(reason, self.render(status=1).stderr)
+            self.assertEqual(os.listdir(self.folder), ["scene"])
 
     def test_files_that_cannot_be_written(self):
         self.assertIn("gone", self.render("--beauty", "gone/b.hdr", status=3).stderr)
@@ -149,6 +152,26 @@ class Progress(RenderTest):
         self.assertEqual(events[0]["event"], "photons")
         self.assertTrue(result.stdout.startswith("_" * 80))
 
+    def test_a_terminal_gets_one_line_with_a_bar(self):
+        terminal, program_end = pty.openpty()
+        process = subprocess.Popen([PROGRAM, "scene"], cwd=self.folder, stdout=subprocess.DEVNULL,
+                                   stderr=program_end)
+        os.close(program_end)
+        written = b""
+        try:
+            while more := os.read(terminal, 4096):
+                written += more
+        except OSError:  # the other end is closed
+            pass
+        os.close(terminal)
+        self.assertEqual(process.wait(timeout=60), 0)
+        line, rest = written.decode().split("\r\n")
+        self.assertEqual(rest, "")
+        states = [state.rstrip() for state in line.split("\r") if state]
+        self.assertRegex(states[0], r"^\[[#.]{24}\] \d+ % of the photons, [0-9.]+ s gone$")
+        self.assertRegex(states[-1], r"^\[#{24}\] 100 % 6/6, [0-9.]+ M rays/s, [0-9.]+ s, 0.0 s left$")
+        self.assertLess(max(map(len, states)), 79)
+
     def test_without_a_terminal_lines_are_plain(self):
         self.assertTrue(self.run_here("scene").stderr.startswith("moonhare: 10 %"))
 
@@ -172,6 +195,22 @@ class EarlyEnds(RenderTest):
             # A mean of the frames done, not a share of all 60000: the floor fills half the picture.
             self.assertGreater(self.image(report, "albedo.exr")["mean"][0], 0.1)
             self.assertTrue(os.path.exists(self.path("c")))
+
+    def test_a_second_signal_ends_at_once(self):
+        for first, second in ((signal.SIGINT, signal.SIGINT), (signal.SIGINT, signal.SIGTERM)):
+            # Frames of more than ten thousand gather rays a pixel, which last long.
+            process = self.start("--progress", "json", "--gather", "2147483647")
+            self.addCleanup(process.stderr.close)
+            self.addCleanup(process.kill)
+            while json.loads(process.stderr.readline())["percent"] < 100:
+                pass
+            time.sleep(0.2)
+            process.send_signal(first)
+            with self.assertRaises(subprocess.TimeoutExpired):
+                process.wait(timeout=0.5)  # the frame goes on
+            process.send_signal(second)
+            self.assertEqual(process.wait(timeout=5), 130)
+            self.assertFalse(os.path.exists(self.path("beauty.hdr")))
 
     def test_a_hangup_writes_and_goes_on(self):
         process = self.start_and_see_frames()
