@@ -7,7 +7,7 @@
 #include "math/clock.h"
 #include "math/constants.h"
 
-#include <algorithm>
+#include <array>
 #include <cstring>
 
 #include <embree3/rtcore.h>
@@ -55,13 +55,18 @@ RTCScene instance_scene(RTCDevice device, RTCScene base, const std::vector<Mat4>
     return scene;
 }
 
-EmbreeScene make_scene(const Scene& scene, const std::string& isa, RTCBuildQuality quality,
-                       int threads = 1) {
+EmbreeScene scene_with_device(const std::string& isa, RTCBuildQuality quality, int threads = 1) {
     EmbreeScene result;
     result.name = (quality == RTC_BUILD_QUALITY_HIGH ? "high " : "medium ") + isa;
-    RTCDevice device =
+    result.device =
         rtcNewDevice(("threads=" + std::to_string(threads) + ",set_affinity=0,isa=" + isa).c_str());
-    result.device = device;
+    return result;
+}
+
+EmbreeScene make_scene(const Scene& scene, const std::string& isa, RTCBuildQuality quality,
+                       int threads = 1) {
+    EmbreeScene result = scene_with_device(isa, quality, threads);
+    const auto device = static_cast<RTCDevice>(result.device);
     const std::int64_t start = microseconds_now();
     RTCScene top = scene_of(device, triangle_geometry(device, scene.mesh, quality), quality);
     if (!scene.instances.empty()) {
@@ -73,46 +78,99 @@ EmbreeScene make_scene(const Scene& scene, const std::string& isa, RTCBuildQuali
     return result;
 }
 
+// Calls make(isa, quality) for medium and high quality, with AVX2 and with AVX-512 where it is there.
+template<typename Make>
+std::vector<EmbreeScene> every_way(Make make) {
+    std::vector<EmbreeScene> scenes;
+    for (const RTCBuildQuality quality : {RTC_BUILD_QUALITY_MEDIUM, RTC_BUILD_QUALITY_HIGH}) {
+        scenes.push_back(make("avx2", quality));
+        if (__builtin_cpu_supports("avx512f")) scenes.push_back(make("avx512", quality));
+    }
+    return scenes;
+}
+
+HairSegment segment_at(const Part& part, std::uint32_t v) {
+    return {part.positions[v], part.positions[v + 1], unpack_unit(part.tangents[v]),
+            unpack_unit(part.tangents[v + 1])};
+}
+
+// Segments that our walks can hit: those without any tangent are never hit.
+std::vector<std::uint32_t> drawn_segments(const Part& part) {
+    std::vector<std::uint32_t> drawn;
+    for (const std::uint32_t v : part.cylinders) {
+        const HairSegment s = segment_at(part, v);
+        if (s.t0 != Vec3{} || s.t1 != Vec3{}) drawn.push_back(v);
+    }
+    return drawn;
+}
+
+// Points with radii, and the first point of each curve.
+RTCGeometry curve_geometry(RTCDevice device, RTCGeometryType type,
+                           const std::vector<std::array<float, 4>>& points,
+                           const std::vector<std::uint32_t>& first) {
+    RTCGeometry geometry = rtcNewGeometry(device, type);
+    void* vertices = rtcSetNewGeometryBuffer(geometry, RTC_BUFFER_TYPE_VERTEX, 0, RTC_FORMAT_FLOAT4,
+                                             sizeof points[0], points.size());
+    std::memcpy(vertices, points.data(), points.size() * sizeof points[0]);
+    void* indices = rtcSetNewGeometryBuffer(geometry, RTC_BUFFER_TYPE_INDEX, 0, RTC_FORMAT_UINT,
+                                            sizeof first[0], first.size());
+    std::memcpy(indices, first.data(), first.size() * sizeof first[0]);
+    return geometry;
+}
+
+// The curves themselves, flat, cut into as many pieces as ours.
+RTCGeometry flat_curves(RTCDevice device, const Part& part) {
+    std::vector<std::array<float, 4>> points;
+    std::vector<std::uint32_t> first;
+    for (const std::uint32_t v : drawn_segments(part)) {
+        const HairSegment s = segment_at(part, v);
+        const float radius = radii(part)[v];
+        first.push_back(static_cast<std::uint32_t>(points.size()));
+        for (const Vec3& p : {s.p0, s.p0 + (1.0f / 3.0f) * s.t0, s.p1 - (1.0f / 3.0f) * s.t1, s.p1})
+            points.push_back({p.x, p.y, p.z, radius});
+    }
+    RTCGeometry geometry =
+        curve_geometry(device, RTC_GEOMETRY_TYPE_FLAT_BEZIER_CURVE, points, first);
+    rtcSetGeometryTessellationRate(geometry, kHairPieces);
+    return geometry;
+}
+
+// The pieces of the curves as round cylinders.
+RTCGeometry round_lines(RTCDevice device, const Part& part) {
+    std::vector<std::array<float, 4>> points;
+    std::vector<std::uint32_t> first;
+    for (const std::uint32_t v : drawn_segments(part)) {
+        const float radius = radii(part)[v];
+        for (int k = 0; k < kHairPieces; ++k)
+            first.push_back(static_cast<std::uint32_t>(points.size()) + static_cast<unsigned>(k));
+        for (const Vec3& p : hair_samples(segment_at(part, v)))
+            points.push_back({p.x, p.y, p.z, radius});
+    }
+    return curve_geometry(device, RTC_GEOMETRY_TYPE_ROUND_LINEAR_CURVE, points, first);
+}
+
 } // namespace
 
 std::vector<EmbreeScene> MakeEmbreeScenes(const Scene& scene) {
-    std::vector<EmbreeScene> scenes;
-    for (const RTCBuildQuality quality : {RTC_BUILD_QUALITY_MEDIUM, RTC_BUILD_QUALITY_HIGH}) {
-        scenes.push_back(make_scene(scene, "avx2", quality));
-        if (__builtin_cpu_supports("avx512f"))
-            scenes.push_back(make_scene(scene, "avx512", quality));
-    }
-    return scenes;
+    return every_way(
+        [&](const char* isa, RTCBuildQuality quality) { return make_scene(scene, isa, quality); });
 }
 
 EmbreeScene MakeEmbreeMesh(const Scene& scene, int threads) {
     return make_scene(scene, "avx2", RTC_BUILD_QUALITY_MEDIUM, threads);
 }
 
-EmbreeScene MakeEmbreeHair(const Part& part) {
-    RTCDevice device = rtcNewDevice("threads=1,set_affinity=0");
-    RTCGeometry curves = rtcNewGeometry(device, RTC_GEOMETRY_TYPE_FLAT_BEZIER_CURVE);
-    const std::size_t count = part.cylinders.size();
-    auto* points = static_cast<float*>(rtcSetNewGeometryBuffer(
-        curves, RTC_BUFFER_TYPE_VERTEX, 0, RTC_FORMAT_FLOAT4, 4 * sizeof(float), 4 * count));
-    auto* first = static_cast<std::uint32_t*>(rtcSetNewGeometryBuffer(
-        curves, RTC_BUFFER_TYPE_INDEX, 0, RTC_FORMAT_UINT, sizeof(std::uint32_t), count));
-    for (std::size_t i = 0; i < count; ++i) {
-        const std::uint32_t v = part.cylinders[i];
-        const Vec3 p0 = part.positions[v], p1 = part.positions[v + 1];
-        const Vec3 t0 = unpack_unit(part.tangents[v]), t1 = unpack_unit(part.tangents[v + 1]);
-        first[i] = static_cast<std::uint32_t>(4 * i);
-        for (const Vec3& p : {p0, p0 + (1.0f / 3.0f) * t0, p1 - (1.0f / 3.0f) * t1, p1}) {
-            const float values[] = {p.x, p.y, p.z, radii(part)[v]};
-            points = std::copy(values, values + 4, points);
-        }
-    }
-    rtcSetGeometryTessellationRate(curves, kHairPieces);
-    rtcCommitGeometry(curves);
-    EmbreeScene result;
-    result.device = device;
-    result.top = scene_of(device, curves, RTC_BUILD_QUALITY_MEDIUM);
-    return result;
+std::vector<EmbreeScene> MakeEmbreeHair(const Part& part, bool round) {
+    return every_way([&](const char* isa, RTCBuildQuality quality) {
+        EmbreeScene result = scene_with_device(isa, quality);
+        result.name = (round ? "round lines, " : "flat curves, ") + result.name;
+        const auto device = static_cast<RTCDevice>(result.device);
+        RTCGeometry geometry = round ? round_lines(device, part) : flat_curves(device, part);
+        rtcSetGeometryBuildQuality(geometry, quality);
+        rtcCommitGeometry(geometry);
+        result.top = scene_of(device, geometry, quality);
+        return result;
+    });
 }
 
 void FreeEmbreeScene(EmbreeScene& scene) {

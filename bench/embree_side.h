@@ -19,8 +19,9 @@ struct EmbreeScene {
 std::vector<EmbreeScene> MakeEmbreeScenes(const Scene& scene);
 // Medium quality on some threads, as the fastest instruction set has it.
 EmbreeScene MakeEmbreeMesh(const Scene& scene, int threads);
-// Flat Bezier curves, cut into eight pieces, from the cylinders and tangents of a part.
-EmbreeScene MakeEmbreeHair(const Part& part);
+// The hair of a finished part, in as many ways: flat Bezier curves cut into eight pieces, or those
+// pieces as round linear curves.
+std::vector<EmbreeScene> MakeEmbreeHair(const Part& part, bool round);
 void FreeEmbreeScene(EmbreeScene& scene);
 
 // Distance of the hit, kFar for a miss.

@@ -27,12 +27,15 @@ def knot(mesh, center, columns=40, rows=6):
     mesh.grid(point, columns, rows)
 
 
+MEAN = 0.66  # of the ridges
+
+
 def height(x, y):
     """In the blue channel: moves along the normal alone. Constant at both poles."""
     u, v = (x + 0.5) / 256, (y + 0.5) / 128
-    fade = min(1, 6 * min(v, 1 - v)) ** 2
+    fade = min(1, 4 * min(v, 1 - v)) ** 1.5
     ridges = sum(0.5 ** k * (1 - abs(2 * value_noise(u, v, 8 << k, 4 << k, k) - 1)) for k in range(4))
-    return 0, 0, 0.5 + fade * (ridges / 1.9 - 0.5)
+    return 0, 0, MEAN + fade * (ridges / 1.9 - MEAN)
 
 
 models = Mesh()
