@@ -38,11 +38,8 @@ float radical_inverse(std::uint64_t sample, std::uint64_t base) {
     return result < kLargestBelowOne ? result : kLargestBelowOne;
 }
 
-} // namespace
-
-Vec2 PixelPattern[kPatternSize * kPatternSize];
-
-void BuildSequences() {
+// The same in every run: made once in a process.
+void fill_tables() {
     find_primes();
 #pragma omp parallel for num_threads(team_size())
     for (int d = 0; d < kTableDimensions; ++d) {
@@ -51,6 +48,14 @@ void BuildSequences() {
         for (std::uint32_t i = 0; i < kTableSamples; ++i)
             halton[dimension][i] = radical_inverse(i, primes[dimension]);
     }
+}
+
+} // namespace
+
+Vec2 PixelPattern[kPatternSize * kPatternSize];
+
+void BuildSequences() {
+    if (halton[0].empty()) fill_tables();
     for (Vec2& pair : PixelPattern) {
         pair.x = random_unit();
         pair.y = random_unit();
