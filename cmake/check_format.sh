@@ -3,5 +3,5 @@
 # usage: check_format.sh SOURCE_DIRECTORY
 set -eu
 cd "$1"
-find src tests tools bench examples -name '*.cpp' -o -name '*.h' -o -name '*.c' |
+find src tests tools bench examples fuzz -name '*.cpp' -o -name '*.h' -o -name '*.c' |
     xargs clang-format --dry-run --Werror

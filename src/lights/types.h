@@ -77,8 +77,8 @@ struct PointLight final : Light {
 };
 
 constexpr int kSkyFaces = 6;
-constexpr int kSkyFaceSize = 256;                                   // texels along an edge
-constexpr int kSkyTexels = kSkyFaces * kSkyFaceSize * kSkyFaceSize; // 393216
+constexpr int kSkyFaceSize = kSmallTables ? 8 : 256; // texels along an edge
+constexpr int kSkyTexels = kSkyFaces * kSkyFaceSize * kSkyFaceSize;
 
 // Light around the scene at infinite distance: an image or a colour.
 struct SkyLightRecord {
@@ -103,7 +103,7 @@ struct SkyLightRecord {
     float ior = 1.0f; // starting refraction of its photons
 };
 
-constexpr int kLightSamples = 18481; // prime: no step with regular geometry
+constexpr int kLightSamples = kSmallTables ? 97 : 18481; // prime: no step with regular geometry
 
 // A point of the emissive area; on a cache line of its own, since picks are scattered.
 struct alignas(64) LightSample {

@@ -21,4 +21,11 @@ constexpr float kSameIndex = 1e-8f;
 // Per-thread tables have this many slots; teams of threads are never larger.
 constexpr int kMaxThreads = 256;
 
+// Whether tables that take long are made coarse, for fuzzers alone.
+#ifdef MOONHARE_SMALL_TABLES
+constexpr bool kSmallTables = true;
+#else
+constexpr bool kSmallTables = false;
+#endif
+
 } // namespace mh

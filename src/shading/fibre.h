@@ -2,11 +2,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "math/constants.h"
 #include "math/vec3.h"
 
 namespace mh {
 
-constexpr int kHairTableSize = 128; // rows and columns
+constexpr int kHairTableSize = kSmallTables ? 16 : 128; // rows and columns
 
 // Path of a ray that enters the section at offset h, [Marschner03].
 struct FibrePath {
