@@ -119,8 +119,9 @@ MH_API void mhInitializeGaffer(void) {
     mark_done(Phase::gaffer);
 }
 
+// Not after the frames, which end the lights.
 MH_API void mhInitializeRenderer(void) {
-    if (!MayCall(__func__)) return;
+    if (!MayCall(__func__) || !nothing_done(__func__, bit_of(Phase::frames))) return;
     InitializeRenderer();
     mark_done(Phase::renderer);
 }

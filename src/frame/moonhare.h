@@ -154,7 +154,7 @@ MH_API void mhInitializeSkyLight(void);
 MH_API void mhInitializeGeometryLight(void);
 /* Phase 7: point and parallel lights. Once per scene. */
 MH_API void mhInitializeGaffer(void);
-/* Phase 8: decides the mode, casts photons. May be repeated. */
+/* Phase 8: decides the mode, casts photons. May be repeated before mhRender. */
 MH_API void mhInitializeRenderer(void);
 
 /* Renders all frames of the first camera, in the preview window if it is on, writes the images and

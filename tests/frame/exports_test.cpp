@@ -263,9 +263,10 @@ TEST_F(Exports, KeepTheOrderOfCalls) {
     mhRender();
     EXPECT_EQ(errors(), 0);
     mhRender();
+    mhInitializeRenderer();
     mhFinalizeShaders();
     mhRenderPixels(0, nullptr, 0);
-    EXPECT_EQ(errors(), 2);
+    EXPECT_EQ(errors(), 3);
     mhFinalize();
     EXPECT_EQ(mhAddObject(), -1);
     mhStartup();
