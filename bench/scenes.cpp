@@ -160,8 +160,9 @@ Scene Instances() {
     Scene scene = {"instances 10k", grid(kCells, point), {}, {0, 0.9f, 1.3f}, {0, 0, 0}, {1, 2, 1}};
     Dice dice;
     for (int i = 0; i < kSide * kSide; ++i) {
-        const float x = 0.02f * static_cast<float>(i % kSide) - 1.0f;
-        const float z = 0.02f * static_cast<float>(i / kSide) - 1.0f;
+        const int row = i / kSide, column = i % kSide;
+        const float x = 0.02f * static_cast<float>(column) - 1.0f;
+        const float z = 0.02f * static_cast<float>(row) - 1.0f;
         scene.instances.push_back(turned_copy({x, 0.1f * dice.unit(), z}, dice));
     }
     return scene;

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "scene_memory.h"
 
+#include "accel/tree.h"
 #include "frame/types.h"
 #include "output/types.h"
 #include "output_images.h"
@@ -11,10 +12,6 @@
 namespace mh {
 
 namespace {
-
-// Nodes, references and the walks' stream at the peak of a build: a run over a terrain of a million
-// triangles takes 384 MB, less some 40 MB of the mesh and the program itself.
-constexpr double kTreeBytesOfPrimitive = 350.0;
 
 // At least one cell of two colours to a face, when photons are gathered.
 constexpr double kCellBytesOfPrimitive = 24.0 + 16.0;

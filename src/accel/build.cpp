@@ -49,16 +49,8 @@ std::size_t append_references(Object& object, std::size_t part, PrimitiveKind ki
     return count - std::min(count, addressable);
 }
 
-std::size_t primitive_count(const Object& object) {
-    std::size_t count = object.instances.size();
-    for (const Part& part : object.parts)
-        count += part.particles.size() + part.cylinders.size() + part.triangles.size()
-                 + part.tetragons.size();
-    return count;
-}
-
 void make_references(Object& object) {
-    object.binary_references.reserve(primitive_count(object));
+    object.binary_references.reserve(PrimitiveCount(object));
     std::size_t lost = 0;
     for (std::size_t i = 0; i < object.parts.size(); ++i) {
         const Part &part = object.parts[i], &named = object.parts[i % kParts];
@@ -226,6 +218,14 @@ void build_tree(const Builder& builder, const BuildTask& root) {
 }
 
 } // namespace
+
+std::size_t PrimitiveCount(const Object& object) {
+    std::size_t count = object.instances.size();
+    for (const Part& part : object.parts)
+        count += part.particles.size() + part.cylinders.size() + part.triangles.size()
+                 + part.tetragons.size();
+    return count;
+}
 
 void Build(Object& object) {
     const std::int64_t start = microseconds_now();

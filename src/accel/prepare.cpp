@@ -213,6 +213,7 @@ void reserve_stream(std::vector<WalkUnit>& stream, std::uint64_t units) {
     const auto begin = reinterpret_cast<std::uintptr_t>(stream.data());
     const std::uintptr_t first = (begin + kLargePage - 1) & ~(kLargePage - 1);
     const std::uintptr_t last = (begin + units * sizeof(WalkUnit)) & ~(kLargePage - 1);
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): the kernel wants the address of a page
     if (first < last) madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
     stream.resize(units);
 }

@@ -11,6 +11,7 @@
 #include "accel/tree.h"
 #include "frame/report.h"
 #include "geometry/finalise.h"
+#include "math/memory.h"
 #include "math/roots.h"
 
 namespace mh {
@@ -38,6 +39,16 @@ void update_instances(Object& object) {
                       + " instances that have no inverse or lead to an empty object");
 }
 
+// An object whose tree would not fit loses what it holds.
+void refuse_too_large(Object& object) {
+    const std::size_t count = PrimitiveCount(object);
+    if (kTreeBytesOfPrimitive * static_cast<double>(count) <= AvailableMemory()) return;
+    ReportError("object - " + object.name + " of " + std::to_string(count)
+                + " primitives needs more memory than there is");
+    object.parts.clear();
+    object.instances.clear();
+}
+
 void release_binary_tree(Object& object) {
     object.binary_nodes = {};
     object.binary_references = {};
@@ -46,6 +57,7 @@ void release_binary_tree(Object& object) {
 void object_setup(Object& object) {
     finish_parts(object);
     update_instances(object);
+    refuse_too_large(object);
     Build(object);
     Update(object);
     SATOrder(object);

@@ -152,7 +152,7 @@ inline std::uint32_t nearest_child(const WalkNode<N>& node, unsigned entered, co
     StackKey* const first = top;
     *top++ = c;
     *top++ = b;
-    while (entered != 0) {
+    while (entered != 0) { // NOLINT(bugprone-infinite-loop): next_key takes a bit off it
         StackKey key = next_key();
         order(a, key);
         *top = key;

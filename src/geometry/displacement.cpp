@@ -103,7 +103,7 @@ std::vector<std::int64_t> admitted_levels(const Part& part, std::size_t k) {
         const double exact = static_cast<double>(level);
         const double more_bytes = faces[s] * grid_bytes(part, exact);
         const double more_vertices = faces[s] * (exact + 1.0) * (exact + 2.0) / 2.0;
-        if (bytes + more_bytes > MachineMemory() || vertices + more_vertices > kMostVertices) {
+        if (bytes + more_bytes > AvailableMemory() || vertices + more_vertices > kMostVertices) {
             warn_of_size(Shaders[s], level);
             continue;
         }

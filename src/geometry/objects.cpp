@@ -17,7 +17,7 @@ bool is_file(const std::string& path) {
 // The first candidate that exists, or nothing.
 std::string search(const std::string& name) {
     for (const std::string& folder : GeometrySearchPaths) {
-        const std::string candidate = folder.empty() ? name : folder + "/" + name;
+        std::string candidate = folder.empty() ? name : folder + "/" + name;
         if (is_file(candidate)) return candidate;
     }
     return is_file(name) ? name : std::string();

@@ -13,7 +13,8 @@ namespace {
 constexpr std::uint64_t kLattice = 22403;
 
 float snapped(std::uint64_t part, std::uint64_t level) {
-    return static_cast<float>(part * kLattice / level) / static_cast<float>(kLattice);
+    const std::uint64_t whole = part * kLattice / level;
+    return static_cast<float>(whole) / static_cast<float>(kLattice);
 }
 
 // Smooth step: weight of a corner's candidate.

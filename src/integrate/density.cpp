@@ -59,7 +59,7 @@ std::uint64_t lay_out(const Part& part, const std::vector<Face>& faces,
         const std::uint32_t n = scatters_diffusely(faces[i].shader) ? resolution_of(area) : 1;
         const float count = static_cast<float>(n * n);
         cells[i] = {first, n, area > kSmallestArea ? count / area : 0.0f};
-        first += n * n;
+        first += std::uint64_t{n} * n;
     }
     return first;
 }

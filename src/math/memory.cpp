@@ -1,10 +1,11 @@
-// Size of the machine's memory.
+// Memory of the machine and of the control group that the process runs in.
 // SPDX-License-Identifier: MIT
 #include "math/memory.h"
 
 #include <algorithm>
 #include <fstream>
 #include <limits>
+#include <string>
 
 #include <unistd.h>
 
@@ -12,11 +13,25 @@ namespace mh {
 
 namespace {
 
-// Infinite without a limit: the file is missing or holds a word.
+// The number that a file starts with; infinite where it is missing or holds a word.
+double number_in(const char* file) {
+    double number = 0.0;
+    const bool read = bool(std::ifstream(file) >> number);
+    return read ? number : std::numeric_limits<double>::infinity();
+}
+
+double free_of_machine() {
+    constexpr double kBytesOfKilobyte = 1024.0;
+    std::ifstream file("/proc/meminfo");
+    std::string word;
+    double kilobytes = 0.0;
+    while (file >> word)
+        if (word == "MemAvailable:" && file >> kilobytes) return kBytesOfKilobyte * kilobytes;
+    return MachineMemory();
+}
+
 double group_limit() {
-    double bytes = 0.0;
-    const bool limited = bool(std::ifstream("/sys/fs/cgroup/memory.max") >> bytes);
-    return limited ? bytes : std::numeric_limits<double>::infinity();
+    return number_in("/sys/fs/cgroup/memory.max");
 }
 
 } // namespace
@@ -25,6 +40,12 @@ double MachineMemory() {
     const double present =
         static_cast<double>(sysconf(_SC_PHYS_PAGES)) * static_cast<double>(sysconf(_SC_PAGESIZE));
     return std::min(present, group_limit());
+}
+
+double AvailableMemory() {
+    const double limit = group_limit();
+    if (limit == std::numeric_limits<double>::infinity()) return free_of_machine();
+    return std::min(free_of_machine(), limit - number_in("/sys/fs/cgroup/memory.current"));
 }
 
 } // namespace mh

@@ -1,10 +1,13 @@
-// Size of the machine's memory, against which sizes that come from input are checked.
+// Memory, against which sizes that come from input are checked before anything is allocated.
 // SPDX-License-Identifier: MIT
 #pragma once
 
 namespace mh {
 
-// Bytes that this process may use: the machine's memory, or less under a limit of its control group.
+// Bytes that the machine has, or its control group may use.
 double MachineMemory();
+
+// Bytes that can be taken now without swapping.
+double AvailableMemory();
 
 } // namespace mh

@@ -3,8 +3,10 @@
 // SPDX-License-Identifier: MIT
 #include "output/aov.h"
 
+#include "frame/report.h"
 #include "frame/types.h"
 #include "geometry/types.h"
+#include "math/memory.h"
 #include "math/roots.h"
 #include "output/camera.h"
 #include "output/image_writer.h"
@@ -19,6 +21,7 @@ namespace mh {
 
 namespace {
 
+constexpr double kBytesPerPixel = 12.0; // three floats
 constexpr std::int32_t kAnyShader = -1;
 constexpr std::int32_t kNoShader = -2; // the filter names a shader that does not exist
 
@@ -158,8 +161,11 @@ void AllocateAov(Aov& aov, int width, int height) {
 void AllocateAovs(std::vector<Aov>& list) {
     const Camera* camera = ActiveCamera();
     if (camera == nullptr) return;
+    const double bytes = kBytesPerPixel * camera->width * camera->height;
+    const bool fits = bytes * static_cast<double>(list.size()) <= AvailableMemory();
+    if (!fits) ReportError("aov - the images of lights need more memory than there is");
     for (Aov& aov : list)
-        AllocateAov(aov, camera->width, camera->height);
+        AllocateAov(aov, fits ? camera->width : 0, fits ? camera->height : 0);
 }
 
 void ResolveAovShaders(std::vector<Aov>& list) {

@@ -36,7 +36,7 @@ void limit_size(Camera& camera) {
     camera.height = std::max(camera.height, 0);
     const double pixels = static_cast<double>(camera.width) * camera.height;
     const double bytes = pixels * kBytesPerPixel * static_cast<double>(camera.aovs.size());
-    if (pixels <= std::numeric_limits<std::int32_t>::max() && bytes <= MachineMemory()) return;
+    if (pixels <= std::numeric_limits<std::int32_t>::max() && bytes <= AvailableMemory()) return;
     ReportError("camera - " + std::to_string(camera.width) + " x " + std::to_string(camera.height)
                 + " pixels need more memory than there is");
     camera.width = camera.height = 0;

@@ -155,7 +155,7 @@ Budget BudgetOf(const std::string& file, FREE_IMAGE_FORMAT format) {
     const ImageHeader header = HeaderOf(file, format);
     const double unpacked = header.bytes > 0.0 ? kCopies * header.bytes : kUnpacked * file_bytes;
     return {kSeconds + kSecondsOfByte * file_bytes + kSecondsOfPixel * header.pixels,
-            std::min(kBytes + unpacked, MachineMemory())};
+            std::min(kBytes + unpacked, AvailableMemory())};
 }
 
 std::string DecodeApart(const std::string& file, Decoding decoding, Budget budget, Image& image) {

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <locale>
 #include <random>
 
 #include <gtest/gtest.h>
@@ -307,6 +308,30 @@ TEST_F(SceneReader, SurvivesCutAndDamagedFiles) {
             text[random() % text.size()] = static_cast<char>(random() % 256);
         read(text);
     }
+}
+
+// A decimal comma and groups of one digit.
+struct ForeignNumbers : std::numpunct<char> {
+    char do_decimal_point() const override { return ','; }
+
+    char do_thousands_sep() const override { return '.'; }
+
+    std::string do_grouping() const override { return "\1"; }
+};
+
+TEST_F(SceneReader, ReadsNumbersAlikeUnderAnyLocale) {
+    folder.write("a.obj", "v 0.25 1.5 -1e-1\nv 1 0 0\nv 0 1000 0\nf 1 2 3\n");
+    const std::locale before = std::locale::global({std::locale(), new ForeignNumbers});
+    read("camera\n resolution 1320 200\nend\nrender\n gamma 1.75\nend\nobject\n obj "
+         "\"a.obj\"\nend\n");
+    std::locale::global(before);
+    EXPECT_EQ(DisplayGamma, 1.75f);
+    ASSERT_EQ(Cameras.size() + Objects.size(), 2u);
+    EXPECT_EQ(Cameras[0].width, 1320);
+    const std::vector<Vec3>& positions = Objects[0].parts.back().positions;
+    ASSERT_EQ(positions.size(), 3u);
+    EXPECT_EQ(positions[0], (Vec3{0.25f, 1.5f, -0.1f}));
+    EXPECT_EQ(positions[2].y, 1000.0f);
 }
 
 } // namespace
