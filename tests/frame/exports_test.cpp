@@ -171,7 +171,6 @@ TEST_F(Exports, HandOutFramesWhoseMeanIsTheBeautyImage) {
     EXPECT_EQ(errors(), 1); // there is no object
 }
 
-// Every sort of bad input, with the call that each line has to name.
 // Heap in use after each of many whole runs, in bytes; the sanitizers' heaps answer 0.
 TEST_F(Exports, HundredRunsLeaveNoMemoryBehind) {
     std::size_t after_first_runs = 0;
@@ -200,6 +199,7 @@ TEST_F(Exports, HundredRunsLeaveNoMemoryBehind) {
     mhStartup();
 }
 
+// Every sort of bad input, with the call that each line has to name.
 TEST_F(Exports, RefuseBadInputWithOneLineForEachCallAndKind) {
     const float values[3] = {};
     const int indices[4] = {};

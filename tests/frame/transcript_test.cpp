@@ -8,11 +8,11 @@
 #include "lights/types.h"
 #include "output/types.h"
 #include "shading/types.h"
+#include "support/expect.h"
 #include "support/fresh_scene.h"
 
 #include <filesystem>
 #include <fstream>
-#include <iostream>
 #include <iterator>
 #include <regex>
 #include <sstream>
@@ -49,11 +49,7 @@ std::string masked(const std::string& report) {
 }
 
 std::string transcript_of(const std::string& directory) {
-    std::ostringstream report;
-    std::streambuf* console = std::cout.rdbuf(report.rdbuf());
-    Go(directory);
-    std::cout.rdbuf(console);
-    return report.str();
+    return test::printed_by([&] { Go(directory); });
 }
 
 std::string content_of(const std::string& path) {

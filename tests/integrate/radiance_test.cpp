@@ -7,6 +7,7 @@
 #include "integrate/run_context.h"
 #include "integrate/scene.h"
 #include "output/camera.h"
+#include "support/expect.h"
 
 #include <cmath>
 
@@ -17,12 +18,6 @@ namespace mh {
 namespace {
 
 using namespace test;
-
-void expect_near(const Vec3& value, const Vec3& expected, float tolerance) {
-    EXPECT_NEAR(value.x, expected.x, tolerance);
-    EXPECT_NEAR(value.y, expected.y, tolerance);
-    EXPECT_NEAR(value.z, expected.z, tolerance);
-}
 
 constexpr float kRounding = 1e-5f; // of a dozen operations on floats
 

@@ -11,6 +11,7 @@
 #include "output/aov.h"
 #include "output/camera.h"
 #include "shading/surface_point.h"
+#include "support/expect.h"
 
 #include <array>
 #include <cmath>

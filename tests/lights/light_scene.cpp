@@ -110,11 +110,4 @@ Ray bounced_ray(const LitPoint& lit, const Vec3& direction, Scatter scatter, int
     return ray;
 }
 
-double chi_square(const std::vector<int>& counts, const std::vector<double>& expected) {
-    double sum = 0.0;
-    for (std::size_t i = 0; i < counts.size(); ++i)
-        sum += (counts[i] - expected[i]) * (counts[i] - expected[i]) / expected[i];
-    return sum;
-}
-
 } // namespace mh::test

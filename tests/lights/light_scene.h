@@ -57,10 +57,4 @@ float total(const LightSplit& split);
 // The ray that a bounce of this kind sends from the point, as the n-th spreading bounce.
 Ray bounced_ray(const LitPoint& lit, const Vec3& direction, Scatter scatter, int n);
 
-// Chi-square of counts against their expectation.
-double chi_square(const std::vector<int>& counts, const std::vector<double>& expected);
-
-// 99.9 % point of the chi-square distribution with 15 degrees of freedom.
-constexpr double kChiSquare15 = 37.7;
-
 } // namespace mh::test

@@ -8,6 +8,7 @@
 #include "math/sampling.h"
 #include "output/aov.h"
 #include "shading/images.h"
+#include "support/expect.h"
 
 #include <algorithm>
 #include <cmath>

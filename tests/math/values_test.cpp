@@ -8,6 +8,7 @@
 #include "math/random.h"
 #include "math/rgbe.h"
 #include "math/roots.h"
+#include "support/expect.h"
 #include "support/replay.h"
 
 #include <limits>
@@ -18,18 +19,14 @@ namespace mh {
 
 namespace {
 
+using test::expect_near;
+
 constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
 Vec3 random_vector() {
     const float x = random_unit(), y = random_unit(), z = random_unit();
     return {2.0f * x - 1.0f, 2.0f * y - 1.0f, 2.0f * z - 1.0f};
-}
-
-void expect_near(const Vec3& a, const Vec3& b, float tolerance) {
-    EXPECT_NEAR(a.x, b.x, tolerance);
-    EXPECT_NEAR(a.y, b.y, tolerance);
-    EXPECT_NEAR(a.z, b.z, tolerance);
 }
 
 } // namespace

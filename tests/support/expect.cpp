@@ -4,6 +4,9 @@
 
 #include "shading/images.h"
 
+#include <iostream>
+#include <sstream>
+
 #include <gtest/gtest.h>
 
 namespace mh::test {
@@ -14,11 +17,23 @@ void expect_near(const Vec3& a, const Vec3& b, float tolerance) {
     EXPECT_NEAR(a.z, b.z, tolerance);
 }
 
-double chi_square(const std::vector<int>& counts, double expected) {
+double chi_square(const std::vector<int>& counts, const std::vector<double>& expected) {
     double sum = 0.0;
-    for (const int count : counts)
-        sum += (count - expected) * (count - expected) / expected;
+    for (std::size_t i = 0; i < counts.size(); ++i)
+        sum += (counts[i] - expected[i]) * (counts[i] - expected[i]) / expected[i];
     return sum;
+}
+
+double chi_square(const std::vector<int>& counts, double expected) {
+    return chi_square(counts, std::vector<double>(counts.size(), expected));
+}
+
+std::string printed_by(const std::function<void()>& act) {
+    std::ostringstream text;
+    std::streambuf* const console = std::cout.rdbuf(text.rdbuf());
+    act();
+    std::cout.rdbuf(console);
+    return text.str();
 }
 
 ShaderElement& slot(Shader& shader, Element element, std::size_t layer) {

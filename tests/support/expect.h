@@ -5,6 +5,7 @@
 #include "math/vec3.h"
 #include "shading/types.h"
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -17,11 +18,15 @@ constexpr float kTolerance = 1e-5f; // a few roundings of unit vectors
 
 void expect_near(const Vec3& a, const Vec3& b, float tolerance = kTolerance);
 
-// Chi-square of counts that are all expected to be the same.
+// Chi-square of counts against their expectation, or one expectation for all.
+double chi_square(const std::vector<int>& counts, const std::vector<double>& expected);
 double chi_square(const std::vector<int>& counts, double expected);
 
-// 99.9 % point of the chi-square distribution with 99 degrees of freedom.
-constexpr double kChiSquare99 = 148.2;
+// 99.9 % points of the chi-square distribution with so many degrees of freedom.
+constexpr double kChiSquare15 = 37.7, kChiSquare99 = 148.2;
+
+// What act() prints to std::cout.
+std::string printed_by(const std::function<void()>& act);
 
 ShaderElement& slot(Shader& shader, Element element, std::size_t layer = 0);
 
