@@ -177,9 +177,10 @@ void FinalizeSkyLight() {
 
 Vec3 sky_direction_radiance(const Vec3& direction) {
     if (!has_pixels(SkyLight.image)) return SkyLight.color;
-    const Vec3 d = SkyLight.to_sky * direction;
-    const Vec2 uv = {1.0f - (std::atan2(d.y, d.x) + kPi) / kTwoPi,
-                     std::acos(std::clamp(d.z, -1.0f, 1.0f)) / kPi};
+    return sky_image_radiance(sky_uv(SkyLight.to_sky * direction));
+}
+
+Vec3 sky_image_radiance(const Vec2& uv) {
     return SkyLight.color * sample_texture(SkyLight.image, uv, SkyLight.sampler);
 }
 

@@ -31,16 +31,23 @@ float unwarp(float t) {
     return 6.0f / kPi * std::asin(std::clamp(s, -1.0f, 1.0f));
 }
 
-// Direction of cube coordinates a (against the columns) and b (against the rows) of a face.
-Vec3 cube_direction(int face, float a, float b) {
-    switch (face) {
-    case 0: return normalize({1.0f, b, a});
-    case 1: return normalize({-a, b, 1.0f});
-    case 2: return normalize({-1.0f, b, -a});
-    case 3: return normalize({a, b, -1.0f});
-    case 4: return normalize({a, 1.0f, b});
-    default: return normalize({-a, -1.0f, b});
-    }
+// A face's middle in cube coordinates, and where its coordinates a (against the columns) and b
+// (against the rows) point.
+struct FaceAxes {
+    Vec3 middle, a, b;
+};
+
+constexpr std::array<FaceAxes, kSkyFaces> kFaceAxes = {{
+    {{1, 0, 0}, {0, 0, 1}, {0, 1, 0}},
+    {{0, 0, 1}, {-1, 0, 0}, {0, 1, 0}},
+    {{-1, 0, 0}, {0, 0, -1}, {0, 1, 0}},
+    {{0, 0, -1}, {1, 0, 0}, {0, 1, 0}},
+    {{0, 1, 0}, {1, 0, 0}, {0, 0, 1}},
+    {{0, -1, 0}, {-1, 0, 0}, {0, 0, 1}},
+}};
+
+inline Vec3 cube_direction(const FaceAxes& face, float a, float b) {
+    return normalize(face.middle + a * face.a + b * face.b);
 }
 
 std::int32_t texel_of(int face, float a, float b) {
@@ -63,34 +70,44 @@ const EdgeTable kEdge = [] {
     return edge;
 }();
 
-// Column i and row j count subsamples.
-Vec3 subsample_direction(int face, int i, int j) {
-    return cube_direction(face, kEdge[static_cast<std::size_t>(i)],
-                          kEdge[static_cast<std::size_t>(j)]);
+// Places in the image of a line of subsamples of a face.
+using SubsampleLine = std::array<Vec2, kSkyFaceSize * kSubsamples>;
+
+void place_line(const FaceAxes& face, float b, SubsampleLine& line) {
+    const Mat3 to_sky = SkyLight.to_sky;
+    for (std::size_t i = 0; i < line.size(); ++i)
+        line[i] = sky_uv(to_sky * cube_direction(face, kEdge[i], b));
 }
 
-// Sum over the subsamples of a texel; the first of them is its corner.
-Vec3 sum_texel(int face, int column, int row, Vec3& corner) {
-    Vec3 sum;
+// Sums of the subsamples of a row of texels, and the first subsample of each, its corner.
+struct MapRow {
+    std::array<Vec3, kSkyFaceSize> sum, corner;
+};
+
+void sum_row(int face, int row, MapRow& texels) {
+    SubsampleLine line;
     for (int j = 0; j < kSubsamples; ++j) {
-        for (int i = 0; i < kSubsamples; ++i) {
-            const Vec3 value = sky_direction_radiance(
-                subsample_direction(face, column * kSubsamples + i, row * kSubsamples + j));
-            if (i == 0 && j == 0) corner = value;
-            sum += value;
+        const auto line_number = static_cast<std::size_t>(row * kSubsamples + j);
+        place_line(kFaceAxes[static_cast<std::size_t>(face)], kEdge[line_number], line);
+        for (std::size_t i = 0; i < line.size(); ++i) {
+            const Vec3 value = sky_image_radiance(line[i]);
+            if (j == 0 && i % kSubsamples == 0) texels.corner[i / kSubsamples] = value;
+            texels.sum[i / kSubsamples] += value;
         }
     }
-    return sum;
 }
 
-void build_face(int face) {
-    std::vector<Rgbe>& texels = SkyLight.faces[static_cast<std::size_t>(face)];
-    texels.assign(kFaceTexels, {});
-    for (int i = 0; i < kFaceTexels; ++i) {
-        Vec3& corner = SkyLight.sky_corners[static_cast<std::size_t>(face * kFaceTexels + i)];
-        const Vec3 sum = sum_texel(face, i % kSkyFaceSize, i / kSkyFaceSize, corner);
-        texels[static_cast<std::size_t>(i)] = encode_rgbe(sum / float{kSubsamples * kSubsamples});
-        set_weight(SkyLight.sky_table, face * kFaceTexels + i, max_channel(sum));
+void build_row(int face, int row) {
+    MapRow texels;
+    sum_row(face, row, texels);
+    for (std::size_t column = 0; column < kSkyFaceSize; ++column) {
+        const std::size_t cell = static_cast<std::size_t>(row) * kSkyFaceSize + column;
+        const std::size_t texel = static_cast<std::size_t>(face) * kFaceTexels + cell;
+        const Vec3& sum = texels.sum[column];
+        SkyLight.sky_corners[texel] = texels.corner[column];
+        SkyLight.faces[static_cast<std::size_t>(face)][cell] =
+            encode_rgbe(sum / float{kSubsamples * kSubsamples});
+        set_weight(SkyLight.sky_table, static_cast<std::int32_t>(texel), max_channel(sum));
     }
 }
 
@@ -99,14 +116,17 @@ void build_face(int face) {
 void BuildSkyMap() {
     CreateSampler(SkyLight.sky_table, kSkyTexels);
     SkyLight.sky_corners.assign(kSkyTexels, {});
-#pragma omp parallel for schedule(dynamic, 1) num_threads(team_size())
-    for (int face = 0; face < kSkyFaces; ++face)
-        build_face(face);
+    for (std::vector<Rgbe>& face : SkyLight.faces)
+        face.assign(kFaceTexels, {});
+#pragma omp parallel for schedule(dynamic, 8) num_threads(team_size())
+    for (int row = 0; row < kSkyFaces * kSkyFaceSize; ++row)
+        build_row(row / kSkyFaceSize, row % kSkyFaceSize);
     FinishSampler(SkyLight.sky_table);
 }
 
 Vec3 sky_face_direction(int face, float x, float y) {
-    return cube_direction(face, warp(1.0f - x / kHalfFace), warp(1.0f - y / kHalfFace));
+    return cube_direction(kFaceAxes[static_cast<std::size_t>(face)], warp(1.0f - x / kHalfFace),
+                          warp(1.0f - y / kHalfFace));
 }
 
 std::int32_t sky_texel(const Vec3& direction) {
@@ -119,8 +139,9 @@ std::int32_t sky_texel(const Vec3& direction) {
 
 Vec3 sky_texel_direction(std::int32_t texel) {
     const int face = texel / kFaceTexels, cell = texel % kFaceTexels;
-    return subsample_direction(face, kSubsamples * (cell % kSkyFaceSize),
-                               kSubsamples * (cell / kSkyFaceSize));
+    const auto edge = [](int i) { return kEdge[static_cast<std::size_t>(kSubsamples * i)]; };
+    return cube_direction(kFaceAxes[static_cast<std::size_t>(face)], edge(cell % kSkyFaceSize),
+                          edge(cell / kSkyFaceSize));
 }
 
 Vec3 sky_map_radiance(std::int32_t texel) {

@@ -4,14 +4,22 @@
 #pragma once
 
 #include "lights/types.h"
+#include "math/angles.h"
 
 namespace mh {
 
 // Texels per steradian; the warp of the faces makes this nearly the same everywhere.
 constexpr float kTexelDensity = static_cast<float>(kSkyTexels) / (4.0f * kPi);
 
-// Filters the image into the faces, keeps the radiance of the texels' corners and fills the table,
-// all by sky_direction_radiance. An image that is black leaves the table empty.
+// Place in the image of a unit direction in the sky's own frame: longitude, latitude.
+inline Vec2 sky_uv(const Vec3& d) {
+    return {1.0f - (arc_tangent(d.y, d.x) + kPi) / kTwoPi, arc_cosine(d.z) / kPi};
+}
+
+// The image, times the colour.
+Vec3 sky_image_radiance(const Vec2& uv);
+
+// Filters the image into the faces, keeps the radiance of the texels' corners and fills the table. An image that is black leaves the table empty.
 void BuildSkyMap();
 
 // Direction of the corner of a texel that the table was picked for.

@@ -2,6 +2,7 @@
 // their file; conversion happens here.
 // SPDX-License-Identifier: MIT
 #include "math/random.h"
+#include "math/simd4.h"
 #include "shading/images.h"
 
 #include <algorithm>
@@ -51,7 +52,7 @@ int wrap(int x, int size, Wrap mode) {
     return x < 0 ? size - 1 + (x + 1) % size : x % size;
 }
 
-Vec3 transform_color(const Mat4& m, const Vec3& c) {
+[[gnu::noinline]] Vec3 transform_color(const Mat4& m, const Vec3& c) {
     const float w = m.m[3][0] * c.x + (m.m[3][1] + m.m[3][2]) * c.y + m.m[3][3];
     const Mat3 rows = upper_left(m);
     return (rows * c + Vec3{m.m[0][3], m.m[1][3], m.m[2][3]}) / w;
@@ -74,59 +75,92 @@ struct Place {
     float t = 0.0f;
 };
 
+// False when the coordinate is not one between two texels of the image.
+[[gnu::always_inline]] inline bool place_inside(float x, int size, Place& place) {
+    if (!(x >= 0.0f && x < kLargestCoordinate)) return false;
+    const int low = static_cast<int>(x);
+    place = {low, low + 1, x - static_cast<float>(low)};
+    return low < size - 1;
+}
+
 [[gnu::always_inline]] inline Place place_of(float coordinate, int size, Wrap mode) {
     const float x = std::clamp(coordinate, -kLargestCoordinate, kLargestCoordinate);
     const int cut = static_cast<int>(x); // with the line below a floor without a call
     const int low = cut - (static_cast<float>(cut) > x ? 1 : 0);
     const float t = x - static_cast<float>(low);
-    if (low >= 0 && low < size - 1) return {low, low + 1, t}; // spares two divisions
-    return {wrap(low, size, mode), wrap(low + 1, size, mode), t};
+    const int wrapped = wrap(low, size, mode);
+    if (mode == Wrap::repeat) return {wrapped, wrapped == size - 1 ? 0 : wrapped + 1, t};
+    return {wrapped, wrap(low + 1, size, mode), t};
 }
 
-Vec3 texel_at(const Image& image, int x, int y, float gamma) {
+[[gnu::noinline]] Vec3 texel_at(const Image& image, int x, int y, float gamma) {
     const std::int64_t index = static_cast<std::int64_t>(y) * image.width + x;
     return corrected(read_texel(image, index), gamma);
 }
 
-Vec3 stochastic(const Image& image, const Place& x, const Place& y, float gamma) {
+[[gnu::noinline]] Vec3 stochastic(const Image& image, const Place& x, const Place& y, float gamma) {
     const float d1 = random_unit();
     const float d2 = random_unit();
     return texel_at(image, x.t > d1 ? x.high : x.low, y.t > d2 ? y.high : y.low, gamma);
 }
 
-inline Vec3 mix(const Vec3& a, const Vec3& b, float t) {
+template<typename Value>
+Value mix(const Value& a, const Value& b, float t) {
     return (1.0f - t) * a + t * b;
 }
 
 // First along x, then along y; texel(x, y) reads one.
 template<typename Texel>
-Vec3 mix_square(const Place& x, const Place& y, Texel texel) {
+auto mix_square(const Place& x, const Place& y, Texel texel) {
     return mix(mix(texel(x.low, y.low), texel(x.high, y.low), x.t),
                mix(texel(x.low, y.high), texel(x.high, y.high), x.t), y.t);
 }
 
-// Bytes without gamma are the common case, which reads no more than the bytes.
-Vec3 bilinear_bytes(const Image& image, const Place& x, const Place& y) {
-    const auto channels = static_cast<std::ptrdiff_t>(image.channels);
-    const std::ptrdiff_t row_bytes = channels * image.width;
-    const std::uint8_t* low = image.bytes.data() + row_bytes * y.low;
-    const std::uint8_t* high = image.bytes.data() + row_bytes * y.high;
-    const std::ptrdiff_t left = channels * x.low, right = channels * x.high;
-    const auto channel = [&](std::ptrdiff_t c) {
-        const float below =
-            (1.0f - x.t) * kByteValues[low[left + c]] + x.t * kByteValues[low[right + c]];
-        const float above =
-            (1.0f - x.t) * kByteValues[high[left + c]] + x.t * kByteValues[high[right + c]];
-        return (1.0f - y.t) * below + y.t * above;
-    };
-    if (channels == 1) return splat(channel(0));
-    return {channel(0), channel(1), channel(2)};
+std::size_t offset(int step, int count) {
+    return static_cast<std::size_t>(step) * static_cast<std::size_t>(count);
 }
 
-Vec3 bilinear(const Image& image, const Place& x, const Place& y, float gamma) {
-    if (image.bits == 8 && image.channels != 2 && gamma == 1.0f) return bilinear_bytes(image, x, y);
+Vec3 bilinear_grey(const Image& image, const Place& x, const Place& y) {
+    return splat(mix_square(x, y, [&](int column, int row) {
+        return kByteValues[image.bytes[offset(image.width, row) + offset(1, column)]];
+    }));
+}
+
+Vec3 bilinear_rgbe(const Image& image, const Place& x, const Place& y) {
+    return first_three(mix_square(x, y, [&](int column, int row) {
+        const Rgbe& texel = image.rgbe[offset(image.width, row) + offset(1, column)];
+        return RgbeExponents[texel.e] * load_bytes(&texel.r);
+    }));
+}
+
+// Reads four bytes of texels that may have three.
+Vec3 bilinear_bytes(const Image& image, const Place& x, const Place& y) {
+    const int row_bytes = image.channels * image.width;
+    return first_three(mix_square(x, y, [&](int column, int row) {
+        const std::size_t first = offset(row_bytes, row) + offset(image.channels, column);
+        return kUnitPerStep * load_bytes(&image.bytes[first]);
+    }));
+}
+
+bool reads_last_texel(const Image& image, const Place& x, const Place& y) {
+    return std::max(x.low, x.high) == image.width - 1
+           && std::max(y.low, y.high) == image.height - 1;
+}
+
+// Out of line, as is the stochastic pick: their calls would cost the common cases below registers.
+[[gnu::noinline]] Vec3 bilinear_texels(const Image& image, const Place& x, const Place& y,
+                                       float gamma) {
     return mix_square(x, y,
                       [&](int column, int row) { return texel_at(image, column, row, gamma); });
+}
+
+[[gnu::always_inline]] inline Vec3 bilinear(const Image& image, const Place& x, const Place& y,
+                                            float gamma) {
+    if (gamma == 1.0f && image.rgbe_encoded) return bilinear_rgbe(image, x, y);
+    if (gamma == 1.0f && image.bits == 8 && image.channels == 1) return bilinear_grey(image, x, y);
+    if (gamma == 1.0f && image.bits == 8 && image.channels > 2 && !reads_last_texel(image, x, y))
+        return bilinear_bytes(image, x, y);
+    return bilinear_texels(image, x, y, gamma);
 }
 
 [[gnu::always_inline]] inline Vec3 filtered(const Image& image, const Place& x, const Place& y,
@@ -158,11 +192,14 @@ std::int64_t texel_index(const Image& image, int x, int y, Wrap wrap_u, Wrap wra
 Vec3 sample_texture(const Image& image, const Vec2& uv, const ShaderElement& element) {
     if (!has_pixels(image)) return {};
     const Vec2 place = element.uv_matrix_identity ? uv : transform_uv(element.uv_matrix, uv);
-    if (!std::isfinite(place.x) || !std::isfinite(place.y)) return {};
-    const Place x =
-        place_of(static_cast<float>(image.width) * place.x, image.width, element.wrap_u);
-    const Place y =
-        place_of(static_cast<float>(image.height) * place.y, image.height, element.wrap_v);
+    const float column = static_cast<float>(image.width) * place.x;
+    const float row = static_cast<float>(image.height) * place.y;
+    Place x, y;
+    if (!place_inside(column, image.width, x) || !place_inside(row, image.height, y)) {
+        if (!std::isfinite(place.x) || !std::isfinite(place.y)) return {};
+        x = place_of(column, image.width, element.wrap_u);
+        y = place_of(row, image.height, element.wrap_v);
+    }
     const Vec3 color = filtered(image, x, y, element);
     return element.color_matrix_identity ? color : transform_color(element.color_matrix, color);
 }

@@ -1,5 +1,6 @@
 // Roots, boxes, matrices, packed vectors, shared-exponent colours.
 // SPDX-License-Identifier: MIT
+#include "math/angles.h"
 #include "math/box.h"
 #include "math/faces.h"
 #include "math/frame.h"
@@ -44,6 +45,21 @@ TEST(Roots, UnitDirectionsHaveNoScale) {
         expect_near(unit_direction({3.0f * scale, 0.0f, 4.0f * scale}), {0.6f, 0.0f, 0.8f}, 1e-6f);
     EXPECT_EQ(unit_direction(Vec3{}), Vec3{});
     EXPECT_EQ(unit_direction({kInfinity, 0.0f, kNan}), Vec3{});
+}
+
+TEST(Angles, AreThoseOfTheStandardLibrary) {
+    constexpr double kTolerance = 4e-7; // 2 steps of a float at pi
+    for (int i = -1000; i <= 1000; ++i) {
+        const double turn = 1e-3 * i * static_cast<double>(kPi);
+        const auto x = static_cast<float>(3.0 * std::cos(turn));
+        const auto y = static_cast<float>(3.0 * std::sin(turn));
+        EXPECT_NEAR(arc_tangent(y, x), std::atan2(y, x), kTolerance) << i;
+        const float z = 0.001f * static_cast<float>(i);
+        EXPECT_NEAR(arc_cosine(z), std::acos(z), kTolerance) << i;
+    }
+    EXPECT_EQ(arc_tangent(0.0f, 0.0f), 0.0f);
+    EXPECT_EQ(arc_cosine(1.5f), 0.0f);
+    EXPECT_EQ(arc_cosine(-1.5f), kPi);
 }
 
 TEST(TangentFrame, IsOrthonormalAndRightHanded) {
