@@ -22,6 +22,22 @@ namespace mh {
 
 namespace {
 
+LightFace& face_of(const LightSample& sample) {
+    return GeometryLight.faces[static_cast<std::size_t>(sample.face)];
+}
+
+bool same_face(const LightFace& a, const LightFace& b) {
+    return a.primitive == b.primitive && a.kind == b.kind && a.front == b.front
+           && a.normal == b.normal && a.emission == b.emission
+           && a.primitive_area == b.primitive_area;
+}
+
+// Index of a face; the picks rise, so that an equal one is the last.
+std::int32_t find_or_add(const LightFace& face) {
+    if (!same_face(GeometryLight.faces.back(), face)) GeometryLight.faces.push_back(face);
+    return static_cast<std::int32_t>(GeometryLight.faces.size()) - 1;
+}
+
 // The i-th entry; stays zero where nothing is emitted.
 void fill_sample(int i) {
     const float r = random_unit();
@@ -31,15 +47,20 @@ void fill_sample(int i) {
     if (!sample_emitter(u, {sequence_value(number, 0), sequence_value(number, 1)}, point)) return;
     if (!any_above(point.emission, kNothing)) return;
     const Vec3 emission = point.emission * (GeometryLight.area / kPi);
-    GeometryLight.samples[number] = {point.position,  point.normal,
-                                     emission,        point.primitive_area,
-                                     point.primitive, static_cast<std::uint8_t>(point.kind),
-                                     point.front,     0.0f};
+    const LightFace face = {point.normal,
+                            emission,
+                            point.primitive_area,
+                            point.primitive,
+                            static_cast<std::uint8_t>(point.kind),
+                            point.front,
+                            0.0f};
+    GeometryLight.samples[number] = {point.position, find_or_add(face)};
     set_weight(GeometryLight.table, i, mean(emission));
 }
 
 void build_table() {
     GeometryLight.samples.clear();
+    GeometryLight.faces.assign(1, {});
     GeometryLight.table = {};
     if (GeometryLight.sample < 1 || !(GeometryLight.area > 0.0f)) {
         GeometryLight.sample = 0;
@@ -51,7 +72,7 @@ void build_table() {
         fill_sample(i);
     FinishSampler(GeometryLight.table);
     for (std::int32_t i = 0; i < GeometryLight.table.size; ++i)
-        GeometryLight.samples[static_cast<std::size_t>(i)].share =
+        face_of(GeometryLight.samples[static_cast<std::size_t>(i)]).share =
             probability(GeometryLight.table, i);
 }
 
@@ -65,22 +86,23 @@ void add_geometry_sample(const LightShot& shot, LightSplit& sum) {
     const std::int32_t index = pick(GeometryLight.table, u);
     if (index < 0) return;
     const LightSample& x = GeometryLight.samples[static_cast<std::size_t>(index)];
-    if (!(x.share > 0.0f)) return;
+    const LightFace& face = face_of(x);
+    if (!(face.share > 0.0f)) return;
     const Vec3 v = x.position - shot.target.position;
     const float square = dot(v, v);
     const Vec3 direction = normalize(v);
-    const float cos_light = -dot(x.normal, direction);
+    const float cos_light = -dot(face.normal, direction);
     if (!(cos_light > 0.0f)) return;
     Response response;
     if (!sided_response(shot, direction, response)) return;
-    const Vec3 passed =
-        transparency(shot, direction, safe_root(square), static_cast<HitKind>(x.kind), x.primitive);
+    const Vec3 passed = transparency(shot, direction, safe_root(square),
+                                     static_cast<HitKind>(face.kind), face.primitive);
     if (passed == Vec3{}) return;
     const float samples = looped ? static_cast<float>(GeometryLight.sample) : 1.0f;
     const float bounces = looped ? static_cast<float>(RendererSettings.bounce_samples) : 1.0f;
-    const Arrival arrival = {direction,
-                             passed * x.emission * (cos_light / (square * kLightSamples * x.share)),
-                             samples * square / (cos_light * GeometryLight.area), bounces};
+    const Arrival arrival = {
+        direction, passed * face.emission * (cos_light / (square * kLightSamples * face.share)),
+        samples * square / (cos_light * GeometryLight.area), bounces};
     add_arrival(shot, response, arrival, sum);
 }
 

@@ -105,16 +105,22 @@ struct SkyLightRecord {
 
 constexpr int kLightSamples = kSmallTables ? 97 : 18481; // prime: no step with regular geometry
 
-// A point of the emissive area; on a cache line of its own, since picks are scattered.
-struct alignas(64) LightSample {
-    Vec3 position;
-    Vec3 normal;   // negated for a sample on the back
+// What the samples on one side of an emitting face share; where a texture emits, each has its own.
+struct LightFace {
+    Vec3 normal;   // negated for a side at the back
     Vec3 emission; // summed over the layers of the side, times area / pi
     float primitive_area = 0.0f;
     std::int32_t primitive = 0;
     std::uint8_t kind = 0; // HitKind of the primitive: 3 or 4
     bool front = false;
-    float share = 0.0f; // probability of being picked
+    float share = 0.0f; // probability of each sample of being picked
+};
+
+// A point of the emissive area. Picks are scattered over the table, which small records keep in the
+// cache.
+struct LightSample {
+    Vec3 position;
+    std::int32_t face = 0; // in GeometryLightRecord::faces
 };
 
 // All emissive surfaces of the scene as one light.
@@ -124,6 +130,7 @@ struct GeometryLightRecord {
     float area = 0.0f;                      // emissive area of the root object
     Vec3 photon_power = {1.0f, 1.0f, 1.0f}; // emissive area / photons, derived
     std::vector<LightSample> samples;
+    std::vector<LightFace> faces; // the first is that of samples where nothing is emitted
     DiscreteSampler table;
     LightLink link;
     std::vector<Aov> aov_list;

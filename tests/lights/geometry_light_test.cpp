@@ -75,13 +75,14 @@ TEST(GeometryTable, HoldsSamplesByAreaThroughInstances) {
     int instanced = 0;
     std::vector<int> cells(16);
     for (const LightSample& sample : GeometryLight.samples) {
-        EXPECT_NEAR(sample.emission.z, 3.0f * 5.0f / kPi, 1e-5f);
+        const LightFace& face = GeometryLight.faces[static_cast<std::size_t>(sample.face)];
+        EXPECT_NEAR(face.emission.z, 3.0f * 5.0f / kPi, 1e-5f);
         if (sample.position.x < 5.0f) {
-            EXPECT_EQ(sample.normal, (Vec3{0.0f, 0.0f, 1.0f}));
+            EXPECT_EQ(face.normal, (Vec3{0.0f, 0.0f, 1.0f}));
             continue;
         }
         ++instanced;
-        EXPECT_EQ(sample.normal, (Vec3{1.0f, 0.0f, 0.0f}));
+        EXPECT_EQ(face.normal, (Vec3{1.0f, 0.0f, 0.0f}));
         EXPECT_FLOAT_EQ(sample.position.x, 10.0f);
         const int y = static_cast<int>(2.0f * (sample.position.y + 1.0f));
         const int z = static_cast<int>(2.0f * (sample.position.z + 1.0f));
@@ -107,8 +108,9 @@ TEST(GeometryTable, TrianglesAreCoveredEvenlyOnBothSides) {
     int back = 0;
     for (const LightSample& sample : GeometryLight.samples) {
         mean_position += sample.position / 18481.0f;
-        back += sample.normal.z < 0.0f ? 1 : 0;
-        EXPECT_EQ(sample.front, sample.normal.z > 0.0f);
+        const LightFace& face = GeometryLight.faces[static_cast<std::size_t>(sample.face)];
+        back += face.normal.z < 0.0f ? 1 : 0;
+        EXPECT_EQ(face.front, face.normal.z > 0.0f);
     }
     EXPECT_NEAR(mean_position.x, 1.0f / 3.0f, 1e-3f);
     EXPECT_NEAR(mean_position.y, 1.0f / 3.0f, 1e-3f);
@@ -153,7 +155,8 @@ TEST(GeometryLight, SharesOfSamplesAndBouncesSumToOne) {
             const LightSample& x = GeometryLight.samples[static_cast<std::size_t>(index)];
             const float square = dot(x.position, x.position);
             const Vec3 direction = x.position / std::sqrt(square);
-            const float plain = x.emission.x * kPi * direction.z
+            const Vec3 emission = GeometryLight.faces[static_cast<std::size_t>(x.face)].emission;
+            const float plain = emission.x * kPi * direction.z
                                 / (square * 18481.0f * probability(GeometryLight.table, index))
                                 * test::response(responder, direction);
             const float direct =
