@@ -7,20 +7,17 @@
 
 namespace mh {
 
+// In each quarter of the square the coordinate that leads gives the radius, with its sign, and the
+// ratio of the two the angle to its axis.
 Vec2 concentric_disk(const Vec2& uv) {
     const float a = 2.0f * uv.x - 1.0f;
     const float b = 2.0f * uv.y - 1.0f;
-    float r = 0.0f, phi = 0.0f; // phi in units of pi / 4
-    if (a > -b) {
-        r = a > b ? a : b;
-        phi = a > b ? b / a : 2.0f - a / b;
-    } else {
-        r = b > a ? -a : -b;
-        if (r == 0.0f) return {0.0f, 0.0f};
-        phi = b > a ? b / a + 4.0f : 6.0f - a / b;
-    }
-    const float angle = phi * (kPi / 4.0f);
-    return {r * std::cos(angle), r * std::sin(angle)};
+    const bool wide = std::fabs(a) > std::fabs(b);
+    const float radius = wide ? a : b;
+    if (radius == 0.0f) return {0.0f, 0.0f};
+    const float angle = (wide ? b : a) / radius * (kPi / 4.0f);
+    const float along = radius * std::cos(angle), across = radius * std::sin(angle);
+    return {wide ? along : across, wide ? across : along};
 }
 
 Vec3 sample_cosine_local(const Vec2& uv) {

@@ -6,7 +6,6 @@
 #include "math/threads.h"
 
 #include <array>
-#include <vector>
 
 namespace mh {
 
@@ -16,7 +15,7 @@ constexpr int kTableDimensions = 16;
 constexpr int kTableSamples = 4096;
 constexpr int kPrimeCount = 1024;
 
-std::array<std::vector<float>, kTableDimensions> halton;
+float halton[kTableDimensions][kTableSamples];
 std::array<std::uint64_t, kPrimeCount> primes;
 
 void find_primes() {
@@ -43,10 +42,8 @@ void fill_tables() {
     find_primes();
 #pragma omp parallel for num_threads(team_size())
     for (int d = 0; d < kTableDimensions; ++d) {
-        const auto dimension = static_cast<std::size_t>(d);
-        halton[dimension].resize(kTableSamples);
         for (std::uint32_t i = 0; i < kTableSamples; ++i)
-            halton[dimension][i] = radical_inverse(i, primes[dimension]);
+            halton[d][i] = radical_inverse(i, primes[static_cast<std::size_t>(d)]);
     }
 }
 
@@ -55,7 +52,7 @@ void fill_tables() {
 Vec2 PixelPattern[kPatternSize * kPatternSize];
 
 void BuildSequences() {
-    if (halton[0].empty()) fill_tables();
+    if (primes[0] == 0) fill_tables();
     for (Vec2& pair : PixelPattern) {
         pair.x = random_unit();
         pair.y = random_unit();
