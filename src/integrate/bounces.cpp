@@ -32,11 +32,6 @@ Vec3 value_of(const Mean& mean) {
     return mean.count == 0 ? Vec3{} : mean.sum / static_cast<float>(mean.count);
 }
 
-bool may_gather(const Ray& ray) {
-    const int spread = spread_bounces(ray);
-    return spread == 0 || spread < RendererSettings.bounce;
-}
-
 // Calls gather with the ray from which children are to be spawned. At the first hit that spreads
 // light, each gather ray of this frame has its own index in the sequence.
 template<typename Gather>
@@ -75,7 +70,7 @@ void gather_through_skin(const Ray& ray, const SurfacePoint& point, const Vec3& 
 }
 
 Vec3 bounce_diffuse(const Ray& ray, const SurfacePoint& point, Scatter scatter, const Vec3& w) {
-    if (!any_above(w, kNothing) || !may_gather(ray)) return {};
+    if (!any_above(w, kNothing) || !within_bounces(ray)) return {};
     const bool skin = scatter == Scatter::lambertian && point.diffusion_active
                       && is_face(ray.hit_kind) && spread_bounces(ray) == 0;
     Mean mean;
@@ -146,7 +141,7 @@ Vec3 bounce_transmissive(const Ray& ray, const SurfacePoint& point) {
 
 Vec3 bounce_glossy(const Ray& ray, const SurfacePoint& point) {
     const Vec3 w = ray.weight * point.glossy_color;
-    if (!any_above(w, kNothing) || !may_gather(ray)) return {};
+    if (!any_above(w, kNothing) || !within_bounces(ray)) return {};
     if (ray.hit_kind == HitKind::hair) return bounce_hair(ray, point, w);
     const float share = std::max(point.reflectance, point.transmittance);
     Mean refraction, reflection;

@@ -39,15 +39,21 @@ bool ends_in_density(const Ray& ray) {
     return ray.diffuse_bounces != 0 && ray.distance > RendererSettings.distance + kDistanceMargin;
 }
 
+// Whether nothing can come from the hit: beyond the limit of bounces, on a side that is dark.
+bool is_lost(const Ray& ray) {
+    if (ray.depth == 0 || within_bounces(ray)) return false;
+    const Shader& shader = Shaders[static_cast<std::size_t>(ray.hit_shader)];
+    return ray.front_side ? shader.face.dark : shader.back.dark;
+}
+
 // Light samples of all lights. Inside a solid, and where only a mirror would receive it, none.
 LightSplit direct_light(const Ray& ray, const SurfacePoint& point) {
-    LightSplit light;
     const bool receives = point.lambertian_active || point.transmissive_active
                           || point.glossy_active || ray.hit_kind == HitKind::hair;
-    if (!receives || !outside_solids(ray)) return light;
-    light += direct_geometry(ray, point);
-    light += direct_sky(ray, point);
-    light += sum_analytic_lights(ray, point);
+    if (!receives || !within_bounces(ray) || !outside_solids(ray)) return {};
+    LightSplit light = direct_geometry(ray, point);
+    if (SkyLight.sample > 0) light += direct_sky(ray, point);
+    if (!PointLights.empty() || !ParallelLights.empty()) light += sum_analytic_lights(ray, point);
     return light;
 }
 
@@ -77,11 +83,12 @@ Vec3 density_estimate(const Ray& ray, const SurfacePoint& point) {
     return density;
 }
 
-Vec3 attenuation(const Ray& ray) {
+Vec3 attenuated(const Vec3& light, const Ray& ray) {
     const bool in_solid = std::fabs(camera_ior() - ray.refraction) >= kSameIndex;
     const Medium& medium =
         in_solid ? Shaders[static_cast<std::size_t>(ray.hit_shader)].medium : SkyLight.medium;
-    return medium_attenuation(medium, ray.distance);
+    if (medium.transmittance == splat(1.0f)) return light;
+    return light * medium_attenuation(medium, ray.distance);
 }
 
 void write_aovs(const Ray& ray, const SurfacePoint& point, const LightSplit& parts,
@@ -97,6 +104,7 @@ Vec3 radiance(Ray& ray) {
     if (!closest_hit(ray)) return sky_radiance(ray);
     SurfacePoint point;
     point.use_density = ends_in_density(ray);
+    if (!point.use_density && is_lost(ray)) return {};
     build_surface_point(ray, point);
     evaluate_layers(ray, point);
     const LightSplit parts = scattered_light(ray, point);
@@ -104,7 +112,7 @@ Vec3 radiance(Ray& ray) {
     if (ray.depth == 0) write_aovs(ray, point, parts, emission);
     const Vec3 sum = parts.to_lambertian + parts.to_transmissive + parts.to_glossy
                      + parts.to_specular + emission;
-    return sum * attenuation(ray);
+    return attenuated(sum, ray);
 }
 
 } // namespace mh

@@ -3,11 +3,8 @@
 #include "integrate/run_context.h"
 
 #include "frame/report.h"
-#include "frame/types.h"
 #include "math/threads.h"
-#include "output/camera.h"
 
-#include <algorithm>
 #include <atomic>
 
 #include <pthread.h>
@@ -33,16 +30,6 @@ std::uintptr_t lowest_frame() {
 }
 
 } // namespace
-
-int camera_frames() {
-    const Camera* camera = ActiveCamera();
-    return camera == nullptr ? 1 : std::max(camera->sample, 1);
-}
-
-float camera_ior() {
-    const Camera* camera = ActiveCamera();
-    return camera == nullptr ? 1.0f : camera->ior;
-}
 
 RayCounts TakeRayCounts() {
     RayCounts counts;

@@ -3,17 +3,32 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "frame/types.h"
+#include "output/camera.h"
 #include "shading/ray.h"
 
+#include <algorithm>
 #include <cstdint>
 
 namespace mh {
 
 // Frames of the run, over which the gather rays of a point are spread; 1 without a camera.
-int camera_frames();
+inline int camera_frames() {
+    const Camera* camera = ActiveCamera();
+    return camera == nullptr ? 1 : std::max(camera->sample, 1);
+}
 
 // Index of the medium in which primary rays start; 1 without a camera.
-float camera_ior();
+inline float camera_ior() {
+    const Camera* camera = ActiveCamera();
+    return camera == nullptr ? 1.0f : camera->ior;
+}
+
+// Whether the hit of the ray lies within the limit of bounces: it is lit, and may spread light.
+inline bool within_bounces(const Ray& ray) {
+    const int spread = spread_bounces(ray);
+    return spread == 0 || spread < RendererSettings.bounce;
+}
 
 struct RayCounts {
     std::int64_t rays = 0, shadow_rays = 0;

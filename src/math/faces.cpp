@@ -1,8 +1,6 @@
-// Areas and normals of faces.
+// Areas of faces.
 // SPDX-License-Identifier: MIT
 #include "math/faces.h"
-
-#include "math/roots.h"
 
 namespace mh {
 
@@ -24,14 +22,6 @@ float tetragon_area(const Vec3& p0, const Vec3& p1, const Vec3& p2, const Vec3& 
     const float a = square(p1 - p0), b = square(p2 - p1), c = square(p3 - p2), d = square(p0 - p3);
     const float t = a - b + c - d;
     return 0.25f * safe_root(4.0f * square(p2 - p0) * square(p3 - p1) - t * t);
-}
-
-Vec3 triangle_normal(const Vec3& p0, const Vec3& p1, const Vec3& p2) {
-    return unit_direction(cross(p1 - p0, p2 - p0));
-}
-
-Vec3 tetragon_normal(const Vec3& p0, const Vec3& p1, const Vec3& p2, const Vec3& p3) {
-    return unit_direction(cross(p2 - p0, p3 - p1));
 }
 
 } // namespace mh

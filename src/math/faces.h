@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "math/vec3.h"
+#include "math/roots.h"
 
 namespace mh {
 
@@ -14,9 +14,13 @@ float triangle_area(const Vec3& p0, const Vec3& p1, const Vec3& p2);
 float tetragon_area(const Vec3& p0, const Vec3& p1, const Vec3& p2, const Vec3& p3);
 
 // Unit normal (p1 - p0) x (p2 - p0); zero for a triangle without area.
-Vec3 triangle_normal(const Vec3& p0, const Vec3& p1, const Vec3& p2);
+inline Vec3 triangle_normal(const Vec3& p0, const Vec3& p1, const Vec3& p2) {
+    return unit_direction(cross(p1 - p0, p2 - p0));
+}
 
 // Unit normal of the diagonals, (p2 - p0) x (p3 - p1).
-Vec3 tetragon_normal(const Vec3& p0, const Vec3& p1, const Vec3& p2, const Vec3& p3);
+inline Vec3 tetragon_normal(const Vec3& p0, const Vec3& p1, const Vec3& p2, const Vec3& p3) {
+    return unit_direction(cross(p2 - p0, p3 - p1));
+}
 
 } // namespace mh

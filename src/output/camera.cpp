@@ -103,11 +103,6 @@ int AddCamera() {
     return static_cast<int>(Cameras.size()) - 1;
 }
 
-Camera* ActiveCamera() {
-    const auto index = static_cast<std::size_t>(ActiveCameraIndex);
-    return ActiveCameraIndex >= 0 && index < Cameras.size() ? &Cameras[index] : nullptr;
-}
-
 void LimitCamera(Camera& camera) {
     camera.sample = std::clamp(camera.sample, 1, kMostFrames);
     camera.inverse_sample = 1.0f / static_cast<float>(camera.sample);

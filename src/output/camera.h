@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "frame/types.h"
 #include "output/types.h"
 #include "shading/ray.h"
 
@@ -13,7 +14,10 @@ void ResetCamera(Camera& camera);
 int AddCamera();
 
 // The rendered camera; null when there is none.
-Camera* ActiveCamera();
+inline Camera* ActiveCamera() {
+    const auto index = static_cast<std::size_t>(ActiveCameraIndex);
+    return ActiveCameraIndex >= 0 && index < Cameras.size() ? &Cameras[index] : nullptr;
+}
 
 // Brings the number of frames and the region into their limits; the image's size is given.
 void LimitCamera(Camera& camera);

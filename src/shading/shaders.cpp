@@ -103,14 +103,24 @@ void finish_layer(SurfaceLayer& layer) {
     layer.has_normal_map = element_of(layer, Element::normal).image_index >= 0;
     layer.has_roughness = layer.glossy_present && visible(layer, Element::roughness);
     layer.has_anisotropy = layer.has_roughness && visible(layer, Element::anisotropy);
+    const ShaderElement& ior = element_of(layer, Element::ior);
+    layer.has_fresnel = ior.image_index >= 0 || mean(ior.color) != 1.0f;
     layer.needs_tangents = layer.has_normal_map || layer.has_anisotropy;
     layer.has_angle = layer.needs_tangents && visible(layer, Element::angle);
 }
 
+// Without images, which may lift a colour of 0.
+bool is_dark(const SurfaceLayer& layer) {
+    return !layer.has_image && !layer.window && !layer.specular_present
+           && element_of(layer, Element::emissive).color == Vec3{};
+}
+
 SideFlags flags_of(const Shader& shader, const LayerList& list) {
     SideFlags flags;
+    flags.dark = true;
     for (int i = 0; i < list.count; ++i) {
         const SurfaceLayer& layer = shader.layers[list.index[static_cast<std::size_t>(i)]];
+        flags.dark = flags.dark && is_dark(layer);
         flags.virtual_light = flags.virtual_light || layer.virtual_light;
         flags.emissive = flags.emissive || visible(layer, Element::emissive);
         flags.lambertian = flags.lambertian || layer.lambertian_present;

@@ -132,9 +132,12 @@ void build_face_frame(const Part& part, const Corners<N>& corners, SurfacePoint&
 
 void choose_layer(const Shader& shader, bool front, SurfacePoint& point) {
     const LayerList& list = front ? shader.face_layers : shader.back_layers;
-    point.layer = list.count == 0
-                      ? &NoLayer
-                      : &shader.layers[static_cast<std::size_t>(pick_layer(shader, point, front))];
+    if (list.count == 0)
+        point.layer = &NoLayer;
+    else if (list.count == 1)
+        point.layer = &shader.layers[list.index[0]];
+    else
+        point.layer = &shader.layers[static_cast<std::size_t>(pick_layer(shader, point, front))];
 }
 
 void begin_point(const Ray& ray, SurfacePoint& point) {
@@ -186,6 +189,7 @@ void bend_normal(const SurfaceLayer& layer, SurfacePoint& point) {
 // the surface, gives way to the geometric one; the tangents stay.
 void keep_reflection_above(SurfacePoint& point) {
     point.cos_outgoing = dot(point.outgoing, point.normal);
+    if (point.normal == point.geometric_normal) return;
     const Vec3 reflected = 2.0f * point.cos_outgoing * point.normal - point.outgoing;
     if (point.cos_outgoing > 0.0f && dot(reflected, point.geometric_normal) >= 0.0f) return;
     point.normal = point.geometric_normal;
@@ -207,6 +211,7 @@ void set_roughness(const SurfaceLayer& layer, SurfacePoint& point) {
 void set_fresnel(const SurfaceLayer& layer, const Ray& ray, SurfacePoint& point) {
     constexpr float kLargestIndex = 1e18f; // reflects all light
     point.refraction_kind = layer.material;
+    if (!layer.has_fresnel) return;
     const float index = mean(evaluate_element(element_of(layer, Element::ior), point));
     const float ior = std::min(std::max(0.0f, index), kLargestIndex);
     point.eta = ray.front_side ? 1.0f / ior : ior;

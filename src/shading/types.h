@@ -125,6 +125,7 @@ struct SurfaceLayer {
     bool has_normal_map = false;
     bool has_roughness = false;
     bool has_anisotropy = false;
+    bool has_fresnel = false; // the index may differ from 1
     bool has_diffuse = false;
     bool has_reflective = false;
     bool plain_diffuse = false; // no image, not reflective: the fast path of a density-read hit
@@ -158,6 +159,7 @@ struct SideFlags {
     bool emissive = false;
     bool lambertian = false;
     bool transmissive = false;
+    bool dark = false; // sends nothing but the light that its diffuse and glossy layers scatter
 };
 
 struct Shader {
