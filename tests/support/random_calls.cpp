@@ -13,7 +13,7 @@ namespace mh::test {
 
 namespace {
 
-constexpr int kLargestCount = 12; // of the arrays below
+constexpr std::size_t kLargestCount = 12; // of the arrays below
 ChoiceSource draw = nullptr;
 std::array<float, 3 * kLargestCount> floats;
 std::array<int, 4 * kLargestCount> whole_numbers;
@@ -26,7 +26,7 @@ int below(int limit) {
 // Mostly small, so that many calls reach a record.
 int random_whole() {
     if (below(20) == 0) return std::numeric_limits<int>::min();
-    return below(10) == 0 ? -below(5) : below(below(3) == 0 ? kLargestCount + 1 : 3);
+    return below(10) == 0 ? -below(5) : below(below(3) == 0 ? int{kLargestCount} + 1 : 3);
 }
 
 float random_float() {
