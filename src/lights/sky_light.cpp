@@ -42,7 +42,7 @@ void build_map() {
     for (std::vector<Rgbe>& face : SkyLight.faces)
         face.clear();
     SkyLight.sky_table = {};
-    SkyLight.sky_corners = {};
+    SkyLight.sky_samples = {};
     const bool shines = any_above(SkyLight.color, kNothing);
     if (shines && has_pixels(SkyLight.image)) BuildSkyMap();
     if (!shines) SkyLight.photons = 0;
@@ -102,7 +102,8 @@ void add_sky_sample(const LightShot& shot, LightSplit& sum) {
     const float u =
         rotate_unit(sequence_value(shot.cursor.sample, shot.cursor.dimension), rotation);
     const std::int32_t texel = pick(SkyLight.sky_table, u);
-    const float density = kTexelDensity * probability(SkyLight.sky_table, texel);
+    const SkySample& sample = SkyLight.sky_samples[static_cast<std::size_t>(texel)];
+    const float density = kTexelDensity * sample.share;
     if (!(density > (looped ? kSmallestDensity : 0.0f))) return;
     const Vec3 direction = sky_texel_direction(texel);
     Response response;
@@ -113,9 +114,8 @@ void add_sky_sample(const LightShot& shot, LightSplit& sum) {
     // the sky.
     const float samples = looped ? static_cast<float>(SkyLight.sample) : 1.0f;
     const float bounces = looped ? static_cast<float>(RendererSettings.bounce_samples) : 1.0f;
-    const Arrival arrival = {
-        direction, passed * SkyLight.sky_corners[static_cast<std::size_t>(texel)] / (density * kPi),
-        samples * density, is_hair(shot) ? bounces : 0.5f * bounces};
+    const Arrival arrival = {direction, passed * sample.radiance / (density * kPi),
+                             samples * density, is_hair(shot) ? bounces : 0.5f * bounces};
     add_arrival(shot, response, arrival, sum);
 }
 

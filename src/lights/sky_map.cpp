@@ -104,7 +104,7 @@ void build_row(int face, int row) {
         const std::size_t cell = static_cast<std::size_t>(row) * kSkyFaceSize + column;
         const std::size_t texel = static_cast<std::size_t>(face) * kFaceTexels + cell;
         const Vec3& sum = texels.sum[column];
-        SkyLight.sky_corners[texel] = texels.corner[column];
+        SkyLight.sky_samples[texel].radiance = texels.corner[column];
         SkyLight.faces[static_cast<std::size_t>(face)][cell] =
             encode_rgbe(sum / float{kSubsamples * kSubsamples});
         set_weight(SkyLight.sky_table, static_cast<std::int32_t>(texel), max_channel(sum));
@@ -115,13 +115,16 @@ void build_row(int face, int row) {
 
 void BuildSkyMap() {
     CreateSampler(SkyLight.sky_table, kSkyTexels);
-    SkyLight.sky_corners.assign(kSkyTexels, {});
+    SkyLight.sky_samples.assign(kSkyTexels, {});
     for (std::vector<Rgbe>& face : SkyLight.faces)
         face.assign(kFaceTexels, {});
 #pragma omp parallel for schedule(dynamic, 8) num_threads(team_size())
     for (int row = 0; row < kSkyFaces * kSkyFaceSize; ++row)
         build_row(row / kSkyFaceSize, row % kSkyFaceSize);
     FinishSampler(SkyLight.sky_table);
+    for (std::int32_t texel = 0; texel < SkyLight.sky_table.size; ++texel)
+        SkyLight.sky_samples[static_cast<std::size_t>(texel)].share =
+            probability(SkyLight.sky_table, texel);
 }
 
 Vec3 sky_face_direction(int face, float x, float y) {

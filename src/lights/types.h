@@ -80,6 +80,12 @@ constexpr int kSkyFaces = 6;
 constexpr int kSkyFaceSize = kSmallTables ? 8 : 256; // texels along an edge
 constexpr int kSkyTexels = kSkyFaces * kSkyFaceSize * kSkyFaceSize;
 
+// What light samples read of a texel of the sky's map, side by side.
+struct SkySample {
+    Vec3 radiance;      // full-resolution, at the texel's sampled corner
+    float share = 0.0f; // probability of being picked
+};
+
 // Light around the scene at infinite distance: an image or a colour.
 struct SkyLightRecord {
     ShaderElement sampler;                          // look-up settings of the image
@@ -87,7 +93,7 @@ struct SkyLightRecord {
     Image backdrop;                                 // screen space, seen by camera rays only
     std::array<std::vector<Rgbe>, kSkyFaces> faces; // the map; empty without an image
     DiscreteSampler sky_table;                      // over the texels of the map
-    std::vector<Vec3> sky_corners; // full-resolution radiance at each texel's sampled corner
+    std::vector<SkySample> sky_samples; // one per texel
     Mat3 to_sky;                   // rows: east, north, up
     Mat3 from_sky;                 // inverse
     Vec3 north = {0.0f, 1.0f, 0.0f};

@@ -7,17 +7,18 @@
 
 namespace mh {
 
-// In each quarter of the square the coordinate that leads gives the radius, with its sign, and the
-// ratio of the two the angle to its axis.
+// In each quarter of the square one coordinate leads: with its sign it gives the radius, and the
+// ratio of the two the angle to its axis. Which of them it is, is as good as random: no branch.
 Vec2 concentric_disk(const Vec2& uv) {
-    const float a = 2.0f * uv.x - 1.0f;
-    const float b = 2.0f * uv.y - 1.0f;
-    const bool wide = std::fabs(a) > std::fabs(b);
-    const float radius = wide ? a : b;
+    const float square[2] = {2.0f * uv.x - 1.0f, 2.0f * uv.y - 1.0f};
+    const int lead = std::fabs(square[0]) > std::fabs(square[1]) ? 0 : 1;
+    const float radius = square[lead];
     if (radius == 0.0f) return {0.0f, 0.0f};
-    const float angle = (wide ? b : a) / radius * (kPi / 4.0f);
-    const float along = radius * std::cos(angle), across = radius * std::sin(angle);
-    return {wide ? along : across, wide ? across : along};
+    const float angle = square[1 - lead] / radius * (kPi / 4.0f);
+    float disk[2];
+    disk[lead] = radius * std::cos(angle);
+    disk[1 - lead] = radius * std::sin(angle);
+    return {disk[0], disk[1]};
 }
 
 Vec3 sample_cosine_local(const Vec2& uv) {

@@ -16,11 +16,11 @@ constexpr int kTableSamples = 4096;
 constexpr int kPrimeCount = 1024;
 
 float halton[kTableDimensions][kTableSamples];
-std::array<std::uint64_t, kPrimeCount> primes;
+std::array<std::uint32_t, kPrimeCount> primes;
 
 void find_primes() {
     std::size_t found = 0;
-    for (std::uint64_t candidate = 2; found < primes.size(); ++candidate) {
+    for (std::uint32_t candidate = 2; found < primes.size(); ++candidate) {
         bool prime = true;
         for (std::size_t i = 0; i < found && primes[i] * primes[i] <= candidate && prime; ++i)
             prime = candidate % primes[i] != 0;
@@ -28,7 +28,7 @@ void find_primes() {
     }
 }
 
-float radical_inverse(std::uint64_t sample, std::uint64_t base) {
+float radical_inverse(std::uint32_t sample, std::uint32_t base) {
     constexpr float kLargestBelowOne = 0.99999994f; // late sums of digits can round to 1
     const float step = 1.0f / static_cast<float>(base);
     float result = 0.0f, scale = step;
