@@ -9,8 +9,7 @@
 #include "integrate/types.h"
 #include "lights/types.h"
 #include "math/random.h"
-#include "output/aov.h"
-#include "output/types.h"
+#include "pictures.h"
 #include "timing.h"
 
 #include <cmath>
@@ -27,18 +26,12 @@ namespace {
 
 bool brief = false;
 
-struct Picture {
-    std::vector<Vec3> pixels;
-    double seconds = 0.0; // of all frames and of the photons
-};
-
 void open_room(bool path_tracing, int size, int frames) {
     OpenScene(MOONHARE_EXAMPLES "/cornell/");
     Camera& camera = Cameras[0];
     camera.width = camera.height = size;
     camera.sample = frames;
-    for (Aov& aov : camera.aovs)
-        aov.image.path.clear();
+    write_nothing();
     GeometryLight.aov_list.clear();
     if (!path_tracing) return;
     RendererSettings.distance = 0.0f;
@@ -61,27 +54,9 @@ Picture render_room(bool path_tracing, int size, int frames) {
     Initialize();
     render_frames(frames);
     picture.seconds = seconds(CLOCK_MONOTONIC) - start;
-    for (std::int64_t i = 0; i < static_cast<std::int64_t>(size) * size; ++i)
-        picture.pixels.push_back(read_pixel(Cameras[0].aovs[0].image, i));
+    picture.pixels = beauty_pixels();
     CloseScene();
     return picture;
-}
-
-// Mean of (a - b)^2 / (b^2 + 0.01) over pixels and channels.
-double relative_error(const Picture& a, const Picture& b) {
-    double total = 0.0;
-    for (std::size_t i = 0; i < a.pixels.size(); ++i) {
-        const Vec3 d = a.pixels[i] - b.pixels[i], square = b.pixels[i] * b.pixels[i];
-        total += sum(d * d / (square + splat(0.01f)));
-    }
-    return total / (3.0 * static_cast<double>(a.pixels.size()));
-}
-
-double mean_of(const Picture& picture) {
-    double total = 0.0;
-    for (const Vec3& pixel : picture.pixels)
-        total += sum(pixel);
-    return total / (3.0 * static_cast<double>(picture.pixels.size()));
 }
 
 void bench_frames(bool path_tracing) {
