@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "accel/prepare.h"
 
-#include "accel/walk_types.h"
+#include "accel/triangle_blocks.h"
 #include "frame/report.h"
 #include "math/threads.h"
 #include "shading/types.h"
@@ -40,29 +40,26 @@ bool is_narrow(const Tree& tree, std::uint32_t node) {
 }
 
 // Places the subtree of a node in depth-first order; `below` is what the stack holds above it.
-void place(const Tree& tree, std::uint32_t index, std::uint32_t below, Layout& layout) {
+void place(const Object& object, std::uint32_t index, std::uint32_t below, Layout& layout) {
+    const Tree& tree = object.tree;
     const WideNode& node = tree.nodes[index];
+    const BlockPlan plan = plan_blocks(object, node);
     layout.unit[index] = static_cast<std::uint32_t>(layout.units);
     layout.units += is_narrow(tree, index) ? kNarrowUnits : kWideUnits;
     const std::uint32_t used = used_slots(node);
     layout.stack = std::max(layout.stack, below + used);
+    layout.units += plan.units;
     for (std::uint32_t slot = 0; slot < used; ++slot)
-        layout.units += node.count[slot];
+        if ((plan.slots >> slot & 1u) == 0) layout.units += node.count[slot];
     for (std::uint32_t slot = 0; slot < used; ++slot)
         if (node.child[slot] != kEmptyChild && node.count[slot] == 0)
-            place(tree, node.child[slot], below + used - 1, layout);
+            place(object, node.child[slot], below + used - 1, layout);
 }
 
 void copy(const Vec3& from, float* to) {
     to[0] = from.x;
     to[1] = from.y;
     to[2] = from.z;
-}
-
-std::uint8_t visibility_of(std::uint32_t shader) {
-    if (shader >= Shaders.size()) return static_cast<std::uint8_t>(Visibility::all);
-    return std::min(static_cast<std::uint8_t>(Shaders[shader].visibility),
-                    static_cast<std::uint8_t>(Visibility::all));
 }
 
 float radius_at(const Part& part, std::uint32_t vertex) {
@@ -75,20 +72,6 @@ Vec3 tangent_at(const Part& part, std::uint32_t vertex) {
     return vertex < part.tangents.size() ? unpack_unit(part.tangents[vertex]) : Vec3{};
 }
 
-WalkTriangle walk_triangle(const Part& part, const Triangle& face) {
-    const Vec3 p0 = part.positions[face.vertex[0]];
-    const Vec3 e1 = part.positions[face.vertex[1]] - p0;
-    const Vec3 e2 = part.positions[face.vertex[2]] - p0;
-    const Vec3 normal = cross(e1, e2);
-    WalkTriangle record;
-    copy(p0, record.values + kTriangleP0);
-    copy(normal, record.values + kTriangleNormal);
-    copy(cross(e2, normal), record.values + kTriangleE2Normal);
-    copy(cross(normal, e1), record.values + kTriangleNormalE1);
-    record.values[kTriangleNormalSquare] = dot(normal, normal);
-    return record;
-}
-
 WalkTetragon walk_tetragon(const Part& part, const Tetragon& face) {
     WalkTetragon record;
     for (std::size_t k = 0; k < 4; ++k) {
@@ -97,6 +80,7 @@ WalkTetragon walk_tetragon(const Part& part, const Tetragon& face) {
         record.y[k] = p.y;
         record.z[k] = p.z;
     }
+    record.shader = face.shader;
     return record;
 }
 
@@ -150,7 +134,7 @@ void write_part_primitive(const Part& part, const PrimitiveRef& ref, WalkPrimiti
         break;
     case PrimitiveKind::triangle:
         if (ref.index >= part.triangles.size()) return;
-        p.triangle = walk_triangle(part, part.triangles[ref.index]);
+        write_triangle(part, part.triangles[ref.index], p.triangle);
         shader = part.triangles[ref.index].shader;
         break;
     case PrimitiveKind::tetragon:
@@ -186,8 +170,14 @@ void write_node(Object& object, std::uint32_t index, const Layout& layout) {
             std::copy_n(from.planes[side][axis], N, node.planes[side][axis]);
     node.wide_node = index;
     node.leaves = 0;
+    const BlockPlan plan = plan_blocks(object, from);
+    node.blocked = static_cast<std::uint8_t>(plan.slots);
+    node.wide_blocks = static_cast<std::uint8_t>(plan.wide);
+    node.narrow_blocks = static_cast<std::uint8_t>(plan.narrow);
     std::uint32_t next =
         layout.unit[index] + static_cast<std::uint32_t>(sizeof node / sizeof *unit);
+    write_blocks(object, from, plan, object.tree.walk.data() + next);
+    next += plan.units;
     for (std::uint32_t slot = 0; slot < N; ++slot) {
         const std::uint32_t child = from.child[slot], count = from.count[slot];
         node.child[slot] = kWalkLeaf;
@@ -196,8 +186,13 @@ void write_node(Object& object, std::uint32_t index, const Layout& layout) {
             node.child[slot] = layout.unit[child] | (is_narrow(tree, child) ? kWalkNarrow : 0);
             continue;
         }
+        node.leaves = static_cast<std::uint8_t>(node.leaves | 1u << slot);
+        if ((plan.slots >> slot & 1u) != 0) {
+            node.child[slot] =
+                layout.unit[index] | kWalkLeaf | kWalkBlocks | (N == 4 ? kWalkNarrow : 0u);
+            continue;
+        }
         node.child[slot] = next | kWalkLeaf;
-        node.leaves |= 1u << slot;
         for (std::uint32_t k = 0; k < count; ++k) {
             auto& p = *new (object.tree.walk.data() + next++) WalkPrimitive{};
             write_primitive(object, tree.references[child + k], p);
@@ -228,7 +223,7 @@ void PrepareWalk(Object& object) {
     }
     Layout layout;
     layout.unit.resize(tree.nodes.size());
-    place(tree, 0, 0, layout);
+    place(object, 0, 0, layout);
     if (layout.units > kWalkUnitMask || layout.stack > kWalkStack) {
         ReportError("walk - tree is too large: " + object.name);
         tree.walk = {};

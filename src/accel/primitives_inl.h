@@ -57,6 +57,11 @@ inline Triple<T> fill(const Triple<float>& a) {
     return {fill<T>(a.x), fill<T>(a.y), fill<T>(a.z)};
 }
 
+template<typename F, int N>
+inline Triple<F> load_triple(const float (&rows)[3][N]) {
+    return {load<F>(rows[0]), load<F>(rows[1]), load<F>(rows[2])};
+}
+
 inline float limited_root(float x) {
     return x > kSmallestRootSquare ? exact_root(x) : 1e-5f;
 }
@@ -64,13 +69,7 @@ inline float limited_root(float x) {
 // A ray in the space of one object.
 struct LocalRay {
     Triple<float> origin, direction;
-    Float4 origin4, direction4; // the same, and a 0
 };
-
-inline LocalRay local_ray(const Triple<float>& origin, const Triple<float>& direction) {
-    return {origin, direction, lanes(origin.x, origin.y, origin.z, 0.0f),
-            lanes(direction.x, direction.y, direction.z, 0.0f)};
-}
 
 struct LocalHit {
     float distance;
@@ -78,23 +77,29 @@ struct LocalHit {
     bool front;
 };
 
-// The limits of all four results are looked at together: one branch that is mostly not taken.
-inline bool hit_triangle(const WalkTriangle& f, const LocalRay& ray, float limit, LocalHit& hit) {
-    const Float4 to_p0 = load<Float4>(f.values + kTriangleP0) - ray.origin4;
-    const Float4 normal = load<Float4>(f.values + kTriangleNormal);
-    const float facing = dot3(normal, ray.direction4);
-    const float t = dot3(normal, to_p0) / facing;
-    const Float4 in_plane = fill<Float4>(t) * ray.direction4 - to_p0;
-    const Float4 r = in_plane / fill<Float4>(f.values[kTriangleNormalSquare]);
-    const float b1 = dot3(r, load<Float4>(f.values + kTriangleE2Normal));
-    const float b2 = dot3(r, load<Float4>(f.values + kTriangleNormalE1));
-    const float b0 = 1.0f - b1 - b2;
-    const Float4 results = lanes(t, b1, b2, b0);
-    const unsigned inside = less_equal(lanes(kRayEpsilon, 0.0f, 0.0f, 0.0f), results)
-                            & less_equal(results, lanes(limit - kRayEpsilon, 1.0f, 1.0f, kFar));
-    if (inside != 0xFu) return false;
-    hit = {t, b0, b1, b2, facing < 0.0f};
-    return true;
+template<typename F>
+struct TriangleHits {
+    F t, b0, b1, b2, facing;
+};
+
+// Tests triangles side by side; a bit for each one hit. With b1 and b2 at least 0, b0 is below 0
+// when one of them is above 1. If one of the three is NaN so is b0, which min() then returns.
+template<typename F, int N>
+inline unsigned hit_triangles(const WalkTriangles<N>& f, const Triple<F>& origin,
+                              const Triple<F>& direction, float limit, TriangleHits<F>& hits) {
+    const Triple<F> to_p0 = load_triple<F>(f.p0) - origin;
+    const Triple<F> normal = load_triple<F>(f.normal);
+    hits.facing = dot(normal, direction);
+    hits.t = dot(normal, to_p0) / hits.facing;
+    const Triple<F> in_plane = hits.t * direction - to_p0;
+    const F square = load<F>(f.normal_square);
+    const Triple<F> r = {in_plane.x / square, in_plane.y / square, in_plane.z / square};
+    hits.b1 = dot(r, load_triple<F>(f.e2_normal));
+    hits.b2 = dot(r, load_triple<F>(f.normal_e1));
+    hits.b0 = fill<F>(1.0f) - hits.b1 - hits.b2;
+    return less_equal(fill<F>(kRayEpsilon), hits.t)
+           & less_equal(hits.t, fill<F>(limit - kRayEpsilon))
+           & less_equal(fill<F>(0.0f), min(min(hits.b1, hits.b2), hits.b0));
 }
 
 // Bilinear parameters from the signed volumes that the ray spans with the four edges. In double:

@@ -8,7 +8,6 @@
 #include "math/roots.h"
 
 #include <atomic>
-#include <limits>
 
 namespace mh {
 
@@ -18,8 +17,6 @@ namespace {
 
 const WalkKernel* widest = &kScalarWalks;
 const WalkKernel* current = &kScalarWalks;
-
-constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
 std::uint64_t identity(HitKind kind, std::int32_t primitive) {
     return static_cast<std::uint32_t>(primitive)
@@ -37,13 +34,14 @@ unsigned visible_to(const Ray& ray) {
            | bit(ray.photon ? Visibility::light_only : Visibility::camera_only);
 }
 
-float inverse_component(float d, float of_zero) {
-    return d == 0.0f ? of_zero : 1.0f / d;
+// 1 / d; infinity for zeros of both signs.
+Vec3 inverse_direction(const Vec3& d) {
+    return {1.0f / (d.x + 0.0f), 1.0f / (d.y + 0.0f), 1.0f / (d.z + 0.0f)};
 }
 
-Vec3 inverse_direction(const Vec3& d, float of_zero) {
-    return {inverse_component(d.x, of_zero), inverse_component(d.y, of_zero),
-            inverse_component(d.z, of_zero)};
+// The same with minus infinity, as shadow rays take it.
+Vec3 shadow_inverse_direction(const Vec3& d) {
+    return {-(1.0f / (0.0f - d.x)), -(1.0f / (0.0f - d.y)), -(1.0f / (0.0f - d.z))};
 }
 
 void copy(const Vec3& from, float* to) {
@@ -85,28 +83,18 @@ const Object& hit_object(const WalkQuery& query, std::uint8_t thread) {
     return *object;
 }
 
-std::uint32_t shader_of(const Part& part, const WalkPrimitive& p) {
-    switch (static_cast<PrimitiveKind>(p.kind)) {
-    case PrimitiveKind::triangle: return part.triangles[p.index].shader;
-    case PrimitiveKind::tetragon: return part.tetragons[p.index].shader;
-    case PrimitiveKind::particle:
-    case PrimitiveKind::cylinder: return part.shader_id;
-    case PrimitiveKind::instance: break;
-    }
-    std::abort();
-}
-
 void write_hit(const WalkQuery& query, Ray& ray) {
     const Object& object = hit_object(query, ray.thread);
-    const Part& part = object.parts[query.hit->part];
+    const Part& part = object.parts[query.hit_part];
     ray.distance = query.distance;
     ray.hit_a = query.hit_a;
     ray.hit_b = query.hit_b;
     ray.hit_c = query.hit_c;
     ray.hit_part = &part;
-    ray.hit_shader = static_cast<std::int32_t>(shader_of(part, *query.hit));
-    ray.hit_primitive = static_cast<std::int32_t>(query.hit->index);
-    ray.hit_kind = static_cast<HitKind>(query.hit->kind);
+    ray.hit_primitive = static_cast<std::int32_t>(query.hit & 0xFFFFFFFFu);
+    ray.hit_kind = static_cast<HitKind>(query.hit >> 32);
+    ray.hit_shader =
+        static_cast<std::int32_t>(is_face(ray.hit_kind) ? query.hit_shader : part.shader_id);
     ray.front_side = query.front;
     ray.hit_instance_level = static_cast<std::uint8_t>(query.hit_level);
     ray.hit_in_root = object.object_level == 0;
@@ -129,7 +117,7 @@ bool occluded(Ray& ray, bool (*walk)(const WalkUnit*, WalkQuery&), WalkQuery& qu
     ray.weight = splat(1.0f);
     ThreadState& state = ThreadStates[ray.thread];
     ++state.shadow_rays;
-    ray.inverse_direction = inverse_direction(ray.direction, -kInfinity);
+    ray.inverse_direction = shadow_inverse_direction(ray.direction);
     const WalkUnit* root = root_stream();
     if (root == nullptr || !can_hit(ray)) return false;
     fill_query(ray, query);
@@ -173,14 +161,14 @@ void UseVectorWalks(bool vector) {
 
 bool closest_hit(Ray& ray) {
     ray.distance = kFar;
-    ray.inverse_direction = inverse_direction(ray.direction, kInfinity);
+    ray.inverse_direction = inverse_direction(ray.direction);
     ray.direction = normalize(ray.direction);
     WalkQuery query;
     return find_nearest(ray, current->closest, query);
 }
 
 bool probe_hit(Ray& ray) {
-    ray.inverse_direction = inverse_direction(ray.direction, kInfinity);
+    ray.inverse_direction = inverse_direction(ray.direction);
     WalkQuery query;
     return find_nearest(ray, current->probe, query);
 }

@@ -10,37 +10,62 @@ namespace mh {
 
 struct Instance;
 
-// A stream stands in depth-first order, each node followed by the primitives of its leaves. A
-// reference to a child is the position of its first unit in the stream, and what lies there. The
-// root is a node of eight at position 0.
-constexpr std::uint32_t kWalkUnitMask = 0x0FFFFFFFu;
+// A stream stands in depth-first order, each node followed by the triangles of its small leaves,
+// side by side in blocks, and by the primitives of the other leaves. A reference to a child is the
+// position of its first unit in the stream, and what lies there. The root is a node of eight at
+// position 0.
+constexpr std::uint32_t kWalkUnitMask = 0x07FFFFFFu;
+constexpr std::uint32_t kWalkBlocks = 0x08000000u; // a leaf: triangles of the slot in the blocks of
+                                                   // the node that stands here
 constexpr std::uint32_t kWalkNarrow = 0x10000000u; // a node of four children
 constexpr std::uint32_t kWalkLeaf = 0x20000000u;   // primitives up to the one that is `last`
+constexpr std::uint32_t kWalkKind = kWalkBlocks | kWalkNarrow | kWalkLeaf;
+// The place of a triangle in a walk's own list, in the unit's stead; never in a stream.
+constexpr std::uint32_t kWalkCandidate = kWalkLeaf | kWalkNarrow;
 
 // A WideNode, cut to N slots.
 template<int N>
 struct alignas(64) WalkNode {
     float planes[2][3][N]; // lower and upper planes of the boxes: x, y, z
     std::uint32_t child[N];
-    std::uint32_t wide_node; // index in Tree::nodes
-    std::uint32_t leaves;    // bit k: child k is a leaf
+    std::uint32_t wide_node;    // index in Tree::nodes
+    std::uint8_t leaves;        // bit k: child k is a leaf
+    std::uint8_t blocked;       // bit k: child k is a leaf in blocks
+    std::uint8_t wide_blocks;   // blocks of eight triangles behind the node
+    std::uint8_t narrow_blocks; // blocks of four behind those: none or one
 };
 
 static_assert(sizeof(WalkNode<8>) == 256 && sizeof(WalkNode<4>) == 128);
 
-// What the test of a triangle needs of its corners P0, P1, P2, as vectors that are read four
-// floats at a time: P0, the normal N = E1 x E2 of the edges E1, E2 from P0, E2 x N, N x E1, and the
-// square N . N.
-struct WalkTriangle {
-    float values[13];
+constexpr std::uint32_t kMaxBlockedLeaf = 8; // triangles
+
+// What the test of a triangle needs of its corners P0, P1, P2: P0, the normal N = E1 x E2 of the
+// edges E1, E2 from P0, E2 x N, N x E1, and the square N . N. Side by side for N triangles.
+template<int N>
+struct WalkTriangles {
+    float p0[3][N], normal[3][N], e2_normal[3][N], normal_e1[3][N];
+    float normal_square[N];
+    std::uint32_t shader[N];
 };
 
-constexpr int kTriangleP0 = 0, kTriangleNormal = 3, kTriangleE2Normal = 6, kTriangleNormalE1 = 9;
-constexpr int kTriangleNormalSquare = 12;
+// Triangles of the leaves of a node, in the order of slots and, within a slot, of references. Places
+// that are left over have a zero normal and are never hit.
+template<int N>
+struct alignas(64) WalkBlock {
+    WalkTriangles<N> triangles;
+    std::uint32_t index[N];
+    std::uint8_t part[N], visibility[N];
+    std::uint8_t slot[N]; // of the leaf
+    std::uint8_t slots;   // bit k: some triangles are of slot k
+    std::uint8_t used;    // places
+};
+
+static_assert(sizeof(WalkBlock<8>) == 512 && sizeof(WalkBlock<4>) == 256);
 
 // The corners by coordinate, in order around the face.
 struct WalkTetragon {
     float x[4], y[4], z[4];
+    std::uint32_t shader;
 };
 
 struct WalkCylinder {
@@ -70,7 +95,7 @@ constexpr std::uint8_t kWalkProjection = 6;
 
 struct alignas(64) WalkPrimitive {
     union {
-        WalkTriangle triangle;
+        WalkTriangles<1> triangle;
         WalkTetragon tetragon;
         WalkCylinder cylinder;
         WalkParticle particle;
@@ -103,13 +128,15 @@ struct WalkLogEntry {
 
 struct WalkQuery {
     float origin[3];
-    float direction[3];                 // unit for the closest hit
-    float inverse[3];                   // 1 / direction; infinite where that is 0
-    float distance;                     // limit, then the distance of the closest hit
-    std::uint64_t source, target;       // index and kind << 32 of primitives that are not hit
-    unsigned visible;                   // bit v: primitives of visibility v are hit
-    int hit_level = 0;                  // instances around the closest hit
-    const WalkPrimitive* hit = nullptr; // the closest
+    float direction[3];           // unit for the closest hit
+    float inverse[3];             // 1 / direction; infinite where that is 0
+    float distance;               // limit, then the distance of the closest hit
+    std::uint64_t source, target; // index and kind << 32 of primitives that are not hit
+    unsigned visible;             // bit v: primitives of visibility v are hit
+    int hit_level = 0;            // instances around the closest hit
+    std::uint64_t hit = 0;        // its index and kind << 32; 0 before there is one
+    std::uint32_t hit_shader;     // of a face
+    std::uint8_t hit_part;        // within the object
     float hit_a = 0.0f, hit_b = 0.0f, hit_c = 0.0f;
     bool front = false;
     const WalkPrimitive* hit_path[kWalkLevels];          // the instances around it, outermost first

@@ -22,6 +22,23 @@ inline float exact_root(float x) {
     return __builtin_sqrtf(x);
 }
 
+// For every set of bits of eight, the numbers of those that are set, falling.
+struct FallingBits {
+    std::uint8_t bit[256][8];
+};
+
+constexpr FallingBits falling_bits() {
+    FallingBits table = {};
+    for (unsigned set = 0; set < 256; ++set) {
+        int count = 0;
+        for (unsigned bit = 8; bit-- > 0;)
+            if ((set >> bit & 1u) != 0) table.bit[set][count++] = static_cast<std::uint8_t>(bit);
+    }
+    return table;
+}
+
+alignas(64) constexpr FallingBits kFallingBits = falling_bits();
+
 #ifdef __AVX2__
 
 struct Float8 {
@@ -35,6 +52,22 @@ struct Float4 {
 struct Double4 {
     __m256d v;
 };
+
+// Stores those of eight numbers whose bit is set, the last one first; writes all eight places.
+inline void store_falling(std::uint32_t* to, const std::uint32_t (&from)[8], unsigned set) {
+    const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(kFallingBits.bit[set]));
+    const __m256i all = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(from));
+    const __m256i some = _mm256_permutevar8x32_epi32(all, _mm256_cvtepu8_epi32(bytes));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(to), some);
+}
+
+// The same with four.
+inline void store_falling(std::uint32_t* to, const std::uint32_t (&from)[4], unsigned set) {
+    const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(kFallingBits.bit[set]));
+    const __m128i all = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
+    const __m128 some = _mm_permutevar_ps(_mm_castsi128_ps(all), _mm_cvtepu8_epi32(bytes));
+    _mm_storeu_ps(reinterpret_cast<float*>(to), some);
+}
 
 inline Float8 load(const float* p, Float8*) {
     return {_mm256_loadu_ps(p)};
@@ -92,6 +125,10 @@ inline Float8 operator/(Float8 a, Float8 b) {
     return {_mm256_div_ps(a.v, b.v)};
 }
 
+inline Float4 operator+(Float4 a, Float4 b) {
+    return {_mm_add_ps(a.v, b.v)};
+}
+
 inline Float4 operator-(Float4 a, Float4 b) {
     return {_mm_sub_ps(a.v, b.v)};
 }
@@ -106,13 +143,6 @@ inline Float4 operator/(Float4 a, Float4 b) {
 
 inline Float4 lanes(float a, float b, float c, float d) {
     return {_mm_setr_ps(a, b, c, d)};
-}
-
-// a0 b0 + a1 b1 + a2 b2, from left to right.
-inline float dot3(Float4 a, Float4 b) {
-    const __m128 m = _mm_mul_ps(a.v, b.v);
-    const __m128 xy = _mm_add_ss(m, _mm_movehdup_ps(m));
-    return _mm_cvtss_f32(_mm_add_ss(xy, _mm_unpackhi_ps(m, m)));
 }
 
 inline Double4 operator+(Double4 a, Double4 b) {
@@ -202,6 +232,12 @@ inline unsigned bits(Condition condition) {
     return result;
 }
 
+template<int N>
+inline void store_falling(std::uint32_t* to, const std::uint32_t (&from)[N], unsigned set) {
+    for (int k = 0; k < N; ++k)
+        to[k] = from[kFallingBits.bit[set][k]];
+}
+
 template<typename T, int N>
 inline Lanes<T, N> load(const float* p, Lanes<T, N>*) {
     return each<N>([&](int k) { return static_cast<T>(p[k]); });
@@ -256,10 +292,6 @@ inline Float4 lanes(float a, float b, float c, float d) {
     return {{a, b, c, d}};
 }
 
-inline float dot3(const Float4& a, const Float4& b) {
-    return a.v[0] * b.v[0] + a.v[1] * b.v[1] + a.v[2] * b.v[2];
-}
-
 inline Float8 root(const Float8& a) {
     return each<8>([&](int k) { return exact_root(a.v[k]); });
 }
@@ -283,6 +315,23 @@ inline unsigned less_equal(const Lanes<T, N>& a, const Lanes<T, N>& b) {
 }
 
 #endif
+
+// One float, where a template wants lanes.
+inline float load(const float* p, float*) {
+    return *p;
+}
+
+inline float fill(float s, float*) {
+    return s;
+}
+
+inline float min(float a, float b) {
+    return a < b ? a : b;
+}
+
+inline unsigned less_equal(float a, float b) {
+    return a <= b ? 1u : 0u;
+}
 
 // load<Float8>(p), fill<Float8>(s): the type of the lanes named at the call.
 template<typename F>

@@ -1,0 +1,160 @@
+// Blocks of triangles behind a node: four or eight are tested at once, those of several leaves
+// together.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "accel/walk_leaf_inl.h"
+
+namespace mh {
+namespace {
+
+// Takes the lowest bit out of a set and returns its number.
+inline unsigned take_bit(unsigned& set) {
+    const auto bit = static_cast<unsigned>(__builtin_ctz(set));
+    set &= set - 1;
+    return bit;
+}
+
+// Calls visit(block) for the blocks behind a node that hold triangles of one of the slots, until
+// it returns true.
+template<int N, typename Visit>
+inline bool any_block(const WalkNode<N>& node, unsigned slots, const Visit& visit) {
+    const auto* unit = reinterpret_cast<const WalkUnit*>(&node + 1);
+    for (unsigned left = node.wide_blocks; left != 0; --left) {
+        const auto& block = *reinterpret_cast<const WalkBlock<8>*>(unit);
+        if ((block.slots & slots) != 0 && visit(block)) return true;
+        unit += sizeof block / sizeof *unit;
+    }
+    if (node.narrow_blocks == 0) return false;
+    const auto& block = *reinterpret_cast<const WalkBlock<4>*>(unit);
+    return (block.slots & slots) != 0 && visit(block);
+}
+
+template<int M, typename F>
+inline unsigned hit_block(const WalkBlock<M>& block, const WalkRay& ray, float limit,
+                          TriangleHits<F>& hits) {
+    const F* const type = nullptr;
+    return hit_triangles(block.triangles, lanes_of(ray.origin, type), lanes_of(ray.direction, type),
+                         limit, hits);
+}
+
+// Triangles of a block that were hit within the limit of that moment.
+struct BlockHits {
+    alignas(32) float t[8], b0[8], b1[8], b2[8], facing[8];
+    const std::uint32_t *index, *shader;
+    const std::uint8_t* part;
+};
+
+template<int M, typename F>
+inline void store_hits(const WalkBlock<M>& block, const TriangleHits<F>& hits, BlockHits& stored) {
+    store(stored.t, hits.t);
+    store(stored.b0, hits.b0);
+    store(stored.b1, hits.b1);
+    store(stored.b2, hits.b2);
+    store(stored.facing, hits.facing);
+    stored.index = block.index;
+    stored.shader = block.triangles.shader;
+    stored.part = block.part;
+}
+
+// Takes the hit of one lane if it still lies within the limit.
+inline bool keep_lane(const BlockHits& hits, unsigned lane, int level, WalkQuery& query) {
+    if (!(hits.t[lane] <= query.distance - kRayEpsilon)) return false;
+    query.distance = hits.t[lane];
+    query.hit_a = hits.b0[lane];
+    query.hit_b = hits.b1[lane];
+    query.hit_c = hits.b2[lane];
+    query.front = hits.facing[lane] < 0.0f;
+    query.hit = identity(hits.index[lane], static_cast<std::uint8_t>(PrimitiveKind::triangle));
+    query.hit_part = hits.part[lane];
+    query.hit_shader = hits.shader[lane];
+    query.hit_level = level;
+    return true;
+}
+
+// The only triangle of its leaf that is hit, found ahead of the leaf's turn.
+struct Candidate {
+    BlockHits hits;
+    unsigned lane;
+};
+
+constexpr unsigned kCandidates = 32; // leaves beyond that are tested again in their turn
+
+struct Candidates {
+    unsigned count = 0;
+    Candidate list[kCandidates];
+};
+
+// Of the slots that the ray enters, those to visit: leaves in which nothing is hit are left out,
+// as the limit only falls from here on. Leaves with one hit become candidates among the children,
+// the others stay what they are.
+template<Walk walk, int N>
+inline unsigned test_blocks(const WalkNode<N>& node, unsigned entered, const WalkRay& ray,
+                            const WalkQuery& query, Candidates& candidates,
+                            std::uint32_t (&children)[N]) {
+    unsigned visited = entered & ~static_cast<unsigned>(node.blocked);
+    any_block(node, entered, [&]<int M>(const WalkBlock<M>& block) {
+        TriangleHits<typename FloatLanes<M>::Type> hits;
+        unsigned lanes = hit_block(block, ray, query.distance, hits);
+        while (lanes != 0) {
+            const unsigned lane = take_bit(lanes), slot = block.slot[lane];
+            if ((entered >> slot & 1u) == 0
+                || !may_hit_triangle<walk>(block.index[lane], block.visibility[lane], query))
+                continue;
+            if ((visited >> slot & 1u) != 0 || candidates.count == kCandidates) {
+                children[slot] = node.child[slot];
+            } else {
+                Candidate& candidate = candidates.list[candidates.count];
+                store_hits(block, hits, candidate.hits);
+                candidate.lane = lane;
+                children[slot] = candidates.count++ | kWalkCandidate;
+            }
+            visited |= 1u << slot;
+        }
+        return false;
+    });
+    return visited;
+}
+
+// A leaf in its turn.
+template<Walk walk, int N>
+[[gnu::noinline]] bool walk_blocks(const WalkNode<N>& node, unsigned slot, const WalkRay& ray,
+                                   int level, WalkQuery& query) {
+    bool any = false;
+    any_block(node, 1u << slot, [&]<int M>(const WalkBlock<M>& block) {
+        TriangleHits<typename FloatLanes<M>::Type> hits;
+        unsigned lanes = hit_block(block, ray, query.distance, hits);
+        if (lanes == 0) return false;
+        BlockHits stored;
+        store_hits(block, hits, stored);
+        while (lanes != 0) {
+            const unsigned lane = take_bit(lanes);
+            if (block.slot[lane] == slot
+                && may_hit_triangle<walk>(block.index[lane], block.visibility[lane], query))
+                any |= keep_lane(stored, lane, level, query);
+        }
+        return false;
+    });
+    return any;
+}
+
+// Whether a triangle of one of the slots occludes.
+template<Walk walk, int N>
+inline bool occluded_by_blocks(const WalkNode<N>& node, unsigned slots, const WalkRay& ray,
+                               WalkQuery& query) {
+    return any_block(node, slots, [&]<int M>(const WalkBlock<M>& block) {
+        query.primitives += block.used;
+        TriangleHits<typename FloatLanes<M>::Type> hits;
+        unsigned lanes = hit_block(block, ray, query.distance, hits);
+        while (lanes != 0) {
+            const unsigned lane = take_bit(lanes);
+            if ((slots >> block.slot[lane] & 1u) != 0
+                && may_hit_triangle<walk>(block.index[lane], block.visibility[lane], query))
+                return true;
+        }
+        return false;
+    });
+}
+
+} // namespace
+} // namespace mh

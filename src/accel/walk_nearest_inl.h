@@ -1,0 +1,190 @@
+// The walks for the nearest hit over a stream of nodes and primitives [Dammertz08], [Wald08]. The
+// order of visits is part of the result: of hits closer together than the margin of the primitive
+// tests, the first one found stays.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "accel/walk_block_inl.h"
+#include "accel/walk_key_inl.h"
+
+namespace mh {
+namespace {
+
+inline void order(StackKey& low, StackKey& high) {
+    const StackKey a = low, b = high;
+    low = a < b ? a : b;
+    high = a < b ? b : a;
+}
+
+// Moves the key at `last` down to its place in the falling order that starts at `first`.
+inline void insert_key(StackKey* first, StackKey* last) {
+    const StackKey key = *last;
+    for (; last != first && last[-1] < key; --last)
+        *last = last[-1];
+    *last = key;
+}
+
+// Pushes all entered children but the nearest, farthest first, and returns the nearest.
+template<Walk walk>
+inline StackKey nearest_child(const std::uint32_t* children, unsigned entered, const float* entries,
+                              const float* exits, StackKey*& top) {
+    const auto next_key = [&] {
+        const auto slot = static_cast<unsigned>(__builtin_ctz(entered));
+        entered &= entered - 1;
+        return stack_key(float_bits(entries[slot]), slot, children[slot]);
+    };
+    if ((entered & (entered - 1)) == 0) {
+        const auto slot = static_cast<unsigned>(__builtin_ctz(entered));
+        return stack_key(0, slot, children[slot]);
+    }
+    StackKey a = next_key(), b = next_key();
+    if (entered == 0) {
+        if constexpr (walk == Walk::probe) { // of two, the one that ends first
+            if (exits[slot_of(b)] < exits[slot_of(a)]) {
+                *top++ = a;
+                return b;
+            }
+            *top++ = b;
+            return a;
+        }
+        order(a, b);
+        *top++ = b;
+        return a;
+    }
+    StackKey c = next_key();
+    order(a, b);
+    order(b, c);
+    order(a, b);
+    StackKey* const first = top;
+    *top++ = c;
+    *top++ = b;
+    while (entered != 0) { // NOLINT(bugprone-infinite-loop): next_key takes a bit off it
+        StackKey key = next_key();
+        order(a, key);
+        *top = key;
+        insert_key(first, top++);
+    }
+    return a;
+}
+
+// Pushes the children to visit but the nearest, and finds that one; false for none.
+template<Walk walk, int N>
+inline bool enter_node(const WalkNode<N>& node, const WalkRay& ray, const WalkQuery& query,
+                       Candidates& candidates, StackKey& nearest, StackKey*& top) {
+    alignas(32) float entries[N], exits[N];
+    unsigned entered =
+        enter_children(node, ray, query.distance, entries, walk == Walk::probe ? exits : nullptr);
+    if ((entered & node.blocked) == 0) {
+        if (entered == 0) return false;
+        nearest = nearest_child<walk>(node.child, entered, entries, exits, top);
+        return true;
+    }
+    std::uint32_t children[N];
+    __builtin_memcpy(children, node.child, sizeof children);
+    entered = test_blocks<walk>(node, entered, ray, query, candidates, children);
+    if (entered == 0) return false;
+    nearest = nearest_child<walk>(children, entered, entries, exits, top);
+    return true;
+}
+
+// 1 / d; infinity for zeros of both signs.
+inline float inverse_to_infinity(float d) {
+    return 1.0f / (d + 0.0f);
+}
+
+template<Walk walk>
+bool walk_nearest(const WalkUnit* units, const LocalRay& local, const Triple<float>& inverse,
+                  WalkQuery& query, int level);
+
+// The box test takes the inverse of the direction as it came from the parent; the primitives see
+// the unit direction.
+template<Walk walk>
+[[gnu::noinline]] bool walk_instance(const WalkPrimitive& p, const LocalRay& ray, int level,
+                                     WalkQuery& query) {
+    if (level == kWalkLevels) return false;
+    const Triple<float> direction = direction_in_instance(p, ray);
+    const Triple<float> inverse = {inverse_to_infinity(direction.x),
+                                   inverse_to_infinity(direction.y),
+                                   inverse_to_infinity(direction.z)};
+    const LocalRay inside = {origin_in_instance(p, ray),
+                             walk == Walk::closest ? unit_direction(direction) : direction};
+    if (!walk_nearest<walk>(target_stream(p), inside, inverse, query, level + 1)) return false;
+    query.hit_path[level] = &p;
+    return true;
+}
+
+inline void keep_hit(const WalkPrimitive& p, const LocalHit& hit, int level, WalkQuery& query) {
+    query.distance = hit.distance;
+    query.hit_a = hit.a;
+    query.hit_b = hit.b;
+    query.hit_c = hit.c;
+    query.front = hit.front;
+    query.hit = identity(p);
+    query.hit_part = p.part;
+    query.hit_shader = face_shader(p);
+    query.hit_level = level;
+}
+
+template<Walk walk>
+inline bool walk_leaf(const WalkPrimitive* p, const LocalRay& ray, int level, WalkQuery& query) {
+    bool any = false;
+    for (;; ++p) {
+        LocalHit hit;
+        if (is_instance(*p)) {
+            any |= walk_instance<walk>(*p, ray, level, query);
+        } else if (test_primitive<walk>(*p, ray, query, hit)) {
+            keep_hit(*p, hit, level, query);
+            any = true;
+        }
+        if (p->last) return any;
+    }
+}
+
+// A leaf that is no candidate.
+template<Walk walk>
+inline bool walk_any_leaf(const WalkUnit* units, StackKey leaf, const WalkRay& ray, int level,
+                          WalkQuery& query) {
+    const auto reference = reference_of(leaf);
+    if ((reference & kWalkBlocks) == 0)
+        return walk_leaf<walk>(primitives_at(units, reference), ray.local, level, query);
+    return with_node(units, reference, [&](const auto& node) {
+        return walk_blocks<walk>(node, slot_of(leaf), ray, level, query);
+    });
+}
+
+inline bool is_candidate(StackKey key) {
+    return (key & kWalkKind) == kWalkCandidate;
+}
+
+// Nearest hit in one object and what it instances.
+template<Walk walk>
+bool walk_nearest(const WalkUnit* units, const LocalRay& local, const Triple<float>& inverse,
+                  WalkQuery& query, int level) {
+    const WalkRay ray = walk_ray(local, inverse, Zero::forward);
+    StackKey stack[kWalkStack];
+    StackKey* top = stack;
+    Candidates candidates;
+    StackKey key = 0;
+    bool any = false;
+    for (;;) {
+        bool entered = true;
+        while (entered && (key & kWalkLeaf) == 0)
+            entered = with_node(units, reference_of(key), [&](const auto& node) {
+                return enter_node<walk>(node, ray, query, candidates, key, top);
+            });
+        if (entered && is_candidate(key)) {
+            const Candidate& candidate = candidates.list[key & kWalkUnitMask];
+            any |= keep_lane(candidate.hits, candidate.lane, level, query);
+        } else if (entered) {
+            any |= walk_any_leaf<walk>(units, key, ray, level, query);
+        }
+        const StackKey end = static_cast<StackKey>(float_bits(query.distance)) << kKeyShift;
+        do {
+            if (top == stack) return any;
+            key = *--top;
+        } while (key >= end);
+    }
+}
+
+} // namespace
+} // namespace mh

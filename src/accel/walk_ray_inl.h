@@ -1,0 +1,118 @@
+// The ray of a walk through one object, and the test of the boxes of a node.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "accel/primitives_inl.h"
+
+namespace mh {
+namespace {
+
+constexpr float kBoxStart = 1e-8f; // lower bound of the entry distance into a box
+
+// Byte offsets of the near and the far row of planes per axis in a node of eight; in a node of four
+// they are half of that.
+struct PlaneRows {
+    std::uint32_t near[3], far[3];
+};
+
+struct PlaneRowTable {
+    PlaneRows rows[8];
+};
+
+constexpr PlaneRowTable plane_row_table() {
+    constexpr std::uint32_t kRow = sizeof(Float8), kSide = 3 * kRow;
+    PlaneRowTable table = {};
+    for (std::uint32_t backward = 0; backward < 8; ++backward)
+        for (std::uint32_t axis = 0; axis < 3; ++axis) {
+            const std::uint32_t upper = (backward >> axis & 1u) * kSide;
+            table.rows[backward].near[axis] = axis * kRow + upper;
+            table.rows[backward].far[axis] = axis * kRow + kSide - upper;
+        }
+    return table;
+}
+
+// Bit k of the index: the ray runs backward along axis k. A table, since a branch would be guessed
+// wrong on every other ray.
+constexpr PlaneRowTable kPlaneRows = plane_row_table();
+
+// A ray in the space of one object, and what nodes and blocks want of it.
+struct WalkRay {
+    LocalRay local;
+    Triple<Float8> origin, direction, inverse; // broadcast
+    PlaneRows rows;
+};
+
+// For which side of a box a component of 0 counts.
+enum class Zero { forward, backward };
+
+inline WalkRay walk_ray(const LocalRay& local, const Triple<float>& inverse, Zero zero) {
+    const Triple<float>& d = local.direction;
+    const Float4 direction = lanes(d.x, d.y, d.z, 0.0f), none = fill<Float4>(0.0f);
+    const unsigned backward =
+        zero == Zero::forward ? ~less_equal(none, direction) : less_equal(direction, none);
+    return {local, fill<Float8>(local.origin), fill<Float8>(local.direction), fill<Float8>(inverse),
+            kPlaneRows.rows[backward & 7u]};
+}
+
+inline Float8 lanes_of(const Float8& a, const Float8*) {
+    return a;
+}
+
+inline Float4 lanes_of(const Float8& a, const Float4*) {
+    return low_half(a);
+}
+
+template<typename F>
+inline Triple<F> lanes_of(const Triple<Float8>& a, const F* type) {
+    return {lanes_of(a.x, type), lanes_of(a.y, type), lanes_of(a.z, type)};
+}
+
+// As many floats as a node has children, or a block triangles.
+template<int N>
+struct FloatLanes;
+
+template<>
+struct FloatLanes<8> {
+    using Type = Float8;
+};
+
+template<>
+struct FloatLanes<4> {
+    using Type = Float4;
+};
+
+// The children that the ray enters within the limit, a bit each, with their entry and exit
+// distances. A NaN, from 0 times infinity, leaves the other axes to decide.
+template<int N>
+inline unsigned enter_children(const WalkNode<N>& node, const WalkRay& ray, float limit,
+                               float* entries, float* exits) {
+    using F = typename FloatLanes<N>::Type;
+    const F* const type = nullptr;
+    const char* planes = reinterpret_cast<const char*>(node.planes);
+    const auto distance = [&](std::size_t row, const Float8& origin, const Float8& inverse) {
+        const F plane = load<F>(reinterpret_cast<const float*>(planes + row * N / kWide));
+        return (plane - lanes_of(origin, type)) * lanes_of(inverse, type);
+    };
+    F entry = fill<F>(kBoxStart);
+    entry = max(distance(ray.rows.near[0], ray.origin.x, ray.inverse.x), entry);
+    entry = max(distance(ray.rows.near[1], ray.origin.y, ray.inverse.y), entry);
+    entry = max(distance(ray.rows.near[2], ray.origin.z, ray.inverse.z), entry);
+    F exit = fill<F>(limit);
+    exit = min(distance(ray.rows.far[0], ray.origin.x, ray.inverse.x), exit);
+    exit = min(distance(ray.rows.far[1], ray.origin.y, ray.inverse.y), exit);
+    exit = min(distance(ray.rows.far[2], ray.origin.z, ray.inverse.z), exit);
+    if (entries != nullptr) store(entries, entry);
+    if (exits != nullptr) store(exits, exit);
+    return less_equal(entry, exit);
+}
+
+// Calls visit(node) with the node that a reference leads to, of its own type.
+template<typename Visit>
+inline auto with_node(const WalkUnit* units, std::uint32_t reference, const Visit& visit) {
+    const WalkUnit* unit = units + (reference & kWalkUnitMask);
+    if ((reference & kWalkNarrow) != 0) return visit(*reinterpret_cast<const WalkNode<4>*>(unit));
+    return visit(*reinterpret_cast<const WalkNode<8>*>(unit));
+}
+
+} // namespace
+} // namespace mh
