@@ -28,8 +28,8 @@ int main() {
     for (const std::string_view word : mh::BlockWords())
         words.emplace(word);
     for (const mh::Block* block :
-         {&mh::RenderBlock, &mh::CameraBlock, &mh::PointLightBlock, &mh::ParallelLightBlock,
-          &mh::SkyLightBlock, &mh::GeometryLightBlock, &mh::ShaderBlock, &mh::ObjectBlock})
+         {&mh::kRenderBlock, &mh::kCameraBlock, &mh::kPointLightBlock, &mh::kParallelLightBlock,
+          &mh::kSkyLightBlock, &mh::kGeometryLightBlock, &mh::kShaderBlock, &mh::kObjectBlock})
         add_words(*block, words);
     for (const std::string& word : words)
         std::printf("\"%s\"\n", word.c_str());

@@ -156,7 +156,7 @@ std::set<std::string> vertex_arrays() {
 
 void check_channels(Checking& check) {
     std::set<std::string> legal = vertex_arrays();
-    for (const Key& key : AovBlock.keys)
+    for (const Key& key : kAovBlock.keys)
         for (const char* choice : key.choices)
             legal.insert(choice);
     for (const Mention& mention : check.lines.mentions)

@@ -19,10 +19,10 @@ namespace {
 constexpr double kMostThreads = 256, kMostFrames = 65535, kMostInt = 2147483647, kMostSeconds = 1e9;
 
 template<typename T>
-struct is_optional : std::false_type {};
+struct IsOptional : std::false_type {};
 
 template<typename T>
-struct is_optional<std::optional<T>> : std::true_type {};
+struct IsOptional<std::optional<T>> : std::true_type {};
 
 // Whole numbers of a text like "640x480" or "0,0,64,64"; false unless there are exactly these.
 template<std::size_t count>
@@ -51,7 +51,7 @@ void bind(CLI::App& app, const OptionRow& row, Arguments& arguments) {
     CLI::Option* option = nullptr;
     if constexpr (std::is_same_v<Field, bool>) {
         option = app.add_flag(row.name, field, row.help);
-    } else if constexpr (is_optional<Field>::value) {
+    } else if constexpr (IsOptional<Field>::value) {
         using Value = typename Field::value_type;
         option = app.add_option_function<Value>(
             row.name, [&field](const Value& value) { field = value; }, row.help);

@@ -15,7 +15,7 @@ namespace mh {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-const Clock::time_point started = Clock::now();
+const Clock::time_point kStarted = Clock::now();
 
 volatile std::sig_atomic_t interrupts = 0;
 volatile std::sig_atomic_t write_requests = 0;
@@ -56,7 +56,7 @@ bool take_write_request() {
 }
 
 double seconds_running() {
-    return std::chrono::duration<double>(Clock::now() - started).count();
+    return std::chrono::duration<double>(Clock::now() - kStarted).count();
 }
 
 bool is_due(const std::optional<double>& interval_s, double& last_s) {

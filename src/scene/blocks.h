@@ -14,16 +14,16 @@ struct ObjectReading {
     TextureMesh mesh;
 };
 
-extern const Block RenderBlock;        // RendererSettingsRecord
-extern const Block CameraBlock;        // Camera
-extern const Block AovBlock;           // Aov
-extern const Block LinkBlock;          // LightLink
-extern const Block PointLightBlock;    // PointLight
-extern const Block ParallelLightBlock; // ParallelLight
-extern const Block SkyLightBlock;      // SkyLightRecord
-extern const Block GeometryLightBlock; // GeometryLightRecord
-extern const Block VolumeShaderBlock;  // Medium
-extern const Block ShaderBlock;        // Shader
-extern const Block ObjectBlock;        // ObjectReading
+extern const Block kRenderBlock;        // RendererSettingsRecord
+extern const Block kCameraBlock;        // Camera
+extern const Block kAovBlock;           // Aov
+extern const Block kLinkBlock;          // LightLink
+extern const Block kPointLightBlock;    // PointLight
+extern const Block kParallelLightBlock; // ParallelLight
+extern const Block kSkyLightBlock;      // SkyLightRecord
+extern const Block kGeometryLightBlock; // GeometryLightRecord
+extern const Block kVolumeShaderBlock;  // Medium
+extern const Block kShaderBlock;        // Shader
+extern const Block kObjectBlock;        // ObjectReading
 
 } // namespace mh

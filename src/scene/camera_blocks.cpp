@@ -136,13 +136,13 @@ constexpr Key kCameraKeys[] = {
     CameraKeys::value<&Camera::exposure>("exposure"),
     one_of(CameraKeys::text<set_projection>("projection"), kProjections),
     CameraKeys::sub_block<next_pose>("pose", kPoseBlock),
-    CameraKeys::sub_block<next_aov>("aov", AovBlock),
+    CameraKeys::sub_block<next_aov>("aov", kAovBlock),
 };
 
 } // namespace
 
-constexpr Block RenderBlock = {"render", kRenderKeys};
-constexpr Block AovBlock = {"aov", kAovKeys};
-constexpr Block CameraBlock = {"camera", kCameraKeys};
+constexpr Block kRenderBlock = {"render", kRenderKeys};
+constexpr Block kAovBlock = {"aov", kAovKeys};
+constexpr Block kCameraBlock = {"camera", kCameraKeys};
 
 } // namespace mh

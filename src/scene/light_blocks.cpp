@@ -46,8 +46,8 @@ constexpr Key kPointLightKeys[] = {
     PointKeys::value<&PointLight::outer_angle>("outer_angle"),
     PointKeys::value<&PointLight::offset>("offset"),
     PointKeys::value<&PointLight::ior>("ior"),
-    PointKeys::sub_block<next_aov<PointLight>>("aov", AovBlock),
-    PointKeys::sub_block<&PointLight::link>("link", LinkBlock),
+    PointKeys::sub_block<next_aov<PointLight>>("aov", kAovBlock),
+    PointKeys::sub_block<&PointLight::link>("link", kLinkBlock),
 };
 
 constexpr Key kParallelLightKeys[] = {
@@ -58,8 +58,8 @@ constexpr Key kParallelLightKeys[] = {
     ParallelKeys::value<&ParallelLight::axis>("direction"),
     ParallelKeys::value<&ParallelLight::ior>("ior"),
     ParallelKeys::value<&ParallelLight::offset>("offset"),
-    ParallelKeys::sub_block<next_aov<ParallelLight>>("aov", AovBlock),
-    ParallelKeys::sub_block<&ParallelLight::link>("link", LinkBlock),
+    ParallelKeys::sub_block<next_aov<ParallelLight>>("aov", kAovBlock),
+    ParallelKeys::sub_block<&ParallelLight::link>("link", kLinkBlock),
 };
 
 constexpr Key kSkyLightKeys[] = {
@@ -69,22 +69,22 @@ constexpr Key kSkyLightKeys[] = {
     SkyKeys::value<&SkyLightRecord::photons>("photon"),
     SkyKeys::value<&SkyLightRecord::north>("north"),
     SkyKeys::value<&SkyLightRecord::zenith>("zenith"),
-    SkyKeys::sub_block<&SkyLightRecord::medium>("volume_shader", VolumeShaderBlock),
+    SkyKeys::sub_block<&SkyLightRecord::medium>("volume_shader", kVolumeShaderBlock),
     SkyKeys::value<&SkyLightRecord::sample>("sample"),
     SkyKeys::value<&SkyLightRecord::thickness>("thickness"),
     SkyKeys::value<&SkyLightRecord::turbidity>("turbidity"),
     SkyKeys::value<&SkyLightRecord::stretch>("stretch"),
     SkyKeys::value<&SkyLightRecord::albedo>("albedo"),
     SkyKeys::value<&SkyLightRecord::ior>("ior"),
-    SkyKeys::sub_block<next_aov<SkyLightRecord>>("aov", AovBlock),
-    SkyKeys::sub_block<&SkyLightRecord::link>("link", LinkBlock),
+    SkyKeys::sub_block<next_aov<SkyLightRecord>>("aov", kAovBlock),
+    SkyKeys::sub_block<&SkyLightRecord::link>("link", kLinkBlock),
 };
 
 constexpr Key kGeometryLightKeys[] = {
     EmitterKeys::value<&GeometryLightRecord::photons>("photon"),
     EmitterKeys::value<&GeometryLightRecord::sample>("sample"),
-    EmitterKeys::sub_block<next_aov<GeometryLightRecord>>("aov", AovBlock),
-    EmitterKeys::sub_block<&GeometryLightRecord::link>("link", LinkBlock),
+    EmitterKeys::sub_block<next_aov<GeometryLightRecord>>("aov", kAovBlock),
+    EmitterKeys::sub_block<&GeometryLightRecord::link>("link", kLinkBlock),
 };
 
 constexpr Key kVolumeShaderKeys[] = {
@@ -96,11 +96,11 @@ constexpr Key kVolumeShaderKeys[] = {
 
 } // namespace
 
-constexpr Block LinkBlock = {"link", kLinkKeys};
-constexpr Block PointLightBlock = {"point_light", kPointLightKeys};
-constexpr Block ParallelLightBlock = {"parallel_light", kParallelLightKeys};
-constexpr Block SkyLightBlock = {"sky_light", kSkyLightKeys};
-constexpr Block GeometryLightBlock = {"geometry_light", kGeometryLightKeys};
-constexpr Block VolumeShaderBlock = {"volume_shader", kVolumeShaderKeys};
+constexpr Block kLinkBlock = {"link", kLinkKeys};
+constexpr Block kPointLightBlock = {"point_light", kPointLightKeys};
+constexpr Block kParallelLightBlock = {"parallel_light", kParallelLightKeys};
+constexpr Block kSkyLightBlock = {"sky_light", kSkyLightKeys};
+constexpr Block kGeometryLightBlock = {"geometry_light", kGeometryLightKeys};
+constexpr Block kVolumeShaderBlock = {"volume_shader", kVolumeShaderKeys};
 
 } // namespace mh

@@ -84,6 +84,6 @@ constexpr Key kObjectKeys[] = {
 
 } // namespace
 
-constexpr Block ObjectBlock = {"object", kObjectKeys};
+constexpr Block kObjectBlock = {"object", kObjectKeys};
 
 } // namespace mh

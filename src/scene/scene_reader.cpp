@@ -155,47 +155,47 @@ void read_block(Reading& reading, const Block& block, void* record) {
 }
 
 void read_render(Reading& reading) {
-    read_block(reading, RenderBlock, &RendererSettings);
+    read_block(reading, kRenderBlock, &RendererSettings);
 }
 
 void read_sky_light(Reading& reading) {
     ResetSkyLightBlock(SkyLight);
-    read_block(reading, SkyLightBlock, &SkyLight);
+    read_block(reading, kSkyLightBlock, &SkyLight);
 }
 
 void read_geometry_light(Reading& reading) {
-    read_block(reading, GeometryLightBlock, &GeometryLight);
+    read_block(reading, kGeometryLightBlock, &GeometryLight);
 }
 
 void read_camera(Reading& reading) {
     Camera camera;
     ResetCamera(camera);
     camera.pose_count = 0;
-    read_block(reading, CameraBlock, &camera);
+    read_block(reading, kCameraBlock, &camera);
     if (camera.pose_count == 1) camera.poses[1] = camera.poses[0];
     Cameras.push_back(camera);
 }
 
 void read_point_light(Reading& reading) {
     const int light = AddPointLight();
-    read_block(reading, PointLightBlock, &PointLights[static_cast<std::size_t>(light)]);
+    read_block(reading, kPointLightBlock, &PointLights[static_cast<std::size_t>(light)]);
 }
 
 void read_parallel_light(Reading& reading) {
     const int light = AddParallelLight();
-    read_block(reading, ParallelLightBlock, &ParallelLights[static_cast<std::size_t>(light)]);
+    read_block(reading, kParallelLightBlock, &ParallelLights[static_cast<std::size_t>(light)]);
 }
 
 void read_object(Reading& reading) {
     const int object = AddObject();
     ObjectReading record{&Objects[static_cast<std::size_t>(object)], {}};
-    read_block(reading, ObjectBlock, &record);
+    read_block(reading, kObjectBlock, &record);
 }
 
 // The whole record is replaced when the name is known already.
 void read_shader(Reading& reading) {
     Shader shader;
-    read_block(reading, ShaderBlock, &shader);
+    read_block(reading, kShaderBlock, &shader);
     Shaders[static_cast<std::size_t>(FindOrAddShader(shader.name))] = shader;
 }
 

@@ -161,12 +161,12 @@ constexpr Key kShaderKeys[] = {
     ShaderKeys::value<&Shader::opacity>("opacity"),
     with(ShaderKeys::value<&Shader::name>("name"), Role::defines_shader),
     ShaderKeys::sub_block<same_shader>("geometry_shader", kGeometryShaderBlock),
-    ShaderKeys::sub_block<&Shader::medium>("volume_shader", VolumeShaderBlock),
+    ShaderKeys::sub_block<&Shader::medium>("volume_shader", kVolumeShaderBlock),
     ShaderKeys::sub_block<next_layer>("surface_shader", kSurfaceShaderBlock),
 };
 
 } // namespace
 
-constexpr Block ShaderBlock = {"shader", kShaderKeys};
+constexpr Block kShaderBlock = {"shader", kShaderKeys};
 
 } // namespace mh

@@ -25,7 +25,7 @@ namespace {
 constexpr float kSmoothRoughness = 1e-6f; // of layers without roughness; added to that of others
 
 // Of hits on a shader that was never finished.
-const SurfaceLayer NoLayer = default_surface_layer();
+const SurfaceLayer kNoLayer = default_surface_layer();
 
 // Corners of a face with the weights of the hit.
 template<std::size_t N>
@@ -133,7 +133,7 @@ void build_face_frame(const Part& part, const Corners<N>& corners, SurfacePoint&
 void choose_layer(const Shader& shader, bool front, SurfacePoint& point) {
     const LayerList& list = front ? shader.face_layers : shader.back_layers;
     if (list.count == 0)
-        point.layer = &NoLayer;
+        point.layer = &kNoLayer;
     else if (list.count == 1)
         point.layer = &shader.layers[list.index[0]];
     else
