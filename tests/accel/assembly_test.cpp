@@ -5,6 +5,7 @@
 #include "accel/tree.h"
 #include "random_object.h"
 #include "shading/types.h"
+#include "support/expect.h"
 #include "support/fresh_scene.h"
 
 #include <limits>
@@ -12,7 +13,6 @@
 #include <gtest/gtest.h>
 
 namespace mh::test {
-
 namespace {
 
 Object& add_object(const std::string& name, std::uint32_t triangles) {
@@ -48,10 +48,14 @@ bool contains_text(const std::string& report, const std::string& text) {
 
 } // namespace
 
-TEST(AssembleScene, AnEmptyTableIsNoScene) {
+TEST(AssembleScene, AnEmptyTableIsNoSceneAndAnEmptyRootHasZeroBounds) {
     FreshScene scene;
     EXPECT_FALSE(AssembleScene());
     EXPECT_EQ(scene.take_report(), "");
+    add_object("nothing", 0);
+    EXPECT_TRUE(AssembleScene());
+    EXPECT_TRUE(SceneBounds.min == Vec3{} && SceneBounds.max == Vec3{});
+    EXPECT_TRUE(Objects[0].tree.nodes.empty());
 }
 
 TEST(AssembleScene, TheLastUnreferencedObjectBecomesTheRootOfTheOthers) {
@@ -148,14 +152,6 @@ TEST(AssembleScene, InstancesThatCannotBeTracedAreLeftOut) {
     EXPECT_TRUE(contains_text(report, "root leaves out 4 instances"));
 }
 
-TEST(AssembleScene, AnEmptyRootHasZeroBounds) {
-    FreshScene scene;
-    add_object("nothing", 0);
-    EXPECT_TRUE(AssembleScene());
-    EXPECT_TRUE(SceneBounds.min == Vec3{} && SceneBounds.max == Vec3{});
-    EXPECT_TRUE(Objects[0].tree.nodes.empty());
-}
-
 TEST(AssembleScene, LongChainsAndManyPathsTakeLinearTime) {
     FreshScene scene;
     constexpr std::size_t kObjects = 3000;
@@ -222,9 +218,7 @@ TEST(TransferRootUvs, StrandsTakeTheUvOfTheNearestFaceUnderTheirRoot) {
     radii(hair).assign(7, 0.01f);
     hair.cylinders = {0, 1, 3, 5};
     hair.strand_lengths = {2, 1, 1, 7}; // the last has no cylinders
-    testing::internal::CaptureStdout();
-    Build(object);
-    testing::internal::GetCapturedStdout();
+    printed_by([&] { Build(object); });
     Update(object);
     TransferRootUvs(object);
     const std::vector<Vec2>& uv = uvs(hair);

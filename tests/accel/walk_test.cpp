@@ -103,42 +103,29 @@ constexpr int kRays = 500;
 
 } // namespace
 
-TEST_F(Walks, ClosestHitAgreesWithBruteForceAndAcrossKernels) {
-    int hits = 0;
-    for (int i = 0; i < kRays; ++i) {
-        SCOPED_TRACE(i);
-        Ray ray = random_ray(random, i);
-        const std::vector<Meeting> met = all_meetings(Query::closest, ray);
-        Ray portable = ray;
-        UseVectorWalks(true);
-        const bool hit = closest_hit(ray);
-        UseVectorWalks(false);
-        EXPECT_EQ(closest_hit(portable), hit);
-        EXPECT_TRUE(same_hit(ray, portable));
-        expect_nearest(met, double{kFar}, ray, hit);
-        hits += hit;
-    }
+TEST_F(Walks, HitsAgreeWithBruteForceAndAcrossKernels) {
+    const auto count_hits = [this](Query query, bool (*walk)(Ray&), float limit) {
+        int hits = 0;
+        for (int i = 0; i < kRays; ++i) {
+            SCOPED_TRACE(i);
+            Ray ray = random_ray(random, i);
+            ray.distance = limit;
+            const std::vector<Meeting> met = all_meetings(query, ray);
+            Ray portable = ray;
+            UseVectorWalks(true);
+            const bool hit = walk(ray);
+            UseVectorWalks(false);
+            EXPECT_EQ(walk(portable), hit);
+            EXPECT_TRUE(same_hit(ray, portable));
+            expect_nearest(met, double{limit}, ray, hit);
+            hits += hit;
+        }
+        return hits;
+    };
+    const int hits = count_hits(Query::closest, closest_hit, kFar);
     EXPECT_GT(hits, kRays / 4);
     EXPECT_LT(hits, kRays);
-}
-
-TEST_F(Walks, ProbeSeesFacesWithinItsLimit) {
-    int hits = 0;
-    for (int i = 0; i < kRays; ++i) {
-        SCOPED_TRACE(i);
-        Ray ray = random_ray(random, i);
-        ray.distance = 2.5f;
-        const std::vector<Meeting> met = all_meetings(Query::probe, ray);
-        Ray portable = ray;
-        UseVectorWalks(true);
-        const bool hit = probe_hit(ray);
-        UseVectorWalks(false);
-        EXPECT_EQ(probe_hit(portable), hit);
-        EXPECT_TRUE(same_hit(ray, portable));
-        expect_nearest(met, 2.5, ray, hit);
-        hits += hit;
-    }
-    EXPECT_GT(hits, kRays / 8);
+    EXPECT_GT(count_hits(Query::probe, probe_hit, 2.5f), kRays / 8); // sees faces alone
 }
 
 TEST_F(Walks, ShadowsAreThoseOfAnyPrimitiveInBetween) {

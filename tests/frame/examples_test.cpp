@@ -10,17 +10,15 @@
 #include "output/types.h"
 #include "scene/scene_reader.h"
 #include "shading/types.h"
+#include "support/expect.h"
 #include "support/fresh_scene.h"
 
 #include <cmath>
 #include <filesystem>
-#include <iostream>
-#include <sstream>
 
 #include <gtest/gtest.h>
 
 namespace mh {
-
 namespace {
 
 constexpr int kSize = 32, kFrames = 16;
@@ -38,15 +36,11 @@ struct Records {
 };
 
 Records read_scene(const std::string& scene) {
-    mhStartup();
     GeometrySearchPaths = {scene + "geometry", scene, ""};
     for (const char* folder : {"shader", "render", "light", "camera", "geometry"})
         ScanSceneFolder(scene + folder);
-    Records records = {Cameras,        Objects,  Shaders,       PointLights,
-                       ParallelLights, SkyLight, GeometryLight, RendererSettings};
-    mhFinalize();
-    mhShutdown();
-    return records;
+    return {Cameras,        Objects,  Shaders,       PointLights,
+            ParallelLights, SkyLight, GeometryLight, RendererSettings};
 }
 
 void call_renderer(const RendererSettingsRecord& settings) {
@@ -102,21 +96,20 @@ void call_shader(const Shader& record) {
     }
 }
 
-template<typename Add>
-void call_units(const std::vector<PackedUnit>& units, Add add) {
-    for (const PackedUnit& unit : units) {
-        const float v[] = {static_cast<float>(unit.x), static_cast<float>(unit.y),
-                           static_cast<float>(unit.z)};
-        add(v);
-    }
+std::vector<float> floats_of(const std::vector<PackedUnit>& units) {
+    std::vector<float> floats;
+    for (const PackedUnit& unit : units)
+        for (const int component : {unit.x, unit.y, unit.z})
+            floats.push_back(static_cast<float>(component));
+    return floats;
 }
 
-template<typename Face, typename Add>
-void call_faces(int object, int part, const std::vector<Face>& faces, Add add) {
+template<typename Face>
+void call_faces(int object, int part, const std::vector<Face>& faces,
+                void (*add)(int, int, int, const int*)) {
     for (const Face& face : faces) {
-        const auto* indices = reinterpret_cast<const int*>(face.vertex.data());
         mhSetShaderID(object, part, static_cast<int>(face.shader));
-        add(indices);
+        add(object, part, 1, reinterpret_cast<const int*>(face.vertex.data()));
     }
 }
 
@@ -124,19 +117,17 @@ void call_part(int object, const Part& record) {
     const int part = mhAddPart(object);
     for (const Vec3& p : record.positions)
         mhAddPositions(object, part, 1, &p.x);
-    call_units(record.normals, [&](const float* v) { mhAddNormals(object, part, 1, v); });
-    call_units(record.tangents, [&](const float* v) { mhAddTangents(object, part, 1, v); });
+    mhAddNormals(object, part, static_cast<int>(record.normals.size()),
+                 floats_of(record.normals).data());
+    mhAddTangents(object, part, static_cast<int>(record.tangents.size()),
+                  floats_of(record.tangents).data());
     for (const Vec2& uv : uvs(record))
         mhAddUVs(object, part, 1, &uv.x);
     mhAddRadii(object, part, static_cast<int>(radii(record).size()), radii(record).data());
-    call_faces(object, part, record.triangles,
-               [&](const int* indices) { mhAddTriangles(object, part, 1, indices); });
-    call_faces(object, part, record.tetragons,
-               [&](const int* indices) { mhAddTetragons(object, part, 1, indices); });
-    for (const std::uint32_t first : record.cylinders) {
-        const int index = static_cast<int>(first);
-        mhAddCylinders(object, part, 1, &index);
-    }
+    call_faces(object, part, record.triangles, mhAddTriangles);
+    call_faces(object, part, record.tetragons, mhAddTetragons);
+    mhAddCylinders(object, part, static_cast<int>(record.cylinders.size()),
+                   reinterpret_cast<const int*>(record.cylinders.data()));
     mhSetShaderID(object, part, static_cast<int>(record.shader_id));
 }
 
@@ -247,24 +238,20 @@ struct Examples : testing::TestWithParam<const char*> {};
 TEST_P(Examples, LookTheSameFromFilesAndFromCalls) {
     const std::string scene = std::string(MOONHARE_SOURCE_DIR "/examples/") + GetParam() + "/";
     const test::TemporaryFolder folder;
-    std::ostringstream report;
-    std::streambuf* console = std::cout.rdbuf(report.rdbuf());
-    const Records records = read_scene(scene);
-
-    mhStartup();
-    for (const char* part : {"shader", "render", "light", "camera", "geometry"})
-        ScanSceneFolder(scene + part);
-    const std::vector<float> from_files = block_means(small_picture(scene));
-
-    mhStartup();
-    call_scene(records);
-    const std::vector<float> from_calls = block_means(small_picture(scene));
-    std::cout.rdbuf(console);
+    std::vector<float> from_files, from_calls;
+    const std::string report = test::printed_by([&] {
+        mhStartup();
+        const Records records = read_scene(scene);
+        from_files = block_means(small_picture(scene));
+        mhStartup();
+        call_scene(records);
+        from_calls = block_means(small_picture(scene));
+    });
 
     // Noise of a block: 1024 samples of a picture whose samples differ by about their mean.
     for (std::size_t i = 0; i < from_files.size(); ++i)
         EXPECT_NEAR(from_calls[i], from_files[i], 0.02f + 0.1f * from_files[i]) << "block " << i;
-    EXPECT_EQ(report.str().find("error :("), std::string::npos) << report.str();
+    EXPECT_EQ(report.find("error :("), std::string::npos) << report;
 }
 
 // What "hair_looks" shows beyond "hair" is the key "volume_shader", which has no call.
@@ -273,5 +260,4 @@ INSTANTIATE_TEST_SUITE_P(All, Examples,
                                          "displacement"));
 
 } // namespace
-
 } // namespace mh

@@ -18,7 +18,6 @@
 #include <malloc.h>
 
 namespace mh {
-
 namespace {
 
 // A started library; its report is captured, its files go to a folder that vanishes.
@@ -276,5 +275,4 @@ TEST_F(Exports, KeepTheOrderOfCalls) {
 }
 
 } // namespace
-
 } // namespace mh

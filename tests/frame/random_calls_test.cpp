@@ -4,16 +4,14 @@
 #include "support/random_calls.h"
 
 #include "frame/moonhare.h"
+#include "support/expect.h"
 #include "support/fresh_scene.h"
 
-#include <iostream>
 #include <random>
-#include <sstream>
 
 #include <gtest/gtest.h>
 
 namespace mh::test {
-
 namespace {
 
 constexpr unsigned kSequences = 60;
@@ -34,27 +32,25 @@ void call_in_sequence() {
         CallPhase();
 }
 
+void end_library() {
+    mhFinalize();
+    mhShutdown();
+}
+
 TEST(RandomCalls, NeverBreakTheLibrary) {
     TemporaryFolder folder;
-    std::ostringstream report;
-    std::streambuf* console = std::cout.rdbuf(report.rdbuf());
     // Other sequences: --gtest_random_seed=N
     const unsigned first = kSequences * static_cast<unsigned>(GTEST_FLAG_GET(random_seed));
     for (unsigned seed = first; seed < first + kSequences; ++seed) {
         SCOPED_TRACE(seed);
         generator.seed(seed);
-        call_in_sequence();
+        printed_by(call_in_sequence);
         if (seed % 8 != 0) continue; // leftovers of a run meet the next
-        mhFinalize();
-        mhShutdown();
+        printed_by(end_library);
     }
-    mhStartup();
-    mhFinalize();
-    mhShutdown();
-    std::cout.rdbuf(console);
-    SUCCEED();
+    printed_by(mhStartup);
+    printed_by(end_library);
 }
 
 } // namespace
-
 } // namespace mh::test

@@ -10,7 +10,6 @@
 #include <gtest/gtest.h>
 
 namespace mh {
-
 namespace {
 
 using test::kRule, test::printed_by;
@@ -52,5 +51,4 @@ TEST(Report, KeepsItsFormatWhateverTheHostDidToTheStream) {
 }
 
 } // namespace
-
 } // namespace mh

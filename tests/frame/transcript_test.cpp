@@ -12,16 +12,14 @@
 #include "support/fresh_scene.h"
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <regex>
-#include <sstream>
 
 #include <gtest/gtest.h>
 
 namespace mh {
-
 namespace {
+
+using test::content_of, test::kRule;
 
 const std::string kCamera = R"(camera
     resolution 8 4
@@ -51,13 +49,6 @@ std::string masked(const std::string& report) {
 std::string transcript_of(const std::string& directory) {
     return test::printed_by([&] { Go(directory); });
 }
-
-std::string content_of(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-const std::string kRule = std::string(80, '_') + "\n\n";
 
 const std::string kStart =
     kRule + "            moonhare #\n" + kRule + "scene parsing # [ seconds ]\n" + kRule;
@@ -202,5 +193,4 @@ TEST_F(Transcript, ShowsTheSearchListsOfTheDirectoryAsGiven) {
 }
 
 } // namespace
-
 } // namespace mh

@@ -12,7 +12,6 @@
 #include <tuple>
 
 namespace mh::test {
-
 namespace {
 
 using Point = std::tuple<float, float, float>;

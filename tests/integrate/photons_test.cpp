@@ -10,6 +10,7 @@
 #include "math/faces.h"
 #include "output/aov.h"
 #include "output/camera.h"
+#include "support/expect.h"
 
 #include <array>
 #include <cmath>
@@ -128,9 +129,7 @@ TEST_F(PhotonScene, MillionEqualDepositsKeepTheirSum) {
 TEST_F(PhotonScene, ClosedRoomConservesEnergyOnAnyNumberOfThreads) {
     constexpr double kAlbedo = 0.5;
     add_room({-1.0f, -2.0f, -1.0f}, {1.5f, 1.0f, 1.0f}, add_shader(splat(0.5f)));
-    PointLight& light = PointLights[static_cast<std::size_t>(AddPointLight())];
-    light.inner_angle = light.outer_angle = 180.0f;
-    light.photons = 20000;
+    add_point_light({}, 20000);
     RendererSettings.photon_depth = 4;
     RendererSettings.resolution = 0.1f;
     double series = 0.0; // five hits
@@ -160,26 +159,6 @@ TEST_F(PhotonScene, AnyNumberOfPhotonsWorksForEveryLight) {
         EXPECT_EQ(report.find("M rays/second") != std::string::npos, photons > 0) << photons;
         EXPECT_EQ(energy() > 0.0, photons > 0) << photons;
     }
-}
-
-TEST_F(PhotonScene, StartReportsTheModeAndThePhotons) {
-    add_floor(1.0f, 0.0f, add_shader(splat(0.5f)));
-    start_rendering();
-    const std::string gathering = scene.library.take_report();
-    EXPECT_NE(gathering.find("density estimator buffer"), std::string::npos);
-    const std::string expected = "progressive final gathering\n" + std::string(80, '_') + "\n\n";
-    const std::size_t mode = gathering.find(expected + "photon cast   ");
-    ASSERT_NE(mode, std::string::npos);
-    const std::string rest = gathering.substr(mode);
-    EXPECT_NE(rest.find(" [ seconds ]\nphoton radius            1.0000 [ m ]\n"),
-              std::string::npos);
-    EXPECT_NE(rest.find("photons                0            0.0000 [ M bytes ]\nrenderer sample"),
-              std::string::npos);
-    RendererSettings.distance = 0.0f;
-    start_rendering();
-    EXPECT_NE(scene.library.take_report().find("unidirectional path tracing\n"), std::string::npos);
-    EXPECT_FALSE(RendererSettings.final_gather);
-    EXPECT_EQ(energy(), 0.0);
 }
 
 TEST_F(PhotonScene, TooManyCellsEndTheProcess) {
@@ -243,29 +222,18 @@ struct LitFloor : PhotonScene {
 constexpr int kManyPhotons = 200000;
 
 TEST_F(LitFloor, DensityOfAParallelLightIsWhatPathsFind) {
-    ParallelLight& light = ParallelLights[static_cast<std::size_t>(AddParallelLight())];
-    light.axis = {0.3f, 0.2f, -1.0f};
-    light.offset = 0.0f;
-    light.photons = kManyPhotons;
+    add_parallel_light({0.3f, 0.2f, -1.0f}, kManyPhotons);
     expect_agreement();
 }
 
 TEST_F(LitFloor, DensityOfAPointLightInsideIsWhatPathsFind) {
-    PointLight& light = PointLights[static_cast<std::size_t>(AddPointLight())];
-    light.position = {0.5f, -0.4f, 0.9f};
-    light.inner_angle = light.outer_angle = 180.0f;
-    light.offset = 0.0f;
-    light.photons = kManyPhotons;
+    add_point_light({0.5f, -0.4f, 0.9f}, kManyPhotons);
     expect_agreement();
 }
 
 TEST_F(LitFloor, DensityOfAPointLightOutsideIsWhatPathsFind) {
-    PointLight& light = PointLights[static_cast<std::size_t>(AddPointLight())];
-    light.position = {9.0f, 6.0f, 15.0f}; // from closer by, its cone would miss some of the corners
-    light.color = splat(300.0f);
-    light.inner_angle = light.outer_angle = 180.0f;
-    light.offset = 0.0f;
-    light.photons = kManyPhotons;
+    // from closer by, its cone would miss some of the corners
+    add_point_light({9.0f, 6.0f, 15.0f}, kManyPhotons).color = splat(300.0f);
     expect_agreement();
 }
 
@@ -276,11 +244,8 @@ TEST_F(LitFloor, DensityOfTheSkyIsWhatPathsFind) {
 }
 
 TEST_F(LitFloor, DensityOfALampIsWhatPathsFind) {
-    const int lamp = add_shader();
-    slot(lamp, Element::emissive).color = {5.0f, 5.0f, 5.0f};
-    layer_of(lamp).sideness = Sideness::face;
-    layer_of(lamp).virtual_light = true;
-    add_quad({Vec3{-1, -1, 1.5f}, Vec3{-1, 0, 1.5f}, Vec3{1, 0, 1.5f}, Vec3{1, -1, 1.5f}}, lamp);
+    add_quad({Vec3{-1, -1, 1.5f}, Vec3{-1, 0, 1.5f}, Vec3{1, 0, 1.5f}, Vec3{1, -1, 1.5f}},
+             add_lamp(5.0f));
     GeometryLight.sample = 64;
     GeometryLight.photons = kManyPhotons;
     expect_agreement();
@@ -288,13 +253,8 @@ TEST_F(LitFloor, DensityOfALampIsWhatPathsFind) {
 
 // Gather rays that read the grid see what paths of the same length see.
 TEST_F(PhotonScene, GatheringInARoomIsWhatPathsFind) {
-    const int wall = add_shader(splat(0.5f));
-    add_room({-1.0f, -1.0f, -1.0f}, {1.0f, 1.0f, 1.0f}, wall);
-    PointLight& light = PointLights[static_cast<std::size_t>(AddPointLight())];
-    light.position = {0.2f, 0.1f, 0.3f};
-    light.inner_angle = light.outer_angle = 180.0f;
-    light.offset = 0.0f;
-    light.photons = kManyPhotons;
+    add_room({-1.0f, -1.0f, -1.0f}, {1.0f, 1.0f, 1.0f}, add_shader(splat(0.5f)));
+    add_point_light({0.2f, 0.1f, 0.3f}, kManyPhotons);
     RendererSettings.resolution = 0.01f;
     RendererSettings.sample = 512;
     start_rendering();
@@ -314,46 +274,13 @@ TEST_F(PhotonScene, GatheringInARoomIsWhatPathsFind) {
     EXPECT_NEAR(gathered / traced, 1.0, 0.015);
 }
 
-// Light through a glass pane reaches the floor as caustic photons alone, twice by 1 - F.
-TEST_F(PhotonScene, PaneThrowsItsLightAsCaustics) {
-    const int glass = add_shader();
-    slot(glass, Element::specular).color = {1.0f, 1.0f, 1.0f};
-    slot(glass, Element::ior).color = splat(1.5f);
-    layer_of(glass).material = Material::solid;
-    const int white = add_shader({1.0f, 1.0f, 1.0f});
-    add_floor(4.0f, 1.0f, glass);
-    add_quad({Vec3{-4, 4, 0.9f}, Vec3{4, 4, 0.9f}, Vec3{4, -4, 0.9f}, Vec3{-4, -4, 0.9f}}, glass);
-    add_floor(4.0f, 0.0f, white);
-    ParallelLight& light = ParallelLights[static_cast<std::size_t>(AddParallelLight())];
-    light.axis = {0.0f, 0.0f, -1.0f};
-    light.photons = 50000;
-    RendererSettings.distance = 0.0f; // caustics stand in path tracing, too
-    RendererSettings.bounce = 1;
-    start_rendering();
-    double seen = 0.0;
-    constexpr int kPoints = 400;
-    for (int i = 0; i < kPoints; ++i) {
-        const Vec3 p = {0.1f * static_cast<float>(i % 20) - 1.0f,
-                        0.1f * static_cast<float>(i / 20) - 1.0f, 0.0f};
-        seen += seen_along(p + Vec3{0.0f, 0.0f, 0.5f}, p).x;
-    }
-    // direct light is blocked by the glass; light between pane and floor is below 2 %
-    constexpr double kBoth = 0.96 * 0.96;
-    // the farthest of 32 photons bounds the disc: 32 / 31 too bright on the mean
-    EXPECT_NEAR(seen / kPoints / (kBoth * 32.0 / 31.0), 1.0, 0.03);
-    EXPECT_EQ(energy(), 0.0);
-}
-
 // A lambertian floor stores no caustics of a photon that met no mirror; linked shaders only.
 TEST_F(PhotonScene, LinksEndPhotonsAtTheirFirstHit) {
     const int lit = add_shader(splat(0.5f));
     const int unlit = add_shader(splat(0.5f));
     add_quad({Vec3{-1, -1, 0}, Vec3{0, -1, 0}, Vec3{0, 1, 0}, Vec3{-1, 1, 0}}, lit);
     add_quad({Vec3{0, -1, 0}, Vec3{1, -1, 0}, Vec3{1, 1, 0}, Vec3{0, 1, 0}}, unlit);
-    ParallelLight& light = ParallelLights[static_cast<std::size_t>(AddParallelLight())];
-    light.axis = {0.0f, 0.0f, -1.0f};
-    light.photons = 100000;
-    light.link.shaders = {lit};
+    add_parallel_light({0.0f, 0.0f, -1.0f}, 100000).link.shaders = {lit};
     start_rendering();
     EXPECT_NEAR(energy(), 1.0, 0.02); // 2 units of area, albedo 0.5, irradiance 1
     EXPECT_TRUE(Photons.empty());
@@ -366,21 +293,14 @@ TEST_F(PhotonScene, GlossyPhotonsReachTheLightPathImage) {
     slot(gloss, Element::glossy).color = {1.0f, 1.0f, 1.0f};
     slot(gloss, Element::roughness).color = splat(0.5f);
     add_floor(1.0f, 0.0f, gloss);
-    ParallelLight& light = ParallelLights[static_cast<std::size_t>(AddParallelLight())];
-    light.axis = {0.0f, 0.0f, -1.0f};
-    light.photons = 200000;
-    Camera& camera = Cameras[0];
-    camera.width = camera.height = 4;
-    for (CameraPose& pose : camera.poses) {
-        pose.position = {0.0f, 0.0f, 3.0f};
-        pose.up_vector = {0.0f, 1.0f, 0.0f};
-        pose.field_of_view = 10.0f;
-    }
-    Aov& aov = camera.aovs[static_cast<std::size_t>(AddAov(camera.aovs))];
+    add_parallel_light({0.0f, 0.0f, -1.0f}, 200000);
+    place_camera(4, {0.0f, 0.0f, 3.0f}, {}, {0.0f, 1.0f, 0.0f}, 10.0f);
+    std::vector<Aov>& aovs = Cameras[0].aovs;
+    Aov& aov = aovs[static_cast<std::size_t>(AddAov(aovs))];
     aov.channel |= static_cast<std::uint32_t>(Channel::light_path);
     start_rendering();
     // the lobe at the mirror direction: exp(0) / (r^2 |2 n|^2), times a light of 1
-    const std::vector<float>& pixels = Cameras[0].aovs[1].image.floats;
+    const std::vector<float>& pixels = aovs[1].image.floats;
     ASSERT_EQ(pixels.size(), 48u);
     double mean_of_pixels = 0.0;
     for (const float value : pixels)

@@ -71,9 +71,7 @@ TEST_F(Radiance, EmissiveRoomGivesTheTruncatedSeries) {
 }
 
 TEST_F(Radiance, ThroughputAtTheThresholdEndsThePath) {
-    const int shader = add_shader();
-    slot(shader, Element::emissive).color = {1.0f, 1.0f, 1.0f};
-    add_floor(1.0f, 0.0f, shader);
+    add_floor(1.0f, 0.0f, add_emitter(splat(1.0f)));
     start_rendering();
     for (const float excess : {0.0f, 1e-6f}) {
         Ray ray = camera_ray(kAbove, {});
@@ -92,9 +90,8 @@ float mirror_hall(float mirror) {
 
 float add_mirror_hall() {
     constexpr float kIor = 1e4f;
-    const int shader = add_shader();
-    slot(shader, Element::specular).color = {1.0f, 1.0f, 1.0f};
-    slot(shader, Element::emissive).color = {1.0f, 1.0f, 1.0f};
+    const int shader = add_emitter(splat(1.0f));
+    slot(shader, Element::specular).color = splat(1.0f);
     slot(shader, Element::ior).color = splat(kIor);
     add_floor(1.0f, 0.0f, shader);
     add_floor(1.0f, 1.0f, shader);
@@ -102,24 +99,13 @@ float add_mirror_hall() {
     return std::pow((kIor - 1.0f) / (kIor + 1.0f), 2.0f);
 }
 
-TEST_F(Radiance, MirrorsReflectEachOtherToTheDeepestBounce) {
+// The workers' stacks are what the runtime gives them.
+TEST_F(Radiance, MirrorsReflectEachOtherToTheDeepestBounceOnEveryThread) {
     const float mirror = add_mirror_hall();
+    place_camera(16, {0.0f, 0.0f, 0.5f}, {}, {0.0f, 1.0f, 0.0f}, 0.01f);
     start_rendering();
     const Vec3 seen = seen_along({0.1f, 0.2f, 0.5f}, {0.1f, 0.2f, 0.0f});
     EXPECT_NEAR(seen.x, mirror_hall(mirror), 1e-4f);
-}
-
-// The workers' stacks are what the runtime gives them.
-TEST_F(Radiance, WorkersReachTheDeepestBounce) {
-    const float mirror = add_mirror_hall();
-    Camera& camera = Cameras[0];
-    camera.width = camera.height = 16;
-    for (CameraPose& pose : camera.poses) {
-        pose.position = {0.0f, 0.0f, 0.5f};
-        pose.up_vector = {0.0f, 1.0f, 0.0f};
-        pose.field_of_view = 0.01f;
-    }
-    start_rendering();
     std::vector<Vec3> pixels;
     RenderPixelsTo(pixels, 0);
     ASSERT_EQ(pixels.size(), 256u);
@@ -156,10 +142,7 @@ TEST_F(Radiance, SmallStackCutsThePath) {
 // both faces pass 1 - F, everything else is black.
 TEST_F(Radiance, GlassSlabPassesAndAbsorbs) {
     SkyLight.color = kSky;
-    const int glass = add_shader();
-    slot(glass, Element::specular).color = {1.0f, 1.0f, 1.0f};
-    slot(glass, Element::ior).color = splat(1.5f);
-    layer_of(glass).material = Material::solid;
+    const int glass = add_glass();
     Shaders[static_cast<std::size_t>(glass)].medium.transmittance = {0.5f, 1.0f, 0.25f};
     add_floor(100.0f, 0.0f, glass);
     add_quad({Vec3{-100, 100, -2}, Vec3{100, 100, -2}, Vec3{100, -100, -2}, Vec3{-100, -100, -2}},
@@ -175,24 +158,16 @@ TEST_F(Radiance, GlassSlabPassesAndAbsorbs) {
 
 TEST_F(Radiance, ThinSheetPassesWithBothInterfaces) {
     SkyLight.color = kSky;
-    const int sheet = add_shader();
-    slot(sheet, Element::specular).color = {1.0f, 1.0f, 1.0f};
-    slot(sheet, Element::ior).color = splat(1.5f);
-    layer_of(sheet).material = Material::thin;
-    const int floor = add_shader();
-    slot(floor, Element::emissive).color = {1.0f, 1.0f, 1.0f};
-    add_floor(1.0f, 0.0f, sheet);
-    add_floor(1.0f, -1.0f, floor);
+    add_floor(1.0f, 0.0f, add_glass(Material::thin));
+    add_floor(1.0f, -1.0f, add_emitter(splat(1.0f)));
     start_rendering();
     const Vec3 seen = seen_along({0.0f, 0.0f, 1.0f}, {});
     expect_near(seen, splat(1.0f / 1.0833333f) + (1.0f - 1.0f / 1.0833333f) * kSky, kRounding);
 }
 
 TEST_F(Radiance, TheSkysMediumDimsWithDistance) {
-    const int shader = add_shader();
-    slot(shader, Element::emissive).color = {1.0f, 1.0f, 1.0f};
     SkyLight.medium.transmittance = {0.5f, 0.25f, 0.0f};
-    add_floor(1.0f, 0.0f, shader);
+    add_floor(1.0f, 0.0f, add_emitter(splat(1.0f)));
     start_rendering();
     expect_near(seen_along({0.0f, 0.0f, 3.0f}, {}), {0.125f, 0.015625f, 0.0f}, 1e-6f);
 }

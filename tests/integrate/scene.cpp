@@ -13,7 +13,6 @@
 #include <string>
 
 namespace mh::test {
-
 namespace {
 
 Part& part() {
@@ -56,6 +55,38 @@ int add_shader(const Vec3& lambertian) {
     AddSurfaceLayer(record);
     slot(shader, Element::lambertian).color = lambertian;
     return shader;
+}
+
+int add_glass(Material material) {
+    const int glass = add_shader();
+    slot(glass, Element::specular).color = splat(1.0f);
+    slot(glass, Element::ior).color = splat(1.5f);
+    layer_of(glass).material = material;
+    return glass;
+}
+
+int add_emitter(const Vec3& radiance) {
+    const int emitter = add_shader();
+    slot(emitter, Element::emissive).color = radiance;
+    return emitter;
+}
+
+int add_lamp(float radiance) {
+    const int lamp = add_emitter(splat(radiance));
+    layer_of(lamp).sideness = Sideness::face;
+    layer_of(lamp).virtual_light = true;
+    return lamp;
+}
+
+void place_camera(int size, const Vec3& position, const Vec3& target, const Vec3& up,
+                  float view_deg) {
+    CameraPose pose;
+    pose.position = position;
+    pose.target = target;
+    pose.up_vector = up;
+    pose.field_of_view = view_deg;
+    Cameras[0].width = Cameras[0].height = size;
+    Cameras[0].poses = {pose, pose};
 }
 
 void add_quad(const std::array<Vec3, 4>& corners, int shader) {

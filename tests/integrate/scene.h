@@ -28,6 +28,17 @@ ShaderElement& slot(int shader, Element element);
 // A lambertian shader of that colour for both sides.
 int add_shader(const Vec3& lambertian = {});
 
+// Reflects and passes light by Fresnel, of index 1.5.
+int add_glass(Material material = Material::solid);
+
+// Black, and shines from both sides; a lamp shines from its front and is sampled.
+int add_emitter(const Vec3& radiance);
+int add_lamp(float radiance);
+
+// Square pictures; the same at both ends of the exposure.
+void place_camera(int size, const Vec3& position, const Vec3& target, const Vec3& up,
+                  float view_deg);
+
 // A face of two quads' worth: corners around it; the front is where they run anticlockwise.
 void add_quad(const std::array<Vec3, 4>& corners, int shader);
 void add_triangle(const std::array<Vec3, 3>& corners, int shader);

@@ -9,6 +9,7 @@
 #include "output/camera.h"
 #include "shading/fresnel.h"
 #include "shading/images.h"
+#include "support/expect.h"
 
 #include <algorithm>
 #include <cmath>
@@ -21,22 +22,6 @@ namespace mh {
 namespace {
 
 using namespace test;
-
-int add_glass() {
-    const int glass = add_shader();
-    slot(glass, Element::specular).color = splat(1.0f);
-    slot(glass, Element::ior).color = splat(1.5f);
-    layer_of(glass).material = Material::solid;
-    return glass;
-}
-
-int add_lamp(float radiance) {
-    const int lamp = add_shader();
-    slot(lamp, Element::emissive).color = splat(radiance);
-    layer_of(lamp).sideness = Sideness::face;
-    layer_of(lamp).virtual_light = true;
-    return lamp;
-}
 
 void add_ball(const Vec3& center, float radius, int shader) {
     Part& part = Objects[0].parts[0];
@@ -143,9 +128,7 @@ TEST(Glass, BallThrowsItsCaustic) {
     IntegratorScene scene;
     add_ball({}, 1.0f, add_glass());
     add_floor(1.0f, -kBelow, add_shader(splat(1.0f)));
-    ParallelLight& light = ParallelLights[static_cast<std::size_t>(AddParallelLight())];
-    light.axis = {0.0f, 0.0f, -1.0f};
-    light.photons = 400000;
+    add_parallel_light({0.0f, 0.0f, -1.0f}, 400000);
     RendererSettings.sample = 1;
     RendererSettings.radius = 0.2f;
     start_rendering();
@@ -162,6 +145,7 @@ TEST(Glass, BallThrowsItsCaustic) {
         }
         const double area = static_cast<double>(radius) * static_cast<double>(radius);
         const double expected = focused_share(static_cast<double>(radius), kBelow) / area;
+        // the farthest of 32 photons bounds the disc: 32 / 31 too bright on the mean
         EXPECT_NEAR(seen / points / expected, 32.0 / 31.0, 0.05) << radius;
     }
 }
@@ -281,15 +265,8 @@ Vec3 sum_of_images(const std::vector<Aov>& list, int pixel) {
 TEST(LightImages, SumToTheBeautyImage) {
     constexpr int kSize = 8, kFrames = 4;
     IntegratorScene scene;
-    Camera& camera = Cameras[0];
-    camera.width = camera.height = kSize;
-    camera.sample = kFrames;
-    for (CameraPose& pose : camera.poses) {
-        pose.position = {0.2f, -2.5f, 1.0f};
-        pose.target = {0.0f, 0.0f, 0.6f};
-        pose.up_vector = {0.0f, 0.0f, 1.0f};
-        pose.field_of_view = 60.0f;
-    }
+    Cameras[0].sample = kFrames;
+    place_camera(kSize, {0.2f, -2.5f, 1.0f}, {0.0f, 0.0f, 0.6f}, {0.0f, 0.0f, 1.0f}, 60.0f);
     const int grey = add_shader({0.6f, 0.5f, 0.4f});
     slot(grey, Element::transmissive).color = splat(0.2f);
     add_floor(2.0f, 0.0f, grey);
@@ -299,10 +276,8 @@ TEST(LightImages, SumToTheBeautyImage) {
              add_lamp(3.0f));
     GeometryLight.sample = 16;
     SkyLight.color = {0.2f, 0.3f, 0.4f};
-    PointLight& point = PointLights[static_cast<std::size_t>(AddPointLight())];
-    point.position = {1.0f, -1.0f, 1.5f};
-    ParallelLight& parallel = ParallelLights[static_cast<std::size_t>(AddParallelLight())];
-    parallel.axis = {0.3f, 0.4f, -1.0f};
+    PointLight& point = add_point_light({1.0f, -1.0f, 1.5f});
+    ParallelLight& parallel = add_parallel_light({0.3f, 0.4f, -1.0f});
     parallel.blur = 2.0f;
     parallel.sample = 8;
     for (const Channel channel : {Channel::lambertian, Channel::transmissive}) {
@@ -318,7 +293,7 @@ TEST(LightImages, SumToTheBeautyImage) {
     for (std::uint32_t frame = 0; frame < kFrames; ++frame)
         RenderPixels(frame);
     for (int pixel = 0; pixel < kSize * kSize; ++pixel) {
-        const Vec3 beauty = read_pixel(camera.aovs[0].image, pixel);
+        const Vec3 beauty = read_pixel(Cameras[0].aovs[0].image, pixel);
         const Vec3 all = sum_of_images(PointLights[0].aov_list, pixel)
                          + sum_of_images(ParallelLights[0].aov_list, pixel)
                          + sum_of_images(GeometryLight.aov_list, pixel)

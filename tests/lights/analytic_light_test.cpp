@@ -8,15 +8,17 @@
 #include "output/aov.h"
 #include "output/camera.h"
 #include "shading/shaders.h"
+#include "support/expect.h"
 
 #include <cmath>
 
 #include <gtest/gtest.h>
 
 namespace mh {
-
 namespace {
 
+using test::add_parallel_light;
+using test::add_point_light;
 using test::LightScene;
 using test::LitPoint;
 
@@ -26,24 +28,11 @@ Vec3 tilted(float degrees) {
     return {std::sin(a), 0.0f, std::cos(a)};
 }
 
-ParallelLight& add_parallel(const Vec3& direction) {
-    ParallelLight& light = ParallelLights[static_cast<std::size_t>(AddParallelLight())];
-    light.axis = direction;
-    return light;
-}
-
-PointLight& add_point(const Vec3& position) {
-    PointLight& light = PointLights[static_cast<std::size_t>(AddPointLight())];
-    light.position = position;
-    light.outer_angle = light.inner_angle = 181.0f; // full in all directions
-    return light;
-}
-
 } // namespace
 
 TEST(ParallelLight, EndsBeforeTheHorizonByItsOffset) {
     LightScene scene;
-    ParallelLight& light = add_parallel({});
+    ParallelLight& light = add_parallel_light({});
     light.color = {0.25f, 1.0f, 4.0f};
     LitPoint lit;
     lit.point.transmissive_active = true;
@@ -67,8 +56,7 @@ TEST(ParallelLight, EndsBeforeTheHorizonByItsOffset) {
 
 TEST(ParallelLight, ReachesEveryLayer) {
     LightScene scene;
-    ParallelLight& light = add_parallel(-tilted(40.0f));
-    light.offset = 0.0f;
+    ParallelLight& light = add_parallel_light(-tilted(40.0f));
     InitializeGaffer();
     for (test::Responder responder : test::all_responders()) {
         const float expected = kPi * test::response(responder, tilted(40.0f));
@@ -85,12 +73,9 @@ TEST(ParallelLight, ReachesEveryLayer) {
 // that of its centre [Newton]. The error of 4096 points of the sequence is below 1e-3.
 TEST(AnalyticLights, BlurredOnesAverageOverTheirConeOrSphere) {
     LightScene scene;
-    ParallelLight& parallel = add_parallel({0.0f, 0.0f, -1.0f});
-    PointLight& point = add_point(3.0f * tilted(30.0f));
-    for (Light* light : {static_cast<Light*>(&parallel), static_cast<Light*>(&point)}) {
-        light->sample = 4096;
-        light->offset = 0.0f;
-    }
+    ParallelLight& parallel = add_parallel_light({0.0f, 0.0f, -1.0f});
+    PointLight& point = add_point_light(3.0f * tilted(30.0f));
+    parallel.sample = point.sample = 4096;
     parallel.blur = 60.0f;
     scene.assemble();
     InitializeGaffer();
@@ -106,7 +91,7 @@ TEST(AnalyticLights, BlurredOnesAverageOverTheirConeOrSphere) {
 
 TEST(PointLight, SpotFallsOffLinearlyInTheAngle) {
     LightScene scene;
-    PointLight& light = add_point({0.0f, 0.0f, 2.0f});
+    PointLight& light = add_point_light({0.0f, 0.0f, 2.0f});
     const auto lit_by = [&](float inner, float outer, float degrees) {
         light.direction = -5.0f * tilted(degrees);
         light.inner_angle = inner;
@@ -127,9 +112,8 @@ TEST(PointLight, SpotFallsOffLinearlyInTheAngle) {
 TEST(AnalyticLights, AreStoppedByWhatStandsBetweenAndByTheLimitOfBounces) {
     LightScene scene;
     scene.add_square(AddObject(), {0.0f, 0.0f, 1.0f}, 1.0f, true);
-    PointLight& behind = PointLights.emplace_back();
-    behind.position = {0.0f, 0.0f, 2.0f};
-    ParallelLight& above = add_parallel({0.0f, 0.0f, -1.0f});
+    PointLight& behind = add_point_light({0.0f, 0.0f, 2.0f});
+    ParallelLight& above = add_parallel_light({0.0f, 0.0f, -1.0f});
     scene.assemble();
     InitializeGaffer();
     LitPoint lit;
@@ -147,7 +131,7 @@ TEST(AnalyticLights, AreStoppedByWhatStandsBetweenAndByTheLimitOfBounces) {
 TEST(AnalyticLights, ReachOnlyLinkedShadersAndWriteTheirImages) {
     LightScene scene;
     const int linked = FindOrAddShader("linked");
-    ParallelLight& light = add_parallel({0.0f, 0.0f, -1.0f});
+    ParallelLight& light = add_parallel_light({0.0f, 0.0f, -1.0f});
     light.link.names = {"nothing", "linked", "linked"};
     Aov& aov = light.aov_list[static_cast<std::size_t>(AddAov(light.aov_list))];
     aov.channel |= static_cast<std::uint32_t>(Channel::lambertian);
@@ -169,7 +153,7 @@ TEST(AnalyticLights, ReachOnlyLinkedShadersAndWriteTheirImages) {
 TEST(AnalyticLights, DiffusingFloorTakesLightByTheColourOfItsJumps) {
     LightScene scene;
     scene.add_square(AddObject(), {}, 100.0f, true);
-    ParallelLight& light = add_parallel({0.0f, 0.0f, -1.0f});
+    ParallelLight& light = add_parallel_light({0.0f, 0.0f, -1.0f});
     light.sample = 64;
     scene.assemble();
     InitializeGaffer();

@@ -9,6 +9,7 @@
 #include "lights/sky_light.h"
 #include "math/roots.h"
 #include "shading/images.h"
+#include "support/expect.h"
 
 #include <cmath>
 #include <functional>
@@ -16,7 +17,6 @@
 #include <gtest/gtest.h>
 
 namespace mh {
-
 namespace {
 
 using test::LightScene;
@@ -71,10 +71,8 @@ struct PhotonScene : LightScene {
 
 TEST(PhotonEmission, ParallelLightCoversTheScene) {
     const PhotonScene scene;
-    ParallelLight& light = ParallelLights[static_cast<std::size_t>(AddParallelLight())];
-    light.axis = {0.0f, 0.6f, -0.8f};
+    ParallelLight& light = test::add_parallel_light({0.0f, 0.6f, -0.8f}, kPhotons);
     light.color = {1.0f, 0.5f, 0.0f};
-    light.photons = kPhotons;
     InitializeGaffer();
     const Emission all = emit(light);
     const float expected = kPi * scene.radius * scene.radius; // pi R^2 color
@@ -115,10 +113,7 @@ TEST(PhotonEmission, PointLightInsideEmitsItsFalloff) {
 TEST(PhotonEmission, PointLightOutsideEmitsTowardsTheScene) {
     for (const float distance : {6.0f, 1e5f}) {
         const PhotonScene scene;
-        PointLight& light = PointLights[static_cast<std::size_t>(AddPointLight())];
-        light.position = {5.0f, 0.0f, distance};
-        light.inner_angle = light.outer_angle = 181.0f;
-        light.photons = kPhotons;
+        const PointLight& light = test::add_point_light({5.0f, 0.0f, distance}, kPhotons);
         InitializeGaffer();
         EXPECT_FALSE(light.inside_scene);
         const Emission all = emit(light);

@@ -6,26 +6,23 @@
 #include "math/discrete_sampler.h"
 #include "math/random.h"
 #include "math/sequence.h"
+#include "support/expect.h"
 #include "support/replay.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 
 #include <gtest/gtest.h>
 
 namespace mh {
-
 namespace {
 
 constexpr int kDraws = 100000;
-// 99.9 % points of the chi-square distribution with 99 degrees of freedom: 148.2.
-constexpr double kChiSquare99 = 148.2;
 
 // Chi-square of 10 by 10 cells that are equally likely; cell gives two numbers in [0, 1).
 template<typename Cell>
 double chi_square(Cell cell) {
-    std::array<int, 100> counts = {};
+    std::vector<int> counts(100);
     for (int i = 0; i < kDraws; ++i) {
         const float u = random_unit(), v = random_unit();
         const Vec2 c = cell(Vec2{u, v});
@@ -33,11 +30,7 @@ double chi_square(Cell cell) {
         const int y = std::clamp(static_cast<int>(c.y * 10.0f), 0, 9);
         ++counts[static_cast<std::size_t>(10 * y + x)];
     }
-    const double expected = kDraws / 100.0;
-    double sum = 0.0;
-    for (const int count : counts)
-        sum += (count - expected) * (count - expected) / expected;
-    return sum;
+    return test::chi_square(counts, kDraws / 100.0);
 }
 
 float turn(float x, float y) {
@@ -74,22 +67,22 @@ TEST(Sampling, MapsHaveTheirDensities) {
                   const Vec2 d = concentric_disk(uv);
                   return Vec2{d.x * d.x + d.y * d.y, turn(d.x, d.y)};
               }),
-              kChiSquare99);
+              test::kChiSquare99);
     EXPECT_LT(chi_square([](Vec2 uv) { // cos / pi: the squared sine is uniform
                   const Vec3 d = sample_cosine_local(uv);
                   return Vec2{1.0f - d.z * d.z, turn(d.x, d.y)};
               }),
-              kChiSquare99);
+              test::kChiSquare99);
     EXPECT_LT(chi_square([](Vec2 uv) {
                   const Vec3 d = sample_sphere(uv);
                   return Vec2{0.5f * (1.0f + d.z), turn(d.x, d.y)};
               }),
-              kChiSquare99);
+              test::kChiSquare99);
     EXPECT_LT(chi_square([](Vec2 uv) {
                   const Vec3 d = sample_cone_local(uv, 0.25f);
                   return Vec2{(1.0f - d.z) * 4.0f, turn(d.x, d.y)};
               }),
-              kChiSquare99);
+              test::kChiSquare99);
 }
 
 TEST(Sampling, CornersOfTheSquareStayOnTheDisk) {

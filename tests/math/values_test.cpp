@@ -1,7 +1,6 @@
-// Roots, boxes, matrices, packed vectors, shared-exponent colours.
+// Roots, matrices, packed vectors, shared-exponent colours.
 // SPDX-License-Identifier: MIT
 #include "math/angles.h"
-#include "math/box.h"
 #include "math/faces.h"
 #include "math/frame.h"
 #include "math/matrix.h"
@@ -17,7 +16,6 @@
 #include <gtest/gtest.h>
 
 namespace mh {
-
 namespace {
 
 using test::expect_near;
@@ -75,17 +73,6 @@ TEST(TangentFrame, IsOrthonormalAndRightHanded) {
     tangent_frame({0.0f, 0.0f, -1.0f}, t, b);
     EXPECT_EQ(t, (Vec3{0.0f, -1.0f, 0.0f}));
     EXPECT_EQ(b, (Vec3{-1.0f, 0.0f, 0.0f}));
-}
-
-TEST(Boxes, StartEmptyAndMerge) {
-    Aabb box;
-    EXPECT_EQ(half_area(box), 0.0f);
-    merge(box, Vec3{1.0f, 2.0f, 3.0f});
-    merge(box, Vec3{2.0f, 4.0f, 7.0f});
-    EXPECT_EQ(half_area(box), 2.0f + 4.0f + 8.0f);
-    EXPECT_TRUE(contains(box, Vec3{1.0f, 4.0f, 5.0f}));
-    EXPECT_FALSE(contains(box, Vec3{1.0f, 4.1f, 5.0f}));
-    EXPECT_FALSE(contains(box, Vec3{kNan, 3.0f, 5.0f}));
 }
 
 TEST(Matrices, InverseUndoesTheMatrixAndRefusesSingularOnes) {

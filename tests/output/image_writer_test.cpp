@@ -9,9 +9,7 @@
 #include <csignal>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <limits>
-#include <sstream>
 
 #include <FreeImage.h>
 #include <gtest/gtest.h>
@@ -21,12 +19,7 @@
 namespace mh {
 namespace {
 
-std::string content(const std::string& name) {
-    std::ifstream file(name, std::ios::binary);
-    std::ostringstream bytes;
-    bytes << file.rdbuf();
-    return bytes.str();
-}
+using test::content_of;
 
 std::size_t files_here() {
     const std::filesystem::directory_iterator folder(".");
@@ -91,7 +84,7 @@ TEST_F(ImageWriter, KeepsValuesAndRowsInEveryKindOfFormat) {
 TEST_F(ImageWriter, WritesPortableFloatMapsWithTheBottomRowFirst) {
     const Image image = ramp("a.pfm");
     ASSERT_TRUE(WriteImage(image));
-    const std::string file = content("a.pfm");
+    const std::string file = content_of("a.pfm");
     ASSERT_EQ(file.substr(0, 3), "PF\n");
     ASSERT_GT(file.size(), 48u);
     std::array<float, 12> values;
@@ -150,10 +143,10 @@ TEST_F(ImageWriter, TakesTheFirstFormatOfTheNameThatCanHoldTheImage) {
     for (const char* name : {"a.tif.png", "a.png.tif", "a.gif.png", "x.png/../a.PNG"}) {
         std::filesystem::create_directories("x.png");
         ASSERT_TRUE(WriteImage(ramp(name))) << name;
-        EXPECT_EQ(content(name).substr(0, 4), png) << name;
+        EXPECT_EQ(content_of(name).substr(0, 4), png) << name;
     }
     ASSERT_TRUE(WriteImage(ramp("a.pfm.hdr"))); // not turned, by the name's other extension
-    EXPECT_EQ(content("a.pfm.hdr").substr(0, 2), "#?");
+    EXPECT_EQ(content_of("a.pfm.hdr").substr(0, 2), "#?");
     EXPECT_EQ(read_back("a.pfm.hdr")[0], ramp("").floats[6]);
 }
 
@@ -187,7 +180,7 @@ TEST_F(ImageWriter, KeepsTheOlderFileWhenTheDiskIsFull) {
     setrlimit(RLIMIT_FSIZE, &before);
     std::signal(SIGXFSZ, handler);
     EXPECT_FALSE(written);
-    EXPECT_EQ(content("a.png"), "older");
+    EXPECT_EQ(content_of("a.png"), "older");
     EXPECT_EQ(files_here(), 1u);
     EXPECT_EQ(scene.take_report(),
               "warning :( \timage - a.png\tcannot be written: File too large\n");
@@ -198,7 +191,7 @@ TEST_F(ImageWriter, ReplacesTheFileBehindALink) {
     std::filesystem::create_symlink("real/picture", "a.png");
     ASSERT_TRUE(WriteImage(ramp("a.png")));
     EXPECT_TRUE(std::filesystem::is_symlink("a.png"));
-    EXPECT_EQ(content("real/picture").substr(1, 3), "PNG");
+    EXPECT_EQ(content_of("real/picture").substr(1, 3), "PNG");
 }
 
 TEST_F(ImageWriter, LeavesPipesDevicesAndFoldersInPlace) {

@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 namespace mh {
-
 namespace {
 
 constexpr float kUntouched = -77.0f;
@@ -93,5 +92,4 @@ TEST(LineReader, SplitsLinesOfEverySystemAndStopsAtOneThatIsTooLong) {
 }
 
 } // namespace
-
 } // namespace mh

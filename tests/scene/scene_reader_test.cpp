@@ -17,7 +17,6 @@
 #include <gtest/gtest.h>
 
 namespace mh {
-
 namespace {
 
 // A started library, a folder and a reader of texts.
@@ -335,5 +334,4 @@ TEST_F(SceneReader, ReadsNumbersAlikeUnderAnyLocale) {
 }
 
 } // namespace
-
 } // namespace mh

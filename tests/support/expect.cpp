@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "support/expect.h"
 
+#include "lights/gaffer.h"
 #include "shading/images.h"
 
 #include <iostream>
@@ -47,6 +48,23 @@ int add_texel_image(const std::string& name, const Vec3& texel) {
     set_texel(image, 0, texel);
     image.loaded = true;
     return index;
+}
+
+PointLight& add_point_light(const Vec3& position, int photons) {
+    PointLight& light = PointLights[static_cast<std::size_t>(AddPointLight())];
+    light.position = position;
+    light.inner_angle = light.outer_angle = 181.0f;
+    light.offset = 0.0f;
+    light.photons = photons;
+    return light;
+}
+
+ParallelLight& add_parallel_light(const Vec3& axis, int photons) {
+    ParallelLight& light = ParallelLights[static_cast<std::size_t>(AddParallelLight())];
+    light.axis = axis;
+    light.offset = 0.0f;
+    light.photons = photons;
+    return light;
 }
 
 } // namespace mh::test

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "lights/types.h"
 #include "math/vec3.h"
 #include "shading/types.h"
 
@@ -32,5 +33,9 @@ ShaderElement& slot(Shader& shader, Element element, std::size_t layer = 0);
 
 // An image of one texel in Textures; returns its index.
 int add_texel_image(const std::string& name, const Vec3& texel);
+
+// Down to the horizon, of the default colour; a point light is full in all directions.
+PointLight& add_point_light(const Vec3& position, int photons = 0);
+ParallelLight& add_parallel_light(const Vec3& axis, int photons = 0);
 
 } // namespace mh::test

@@ -8,12 +8,12 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <iterator>
 #include <sstream>
 
 #include <unistd.h>
 
 namespace mh::test {
-
 namespace {
 
 std::ostringstream report;
@@ -55,6 +55,11 @@ void TemporaryFolder::write(const std::string& name, const std::string& content)
     const std::filesystem::path file = path + name;
     std::filesystem::create_directories(file.parent_path());
     std::ofstream(file, std::ios::binary) << content;
+}
+
+std::string content_of(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 } // namespace mh::test

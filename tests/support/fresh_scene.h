@@ -34,4 +34,7 @@ private:
     std::string previous_;
 };
 
+// All bytes of a file.
+std::string content_of(const std::string& path);
+
 } // namespace mh::test

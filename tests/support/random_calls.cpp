@@ -8,9 +8,9 @@
 #include <functional>
 #include <limits>
 #include <type_traits>
+#include <vector>
 
 namespace mh::test {
-
 namespace {
 
 constexpr std::size_t kLargestCount = 12; // of the arrays below
@@ -68,6 +68,11 @@ std::function<void()> random_call(Result (*function)(Arguments...)) {
     return [function] { function(random_value<Arguments>()...); };
 }
 
+template<typename... Functions>
+std::vector<std::function<void()>> random_calls(Functions... functions) {
+    return {random_call(functions)...};
+}
+
 // The time of a run stays short: few photons, small pictures, few rays.
 void keep_small() {
     mhSetSkyLightPhoton(20);
@@ -96,113 +101,35 @@ void start() {
     keep_small();
 }
 
-const std::function<void()> kBuildingCalls[] = {
-    random_call(mhSetPreviewWindow),
-    random_call(mhSetDisplayGamma),
-    random_call(mhSetRendererSample),
-    random_call(mhSetRendererRayDepth),
-    random_call(mhSetRendererPhotonDepth),
-    random_call(mhSetRendererBounce),
-    random_call(mhSetRendererDistance),
-    random_call(mhSetRendererResolution),
-    random_call(mhSetRendererRadius),
-    random_call(mhSetRendererClamp),
-    add_small_camera,
-    random_call(mhSetCameraName),
-    random_call(mhSetCameraResolution),
-    random_call(mhSetCameraRegion),
-    random_call(mhSetCameraSample),
-    random_call(mhSetCameraExposure),
-    random_call(mhSetCameraProjection),
-    random_call(mhSetCameraAngleMeasure),
-    random_call(mhSetCameraTime),
-    random_call(mhSetCameraPosition),
-    random_call(mhSetCameraTarget),
-    random_call(mhSetCameraUpVector),
-    random_call(mhSetCameraFOV),
-    random_call(mhSetCameraBokeh),
-    random_call(mhAddCameraAOV),
-    random_call(mhSetCameraAOVName),
-    random_call(mhSetCameraAOVChannel),
-    random_call(mhSetCameraAOVUserData),
-    random_call(mhAddObject),
-    random_call(mhSetObjectName),
-    random_call(mhAddPart),
-    random_call(mhSetShaderID),
-    random_call(mhAddPositions),
-    random_call(mhAddNormals),
-    random_call(mhAddTangents),
-    random_call(mhAddUVs),
-    random_call(mhAddRadii),
-    random_call(mhAddTriangles),
-    random_call(mhAddTetragons),
-    random_call(mhAddCylinders),
-    random_call(mhAddParticles),
-    random_call(mhAddVertexData),
-    random_call(mhAddInstance),
-    random_call(mhSetInstance),
-    random_call(mhAddShader),
-    random_call(mhSetShaderName),
-    random_call(mhSetShaderVisibility),
-    random_call(mhSetShaderSmoothAngle),
-    random_call(mhSetShaderRoundCorner),
-    random_call(mhSetShaderTime),
-    random_call(mhAddSurfaceShader),
-    random_call(mhSetSurfaceColor),
-    random_call(mhSetSurfaceImage),
-    random_call(mhSetSurfaceMaterial),
-    random_call(mhSetSurfaceSideness),
-    random_call(mhSetSurfaceVirtualLight),
-    random_call(mhAddDisplacementShader),
-    random_call(mhSetDisplacementVector),
-    random_call(mhSetDisplacementLevel),
-    random_call(mhSetDisplacementImage),
-    random_call(mhAddPointLight),
-    random_call(mhSetPointLightColor),
-    random_call(mhSetPointLightDirection),
-    random_call(mhSetPointLightPosition),
-    random_call(mhSetPointLightBlur),
-    random_call(mhSetPointLightOffset),
-    random_call(mhSetPointLightInnerAngle),
-    random_call(mhSetPointLightOuterAngle),
-    random_call(mhSetPointLightSample),
-    random_call(mhSetPointLightPhoton),
-    random_call(mhSetPointLightShaderLink),
-    random_call(mhAddPointLightAOV),
-    random_call(mhSetPointLightAOVName),
-    random_call(mhSetPointLightAOVChannel),
-    random_call(mhAddParallelLight),
-    random_call(mhSetParallelLightColor),
-    random_call(mhSetParallelLightDirection),
-    random_call(mhSetParallelLightBlur),
-    random_call(mhSetParallelLightOffset),
-    random_call(mhSetParallelLightSample),
-    random_call(mhSetParallelLightPhoton),
-    random_call(mhSetParallelLightShaderLink),
-    random_call(mhAddParallelLightAOV),
-    random_call(mhSetParallelLightAOVName),
-    random_call(mhSetParallelLightAOVChannel),
-    random_call(mhSetSkyLightImage),
-    random_call(mhSetSkyLightBackdrop),
-    random_call(mhSetSkyLightColor),
-    random_call(mhSetSkyLightNorth),
-    random_call(mhSetSkyLightZenith),
-    random_call(mhSetSkyLightSample),
-    random_call(mhSetSkyLightPhoton),
-    random_call(mhSetSkyLightShaderLink),
-    random_call(mhAddSkyLightAOV),
-    random_call(mhSetSkyLightAOVName),
-    random_call(mhSetSkyLightAOVChannel),
-    random_call(mhSetGeometryLightSample),
-    random_call(mhSetGeometryLightPhoton),
-    random_call(mhSetGeometryLightShaderLink),
-    random_call(mhAddGeometryLightAOV),
-    random_call(mhSetGeometryLightAOVName),
-    random_call(mhSetGeometryLightAOVChannel),
-    random_call(mhSetGeometryLightAOVShaderName),
-};
+const std::vector<std::function<void()>> kBuildingCalls = random_calls(
+    mhSetPreviewWindow, mhSetDisplayGamma, mhSetRendererSample, mhSetRendererRayDepth,
+    mhSetRendererPhotonDepth, mhSetRendererBounce, mhSetRendererDistance, mhSetRendererResolution,
+    mhSetRendererRadius, mhSetRendererClamp, add_small_camera, mhSetCameraName,
+    mhSetCameraResolution, mhSetCameraRegion, mhSetCameraSample, mhSetCameraExposure,
+    mhSetCameraProjection, mhSetCameraAngleMeasure, mhSetCameraTime, mhSetCameraPosition,
+    mhSetCameraTarget, mhSetCameraUpVector, mhSetCameraFOV, mhSetCameraBokeh, mhAddCameraAOV,
+    mhSetCameraAOVName, mhSetCameraAOVChannel, mhSetCameraAOVUserData, mhAddObject, mhSetObjectName,
+    mhAddPart, mhSetShaderID, mhAddPositions, mhAddNormals, mhAddTangents, mhAddUVs, mhAddRadii,
+    mhAddTriangles, mhAddTetragons, mhAddCylinders, mhAddParticles, mhAddVertexData, mhAddInstance,
+    mhSetInstance, mhAddShader, mhSetShaderName, mhSetShaderVisibility, mhSetShaderSmoothAngle,
+    mhSetShaderRoundCorner, mhSetShaderTime, mhAddSurfaceShader, mhSetSurfaceColor,
+    mhSetSurfaceImage, mhSetSurfaceMaterial, mhSetSurfaceSideness, mhSetSurfaceVirtualLight,
+    mhAddDisplacementShader, mhSetDisplacementVector, mhSetDisplacementLevel,
+    mhSetDisplacementImage, mhAddPointLight, mhSetPointLightColor, mhSetPointLightDirection,
+    mhSetPointLightPosition, mhSetPointLightBlur, mhSetPointLightOffset, mhSetPointLightInnerAngle,
+    mhSetPointLightOuterAngle, mhSetPointLightSample, mhSetPointLightPhoton,
+    mhSetPointLightShaderLink, mhAddPointLightAOV, mhSetPointLightAOVName,
+    mhSetPointLightAOVChannel, mhAddParallelLight, mhSetParallelLightColor,
+    mhSetParallelLightDirection, mhSetParallelLightBlur, mhSetParallelLightOffset,
+    mhSetParallelLightSample, mhSetParallelLightPhoton, mhSetParallelLightShaderLink,
+    mhAddParallelLightAOV, mhSetParallelLightAOVName, mhSetParallelLightAOVChannel,
+    mhSetSkyLightImage, mhSetSkyLightBackdrop, mhSetSkyLightColor, mhSetSkyLightNorth,
+    mhSetSkyLightZenith, mhSetSkyLightSample, mhSetSkyLightPhoton, mhSetSkyLightShaderLink,
+    mhAddSkyLightAOV, mhSetSkyLightAOVName, mhSetSkyLightAOVChannel, mhSetGeometryLightSample,
+    mhSetGeometryLightPhoton, mhSetGeometryLightShaderLink, mhAddGeometryLightAOV,
+    mhSetGeometryLightAOVName, mhSetGeometryLightAOVChannel, mhSetGeometryLightAOVShaderName);
 
-const std::function<void()> kPhaseCalls[] = {
+const std::vector<std::function<void()>> kPhaseCalls = {
     start,
     small_call<mhInitialize>,
     small_call<mhInitializeRenderer>,
@@ -226,6 +153,10 @@ const std::function<void()> kPhaseCalls[] = {
     random_call(mhRenderPixels),
 };
 
+void call_one_of(const std::vector<std::function<void()>>& calls) {
+    calls[draw(static_cast<unsigned>(calls.size()))]();
+}
+
 } // namespace
 
 void DrawFrom(ChoiceSource source) {
@@ -248,11 +179,11 @@ void CallInitialize() {
 }
 
 void CallToBuild() {
-    kBuildingCalls[below(static_cast<int>(std::size(kBuildingCalls)))]();
+    call_one_of(kBuildingCalls);
 }
 
 void CallPhase() {
-    kPhaseCalls[below(static_cast<int>(std::size(kPhaseCalls)))]();
+    call_one_of(kPhaseCalls);
 }
 
 } // namespace mh::test

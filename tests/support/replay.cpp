@@ -9,7 +9,6 @@
 #include <vector>
 
 namespace mh::test {
-
 namespace {
 
 std::uint32_t (*previous)() = nullptr;
