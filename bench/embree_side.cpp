@@ -179,20 +179,14 @@ void FreeEmbreeScene(EmbreeScene& scene) {
     rtcReleaseDevice(static_cast<RTCDevice>(scene.device));
 }
 
+static RTCRay rtc_ray(const Vec3& origin, const Vec3& direction, float limit) {
+    return {origin.x,    origin.y, origin.z, 0.0f,        direction.x, direction.y,
+            direction.z, 0.0f,     limit,    0xFFFFFFFFu, 0,           0};
+}
+
 float embree_closest(const EmbreeScene& scene, const BenchRay& ray) {
     RTCRayHit query;
-    query.ray = {ray.origin.x,
-                 ray.origin.y,
-                 ray.origin.z,
-                 0.0f,
-                 ray.direction.x,
-                 ray.direction.y,
-                 ray.direction.z,
-                 0.0f,
-                 kFar,
-                 0xFFFFFFFFu,
-                 0,
-                 0};
+    query.ray = rtc_ray(ray.origin, ray.direction, kFar);
     query.hit.geomID = RTC_INVALID_GEOMETRY_ID;
     query.hit.instID[0] = RTC_INVALID_GEOMETRY_ID;
     RTCIntersectContext context;
@@ -202,18 +196,7 @@ float embree_closest(const EmbreeScene& scene, const BenchRay& ray) {
 }
 
 bool embree_occluded(const EmbreeScene& scene, const BenchRay& ray) {
-    RTCRay query = {ray.origin.x,
-                    ray.origin.y,
-                    ray.origin.z,
-                    0.0f,
-                    ray.direction.x,
-                    ray.direction.y,
-                    ray.direction.z,
-                    0.0f,
-                    ray.distance,
-                    0xFFFFFFFFu,
-                    0,
-                    0};
+    RTCRay query = rtc_ray(ray.origin, ray.direction, ray.distance);
     RTCIntersectContext context;
     rtcInitIntersectContext(&context);
     rtcOccluded1(static_cast<RTCScene>(scene.top), &context, &query);
