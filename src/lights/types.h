@@ -93,9 +93,9 @@ struct SkyLightRecord {
     Image backdrop;                                 // screen space, seen by camera rays only
     std::array<std::vector<Rgbe>, kSkyFaces> faces; // the map; empty without an image
     DiscreteSampler sky_table;                      // over the texels of the map
-    std::vector<SkySample> sky_samples; // one per texel
-    Mat3 to_sky;                   // rows: east, north, up
-    Mat3 from_sky;                 // inverse
+    std::vector<SkySample> sky_samples;             // one per texel
+    Mat3 to_sky;                                    // rows: east, north, up
+    Mat3 from_sky;                                  // inverse
     Vec3 north = {0.0f, 1.0f, 0.0f};
     Vec3 zenith = {0.0f, 0.0f, 1.0f};
     Vec3 color = {0.75f, 0.75f, 0.75f};
