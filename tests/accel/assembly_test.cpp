@@ -8,8 +8,6 @@
 #include "support/expect.h"
 #include "support/fresh_scene.h"
 
-#include <limits>
-
 #include <gtest/gtest.h>
 
 namespace mh::test {
@@ -135,7 +133,7 @@ TEST(AssembleScene, InstancesThatCannotBeTracedAreLeftOut) {
     add_instance(0, "empty");
     add_instance(0, "");
     add_instance(0, "leaf").matrix.m[1][1] = 0.0f; // singular
-    add_instance(0, "leaf").matrix.m[0][3] = std::numeric_limits<float>::infinity();
+    add_instance(0, "leaf").matrix.m[0][3] = kInfinity;
     add_instance(0, "leaf", {3e38f, 0, 0}); // too far for areas
     add_instance(0, "leaf").object = 12345;
     add_instance(3, "root");

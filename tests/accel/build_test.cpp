@@ -6,7 +6,6 @@
 #include "support/expect.h"
 
 #include <algorithm>
-#include <limits>
 #include <sstream>
 
 #include <gtest/gtest.h>
@@ -222,9 +221,7 @@ TEST(Build, NoLeafIsLargerThanWhatNodesCanCount) {
 TEST(Build, EndsOnBoxesThatAreNotNumbers) {
     Object object = random_object(3, 40, 0.1f);
     for (std::size_t i = 0; i < 40; i += 7)
-        radii(object.parts[0])[object.parts[0].particles[i]] =
-            i % 2 == 0 ? std::numeric_limits<float>::quiet_NaN()
-                       : std::numeric_limits<float>::infinity();
+        radii(object.parts[0])[object.parts[0].particles[i]] = i % 2 == 0 ? kNan : kInfinity;
     printed_by([&] { Build(object); });
     Update(object);
     EXPECT_EQ(object.tree.references.size(), 120u);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "geometry/objects.h"
+#include "support/expect.h"
 
 #include <cmath>
 #include <random>
@@ -26,13 +27,6 @@ struct RandomPoints {
 
     std::mt19937 engine;
 };
-
-inline Part empty_part() {
-    Part part;
-    part.scalar_arrays.push_back({"radius", {}});
-    part.vec2_arrays.push_back({"uv", {}});
-    return part;
-}
 
 // Four vertices of a primitive of the given size near a random point.
 inline std::uint32_t add_vertices(Part& part, RandomPoints& random, float size) {

@@ -9,9 +9,8 @@
 #include "random_object.h"
 #include "ray_oracle.h"
 #include "shading/types.h"
+#include "support/expect.h"
 #include "support/fresh_scene.h"
-
-#include <limits>
 
 #include <gtest/gtest.h>
 
@@ -180,9 +179,7 @@ TEST_F(Walks, ReorderedTreesGiveTheSameShadowsForLess) {
 }
 
 TEST_F(Walks, RaysThatAreNotNumbersHitNothing) {
-    const float nan = std::numeric_limits<float>::quiet_NaN();
-    const float infinity = std::numeric_limits<float>::infinity();
-    for (const float bad : {nan, infinity}) {
+    for (const float bad : {kNan, kInfinity}) {
         for (float Vec3::*const component : {&Vec3::x, &Vec3::y, &Vec3::z}) {
             Ray from_nowhere = random_ray(random, 1), to_nowhere = random_ray(random, 1);
             from_nowhere.origin.*component = bad;

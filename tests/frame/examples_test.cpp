@@ -99,7 +99,7 @@ void call_shader(const Shader& record) {
 std::vector<float> floats_of(const std::vector<PackedUnit>& units) {
     std::vector<float> floats;
     for (const PackedUnit& unit : units)
-        for (const int component : {unit.x, unit.y, unit.z})
+        for (const std::int8_t component : {unit.x, unit.y, unit.z})
             floats.push_back(static_cast<float>(component));
     return floats;
 }

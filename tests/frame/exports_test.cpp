@@ -63,10 +63,10 @@ struct Exports : testing::Test {
 
 TEST_F(Exports, ChooseThePoseByTime) {
     const int camera = mhAddCamera();
-    const float kJustBelow = 0.49999997f;
+    const float just_below = 0.49999997f;
     mhSetCameraTime(camera, 0.5f);
     mhSetCameraPosition(camera, 1, 2, 3);
-    mhSetCameraTime(camera, kJustBelow);
+    mhSetCameraTime(camera, just_below);
     mhSetCameraPosition(camera, 4, 5, 6);
     EXPECT_EQ(Cameras[0].poses[1].position, (Vec3{1, 2, 3}));
     EXPECT_EQ(Cameras[0].poses[0].position, (Vec3{4, 5, 6}));
@@ -109,15 +109,6 @@ TEST_F(Exports, AppendGeometryWithTheShaderOfTheMoment) {
     EXPECT_EQ(record.scalar_arrays.back().values.size(), 3u);
     EXPECT_EQ(record.vec2_arrays.size(), 1u);
     EXPECT_EQ(errors(), 0);
-}
-
-TEST_F(Exports, PlaceInstancesWithOrWithoutAMatrix) {
-    float matrix[4][4] = {{1, 0, 0, 5}, {0, 1, 0, 6}, {0, 0, 1, 7}, {0, 0, 0, 1}};
-    const int target = mhAddObject(), group = mhAddObject();
-    mhSetInstance(group, mhAddInstance(group), target, matrix);
-    mhSetInstance(group, 0, target, nullptr);
-    EXPECT_EQ(Objects[1].instances[0].matrix.m[2][3], 7.0f);
-    EXPECT_EQ(Objects[1].instances[0].object, 0u);
 }
 
 TEST_F(Exports, StoreImagesAndLeaveTheMatricesSwitchedOff) {

@@ -25,12 +25,6 @@ const char* const kCubeVertices = "v -1 -1 -1\nv 1 -1 -1\nv 1 1 -1\nv -1 1 -1\n"
 
 } // namespace
 
-Part empty_part() {
-    Object object;
-    AddPart(object);
-    return object.parts[0];
-}
-
 std::uint32_t add_smooth_shader(float smooth_angle_deg) {
     const int shader = AddShader();
     Shaders[static_cast<std::size_t>(shader)].name = "smooth";

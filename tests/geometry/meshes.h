@@ -17,9 +17,6 @@ struct MeshTest : testing::Test {
     FreshScene scene;
 };
 
-// An empty part with its two arrays.
-Part empty_part();
-
 // A shader of this smooth angle in degrees; returns its index.
 std::uint32_t add_smooth_shader(float smooth_angle_deg);
 

@@ -7,7 +7,6 @@
 #include "shading/shaders.h"
 
 #include <cmath>
-#include <limits>
 
 #include <gtest/gtest.h>
 
@@ -65,7 +64,6 @@ TEST_F(PartCheck, GivesUndefinedFacesThePartsShader) {
 }
 
 TEST_F(PartCheck, RemovesWhatCannotBeTraced) {
-    constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
     Part part = line_part(6);
     part.positions[4] = {kNan, 0.0f, 0.0f};
     part.positions[5] = {0.0f, -2e18f, 0.0f};

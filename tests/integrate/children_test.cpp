@@ -10,7 +10,6 @@
 #include "support/expect.h"
 
 #include <cmath>
-#include <limits>
 
 #include <gtest/gtest.h>
 
@@ -29,7 +28,6 @@ TEST_F(Children, GatherCountIsAMultipleOfTheFrames) {
         int sample, frames, count;
     };
 
-    const float nan = std::nanf(""), infinite = std::numeric_limits<float>::infinity();
     for (const Case& c : {Case{0.5f, 64, 4, 32},
                           {1.0f, 64, 4, 64},
                           {9.0f, 64, 4, 64},
@@ -37,8 +35,8 @@ TEST_F(Children, GatherCountIsAMultipleOfTheFrames) {
                           {1.0f, 64, 100, 100},
                           {0.55f, 64, 4, 32},
                           {1.0f, 70, 64, 64},
-                          {nan, 64, 4, 4},
-                          {infinite, 64, 4, 64},
+                          {kNan, 64, 4, 4},
+                          {kInfinity, 64, 4, 64},
                           {-1.0f, 64, 4, 4},
                           {1.0f, -5, 4, 4},
                           {1.0f, 2147483647, 1, 2147483647}}) {

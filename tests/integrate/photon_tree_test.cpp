@@ -9,10 +9,10 @@
 #include "math/random.h"
 #include "math/roots.h"
 #include "math/sampling.h"
+#include "support/expect.h"
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 #include <gtest/gtest.h>
 #include <omp.h>
@@ -51,7 +51,7 @@ TEST(PackedDirection, HasTheBitsOfItsFields) {
     EXPECT_EQ(pack_direction({0.0f, 0.0f, 2.0f}), 3);
     EXPECT_EQ(pack_direction({1.0f, 1.0f, -1.0f}), 1 | 1 << 2 | 31 << 5 | 31 << 10);
     EXPECT_EQ(pack_direction({0.25f, 0.5f, 1.0f}), 3 | 16 << 5 | 8 << 10);
-    for (const float bad : {0.0f, std::nanf(""), std::numeric_limits<float>::infinity()})
+    for (const float bad : {0.0f, kNan, kInfinity})
         EXPECT_TRUE(is_finite(unpack_direction(pack_direction(splat(bad)))));
 }
 

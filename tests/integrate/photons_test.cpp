@@ -93,13 +93,12 @@ TEST_F(PhotonScene, OddHitsStayWithinTheFace) {
     RendererSettings.resolution = 0.0401f;
     start_rendering();
     StartDeposits();
-    const float nan = std::nanf("");
-    const std::array<float, 7> odd = {-1e-6f, 0.0f, 1.0f, 1.0000001f, 1e30f, -1e30f, nan};
+    const std::array<float, 7> odd = {-1e-6f, 0.0f, 1.0f, 1.0000001f, 1e30f, -1e30f, kNan};
     for (const float a : odd)
         for (const float b : odd)
             for (const float c : odd)
                 deposit(hit_on(HitKind::triangle, a, b, c), splat(1.0f));
-    deposit(hit_on(HitKind::triangle, 0.3f, 0.3f, 0.4f), {nan, 1.0f, 1.0f});
+    deposit(hit_on(HitKind::triangle, 0.3f, 0.3f, 0.4f), {kNan, 1.0f, 1.0f});
     for (const int primitive : {-1, 1}) {
         Ray ray = hit_on(HitKind::triangle, 0.3f, 0.3f, 0.4f);
         ray.hit_primitive = primitive;

@@ -78,7 +78,7 @@ TEST_F(Radiance, ThroughputAtTheThresholdEndsThePath) {
         ray.weight = {kNothing, kNothing + excess, 0.0f};
         EXPECT_EQ(radiance(ray).x, excess > 0.0f ? 1.0f : 0.0f);
         ray = camera_ray(kAbove, {});
-        ray.weight = splat(std::nanf(""));
+        ray.weight = splat(kNan);
         EXPECT_EQ(radiance(ray).x, 0.0f);
     }
 }

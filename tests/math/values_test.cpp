@@ -11,17 +11,12 @@
 #include "support/expect.h"
 #include "support/replay.h"
 
-#include <limits>
-
 #include <gtest/gtest.h>
 
 namespace mh {
 namespace {
 
-using test::expect_near;
-
-constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
-constexpr float kInfinity = std::numeric_limits<float>::infinity();
+using test::expect_near, test::kInfinity, test::kNan;
 
 Vec3 random_vector() {
     const float x = random_unit(), y = random_unit(), z = random_unit();

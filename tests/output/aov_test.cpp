@@ -7,7 +7,6 @@
 #include "output/camera.h"
 #include "support/expect.h"
 
-#include <limits>
 #include <utility>
 
 #include <gtest/gtest.h>
@@ -74,7 +73,7 @@ TEST_F(AovTest, EachChannelTakesItsShareOfItsOwnValue) {
 }
 
 TEST_F(AovTest, ValuesThatAreNotFiniteAndForeignFormatsAddNothing) {
-    emission = {1.0f, std::numeric_limits<float>::quiet_NaN(), 1.0f};
+    emission = {1.0f, kNan, 1.0f};
     EXPECT_EQ(after_hit(1024), Vec3{});
     for (const int bits : {1, 8, 16, 64}) {
         Aov aov;
@@ -152,15 +151,13 @@ TEST(AovShader, FilterIsTheFirstOfItsNameOrNone) {
 }
 
 TEST(PixelFormats, CutToLevelsAndReadBackWithOneFactor) {
-    const float nan = std::numeric_limits<float>::quiet_NaN();
-
     const struct {
         int bits;
         Vec3 written, read;
     } cases[] = {{8, {0.5f, 1.0f, -3.0f}, {127.0f / 255.0f, 1.0f, 0.0f}},
-                 {8, {7.0f, nan, 0.0f}, {1.0f, 0.0f, 0.0f}},
+                 {8, {7.0f, kNan, 0.0f}, {1.0f, 0.0f, 0.0f}},
                  {16, {0.5f, 1.0f, -3.0f}, {32767.0f / 255.0f, 257.0f, 0.0f}}, // both over 255
-                 {16, {7.0f, nan, 0.0f}, {257.0f, 0.0f, 0.0f}},
+                 {16, {7.0f, kNan, 0.0f}, {257.0f, 0.0f, 0.0f}},
                  {32, {0.5f, 1.0f, 0.25f}, {0.5f, 1.0f, 0.25f}},
                  {64, {0.5f, 1.0f, 0.25f}, {0.5f, 1.0f, 0.25f}}};
 

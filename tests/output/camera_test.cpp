@@ -62,8 +62,7 @@ TEST(SphericalCamera, LooksForwardInTheMiddleUpOnTopAndLeftOnTheLeft) {
 }
 
 TEST(Camera, GivesTheZeroVectorInPlaceOfADirectionThatIsNotFinite) {
-    const float nan = std::numeric_limits<float>::quiet_NaN();
-    for (const float fov : {0.0f, nan}) {
+    for (const float fov : {0.0f, kNan}) {
         Camera camera = camera_along_y(Projection::pinhole);
         camera.poses = {pose_along_y(fov), pose_along_y(fov)};
         EXPECT_EQ(direction_at(camera, 3, 3), Vec3{}) << fov;

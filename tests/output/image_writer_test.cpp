@@ -3,13 +3,13 @@
 #include "output/image_writer.h"
 
 #include "shading/images.h"
+#include "support/expect.h"
 #include "support/fresh_scene.h"
 
 #include <array>
 #include <csignal>
 #include <cstring>
 #include <filesystem>
-#include <limits>
 
 #include <FreeImage.h>
 #include <gtest/gtest.h>
@@ -119,8 +119,7 @@ TEST_F(ImageWriter, ConvertsEveryWidthToFloatsAndToBytes) {
 
 TEST_F(ImageWriter, ClipsBytesAboveOneAndWrapsThemBelowZero) {
     Image image = ramp("a.png"); // values behind the end of the buffer count as 0
-    const float nan = std::numeric_limits<float>::quiet_NaN();
-    image.floats = {2.0f, 1.0f, 0.5f, -0.5f, -1e30f, nan, 1e30f};
+    image.floats = {2.0f, 1.0f, 0.5f, -0.5f, -1e30f, test::kNan, 1e30f};
     const std::vector<float> values = written(image, "a.png");
     const float levels[] = {255, 255, 127, 129, 0, 0, 255, 0, 0, 0, 0, 0}; // -127 is 129 in 8 bits
     for (std::size_t i = 0; i < values.size(); ++i)

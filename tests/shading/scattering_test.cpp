@@ -11,7 +11,6 @@
 #include "support/replay.h"
 
 #include <algorithm>
-#include <limits>
 
 #include <gtest/gtest.h>
 
@@ -118,7 +117,7 @@ TEST(Refract, FollowsTheLawOfSinesUpToTotalReflection) {
     ASSERT_TRUE(refract(d, kUp, 0.8f, 1.0f, t));
     EXPECT_TRUE(t == d);
     EXPECT_FALSE(refract({0.8f, 0.0f, -0.6f}, kUp, 0.6f, 1.5f, t)); // beyond 41.8 degrees
-    EXPECT_FALSE(refract(d, kUp, 0.8f, std::numeric_limits<float>::infinity(), t));
+    EXPECT_FALSE(refract(d, kUp, 0.8f, kInfinity, t));
 }
 
 TEST(Medium, AttenuatesByThePowerOfTheDistance) {

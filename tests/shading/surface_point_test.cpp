@@ -12,8 +12,6 @@
 #include "support/fresh_scene.h"
 #include "support/replay.h"
 
-#include <limits>
-
 #include <gtest/gtest.h>
 
 namespace mh::test {
@@ -280,8 +278,7 @@ TEST_F(SurfacePointTest, PlacesHairOnASectionTowardsTheViewer) {
 }
 
 TEST_F(SurfacePointTest, StaysFiniteForAbsurdSlots) {
-    const float nan = std::numeric_limits<float>::quiet_NaN();
-    for (const float value : {nan, 3e38f, -3e38f, -1.0f, 0.0f}) {
+    for (const float value : {kNan, 3e38f, -3e38f, -1.0f, 0.0f}) {
         for (const Element e :
              {Element::roughness, Element::anisotropy, Element::ior, Element::weight})
             color(e) = splat(value);

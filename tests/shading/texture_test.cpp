@@ -29,9 +29,6 @@ ShaderElement element_with(PixelSampler sampler, Wrap wrap = Wrap::repeat) {
     return element;
 }
 
-const float kNan = std::numeric_limits<float>::quiet_NaN();
-const float kInfinity = std::numeric_limits<float>::infinity();
-
 float byte_value(const Image& image, const Vec2& uv, const ShaderElement& element) {
     return sample_texture(image, uv, element).x * 255.0f;
 }

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "support/expect.h"
 
+#include "geometry/objects.h"
 #include "lights/gaffer.h"
 #include "shading/images.h"
 
@@ -48,6 +49,12 @@ int add_texel_image(const std::string& name, const Vec3& texel) {
     set_texel(image, 0, texel);
     image.loaded = true;
     return index;
+}
+
+Part empty_part() {
+    Object object;
+    AddPart(object);
+    return object.parts[0];
 }
 
 PointLight& add_point_light(const Vec3& position, int photons) {

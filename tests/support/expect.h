@@ -2,11 +2,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "geometry/types.h"
 #include "lights/types.h"
 #include "math/vec3.h"
 #include "shading/types.h"
 
 #include <functional>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -15,6 +17,8 @@ namespace mh::test {
 // What the report prints as a rule.
 const std::string kRule = std::string(80, '_') + "\n\n";
 
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
 constexpr float kTolerance = 1e-5f; // a few roundings of unit vectors
 
 void expect_near(const Vec3& a, const Vec3& b, float tolerance = kTolerance);
@@ -33,6 +37,9 @@ ShaderElement& slot(Shader& shader, Element element, std::size_t layer = 0);
 
 // An image of one texel in Textures; returns its index.
 int add_texel_image(const std::string& name, const Vec3& texel);
+
+// With arrays for radii and uvs.
+Part empty_part();
 
 // Down to the horizon, of the default colour; a point light is full in all directions.
 PointLight& add_point_light(const Vec3& position, int photons = 0);
