@@ -2,7 +2,6 @@
 SPDX-License-Identifier: MIT"""
 import json
 import os
-import shutil
 import tempfile
 import unittest
 

@@ -20,20 +20,7 @@ MOST_KILOBYTES = 1 << 20
 NO_SCENE_FILES = {"", ".md", ".mtl", ".txt"}
 KEYS = {".obj": "obj", ".hair": "hair", ".fur": "fur"}
 
-SCENE = """render
-    final_gather
-        distance 0
-    end
-end
-camera
-    resolution 8 6
-    sample 1
-    pose
-        position 0 -4 1
-        target 0 0 0
-        up_vector 0 0 1
-        field_of_view 40
-    end
+SCENE = """camera
 end
 sky_light
     photon 0
@@ -52,6 +39,7 @@ object
 %s
 end
 """
+SMALL = ("--progress", "none", "--mode", "path", "--resolution", "8x6", "--sample", "1")
 TRIANGLE = "v -1 0 -1\nv 1 0 -1\nv 0 0 1\nvt 0 0\nvt 1 0\nvt 0 1\nf 1/1 2/2 3/3\n"
 
 
@@ -74,7 +62,7 @@ def write_scene(folder, file):
 def run(program, scene, folder):
     """Report, exit status (None when it took too long), and the largest of the processes in KB."""
     with open(os.path.join(folder, "report"), "w+b") as report:
-        process = subprocess.Popen([program, scene, "--progress", "none"], cwd=folder, stdout=report,
+        process = subprocess.Popen([program, scene, *SMALL], cwd=folder, stdout=report,
                                    stderr=subprocess.STDOUT)
         late = threading.Event()
         watch = threading.Timer(LONGEST_SECONDS, lambda: (late.set(), process.kill()))
