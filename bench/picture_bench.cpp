@@ -75,7 +75,7 @@ void bench_look_ups(int channels, float tiles) {
     constexpr int kSide = 128, kPlaces = 4096;
     Image image;
     AllocateImage(image, kSide, kSide, channels, 8, false);
-    for (std::int64_t i = 0; i < kSide * kSide; ++i)
+    for (std::int64_t i = 0; i < std::int64_t{kSide} * kSide; ++i)
         set_texel(image, i, {random_unit(), random_unit(), random_unit()});
     std::vector<Vec2> places(kPlaces);
     for (Vec2& place : places)

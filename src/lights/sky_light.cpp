@@ -66,9 +66,9 @@ Vec3 backdrop_radiance(const Ray& ray) {
     const Camera* camera = ActiveCamera();
     if (camera == nullptr || camera->width < 1 || camera->height < 1) return {};
     const std::int32_t pixel = ThreadStates[ray.thread].pixel;
-    const Vec2 uv = {static_cast<float>(pixel % camera->width) / static_cast<float>(camera->width),
-                     static_cast<float>(pixel / camera->width)
-                         / static_cast<float>(camera->height)};
+    const int x = pixel % camera->width, y = pixel / camera->width;
+    const Vec2 uv = {static_cast<float>(x) / static_cast<float>(camera->width),
+                     static_cast<float>(y) / static_cast<float>(camera->height)};
     return sample_texture(SkyLight.backdrop, uv, SkyLight.sampler);
 }
 

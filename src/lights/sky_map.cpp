@@ -17,7 +17,8 @@ namespace {
 
 constexpr float kHalfFace = 0.5f * kSkyFaceSize;
 constexpr int kFaceTexels = kSkyFaceSize * kSkyFaceSize;
-constexpr int kSubsamples = 4; // per texel and axis
+constexpr int kSubsamples = 4;                                         // per texel and axis
+constexpr std::size_t kLine = std::size_t{kSkyFaceSize} * kSubsamples; // along an edge
 
 // Face coordinate c in [-1, 1] to the coordinate on the cube: s / sqrt(1/2 - s^2) with
 // s = sin(pi / 6 c).
@@ -61,7 +62,7 @@ std::int32_t texel_of(int face, float a, float b) {
 
 // Warped coordinates of all subsamples along an edge: the build and the samples would otherwise
 // spend their time on sines.
-using EdgeTable = std::array<float, kSkyFaceSize * kSubsamples>;
+using EdgeTable = std::array<float, kLine>;
 
 const EdgeTable kEdge = [] {
     EdgeTable edge;
@@ -71,7 +72,7 @@ const EdgeTable kEdge = [] {
 }();
 
 // Places in the image of a line of subsamples of a face.
-using SubsampleLine = std::array<Vec2, kSkyFaceSize * kSubsamples>;
+using SubsampleLine = std::array<Vec2, kLine>;
 
 void place_line(const FaceAxes& face, float b, SubsampleLine& line) {
     const Mat3 to_sky = SkyLight.to_sky;
@@ -86,8 +87,8 @@ struct MapRow {
 
 void sum_row(int face, int row, MapRow& texels) {
     SubsampleLine line;
-    for (int j = 0; j < kSubsamples; ++j) {
-        const auto line_number = static_cast<std::size_t>(row * kSubsamples + j);
+    for (std::size_t j = 0; j < kSubsamples; ++j) {
+        const std::size_t line_number = static_cast<std::size_t>(row) * kSubsamples + j;
         place_line(kFaceAxes[static_cast<std::size_t>(face)], kEdge[line_number], line);
         for (std::size_t i = 0; i < line.size(); ++i) {
             const Vec3 value = sky_image_radiance(line[i]);
@@ -142,7 +143,7 @@ std::int32_t sky_texel(const Vec3& direction) {
 
 Vec3 sky_texel_direction(std::int32_t texel) {
     const int face = texel / kFaceTexels, cell = texel % kFaceTexels;
-    const auto edge = [](int i) { return kEdge[static_cast<std::size_t>(kSubsamples * i)]; };
+    const auto edge = [](int i) { return kEdge[kSubsamples * static_cast<std::size_t>(i)]; };
     return cube_direction(kFaceAxes[static_cast<std::size_t>(face)], edge(cell % kSkyFaceSize),
                           edge(cell / kSkyFaceSize));
 }

@@ -10,8 +10,8 @@
 typedef char projection_is_one_byte[sizeof(mhProjection) == 1 ? 1 : -1];
 typedef char channel_is_four_bytes[sizeof(mhChannel) == 4 ? 1 : -1];
 
-static const float positions[] = {-9, -9, 0, 9, -9, 0, 0, 9, 0};
-static const int corners[] = {0, 1, 2};
+static const float kPositions[] = {-9, -9, 0, 9, -9, 0, 0, 9, 0};
+static const int kCorners[] = {0, 1, 2};
 static float identity[4][4] = {{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}, {0, 0, 0, 1}};
 
 static void set_pose(int camera, float time) {
@@ -39,8 +39,8 @@ static float render(float emission) {
     object = mhAddObject();
     part = mhAddPart(object);
     mhSetShaderID(object, part, shader);
-    mhAddPositions(object, part, 3, positions);
-    mhAddTriangles(object, part, 1, corners);
+    mhAddPositions(object, part, 3, kPositions);
+    mhAddTriangles(object, part, 1, kCorners);
     group = mhAddObject();
     mhSetInstance(group, mhAddInstance(group), object, identity);
     mhSetRendererDistance(0);
