@@ -49,7 +49,7 @@ void print_text(const Fault& fault) {
     std::string text = place.file;
     if (place.line > 0)
         text += ':' + std::to_string(place.line) + ':' + std::to_string(place.column);
-    text += ": " + std::string(fault.remark ? "remark: " : "") + message_of(fault) + '\n';
+    text += ": " + message_of(fault) + '\n';
     if (place.line > 0) text += excerpt(place);
     std::cout << text;
 }
@@ -62,7 +62,6 @@ std::string json_of(const Fault& fault) {
     add(object, "text", JsonString(fault.place.text));
     add(object, "message", JsonString(fault.message));
     add(object, "suggestion", JsonString(fault.suggestion));
-    add(object, "remark", fault.remark ? "true" : "false");
     return closed(object);
 }
 
@@ -103,9 +102,7 @@ int CheckScene(const Arguments& arguments) {
         for (const Fault& fault : faults)
             print_text(fault);
     std::cout << std::flush;
-    const bool clean =
-        std::all_of(faults.begin(), faults.end(), [](const Fault& fault) { return fault.remark; });
-    return clean ? kDone : kSceneFaults;
+    return faults.empty() ? kDone : kSceneFaults;
 }
 
 } // namespace mh

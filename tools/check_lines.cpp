@@ -212,11 +212,8 @@ void look_at_closed_block(SceneLines& lines, const ReadNote& note) {
     if (note.record == nullptr) return;
     if (has_no_photons(note, word)) doubt(lines, Concern::no_photons);
     if (word == "camera" && record_of<Camera>(note).pose_count == 1)
-        lines.faults.push_back({open.place,
-                                "one pose: the camera stands still; the same pose twice says that "
-                                "this is meant",
-                                {},
-                                true});
+        add_fault(lines, open.place,
+                  "one pose: the camera stands still; the same pose twice says that this is meant");
     if (word != "surface_shader") return;
     const auto& layer = record_of<SurfaceLayer>(note);
     const Vec3& emission = layer.elements[static_cast<std::size_t>(Element::emissive)].color;

@@ -20,7 +20,6 @@ struct Fault {
     Place place;
     std::string message;
     std::string suggestion; // the legal word that may be meant; empty for none
-    bool remark = false;    // legal, but perhaps not meant: leaves the status 0
 };
 
 inline std::string in_quotes(std::string_view word) {

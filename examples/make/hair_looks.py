@@ -3,7 +3,7 @@
 right, its absorption from the upper row to the lower."""
 from mesh import Mesh
 
-folder = "../hair_looks/"
+folder = "../../docs/scenes/hair_looks/"
 ROUGHNESS = (0.1, 0.25, 0.5, 1)
 TRANSMITTANCE = ("0.99 0.97 0.92", "0.9 0.78 0.6")
 BALL, SPACING = (-0.9, 0, 4.6), 9.6   # BALL: the centre in the hair file
@@ -29,7 +29,7 @@ end
 OBJECT = """object
     name ball{number}
     shader "hair{number}"
-    hair "../../hair/geometry/ball.hair"
+    hair "../../../../examples/hair/geometry/ball.hair"
 end
 """
 INSTANCE = """    instance

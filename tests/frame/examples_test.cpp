@@ -254,7 +254,6 @@ TEST_P(Examples, LookTheSameFromFilesAndFromCalls) {
     EXPECT_EQ(report.find("error :("), std::string::npos) << report;
 }
 
-// What "hair_looks" shows beyond "hair" is the key "volume_shader", which has no call.
 INSTANTIATE_TEST_SUITE_P(All, Examples,
                          testing::Values("cornell", "still_life", "instances", "sky", "hair",
                                          "displacement"));
