@@ -14,7 +14,7 @@ namespace mh {
 namespace {
 
 // What one bounce and the walks and light samples under it need at most, sanitizers included.
-constexpr std::uintptr_t kStackReserve = 128 * 1024;
+constexpr std::uintptr_t kStackReserve = std::uintptr_t{128} * 1024;
 
 std::atomic<bool> path_was_cut = false;
 
