@@ -90,10 +90,16 @@ void time_rays(const char* kind, const std::vector<BenchRay>& rays, bool shadow,
     std::fflush(stdout);
 }
 
-void run_scene(const Scene& scene) {
+template<typename Work>
+void silently(const Work& work) {
     std::streambuf* const console = std::cout.rdbuf(nullptr);
-    const double build_seconds = LoadScene(scene);
+    work();
     std::cout.rdbuf(console);
+}
+
+void run_scene(const Scene& scene) {
+    double build_seconds = 0.0;
+    silently([&] { build_seconds = LoadScene(scene); });
     const RaySets rays = MakeRays(scene, side);
     std::vector<Contestant> contestants = {
         {"moonhare", [](const auto& set) { return pass_seconds(set, our_closest); },
@@ -127,6 +133,31 @@ void run_scene(const Scene& scene) {
 #endif
 }
 
+double nanoseconds(const std::vector<BenchRay>& rays, bool shadow) {
+    std::vector<double> times;
+    for (int run = 0; run < runs; ++run)
+        times.push_back(shadow ? pass_seconds(rays, our_occluded)
+                               : pass_seconds(rays, our_closest));
+    return 1e9 * median(times) / static_cast<double>(rays.size());
+}
+
+// Terrains from a thousand to ten million triangles.
+void run_growth() {
+    std::printf("Nanoseconds a ray\n  %10s %8s %8s %8s %10s\n", "triangles", "primary", "bounce",
+                "shadow", "B/triangle");
+    for (const std::uint32_t cells : {22u, 71u, 224u, 707u, 2236u}) {
+        const Scene scene = Terrain(cells);
+        silently([&] { LoadScene(scene); });
+        const RaySets rays = MakeRays(scene, side);
+        const auto triangles = static_cast<double>(scene.mesh.triangles.size());
+        const auto bytes = static_cast<double>(Objects[0].tree.walk.size() * sizeof(WalkUnit));
+        std::printf("  %10.0f %8.1f %8.1f %8.1f %10.1f\n", triangles,
+                    nanoseconds(rays.primary, false), nanoseconds(rays.bounce, false),
+                    nanoseconds(rays.shadow, true), bytes / triangles);
+        std::fflush(stdout);
+    }
+}
+
 void pin_thread() {
     cpu_set_t set;
     CPU_ZERO(&set);
@@ -141,6 +172,7 @@ void pin_thread() {
 int main(int argc, char** argv) {
     using namespace mh::bench;
     const char* only = "";
+    bool growth = false;
     for (int i = 1; i < argc; ++i) {
         if (std::strncmp(argv[i], "--runs=", 7) == 0)
             runs = std::max(1, std::atoi(argv[i] + 7));
@@ -148,11 +180,16 @@ int main(int argc, char** argv) {
             side = std::max(1, std::atoi(argv[i] + 7));
         else if (std::strncmp(argv[i], "--only=", 7) == 0)
             only = argv[i] + 7;
+        else if (std::strcmp(argv[i], "--growth") == 0)
+            growth = true;
         else
-            return std::printf("usage: ray_bench [--runs=7] [--side=512] [--only=NAME]\n"), 1;
+            return std::printf(
+                       "usage: ray_bench [--runs=7] [--side=512] [--only=NAME | --growth]\n"),
+                   1;
     }
     mh::SelectWalks();
     pin_thread();
+    if (growth) return run_growth(), 0;
     std::printf("Millions of rays per second of processor time; %s kernel, %d runs\n"
                 "  %-8s %8s %8s %6s\n",
                 mh::WalkName(), runs, "rays", "moonhare", "Embree", "ratio");
