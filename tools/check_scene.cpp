@@ -197,20 +197,42 @@ void check_lights(Checking& check) {
     }
 }
 
-// Cells for photons lie on the faces of the last object that nothing instances, and only there.
-void check_roots(Checking& check) {
-    if (!gathers_photons() || check.lines.object_places.size() != Objects.size()) return;
+std::vector<std::size_t> objects_without_instances(const SceneLines& lines) {
     std::set<std::string> instanced;
-    for (const Mention& mention : check.lines.mentions)
+    for (const Mention& mention : lines.mentions)
         if (mention.role == Role::object_name) instanced.insert(mention.name);
     std::vector<std::size_t> roots;
     for (std::size_t i = 0; i < Objects.size(); ++i)
         if (!instanced.contains(Objects[i].name) || Objects[i].name.empty()) roots.push_back(i);
-    for (std::size_t i = 0; i + 1 < roots.size(); ++i)
-        if (primitive_count(Objects[roots[i]]) > 0)
-            add_fault(check, check.lines.object_places[roots[i]],
+    return roots;
+}
+
+bool share_face_numbers(const Object& a, const Object& b) {
+    const auto has = [](const Object& object, const auto& faces) {
+        return std::any_of(object.parts.begin(), object.parts.end(),
+                           [&](const Part& part) { return !(part.*faces).empty(); });
+    };
+    return (has(a, &Part::triangles) && has(b, &Part::triangles))
+           || (has(a, &Part::tetragons) && has(b, &Part::tetragons));
+}
+
+// A ray ignores all faces of the number of that which it left. Cells for photons lie on the faces
+// of the last object that nothing instances, and only there.
+void check_roots(Checking& check) {
+    if (check.lines.object_places.size() != Objects.size()) return;
+    const std::vector<std::size_t> roots = objects_without_instances(check.lines);
+    for (std::size_t i = 0; i + 1 < roots.size(); ++i) {
+        const Object& object = Objects[roots[i]];
+        const Place& place = check.lines.object_places[roots[i]];
+        if (share_face_numbers(object, Objects[roots[i + 1]]))
+            add_fault(check, place,
+                      "rays that leave a face of this object miss the face of the same number in "
+                      "the next one, and the reverse: put them into one object");
+        if (gathers_photons() && primitive_count(object) > 0)
+            add_fault(check, place,
                       "faces of this object hold no photons, as another object without instances "
                       "follows: put them into one object, or set \"distance 0\"");
+    }
 }
 
 void check_content(Checking& check) {

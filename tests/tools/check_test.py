@@ -107,6 +107,7 @@ FAULTS = [
     (L, LIGHT.replace("0.5 0.5 0.5", "0 0 0"), 0, "no light", ""),
     (S, EMISSIVE + "geometry_light\n    sample 8\nend\n", 3, "virtual_light", ""),
     (R, GATHER + "point_light\n    color 1 1 1\nend\n", 6, "sends no photons", ""),
+    (G, TWO, 1, "miss the face of the same number", ""),
     (R, GATHER + TWO.replace("floor\n", "first\n"), 6, "hold no photons", ""),
 ]
 
