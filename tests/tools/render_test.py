@@ -153,7 +153,10 @@ class Progress(RenderTest):
         self.assertTrue(result.stdout.startswith("_" * 80))
 
     def test_a_terminal_gets_one_line_with_a_bar(self):
-        terminal, program_end = pty.openpty()
+        try:
+            terminal, program_end = pty.openpty()
+        except OSError:
+            self.skipTest("a machine without terminal devices")
         process = subprocess.Popen([PROGRAM, "scene"], cwd=self.folder, stdout=subprocess.DEVNULL,
                                    stderr=program_end)
         os.close(program_end)
