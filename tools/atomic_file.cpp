@@ -5,9 +5,11 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <system_error>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -59,6 +61,13 @@ bool ReadWholeFile(const std::string& path, std::string& content) {
 
 void Complain(const std::string& message) {
     std::cerr << "moonhare: " << message << '\n';
+}
+
+bool IsDirectory(const std::string& path) {
+    std::error_code error;
+    if (std::filesystem::is_directory(path, error)) return true;
+    Complain(path + " is not a directory");
+    return false;
 }
 
 } // namespace mh

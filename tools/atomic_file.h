@@ -16,4 +16,7 @@ bool ReadWholeFile(const std::string& path, std::string& content);
 // A line on standard error, led by the program's name.
 void Complain(const std::string& message);
 
+// Whether the path leads to a directory; complains if not.
+bool IsDirectory(const std::string& path);
+
 } // namespace mh

@@ -9,7 +9,6 @@
 #include "output_images.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <iostream>
 #include <tuple>
 
@@ -89,11 +88,7 @@ std::vector<Fault> faults_of(const std::string& directory) {
 } // namespace
 
 int CheckScene(const Arguments& arguments) {
-    std::error_code error;
-    if (!std::filesystem::is_directory(arguments.scene, error)) {
-        Complain(arguments.scene + " is not a directory");
-        return kWrongUse;
-    }
+    if (!IsDirectory(arguments.scene)) return kWrongUse;
     const std::vector<Fault> faults =
         faults_of(arguments.scene + (arguments.scene.ends_with('/') ? "" : "/"));
     if (arguments.json)

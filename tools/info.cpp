@@ -15,7 +15,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
 #include <iostream>
 
 namespace mh {
@@ -116,11 +115,7 @@ std::string description() {
 } // namespace
 
 int DescribeScene(const Arguments& arguments) {
-    std::error_code error;
-    if (!std::filesystem::is_directory(arguments.scene, error)) {
-        Complain(arguments.scene + " is not a directory");
-        return kWrongUse;
-    }
+    if (!IsDirectory(arguments.scene)) return kWrongUse;
     std::string text;
     {
         CapturedReport report;

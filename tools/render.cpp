@@ -14,8 +14,6 @@
 #include "run_control.h"
 #include "run_report.h"
 
-#include <filesystem>
-
 #include <omp.h>
 
 namespace mh {
@@ -169,11 +167,7 @@ int write_report(const std::string& path, const std::string& scene, int status) 
 } // namespace
 
 int RenderScene(const Arguments& arguments) {
-    std::error_code error;
-    if (!std::filesystem::is_directory(arguments.scene, error)) {
-        Complain(arguments.scene + " is not a directory");
-        return kWrongUse;
-    }
+    if (!IsDirectory(arguments.scene)) return kWrongUse;
     set_up(arguments);
     const std::string slash = arguments.scene.ends_with('/') ? "" : "/";
     time_phase("scene", [&] { OpenScene(arguments.scene + slash); });
