@@ -16,6 +16,15 @@ namespace mh::bench {
 
 namespace {
 
+bool count_memory(void* counter, ssize_t bytes, bool) {
+    auto& memory = *static_cast<EmbreeMemory*>(counter);
+    const std::int64_t now = memory.bytes += bytes;
+    std::int64_t peak = memory.peak_bytes;
+    while (now > peak && !memory.peak_bytes.compare_exchange_weak(peak, now)) {
+    }
+    return true;
+}
+
 RTCGeometry triangle_geometry(RTCDevice device, const Mesh& mesh, RTCBuildQuality quality) {
     RTCGeometry geometry = rtcNewGeometry(device, RTC_GEOMETRY_TYPE_TRIANGLE);
     rtcSetGeometryBuildQuality(geometry, quality);
@@ -60,6 +69,9 @@ EmbreeScene scene_with_device(const std::string& isa, RTCBuildQuality quality, i
     result.name = (quality == RTC_BUILD_QUALITY_HIGH ? "high " : "medium ") + isa;
     result.device =
         rtcNewDevice(("threads=" + std::to_string(threads) + ",set_affinity=0,isa=" + isa).c_str());
+    result.memory = std::make_shared<EmbreeMemory>();
+    rtcSetDeviceMemoryMonitorFunction(static_cast<RTCDevice>(result.device), count_memory,
+                                      result.memory.get());
     return result;
 }
 
@@ -68,7 +80,9 @@ EmbreeScene make_scene(const Scene& scene, const std::string& isa, RTCBuildQuali
     EmbreeScene result = scene_with_device(isa, quality, threads);
     const auto device = static_cast<RTCDevice>(result.device);
     const std::int64_t start = microseconds_now();
-    RTCScene top = scene_of(device, triangle_geometry(device, scene.mesh, quality), quality);
+    RTCGeometry geometry = triangle_geometry(device, scene.mesh, quality);
+    result.mesh_bytes = result.memory->bytes;
+    RTCScene top = scene_of(device, geometry, quality);
     if (!scene.instances.empty()) {
         result.base = top;
         top = instance_scene(device, top, scene.instances, quality);

@@ -4,7 +4,16 @@
 
 #include "rays.h"
 
+#include <atomic>
+#include <cstdint>
+#include <memory>
+
 namespace mh::bench {
+
+// What a device has allocated.
+struct EmbreeMemory {
+    std::atomic<std::int64_t> bytes = 0, peak_bytes = 0;
+};
 
 // One way to build and walk the scene. Copies share nothing; made once per scene.
 struct EmbreeScene {
@@ -13,6 +22,8 @@ struct EmbreeScene {
     void* top = nullptr;
     void* base = nullptr; // the mesh inside the instances; null without
     double build_seconds = 0.0;
+    std::shared_ptr<EmbreeMemory> memory; // of the device
+    std::int64_t mesh_bytes = 0;          // the part of it that the mesh's own arrays take
 };
 
 // Medium and high quality, each with AVX2 and with AVX-512 kernels where the machine has them.

@@ -208,6 +208,42 @@ void bench_hair() {
 #endif
 }
 
+template<typename T>
+double bytes_of(const std::vector<T>& values) {
+    return static_cast<double>(values.capacity() * sizeof(T));
+}
+
+double bytes_of(const Tree& tree) {
+    return bytes_of(tree.nodes) + bytes_of(tree.references) + bytes_of(tree.occlusion_log)
+           + bytes_of(tree.walk);
+}
+
+// Bytes a triangle beside the mesh: what the trees keep, and the peak of their construction.
+void report_tree_memory(const Scene& terrain) {
+    const double triangles = static_cast<double>(terrain.mesh.triangles.size());
+    omp_set_num_threads(1);
+    LoadScene(terrain);
+    Object& object = Objects[0];
+    object.tree = {};
+    malloc_trim(0);
+    const double before = restart_peak_memory();
+    MakeTree(object);
+    const double peak = 1048576.0 * (memory_megabytes("VmHWM") - before);
+    std::printf("tree of a terrain, bytes a triangle: %.1f of which rays read %.1f, peak %.1f\n",
+                bytes_of(object.tree) / triangles, bytes_of(object.tree.walk) / triangles,
+                peak / triangles);
+#ifdef MOONHARE_EMBREE
+    EmbreeScene other = MakeEmbreeMesh(terrain, 1);
+    const auto of_tree = [&](std::int64_t bytes) {
+        return static_cast<double>(bytes - other.mesh_bytes) / triangles;
+    };
+    std::printf("Embree medium: %.1f, peak %.1f, its copy of the mesh %.1f\n",
+                of_tree(other.memory->bytes), of_tree(other.memory->peak_bytes),
+                static_cast<double>(other.mesh_bytes) / triangles);
+    FreeEmbreeScene(other);
+#endif
+}
+
 void bench_construction(const Scene& terrain) {
     const double millions = 1e-6 * static_cast<double>(terrain.mesh.triangles.size());
     for (const int threads : {1, 2}) {
@@ -296,6 +332,7 @@ int main(int argc, char** argv) {
     bench_hair();
     const Scene terrain = Terrain(brief ? 64 : 707);
     bench_construction(terrain);
+    report_tree_memory(terrain);
     bench_reading_and_smoothing(terrain);
     bench_displacement();
     std::cout.rdbuf(console);

@@ -63,6 +63,8 @@ void MakeTree(Object& object) {
     Build(object);
     Update(object);
     SATOrder(object);
+    object.binary_nodes = {};
+    object.binary_references = {};
     PrepareWalk(object);
 }
 

@@ -1,5 +1,5 @@
-// The four bytes of a texel as floats side by side: SSE2 where there is any, plain loops elsewhere,
-// with bit-identical results.
+// Four floats or integers side by side, in the vector types of g++ and clang, and the bytes of
+// texels that become such: SSE2 where there is any, plain code elsewhere, with bit-identical results.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -14,55 +14,66 @@
 
 namespace mh {
 
+using Float4 = float __attribute__((vector_size(16)));
+using Int4 = std::int32_t __attribute__((vector_size(16)));
+
+inline Float4 to_float(Int4 v) {
+    return __builtin_convertvector(v, Float4);
+}
+
+// Towards 0; every lane is in the range of integers.
+inline Int4 truncate(Float4 v) {
+    return __builtin_convertvector(v, Int4);
+}
+
+inline Int4 round_down(Float4 v) {
+    const Int4 cut = truncate(v);
+    return cut + (to_float(cut) > v);
+}
+
+using Long2 = std::int64_t __attribute__((vector_size(16)));
+
+// Two numbers that stand side by side, in lanes 0 and 1; the others are 0.
+template<typename Vector, typename Two>
+Vector load_two(const Two& two) {
+    static_assert(sizeof two == sizeof(std::int64_t));
+    std::int64_t bits = 0;
+    std::memcpy(&bits, &two, sizeof bits);
+    return reinterpret_cast<Vector>(Long2{bits, 0});
+}
+
+// Lanes 0 and 1 as one integer.
+template<typename Vector>
+std::int64_t first_two(Vector v) {
+    return reinterpret_cast<Long2>(v)[0];
+}
+
+// g++ returns a Vec3 made of three floats by three stores that one load reads back, which makes it
+// wait for them; of two stores it needs none.
+inline Vec3 first_three(Float4 v) {
+    const std::int64_t two = first_two(v);
+    Vec3 result;
+    std::memcpy(static_cast<void*>(&result), &two, sizeof two);
+    result.z = v[2];
+    return result;
+}
+
 #ifdef __SSE2__
 
-struct Texel4 {
-    __m128 v;
-};
-
-inline Texel4 load_bytes(const std::uint8_t* p) {
+// Four bytes as floats.
+inline Float4 load_bytes(const std::uint8_t* p) {
     int bits = 0;
-    std::memcpy(&bits, p, sizeof(bits));
+    std::memcpy(&bits, p, sizeof bits);
     const __m128i zero = _mm_setzero_si128();
     const __m128i words = _mm_unpacklo_epi8(_mm_cvtsi32_si128(bits), zero);
-    return {_mm_cvtepi32_ps(_mm_unpacklo_epi16(words, zero))};
-}
-
-inline Texel4 operator+(Texel4 a, Texel4 b) {
-    return {_mm_add_ps(a.v, b.v)};
-}
-
-inline Texel4 operator*(float s, Texel4 a) {
-    return {_mm_mul_ps(_mm_set1_ps(s), a.v)};
-}
-
-inline Vec3 first_three(Texel4 a) {
-    alignas(16) float values[4];
-    _mm_store_ps(values, a.v);
-    return {values[0], values[1], values[2]};
+    return _mm_cvtepi32_ps(_mm_unpacklo_epi16(words, zero));
 }
 
 #else
 
-struct Texel4 {
-    float v[4];
-};
-
-inline Texel4 load_bytes(const std::uint8_t* p) {
-    return {static_cast<float>(p[0]), static_cast<float>(p[1]), static_cast<float>(p[2]),
-            static_cast<float>(p[3])};
-}
-
-inline Texel4 operator+(Texel4 a, Texel4 b) {
-    return {a.v[0] + b.v[0], a.v[1] + b.v[1], a.v[2] + b.v[2], a.v[3] + b.v[3]};
-}
-
-inline Texel4 operator*(float s, Texel4 a) {
-    return {s * a.v[0], s * a.v[1], s * a.v[2], s * a.v[3]};
-}
-
-inline Vec3 first_three(Texel4 a) {
-    return {a.v[0], a.v[1], a.v[2]};
+inline Float4 load_bytes(const std::uint8_t* p) {
+    return Float4{static_cast<float>(p[0]), static_cast<float>(p[1]), static_cast<float>(p[2]),
+                  static_cast<float>(p[3])};
 }
 
 #endif

@@ -15,6 +15,26 @@ void clear_pixels(Image& image) {
     image.rgbe = {};
 }
 
+TexelFormat format_of(const Image& image) {
+    if (image.width > kLargestGrid || image.height > kLargestGrid) return TexelFormat::other;
+    if (image.rgbe_encoded) return TexelFormat::rgbe;
+    if (image.bits != 8) return TexelFormat::other;
+    switch (image.channels) {
+    case 1: return TexelFormat::grey_bytes;
+    case 3: return TexelFormat::rgb_bytes;
+    case 4: return TexelFormat::rgba_bytes;
+    default: return TexelFormat::other;
+    }
+}
+
+TexelGrid grid_of(const Image& image) {
+    const int texel_bytes = image.rgbe_encoded ? static_cast<int>(sizeof(Rgbe)) : image.channels;
+    return {{static_cast<float>(image.width), static_cast<float>(image.height)},
+            {image.width - 1, image.height - 1},
+            static_cast<std::size_t>(texel_bytes) * static_cast<std::size_t>(image.width),
+            format_of(image)};
+}
+
 } // namespace
 
 void AllocateImage(Image& image, int width, int height, int channels, int bits, bool rgbe) {
@@ -25,6 +45,7 @@ void AllocateImage(Image& image, int width, int height, int channels, int bits, 
     image.channels = channels;
     image.bits = bits;
     image.rgbe_encoded = rgbe;
+    image.grid = grid_of(image);
     const std::size_t texels = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
     const std::size_t values = texels * static_cast<std::size_t>(channels);
     if (rgbe) return image.rgbe.resize(texels);

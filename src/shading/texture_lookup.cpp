@@ -47,12 +47,16 @@ bool has_pixels(const Image& image) {
     return image.width > 0 && image.height > 0;
 }
 
+bool is_finite(const Vec2& uv) {
+    return std::isfinite(uv.x) && std::isfinite(uv.y);
+}
+
 int wrap(int x, int size, Wrap mode) {
     if (mode == Wrap::clamp) return std::clamp(x, 0, size - 1);
     return x < 0 ? size - 1 + (x + 1) % size : x % size;
 }
 
-[[gnu::noinline]] Vec3 transform_color(const Mat4& m, const Vec3& c) {
+Vec3 transform_color(const Mat4& m, const Vec3& c) {
     const float w = m.m[3][0] * c.x + (m.m[3][1] + m.m[3][2]) * c.y + m.m[3][3];
     const Mat3 rows = upper_left(m);
     return (rows * c + Vec3{m.m[0][3], m.m[1][3], m.m[2][3]}) / w;
@@ -75,102 +79,161 @@ struct Place {
     float t = 0.0f;
 };
 
-// False when the coordinate is not one between two texels of the image.
-[[gnu::always_inline]] inline bool place_inside(float x, int size, Place& place) {
-    if (!(x >= 0.0f && x < kLargestCoordinate)) return false;
-    const int low = static_cast<int>(x);
-    place = {low, low + 1, x - static_cast<float>(low)};
-    return low < size - 1;
-}
-
-[[gnu::always_inline]] inline Place place_of(float coordinate, int size, Wrap mode) {
+Place place_of(float coordinate, int size, Wrap mode) {
     const float x = std::clamp(coordinate, -kLargestCoordinate, kLargestCoordinate);
     const int cut = static_cast<int>(x); // with the line below a floor without a call
     const int low = cut - (static_cast<float>(cut) > x ? 1 : 0);
     const float t = x - static_cast<float>(low);
+    if (low >= 0 && low < size - 1) return {low, low + 1, t};
     const int wrapped = wrap(low, size, mode);
     if (mode == Wrap::repeat) return {wrapped, wrapped == size - 1 ? 0 : wrapped + 1, t};
     return {wrapped, wrap(low + 1, size, mode), t};
 }
 
-[[gnu::noinline]] Vec3 texel_at(const Image& image, int x, int y, float gamma) {
+Vec3 texel_at(const Image& image, int x, int y, float gamma) {
     const std::int64_t index = static_cast<std::int64_t>(y) * image.width + x;
     return corrected(read_texel(image, index), gamma);
 }
 
-[[gnu::noinline]] Vec3 stochastic(const Image& image, const Place& x, const Place& y, float gamma) {
+Vec3 stochastic(const Image& image, const Place& x, const Place& y, float gamma) {
     const float d1 = random_unit();
     const float d2 = random_unit();
     return texel_at(image, x.t > d1 ? x.high : x.low, y.t > d2 ? y.high : y.low, gamma);
 }
 
-template<typename Value>
-Value mix(const Value& a, const Value& b, float t) {
+Vec3 mix(const Vec3& a, const Vec3& b, float t) {
     return (1.0f - t) * a + t * b;
 }
 
-// First along x, then along y; texel(x, y) reads one.
-template<typename Texel>
-auto mix_square(const Place& x, const Place& y, Texel texel) {
-    return mix(mix(texel(x.low, y.low), texel(x.high, y.low), x.t),
-               mix(texel(x.low, y.high), texel(x.high, y.high), x.t), y.t);
+// First along x, then along y.
+Vec3 bilinear(const Image& image, const Place& x, const Place& y, float gamma) {
+    const auto row = [&](int number) {
+        return mix(texel_at(image, x.low, number, gamma), texel_at(image, x.high, number, gamma),
+                   x.t);
+    };
+    return mix(row(y.low), row(y.high), y.t);
 }
 
-std::size_t offset(int step, int count) {
-    return static_cast<std::size_t>(step) * static_cast<std::size_t>(count);
-}
-
-Vec3 bilinear_grey(const Image& image, const Place& x, const Place& y) {
-    return splat(mix_square(x, y, [&](int column, int row) {
-        return kByteValues[image.bytes[offset(image.width, row) + offset(1, column)]];
-    }));
-}
-
-Vec3 bilinear_rgbe(const Image& image, const Place& x, const Place& y) {
-    return first_three(mix_square(x, y, [&](int column, int row) {
-        const Rgbe& texel = image.rgbe[offset(image.width, row) + offset(1, column)];
-        return RgbeExponents[texel.e] * load_bytes(&texel.r);
-    }));
-}
-
-// Reads four bytes of texels that may have three.
-Vec3 bilinear_bytes(const Image& image, const Place& x, const Place& y) {
-    const int row_bytes = image.channels * image.width;
-    return first_three(mix_square(x, y, [&](int column, int row) {
-        const std::size_t first = offset(row_bytes, row) + offset(image.channels, column);
-        return kUnitPerStep * load_bytes(&image.bytes[first]);
-    }));
-}
-
-bool reads_last_texel(const Image& image, const Place& x, const Place& y) {
-    return std::max(x.low, x.high) == image.width - 1
-           && std::max(y.low, y.high) == image.height - 1;
-}
-
-// Out of line, as is the stochastic pick: their calls would cost the common cases below registers.
-[[gnu::noinline]] Vec3 bilinear_texels(const Image& image, const Place& x, const Place& y,
-                                       float gamma) {
-    return mix_square(x, y,
-                      [&](int column, int row) { return texel_at(image, column, row, gamma); });
-}
-
-[[gnu::always_inline]] inline Vec3 bilinear(const Image& image, const Place& x, const Place& y,
-                                            float gamma) {
-    if (gamma == 1.0f && image.rgbe_encoded) return bilinear_rgbe(image, x, y);
-    if (gamma == 1.0f && image.bits == 8 && image.channels == 1) return bilinear_grey(image, x, y);
-    if (gamma == 1.0f && image.bits == 8 && image.channels > 2 && !reads_last_texel(image, x, y))
-        return bilinear_bytes(image, x, y);
-    return bilinear_texels(image, x, y, gamma);
-}
-
-[[gnu::always_inline]] inline Vec3 filtered(const Image& image, const Place& x, const Place& y,
-                                            const ShaderElement& element) {
+// Any filter at any place of any image.
+[[gnu::noinline]] Vec3 filter_any(const Image& image, const Vec2& uv,
+                                  const ShaderElement& element) {
+    if (!has_pixels(image) || !is_finite(uv)) return {};
+    const Place x = place_of(static_cast<float>(image.width) * uv.x, image.width, element.wrap_u);
+    const Place y = place_of(static_cast<float>(image.height) * uv.y, image.height, element.wrap_v);
     switch (element.pixel_sampler) {
     case PixelSampler::nearest: return texel_at(image, x.low, y.low, element.gamma);
     case PixelSampler::stochastic: return stochastic(image, x, y, element.gamma);
     case PixelSampler::bilinear: return bilinear(image, x, y, element.gamma);
     }
     std::abort();
+}
+
+// Lane 3 is not used, and other than the others: g++ takes two instructions to load a constant of
+// four equal lanes.
+constexpr Float4 kOne4 = {1.0f, 1.0f, 1.0f, 0.0f};
+constexpr Float4 kUnitPerStep4 = {kUnitPerStep, kUnitPerStep, kUnitPerStep, 0.0f};
+
+constexpr float kFarthest = static_cast<float>(kLargestGrid);
+constexpr float kFarthestSquare = kFarthest * kFarthest;
+constexpr Float4 kFarthestSquare4 = {kFarthestSquare, kFarthestSquare, 0.0f, 0.0f};
+
+// Four texels: columns in lane 0, rows in lane 1, and the distances from the lower ones.
+struct Square {
+    Int4 low, high;
+    Float4 t;
+};
+
+bool all_two(Int4 is_true) {
+    return first_two(is_true) == -1;
+}
+
+Int4 zero_above(Int4 v, Int4 last) {
+    return v & ~(v > last);
+}
+
+// False at places far away, and where a clamped axis ends. Wrapped without a division: the tile that
+// a place lies in is known from its coordinate, whose product with the size may only be rounded up to
+// the first texel of the next tile.
+[[gnu::always_inline]] inline bool find_square(const TexelGrid& grid, const Vec2& uv,
+                                               const ShaderElement& element, Square& square) {
+    const Float4 size = load_two<Float4>(grid.size), coordinates = load_two<Float4>(uv);
+    const Float4 place = size * coordinates;
+    if (!all_two(place * place <= kFarthestSquare4)) return false;
+    const Int4 last = load_two<Int4>(grid.last);
+    const Int4 low = round_down(place);
+    const Int4 first = truncate(size * to_float(round_down(coordinates))); // of the tile
+    square.low = zero_above(low - first, last);
+    square.high = zero_above(square.low + 1, last);
+    square.t = place - to_float(low);
+    if (element.wrap_u == Wrap::repeat && element.wrap_v == Wrap::repeat) return true;
+    return all_two((low == square.low) & (low < last));
+}
+
+// texel(row, column) reads one.
+template<typename Texel>
+[[gnu::always_inline]] inline Vec3 mix_square(const std::uint8_t* pixels, std::size_t row_bytes,
+                                              const Square& square, Texel texel) {
+    const auto low = static_cast<std::uint64_t>(first_two(square.low));
+    const auto high = static_cast<std::uint64_t>(first_two(square.high));
+    const std::uint64_t left = low & 0xFFFFFFFFu, right = high & 0xFFFFFFFFu;
+    const std::uint8_t* const lower = pixels + row_bytes * (low >> 32);
+    const std::uint8_t* const upper = pixels + row_bytes * (high >> 32);
+    const float tx = square.t[0], ty = square.t[1];
+    const Float4 x = {tx, tx, tx, tx}, y = {ty, ty, ty, ty};
+    const Float4 below = (kOne4 - x) * texel(lower, left) + x * texel(lower, right);
+    const Float4 above = (kOne4 - x) * texel(upper, left) + x * texel(upper, right);
+    return first_three((kOne4 - y) * below + y * above);
+}
+
+Float4 grey_texel(const std::uint8_t* row, std::uint64_t column) {
+    const float value = kByteValues[row[column]];
+    return Float4{value, value, value, value};
+}
+
+// Reads four bytes of texels that may have three.
+template<int Channels>
+Float4 byte_texel(const std::uint8_t* row, std::uint64_t column) {
+    return kUnitPerStep4 * load_bytes(row + Channels * column);
+}
+
+Float4 rgbe_texel(const std::uint8_t* row, std::uint64_t column) {
+    const std::uint8_t* const texel = row + sizeof(Rgbe) * column;
+    return RgbeExponents[texel[3]] * load_bytes(texel);
+}
+
+bool has_last_texel(const TexelGrid& grid, const Square& square) {
+    const Int4 last = load_two<Int4>(grid.last);
+    return all_two((square.low == last) | (square.high == last));
+}
+
+[[gnu::noinline]] Vec3 filtered(const Image& image, const Vec2& uv, const ShaderElement& element) {
+    const TexelGrid& grid = image.grid;
+    Square square;
+    if (grid.format == TexelFormat::other || element.pixel_sampler != PixelSampler::bilinear
+        || element.gamma != 1.0f || !find_square(grid, uv, element, square))
+        return filter_any(image, uv, element);
+    switch (grid.format) {
+    case TexelFormat::grey_bytes:
+        return mix_square(image.bytes.data(), grid.row_bytes, square, grey_texel);
+    case TexelFormat::rgb_bytes:
+        if (has_last_texel(grid, square)) break;
+        return mix_square(image.bytes.data(), grid.row_bytes, square, byte_texel<3>);
+    case TexelFormat::rgba_bytes:
+        return mix_square(image.bytes.data(), grid.row_bytes, square, byte_texel<4>);
+    case TexelFormat::rgbe:
+        return mix_square(&image.rgbe.data()->r, grid.row_bytes, square, rgbe_texel);
+    case TexelFormat::other: break;
+    }
+    return filter_any(image, uv, element);
+}
+
+// Out of line: with a call in it that comes back, the look-up without transforms would need a frame.
+[[gnu::noinline]] Vec3 transformed(const Image& image, const Vec2& uv,
+                                   const ShaderElement& element) {
+    const Vec2 place = element.uv_matrix_identity ? uv : transform_uv(element.uv_matrix, uv);
+    if (!has_pixels(image) || !is_finite(place)) return {};
+    const Vec3 color = filtered(image, place, element);
+    return element.color_matrix_identity ? color : transform_color(element.color_matrix, color);
 }
 
 } // namespace
@@ -190,18 +253,9 @@ std::int64_t texel_index(const Image& image, int x, int y, Wrap wrap_u, Wrap wra
 }
 
 Vec3 sample_texture(const Image& image, const Vec2& uv, const ShaderElement& element) {
-    if (!has_pixels(image)) return {};
-    const Vec2 place = element.uv_matrix_identity ? uv : transform_uv(element.uv_matrix, uv);
-    const float column = static_cast<float>(image.width) * place.x;
-    const float row = static_cast<float>(image.height) * place.y;
-    Place x, y;
-    if (!place_inside(column, image.width, x) || !place_inside(row, image.height, y)) {
-        if (!std::isfinite(place.x) || !std::isfinite(place.y)) return {};
-        x = place_of(column, image.width, element.wrap_u);
-        y = place_of(row, image.height, element.wrap_v);
-    }
-    const Vec3 color = filtered(image, x, y, element);
-    return element.color_matrix_identity ? color : transform_color(element.color_matrix, color);
+    if (element.uv_matrix_identity && element.color_matrix_identity)
+        return filtered(image, uv, element);
+    return transformed(image, uv, element);
 }
 
 } // namespace mh

@@ -50,6 +50,21 @@ enum class PixelSampler : std::uint8_t { nearest = 0, stochastic = 1, bilinear =
 
 enum class Wrap : std::uint8_t { repeat = 0, clamp = 1 };
 
+// Layouts of texels that have look-ups of their own.
+enum class TexelFormat : std::uint8_t { other, grey_bytes, rgb_bytes, rgba_bytes, rgbe };
+
+// Texels along an axis up to which such look-ups are exact: floats hold the integers up to four times
+// as many.
+constexpr std::int32_t kLargestGrid = 1 << 22;
+
+// What such look-ups need of an image beside its pixels.
+struct TexelGrid {
+    Vec2 size;                       // columns and rows
+    std::int32_t last[2] = {-1, -1}; // column and row
+    std::size_t row_bytes = 0;
+    TexelFormat format = TexelFormat::other;
+};
+
 // Pixels in the width in which the file stored them: rows of interleaved channels, red first. Only
 // the array that `bits` (or `rgbe_encoded`) names is filled.
 struct Image {
@@ -66,6 +81,7 @@ struct Image {
     std::int32_t channels = 3; // 1, 3 or 4
     std::int32_t width = 0, height = 0;
     bool rgbe_encoded = false;
+    TexelGrid grid; // derived by AllocateImage
 };
 
 // One slot: a colour, and an image that multiplies it when there is one.
