@@ -24,12 +24,14 @@ namespace mh {
 namespace {
 
 constexpr double kBytesOfGigabyte = 1024.0 * 1024.0 * 1024.0;
+constexpr std::size_t kMostComparisons = 300000; // of names; takes some tenths of a second
 
 struct Checking {
     std::string directory;
     SceneLines& lines;
     CapturedReport& report;
     std::set<std::string> shaders, objects;
+    std::size_t comparisons = 0; // of unknown names with known ones, so far
 };
 
 void add_fault(Checking& check, const Place& place, const std::string& message,
@@ -41,7 +43,11 @@ void add_scene_fault(Checking& check, const std::string& message) {
     add_fault(check, {check.directory, 0, 0, {}}, message);
 }
 
-std::string nearest_of(const std::string& name, const std::set<std::string>& names) {
+// Among thousands of unknown names and thousands of known ones, the later ones get no suggestion.
+std::string nearest_of(Checking& check, const std::string& name,
+                       const std::set<std::string>& names) {
+    check.comparisons += names.size();
+    if (check.comparisons > kMostComparisons) return {};
     const std::vector<std::string_view> legal(names.begin(), names.end());
     return NearestWord(name, legal);
 }
@@ -63,10 +69,10 @@ void check_used_names(Checking& check) {
     for (const Mention& mention : check.lines.mentions) {
         if (mention.role == Role::shader_name && !check.shaders.contains(mention.name))
             add_fault(check, mention.place, "no shader is named " + in_quotes(mention.name),
-                      nearest_of(mention.name, check.shaders));
+                      nearest_of(check, mention.name, check.shaders));
         if (mention.role == Role::object_name && !check.objects.contains(mention.name))
             add_fault(check, mention.place, "no object is named " + in_quotes(mention.name),
-                      nearest_of(mention.name, check.objects));
+                      nearest_of(check, mention.name, check.objects));
     }
 }
 
@@ -88,7 +94,7 @@ void check_materials(Checking& check, const std::string& path) {
         add_fault(
             check,
             {path, number + 1, static_cast<int>(word.data() - line.data()) + 1, std::string(line)},
-            "no shader is named " + in_quotes(name), nearest_of(name, check.shaders));
+            "no shader is named " + in_quotes(name), nearest_of(check, name, check.shaders));
     }
 }
 
@@ -163,7 +169,7 @@ void check_channels(Checking& check) {
         if (mention.role == Role::channel && !legal.contains(mention.name))
             add_fault(check, mention.place,
                       in_quotes(mention.name) + " is no channel, and no geometry has such an array",
-                      nearest_of(mention.name, legal));
+                      nearest_of(check, mention.name, legal));
 }
 
 bool gathers_photons() {
@@ -260,7 +266,7 @@ void check_memory(Checking& check, double image_bytes) {
 
 void CheckReadScene(const std::string& directory, SceneLines& lines, CapturedReport& report) {
     report.take_messages();
-    Checking check = {directory, lines, report, {}, {}};
+    Checking check = {directory, lines, report, {}, {}, 0};
     check.shaders = defined_names(check, Role::defines_shader, "shader");
     check.objects = defined_names(check, Role::defines_object, "object");
     check_used_names(check);

@@ -38,10 +38,12 @@ std::size_t slips(std::string_view a, std::string_view b) {
 } // namespace
 
 std::string NearestWord(std::string_view word, std::span<const std::string_view> legal) {
-    constexpr std::size_t kLettersOfSlip = 3;
+    constexpr std::size_t kLettersOfSlip = 3, kLongest = 64;
     std::size_t least = std::max<std::size_t>(word.size() / kLettersOfSlip, 1) + 1;
     std::string nearest;
+    if (word.size() > kLongest) return nearest;
     for (const std::string_view candidate : legal) {
+        if (candidate.size() > kLongest) continue;
         const std::size_t distance = slips(word, candidate);
         if (distance >= least || distance >= candidate.size()) continue;
         least = distance;

@@ -4,33 +4,24 @@
 
 #include "frame/report.h"
 #include "geometry/objects.h"
+#include "math/name_index.h"
 
 #include <algorithm>
-#include <string_view>
-#include <unordered_map>
 
 namespace mh {
 
 namespace {
 
-using NameTable = std::unordered_map<std::string_view, std::uint32_t>;
-
-NameTable name_table() {
-    NameTable table;
-    for (std::size_t i = 0; i < Objects.size(); ++i) {
-        if (!Objects[i].name.empty()) table.emplace(Objects[i].name, static_cast<std::uint32_t>(i));
-    }
-    return table;
-}
-
-void resolve(Instance& instance, const NameTable& names) {
+// An object without a name is no target.
+void resolve(Instance& instance, NameIndex& names) {
     if (instance.object < Objects.size()) return;
-    const auto target = names.find(instance.object_name);
-    const bool known = instance.object == kUnresolved && target != names.end();
-    instance.object = known ? target->second : kUnresolved;
+    int target = -1;
+    if (instance.object == kUnresolved && !instance.object_name.empty())
+        target = FindName(names, Objects, &Object::name, instance.object_name);
+    instance.object = target < 0 ? kUnresolved : static_cast<std::uint32_t>(target);
 }
 
-void resolve_instances_of(Object& object, const NameTable& names) {
+void resolve_instances_of(Object& object, NameIndex& names) {
     const Instance* first_unknown = nullptr;
     for (Instance& instance : object.instances) {
         resolve(instance, names);
@@ -130,7 +121,7 @@ std::vector<std::uint32_t> longest_depths(const std::vector<std::uint32_t>& targ
 } // namespace
 
 void ResolveInstances() {
-    const NameTable names = name_table();
+    NameIndex names;
     for (Object& object : Objects)
         resolve_instances_of(object, names);
 }

@@ -56,7 +56,8 @@ MH_API int mhAddShader(void) {
 }
 
 MH_API void mhSetShaderName(int shader, const char* name) {
-    if (Shader* record = shader_at(__func__, shader)) SetText(__func__, name, record->name);
+    Shader* record = shader_at(__func__, shader);
+    if (record != nullptr && IsGiven(__func__, "the text", name)) RenameShader(*record, name);
 }
 
 MH_API void mhSetShaderVisibility(int shader, mhVisibility visibility) {

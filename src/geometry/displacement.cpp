@@ -15,12 +15,11 @@
 
 #include <algorithm>
 #include <limits>
+#include <map>
 
 namespace mh {
 
 namespace {
-
-constexpr std::int64_t kKept = -1; // level of faces that stay as they are
 
 // Fewer new triangles are made sooner than a team of threads starts.
 constexpr std::size_t kSmallPart = 2048;
@@ -29,7 +28,7 @@ constexpr std::size_t kSmallPart = 2048;
 struct Layer {
     Part& part;
     std::size_t index = 0;                                   // within the lists of the shaders
-    std::vector<std::int64_t> levels;                        // per shader
+    std::map<std::uint32_t, std::int64_t> levels;            // of shaders whose faces are divided
     std::vector<Triangle> faces;                             // to be divided
     std::vector<std::uint64_t> first_vertex, first_triangle; // of each face's grid
 };
@@ -74,7 +73,7 @@ double entry_bytes(const std::vector<VertexArray<T>>& arrays) {
 
 // What a face of this level takes while it is divided and smoothed, in bytes.
 double grid_bytes(const Part& part, double level) {
-    constexpr double kSmoothingPerVertex = 40.0, kSmoothingPerTriangle = 48.0; // its working data
+    constexpr double kSmoothingPerVertex = 40.0, kSmoothingPerTriangle = 56.0; // its working data
     const double entries = entry_bytes(part.vec2_arrays) + entry_bytes(part.scalar_arrays)
                            + entry_bytes(part.vec3_arrays);
     const double vertex = sizeof(Vec3) + 2 * sizeof(PackedUnit) + entries;
@@ -88,28 +87,28 @@ void warn_of_size(const Shader& shader, std::int64_t level) {
     ReportRule();
 }
 
-// Levels per shader of layer k; those whose grids would not fit into the machine are refused.
-std::vector<std::int64_t> admitted_levels(const Part& part, std::size_t k) {
+// Levels of layer k of the shaders that have it; those whose grids would not fit into the machine are refused.
+std::map<std::uint32_t, std::int64_t> admitted_levels(const Part& part, std::size_t k) {
     constexpr double kMostVertices = std::numeric_limits<std::uint32_t>::max();
-    std::vector<double> faces(Shaders.size());
+    std::map<std::uint32_t, double> faces_of_shader;
     for (const Triangle& t : part.triangles)
-        faces[t.shader] += 1.0;
-    std::vector<std::int64_t> levels(Shaders.size(), kKept);
+        faces_of_shader[t.shader] += 1.0;
+    std::map<std::uint32_t, std::int64_t> levels;
     double bytes = 0.0, vertices = static_cast<double>(part.positions.size());
-    for (std::size_t s = 0; s < levels.size(); ++s) {
-        const std::vector<ShaderElement>& layers = Shaders[s].displacement.vectors;
-        if (k >= layers.size() || faces[s] == 0.0) continue;
+    for (const auto& [shader, faces] : faces_of_shader) {
+        const std::vector<ShaderElement>& layers = Shaders[shader].displacement.vectors;
+        if (k >= layers.size()) continue;
         const std::int64_t level = std::max(layers[k].level, 0);
         const double exact = static_cast<double>(level);
-        const double more_bytes = faces[s] * grid_bytes(part, exact);
-        const double more_vertices = faces[s] * (exact + 1.0) * (exact + 2.0) / 2.0;
+        const double more_bytes = faces * grid_bytes(part, exact);
+        const double more_vertices = faces * (exact + 1.0) * (exact + 2.0) / 2.0;
         if (bytes + more_bytes > AvailableMemory() || vertices + more_vertices > kMostVertices) {
-            warn_of_size(Shaders[s], level);
+            warn_of_size(Shaders[shader], level);
             continue;
         }
         bytes += more_bytes;
         vertices += more_vertices;
-        levels[s] = level;
+        levels[shader] = level;
     }
     return levels;
 }
@@ -125,14 +124,14 @@ void take_faces(Layer& layer) {
     Part& part = layer.part;
     std::vector<Triangle> kept;
     for (const Triangle& face : part.triangles) {
-        const bool divided = layer.levels[face.shader] != kKept && has_frames(part, face);
+        const bool divided = layer.levels.contains(face.shader) && has_frames(part, face);
         (divided ? layer.faces : kept).push_back(face);
     }
     std::uint64_t vertex = part.positions.size(), triangle = kept.size();
     for (const Triangle& face : layer.faces) {
         layer.first_vertex.push_back(vertex);
         layer.first_triangle.push_back(triangle);
-        const auto level = static_cast<std::uint64_t>(layer.levels[face.shader]);
+        const auto level = static_cast<std::uint64_t>(layer.levels.at(face.shader));
         vertex += grid_points(level);
         triangle += level * level;
     }
@@ -223,7 +222,7 @@ void make_triangles(std::uint64_t level, std::uint64_t first_vertex, std::uint32
 void divide_face(Layer& layer, std::size_t i) {
     Part& part = layer.part;
     const Triangle& face = layer.faces[i];
-    const auto level = static_cast<std::uint64_t>(layer.levels[face.shader]);
+    const auto level = static_cast<std::uint64_t>(layer.levels.at(face.shader));
     if (level == 0) return; // such a face vanishes
     const ShaderElement& element = Shaders[face.shader].displacement.vectors[layer.index];
     const Corners corners = corners_of(part, face);

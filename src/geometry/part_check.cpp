@@ -50,26 +50,17 @@ void check_sizes(Part& part) {
     if (round) radii(part).resize(vertices); // absent radii are 0
 }
 
-// Per shader, whether faces that name it take the part's shader instead.
-std::vector<bool> undefined_shaders() {
-    std::vector<bool> undefined(Shaders.size());
-    for (std::size_t i = 0; i < Shaders.size(); ++i)
-        undefined[i] = Shaders[i].name == "undefined";
-    return undefined;
-}
-
 template<typename Face>
-void assign_shader(std::vector<Face>& faces, const std::vector<bool>& undefined,
-                   std::uint32_t shader) {
+void assign_shader(std::vector<Face>& faces, std::uint32_t shader) {
     for (Face& face : faces)
-        if (face.shader >= undefined.size() || undefined[face.shader]) face.shader = shader;
+        if (face.shader >= Shaders.size() || Shaders[face.shader].name == "undefined")
+            face.shader = shader;
 }
 
 void assign_shaders(Part& part) {
     if (part.shader_id >= Shaders.size()) part.shader_id = 0;
-    const std::vector<bool> undefined = undefined_shaders();
-    assign_shader(part.triangles, undefined, part.shader_id);
-    assign_shader(part.tetragons, undefined, part.shader_id);
+    assign_shader(part.triangles, part.shader_id);
+    assign_shader(part.tetragons, part.shader_id);
 }
 
 // Beyond this, products of coordinates leave the range of a float.

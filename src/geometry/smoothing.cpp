@@ -18,6 +18,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 
 namespace mh {
 
@@ -34,8 +35,11 @@ struct SmoothRule {
     float smallest_cosine = 0.0f; // of directions that are averaged
 };
 
+using SmoothRules = std::map<std::uint32_t, SmoothRule>; // of the shaders that a part's faces name
+
 struct FaceFrame {
     Vec3 normal, tangent;
+    SmoothRule rule;
 };
 
 struct FaceCorner {
@@ -51,7 +55,6 @@ struct NewVertex {
 
 struct Smoothing {
     Part& part;
-    std::vector<SmoothRule> rules; // per shader
     std::vector<FaceFrame> frames; // per face
     std::vector<std::uint32_t> group_start;
     std::vector<FaceCorner> corners; // group after group
@@ -83,11 +86,12 @@ SmoothRule rule_of(float smooth_angle_deg) {
     return {Smoothness::angle, smallest_cosine_within(smooth_angle_deg * kRadiansPerDegree)};
 }
 
-std::vector<SmoothRule> shader_rules() {
-    std::vector<SmoothRule> rules(Shaders.size());
-    for (std::size_t i = 0; i < rules.size(); ++i)
-        rules[i] = rule_of(Shaders[i].smooth_angle);
-    return rules;
+template<typename Face>
+void add_rules(const std::vector<Face>& faces, SmoothRules& rules) {
+    for (const Face& face : faces) {
+        const auto [entry, added] = rules.try_emplace(face.shader);
+        if (added) entry->second = rule_of(Shaders[face.shader].smooth_angle);
+    }
 }
 
 template<typename Face>
@@ -128,28 +132,31 @@ Vec3 face_tangent(const Part& part, const std::uint32_t* v, const Vec3& normal) 
     return unit_direction(e1 * (uv2.y - uv0.y) - e2 * (uv1.y - uv0.y));
 }
 
-FaceFrame frame_of(const Part& part, const Triangle& face) {
+FaceFrame frame_of(const Part& part, const SmoothRules& rules, const Triangle& face) {
     const std::vector<Vec3>& p = part.positions;
     const auto& v = face.vertex;
     const Vec3 normal = triangle_normal(p[v[0]], p[v[1]], p[v[2]]);
-    return {normal, face_tangent(part, v.data(), normal)};
+    return {normal, face_tangent(part, v.data(), normal), rules.at(face.shader)};
 }
 
-FaceFrame frame_of(const Part& part, const Tetragon& face) {
+FaceFrame frame_of(const Part& part, const SmoothRules& rules, const Tetragon& face) {
     const std::vector<Vec3>& p = part.positions;
     const auto& v = face.vertex;
     const Vec3 normal = tetragon_normal(p[v[0]], p[v[1]], p[v[2]], p[v[3]]);
-    return {normal, face_tangent(part, v.data(), normal)};
+    return {normal, face_tangent(part, v.data(), normal), rules.at(face.shader)};
 }
 
 std::vector<FaceFrame> face_frames(const Part& part) {
+    SmoothRules rules;
+    add_rules(part.triangles, rules);
+    add_rules(part.tetragons, rules);
     const std::size_t triangles = part.triangles.size();
     std::vector<FaceFrame> frames(triangles + part.tetragons.size());
 #pragma omp parallel for schedule(static) num_threads(team_size()) default(none)                   \
-    shared(frames, part, triangles) if (frames.size() > kSmallPart)
+    shared(frames, part, rules, triangles) if (frames.size() > kSmallPart)
     for (std::size_t i = 0; i < frames.size(); ++i)
-        frames[i] = i < triangles ? frame_of(part, part.triangles[i])
-                                  : frame_of(part, part.tetragons[i - triangles]);
+        frames[i] = i < triangles ? frame_of(part, rules, part.triangles[i])
+                                  : frame_of(part, rules, part.tetragons[i - triangles]);
     return frames;
 }
 
@@ -203,13 +210,6 @@ std::uint32_t& vertex_slot(Part& part, const FaceCorner& corner) {
     const std::size_t triangles = part.triangles.size();
     return corner.face < triangles ? part.triangles[corner.face].vertex[corner.corner]
                                    : part.tetragons[corner.face - triangles].vertex[corner.corner];
-}
-
-const SmoothRule& rule_of(const Smoothing& work, const FaceCorner& corner) {
-    const std::size_t triangles = work.part.triangles.size();
-    return work
-        .rules[corner.face < triangles ? work.part.triangles[corner.face].shader
-                                       : work.part.tetragons[corner.face - triangles].shader];
 }
 
 // The normal or tangent of a corner: `own` is that of its face, `old` what its vertex had.
@@ -272,12 +272,11 @@ void smooth_group(Smoothing& work, Run& run, std::size_t group) {
     const Part& part = work.part;
     for (std::size_t i = first; i < last; ++i) {
         const FaceCorner& corner = work.corners[i];
-        const SmoothRule& rule = rule_of(work, corner);
         const FaceFrame& frame = work.frames[corner.face];
         std::uint32_t& slot = vertex_slot(work.part, corner);
-        const NewVertex vertex = {slot,
-                                  smoothed(rule, run.normals, frame.normal, part.normals, slot),
-                                  smoothed(rule, run.tangents, frame.tangent, part.tangents, slot)};
+        const NewVertex vertex = {
+            slot, smoothed(frame.rule, run.normals, frame.normal, part.normals, slot),
+            smoothed(frame.rule, run.tangents, frame.tangent, part.tangents, slot)};
         slot = place_vertex(part, run, first_of_group, vertex, large);
     }
 }
@@ -338,7 +337,7 @@ std::vector<Run> make_runs(std::size_t groups) {
 }
 
 void smooth_faces(Part& part) {
-    Smoothing work = {part, shader_rules(), face_frames(part), {}, {}};
+    Smoothing work = {part, face_frames(part), {}, {}};
     make_groups(work);
     std::vector<Run> runs = make_runs(work.group_start.size() - 1);
 #pragma omp parallel for schedule(static) num_threads(team_size()) default(none)                   \

@@ -68,16 +68,16 @@ Ray query_ray(const Ray& parent, const Vec3& origin, const Vec3& direction, floa
 
 void ResolveLink(LightLink& link) {
     for (const std::string& name : link.names) {
-        const std::int32_t index = FindShader(name);
-        const auto slot = static_cast<std::size_t>(index);
-        if (slot >= Shaders.size() || Shaders[slot].name != name) continue;
-        if (link.shaders.empty() || !is_linked(link, index)) link.shaders.push_back(index);
+        const int shader = FindNamedShader(name);
+        if (shader >= 0) link.shaders.push_back(shader);
     }
+    std::sort(link.shaders.begin(), link.shaders.end());
+    link.shaders.erase(std::unique(link.shaders.begin(), link.shaders.end()), link.shaders.end());
 }
 
 bool is_linked(const LightLink& link, std::int32_t shader) {
     if (link.shaders.empty()) return true;
-    return std::find(link.shaders.begin(), link.shaders.end(), shader) != link.shaders.end();
+    return std::binary_search(link.shaders.begin(), link.shaders.end(), shader);
 }
 
 SampleLoop first_hit_loop(const Ray& ray, const SurfacePoint& point, std::int32_t sample) {

@@ -36,7 +36,7 @@ inline LightSplit& operator+=(LightSplit& a, const LightSplit& b) {
 // Shaders that a light reaches; no indices, once the names are resolved, means all of them.
 struct LightLink {
     std::vector<std::string> names;    // of scene files
-    std::vector<std::int32_t> shaders; // of hosts, and the names once resolved
+    std::vector<std::int32_t> shaders; // of hosts; once resolved those of the names too, sorted
 };
 
 // The base of the analytic lights.

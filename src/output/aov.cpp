@@ -11,6 +11,7 @@
 #include "output/camera.h"
 #include "output/image_writer.h"
 #include "shading/images.h"
+#include "shading/shaders.h"
 
 #include <algorithm>
 #include <array>
@@ -27,9 +28,8 @@ constexpr std::int32_t kNoShader = -2; // the filter names a shader that does no
 
 std::int32_t resolve_filter(const std::string& name) {
     if (name.empty()) return kAnyShader;
-    for (std::size_t i = 0; i < Shaders.size(); ++i)
-        if (Shaders[i].name == name) return static_cast<std::int32_t>(i);
-    return kNoShader;
+    const int shader = FindNamedShader(name);
+    return shader < 0 ? kNoShader : shader;
 }
 
 // 1 / number of samples that a pixel gets; 0 where that number is none.

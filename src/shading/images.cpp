@@ -3,6 +3,7 @@
 #include "shading/images.h"
 
 #include "frame/report.h"
+#include "math/name_index.h"
 #include "shading/image_reader.h"
 
 #include <algorithm>
@@ -14,6 +15,8 @@
 namespace mh {
 
 namespace {
+
+NameIndex paths; // of the image table
 
 // The value as an integer of the image's width; the converse of reading a texel.
 template<typename Integer>
@@ -60,9 +63,8 @@ std::string find_file(const std::string& path) {
 
 int FindOrAddImage(const std::string& path) {
     if (path.empty()) return -1;
-    const auto found = std::find_if(Textures.begin(), Textures.end(),
-                                    [&](const Image& image) { return image.path == path; });
-    if (found != Textures.end()) return static_cast<int>(found - Textures.begin());
+    const int found = FindName(paths, Textures, &Image::path, path);
+    if (found >= 0) return found;
     Textures.emplace_back();
     Textures.back().path = path;
     return static_cast<int>(Textures.size()) - 1;

@@ -5,6 +5,7 @@
 
 #include "frame/report.h"
 #include "math/constants.h"
+#include "math/name_index.h"
 #include "shading/evaluate.h"
 #include "shading/images.h"
 #include "shading/media.h"
@@ -17,11 +18,7 @@ namespace {
 
 constexpr const char* kUndefined = "undefined";
 
-int find_named(const std::string& name) {
-    const auto found = std::find_if(Shaders.begin(), Shaders.end(),
-                                    [&](const Shader& shader) { return shader.name == name; });
-    return found == Shaders.end() ? -1 : static_cast<int>(found - Shaders.begin());
-}
+NameIndex names; // of the shader table
 
 void add_layer_of(Shader& shader, Sideness sideness) {
     const int layer = AddSurfaceLayer(shader);
@@ -148,12 +145,21 @@ int AddSurfaceLayer(Shader& shader) {
     return static_cast<int>(shader.layers.size()) - 1;
 }
 
+void RenameShader(Shader& shader, const std::string& name) {
+    shader.name = name;
+    names = {};
+}
+
+int FindNamedShader(const std::string& name) {
+    return FindName(names, Shaders, &Shader::name, name);
+}
+
 int FindShader(const std::string& name) {
-    return std::max(find_named(name), 0);
+    return std::max(FindNamedShader(name), 0);
 }
 
 int FindOrAddShader(const std::string& name) {
-    const int found = find_named(name);
+    const int found = FindNamedShader(name);
     if (found >= 0) return found;
     const int index = AddShader();
     Shaders.back().name = name;
@@ -187,7 +193,7 @@ void FinishShader(Shader& shader) {
 }
 
 void InitializeShaders() {
-    const int undefined = find_named(kUndefined);
+    const int undefined = FindNamedShader(kUndefined);
     if (undefined >= 0) FinishShader(Shaders[static_cast<std::size_t>(undefined)]);
     for (Shader& shader : Shaders)
         FinishShader(shader);
@@ -198,6 +204,7 @@ void InitializeShaders() {
 
 void FinalizeShaders() {
     Shaders = {};
+    names = {};
 }
 
 } // namespace mh

@@ -17,10 +17,16 @@ int AddShader();
 // Appends a default layer; returns its index within the shader.
 int AddSurfaceLayer(Shader& shader);
 
-// Index of the first shader of that name, byte for byte; 0 ("undefined") when there is none.
+// The one way to rename a shader of the table: look-ups see it from then on.
+void RenameShader(Shader& shader, const std::string& name);
+
+// Index of the first shader of that name, byte for byte; -1 when there is none.
+int FindNamedShader(const std::string& name);
+
+// The same, but 0 ("undefined") when there is none.
 int FindShader(const std::string& name);
 
-// The same, but appends a default shader of that name when there is none.
+// The same as well, but appends a default shader of that name when there is none.
 int FindOrAddShader(const std::string& name);
 
 // Puts a grey, lambertian shader "undefined" at the start of the table: what objects without a

@@ -7,7 +7,9 @@
 #include "support/fresh_scene.h"
 #include "support/replay.h"
 
+#include <algorithm>
 #include <array>
+#include <random>
 
 #include <gtest/gtest.h>
 
@@ -98,6 +100,29 @@ TEST(PickLayer, FollowsTheWeights) {
     for (const std::size_t layer : {0u, 1u, 2u})
         slot(shader, Element::weight, layer).color = splat(-1.0f);
     EXPECT_LT(static_cast<unsigned>(pick_layer(shader, {}, false)), 3u);
+}
+
+TEST(FindShader, AgreesWithASearchWhileShadersComeGoAndChangeTheirNames) {
+    FreshScene scene;
+    std::minstd_rand generator(5);
+    const auto drawn = [&](std::size_t limit) { return generator() % limit; };
+    for (int step = 0; step < 3000; ++step) {
+        const std::string name = std::to_string(drawn(40));
+        const auto found = std::find_if(Shaders.begin(), Shaders.end(),
+                                        [&](const Shader& shader) { return shader.name == name; });
+        const int wanted = found == Shaders.end() ? -1 : static_cast<int>(found - Shaders.begin());
+        ASSERT_EQ(FindNamedShader(name), wanted) << step;
+        ASSERT_EQ(FindShader(name), std::max(wanted, 0));
+        const std::size_t kind = drawn(100);
+        if (kind == 0) {
+            FinalizeShaders();
+            CreateUndefinedShader();
+        } else if (kind < 40) {
+            RenameShader(Shaders[drawn(Shaders.size())], name);
+        } else {
+            ASSERT_EQ(FindOrAddShader(name), wanted < 0 ? int(Shaders.size()) - 1 : wanted);
+        }
+    }
 }
 
 } // namespace
