@@ -52,6 +52,10 @@ inline Triple<float> triple(const float* p) {
     return {p[0], p[1], p[2]};
 }
 
+inline Triple<float> triple(const Vec3& p) {
+    return {p.x, p.y, p.z};
+}
+
 template<typename T>
 inline Triple<T> fill(const Triple<float>& a) {
     return {fill<T>(a.x), fill<T>(a.y), fill<T>(a.z)};

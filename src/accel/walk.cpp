@@ -44,12 +44,6 @@ Vec3 shadow_inverse_direction(const Vec3& d) {
     return {-(1.0f / (0.0f - d.x)), -(1.0f / (0.0f - d.y)), -(1.0f / (0.0f - d.z))};
 }
 
-void copy(const Vec3& from, float* to) {
-    to[0] = from.x;
-    to[1] = from.y;
-    to[2] = from.z;
-}
-
 // The stream that rays enter; null when there is nothing to hit.
 const WalkUnit* root_stream() {
     if (RootObjectIndex >= Objects.size()) return nullptr;
@@ -63,9 +57,8 @@ bool can_hit(const Ray& ray) {
 }
 
 void fill_query(const Ray& ray, WalkQuery& query) {
-    copy(ray.origin, query.origin);
-    copy(ray.direction, query.direction);
-    copy(ray.inverse_direction, query.inverse);
+    query.origin = &ray.origin;
+    query.direction = &ray.direction;
     query.distance = ray.distance;
     query.source = identity(ray.source_kind, ray.source_primitive);
     query.target = identity(ray.hit_kind, ray.hit_primitive);
@@ -117,7 +110,7 @@ bool occluded(Ray& ray, bool (*walk)(const WalkUnit*, WalkQuery&), WalkQuery& qu
     ray.weight = splat(1.0f);
     ThreadState& state = ThreadStates[ray.thread];
     ++state.shadow_rays;
-    ray.inverse_direction = shadow_inverse_direction(ray.direction);
+    query.inverse = shadow_inverse_direction(ray.direction);
     const WalkUnit* root = root_stream();
     if (root == nullptr || !can_hit(ray)) return false;
     fill_query(ray, query);
@@ -160,16 +153,16 @@ void UseVectorWalks(bool vector) {
 }
 
 bool closest_hit(Ray& ray) {
-    ray.distance = kFar;
-    ray.inverse_direction = inverse_direction(ray.direction);
-    ray.direction = normalize(ray.direction);
     WalkQuery query;
+    query.inverse = inverse_direction(ray.direction);
+    ray.distance = kFar;
+    ray.direction = normalize(ray.direction);
     return find_nearest(ray, current->closest, query);
 }
 
 bool probe_hit(Ray& ray) {
-    ray.inverse_direction = inverse_direction(ray.direction);
     WalkQuery query;
+    query.inverse = inverse_direction(ray.direction);
     return find_nearest(ray, current->probe, query);
 }
 

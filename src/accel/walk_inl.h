@@ -9,7 +9,7 @@ namespace mh {
 namespace {
 
 inline LocalRay root_ray(const WalkQuery& query) {
-    return {triple(query.origin), triple(query.direction)};
+    return {triple(*query.origin), triple(*query.direction)};
 }
 
 template<Walk walk>

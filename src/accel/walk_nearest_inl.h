@@ -160,7 +160,7 @@ inline bool is_candidate(StackKey key) {
 template<Walk walk>
 bool walk_nearest(const WalkUnit* units, const LocalRay& local, const Triple<float>& inverse,
                   WalkQuery& query, int level) {
-    const WalkRay ray = walk_ray(local, inverse, Zero::forward);
+    const WalkRay ray = walk_ray(local, inverse);
     StackKey stack[kWalkStack];
     StackKey* top = stack;
     Candidates candidates;

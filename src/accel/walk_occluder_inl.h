@@ -77,7 +77,7 @@ inline bool occluded_in_node(const WalkNode<N>& node, const WalkRay& ray, WalkQu
 template<>
 bool walk_occluder<Walk::occlude>(const WalkUnit* units, const LocalRay& local,
                                   const Triple<float>& inverse, WalkQuery& query, int level) {
-    const WalkRay ray = walk_ray(local, inverse, Zero::backward);
+    const WalkRay ray = walk_ray(local, inverse);
     std::uint32_t stack[kWalkStack + kWide]; // store_falling writes up to kWide places too many
     std::uint32_t* top = stack;
     *top++ = kWalkEnd;
@@ -127,7 +127,7 @@ inline bool occluded_by_logged_leaf(const WalkUnit* units, StackKey leaf, const 
 template<>
 bool walk_occluder<Walk::occlude_log>(const WalkUnit* units, const LocalRay& local,
                                       const Triple<float>& inverse, WalkQuery& query, int level) {
-    const WalkRay ray = walk_ray(local, inverse, Zero::backward);
+    const WalkRay ray = walk_ray(local, inverse);
     StackKey stack[kWalkStack];
     StackKey* top = stack;
     *top++ = 0;

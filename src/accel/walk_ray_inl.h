@@ -15,43 +15,30 @@ struct PlaneRows {
     std::uint32_t near[3], far[3];
 };
 
-struct PlaneRowTable {
-    PlaneRows rows[8];
-};
-
-constexpr PlaneRowTable plane_row_table() {
+// Set by the signs of the inverse direction, without a branch, which would be guessed wrong on every
+// other ray.
+inline PlaneRows plane_rows(const Triple<float>& inverse) {
     constexpr std::uint32_t kRow = sizeof(Float8), kSide = 3 * kRow;
-    PlaneRowTable table = {};
-    for (std::uint32_t backward = 0; backward < 8; ++backward)
-        for (std::uint32_t axis = 0; axis < 3; ++axis) {
-            const std::uint32_t upper = (backward >> axis & 1u) * kSide;
-            table.rows[backward].near[axis] = axis * kRow + upper;
-            table.rows[backward].far[axis] = axis * kRow + kSide - upper;
-        }
-    return table;
+    const float components[3] = {inverse.x, inverse.y, inverse.z};
+    PlaneRows rows;
+    for (std::uint32_t axis = 0; axis < 3; ++axis) {
+        const std::uint32_t upper = float_bits(components[axis]) >> 31 != 0 ? kSide : 0;
+        rows.near[axis] = axis * kRow + upper;
+        rows.far[axis] = axis * kRow + kSide - upper;
+    }
+    return rows;
 }
-
-// Bit k of the index: the ray runs backward along axis k. A table, since a branch would be guessed
-// wrong on every other ray.
-constexpr PlaneRowTable kPlaneRows = plane_row_table();
 
 // A ray in the space of one object, and what nodes and blocks want of it.
 struct WalkRay {
-    LocalRay local;
+    const LocalRay& local;
     Triple<Float8> origin, direction, inverse; // broadcast
     PlaneRows rows;
 };
 
-// For which side of a box a component of 0 counts.
-enum class Zero { forward, backward };
-
-inline WalkRay walk_ray(const LocalRay& local, const Triple<float>& inverse, Zero zero) {
-    const Triple<float>& d = local.direction;
-    const Float4 direction = lanes(d.x, d.y, d.z, 0.0f), none = fill<Float4>(0.0f);
-    const unsigned backward =
-        zero == Zero::forward ? ~less_equal(none, direction) : less_equal(direction, none);
+inline WalkRay walk_ray(const LocalRay& local, const Triple<float>& inverse) {
     return {local, fill<Float8>(local.origin), fill<Float8>(local.direction), fill<Float8>(inverse),
-            kPlaneRows.rows[backward & 7u]};
+            plane_rows(inverse)};
 }
 
 inline Float8 lanes_of(const Float8& a, const Float8*) {

@@ -127,16 +127,15 @@ struct WalkLogEntry {
 };
 
 struct WalkQuery {
-    float origin[3];
-    float direction[3];           // unit for the closest hit
-    float inverse[3];             // 1 / direction; infinite where that is 0
-    float distance;               // limit, then the distance of the closest hit
-    std::uint64_t source, target; // index and kind << 32 of primitives that are not hit
-    unsigned visible;             // bit v: primitives of visibility v are hit
-    int hit_level = 0;            // instances around the closest hit
-    std::uint64_t hit = 0;        // its index and kind << 32; 0 before there is one
-    std::uint32_t hit_shader;     // of a face
-    std::uint8_t hit_part;        // within the object
+    const Vec3 *origin, *direction; // of the ray; unit for the closest hit
+    Vec3 inverse;                   // 1 / direction; infinite where that is 0
+    float distance;                 // limit, then the distance of the closest hit
+    std::uint64_t source, target;   // index and kind << 32 of primitives that are not hit
+    unsigned visible;               // bit v: primitives of visibility v are hit
+    int hit_level = 0;              // instances around the closest hit
+    std::uint64_t hit = 0;          // its index and kind << 32; 0 before there is one
+    std::uint32_t hit_shader;       // of a face
+    std::uint8_t hit_part;          // within the object
     float hit_a = 0.0f, hit_b = 0.0f, hit_c = 0.0f;
     bool front = false;
     const WalkPrimitive* hit_path[kWalkLevels];          // the instances around it, outermost first

@@ -141,10 +141,6 @@ inline Float4 operator/(Float4 a, Float4 b) {
     return {_mm_div_ps(a.v, b.v)};
 }
 
-inline Float4 lanes(float a, float b, float c, float d) {
-    return {_mm_setr_ps(a, b, c, d)};
-}
-
 inline Double4 operator+(Double4 a, Double4 b) {
     return {_mm256_add_pd(a.v, b.v)};
 }
@@ -286,10 +282,6 @@ inline Lanes<T, N> max(const Lanes<T, N>& a, const Lanes<T, N>& b) {
 template<typename T, int N>
 inline Lanes<T, N> min(const Lanes<T, N>& a, const Lanes<T, N>& b) {
     return each<N>([&](int k) { return a.v[k] < b.v[k] ? a.v[k] : b.v[k]; });
-}
-
-inline Float4 lanes(float a, float b, float c, float d) {
-    return {{a, b, c, d}};
 }
 
 inline Float8 root(const Float8& a) {
