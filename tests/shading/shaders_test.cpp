@@ -113,14 +113,14 @@ TEST(FindShader, AgreesWithASearchWhileShadersComeGoAndChangeTheirNames) {
         const int wanted = found == Shaders.end() ? -1 : static_cast<int>(found - Shaders.begin());
         ASSERT_EQ(FindNamedShader(name), wanted) << step;
         ASSERT_EQ(FindShader(name), std::max(wanted, 0));
-        const std::size_t kind = drawn(100);
+        const std::size_t kind = drawn(100), count = Shaders.size();
         if (kind == 0) {
             FinalizeShaders();
             CreateUndefinedShader();
         } else if (kind < 40) {
-            RenameShader(Shaders[drawn(Shaders.size())], name);
+            RenameShader(Shaders[drawn(count)], name);
         } else {
-            ASSERT_EQ(FindOrAddShader(name), wanted < 0 ? int(Shaders.size()) - 1 : wanted);
+            ASSERT_EQ(FindOrAddShader(name), wanted < 0 ? static_cast<int>(count) : wanted);
         }
     }
 }
