@@ -208,14 +208,14 @@ void bench_hair() {
 #endif
 }
 
-template<typename T>
-double bytes_of(const std::vector<T>& values) {
-    return static_cast<double>(values.capacity() * sizeof(T));
+template<typename Vector>
+double bytes_in(const Vector& values) {
+    return static_cast<double>(values.capacity() * sizeof values[0]);
 }
 
 double bytes_of(const Tree& tree) {
-    return bytes_of(tree.nodes) + bytes_of(tree.references) + bytes_of(tree.occlusion_log)
-           + bytes_of(tree.walk);
+    return bytes_in(tree.nodes) + bytes_in(tree.references) + bytes_in(tree.occlusion_log)
+           + bytes_in(tree.walk);
 }
 
 // Bytes a triangle beside the mesh: what the trees keep, and the peak of their construction.
@@ -230,7 +230,7 @@ void report_tree_memory(const Scene& terrain) {
     MakeTree(object);
     const double peak = 1048576.0 * (memory_megabytes("VmHWM") - before);
     std::printf("tree of a terrain, bytes a triangle: %.1f of which rays read %.1f, peak %.1f\n",
-                bytes_of(object.tree) / triangles, bytes_of(object.tree.walk) / triangles,
+                bytes_of(object.tree) / triangles, bytes_in(object.tree.walk) / triangles,
                 peak / triangles);
 #ifdef MOONHARE_EMBREE
     EmbreeScene other = MakeEmbreeMesh(terrain, 1);

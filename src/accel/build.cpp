@@ -10,7 +10,7 @@
 #include "math/threads.h"
 
 #include <algorithm>
-#include <memory>
+#include <span>
 
 namespace mh {
 
@@ -28,7 +28,7 @@ struct BuildTask {
 };
 
 struct Builder {
-    std::vector<BinaryNode>& nodes;
+    std::span<BinaryNode> nodes;
     BuildItems items;
     std::uint32_t grain = 0; // ranges above are split by all threads together
 };
@@ -142,6 +142,12 @@ Partition divide(const Builder& builder, const BuildTask& task) {
     return divided || task.range.count <= kMaxLeaf ? parts : middle(builder.items, task.range);
 }
 
+// The places of the nodes that would divide the references of a leaf.
+void clear_unused(std::span<BinaryNode> nodes, const BuildRange& range) {
+    for (std::uint32_t place = range.first + 1; place < range.first + range.count; ++place)
+        nodes[2 * place - 1] = nodes[2 * place] = {};
+}
+
 // Makes the task's node a leaf, or an inner node with a task for each child. The children's place
 // follows from where the references divide, so that threads need not agree on it: n references
 // have n - 1 such places.
@@ -154,10 +160,12 @@ bool split_node(const Builder& builder, const BuildTask& task, BuildTask& left, 
         node.first = range.first;
         node.count = range.count;
         node.box = to_aabb(range_bounds(builder.items, range));
+        clear_unused(builder.nodes, range);
         return false;
     }
     const std::uint32_t place = range.first + parts.left;
     node.first = 2 * place - 1;
+    node.count = 0;
     left = {node.first, task.level + 1, {range.first, parts.left}, parts.left_centers};
     right = {
         node.first + 1, task.level + 1, {place, range.count - parts.left}, parts.right_centers};
@@ -233,10 +241,10 @@ void Build(Object& object) {
     object.binary_references = {};
     make_references(object);
     const BuildRange all = {0, static_cast<std::uint32_t>(object.binary_references.size())};
-    const auto boxes = std::make_unique_for_overwrite<BuildBox[]>(all.count);
-    object.binary_nodes.resize(2 * static_cast<std::size_t>(all.count));
+    LargeVector<BuildBox> boxes(all.count);
+    if (all.count > 0) object.binary_nodes.resize(2 * static_cast<std::size_t>(all.count) - 1);
     const Builder builder = {
-        object.binary_nodes, {object.binary_references.data(), boxes.get()}, grain_of(all.count)};
+        object.binary_nodes, {object.binary_references.data(), boxes.data()}, grain_of(all.count)};
     if (all.count == 0) {
         report_level(0, false);
         report_level(1, true);

@@ -8,6 +8,7 @@
 #include "math/threads.h"
 
 #include <algorithm>
+#include <span>
 #include <utility>
 
 namespace mh {
@@ -25,16 +26,16 @@ struct Subtree {
     int slot = 0;
 };
 
-// Wide nodes that are numbered from 0 until they are joined to the tree.
+// Wide nodes that are numbered from 0 until they are joined to the tree at `offset`.
 struct Block {
     std::vector<WideNode> nodes;
-    std::uint32_t depth = 0;
+    std::uint32_t depth = 0, offset = 0;
 };
 
 struct Collapser {
-    const std::vector<BinaryNode>& nodes;
-    const std::vector<PrimitiveRef>& source;
-    std::vector<PrimitiveRef>& references;
+    std::span<const BinaryNode> nodes;
+    std::span<const PrimitiveRef> source;
+    std::span<PrimitiveRef> references;
     std::uint32_t grain = 0; // subtrees of at most so many primitives are put off, if allowed
 };
 
@@ -132,18 +133,24 @@ std::uint32_t collapse(const Collapser& c, const Subtree& subtree, Block& block,
     return index;
 }
 
-// Appends a block whose root is the child that a slot waits for.
+// Copies a block whose root is the child that a slot waits for.
 void join(Tree& tree, const Subtree& subtree, const Block& block) {
-    const auto offset = static_cast<std::uint32_t>(tree.nodes.size());
-    tree.nodes[subtree.parent].child[subtree.slot] = offset;
-    tree.nodes.insert(tree.nodes.end(), block.nodes.begin(), block.nodes.end());
-    for (std::size_t i = offset; i < tree.nodes.size(); ++i) {
-        for (int k = 0; k < kWide; ++k) {
-            WideNode& node = tree.nodes[i];
-            if (node.count[k] == 0 && node.child[k] != kEmptyChild) node.child[k] += offset;
-        }
+    tree.nodes[subtree.parent].child[subtree.slot] = block.offset;
+    WideNode* node = &tree.nodes[block.offset];
+    for (const WideNode& from : block.nodes) {
+        *node = from;
+        for (int k = 0; k < kWide; ++k)
+            if (node->count[k] == 0 && node->child[k] != kEmptyChild)
+                node->child[k] += block.offset;
+        ++node;
     }
-    tree.wide_depth = std::max(tree.wide_depth, block.depth);
+}
+
+void join_all(Tree& tree, const std::vector<Subtree>& subtrees, std::vector<Block>& blocks) {
+#pragma omp parallel for num_threads(team_size()) if (subtrees.size() > 1)                         \
+    schedule(dynamic, 1) default(none) shared(tree, subtrees, blocks)
+    for (std::size_t i = 0; i < subtrees.size(); ++i)
+        join(tree, subtrees[i], std::exchange(blocks[i], {}));
 }
 
 std::vector<Block> collapse_each(const Collapser& c, const std::vector<Subtree>& subtrees) {
@@ -170,14 +177,16 @@ void Collapse(Object& object) {
     std::vector<Subtree> later;
     collapse(c, {}, top, &later);
     std::vector<Block> blocks = collapse_each(c, later);
-    std::size_t size = top.nodes.size();
-    for (const Block& block : blocks)
-        size += block.nodes.size();
-    tree.nodes.reserve(size);
-    tree.nodes.assign(top.nodes.begin(), top.nodes.end());
+    auto size = static_cast<std::uint32_t>(top.nodes.size());
     tree.wide_depth = top.depth;
-    for (std::size_t i = 0; i < later.size(); ++i)
-        join(tree, later[i], std::exchange(blocks[i], {}));
+    for (Block& block : blocks) {
+        block.offset = size;
+        size += static_cast<std::uint32_t>(block.nodes.size());
+        tree.wide_depth = std::max(tree.wide_depth, block.depth);
+    }
+    tree.nodes.resize(size);
+    std::copy(top.nodes.begin(), top.nodes.end(), tree.nodes.begin());
+    join_all(tree, later, blocks);
     tree.occlusion_log.assign(size, OcclusionLog{});
 }
 

@@ -67,12 +67,12 @@ std::array<float, kUnions> union_areas(const Aabb& a, const Aabb& b, const Aabb&
             half_area(united(ab, e))};
 }
 
-void refit_inner(std::vector<BinaryNode>& nodes, std::uint32_t index) {
+void refit_inner(std::span<BinaryNode> nodes, std::uint32_t index) {
     if (is_inner(nodes[index])) refit(nodes, index);
 }
 
 // Both children are inner nodes.
-void restructure_four(std::vector<BinaryNode>& nodes, std::uint32_t index) {
+void restructure_four(std::span<BinaryNode> nodes, std::uint32_t index) {
     const std::uint32_t l = nodes[index].first, r = l + 1;
     const std::uint32_t a = nodes[l].first, e = nodes[r].first;
     const std::array<std::uint32_t, 6> slot = {l, r, a, a + 1, e, e + 1};
@@ -97,7 +97,7 @@ void restructure_four(std::vector<BinaryNode>& nodes, std::uint32_t index) {
 }
 
 // One child is an inner node over A and B, the other is the leaf E.
-void restructure_three(std::vector<BinaryNode>& nodes, std::uint32_t index, std::uint32_t inner,
+void restructure_three(std::span<BinaryNode> nodes, std::uint32_t index, std::uint32_t inner,
                        std::uint32_t e) {
     const std::uint32_t a = nodes[inner].first, b = a + 1;
     const float base = half_area(nodes[index].box) + nodes[a].cost + nodes[b].cost + nodes[e].cost;
@@ -113,7 +113,7 @@ void restructure_three(std::vector<BinaryNode>& nodes, std::uint32_t index, std:
 
 } // namespace
 
-void refit(std::vector<BinaryNode>& nodes, std::uint32_t index) {
+void refit(std::span<BinaryNode> nodes, std::uint32_t index) {
     BinaryNode& node = nodes[index];
     if (!is_inner(node)) {
         node.cost = half_area(node.box) * static_cast<float>(node.count);
@@ -126,7 +126,7 @@ void refit(std::vector<BinaryNode>& nodes, std::uint32_t index) {
     node.primitives = left.primitives + right.primitives;
 }
 
-void restructure(std::vector<BinaryNode>& nodes, std::uint32_t index) {
+void restructure(std::span<BinaryNode> nodes, std::uint32_t index) {
     refit(nodes, index);
     if (!is_inner(nodes[index])) return;
     const std::uint32_t left = nodes[index].first, right = left + 1;

@@ -4,7 +4,7 @@
 
 #include "accel/types.h"
 
-#include <vector>
+#include <span>
 
 namespace mh {
 
@@ -14,10 +14,10 @@ inline bool is_inner(const BinaryNode& node) {
 
 // Box, cost and number of primitives of an inner node from its children; cost and number of a
 // leaf from its box and count. A node costs its area, a leaf that of each of its primitives.
-void refit(std::vector<BinaryNode>& nodes, std::uint32_t index);
+void refit(std::span<BinaryNode> nodes, std::uint32_t index);
 
 // Takes the cheapest of the shapes that the up to four grandchildren of a node can form below it
 // and refits the node. Everything under it has been restructured before.
-void restructure(std::vector<BinaryNode>& nodes, std::uint32_t index);
+void restructure(std::span<BinaryNode> nodes, std::uint32_t index);
 
 } // namespace mh

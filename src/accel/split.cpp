@@ -8,26 +8,22 @@ namespace mh {
 
 namespace {
 
-using Int4 = std::int32_t __attribute__((vector_size(16)));
-
 Float4 center(const BuildBox& box) {
     return 0.5f * (box.min + box.max);
 }
 
 void merge_point(BuildBox& box, const Float4& point) {
-    box.min = point < box.min ? point : box.min;
-    box.max = point > box.max ? point : box.max;
+    box.min = min4(point, box.min);
+    box.max = max4(point, box.max);
 }
 
 float half_area(const BuildBox& box) {
-    const Float4 extent = box.max - box.min;
-    const Float4 d = extent > 0.0f ? extent : Float4{};
+    const Float4 d = max4(box.max - box.min, Float4{});
     return (d[1] + d[2]) * d[0] + d[1] * d[2];
 }
 
 bool contains(const BuildBox& outer, const BuildBox& inner) {
-    const Int4 inside = (inner.min >= outer.min) & (inner.max <= outer.max);
-    return (inside[0] & inside[1] & inside[2]) != 0;
+    return all_three((inner.min >= outer.min) & (inner.max <= outer.max));
 }
 
 float cost(float area, std::uint32_t count) {
@@ -35,12 +31,10 @@ float cost(float area, std::uint32_t count) {
 }
 
 // Bin numbers of a center on the three axes. An axis without extent divides 0 by 0: bin 0.
-Int4 bin_numbers(const Float4& point, const BuildBox& centers) {
-    const Float4 position =
-        static_cast<float>(kBins) * ((point - centers.min) / (centers.max - centers.min));
-    constexpr Float4 kFirst = {}, kLast = {kBins - 1, kBins - 1, kBins - 1, kBins - 1};
-    const Float4 from_first = position > kFirst ? position : kFirst;
-    return __builtin_convertvector(from_first < kLast ? from_first : kLast, Int4);
+Int4 bin_numbers(Float4 point, Float4 first, Float4 extent) {
+    constexpr Float4 kLast = {kBins - 1, kBins - 1, kBins - 1, 0.0f};
+    const Float4 position = static_cast<float>(kBins) * ((point - first) / extent);
+    return truncate(min4(max4(position, Float4{}), kLast));
 }
 
 // Improves the best split by the seven planes of one axis.
@@ -108,9 +102,10 @@ Bins empty_bins() {
 
 void add_to_bins(Bins& bins, const BuildItems& items, const BuildRange& range,
                  const BuildBox& centers) {
+    const Float4 first = centers.min, extent = centers.max - centers.min;
     for (std::uint32_t i = 0; i < range.count; ++i) {
         const BuildBox box = items.boxes[range.first + i];
-        const Int4 number = bin_numbers(center(box), centers);
+        const Int4 number = bin_numbers(center(box), first, extent);
         for (int axis = 0; axis < 3; ++axis) {
             merge(bins.box[axis][number[axis]], box);
             ++bins.count[axis][number[axis]];
@@ -151,13 +146,14 @@ Split pair_split(const BuildItems& items, std::uint32_t first, const BuildBox& c
 }
 
 Partition partition(const BuildItems& items, const BuildRange& range, const Split& split) {
-    const bool left_is_smaller = half_area(split.right) > half_area(split.left);
+    const BuildBox left = split.left, right = split.right;
+    const bool left_is_smaller = half_area(right) > half_area(left);
     Partition result;
     std::uint32_t end = range.first + range.count;
     std::uint32_t position = range.first;
     while (position < end) {
         const BuildBox box = items.boxes[position];
-        const bool in_left = contains(split.left, box), in_right = contains(split.right, box);
+        const bool in_left = contains(left, box), in_right = contains(right, box);
         if (in_left && (left_is_smaller || !in_right)) {
             merge_point(result.left_centers, center(box));
             ++position;

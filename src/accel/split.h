@@ -5,10 +5,9 @@
 #pragma once
 
 #include "accel/types.h"
+#include "math/simd4.h"
 
 namespace mh {
-
-using Float4 = float __attribute__((vector_size(16)));
 
 // Without initial values: an array of millions is filled by all threads.
 struct BuildBox {
@@ -19,8 +18,8 @@ constexpr BuildBox kEmptyBuildBox = {Float4{kFar, kFar, kFar, kFar},
                                      Float4{-kFar, -kFar, -kFar, -kFar}};
 
 inline void merge(BuildBox& box, const BuildBox& other) {
-    box.min = other.min < box.min ? other.min : box.min;
-    box.max = other.max > box.max ? other.max : box.max;
+    box.min = min4(other.min, box.min);
+    box.max = max4(other.max, box.max);
 }
 
 BuildBox to_build_box(const Aabb& box);

@@ -7,6 +7,7 @@
 #include "math/threads.h"
 
 #include <algorithm>
+#include <span>
 
 namespace mh {
 
@@ -17,7 +18,7 @@ constexpr std::size_t kCostChunk = 65536;     // nodes
 
 // Restructures a subtree from its deepest nodes up. A node changes only what lies under it, so
 // this order gives the same tree as one level after the other.
-void restructure_subtree(std::vector<BinaryNode>& nodes, std::uint32_t index) {
+void restructure_subtree(std::span<BinaryNode> nodes, std::uint32_t index) {
     if (is_inner(nodes[index])) {
         const std::uint32_t left = nodes[index].first;
         restructure_subtree(nodes, left);
@@ -28,9 +29,8 @@ void restructure_subtree(std::vector<BinaryNode>& nodes, std::uint32_t index) {
 
 // Splits the tree into subtrees of at most `grain` primitives and the nodes above them, parents
 // first.
-void collect_subtrees(const std::vector<BinaryNode>& nodes, std::uint32_t index,
-                      std::uint32_t grain, std::vector<std::uint32_t>& top,
-                      std::vector<std::uint32_t>& subtrees) {
+void collect_subtrees(std::span<const BinaryNode> nodes, std::uint32_t index, std::uint32_t grain,
+                      std::vector<std::uint32_t>& top, std::vector<std::uint32_t>& subtrees) {
     const BinaryNode& node = nodes[index];
     if (!is_inner(node) || node.primitives <= grain) {
         subtrees.push_back(index);
@@ -41,7 +41,7 @@ void collect_subtrees(const std::vector<BinaryNode>& nodes, std::uint32_t index,
     collect_subtrees(nodes, node.first + 1, grain, top, subtrees);
 }
 
-void restructure_tree(std::vector<BinaryNode>& nodes) {
+void restructure_tree(std::span<BinaryNode> nodes) {
     const std::uint32_t grain = std::max(kSmallObject, nodes[0].primitives / 64);
     std::vector<std::uint32_t> top, subtrees;
     collect_subtrees(nodes, 0, grain, top, subtrees);
@@ -60,7 +60,7 @@ double area_cost(const BinaryNode& node) {
 }
 
 // Summed in chunks of fixed size, so that the result does not depend on the threads.
-double tree_cost(const std::vector<BinaryNode>& nodes) {
+double tree_cost(std::span<const BinaryNode> nodes) {
     std::vector<double> sums((nodes.size() + kCostChunk - 1) / kCostChunk);
 #pragma omp parallel for num_threads(team_size()) if (sums.size() > 1)                             \
     schedule(static) default(none) shared(nodes, sums)

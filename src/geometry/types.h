@@ -6,6 +6,7 @@
 #include "integrate/types.h"
 #include "math/box.h"
 #include "math/discrete_sampler.h"
+#include "math/large_vector.h"
 #include "math/matrix.h"
 #include "math/packed_unit.h"
 #include "math/vec3.h"
@@ -83,10 +84,10 @@ struct LightPrimitive {
 
 // A tree of an object as rays walk it.
 struct Tree {
-    std::vector<WideNode> nodes;             // root at 0; empty when the object has no primitives
-    std::vector<PrimitiveRef> references;    // in leaf order
+    LargeVector<WideNode> nodes;             // root at 0; empty when the object has no primitives
+    LargeVector<PrimitiveRef> references;    // in leaf order
     std::vector<OcclusionLog> occlusion_log; // one per node
-    std::vector<WalkUnit> walk;              // what rays read of it all; empty: they hit nothing
+    LargeVector<WalkUnit> walk;              // what rays read of it all; empty: they hit nothing
     std::uint32_t wide_depth = 0;            // of the deepest node
     double tree_cost = 0.0;                  // of the binary tree after restructuring
 };
@@ -102,8 +103,8 @@ struct Object {
     bool referenced = false;        // some instance points here
     bool has_motion = false;
     Tree tree;
-    std::vector<BinaryNode> binary_nodes; // kept after the build only with motion
-    std::vector<PrimitiveRef> binary_references;
+    LargeVector<BinaryNode> binary_nodes; // kept after the build only with motion
+    LargeVector<PrimitiveRef> binary_references;
     std::vector<LightPrimitive> emission_list, virtual_light_list;
     DiscreteSampler emission_distribution, virtual_light_distribution;
     float emission_weight = 0.0f, virtual_light_weight = 0.0f; // areas

@@ -60,6 +60,20 @@ inline Vec3 first_three(Float4 v) {
 
 #ifdef __SSE2__
 
+// The second where the first is not a number.
+inline Float4 min4(Float4 a, Float4 b) {
+    return _mm_min_ps(a, b);
+}
+
+inline Float4 max4(Float4 a, Float4 b) {
+    return _mm_max_ps(a, b);
+}
+
+// Whether a comparison is true in lanes 0 to 2.
+inline bool all_three(Int4 is_true) {
+    return (_mm_movemask_ps(reinterpret_cast<__m128>(is_true)) & 7) == 7;
+}
+
 // Four bytes as floats.
 inline Float4 load_bytes(const std::uint8_t* p) {
     int bits = 0;
@@ -70,6 +84,18 @@ inline Float4 load_bytes(const std::uint8_t* p) {
 }
 
 #else
+
+inline Float4 min4(Float4 a, Float4 b) {
+    return a < b ? a : b;
+}
+
+inline Float4 max4(Float4 a, Float4 b) {
+    return a > b ? a : b;
+}
+
+inline bool all_three(Int4 is_true) {
+    return (is_true[0] & is_true[1] & is_true[2]) != 0;
+}
 
 inline Float4 load_bytes(const std::uint8_t* p) {
     return Float4{static_cast<float>(p[0]), static_cast<float>(p[1]), static_cast<float>(p[2]),

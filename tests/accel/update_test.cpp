@@ -190,9 +190,9 @@ double binary_cost(const Object& object, std::uint32_t index) {
 // leaves have unit boxes and cost `extra` more than as leaves; the nodes above those have `top`.
 Object heap_of_pairs(const Vec3& top, float extra) {
     Object object;
-    object.binary_references.resize(24);
-    std::vector<BinaryNode>& nodes = object.binary_nodes;
-    nodes.resize(31);
+    object.binary_references.assign(24, PrimitiveRef{});
+    auto& nodes = object.binary_nodes;
+    nodes.assign(31, BinaryNode{});
     for (std::uint32_t i = 0, next = 0; i < 31; ++i) {
         nodes[i].box = {{}, i < 7 ? top : splat(1.0f)};
         nodes[i].first = i < 15 ? 2 * i + 1 : next;
