@@ -174,7 +174,7 @@ void write_node(Object& object, std::uint32_t index, const Layout& layout) {
     node.narrow_blocks = static_cast<std::uint8_t>(plan.narrow);
     std::uint32_t next =
         layout.unit[index] + static_cast<std::uint32_t>(sizeof node / sizeof *unit);
-    write_blocks(object, from, plan, object.tree.walk.data() + next);
+    write_blocks(object, from, plan, node.block_slots, object.tree.walk.data() + next);
     next += plan.units;
     for (std::uint32_t slot = 0; slot < N; ++slot) {
         const std::uint32_t child = from.child[slot], count = from.count[slot];

@@ -57,7 +57,6 @@ void write_block_lane(const Object& object, const PrimitiveRef& ref, std::uint32
     block.part[lane] = static_cast<std::uint8_t>(ref.part);
     block.visibility[lane] = visibility_of(face.shader);
     block.slot[lane] = static_cast<std::uint8_t>(slot);
-    block.slots = static_cast<std::uint8_t>(block.slots | 1u << slot);
 }
 
 struct SlotTriangle {
@@ -67,11 +66,14 @@ struct SlotTriangle {
 
 template<int N>
 WalkUnit* write_block(const Object& object, const SlotTriangle* from, std::size_t count,
-                      WalkUnit* unit) {
+                      std::uint8_t& slots, WalkUnit* unit) {
     auto& block = *new (unit) WalkBlock<N>{};
     block.used = static_cast<std::uint8_t>(std::min<std::size_t>(count, N));
-    for (std::size_t k = 0; k < block.used; ++k)
+    slots = 0;
+    for (std::size_t k = 0; k < block.used; ++k) {
         write_block_lane(object, from[k].ref, from[k].slot, static_cast<int>(k), block);
+        slots = static_cast<std::uint8_t>(slots | 1u << from[k].slot);
+    }
     return unit + sizeof block / sizeof *unit;
 }
 
@@ -100,7 +102,7 @@ BlockPlan plan_blocks(const Object& object, const WideNode& node) {
 }
 
 void write_blocks(const Object& object, const WideNode& node, const BlockPlan& plan,
-                  WalkUnit* unit) {
+                  std::uint8_t* slots, WalkUnit* unit) {
     SlotTriangle list[kWide * kMaxBlockedLeaf];
     std::size_t count = 0, done = 0;
     for (std::uint32_t slot = 0; slot < kWide; ++slot)
@@ -108,8 +110,8 @@ void write_blocks(const Object& object, const WideNode& node, const BlockPlan& p
             for (std::uint32_t k = 0; k < node.count[slot]; ++k)
                 list[count++] = {object.tree.references[node.child[slot] + k], slot};
     for (std::uint32_t k = 0; k < plan.wide; ++k, done += 8)
-        unit = write_block<8>(object, list + done, count - std::min(done, count), unit);
-    if (plan.narrow != 0) write_block<4>(object, list + done, count - done, unit);
+        unit = write_block<8>(object, list + done, count - std::min(done, count), *slots++, unit);
+    if (plan.narrow != 0) write_block<4>(object, list + done, count - done, *slots, unit);
 }
 
 void write_triangle(const Part& part, const Triangle& face, WalkTriangles<1>& out) {

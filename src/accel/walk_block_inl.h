@@ -16,18 +16,18 @@ inline unsigned take_bit(unsigned& set) {
 }
 
 // Calls visit(block) for the blocks behind a node that hold triangles of one of the slots, until
-// it returns true.
+// it returns true. The others are not even read.
 template<int N, typename Visit>
 inline bool any_block(const WalkNode<N>& node, unsigned slots, const Visit& visit) {
     const auto* unit = reinterpret_cast<const WalkUnit*>(&node + 1);
-    for (unsigned left = node.wide_blocks; left != 0; --left) {
+    unsigned k = 0;
+    for (; k < node.wide_blocks; ++k) {
         const auto& block = *reinterpret_cast<const WalkBlock<8>*>(unit);
-        if ((block.slots & slots) != 0 && visit(block)) return true;
+        if ((node.block_slots[k] & slots) != 0 && visit(block)) return true;
         unit += sizeof block / sizeof *unit;
     }
-    if (node.narrow_blocks == 0) return false;
-    const auto& block = *reinterpret_cast<const WalkBlock<4>*>(unit);
-    return (block.slots & slots) != 0 && visit(block);
+    if (node.narrow_blocks == 0 || (node.block_slots[k] & slots) == 0) return false;
+    return visit(*reinterpret_cast<const WalkBlock<4>*>(unit));
 }
 
 template<int M, typename F>

@@ -28,11 +28,12 @@ template<int N>
 struct alignas(64) WalkNode {
     float planes[2][3][N]; // lower and upper planes of the boxes: x, y, z
     std::uint32_t child[N];
-    std::uint32_t wide_node;    // index in Tree::nodes
-    std::uint8_t leaves;        // bit k: child k is a leaf
-    std::uint8_t blocked;       // bit k: child k is a leaf in blocks
-    std::uint8_t wide_blocks;   // blocks of eight triangles behind the node
-    std::uint8_t narrow_blocks; // blocks of four behind those: none or one
+    std::uint32_t wide_node;         // index in Tree::nodes
+    std::uint8_t leaves;             // bit k: child k is a leaf
+    std::uint8_t blocked;            // bit k: child k is a leaf in blocks
+    std::uint8_t wide_blocks;        // blocks of eight triangles behind the node
+    std::uint8_t narrow_blocks;      // blocks of four behind those: none or one
+    std::uint8_t block_slots[N + 1]; // of each block, bit k: some of its triangles are of slot k
 };
 
 static_assert(sizeof(WalkNode<8>) == 256 && sizeof(WalkNode<4>) == 128);
@@ -56,7 +57,6 @@ struct alignas(64) WalkBlock {
     std::uint32_t index[N];
     std::uint8_t part[N], visibility[N];
     std::uint8_t slot[N]; // of the leaf
-    std::uint8_t slots;   // bit k: some triangles are of slot k
     std::uint8_t used;    // places
 };
 
