@@ -1,5 +1,6 @@
 // Rays per second of the walks, beside Embree's single-ray calls when it is there: primary,
-// diffuse-bounce and shadow rays on five scenes, one pinned thread, medians of interleaved runs.
+// diffuse-bounce and shadow rays on five scenes, one and two pinned threads, medians of interleaved
+// runs.
 // SPDX-License-Identifier: MIT
 #include "accel/walk.h"
 #include "geometry/types.h"
@@ -63,29 +64,50 @@ void check_agreement(const std::string& name, const EmbreeScene& other, const Ra
 
 #endif
 
+std::vector<int> processors; // one or two, for as many threads
+
 struct Contestant {
     std::string name;
-    std::function<double(const std::vector<BenchRay>&)> closest, shadow; // seconds of a pass
+    // Seconds of a pass on one or two threads.
+    std::function<double(const std::vector<BenchRay>&, int threads)> closest, shadow;
 };
 
-void time_rays(const char* kind, const std::vector<BenchRay>& rays, bool shadow,
-               const std::vector<Contestant>& contestants) {
+template<typename Query>
+auto timed(Query query) {
+    return [query](const std::vector<BenchRay>& rays, int threads) {
+        return threads == 1 ? pass_seconds(rays, query)
+                            : pass_seconds_of_two(rays, {processors[0], processors[1]}, query);
+    };
+}
+
+// Millions of rays per second of each contestant.
+std::vector<double> rates_of(const std::vector<BenchRay>& rays, bool shadow, int threads,
+                             const std::vector<Contestant>& contestants) {
     std::vector<std::vector<double>> times(contestants.size());
     for (int run = -1; run < runs; ++run) // the first one warms up
         for (std::size_t i = 0; i < contestants.size(); ++i) {
-            const double time = (shadow ? contestants[i].shadow : contestants[i].closest)(rays);
+            const Contestant& c = contestants[i];
+            const double time = (shadow ? c.shadow : c.closest)(rays, threads);
             if (run >= 0) times[i].push_back(time);
         }
-    std::size_t best = 1;
     std::vector<double> rates;
     for (const auto& list : times)
         rates.push_back(1e-6 * static_cast<double>(rays.size()) / median(list));
-    for (std::size_t i = 2; i < rates.size(); ++i)
-        if (rates[i] > rates[best]) best = i;
-    std::printf("  %-8s %8.2f", kind, rates[0]);
-    if (rates.size() > 1)
-        std::printf(" %8.2f %6.2f  %s", rates[best], rates[0] / rates[best],
-                    contestants[best].name.c_str());
+    return rates;
+}
+
+void time_rays(const char* kind, const std::vector<BenchRay>& rays, bool shadow,
+               const std::vector<Contestant>& contestants) {
+    std::printf("  %-8s", kind);
+    for (int threads = 1; threads <= static_cast<int>(processors.size()); ++threads) {
+        const std::vector<double> rates = rates_of(rays, shadow, threads, contestants);
+        std::printf(" %8.2f", rates[0]);
+        if (rates.size() == 1) continue;
+        const auto best = std::max_element(rates.begin() + 1, rates.end()) - rates.begin();
+        const auto i = static_cast<std::size_t>(best);
+        std::printf(" %8.2f %6.2f  %-13s", rates[i], rates[0] / rates[i],
+                    contestants[i].name.c_str());
+    }
     std::printf("\n");
     std::fflush(stdout);
 }
@@ -101,26 +123,16 @@ void run_scene(const Scene& scene) {
     double build_seconds = 0.0;
     silently([&] { build_seconds = LoadScene(scene); });
     const RaySets rays = MakeRays(scene, side);
-    std::vector<Contestant> contestants = {
-        {"moonhare", [](const auto& set) { return pass_seconds(set, our_closest); },
-         [](const auto& set) { return pass_seconds(set, our_occluded); }}};
+    std::vector<Contestant> contestants = {{"moonhare", timed(our_closest), timed(our_occluded)}};
     std::printf("%s: tree %.3f s", scene.name.c_str(), build_seconds);
 #ifdef MOONHARE_EMBREE
     std::vector<EmbreeScene> others = MakeEmbreeScenes(scene);
     check_agreement(scene.name, others[0], rays);
     for (const EmbreeScene& other : others) {
         std::printf(", %s %.3f s", other.name.c_str(), other.build_seconds);
-        contestants.push_back({other.name,
-                               [&](const auto& set) {
-                                   return pass_seconds(set, [&](const BenchRay& r) {
-                                       return embree_closest(other, r);
-                                   });
-                               },
-                               [&](const auto& set) {
-                                   return pass_seconds(set, [&](const BenchRay& r) {
-                                       return embree_occluded(other, r);
-                                   });
-                               }});
+        contestants.push_back(
+            {other.name, timed([&](const BenchRay& r) { return embree_closest(other, r); }),
+             timed([&](const BenchRay& r) { return embree_occluded(other, r); })});
     }
 #endif
     std::printf("\n");
@@ -158,11 +170,14 @@ void run_growth() {
     }
 }
 
-void pin_thread() {
+// The processors that may be used, two at most; this one first.
+std::vector<int> usable_processors() {
+    std::vector<int> usable = {sched_getcpu()};
     cpu_set_t set;
-    CPU_ZERO(&set);
-    CPU_SET(sched_getcpu(), &set);
-    sched_setaffinity(0, sizeof set, &set);
+    if (sched_getaffinity(0, sizeof set, &set) != 0) return usable;
+    for (int k = 0; k < CPU_SETSIZE && usable.size() < 2; ++k)
+        if (CPU_ISSET(k, &set) && k != usable[0]) usable.push_back(k);
+    return usable;
 }
 
 } // namespace
@@ -188,11 +203,13 @@ int main(int argc, char** argv) {
                    1;
     }
     mh::SelectWalks();
-    pin_thread();
+    processors = usable_processors();
+    pin_thread(processors[0]);
     if (growth) return run_growth(), 0;
-    std::printf("Millions of rays per second of processor time; %s kernel, %d runs\n"
-                "  %-8s %8s %8s %6s\n",
-                mh::WalkName(), runs, "rays", "moonhare", "Embree", "ratio");
+    std::printf(
+        "Millions of rays per second of processor time, on one thread and on two; %s kernel, "
+        "%d runs\n  %-8s %8s %8s %6s\n",
+        mh::WalkName(), runs, "rays", "moonhare", "Embree", "ratio");
     for (Scene (*make)() : {Room, BumpySphere, +[] { return Terrain(); }, Strands, Instances}) {
         const Scene scene = make();
         if (scene.name.find(only) != std::string::npos) run_scene(scene);

@@ -113,6 +113,7 @@ RaySets MakeRays(const Scene& scene, int side) {
 
 float our_closest(const BenchRay& ray) {
     Ray query;
+    query.thread = bench_thread;
     query.origin = ray.origin;
     query.direction = ray.direction;
     return closest_hit(query) ? query.distance : kFar;
@@ -120,6 +121,7 @@ float our_closest(const BenchRay& ray) {
 
 bool our_occluded(const BenchRay& ray) {
     Ray query;
+    query.thread = bench_thread;
     query.origin = ray.origin;
     query.direction = ray.direction;
     query.distance = ray.distance;

@@ -22,6 +22,9 @@ void MakeTree(Object& object);
 // Puts the scene into Objects and makes its trees; seconds of the construction.
 double LoadScene(const Scene& scene);
 
+// Number of the calling thread among those that trace.
+inline thread_local std::uint8_t bench_thread = 0;
+
 // Rays of a square picture in rows, and from every hit a cosine bounce and a ray to the light.
 RaySets MakeRays(const Scene& scene, int side);
 
