@@ -99,4 +99,10 @@ float ReorderTree(Object& object) {
     return object.tree.nodes.empty() ? 0.0f : reorder(object.tree, 0).cost;
 }
 
+void ReleaseWideNodes(Object& object) {
+    object.tree.nodes = {};
+    object.tree.references = {};
+    object.tree.occlusion_log = {};
+}
+
 } // namespace mh

@@ -30,4 +30,7 @@ void SATOrder(Object& object);
 // tree stays as it is. Returns the expected cost of the root.
 float ReorderTree(Object& object);
 
+// Frees what only ReorderTree and PrepareWalk read: a third of the tree's memory.
+void ReleaseWideNodes(Object& object);
+
 } // namespace mh

@@ -126,6 +126,7 @@ bool occluded(Ray& ray, bool (*walk)(const WalkUnit*, WalkQuery&), WalkQuery& qu
 void log_occlusion(const WalkQuery& query) {
     Object* object = &Objects[RootObjectIndex];
     for (const WalkLogEntry& entry : query.log) {
+        if (object->tree.occlusion_log.empty()) return; // released after the first frame
         std::atomic_ref(object->tree.occlusion_log[entry.wide_node][entry.slot])
             .fetch_add(1, std::memory_order_relaxed);
         if (entry.instance == kNoInstance) return;

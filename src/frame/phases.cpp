@@ -82,8 +82,10 @@ void first_frame_done() {
         TraversalTotals.leaves += thread.shadow_leaves;
         TraversalTotals.primitives += thread.shadow_primitives;
     }
-    for (Object& object : Objects)
+    for (Object& object : Objects) {
         if (ReorderTree(object) > 0.0f) PrepareWalk(object);
+        ReleaseWideNodes(object);
+    }
 }
 
 void initialize_objects() {
