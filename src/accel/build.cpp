@@ -241,7 +241,7 @@ void Build(Object& object) {
     object.binary_references = {};
     make_references(object);
     const BuildRange all = {0, static_cast<std::uint32_t>(object.binary_references.size())};
-    LargeVector<BuildBox> boxes(all.count);
+    RawVector<BuildBox> boxes(all.count);
     if (all.count > 0) object.binary_nodes.resize(2 * static_cast<std::size_t>(all.count) - 1);
     const Builder builder = {
         object.binary_nodes, {object.binary_references.data(), boxes.data()}, grain_of(all.count)};

@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <new>
 
+#include <sys/mman.h>
+
 namespace mh {
 
 namespace {
@@ -105,7 +107,7 @@ bool is_affine(const Mat4& m) {
 }
 
 void write_instance(const Instance& instance, WalkPrimitive& p) {
-    const LargeVector<WalkUnit>& target = Objects[instance.object].tree.walk;
+    const RawVector<WalkUnit>& target = Objects[instance.object].tree.walk;
     if (target.empty()) return;
     p.visibility = static_cast<std::uint8_t>(Visibility::all);
     if (!is_affine(instance.inverse)) {
@@ -199,6 +201,18 @@ void write_node(Object& object, std::uint32_t index, const Layout& layout) {
     }
 }
 
+// Asks for large pages before the memory is first touched: walks jump all over it.
+void reserve_stream(RawVector<WalkUnit>& stream, std::uint64_t units) {
+    constexpr std::uintptr_t kLargePage = std::uintptr_t{1} << 21;
+    stream.reserve(units);
+    const auto begin = reinterpret_cast<std::uintptr_t>(stream.data());
+    const std::uintptr_t first = (begin + kLargePage - 1) & ~(kLargePage - 1);
+    const std::uintptr_t last = (begin + units * sizeof(WalkUnit)) & ~(kLargePage - 1);
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): the kernel wants the address of a page
+    if (first < last) madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
+    stream.resize(units);
+}
+
 } // namespace
 
 void PrepareWalk(Object& object) {
@@ -215,7 +229,7 @@ void PrepareWalk(Object& object) {
         tree.walk = {};
         return;
     }
-    tree.walk.resize(layout.units);
+    if (tree.walk.size() != layout.units) reserve_stream(tree.walk, layout.units);
     const auto count = static_cast<std::int64_t>(tree.nodes.size());
 #pragma omp parallel for num_threads(team_size())                                                  \
     schedule(static) if (count > kSmallTree) default(none) shared(count, object, tree, layout)

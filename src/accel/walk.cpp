@@ -47,7 +47,7 @@ Vec3 shadow_inverse_direction(const Vec3& d) {
 // The stream that rays enter; null when there is nothing to hit.
 const WalkUnit* root_stream() {
     if (RootObjectIndex >= Objects.size()) return nullptr;
-    const LargeVector<WalkUnit>& stream = Objects[RootObjectIndex].tree.walk;
+    const RawVector<WalkUnit>& stream = Objects[RootObjectIndex].tree.walk;
     return stream.empty() ? nullptr : stream.data();
 }
 

@@ -6,9 +6,9 @@
 #include "integrate/types.h"
 #include "math/box.h"
 #include "math/discrete_sampler.h"
-#include "math/large_vector.h"
 #include "math/matrix.h"
 #include "math/packed_unit.h"
+#include "math/raw_vector.h"
 #include "math/vec3.h"
 
 #include <array>
@@ -84,10 +84,10 @@ struct LightPrimitive {
 
 // A tree of an object as rays walk it.
 struct Tree {
-    LargeVector<WideNode> nodes;             // root at 0; empty when the object has no primitives
-    LargeVector<PrimitiveRef> references;    // in leaf order
+    RawVector<WideNode> nodes;               // root at 0; empty when the object has no primitives
+    RawVector<PrimitiveRef> references;      // in leaf order
     std::vector<OcclusionLog> occlusion_log; // one per node
-    LargeVector<WalkUnit> walk;              // what rays read of it all; empty: they hit nothing
+    RawVector<WalkUnit> walk;                // what rays read of it all; empty: they hit nothing
     std::uint32_t wide_depth = 0;            // of the deepest node
     double tree_cost = 0.0;                  // of the binary tree after restructuring
 };
@@ -103,8 +103,8 @@ struct Object {
     bool referenced = false;        // some instance points here
     bool has_motion = false;
     Tree tree;
-    LargeVector<BinaryNode> binary_nodes; // kept after the build only with motion
-    LargeVector<PrimitiveRef> binary_references;
+    RawVector<BinaryNode> binary_nodes; // kept after the build only with motion
+    RawVector<PrimitiveRef> binary_references;
     std::vector<LightPrimitive> emission_list, virtual_light_list;
     DiscreteSampler emission_distribution, virtual_light_distribution;
     float emission_weight = 0.0f, virtual_light_weight = 0.0f; // areas
