@@ -42,7 +42,7 @@ void update_instances(Object& object) {
 // An object whose tree would not fit loses what it holds.
 void refuse_too_large(Object& object) {
     const std::size_t count = PrimitiveCount(object);
-    if (kTreeBytesOfPrimitive * static_cast<double>(count) <= AvailableMemory()) return;
+    if (FitsMemory(kTreeBytesOfPrimitive * static_cast<double>(count))) return;
     ReportError("object - " + object.name + " of " + std::to_string(count)
                 + " primitives needs more memory than there is");
     object.parts.clear();

@@ -124,8 +124,7 @@ void Startup() {
 
 void InitializeAccelerator() {
     if (!AssembleScene()) return;
-    for (Part& part : Objects[RootObjectIndex].parts)
-        InitializeDensity(part);
+    InitializeDensity();
     ReportScene();
     for (Camera& camera : Cameras)
         FrameScene(camera, SceneCenter, SceneRadius);

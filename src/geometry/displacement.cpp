@@ -102,7 +102,7 @@ std::map<std::uint32_t, std::int64_t> admitted_levels(const Part& part, std::siz
         const double exact = static_cast<double>(level);
         const double more_bytes = faces * grid_bytes(part, exact);
         const double more_vertices = faces * (exact + 1.0) * (exact + 2.0) / 2.0;
-        if (bytes + more_bytes > AvailableMemory() || vertices + more_vertices > kMostVertices) {
+        if (!FitsMemory(bytes + more_bytes) || vertices + more_vertices > kMostVertices) {
             warn_of_size(Shaders[shader], level);
             continue;
         }

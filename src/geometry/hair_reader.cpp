@@ -7,6 +7,7 @@
 #include "geometry/line_reader.h"
 #include "geometry/objects.h"
 #include "geometry/strands.h"
+#include "math/memory.h"
 
 #include <algorithm>
 #include <array>
@@ -158,12 +159,24 @@ void read_fur_line(Part& part, std::vector<std::uint32_t>& segments, TextCursor 
     part.positions.push_back(p);
 }
 
+// Points are held together with all that is derived from them.
+bool fits_memory(const std::string& path) {
+    constexpr double kCopies = 5.0; // of a file
+    std::error_code error;
+    const auto size = std::filesystem::file_size(path, error);
+    if (error || FitsMemory(kCopies * static_cast<double>(size))) return true;
+    ReportText("hair of " + std::to_string(size) + " bytes needs more memory than there is "
+               + path);
+    return false;
+}
+
 } // namespace
 
 void ReadHair(Part& part, const std::string& path) {
     HairFile hair;
     hair.file = OpenInput(path);
     if (!hair.file) return ReportText("cannot open " + path);
+    if (!fits_memory(path)) return;
     std::error_code ignored;
     hair.bytes_left = std::filesystem::file_size(path, ignored);
     if (const std::string fault = read_arrays(hair); !fault.empty())
@@ -177,7 +190,7 @@ void ReadFur(Part& part, const std::string& path) {
     constexpr float kRadius = 0.003f; // of all points; the format has none
     LineReader reader;
     reader.file = OpenInput(path);
-    if (!reader.file) return;
+    if (!reader.file || !fits_memory(path)) return;
     std::vector<std::uint32_t> segments;
     for (TextCursor line; read_line(reader, line) && !reader.cut;)
         read_fur_line(part, segments, line);

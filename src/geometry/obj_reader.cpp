@@ -4,6 +4,7 @@
 
 #include "frame/report.h"
 #include "geometry/line_reader.h"
+#include "math/memory.h"
 #include "math/roots.h"
 #include "shading/shaders.h"
 
@@ -13,7 +14,8 @@ namespace mh {
 
 namespace {
 
-constexpr int kMostCorners = 8; // read of a face line
+constexpr int kMostCorners = 8;              // read of a face line
+constexpr std::size_t kLinesOfCheck = 65536; // of memory
 
 // State of one file.
 struct ObjFile {
@@ -222,8 +224,14 @@ void ReadObj(MeshLoader& loader, const std::string& path) {
     if (!reader.file) return ReportError("object - cannot open " + path);
     loader.path = path;
     ObjFile file = {loader, loader.positions.size(), loader.uvs.size(), loader.normals.size()};
-    for (TextCursor line; read_line(reader, line);)
+    std::size_t lines = 0;
+    for (TextCursor line; read_line(reader, line); ++lines) {
+        if (lines % kLinesOfCheck == kLinesOfCheck - 1 && !MayGrow())
+            return ReportError("object - " + path
+                               + " needs more memory than there is; it is read up to line "
+                               + std::to_string(lines));
         read_statement(file, line);
+    }
 }
 
 } // namespace mh

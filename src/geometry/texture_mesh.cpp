@@ -6,6 +6,7 @@
 #include "frame/report.h"
 #include "geometry/mesh_loader.h"
 #include "geometry/objects.h"
+#include "math/memory.h"
 #include "shading/images.h"
 
 #include <cmath>
@@ -17,15 +18,21 @@ namespace {
 // Texels of integer images are read as multiples of this.
 constexpr float kStep = 255.0f;
 
+// What a pixel becomes at most: a face with its corners, and a vertex, while both are held twice.
+constexpr double kBytesOfPixel = 160.0;
+
+std::int64_t pixels(const Image& image) {
+    return std::int64_t{image.width} * image.height;
+}
+
 Image load(const std::string& path) {
     Image image;
     image.path = path;
     LoadImage(image);
-    return image;
-}
-
-std::int64_t pixels(const Image& image) {
-    return std::int64_t{image.width} * image.height;
+    if (FitsMemory(kBytesOfPixel * static_cast<double>(pixels(image)))) return image;
+    ReportError("object - " + path + " of " + std::to_string(pixels(image))
+                + " elements needs more memory than there is; it is left out");
+    return {};
 }
 
 std::vector<Vec3> read_vectors(const std::string& path) {

@@ -6,6 +6,7 @@
 #include "frame/types.h"
 #include "integrate/atomic_sums.h"
 #include "math/faces.h"
+#include "math/memory.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -64,11 +65,38 @@ std::uint64_t lay_out(const Part& part, const std::vector<Face>& faces,
     return first;
 }
 
-void check_memory(std::uint64_t cells) {
-    if (cells * sizeof(DensityCell) <= kMemoryLimit) return;
-    ReportText("density estimator consumes more than 1GB memory.");
-    ReportRule();
-    std::exit(1);
+// Lays out the cells of the part's faces; returns how many there are.
+std::uint64_t lay_out(Part& part) {
+    DensityGrid& grid = part.density;
+    grid = {};
+    if (!(RendererSettings.resolution >= kSmallestResolution)) return 0;
+    const std::uint64_t of_triangles = lay_out(part, part.triangles, grid.triangle_cells, 0);
+    return lay_out(part, part.tetragons, grid.tetragon_cells, of_triangles);
+}
+
+bool is_too_large(std::uint64_t cells) {
+    return cells * sizeof(DensityCell) > kMemoryLimit;
+}
+
+// For the cells and the sums that fill them.
+bool fits_memory(double cells) {
+    constexpr double kBytes = sizeof(DensityCell) + kSides * 3.0 * sizeof(double);
+    if (FitsMemory(cells * kBytes)) return true;
+    ReportError("density estimator - " + std::to_string(static_cast<std::int64_t>(cells))
+                + " cells need more memory than there is; no photons are gathered");
+    return false;
+}
+
+void allocate(DensityGrid& grid, std::uint64_t cells) {
+    if (cells == 0) return;
+    if (is_too_large(cells)) {
+        ReportText("density estimator consumes more than 1GB memory.");
+        ReportRule();
+        std::exit(1);
+    }
+    grid.cells.resize(cells);
+    const float bytes = static_cast<float>(cells * sizeof(DensityCell));
+    ReportLine("density estimator buffer", bytes * kMegabytesPerByte, "M bytes");
 }
 
 // trunc(x * n), from 0 to n - 1; 0 for NaN.
@@ -126,18 +154,23 @@ std::vector<Part>* root_parts() {
 
 } // namespace
 
-void InitializeDensity(Part& part) {
-    DensityGrid& grid = part.density;
-    grid = {};
-    if (part.triangles.empty() && part.tetragons.empty()) return;
-    if (!(RendererSettings.resolution >= kSmallestResolution)) return;
-    const std::uint64_t of_triangles = lay_out(part, part.triangles, grid.triangle_cells, 0);
-    check_memory(of_triangles);
-    const std::uint64_t count = lay_out(part, part.tetragons, grid.tetragon_cells, of_triangles);
-    check_memory(count);
-    grid.cells.resize(count);
-    const float bytes = static_cast<float>(count * sizeof(DensityCell));
-    ReportLine("density estimator buffer", bytes * kMegabytesPerByte, "M bytes");
+void InitializeDensity() {
+    std::vector<Part>* parts = root_parts();
+    if (parts == nullptr) return;
+    std::vector<std::uint64_t> counts;
+    double cells = 0.0;
+    for (Part& part : *parts) {
+        counts.push_back(lay_out(part));
+        if (is_too_large(counts.back())) break; // where the run ends
+        cells += static_cast<double>(counts.back());
+    }
+    if (!fits_memory(cells)) {
+        for (Part& part : *parts)
+            part.density = {};
+        return;
+    }
+    for (std::size_t i = 0; i < counts.size(); ++i)
+        allocate((*parts)[i].density, counts[i]);
 }
 
 void StartDeposits() {

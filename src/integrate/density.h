@@ -9,10 +9,11 @@
 
 namespace mh {
 
-// Sizes and clears the grid of a part by RendererSettings.resolution, the wanted area of a cell;
-// no grid below 1e-8. Reports the memory. Ends the process with a message when the cells need more
-// than 1 GiB. At scene assembly, once shaders are finished.
-void InitializeDensity(Part& part);
+// Sizes and clears the grids of the root object's parts by RendererSettings.resolution, the wanted
+// area of a cell; no grid below 1e-8, or when memory cannot hold them all. Reports the memory. Ends
+// the process with a message when the cells of a part need more than 1 GiB. At scene assembly, once
+// shaders are finished.
+void InitializeDensity();
 
 // Before the photons: empties the cells of the root object.
 void StartDeposits();

@@ -14,6 +14,7 @@
 #include "lights/light_sampling.h"
 #include "lights/sky_light.h"
 #include "math/clock.h"
+#include "math/memory.h"
 #include "math/threads.h"
 #include "output/run_hooks.h"
 #include "shading/evaluate.h"
@@ -30,12 +31,18 @@ constexpr int kDeepest = 254;       // Ray::depth has 8 bits, and a child is one
 constexpr int kPhotonsOfChunk = 64; // that a thread takes at once
 constexpr std::int64_t kProgressSteps = 100;
 
+// A stored photon, in a vector that grows, and then in the joined one; nodes of the tree.
+constexpr double kBytesOfPhoton = 4.0 * sizeof(CausticPhoton);
+constexpr double kMostPhotons = 1073741824.0; // that the tree can number
+
 // Caustic photons of each thread, joined at the end of the pass.
 struct alignas(64) ThreadPhotons {
     std::vector<CausticPhoton> photons;
+    std::size_t left_out = 0; // for want of memory
 };
 
 std::array<ThreadPhotons, kMaxThreads> photons_of_thread;
+std::size_t most_of_thread = 0; // photons that a thread may store
 
 // Whether every hit counts; without grid and splats nothing but caustics remains of a photon.
 bool light_lands() {
@@ -63,9 +70,32 @@ bool has_virtual_lights() {
 }
 
 void store_caustic(const Ray& ray, const SurfacePoint& point) {
-    photons_of_thread[ray.thread].photons.push_back({point.position, ray.power * ray.weight,
-                                                     pack_direction(point.outgoing),
-                                                     pack_direction(point.geometric_normal)});
+    ThreadPhotons& thread = photons_of_thread[ray.thread];
+    if (thread.photons.size() >= most_of_thread) {
+        ++thread.left_out;
+        return;
+    }
+    thread.photons.push_back({point.position, ray.power * ray.weight,
+                              pack_direction(point.outgoing),
+                              pack_direction(point.geometric_normal)});
+}
+
+// The later photons are left out: caustics are darker then.
+void join_photons() {
+    std::size_t stored = 0, left_out = 0;
+    for (const ThreadPhotons& thread : photons_of_thread) {
+        stored += thread.photons.size();
+        left_out += thread.left_out;
+    }
+    Photons.reserve(stored);
+    for (ThreadPhotons& thread : photons_of_thread) {
+        Photons.insert(Photons.end(), thread.photons.begin(), thread.photons.end());
+        thread = {};
+    }
+    if (left_out == 0) return;
+    ReportWarning("photon cast - memory holds " + std::to_string(stored) + " caustic photons; "
+                  + std::to_string(left_out) + " more are left out, and caustics are too dark");
+    ReportRule();
 }
 
 // w: the photon's weight times the layer's colour and its share.
@@ -186,13 +216,12 @@ void StartPhotons() {
     ClearPhotons();
     StartDeposits();
     StartSplats();
+    const double most = std::clamp(SpareMemory() / kBytesOfPhoton, 0.0, kMostPhotons);
+    most_of_thread = static_cast<std::size_t>(most) / static_cast<std::size_t>(team_size());
 }
 
 void FinishPhotons() {
-    for (ThreadPhotons& thread : photons_of_thread) {
-        Photons.insert(Photons.end(), thread.photons.begin(), thread.photons.end());
-        thread.photons = {};
-    }
+    join_photons();
     FinishDeposits();
     FinishSplats();
     ReportCutPaths();

@@ -30,6 +30,13 @@ double free_of_machine() {
     return MachineMemory();
 }
 
+double held_memory() {
+    std::ifstream file("/proc/self/statm");
+    double reserved_pages = 0.0, held_pages = 0.0;
+    file >> reserved_pages >> held_pages;
+    return held_pages * static_cast<double>(sysconf(_SC_PAGESIZE));
+}
+
 double group_limit() {
     return number_in("/sys/fs/cgroup/memory.max");
 }
@@ -46,6 +53,19 @@ double AvailableMemory() {
     const double limit = group_limit();
     if (limit == std::numeric_limits<double>::infinity()) return free_of_machine();
     return std::min(free_of_machine(), limit - number_in("/sys/fs/cgroup/memory.current"));
+}
+
+double SpareMemory() {
+    constexpr double kKeptFree = 1.0 / 16.0;
+    return AvailableMemory() - kKeptFree * MachineMemory();
+}
+
+bool FitsMemory(double bytes) {
+    return bytes <= SpareMemory();
+}
+
+bool MayGrow() {
+    return FitsMemory(held_memory());
 }
 
 } // namespace mh

@@ -10,4 +10,14 @@ double MachineMemory();
 // Bytes that can be taken now without swapping.
 double AvailableMemory();
 
+// The same, less a sixteenth of what the machine has, which stays free: a machine without any stops.
+double SpareMemory();
+
+// Whether so many bytes are spare.
+bool FitsMemory(double bytes);
+
+// Whether the process may become twice as large: vectors that grow hold their content twice for a
+// moment.
+bool MayGrow();
+
 } // namespace mh

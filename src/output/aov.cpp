@@ -162,7 +162,7 @@ void AllocateAovs(std::vector<Aov>& list) {
     const Camera* camera = ActiveCamera();
     if (camera == nullptr) return;
     const double bytes = kBytesPerPixel * camera->width * camera->height;
-    const bool fits = bytes * static_cast<double>(list.size()) <= AvailableMemory();
+    const bool fits = FitsMemory(bytes * static_cast<double>(list.size()));
     if (!fits) ReportError("aov - the images of lights need more memory than there is");
     for (Aov& aov : list)
         AllocateAov(aov, fits ? camera->width : 0, fits ? camera->height : 0);

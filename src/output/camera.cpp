@@ -29,14 +29,16 @@ constexpr Vec3 kTowardsViewer = {0.5f, 0.4f, 1.0f};
 constexpr float kFramedView_deg = 40.0f; // over the longer side of the image
 
 constexpr double kBytesPerPixel = 12.0; // three floats
+constexpr double kWorkingBytes = 48.0;  // of a pixel: sums of splats; an image while it is encoded
 
 // An image that cannot be held or indexed is refused before anything is allocated for it.
 void limit_size(Camera& camera) {
     camera.width = std::max(camera.width, 0);
     camera.height = std::max(camera.height, 0);
     const double pixels = static_cast<double>(camera.width) * camera.height;
-    const double bytes = pixels * kBytesPerPixel * static_cast<double>(camera.aovs.size());
-    if (pixels <= std::numeric_limits<std::int32_t>::max() && bytes <= AvailableMemory()) return;
+    const double images = static_cast<double>(camera.aovs.size());
+    const double bytes = pixels * (kBytesPerPixel * images + kWorkingBytes);
+    if (pixels <= std::numeric_limits<std::int32_t>::max() && FitsMemory(bytes)) return;
     ReportError("camera - " + std::to_string(camera.width) + " x " + std::to_string(camera.height)
                 + " pixels need more memory than there is");
     camera.width = camera.height = 0;

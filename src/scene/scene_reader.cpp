@@ -3,10 +3,12 @@
 // SPDX-License-Identifier: MIT
 #include "scene/scene_reader.h"
 
+#include "frame/report.h"
 #include "frame/types.h"
 #include "geometry/objects.h"
 #include "lights/gaffer.h"
 #include "lights/sky_light.h"
+#include "math/memory.h"
 #include "output/camera.h"
 #include "scene/blocks.h"
 #include "scene/line_reader.h"
@@ -56,7 +58,23 @@ struct Reading {
     const std::string& path;
     const ReadListener& listener;
     std::string_view line = {}, word = {}; // the line last handed out, and its first word
+    int unchecked = 0;                     // lines since memory was looked at; files count more
 };
+
+constexpr int kLinesOfCheck = 4096; // of up to 5 KB in memory each
+constexpr int kLinesOfFile = 64;    // what a line counts that has a file read
+
+// Where memory runs out, the file ends.
+bool fits_memory(Reading& reading) {
+    if (++reading.unchecked < kLinesOfCheck) return true;
+    reading.unchecked = 0;
+    if (MayGrow()) return true;
+    reading.text.position = reading.text.content.size();
+    ReportError("scene - " + reading.path
+                + " needs more memory than there is; it is read up to line "
+                + std::to_string(reading.text.line_number));
+    return false;
+}
 
 ReadNote note_of(const Reading& reading, ReadEvent event, const Block* block) {
     return {event, reading.path, reading.text.line_number, reading.line, reading.word, block};
@@ -74,7 +92,7 @@ void tell(const Reading& reading, ReadEvent event, const Block& block, void* rec
 
 // The next line that holds a word and is no comment; `rest` is what follows the word.
 bool next_words(Reading& reading, std::string_view& rest) {
-    while (next_line(reading.text, reading.line)) {
+    while (next_line(reading.text, reading.line) && fits_memory(reading)) {
         rest = reading.line;
         if (!rest.starts_with('#') && take_word(rest, reading.word)) return true;
     }
@@ -91,12 +109,14 @@ void put_back(Reading& reading) {
 }
 
 // As many values as the line has; the first that cannot be read ends the line.
-void read_values(const Reading& reading, const Block& block, const Key& key, std::string_view given,
+void read_values(Reading& reading, const Block& block, const Key& key, std::string_view given,
                  void* record) {
     Values values;
     std::string_view rest = given;
     while (values.count < key.count && take_value(key, rest, values))
         ++values.count;
+    if (key.role == Role::geometry_file || key.role == Role::image_file)
+        reading.unchecked += kLinesOfFile;
     if (values.count > 0 && record != nullptr) key.store(record, values);
     if (!reading.listener) return;
     ReadNote note = note_of(reading, ReadEvent::values, &block);
@@ -215,6 +235,16 @@ constexpr Keyword kKeywords[] = {
     {"shader", read_shader},
 };
 
+// The text itself, which is held as a whole.
+bool text_fits(const std::string& path) {
+    std::error_code error;
+    const auto size = std::filesystem::file_size(path, error);
+    if (error || FitsMemory(2.0 * static_cast<double>(size))) return true;
+    ReportError("scene - " + path + " of " + std::to_string(size)
+                + " bytes needs more memory than there is; it is not read");
+    return false;
+}
+
 bool is_regular_file(const std::filesystem::path& path) {
     std::error_code error;
     return std::filesystem::is_regular_file(path, error);
@@ -233,6 +263,7 @@ bool ReadSceneFile(const std::string& path, const ReadListener& listener) {
     if (!is_regular_file(path)) return false;
     std::ifstream file(path, std::ios::binary);
     if (!file) return false;
+    if (!text_fits(path)) return true;
     Reading reading = {{}, path, listener};
     reading.text.content.assign(std::istreambuf_iterator<char>(file), {});
     tell(reading, note_of(reading, ReadEvent::file, nullptr));

@@ -296,7 +296,7 @@ ImageHeader ReadImageHeader(const std::string& file, ImageFormat format) {
     const double pixels = claim->width * claim->height, bytes = pixels * claim->pixel_bytes;
     if (pixels > kMostPixels) return {"has more than 2^28 pixels"};
     if (claim->least_bytes > as_double(source.size)) return {"is too short for its size in pixels"};
-    if (kCopies * bytes > AvailableMemory()) return {"needs more memory than there is"};
+    if (!FitsMemory(kCopies * bytes)) return {"needs more memory than there is"};
     return {{}, pixels, bytes};
 }
 
