@@ -19,6 +19,7 @@
 #include <fstream>
 #include <iterator>
 #include <limits>
+#include <utility>
 #include <vector>
 
 namespace mh {
@@ -193,7 +194,7 @@ void read_camera(Reading& reading) {
     camera.pose_count = 0;
     read_block(reading, kCameraBlock, &camera);
     if (camera.pose_count == 1) camera.poses[1] = camera.poses[0];
-    Cameras.push_back(camera);
+    Cameras.push_back(std::move(camera));
 }
 
 void read_point_light(Reading& reading) {
@@ -216,7 +217,8 @@ void read_object(Reading& reading) {
 void read_shader(Reading& reading) {
     Shader shader;
     read_block(reading, kShaderBlock, &shader);
-    Shaders[static_cast<std::size_t>(FindOrAddShader(shader.name))] = shader;
+    const int index = FindOrAddShader(shader.name);
+    Shaders[static_cast<std::size_t>(index)] = std::move(shader);
 }
 
 struct Keyword {
