@@ -23,9 +23,7 @@ Object& add_object(const std::string& name, std::uint32_t triangles) {
 Instance& add_instance(std::size_t parent, const std::string& target, const Vec3& move = {}) {
     Instance instance;
     instance.object_name = target;
-    instance.matrix.m[0][3] = move.x;
-    instance.matrix.m[1][3] = move.y;
-    instance.matrix.m[2][3] = move.z;
+    instance.matrix = {{{1, 0, 0, move.x}, {0, 1, 0, move.y}, {0, 0, 1, move.z}, {0, 0, 0, 1}}};
     Objects[parent].instances.push_back(instance);
     return Objects[parent].instances.back();
 }
@@ -44,10 +42,13 @@ bool contains_text(const std::string& report, const std::string& text) {
     return report.find(text) != std::string::npos;
 }
 
+struct SceneAssembly : testing::Test {
+    FreshScene scene;
+};
+
 } // namespace
 
-TEST(AssembleScene, AnEmptyTableIsNoSceneAndAnEmptyRootHasZeroBounds) {
-    FreshScene scene;
+TEST_F(SceneAssembly, AnEmptyTableIsNoSceneAndAnEmptyRootHasZeroBounds) {
     EXPECT_FALSE(AssembleScene());
     EXPECT_EQ(scene.take_report(), "");
     add_object("nothing", 0);
@@ -56,8 +57,7 @@ TEST(AssembleScene, AnEmptyTableIsNoSceneAndAnEmptyRootHasZeroBounds) {
     EXPECT_TRUE(Objects[0].tree.nodes.empty());
 }
 
-TEST(AssembleScene, TheLastUnreferencedObjectBecomesTheRootOfTheOthers) {
-    FreshScene scene;
+TEST_F(SceneAssembly, TheLastUnreferencedObjectBecomesTheRootOfTheOthers) {
     for (const char* name : {"a", "b", "c"})
         add_object(name, 2);
     add_instance(0, "b", {5, 0, 0});
@@ -75,21 +75,7 @@ TEST(AssembleScene, TheLastUnreferencedObjectBecomesTheRootOfTheOthers) {
     EXPECT_TRUE(SceneCenter == (Vec3{3, 0.5f, 0.5f}));
 }
 
-TEST(AssembleScene, AnInstancedObjectNeedsNoMessage) {
-    FreshScene scene;
-    add_object("a", 1);
-    add_object("b", 1);
-    add_instance(0, "b");
-    EXPECT_TRUE(AssembleScene());
-    EXPECT_EQ(RootObjectIndex, 0u);
-    const std::string report = scene.take_report();
-    EXPECT_FALSE(contains_text(report, "root object") || contains_text(report, ":("));
-    ReportScene();
-    EXPECT_EQ(scene.take_report().find("scene size             1.0000"), 0u);
-}
-
-TEST(AssembleScene, TargetsAreSetUpBeforeTheirParentsWhateverTheirLevel) {
-    FreshScene scene;
+TEST_F(SceneAssembly, TargetsAreSetUpBeforeTheirParentsWhateverTheirLevel) {
     for (const char* name : {"r", "x", "y", "t"})
         add_object(name, 1);
     add_instance(0, "x"); // r > x > y > t, and later on r > t: level 1 is the last word
@@ -103,8 +89,7 @@ TEST(AssembleScene, TargetsAreSetUpBeforeTheirParentsWhateverTheirLevel) {
     EXPECT_FLOAT_EQ(SceneBounds.max.z, 3.0f);
 }
 
-TEST(AssembleScene, CyclesAreCutWithOneMessage) {
-    FreshScene scene;
+TEST_F(SceneAssembly, CyclesAreCutWithOneMessage) {
     add_object("a", 1);
     add_object("b", 1);
     add_instance(0, "b");
@@ -122,8 +107,7 @@ TEST(AssembleScene, CyclesAreCutWithOneMessage) {
     EXPECT_EQ(report.find("instances itself", first + 1), std::string::npos);
 }
 
-TEST(AssembleScene, InstancesThatCannotBeTracedAreLeftOut) {
-    FreshScene scene;
+TEST_F(SceneAssembly, InstancesThatCannotBeTracedAreLeftOut) {
     add_object("root", 1);
     add_object("leaf", 1);
     add_object("empty", 0);
@@ -150,8 +134,7 @@ TEST(AssembleScene, InstancesThatCannotBeTracedAreLeftOut) {
     EXPECT_TRUE(contains_text(report, "root leaves out 4 instances"));
 }
 
-TEST(AssembleScene, LongChainsAndManyPathsTakeLinearTime) {
-    FreshScene scene;
+TEST_F(SceneAssembly, LongChainsAndManyPathsTakeLinearTime) {
     constexpr std::size_t kObjects = 3000;
     for (std::size_t i = 0; i < kObjects; ++i) // each twice in the one before: 2^2999 paths
         add_object(std::to_string(i), i + 1 == kObjects ? 1 : 0);
@@ -164,8 +147,7 @@ TEST(AssembleScene, LongChainsAndManyPathsTakeLinearTime) {
     EXPECT_NEAR(SceneBounds.max.x, 1.0f + 2.999f, 1e-3f);
 }
 
-TEST(AssembleScene, AnInstanceBoxHoldsTheTransformedCorners) {
-    FreshScene scene;
+TEST_F(SceneAssembly, AnInstanceBoxHoldsTheTransformedCorners) {
     add_object("root", 0);
     add_object("leaf", 1);
     Instance& instance = add_instance(0, "leaf");
@@ -175,8 +157,7 @@ TEST(AssembleScene, AnInstanceBoxHoldsTheTransformedCorners) {
     EXPECT_TRUE(SceneBounds.max == (Vec3{0.5f, 2, 1.5f})) << SceneBounds.max.x;
 }
 
-TEST(AssembleScene, LightListsFollowTheSidesAndSumTheTargets) {
-    FreshScene scene;
+TEST_F(SceneAssembly, LightListsFollowTheSidesAndSumTheTargets) {
     Shaders.emplace_back();
     Shaders.back().name = "lamp";
     Shaders.back().face.emissive = Shaders.back().back.emissive = true;
@@ -186,6 +167,8 @@ TEST(AssembleScene, LightListsFollowTheSidesAndSumTheTargets) {
     add_instance(1, "lamp");
     add_instance(1, "lamp", {5, 0, 0});
     EXPECT_TRUE(AssembleScene());
+    const std::string report = scene.take_report();
+    EXPECT_FALSE(contains_text(report, "root object") || contains_text(report, ":("));
     const Object& lamp = Objects[0];
     ASSERT_EQ(lamp.emission_list.size(), 2u);
     EXPECT_TRUE(lamp.emission_list[0].front && !lamp.emission_list[1].front);
