@@ -19,42 +19,23 @@ TWO = OBJECT + OBJECT.replace("name floor", "name roof")
 # File, its text (None: the file is missing), line (0: the whole scene), part of the message,
 # suggestion.
 FAULTS = [
-    # Words that nothing knows.
-    (C, CAMERA.replace("resolution", "resolutoin"), 2, 'unknown key in "camera"', "resolution"),
-    (C, CAMERA.replace("position", "positon"), 5, 'unknown key in "pose"', "position"),
-    (C, CAMERA.replace("target", "targte"), 6, 'unknown key in "pose"', "target"),
-    (C, CAMERA.replace("up_vector", "up_vectr"), 7, 'unknown key in "pose"', "up_vector"),
-    (C, CAMERA.replace("field_of_view", "field_of_vew"), 8, "unknown key", "field_of_view"),
+    # Words that nothing knows: of another case, of no key, and what a block closes.
     (C, CAMERA.replace("sample", "Sample"), 3, "unknown key", "sample"),
-    (C, CAMERA.replace("    pose", "    poze"), 4, "unknown key", "pose"),
-    (C, CAMERA.replace("    aov", "    aovs"), 10, "unknown key", "aov"),
-    (C, CAMERA.replace("camera", "camra"), 1, "unknown block", "camera"),
     (C, CAMERA.replace("camera", "Camera"), 1, "unknown block", "camera"),
     (C, CAMERA + "banana\n", 15, "unknown block", ""),
     (C, CAMERA + "end\n", 15, '"end" without a block', ""),
-    (R, RENDER.replace("distance", "distanse"), 3, 'unknown key in "final_gather"', "distance"),
-    (R, RENDER.replace("final_gather", "final_gater"), 2, "unknown key", "final_gather"),
-    (L, LIGHT.replace("color", "colour"), 2, 'unknown key in "sky_light"', "color"),
     (L, LIGHT + "point_ligth\n    color 1 1 1\n    photon 5\nend\n", 5, "unknown block",
      "point_light"),
-    (S, SHADER.replace("lambertian", "lambertain"), 4, "unknown key", "lambertian"),
-    (S, SHADER.replace("surface_shader", "surface_shade"), 3, "unknown key", "surface_shader"),
-    (S, SHADER.replace("            color", "            colr"), 5, 'unknown key in "slot"', "color"),
-    (G, OBJECT.replace("shader", "shadr"), 3, 'unknown key in "object"', "shader"),
-    (G, OBJECT.replace("obj \"", "obi \""), 4, 'unknown key in "object"', "obj"),
     # Values.
     (C, CAMERA.replace("24 16", "24"), 2, "needs 2 whole numbers, 1 given", ""),
     (C, CAMERA.replace("24 16", "24 16 8"), 2, "the rest is not read", ""),
     (C, CAMERA.replace("24 16", "24 x16"), 2, '"x16" is none', ""),
     (C, CAMERA.replace("sample 6", "sample 6.5"), 3, '".5" behind it', ""),
-    (C, CAMERA.replace("sample 6", "sample many"), 3, '"many" is none', ""),
     (C, CAMERA.replace("sample 6", "sample 99999999999"), 3, "out of range", ""),
-    (C, CAMERA.replace("0 -4 1", "0 -4"), 5, "needs 3 numbers, 2 given", ""),
     (C, CAMERA.replace("0 -4 1", "0,-4,1"), 5, '",-4,1" is none', ""),
     (C, CAMERA.replace("0 -4 1", "0 1e 1"), 5, '"1e" is none', ""),
     (C, CAMERA.replace("field_of_view 40", "field_of_view 40deg"), 8, '"deg" behind it', ""),
     (C, CAMERA.replace("    pose", "    pose 1"), 4, "takes no value", ""),
-    (L, LIGHT.replace("0.5 0.5 0.5", ""), 2, "needs 3 numbers, 0 given", ""),
     (S, SHADER.replace('"clay"', "clay"), 2, "needs 1 text in double quotes", ""),
     (S, SHADER.replace('"clay"', '"clay'), 2, "no closing quote", ""),
     (S, SHADER.replace('"clay"', '"clay" "mud"'), 2, "the rest is not read", ""),
@@ -120,7 +101,6 @@ def faults_of(scene):
 
 class Check(ProgramTest):
     def test_every_fault_is_found_on_its_line(self):
-        self.assertGreaterEqual(len(FAULTS), 60)
         for file, text, line, message, suggestion in FAULTS:
             with self.subTest(file=file, message=message, text=text):
                 scene = tempfile.mkdtemp(dir=self.folder)
@@ -134,15 +114,21 @@ class Check(ProgramTest):
                 if message:
                     self.assertTrue(found, faults)
 
-    def test_slips_are_told_once_and_nothing_follows_from_them(self):
-        for file, text, line, _, suggestion in FAULTS[:21]:
-            if not suggestion:
-                continue
-            with self.subTest(text=text):
-                scene = write_scene(tempfile.mkdtemp(dir=self.folder), {**SOUND, file: text})
-                _, faults = faults_of(scene)
-                others = [f["line"] for f in faults if "one pose" not in f["message"]]
-                self.assertEqual(others, [line], faults)
+    def test_every_misspelt_word_is_told_once_with_its_right_form(self):
+        for file, text in SOUND.items():
+            lines = text.splitlines()
+            for i, line in enumerate(lines):
+                word = line.split()[0]
+                if word == "end" or not file.endswith(".mh"):
+                    continue
+                slip = lines[:i] + [line.replace(word, word[:-2] + word[:-3:-1], 1)] + lines[i + 1:]
+                with self.subTest(slip=slip):
+                    scene = tempfile.mkdtemp(dir=self.folder)
+                    write_scene(scene, {**SOUND, file: "\n".join(slip)})
+                    _, faults = faults_of(scene)
+                    told = [(f["line"], f["suggestion"]) for f in faults
+                            if "one pose" not in f["message"]]
+                    self.assertEqual(told, [(i + 1, word)], faults)
 
     def test_all_faults_of_a_scene_come_at_once_with_line_and_caret(self):
         write_scene(self.scene, {C: CAMERA.replace("target", "targte").replace("sample 6", "sample x"),
@@ -154,10 +140,6 @@ class Check(ProgramTest):
         self.assertIn('did you mean "clay"?', text)
         self.assertEqual(text.count("^"), 4)  # the single pose's too
 
-    def test_files_that_are_missing_are_told_with_the_folders_searched(self):
-        write_scene(self.scene, {G: OBJECT.replace("floor.obj", "gone.obj")})
-        self.assertIn("scene/geometry", self.run_here("check", "scene", status=1).stdout)
-
     def test_examples_and_sound_scenes_are_silent(self):
         write_scene(self.scene, {C: STILL})
         scenes = [self.scene] + [os.path.join(EXAMPLES, name) for name in sorted(os.listdir(EXAMPLES))
@@ -167,6 +149,8 @@ class Check(ProgramTest):
             with self.subTest(scene=scene):
                 result = run("check", scene)
                 self.assertEqual((result.returncode, result.stdout), (0, ""))
+                report = self.run_here(scene, "--resolution", "8x8", "--sample", "1").stdout
+                self.assertNotIn("error :(", report)
 
     def test_a_scene_of_one_file_that_opens_with_its_mesh_is_silent(self):
         write_scene(self.folder, {"one/geometry/all.mh": OBJECT + STILL + SHADER + LIGHT + RENDER,

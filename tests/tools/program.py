@@ -9,43 +9,14 @@ import unittest
 PROGRAM = os.path.abspath(os.environ["MOONHARE"])
 EXAMPLES = os.path.abspath(os.environ["MOONHARE_EXAMPLES"])
 
-RENDER = "render\n    final_gather\n        distance 0\n    end\nend\n"
-CAMERA = """camera
-    resolution 24 16
-    sample 6
-    pose
-        position 0 -4 1
-        target 0 0 0.5
-        up_vector 0 0 1
-        field_of_view 40
-    end
-    aov
-        image "albedo.exr"
-        type "lambertian_color"
-    end
-end
-"""
-SHADER = """shader
-    name "clay"
-    surface_shader
-        lambertian
-            color 0.6 0.4 0.3
-        end
-    end
-end
-"""
-OBJECT = "object\n    name floor\n    shader \"clay\"\n    obj \"floor.obj\"\nend\n"
-LIGHT = "sky_light\n    color 0.5 0.5 0.5\n    photon 1000\nend\n"
-MESH = "v -2 -2 0\nv 2 -2 0\nv 2 2 0\nv -2 2 0\nf 1 2 3 4\n"
-
-SOUND = {
-    "render/render.mh": RENDER,
-    "camera/camera.mh": CAMERA,
-    "shader/shader.mh": SHADER,
-    "light/light.mh": LIGHT,
-    "geometry/objects.mh": OBJECT,
-    "geometry/floor.obj": MESH,
-}
+SOUND = {}
+for folder, _, names in os.walk(os.path.join(os.path.dirname(__file__), "sound")):
+    for name in names:
+        with open(os.path.join(folder, name)) as text:
+            SOUND[os.path.basename(folder) + "/" + name] = text.read()
+CAMERA, LIGHT, MESH, OBJECT, RENDER, SHADER = (SOUND[name] for name in (
+    "camera/camera.mh", "light/light.mh", "geometry/floor.obj", "geometry/objects.mh",
+    "render/render.mh", "shader/shader.mh"))
 
 
 def write_scene(folder, files):

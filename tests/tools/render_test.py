@@ -92,13 +92,6 @@ class Overrides(RenderTest):
         names = [re.sub(r"[-0-9.]+", "", text) for text in (plain, worded)]
         self.assertEqual(names[0].split(), names[1].split())
 
-    def test_a_preview_without_a_display_renders_all_the_same(self):
-        environment = {k: v for k, v in os.environ.items() if k != "DISPLAY"}
-        result = subprocess.run([PROGRAM, "scene", "--preview"], cwd=self.folder, env=environment,
-                                capture_output=True, timeout=60)
-        self.assertEqual(result.returncode, 0)
-        self.assertTrue(os.path.exists(self.path("beauty.hdr")))
-
 
 class Statuses(RenderTest):
     def test_wrong_use(self):
