@@ -121,8 +121,8 @@ inline bool hit_tetragon(const WalkTetragon& f, const LocalRay& ray, float limit
     const Triple<Double4> next = {rotate(here.x), rotate(here.y), rotate(here.z)};
     const Double4 volumes = dot(fill<Double4>(ray.direction), cross(here, next));
     const Double4 zero = fill<Double4>(0.0f);
-    const unsigned inside = facing > 0.0f ? less_equal(zero, volumes) : less_equal(volumes, zero);
-    if (inside != 0xFu) return false;
+    const unsigned as_front = less_equal(zero, volumes), as_back = less_equal(volumes, zero);
+    if ((facing > 0.0f ? as_front : as_back) != 0xFu) return false;
     alignas(32) double e[4];
     store(e, volumes);
     const double across = e[0] + e[2], along = e[1] + e[3];

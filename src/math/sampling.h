@@ -2,15 +2,31 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "math/constants.h"
+#include "math/roots.h"
+#include "math/select.h"
 #include "math/vec3.h"
 
 namespace mh {
 
-// Uniform on the unit disk by the concentric map [ShirleyChiu97]; u, v in [0, 1].
-Vec2 concentric_disk(const Vec2& uv);
+// Uniform on the unit disk by the concentric map [ShirleyChiu97]; u, v in [0, 1]. In each quarter
+// of the square one coordinate leads: with its sign it gives the radius, and the ratio of the two
+// the angle to its axis.
+inline Vec2 concentric_disk(const Vec2& uv) {
+    const float x = 2.0f * uv.x - 1.0f, y = 2.0f * uv.y - 1.0f;
+    const bool x_leads = std::fabs(x) > std::fabs(y);
+    const float radius = select(x_leads, x, y);
+    if (radius == 0.0f) return {0.0f, 0.0f};
+    const float angle = select(x_leads, y, x) / radius * (kPi / 4.0f);
+    const float along = radius * std::cos(angle), across = radius * std::sin(angle);
+    return {select(x_leads, along, across), select(x_leads, across, along)};
+}
 
 // Density cos / pi about the third axis, as (x, y, z) of the local frame; z > 0.
-Vec3 sample_cosine_local(const Vec2& uv);
+inline Vec3 sample_cosine_local(const Vec2& uv) {
+    const Vec2 disk = concentric_disk(uv);
+    return {disk.x, disk.y, safe_root(1.0f - disk.x * disk.x - disk.y * disk.y)};
+}
 
 // Uniform on the unit sphere: z = 1 - 2 v, r = 2 sqrt(v (1 - v)), angle 2 pi u.
 Vec3 sample_sphere(const Vec2& uv);

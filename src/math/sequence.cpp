@@ -11,11 +11,8 @@ namespace mh {
 
 namespace {
 
-constexpr int kTableDimensions = 16;
-constexpr int kTableSamples = 4096;
 constexpr int kPrimeCount = 1024;
 
-float halton[kTableDimensions][kTableSamples];
 std::array<std::uint32_t, kPrimeCount> primes;
 
 void find_primes() {
@@ -28,27 +25,19 @@ void find_primes() {
     }
 }
 
-float radical_inverse(std::uint32_t sample, std::uint32_t base) {
-    constexpr float kLargestBelowOne = 0.99999994f; // late sums of digits can round to 1
-    const float step = 1.0f / static_cast<float>(base);
-    float result = 0.0f, scale = step;
-    for (; sample > 0; sample /= base, scale *= step)
-        result += static_cast<float>(sample % base) * scale;
-    return result < kLargestBelowOne ? result : kLargestBelowOne;
-}
-
 // The same in every run: made once in a process.
 void fill_tables() {
     find_primes();
 #pragma omp parallel for num_threads(team_size())
-    for (int d = 0; d < kTableDimensions; ++d) {
+    for (std::uint32_t d = 0; d < kTableDimensions; ++d) {
         for (std::uint32_t i = 0; i < kTableSamples; ++i)
-            halton[d][i] = radical_inverse(i, primes[static_cast<std::size_t>(d)]);
+            HaltonTable[d][i] = radical_inverse(i, d);
     }
 }
 
 } // namespace
 
+float HaltonTable[kTableDimensions][kTableSamples];
 Vec2 PixelPattern[kPatternSize * kPatternSize];
 
 void BuildSequences() {
@@ -59,17 +48,14 @@ void BuildSequences() {
     }
 }
 
-float sequence_value(std::uint32_t sample, std::uint32_t dimension) {
-    if (dimension < kTableDimensions && sample < kTableSamples) return halton[dimension][sample];
-    return radical_inverse(sample, primes[dimension % kPrimeCount]);
-}
-
-Vec2 next_pair(SampleCursor& cursor) {
-    const float u = rotate_unit(sequence_value(cursor.sample, cursor.dimension), cursor.rotation_u);
-    const float v =
-        rotate_unit(sequence_value(cursor.sample, cursor.dimension + 1), cursor.rotation_v);
-    cursor.dimension += 2;
-    return {u, v};
+float radical_inverse(std::uint32_t sample, std::uint32_t dimension) {
+    constexpr float kLargestBelowOne = 0.99999994f; // late sums of digits can round to 1
+    const std::uint32_t base = primes[dimension % kPrimeCount];
+    const float step = 1.0f / static_cast<float>(base);
+    float result = 0.0f, scale = step;
+    for (; sample > 0; sample /= base, scale *= step)
+        result += static_cast<float>(sample % base) * scale;
+    return result < kLargestBelowOne ? result : kLargestBelowOne;
 }
 
 } // namespace mh
