@@ -3,6 +3,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "math/select.h"
 #include "math/vec3.h"
 
 #include <cstdint>
@@ -45,7 +46,7 @@ inline float sequence_value(std::uint32_t sample, std::uint32_t dimension) {
 // x + rotation, reduced by 1 when it exceeds 1 (an exact 1 stays).
 constexpr float rotate_unit(float x, float rotation) {
     const float y = x + rotation;
-    return y > 1.0f ? y - 1.0f : y;
+    return y - select(y > 1.0f, 1.0f, 0.0f);
 }
 
 // The two numbers at the cursor's dimension and the next, rotated by u and v; the cursor given
