@@ -42,8 +42,7 @@ Vec3 hit_normal(const Ray& ray) {
     const auto& v = ray.hit_part->triangles[static_cast<std::size_t>(ray.hit_primitive)].vertex;
     const std::vector<Vec3>& p = ray.hit_part->positions;
     Vec3 n = triangle_normal(p[v[0]], p[v[1]], p[v[2]]);
-    if (ray.hit_instance_level == 1)
-        n = normalize(*ThreadStates[0].instance_normal_matrices[0] * n);
+    if (ray.hit_instance_level == 1) n = normalize(ThreadStates[0].instance_normal_matrices[0] * n);
     return dot(n, ray.direction) > 0.0f ? -n : n;
 }
 

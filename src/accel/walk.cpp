@@ -65,12 +65,12 @@ void fill_query(const Ray& ray, WalkQuery& query) {
     query.visible = visible_to(ray);
 }
 
-// Follows the instances around the hit, noting their normal matrices for the surface point.
+// Follows the instances around the hit, keeping their normal matrices for the surface point.
 const Object& hit_object(const WalkQuery& query, std::uint8_t thread) {
     const Object* object = &Objects[RootObjectIndex];
     for (std::size_t level = 0; level < static_cast<std::size_t>(query.hit_level); ++level) {
         const Instance& instance = object->instances[query.hit_path[level]->index];
-        ThreadStates[thread].instance_normal_matrices[level] = &instance.normal_matrix;
+        ThreadStates[thread].instance_normal_matrices[level] = instance.normal_matrix;
         object = &Objects[instance.object];
     }
     return *object;

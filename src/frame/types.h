@@ -49,8 +49,8 @@ struct alignas(64) ThreadState {
     Vec3 last_lookup_position;       // of the last caustic look-up worth keeping
     float last_lookup_radius = kFar; // squared; kFar for none
     std::uintptr_t lowest_frame = 0; // of the stack, where paths must end; 0 when unknown
-    std::array<const Mat3*, kMaxInstanceLevels>
-        instance_normal_matrices; // of the instances around the closest hit, outermost first
+    std::array<Mat3, kMaxInstanceLevels>
+        instance_normal_matrices; // of the closest hit, outermost first
 };
 
 extern RendererSettingsRecord RendererSettings;

@@ -157,9 +157,9 @@ void leave_instances(const Ray& ray, SurfacePoint& point) {
     if (ray.hit_instance_level == 0) return;
     const auto& matrices = ThreadStates[ray.thread].instance_normal_matrices;
     const int levels = std::min<int>(ray.hit_instance_level, kMaxInstanceLevels);
-    Mat3 product = *matrices[0];
+    Mat3 product = matrices[0];
     for (int level = 1; level < levels; ++level)
-        product = product * *matrices[static_cast<std::size_t>(level)];
+        product = product * matrices[static_cast<std::size_t>(level)];
     point.geometric_normal = normalize(product * point.geometric_normal);
     point.normal = normalize(normalize(product * point.normal));
     tangent_frame(point.normal, point.tangent, point.bitangent);

@@ -211,8 +211,8 @@ TEST_F(SurfacePointTest, BringsNormalsOutOfInstancesOutermostFirst) {
     Ray ray = hit(HitKind::triangle, {0, 0, -1});
     ray.thread = 3;
     ray.hit_instance_level = 2;
-    ThreadStates[3].instance_normal_matrices[0] = &outer;
-    ThreadStates[3].instance_normal_matrices[1] = &inner;
+    ThreadStates[3].instance_normal_matrices[0] = outer;
+    ThreadStates[3].instance_normal_matrices[1] = inner;
     // inner (0, 0, 1) = (0, 5, 0); outer brings y to z.
     const SurfacePoint point = build(ray);
     expect_near(point.geometric_normal, {0, 0, 1});
