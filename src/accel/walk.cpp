@@ -59,6 +59,7 @@ bool can_hit(const Ray& ray) {
 void fill_query(const Ray& ray, WalkQuery& query) {
     query.origin = &ray.origin;
     query.direction = &ray.direction;
+    query.inverse = &ray.inverse_direction;
     query.distance = ray.distance;
     query.source = identity(ray.source_kind, ray.source_primitive);
     query.target = identity(ray.hit_kind, ray.hit_primitive);
@@ -110,7 +111,7 @@ bool occluded(Ray& ray, bool (*walk)(const WalkUnit*, WalkQuery&), WalkQuery& qu
     ray.weight = splat(1.0f);
     ThreadState& state = ThreadStates[ray.thread];
     ++state.shadow_rays;
-    query.inverse = shadow_inverse_direction(ray.direction);
+    ray.inverse_direction = shadow_inverse_direction(ray.direction);
     const WalkUnit* root = root_stream();
     if (root == nullptr || !can_hit(ray)) return false;
     fill_query(ray, query);
@@ -155,7 +156,7 @@ void UseVectorWalks(bool vector) {
 
 bool closest_hit(Ray& ray) {
     WalkQuery query;
-    query.inverse = inverse_direction(ray.direction);
+    ray.inverse_direction = inverse_direction(ray.direction);
     ray.distance = kFar;
     ray.direction = normalize(ray.direction);
     return find_nearest(ray, current->closest, query);
@@ -163,7 +164,7 @@ bool closest_hit(Ray& ray) {
 
 bool probe_hit(Ray& ray) {
     WalkQuery query;
-    query.inverse = inverse_direction(ray.direction);
+    ray.inverse_direction = inverse_direction(ray.direction);
     return find_nearest(ray, current->probe, query);
 }
 

@@ -14,12 +14,12 @@ inline LocalRay root_ray(const WalkQuery& query) {
 
 template<Walk walk>
 bool start_nearest(const WalkUnit* root, WalkQuery& query) {
-    return walk_nearest<walk>(root, root_ray(query), triple(query.inverse), query, 0);
+    return walk_nearest<walk>(root, root_ray(query), triple(*query.inverse), query, 0);
 }
 
 template<Walk walk>
 bool start_occluder(const WalkUnit* root, WalkQuery& query) {
-    return walk_occluder<walk>(root, root_ray(query), triple(query.inverse), query, 0);
+    return walk_occluder<walk>(root, root_ray(query), triple(*query.inverse), query, 0);
 }
 
 } // namespace

@@ -128,7 +128,7 @@ struct WalkLogEntry {
 
 struct WalkQuery {
     const Vec3 *origin, *direction; // of the ray; unit for the closest hit
-    Vec3 inverse;                   // 1 / direction; infinite where that is 0
+    const Vec3* inverse;            // 1 / direction; infinite where that is 0
     float distance;                 // limit, then the distance of the closest hit
     std::uint64_t source, target;   // index and kind << 32 of primitives that are not hit
     unsigned visible;               // bit v: primitives of visibility v are hit

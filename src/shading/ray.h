@@ -47,7 +47,8 @@ constexpr std::uint8_t kHairLobeOfDiffuse = 255;
 struct Ray {
     SampleCursor cursor;
     Vec3 origin;
-    Vec3 direction; // unit
+    Vec3 direction;         // unit
+    Vec3 inverse_direction; // written by the walks
     // Triangle: barycentric weights of the corners. Quad: bilinear parameters, 0. Hair: position
     // across in -1..1, undefined, position along the segment. Particle: hit point - centre.
     float hit_a = 0.0f, hit_b = 0.0f, hit_c = 0.0f;
