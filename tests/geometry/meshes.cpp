@@ -7,9 +7,9 @@
 #include "shading/shaders.h"
 
 #include <algorithm>
-#include <array>
 #include <map>
 #include <tuple>
+#include <utility>
 
 namespace mh::test {
 namespace {
@@ -58,28 +58,16 @@ std::string triangle_cube_text() {
 }
 
 int open_edges(const Part& part) {
-    std::map<Point, int> numbers; // of the positions
-    for (const Vec3& p : part.positions)
-        numbers.emplace(point(p), static_cast<int>(numbers.size()));
-    std::vector<std::array<int, 3>> edges; // both ends, smaller first, and direction
-    const auto add = [&](std::uint32_t from, std::uint32_t to) {
-        const int a = numbers[point(part.positions[from])], b = numbers[point(part.positions[to])];
-        if (a != b) edges.push_back({std::min(a, b), std::max(a, b), a < b ? 1 : -1});
-    };
+    std::map<std::pair<Point, Point>, int> balance; // of directions, by ends, the smaller first
     for (const Triangle& t : part.triangles)
-        for (std::size_t i = 0; i < 3; ++i)
-            add(t.vertex[i], t.vertex[(i + 1) % 3]);
-    std::sort(edges.begin(), edges.end());
-    int open = 0;
-    for (std::size_t i = 0; i < edges.size();) {
-        const std::size_t first = i;
-        int balance = 0;
-        for (; i < edges.size() && edges[i][0] == edges[first][0] && edges[i][1] == edges[first][1];
-             ++i)
-            balance += edges[i][2];
-        open += balance != 0;
-    }
-    return open;
+        for (std::size_t i = 0; i < 3; ++i) {
+            const Point a = point(part.positions[t.vertex[i]]);
+            const Point b = point(part.positions[t.vertex[(i + 1) % 3]]);
+            if (a < b) ++balance[{a, b}];
+            if (b < a) --balance[{b, a}];
+        }
+    return static_cast<int>(std::count_if(balance.begin(), balance.end(),
+                                          [](const auto& edge) { return edge.second != 0; }));
 }
 
 } // namespace mh::test
