@@ -32,91 +32,7 @@ struct SceneReader : testing::Test {
     }
 };
 
-const std::string kEveryBlock = R"(# all kinds of blocks
-render
-    clamp 1 2 3
-    gamma 1.8
-    final_gather
-        ray_depth 5
-        sample 10
-        distance 0
-    end
-    image_path "textures"
-end
-camera
-    name "front camera"
-    resolution 320 200
-    region 1 2 3 4
-    projection "panorama"
-    pose
-        position 1 2 3
-        target 4 5 6
-        field_of_view 45
-    end
-    aov
-        image "normal.exr"
-        type "normal"
-    end
-end
-point_light
-    photon 5000000000
-    outer_angle 30
-    link
-        shader "red"
-    end
-    aov
-        image "point.hdr"
-    end
-end
-parallel_light
-    direction 0 0 -1
-    blur 0.5
-end
-sky_light
-    image "sky.hdr"
-    turbidity 3
-    volume_shader
-        transmittance 0.5 0.6 0.7
-    end
-end
-geometry_light
-    sample 16
-end
-shader
-    surface_shader
-        emissive
-            color 9 8 7
-        end
-        normal
-            image "bumps.png"
-            sampler
-                pixel_sampler "nearest"
-                uv_matrix 1 2 3 4 5 6 7 8 9
-            end
-        end
-        virtual_light 1
-        window 2
-        sideness "back"
-    end
-    geometry_shader
-        smooth_angle 60
-        camera_primary 0
-        flip_face 1
-        vector
-            level 4
-        end
-    end
-    name "red"
-end
-object
-    name room walls
-    shader "red"
-    instance
-        object chair
-        matrix 1 0 0 5  0 1 0 6  0 0 1 7  0 0 0 1
-    end
-end
-)";
+const std::string kEveryBlock = test::content_of(MOONHARE_SOURCE_DIR "/tests/scene/every_block.mh");
 
 void expect_every_block() {
     EXPECT_EQ(RendererSettings.clamp, (Vec3{1, 2, 3}));
@@ -267,12 +183,6 @@ TEST_F(SceneReader, PassesOverWhatItDoesNotKnowInSilence) {
     EXPECT_EQ(Cameras[0].sample, 4);
     EXPECT_EQ(RendererSettings.clamp.x, kFar);
     EXPECT_EQ(scene.take_report(), "");
-}
-
-TEST_F(SceneReader, StopsAtALineThatIsTooLongAndKeepsWhatItRead) {
-    read("camera\nsample 3\n" + std::string(4096, ' ') + "\nsample 9\nend\ncamera\nend\n");
-    ASSERT_EQ(Cameras.size(), 1u);
-    EXPECT_EQ(Cameras[0].sample, 3);
 }
 
 TEST_F(SceneReader, ScansRegularFilesByName) {
