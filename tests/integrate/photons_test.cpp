@@ -10,6 +10,7 @@
 #include "math/faces.h"
 #include "output/aov.h"
 #include "output/camera.h"
+#include "shading/images.h"
 #include "support/expect.h"
 
 #include <array>
@@ -230,6 +231,16 @@ TEST_F(LitFloor, DensityOfAPointLightInsideIsWhatPathsFind) {
     expect_agreement();
 }
 
+TEST_F(LitFloor, DensityOfABlurredSpotIsWhatPathsFind) {
+    PointLight& light = add_point_light({0.5f, -0.4f, 1.9f}, kManyPhotons);
+    light.direction = {0.1f, 0.2f, -1.0f};
+    light.inner_angle = 20.0f;
+    light.outer_angle = 70.0f;
+    light.blur = 0.1f;
+    light.sample = 64;
+    expect_agreement();
+}
+
 TEST_F(LitFloor, DensityOfAPointLightOutsideIsWhatPathsFind) {
     // from closer by, its cone would miss some of the corners
     add_point_light({9.0f, 6.0f, 15.0f}, kManyPhotons).color = splat(300.0f);
@@ -239,6 +250,17 @@ TEST_F(LitFloor, DensityOfAPointLightOutsideIsWhatPathsFind) {
 TEST_F(LitFloor, DensityOfTheSkyIsWhatPathsFind) {
     SkyLight.color = {0.5f, 0.75f, 1.0f};
     SkyLight.photons = kManyPhotons;
+    expect_agreement();
+}
+
+TEST_F(LitFloor, DensityOfASkyWithAnImageIsWhatPathsFind) {
+    SkyLight.photons = kManyPhotons;
+    SkyLight.color = splat(1.0f);
+    AllocateImage(SkyLight.image, 2, 64, 3, 32, false); // bright above, dim below
+    for (int i = 0; i < 128; ++i)
+        set_texel(SkyLight.image, i, splat(i < 64 ? 3.0f : 1.0f));
+    SkyLight.image.loaded = true;
+    SkyLight.sample = 64;
     expect_agreement();
 }
 

@@ -26,6 +26,15 @@ std::uint32_t add_position(const Vec3& position) {
     return static_cast<std::uint32_t>(part().positions.size() - 1);
 }
 
+template<typename Face, std::size_t N>
+Face face_of(const std::array<Vec3, N>& corners, int shader) {
+    Face face;
+    for (std::size_t i = 0; i < N; ++i)
+        face.vertex[i] = add_position(corners[i]);
+    face.shader = static_cast<std::uint32_t>(shader);
+    return face;
+}
+
 } // namespace
 
 IntegratorScene::IntegratorScene() {
@@ -90,19 +99,11 @@ void place_camera(int size, const Vec3& position, const Vec3& target, const Vec3
 }
 
 void add_quad(const std::array<Vec3, 4>& corners, int shader) {
-    Tetragon quad;
-    for (std::size_t i = 0; i < 4; ++i)
-        quad.vertex[i] = add_position(corners[i]);
-    quad.shader = static_cast<std::uint32_t>(shader);
-    part().tetragons.push_back(quad);
+    part().tetragons.push_back(face_of<Tetragon>(corners, shader));
 }
 
 void add_triangle(const std::array<Vec3, 3>& corners, int shader) {
-    Triangle triangle;
-    for (std::size_t i = 0; i < 3; ++i)
-        triangle.vertex[i] = add_position(corners[i]);
-    triangle.shader = static_cast<std::uint32_t>(shader);
-    part().triangles.push_back(triangle);
+    part().triangles.push_back(face_of<Triangle>(corners, shader));
 }
 
 void add_room(const Vec3& low, const Vec3& high, int shader) {

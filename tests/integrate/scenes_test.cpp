@@ -229,16 +229,6 @@ TEST(Hair, BouncesOfTheFirstLobeMirrorTheSky) {
     EXPECT_NEAR(seen_of_fibres(add_fibres(1), false) / mirrored, 1.0f, 0.03f);
 }
 
-// Light that one fibre scatters meets the others, and all of it leaves in the end.
-TEST(Hair, LockVanishesInAWhiteSky) {
-    IntegratorScene scene;
-    set_white_sky(0, 1024);
-    RendererSettings.bounce = 64;
-    RendererSettings.ray_depth = 64;
-    const float seen = seen_of_fibres(add_fibres(7), true);
-    EXPECT_TRUE(seen > 0.9f && seen < kMost) << seen;
-}
-
 TEST(Hair, WhiteDiffuseFibreVanishesInAWhiteSky) {
     IntegratorScene scene;
     set_white_sky(0, 64);
@@ -301,19 +291,6 @@ TEST(LightImages, SumToTheBeautyImage) {
         EXPECT_NEAR(all.x, beauty.x, 1e-5f * beauty.x);
         EXPECT_NEAR(all.z, beauty.z, 1e-5f * beauty.z);
     }
-}
-
-// Photons that could leave nothing are not traced; the report tells of them all the same.
-TEST(Photons, SkyCastsNoneInVain) {
-    IntegratorScene scene;
-    SkyLight.color = splat(1.0f);
-    SkyLight.photons = 100;
-    add_floor(1.0f, 0.0f, add_shader(splat(0.5f)));
-    scene.library.take_report();
-    start_rendering();
-    const std::string report = scene.library.take_report();
-    EXPECT_NE(report.find("photon cast            0.0000 [ M rays/second"), std::string::npos)
-        << report;
 }
 
 } // namespace

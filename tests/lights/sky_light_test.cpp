@@ -184,16 +184,4 @@ TEST(SkyLight, BackdropIsSeenByCameraRaysAlone) {
     EXPECT_EQ(sky_lookup(ray), splat(0.75f));
 }
 
-TEST(SkyLight, FinalisationKeepsLinksImageNamesAndAovs) {
-    LightScene scene;
-    SkyLight.image.path = "missing.hdr";
-    SkyLight.link.shaders = {0};
-    SkyLight.aov_list.resize(2);
-    SkyLight.color = {};
-    FinalizeSkyLight();
-    EXPECT_EQ(SkyLight.image.path, "missing.hdr");
-    EXPECT_EQ(SkyLight.link.shaders.size() + SkyLight.aov_list.size(), 3u);
-    EXPECT_EQ(SkyLight.color, splat(0.75f));
-}
-
 } // namespace mh
