@@ -1,7 +1,6 @@
 // Image files of every format that is read, made here byte by byte, whole, cut and absurd.
 // SPDX-License-Identifier: MIT
 #include "math/rgbe.h"
-#include "output/image_writer.h"
 #include "shading/image_helper.h"
 #include "shading/image_stream.h"
 #include "shading/images.h"
@@ -72,12 +71,6 @@ std::string pfm() {
 std::string hdr() {
     return "#?RADIANCE\nFORMAT=32-bit_rle_rgbe\n\n-Y 2 +X 1\n"
            + bytes({200, 150, 100, 128, 100, 75, 50, 128});
-}
-
-// Of a palette of 32; the codes clear, 0, 1 and end take six bits each.
-std::string gif() {
-    return "GIF89a" + bytes({1, 0, 2, 0, 0x84, 0, 0}) + std::string(32 * 3, 'x')
-           + bytes({0x2C, 0, 0, 0, 0, 1, 0, 2, 0, 0, 5, 3, 0x20, 0x10, 0x84, 0, 0x3B});
 }
 
 // Reads the content under a name; the image's texels are the result.
@@ -184,59 +177,25 @@ TEST_F(ImageFile, IsRefusedWhenItClaimsMoreThanItHolds) {
     }
 }
 
-bool same_texels(Image& a, Image& b) {
-    return a.width == b.width && a.height == b.height && a.channels == b.channels
-           && a.bits == b.bits && std::ranges::equal(PixelBytes(a), PixelBytes(b));
-}
-
-// A picture of 40 x 33 pixels in the format of the name.
-void write_picture(const std::string& name) {
-    Image image;
-    AllocateImage(image, 40, 33, 3, 32, false);
-    for (std::size_t i = 0; i < image.floats.size(); ++i)
-        image.floats[i] = static_cast<float>(i % 97) / 97.0f;
-    image.path = name;
-    ASSERT_TRUE(WriteImage(image)) << name;
-}
+const std::string kPictures = MOONHARE_SOURCE_DIR "/fuzz/corpus/image";
 
 TEST_F(ImageFile, HasTheSameTexelsFromEitherProcess) {
-    const TemporaryFolder folder;
-    const char* names[] = {"p.png", "p.jpg", "p.bmp", "p.exr", "p.hdr", "p.tif", "p.pfm"};
-    for (const char* name : names)
-        write_picture(name);
-    const std::pair<const char*, std::string> small[] = {
-        {"a.ppm", ppm()},
-        {"a.tga", tga()},
-        {"a.gif", gif()},
-        {"a.hdr", hdr()},
-        {"a.pfm", pfm()},
-        {"w.tif", tiff(16, 1, little(65535, 2) + little(255, 2))},
-        {"f.tif", tiff(32, 3, floats({2.5f, -1.0f}))}};
-    for (const auto& [name, content] : small)
-        folder.write(name, content);
-    for (const auto& entry : std::filesystem::directory_iterator(folder.path)) {
+    int read = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(kPictures)) {
         const std::string file = entry.path();
         const FREE_IMAGE_FORMAT format = FormatBySignature(file);
-        for (const FloatStorage storage : {FloatStorage::rgbe, FloatStorage::floats}) {
-            for (const bool top_first : {false, true}) {
-                const Decoding decoding = {storage, top_first};
-                Image here, apart;
-                EXPECT_EQ(DecodeImageFile(file, format, decoding, here), "") << file;
-                EXPECT_EQ(DecodeApart(file, decoding, BudgetOf(file, format), apart), "") << file;
-                EXPECT_GT(here.width, 0) << file;
-                EXPECT_TRUE(same_texels(here, apart)) << file;
-            }
+        for (const int kind : {0, 1, 2, 3}) {
+            const Decoding decoding = {kind < 2 ? FloatStorage::rgbe : FloatStorage::floats,
+                                       kind % 2 == 0};
+            Image here, apart;
+            EXPECT_EQ(DecodeImageFile(file, format, decoding, here),
+                      DecodeApart(file, decoding, BudgetOf(file, format), apart));
+            EXPECT_TRUE(here.width == apart.width && here.channels == apart.channels) << file;
+            EXPECT_TRUE(std::ranges::equal(PixelBytes(here), PixelBytes(apart))) << file;
+            read += here.width > 0 ? 1 : 0;
         }
     }
-}
-
-TEST_F(ImageFile, OfAFurtherFormatIsDecodedByTheHelper) {
-    const TemporaryFolder folder;
-    write_picture("p.jp2");
-    Image image;
-    image.path = "p.jp2";
-    EXPECT_TRUE(LoadImage(image)) << scene.take_report();
-    EXPECT_EQ(image.bytes.size(), 40u * 33u * 3u);
+    EXPECT_GT(read, 100); // in every format
 }
 
 TEST_F(ImageFile, IsOneErrorLineWhateverBecomesOfTheHelper) {
@@ -265,10 +224,8 @@ TEST_F(ImageFile, IsOneErrorLineWhateverBecomesOfTheHelper) {
 
 // A limit on memory is one of the decoder's process: its crash is not ours.
 TEST_F(ImageFile, TakesNoMoreMemoryThanItsBudget) {
-    const TemporaryFolder folder;
-    write_picture("p.exr");
     Image image;
-    EXPECT_NE(DecodeApart("p.exr", {}, {5.0, 4e6}, image), "");
+    EXPECT_NE(DecodeApart(kPictures + "/floats.exr", {}, {5.0, 4e6}, image), "");
     EXPECT_EQ(image.width, 0);
 }
 

@@ -1,4 +1,4 @@
-// Glossy and fibre lobes, refraction and media against closed forms.
+// Glossy and fibre lobes and refraction against closed forms.
 // SPDX-License-Identifier: MIT
 #include "shading/scattering.h"
 
@@ -6,7 +6,6 @@
 #include "math/frame.h"
 #include "math/random.h"
 #include "math/roots.h"
-#include "shading/media.h"
 #include "support/expect.h"
 #include "support/replay.h"
 
@@ -118,25 +117,6 @@ TEST(Refract, FollowsTheLawOfSinesUpToTotalReflection) {
     EXPECT_TRUE(t == d);
     EXPECT_FALSE(refract({0.8f, 0.0f, -0.6f}, kUp, 0.6f, 1.5f, t)); // beyond 41.8 degrees
     EXPECT_FALSE(refract(d, kUp, 0.8f, kInfinity, t));
-}
-
-TEST(Medium, AttenuatesByThePowerOfTheDistance) {
-    Medium medium;
-    medium.transmittance = {0.5f, 1.0f, 0.0f};
-    medium.albedo = {0.25f, 0.5f, 0.5f};
-    FinishMedium(medium);
-    expect_near(medium.sigma_t, {std::log(2.0f), 0.0f, 10.0f}, 1e-6f);
-    EXPECT_EQ(medium.max_sigma_s, 5.0f);
-    EXPECT_EQ(medium.scatter_ratio.z, 1.0f);
-    EXPECT_TRUE(medium_attenuation(medium, 2.0f) == (Vec3{0.25f, 1.0f, 0.0f}));
-    EXPECT_TRUE(medium_attenuation(medium, 0.0f) == (Vec3{1.0f, 1.0f, 1.0f}));
-
-    Medium amplifying;
-    amplifying.transmittance = splat(2.0f);
-    amplifying.albedo = splat(0.5f);
-    FinishMedium(amplifying);
-    EXPECT_TRUE(amplifying.albedo == Vec3{});
-    EXPECT_EQ(medium_attenuation(amplifying, 3.0f).x, 8.0f);
 }
 
 } // namespace

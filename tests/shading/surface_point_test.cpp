@@ -202,12 +202,9 @@ TEST_F(SurfacePointTest, InterpolatesUvForAnyLayerWithAnImage) {
 }
 
 TEST_F(SurfacePointTest, BringsNormalsOutOfInstancesOutermostFirst) {
-    Mat3 outer, inner; // outer: x -> y -> z -> x; inner: y and z swapped, z stretched
-    outer.m[0][0] = outer.m[1][1] = outer.m[2][2] = 0.0f;
-    outer.m[1][0] = outer.m[2][1] = outer.m[0][2] = 1.0f;
-    inner.m[1][1] = inner.m[2][2] = 0.0f;
-    inner.m[1][2] = 5.0f;
-    inner.m[2][1] = 1.0f;
+    // x -> y -> z -> x; and y and z swapped, z stretched
+    const Mat3 outer = {{{0, 0, 1}, {1, 0, 0}, {0, 1, 0}}};
+    const Mat3 inner = {{{1, 0, 0}, {0, 0, 5}, {0, 1, 0}}};
     Ray ray = hit(HitKind::triangle, {0, 0, -1});
     ray.thread = 3;
     ray.hit_instance_level = 2;

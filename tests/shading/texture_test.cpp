@@ -92,16 +92,10 @@ constexpr int kRgbe = 4; // bits of a test case whose texels share an exponent
 TEST(Lookup, BilinearAgreesWithTheFourTexels) {
     const SeededDraws seed(11);
     BuildExponentTable();
-    for (const auto& [channels, bits] : {std::pair{1, 8},
-                                         {1, 16},
-                                         {1, 32},
-                                         {3, 8},
-                                         {3, 16},
-                                         {3, 32},
-                                         {4, 8},
-                                         {4, 16},
-                                         {4, 32},
-                                         {3, kRgbe}}) {
+    for (int kind = 0; kind < 12; ++kind) {
+        const int channels = kind % 3 == 0 ? 1 : kind % 3 + 2;
+        const int bits = kind / 3 == 3 ? kRgbe : 8 << kind / 3;
+        if (bits == kRgbe && channels != 3) continue;
         Image image;
         AllocateImage(image, 7, 5, channels, bits, bits == kRgbe);
         for (std::int64_t i = 0; i < 35; ++i)
@@ -177,18 +171,6 @@ TEST(Lookup, IsBlackWithoutPixelsOrPlace) {
         for (const float u : {1e30f, -1e30f, 1e9f, -3e8f})
             EXPECT_TRUE(is_finite(sample_texture(image, {u, u}, element))) << u;
     }
-}
-
-TEST(Statistics, TakeTheLargestChannelForTheVariance) {
-    Image image;
-    AllocateImage(image, 2, 1, 3, 32, false);
-    image.floats = {1.0f, 0.0f, 0.0f, 3.0f, 0.0f, 2.0f};
-    Vec3 mean, variance;
-    image_statistics(image, mean, variance);
-    EXPECT_TRUE(mean == (Vec3{2.0f, 0.0f, 1.0f}));
-    EXPECT_TRUE(variance == (Vec3{1.0f, 5.0f, 4.0f})); // (1 + 9) / 2 - mean^2
-    image_statistics(Image{}, mean, variance);
-    EXPECT_TRUE(mean == Vec3{} && variance == Vec3{});
 }
 
 } // namespace
