@@ -147,18 +147,6 @@ TEST(Build, AgreesWithThePlainBuildOnAxisAlignedRows) {
     }
 }
 
-TEST(Build, APrimitiveInBothHalvesJoinsTheSmallerOrTheRightOne) {
-    for (const float right_end : {11.0f, 12.0f, 13.0f}) {
-        Object object = triangle_row(3, {});
-        const float intervals[3][2] = {{0, 10}, {2, right_end}, {5, 7}};
-        for (std::size_t i = 0; i < 9; ++i) {
-            Vec3& p = object.parts[0].positions[i];
-            p.x = intervals[i / 3][p.x > 0.0f ? 1 : 0];
-        }
-        EXPECT_EQ(built_shape(object), plain_shape(object)) << right_end;
-    }
-}
-
 TEST(Build, MakesTheSameTreeWithOneAndManyThreads) {
     Object one = random_object(7, 20000, 0.02f), many = one;
     const int threads = omp_get_max_threads();
@@ -206,17 +194,6 @@ TEST(Build, EndsOnBoxesThatAreNotNumbers) {
     printed_by([&] { Build(object); });
     Update(object);
     EXPECT_EQ(object.tree.references.size(), 120u);
-}
-
-TEST(Build, ReportsEveryLevelAndTheTime) {
-    Object object = triangle_row(3, {2, 0, 0});
-    object.name = "row";
-    const std::string report = printed_by([&] { Build(object); });
-    const std::string label = "tree construction wavefront ", unit = " [ n/a ]";
-    std::string expected;
-    for (const char* level : {"0", "1", "2", "3"})
-        expected += label + std::string(15, ' ') + level + unit + (*level == '3' ? "\n" : "\r");
-    EXPECT_TRUE(report.starts_with(expected + "bbvh construction for row           0.")) << report;
 }
 
 TEST(Build, PartsBeyondTheirNumbersRepeatTheFirst) {

@@ -156,14 +156,14 @@ double binary_cost(const Object& object, std::uint32_t index) {
 }
 
 // A balanced tree of sixteen leaves, of one and two references in turn. The eight nodes above the
-// leaves have unit boxes and cost `extra` more than as leaves; the nodes above those have `top`.
-Object heap_of_pairs(const Vec3& top, float extra) {
+// leaves have unit boxes and cost `extra` more than as leaves; those above are larger.
+Object heap_of_pairs(float extra) {
     Object object;
     object.binary_references.assign(24, PrimitiveRef{});
     auto& nodes = object.binary_nodes;
     nodes.assign(31, BinaryNode{});
     for (std::uint32_t i = 0, next = 0; i < 31; ++i) {
-        nodes[i].box = {{}, i < 7 ? top : splat(1.0f)};
+        nodes[i].box = {{}, splat(i < 7 ? 2.0f : 1.0f)};
         nodes[i].first = i < 15 ? 2 * i + 1 : next;
         if (i >= 15) next += nodes[i].count = nodes[i].primitives = 2 - i % 2;
     }
@@ -207,30 +207,13 @@ TEST(SATOrder, ChildrenStandByFallingArea) {
             EXPECT_LE(half_area(slot_box(node, k)), half_area(slot_box(node, k - 1)));
 }
 
-TEST(Update, LeavesWithoutAreaStayNodes) {
-    Object object = triangle_row(20, {1, 0, 0});
-    for (Vec3& p : object.parts[0].positions)
-        p.y = p.z = 0.0f; // on a line: all areas are 0, and no cost is above another
-    build_quietly(object);
-    for (const WideNode& node : object.tree.nodes)
-        for (const std::uint32_t count : node.count)
-            EXPECT_LE(count, 1u);
-}
-
 TEST(Collapse, ASubtreeBecomesALeafWhenItsCostIsAboveThatOfItsPrimitives) {
     for (const float extra : {0.0f, 1e-3f}) {
-        Object object = heap_of_pairs(splat(2.0f), extra);
+        Object object = heap_of_pairs(extra);
         Collapse(object);
         EXPECT_EQ(object.tree.nodes.size(), extra > 0.0f ? 1u : 9u);
         EXPECT_EQ(object.tree.nodes[0].count[0], extra > 0.0f ? 3 : 0);
     }
-}
-
-TEST(Collapse, TheFirstOfEqualNodesIsOpenedFirst) {
-    Object object = heap_of_pairs(splat(1.0f), 0.0f);
-    Collapse(object);
-    const std::vector<int> counts(object.tree.nodes[0].count, object.tree.nodes[0].count + kWide);
-    EXPECT_EQ(counts, (std::vector<int>{1, 1, 0, 0, 2, 0, 0, 2}));
 }
 
 // A leaf of two triangles between two leaves of one.

@@ -118,38 +118,6 @@ TEST_F(AovTest, PrimvarsAreInterpolatedByTheKindOfTheHit) {
     EXPECT_EQ(after_hit(32769, "uv"), Vec3{});
 }
 
-TEST_F(AovTest, LightSharesAreColouredAndWeighted) {
-    ray.weight = {1.0f, 0.5f, 0.0f};
-    point.lambertian_color = splat(2.0f);
-    point.transmissive_color = splat(4.0f);
-    point.glossy_color = point.specular_color = splat(8.0f);
-    const std::pair<Channel, float> expected[] = {{Channel::lambertian, 1.0f},
-                                                  {Channel::transmissive, 4.0f},
-                                                  {Channel::glossy, 12.0f},
-                                                  {Channel::specular, 0.0f},
-                                                  {Channel::beauty, 0.0f}};
-    for (const auto& [channel, value] : expected) {
-        std::vector<Aov> list(1);
-        list[0].channel |= static_cast<std::uint32_t>(channel);
-        AllocateAov(list[0], 2, 2);
-        add_light_aovs(list, ray, point, {splat(1.0f), splat(2.0f), splat(3.0f), splat(4.0f)});
-        EXPECT_EQ(read_pixel(list[0].image, kPixel), value * ray.weight);
-    }
-}
-
-TEST(AovShader, FilterIsTheFirstOfItsNameOrNone) {
-    Shaders.resize(3);
-    Shaders[1].name = Shaders[2].name = "lamp";
-    std::vector<Aov> list(3);
-    list[0].shader_name = "lamp";
-    list[1].shader_name = "Lamp";
-    ResolveAovShaders(list);
-    EXPECT_EQ(list[0].shader, 1);
-    EXPECT_LT(list[1].shader, -1); // matches no surface
-    EXPECT_EQ(list[2].shader, -1); // any
-    Shaders.clear();
-}
-
 TEST(PixelFormats, CutToLevelsAndReadBackWithOneFactor) {
     const struct {
         int bits;
