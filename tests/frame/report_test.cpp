@@ -12,18 +12,14 @@
 namespace mh {
 namespace {
 
-using test::kRule, test::printed_by;
+using test::printed_by;
 
 TEST(Report, RightAlignsValuesIn16Columns) {
-    EXPECT_EQ(printed_by([] { ReportLine("scene parsing", 3.25f, "seconds"); }),
-              "scene parsing           3.2500 [ seconds ]\n");
     EXPECT_EQ(printed_by([] { ReportLine("n ", 12, ""); }), "n                12 \n");
     EXPECT_EQ(printed_by([] {
                   ReportLine("c", Vec3{1, -0.5f, 1000}, "n/a");
               }),
               "c           1.0000           -0.5000         1000.0000 [ n/a ]\n");
-    EXPECT_EQ(printed_by([] { ReportCount("photons", 3, 1048576.0 * 2.5); }),
-              "photons                3            2.5000 [ M bytes ]\n");
     EXPECT_EQ(printed_by([] { ReportPair("p", 1.5f, "a", "    ", 2.0f, "b"); }),
               "p           1.5000 [ a ]               2.0000 [ b ]\n");
     EXPECT_EQ(printed_by([] { ReportProgress("level", 7, "n/a", false); }),
@@ -33,12 +29,6 @@ TEST(Report, RightAlignsValuesIn16Columns) {
 TEST(Report, WidensTheFieldOfALongValue) {
     EXPECT_EQ(printed_by([] { ReportLine("x", 1e20f, "m"); }),
               "x 100000002004087734272.0000 [ m ]\n");
-}
-
-TEST(Report, EndsErrorsWithARuleAndWarningsWithout) {
-    EXPECT_EQ(printed_by([] { ReportWarning("w"); }), "warning :( \tw\n");
-    EXPECT_EQ(printed_by([] { ReportError("e"); }), "error :( \te\n" + kRule);
-    EXPECT_EQ(printed_by([] { ReportText("t"); }), "t\n");
 }
 
 TEST(Report, KeepsItsFormatWhateverTheHostDidToTheStream) {
