@@ -86,12 +86,6 @@ class Overrides(RenderTest):
                          ["beauty.hdr", "r.json", "scene", "second.exr"])
         self.assertIn("no camera 2", self.render("--camera", "2", status=1).stderr)
 
-    def test_the_word_render_changes_nothing(self):
-        plain = self.run_here("scene", "--progress", "none").stdout
-        worded = self.run_here("render", "scene", "--progress", "none").stdout
-        names = [re.sub(r"[-0-9.]+", "", text) for text in (plain, worded)]
-        self.assertEqual(names[0].split(), names[1].split())
-
 
 class Statuses(RenderTest):
     def test_wrong_use(self):
