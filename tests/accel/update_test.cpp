@@ -104,7 +104,7 @@ void check_shapes(std::uint32_t n, unsigned rounds, std::size_t shapes) {
 }
 
 struct Census {
-    std::multiset<std::uint64_t> references;
+    std::set<std::uint64_t> references;
     double cost = 0.0;
     std::uint32_t depth = 0;
 };
@@ -133,7 +133,7 @@ Aabb take_census(const Object& object, std::uint32_t index, std::uint32_t depth,
         if (node.count[k] == 0) box = take_census(object, node.child[k], depth + 1, census);
         for (std::uint32_t i = 0; i < node.count[k]; ++i) {
             const PrimitiveRef& ref = object.tree.references[node.child[k] + i];
-            census.references.insert(key(ref));
+            EXPECT_TRUE(census.references.insert(key(ref)).second);
             merge(box, reference_bounds(object, ref));
         }
         EXPECT_TRUE(equal(stored, box)) << "node " << index << " slot " << k;
@@ -191,8 +191,6 @@ TEST(Update, HoldsEveryPrimitiveOnceInTightBoxes) {
         EXPECT_TRUE(equal(box, object.box));
         EXPECT_EQ(census.depth, object.tree.wide_depth);
         EXPECT_EQ(census.references.size(), object.binary_references.size());
-        EXPECT_EQ(std::set(census.references.begin(), census.references.end()).size(),
-                  object.binary_references.size());
         const double cost = binary_cost(object, 0);
         EXPECT_NEAR(object.tree.tree_cost, cost, 1e-9 * cost) << "seed " << seed;
         EXPECT_NEAR(object.binary_nodes[0].cost, cost, 1e-4 * cost); // float sums
@@ -214,35 +212,6 @@ TEST(Collapse, ASubtreeBecomesALeafWhenItsCostIsAboveThatOfItsPrimitives) {
         EXPECT_EQ(object.tree.nodes.size(), extra > 0.0f ? 1u : 9u);
         EXPECT_EQ(object.tree.nodes[0].count[0], extra > 0.0f ? 3 : 0);
     }
-}
-
-// A leaf of two triangles between two leaves of one.
-TEST(ReorderTree, PutsTheChildrenThatOccludeMostPerCostFirst) {
-    Object object = triangle_row(4, {4, 0, 0});
-    object.parts[0].triangles[2].vertex = object.parts[0].triangles[1].vertex;
-    build_quietly(object);
-    WideNode& root = object.tree.nodes[0];
-    const std::vector<std::uint32_t> before(root.child, root.child + kWide);
-    EXPECT_EQ(ReorderTree(object), 0.0f); // nothing measured: nothing moves
-    EXPECT_TRUE(std::equal(before.begin(), before.end(), root.child));
-
-    const auto pair =
-        static_cast<std::size_t>(std::find(root.count, root.count + 3, 2) - root.count);
-    ASSERT_LT(pair, 3u);
-    const std::size_t single = (pair + 1) % 3;
-    object.tree.occlusion_log[0][pair] = 300;
-    object.tree.occlusion_log[0][single] = 100;
-    // Each leaf costs its triangles, for the share of rays that those before have let pass.
-    EXPECT_FLOAT_EQ(ReorderTree(object), 0.9f * (2.0f + 0.25f + 0.25f * 0.75f));
-    EXPECT_EQ(root.child[0], before[pair]);
-    EXPECT_EQ(root.child[1], before[single]);
-    object.tree.occlusion_log[0][0] = 150;
-    EXPECT_FLOAT_EQ(ReorderTree(object), 0.9f * (1.0f + 0.6f * 2.0f + 0.6f * 0.4f));
-    EXPECT_EQ(root.child[0], before[single]);
-    EXPECT_EQ(object.tree.occlusion_log[0][0], 100u);
-    Census census;
-    take_census(object, 0, 0, census); // boxes moved along
-    EXPECT_EQ(census.references.size(), 4u);
 }
 
 } // namespace mh::test
