@@ -316,12 +316,10 @@ TEST_F(PhotonScene, GlossyPhotonsReachTheLightPathImage) {
     add_floor(1.0f, 0.0f, gloss);
     add_parallel_light({0.0f, 0.0f, -1.0f}, 200000);
     place_camera(4, {0.0f, 0.0f, 3.0f}, {}, {0.0f, 1.0f, 0.0f}, 10.0f);
-    std::vector<Aov>& aovs = Cameras[0].aovs;
-    Aov& aov = aovs[static_cast<std::size_t>(AddAov(aovs))];
-    aov.channel |= static_cast<std::uint32_t>(Channel::light_path);
+    add_aov(Cameras[0].aovs, Channel::light_path);
     start_rendering();
     // the lobe at the mirror direction: exp(0) / (r^2 |2 n|^2), times a light of 1
-    const std::vector<float>& pixels = aovs[1].image.floats;
+    const std::vector<float>& pixels = Cameras[0].aovs[1].image.floats;
     ASSERT_EQ(pixels.size(), 48u);
     double mean_of_pixels = 0.0;
     for (const float value : pixels)

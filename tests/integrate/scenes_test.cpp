@@ -238,12 +238,6 @@ TEST(Hair, WhiteDiffuseFibreVanishesInAWhiteSky) {
     EXPECT_NEAR(seen_of_fibres(shader, false), 1.0f, 1e-5f);
 }
 
-void add_image(std::vector<Aov>& list, Channel channel) {
-    Aov& aov = list[static_cast<std::size_t>(AddAov(list))];
-    aov.channel |= static_cast<std::uint32_t>(channel);
-    aov.image.path.clear();
-}
-
 Vec3 sum_of_images(const std::vector<Aov>& list, int pixel) {
     Vec3 sum_of_list;
     for (const Aov& aov : list)
@@ -271,12 +265,12 @@ TEST(LightImages, SumToTheBeautyImage) {
     parallel.blur = 2.0f;
     parallel.sample = 8;
     for (const Channel channel : {Channel::lambertian, Channel::transmissive}) {
-        add_image(point.aov_list, channel);
-        add_image(parallel.aov_list, channel);
-        add_image(GeometryLight.aov_list, channel);
+        add_aov(point.aov_list, channel);
+        add_aov(parallel.aov_list, channel);
+        add_aov(GeometryLight.aov_list, channel);
     }
-    add_image(GeometryLight.aov_list, Channel::specular); // the lamp as the camera sees it
-    add_image(SkyLight.aov_list, Channel::lambertian);
+    add_aov(GeometryLight.aov_list, Channel::specular); // the lamp as the camera sees it
+    add_aov(SkyLight.aov_list, Channel::lambertian);
     RendererSettings.bounce = 3;
     RendererSettings.sample = 16;
     start_rendering();

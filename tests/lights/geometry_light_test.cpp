@@ -92,30 +92,6 @@ TEST(GeometryTable, HoldsSamplesByAreaThroughInstances) {
               test::kChiSquare15);
 }
 
-TEST(GeometryTable, TrianglesAreCoveredEvenlyOnBothSides) {
-    LightScene scene;
-    const int shader = scene.add_emitter(splat(1.0f), Sideness::both);
-    Object& object = Objects[static_cast<std::size_t>(AddObject())];
-    Part& part = object.parts[static_cast<std::size_t>(AddPart(object))];
-    part.positions = {{0.0f, 0.0f, 0.0f}, {1.0f, 0.0f, 0.0f}, {0.0f, 1.0f, 0.0f}};
-    part.triangles = {{{0, 1, 2}, static_cast<std::uint32_t>(shader)}};
-    scene.assemble();
-    GeometryLight.sample = 1;
-    InitializeGeometryLight();
-    EXPECT_FLOAT_EQ(GeometryLight.area, 1.0f);
-    Vec3 mean_position;
-    int back = 0;
-    for (const LightSample& sample : GeometryLight.samples) {
-        mean_position += sample.position / 18481.0f;
-        const LightFace& face = GeometryLight.faces[static_cast<std::size_t>(sample.face)];
-        back += face.normal.z < 0.0f ? 1 : 0;
-        EXPECT_EQ(face.front, face.normal.z > 0.0f);
-    }
-    EXPECT_NEAR(mean_position.x, 1.0f / 3.0f, 1e-3f);
-    EXPECT_NEAR(mean_position.y, 1.0f / 3.0f, 1e-3f);
-    EXPECT_NEAR(back, 18481 / 2, 2);
-}
-
 // 4096 of the 18481 points; their error is below 0.5 %.
 TEST(GeometryLight, SquareLampLightsAWhiteFloorByItsFormFactor) {
     LampScene scene(4096);
@@ -195,9 +171,7 @@ TEST(SurfaceEmission, AddsToTheAovOfItsBounceAndShader) {
     LampScene scene(0);
     GeometryLight.aov_list.clear();
     const auto add = [](Channel channel, const std::string& shader) {
-        Aov& aov = GeometryLight.aov_list[static_cast<std::size_t>(AddAov(GeometryLight.aov_list))];
-        aov.channel |= static_cast<std::uint32_t>(channel);
-        aov.shader_name = shader;
+        test::add_aov(GeometryLight.aov_list, channel).shader_name = shader;
     };
     add(Channel::lambertian, "");
     add(Channel::lambertian, "undefined");

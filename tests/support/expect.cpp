@@ -4,6 +4,7 @@
 
 #include "geometry/objects.h"
 #include "lights/gaffer.h"
+#include "output/aov.h"
 #include "shading/images.h"
 
 #include <iostream>
@@ -49,6 +50,13 @@ int add_texel_image(const std::string& name, const Vec3& texel) {
     set_texel(image, 0, texel);
     image.loaded = true;
     return index;
+}
+
+Aov& add_aov(std::vector<Aov>& list, Channel channel) {
+    Aov& aov = list[static_cast<std::size_t>(AddAov(list))];
+    aov.channel |= static_cast<std::uint32_t>(channel);
+    aov.image.path.clear();
+    return aov;
 }
 
 Part empty_part() {

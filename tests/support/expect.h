@@ -5,6 +5,7 @@
 #include "geometry/types.h"
 #include "lights/types.h"
 #include "math/vec3.h"
+#include "output/types.h"
 #include "shading/types.h"
 
 #include <functional>
@@ -37,6 +38,9 @@ ShaderElement& slot(Shader& shader, Element element, std::size_t layer = 0);
 
 // An image of one texel in Textures; returns its index.
 int add_texel_image(const std::string& name, const Vec3& texel);
+
+// An AOV of this channel at the end of a list, without a file.
+Aov& add_aov(std::vector<Aov>& list, Channel channel);
 
 // With arrays for radii and uvs.
 Part empty_part();
