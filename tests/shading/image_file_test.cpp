@@ -184,9 +184,9 @@ TEST_F(ImageFile, HasTheSameTexelsFromEitherProcess) {
     for (const auto& entry : std::filesystem::directory_iterator(kPictures)) {
         const std::string file = entry.path();
         const FREE_IMAGE_FORMAT format = FormatBySignature(file);
-        for (const int kind : {0, 1, 2, 3}) {
-            const Decoding decoding = {kind < 2 ? FloatStorage::rgbe : FloatStorage::floats,
-                                       kind % 2 == 0};
+        for (const bool top_first : {false, true}) {
+            const Decoding decoding = {top_first ? FloatStorage::floats : FloatStorage::rgbe,
+                                       top_first};
             Image here, apart;
             EXPECT_EQ(DecodeImageFile(file, format, decoding, here),
                       DecodeApart(file, decoding, BudgetOf(file, format), apart));
@@ -195,7 +195,7 @@ TEST_F(ImageFile, HasTheSameTexelsFromEitherProcess) {
             read += here.width > 0 ? 1 : 0;
         }
     }
-    EXPECT_GT(read, 100); // in every format
+    EXPECT_GT(read, 50); // in every format
 }
 
 TEST_F(ImageFile, IsOneErrorLineWhateverBecomesOfTheHelper) {
