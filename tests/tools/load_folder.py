@@ -20,43 +20,21 @@ MOST_KILOBYTES = 1 << 20
 NO_SCENE_FILES = {"", ".md", ".mtl", ".txt"}
 KEYS = {".obj": "obj", ".hair": "hair", ".fur": "fur"}
 
-SCENE = """camera
-end
-sky_light
-    photon 0
-end
-shader
-    name "looks"
-    surface_shader
-        lambertian
-            color 1 1 1
-%s
-        end
-    end
-end
-object
-    shader "looks"
-%s
-end
-"""
+TRIED = os.path.join(os.path.dirname(os.path.abspath(__file__)), "tried")  # a scene with two gaps
 SMALL = ("--progress", "none", "--mode", "path", "--resolution", "8x6", "--sample", "1")
-TRIANGLE = "v -1 0 -1\nv 1 0 -1\nv 0 0 1\nvt 0 0\nvt 1 0\nvt 0 1\nf 1/1 2/2 3/3\n"
 
 
 def write_scene(folder, file):
     extension = os.path.splitext(file)[1].lower()
-    geometry = os.path.join(folder, "geometry")
-    os.mkdir(geometry)
-    os.mkdir(os.path.join(folder, "image"))
-    with open(os.path.join(geometry, "triangle.obj"), "w") as mesh:
-        mesh.write(TRIANGLE)
-    key = KEYS.get(extension)
-    name = "tried" + extension
-    os.symlink(os.path.abspath(file), os.path.join(folder, "geometry" if key else "image", name))
-    text = SCENE % ((f'            image "{name}"', '    obj "triangle.obj"') if not key else
-                    ("", f'    {key} "{name}"'))
-    with open(os.path.join(geometry, "all.mh"), "w") as scene:
-        scene.write(text)
+    name, key = "tried" + extension, KEYS.get(extension)
+    shutil.copytree(TRIED, folder)
+    os.symlink(os.path.abspath(file), os.path.join(folder, name))
+    with open(os.path.join(folder, "geometry/all.mh"), "r+") as scene:
+        text = scene.read()
+        scene.seek(0)
+        scene.write(text % (("", f'    {key} "{name}"') if key else
+                            (f'            image "{name}"', '    obj "triangle.obj"')))
+        scene.truncate()
 
 
 def run(program, scene, folder):
@@ -79,7 +57,6 @@ def try_file(program, file):
     """Whether it went well, and the words for it."""
     folder = tempfile.mkdtemp()
     scene = os.path.join(folder, "scene")
-    os.mkdir(scene)
     try:
         write_scene(scene, file)
         report, status, kilobytes = run(program, scene, folder)
