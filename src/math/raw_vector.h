@@ -14,7 +14,7 @@ namespace mh {
 template<typename T>
 struct RawAllocator : std::allocator<T> {
     template<typename U>
-    struct rebind {
+    struct rebind { // NOLINT(readability-identifier-naming): the name that containers look for
         using other = RawAllocator<U>;
     };
 
