@@ -214,4 +214,33 @@ TEST(Collapse, ASubtreeBecomesALeafWhenItsCostIsAboveThatOfItsPrimitives) {
     }
 }
 
+// A leaf of two triangles between two leaves of one.
+TEST(ReorderTree, PutsTheChildrenThatOccludeMostPerCostFirst) {
+    Object object = triangle_row(4, {4, 0, 0});
+    object.parts[0].triangles[2].vertex = object.parts[0].triangles[1].vertex;
+    build_quietly(object);
+    WideNode& root = object.tree.nodes[0];
+    const std::vector<std::uint32_t> before(root.child, root.child + kWide);
+    EXPECT_EQ(ReorderTree(object), 0.0f); // nothing measured: nothing moves
+    EXPECT_TRUE(std::equal(before.begin(), before.end(), root.child));
+
+    const auto pair =
+        static_cast<std::size_t>(std::find(root.count, root.count + 3, 2) - root.count);
+    ASSERT_LT(pair, 3u);
+    const std::size_t single = (pair + 1) % 3;
+    object.tree.occlusion_log[0][pair] = 300;
+    object.tree.occlusion_log[0][single] = 100;
+    // Each leaf costs its triangles, for the share of rays that those before have let pass.
+    EXPECT_FLOAT_EQ(ReorderTree(object), 0.9f * (2.0f + 0.25f + 0.25f * 0.75f));
+    EXPECT_EQ(root.child[0], before[pair]);
+    EXPECT_EQ(root.child[1], before[single]);
+    object.tree.occlusion_log[0][0] = 150;
+    EXPECT_FLOAT_EQ(ReorderTree(object), 0.9f * (1.0f + 0.6f * 2.0f + 0.6f * 0.4f));
+    EXPECT_EQ(root.child[0], before[single]);
+    EXPECT_EQ(object.tree.occlusion_log[0][0], 100u);
+    Census census;
+    take_census(object, 0, 0, census); // boxes moved along
+    EXPECT_EQ(census.references.size(), 4u);
+}
+
 } // namespace mh::test
