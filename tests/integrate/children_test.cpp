@@ -56,6 +56,23 @@ Ray parent_ray() {
     return ray;
 }
 
+TEST_F(Children, CountTheirBounceAndItsDimensions) {
+    const Ray ray = parent_ray();
+    for (int kind = 2; kind <= 7; ++kind) {
+        const Ray child = spawn_child(ray, {}, static_cast<Scatter>(kind));
+        EXPECT_EQ(child.depth, 5);
+        EXPECT_EQ(child.diffuse_bounces, kind <= 3 ? 2 : 1);
+        EXPECT_EQ(child.glossy_bounces, kind == 4 || kind == 5 ? 2 : 1);
+        EXPECT_EQ(child.specular_bounces, kind >= 6 ? 3 : 2);
+        EXPECT_EQ(child.cursor.dimension, kind >= 6 ? 4u : 6u);
+        EXPECT_EQ(child.source_primitive, 5);
+        EXPECT_EQ(child.hit_primitive, -1);
+        // a run of equal bounces counts once
+        EXPECT_EQ(child.prior_scatter,
+                  kind == 4 ? Scatter::lambertian : Scatter::glossy_reflection);
+    }
+}
+
 SurfacePoint slanted_point() {
     SurfacePoint point;
     point.normal = point.geometric_normal = normalize({1.0f, -2.0f, 0.5f});
