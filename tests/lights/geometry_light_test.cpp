@@ -177,13 +177,14 @@ TEST(SurfaceEmission, AddsToTheAovOfItsBounceAndShader) {
     add(Channel::lambertian, "undefined");
     add(Channel::lambertian, "lamp");
     add(Channel::glossy, "");
+    add(Channel::lambertian, "nobody");
     InitializeGeometryLight();
     const LitPoint lit;
     Ray ray = test::bounced_ray(lit, {0.0f, 0.0f, 1.0f}, Scatter::lambertian, 1);
     ray.weight = splat(0.5f);
     ray.sample_divisor = 3;
     EXPECT_EQ(emission_along(ray), splat(3.0f));
-    const std::array<float, 4> expected = {0.5f, 0.0f, 0.5f, 0.0f};
+    const std::array<float, 5> expected = {0.5f, 0.0f, 0.5f, 0.0f, 0.0f};
     for (std::size_t i = 0; i < expected.size(); ++i)
         EXPECT_FLOAT_EQ(read_pixel(GeometryLight.aov_list[i].image, 0).x, expected[i]) << i;
 }
