@@ -173,5 +173,17 @@ TEST(Lookup, IsBlackWithoutPixelsOrPlace) {
     }
 }
 
+TEST(Statistics, TakeTheLargestChannelForTheVariance) {
+    Image image;
+    AllocateImage(image, 2, 1, 3, 32, false);
+    image.floats = {1.0f, 0.0f, 0.0f, 3.0f, 0.0f, 2.0f};
+    Vec3 mean, variance;
+    image_statistics(image, mean, variance);
+    EXPECT_TRUE(mean == (Vec3{2.0f, 0.0f, 1.0f}));
+    EXPECT_TRUE(variance == (Vec3{1.0f, 5.0f, 4.0f})); // (1 + 9) / 2 - mean^2
+    image_statistics(Image{}, mean, variance);
+    EXPECT_TRUE(mean == Vec3{} && variance == Vec3{});
+}
+
 } // namespace
 } // namespace mh::test
