@@ -4,6 +4,7 @@
 #include "geometry/objects.h"
 #include "light_scene.h"
 #include "lights/gaffer.h"
+#include "lights/light_sampling.h"
 #include "output/aov.h"
 #include "output/camera.h"
 #include "shading/shaders.h"
@@ -164,6 +165,27 @@ TEST(AnalyticLights, DiffusingFloorTakesLightByTheColourOfItsJumps) {
     EXPECT_NEAR(split.to_lambertian.z, 0.1f, 1e-4f);
     lit.point.position.z = 90.0f; // far from any surface
     EXPECT_EQ(direct_parallel(light, lit.ray, lit.point).to_lambertian, Vec3{});
+}
+
+TEST(SampleLoop, AdaptsToWhatThePointCanShow) {
+    LightScene scene;
+    LitPoint lit;
+    const auto count = [&](int sample, int frames, float color, float weight) {
+        Cameras[0].sample = frames;
+        lit.point.lambertian_color = splat(color);
+        lit.ray.weight = splat(weight);
+        return first_hit_loop(lit.ray, lit.point, sample).count;
+    };
+    EXPECT_EQ(count(1, 64, 1.0f, 1.0f), 64u);
+    EXPECT_EQ(count(64, 4, 0.5f, 0.25f), 8u);
+    EXPECT_EQ(count(100, 8, 1.0f, 4.0f), 96u); // never above `sample`
+    EXPECT_EQ(count(-5, 8, 1.0f, 1.0f), 8u);
+    EXPECT_EQ(count(2147483647, 1, 1e30f, 1e30f), 2147483647u);
+    CurrentSample = 3;
+    EXPECT_EQ(count(64, 4, NAN, 1.0f), 4u);
+    EXPECT_EQ(first_hit_loop(lit.ray, lit.point, 64).first, 3u);
+    EXPECT_EQ(first_hit_loop(lit.ray, lit.point, 64).stride, 4u);
+    CurrentSample = 0;
 }
 
 } // namespace mh

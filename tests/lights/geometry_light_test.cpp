@@ -189,4 +189,15 @@ TEST(SurfaceEmission, AddsToTheAovOfItsBounceAndShader) {
         EXPECT_FLOAT_EQ(read_pixel(GeometryLight.aov_list[i].image, 0).x, expected[i]) << i;
 }
 
+TEST(GeometryLight, WithoutEmittersTurnsItselfOff) {
+    LightScene scene;
+    scene.add_square(AddObject(), {}, 1.0f, true);
+    scene.assemble();
+    GeometryLight.sample = 16;
+    GeometryLight.aov_list.resize(1);
+    InitializeGeometryLight();
+    EXPECT_EQ(GeometryLight.sample + GeometryLight.photons, 0);
+    EXPECT_EQ(GeometryLight.aov_list[0].image.width, 4);
+}
+
 } // namespace mh
