@@ -80,6 +80,28 @@ SurfacePoint slanted_point() {
     return point;
 }
 
+// Cells of equal probability: cos^2 is uniform under the cosine lobe, and so is the angle.
+TEST_F(Children, DiffuseDirectionsFollowTheCosine) {
+    constexpr int kRings = 8, kSectors = 8, kDraws = 16384;
+    const SurfacePoint point = slanted_point();
+    for (const Scatter scatter : {Scatter::lambertian, Scatter::transmissive}) {
+        const float side = scatter == Scatter::lambertian ? 1.0f : -1.0f;
+        std::vector<int> counts(kRings * kSectors);
+        for (std::uint32_t i = 0; i < kDraws; ++i) {
+            Vec3 w;
+            ASSERT_TRUE(sample_diffuse({0.3f, 0.7f, i, 0}, point, scatter, w));
+            const float cosine = side * dot(w, point.normal);
+            ASSERT_GE(cosine, 0.0f);
+            const float turns = std::atan2(dot(w, point.bitangent), dot(w, point.tangent)) / kTwoPi;
+            const int ring = std::min(static_cast<int>(cosine * cosine * kRings), kRings - 1);
+            const int sector = static_cast<int>((turns + 1.0f) * kSectors) % kSectors;
+            ++counts[static_cast<std::size_t>(ring * kSectors + sector)];
+        }
+        constexpr double kExpected = static_cast<double>(kDraws) / (kRings * kSectors);
+        EXPECT_LT(chi_square(counts, kExpected), 103.4); // 63 degrees of freedom at 0.1 %
+    }
+}
+
 TEST_F(Children, FacetReflectsAllWhenNothingPasses) {
     SurfacePoint point = slanted_point();
     point.refraction_kind = Material::solid;
