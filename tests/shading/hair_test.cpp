@@ -55,6 +55,18 @@ std::array<Vec3, 3> lobe_energy(const HairTable& table, float sin_o) {
     return total;
 }
 
+TEST(HairLobes, KeepTheEnergyOfAFibreThatAbsorbsNothing) {
+    for (const float alpha : {0.06f, 0.5f}) {
+        const HairTable table = table_of(alpha, 1.55f, {});
+        for (const float sin_o : {0.0f, 0.5f, -0.9f}) {
+            const std::array<Vec3, 3> energy = lobe_energy(table, sin_o);
+            const float total = energy[0].y + energy[1].y + energy[2].y;
+            EXPECT_GT(total, 0.96f) << alpha << " " << sin_o; // the rest bounces on inside
+            EXPECT_LT(total, 1.05f) << alpha << " " << sin_o;
+        }
+    }
+}
+
 TEST(HairLobes, AreColoredByTheWayThroughTheFibre) {
     const HairTable table = table_of(0.2f, 1.55f, {0.0f, 0.2f, 1.0f});
     const std::array<Vec3, 3> energy = lobe_energy(table, 0.3f);
