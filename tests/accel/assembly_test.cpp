@@ -14,28 +14,24 @@ namespace mh::test {
 namespace {
 
 Object& add_object(const std::string& name, std::uint32_t triangles) {
-    Object object = triangle_row(triangles, {0, 0, 1});
-    object.name = name;
-    Objects.push_back(object);
+    Objects.push_back(triangle_row(triangles, {0, 0, 1}));
+    Objects.back().name = name;
     return Objects.back();
 }
 
 Instance& add_instance(std::size_t parent, const std::string& target, const Vec3& move = {}) {
-    Instance instance;
+    Instance& instance = Objects[parent].instances.emplace_back();
     instance.object_name = target;
     instance.matrix = {{{1, 0, 0, move.x}, {0, 1, 0, move.y}, {0, 0, 1, move.z}, {0, 0, 0, 1}}};
-    Objects[parent].instances.push_back(instance);
-    return Objects[parent].instances.back();
+    return instance;
 }
 
-// Names of the objects in the order in which the report says that their trees were built.
-std::string order_built(const std::string& report) {
-    const std::string label = "bbvh construction for ";
-    std::string names;
-    for (std::size_t at = report.find(label); at != std::string::npos;
-         at = report.find(label, at + 1))
-        names += report[at + label.size()];
-    return names;
+// The letter behind each place where the report has the label.
+std::string letters_behind(const std::string& label, const std::string& report) {
+    std::string letters;
+    for (std::size_t at = 0; (at = report.find(label, at)) != std::string::npos; ++at)
+        letters += report[at + label.size()];
+    return letters;
 }
 
 bool contains_text(const std::string& report, const std::string& text) {
@@ -54,57 +50,40 @@ TEST_F(SceneAssembly, AnEmptyTableIsNoSceneAndAnEmptyRootHasZeroBounds) {
     add_object("nothing", 0);
     EXPECT_TRUE(AssembleScene());
     EXPECT_TRUE(SceneBounds.min == Vec3{} && SceneBounds.max == Vec3{});
-    EXPECT_TRUE(Objects[0].tree.nodes.empty());
 }
 
-TEST_F(SceneAssembly, TheLastUnreferencedObjectBecomesTheRootOfTheOthers) {
-    for (const char* name : {"a", "b", "c"})
-        add_object(name, 2);
-    add_instance(0, "b", {5, 0, 0});
-    EXPECT_TRUE(AssembleScene());
-    const std::string report = scene.take_report();
-    EXPECT_EQ(report.find("object - c is treated as the root object\n" + std::string(80, '_')), 0u)
-        << report;
-    EXPECT_EQ(RootObjectIndex, 2u);
-    ASSERT_EQ(Objects[2].instances.size(), 1u);
-    EXPECT_EQ(Objects[2].instances[0].object, 0u);
-    EXPECT_EQ(order_built(report), "bac");
-    EXPECT_EQ(Objects[1].object_level, 2u);
-    EXPECT_TRUE(SceneBounds.min == Vec3{} && SceneBounds.max == (Vec3{6, 1, 1}));
-    EXPECT_FLOAT_EQ(SceneRadius, 0.5f * std::sqrt(38.0f));
-    EXPECT_TRUE(SceneCenter == (Vec3{3, 0.5f, 0.5f}));
-}
+// Objects are letters; "ab" puts b into a. The last one that nothing refers to is the root of the
+// others, and trees are built from the targets up.
+TEST(SceneGraph, HasOneRootAndAnOrderAndNoCycles) {
+    const struct {
+        std::string objects, edges, built, levels, usable, cut, message;
+    } cases[] = {
+        {"abc", "ab", "bac", "120", "11", "", "object - c is treated as the root object\n___"},
+        {"rxyt", "rx rt xy yt", "tyxr", "0121", "1111", "", ""}, // level 1 is the last word
+        {"ab", "ab ba bb", "ba", "01", "100", "b", "error :( \tobject - there is no root object\n"},
+    };
 
-TEST_F(SceneAssembly, TargetsAreSetUpBeforeTheirParentsWhateverTheirLevel) {
-    for (const char* name : {"r", "x", "y", "t"})
-        add_object(name, 1);
-    add_instance(0, "x"); // r > x > y > t, and later on r > t: level 1 is the last word
-    add_instance(0, "t");
-    add_instance(1, "y");
-    add_instance(2, "t", {0, 0, 3});
-    EXPECT_TRUE(AssembleScene());
-    EXPECT_EQ(order_built(scene.take_report()), "tyxr");
-    EXPECT_EQ(Objects[3].object_level, 1u);
-    EXPECT_EQ(Objects[2].object_level, 2u);
-    EXPECT_FLOAT_EQ(SceneBounds.max.z, 3.0f);
-}
-
-TEST_F(SceneAssembly, CyclesAreCutWithOneMessage) {
-    add_object("a", 1);
-    add_object("b", 1);
-    add_instance(0, "b");
-    add_instance(1, "a");
-    add_instance(1, "b");
-    EXPECT_TRUE(AssembleScene());
-    const std::string report = scene.take_report();
-    EXPECT_TRUE(contains_text(report, "error :( \tobject - there is no root object\n"));
-    EXPECT_EQ(RootObjectIndex, 0u);
-    EXPECT_EQ(Objects[0].object_level, 0u);
-    EXPECT_TRUE(Objects[0].instances[0].usable);
-    EXPECT_FALSE(Objects[1].instances[0].usable || Objects[1].instances[1].usable);
-    const std::size_t first = report.find("instances itself");
-    ASSERT_NE(first, std::string::npos);
-    EXPECT_EQ(report.find("instances itself", first + 1), std::string::npos);
+    for (const auto& c : cases) {
+        FreshScene scene;
+        for (const char name : c.objects)
+            add_object({name}, 1);
+        for (std::size_t i = 0; i < c.edges.size(); i += 3)
+            add_instance(c.objects.find(c.edges[i]), {c.edges[i + 1]});
+        EXPECT_TRUE(AssembleScene());
+        const std::string report = scene.take_report();
+        EXPECT_TRUE(contains_text(report, c.message)) << report;
+        EXPECT_EQ(letters_behind("bbvh construction for ", report), c.built);
+        EXPECT_EQ(letters_behind("instances itself by way of ", report), c.cut);
+        std::string levels, usable;
+        for (const Object& object : Objects) {
+            levels += std::to_string(object.object_level);
+            for (const Instance& instance : object.instances)
+                usable += instance.usable ? '1' : '0';
+        }
+        EXPECT_EQ(levels, c.levels);
+        EXPECT_EQ(usable, c.usable);
+        EXPECT_EQ(RootObjectIndex, c.levels.find('0'));
+    }
 }
 
 TEST_F(SceneAssembly, InstancesThatCannotBeTracedAreLeftOut) {
@@ -117,7 +96,7 @@ TEST_F(SceneAssembly, InstancesThatCannotBeTracedAreLeftOut) {
     add_instance(0, "empty");
     add_instance(0, "");
     add_instance(0, "leaf").matrix.m[1][1] = 0.0f; // singular
-    add_instance(0, "leaf").matrix.m[0][3] = kInfinity;
+    add_instance(0, "leaf", {kInfinity, 0, 0});
     add_instance(0, "leaf", {3e38f, 0, 0}); // too far for areas
     add_instance(0, "leaf").object = 12345;
     add_instance(3, "root");
@@ -149,33 +128,30 @@ TEST_F(SceneAssembly, LongChainsAndManyPathsTakeLinearTime) {
 
 TEST_F(SceneAssembly, AnInstanceBoxHoldsTheTransformedCorners) {
     add_object("root", 0);
-    add_object("leaf", 1);
+    add_object("leaf", 2);
     Instance& instance = add_instance(0, "leaf");
     instance.matrix = {{{0, -2, 0, 1}, {2, 0, 0, 2}, {0, 0, 2, 3}, {0, 0, 0, 2}}}; // w = 2
     EXPECT_TRUE(AssembleScene());
-    EXPECT_TRUE(SceneBounds.min == (Vec3{-0.5f, 1, 1.5f})) << SceneBounds.min.x;
-    EXPECT_TRUE(SceneBounds.max == (Vec3{0.5f, 2, 1.5f})) << SceneBounds.max.x;
+    EXPECT_EQ(SceneBounds.min, (Vec3{-0.5f, 1, 1.5f}));
+    EXPECT_EQ(SceneBounds.max, (Vec3{0.5f, 2, 2.5f}));
+    EXPECT_EQ(SceneCenter, (Vec3{0, 1.5f, 2}));
+    EXPECT_FLOAT_EQ(SceneRadius, std::sqrt(0.75f));
 }
 
 TEST_F(SceneAssembly, LightListsFollowTheSidesAndSumTheTargets) {
-    Shaders.emplace_back();
-    Shaders.back().name = "lamp";
-    Shaders.back().face.emissive = Shaders.back().back.emissive = true;
-    Shaders.back().back.virtual_light = true;
-    add_object("lamp", 2).parts[0].triangles[1].shader = 1;
+    Shader& shader = Shaders.emplace_back();
+    shader.name = "lamp";
+    shader.face.emissive = shader.back.emissive = shader.back.virtual_light = true;
+    add_object("lamp", 2).parts[0].triangles[1].shader = 1; // half a unit, on two sides
     add_object("root", 0);
     add_instance(1, "lamp");
     add_instance(1, "lamp", {5, 0, 0});
     EXPECT_TRUE(AssembleScene());
-    const std::string report = scene.take_report();
-    EXPECT_FALSE(contains_text(report, "root object") || contains_text(report, ":("));
-    const Object& lamp = Objects[0];
-    ASSERT_EQ(lamp.emission_list.size(), 2u);
-    EXPECT_TRUE(lamp.emission_list[0].front && !lamp.emission_list[1].front);
-    EXPECT_EQ(lamp.emission_list[1].index, 1u);
-    ASSERT_EQ(lamp.virtual_light_list.size(), 1u);
-    EXPECT_FALSE(lamp.virtual_light_list[0].front);
-    EXPECT_FLOAT_EQ(lamp.emission_weight, 1.0f); // half a unit, twice
+    std::string sides;
+    for (const auto* list : {&Objects[0].emission_list, &Objects[0].virtual_light_list})
+        for (const LightPrimitive& face : *list)
+            sides += (face.front ? 'f' : 'b') + std::to_string(face.index);
+    EXPECT_EQ(sides, "f1b1b1");
     EXPECT_FLOAT_EQ(Objects[1].emission_weight, 2.0f);
     EXPECT_FLOAT_EQ(Objects[1].virtual_light_weight, 1.0f);
     EXPECT_EQ(Objects[1].emission_list[1].kind, PrimitiveKind::instance);
@@ -183,6 +159,13 @@ TEST_F(SceneAssembly, LightListsFollowTheSidesAndSumTheTargets) {
 }
 
 TEST(TransferRootUvs, StrandsTakeTheUvOfTheNearestFaceUnderTheirRoot) {
+    const struct {
+        Vec3 root;
+        Vec2 uv;
+    } strands[] = {{{0.5f, 1.5f, 0}, {0.25f, 0.75f}},      // on the quad
+                   {{2.5f, 0.5f, 0.125f}, {1.25f, 0.25f}}, // on the triangle
+                   {{3.9f, 1.9f, 0.1f}, {0, 0}}};          // beside both
+
     Object object;
     object.parts.assign(2, empty_part());
     Part &faces = object.parts[0], &hair = object.parts[1];
@@ -192,25 +175,21 @@ TEST(TransferRootUvs, StrandsTakeTheUvOfTheNearestFaceUnderTheirRoot) {
     uvs(faces) = {{0, 0}, {1, 0}, {1, 1}, {0, 1}, {1, 0}, {2, 0}, {1, 1}, {9, 9}, {9, 9}, {9, 9}};
     faces.tetragons = {{{0, 1, 2, 3}, 0}};
     faces.triangles = {{{4, 5, 6}, 0}, {{7, 8, 9}, 0}};
-    hair.positions = {{0.5f, 1.5f, 0},      {0.5f, 1.5f, 1}, {0.5f, 1.5f, 2}, // on the quad
-                      {2.5f, 0.5f, 0.125f}, {2.5f, 0.5f, 1},                  // on the triangle
-                      {3.9f, 1.9f, 0.1f},   {3.9f, 1.9f, 1}};                 // beside both
-    hair.tangents.resize(7);
-    radii(hair).assign(7, 0.01f);
-    hair.cylinders = {0, 1, 3, 5};
-    hair.strand_lengths = {2, 1, 1, 7}; // the last has no cylinders
+    for (const auto& strand : strands) // of two cylinders
+        for (std::uint32_t i = 0; i < 3; ++i) {
+            if (i < 2) hair.cylinders.push_back(static_cast<std::uint32_t>(hair.positions.size()));
+            hair.positions.push_back(strand.root + Vec3{0, 0, 0.5f * static_cast<float>(i)});
+        }
+    hair.tangents.resize(9);
+    radii(hair).assign(9, 0.01f);
+    hair.strand_lengths = {2, 2, 2, 7}; // the last has no cylinders
     printed_by([&] { Build(object); });
     Update(object);
     TransferRootUvs(object);
-    const std::vector<Vec2>& uv = uvs(hair);
-    ASSERT_EQ(uv.size(), 7u);
-    for (std::size_t i = 0; i < 3; ++i) {
-        EXPECT_NEAR(uv[i].x, 0.25f, 1e-6f);
-        EXPECT_NEAR(uv[i].y, 0.75f, 1e-6f);
+    for (std::size_t i = 0; i < 9; ++i) {
+        EXPECT_NEAR(uvs(hair)[i].x, strands[i / 3].uv.x, 1e-6f) << i;
+        EXPECT_NEAR(uvs(hair)[i].y, strands[i / 3].uv.y, 1e-6f) << i;
     }
-    EXPECT_NEAR(uv[4].x, 1.25f, 1e-6f);
-    EXPECT_NEAR(uv[4].y, 0.25f, 1e-6f);
-    EXPECT_TRUE(uv[5] == Vec2{} && uv[6] == Vec2{});
 }
 
 } // namespace mh::test

@@ -82,14 +82,24 @@ void expect_nearest(const std::vector<Meeting>& met, double limit, const Ray& ra
     }
 }
 
-struct Walks : testing::Test {
-    Walks() { make_scene(); }
-
-    ~Walks() override { UseVectorWalks(true); }
+struct Walk : testing::Test {
+    ~Walk() override { UseVectorWalks(true); }
 
     FreshScene scene;
+};
+
+struct Walks : Walk {
+    Walks() { make_scene(); }
+
     RandomPoints random{4711};
 };
+
+Ray ray_along_z(float start, float direction) {
+    Ray ray;
+    ray.origin.z = start;
+    ray.direction = {0.0f, 0.0f, direction};
+    return ray;
+}
 
 bool same_hit(const Ray& a, const Ray& b) {
     return a.distance == b.distance && a.hit_a == b.hit_a && a.hit_b == b.hit_b
@@ -158,24 +168,23 @@ TEST_F(Walks, ReorderedTreesGiveTheSameShadowsForLess) {
     std::vector<Ray> rays;
     for (int i = 0; i < kRays; ++i)
         rays.push_back(random_ray(random, i));
-    const auto cost_of_all = [&rays](void (*query)(Ray&)) {
+    std::uint64_t cost[2];
+    std::vector<float> passed[2];
+    for (const bool reordered : {false, true}) {
         ThreadStates[0].shadow_primitives = 0;
-        std::vector<float> transparency;
         for (Ray ray : rays) {
             ray.distance = 2.0f;
-            query(ray);
-            transparency.push_back(ray.weight.x);
+            reordered ? shadow_query(ray) : OccludeLog(ray);
+            passed[reordered].push_back(ray.weight.x);
         }
-        return std::pair(transparency, ThreadStates[0].shadow_primitives);
-    };
-    const auto [before, cost_before] = cost_of_all(OccludeLog);
-    for (Object& object : Objects) {
-        ASSERT_GT(ReorderTree(object), 0.0f);
-        PrepareWalk(object);
+        cost[reordered] = ThreadStates[0].shadow_primitives;
+        for (Object& object : Objects) {
+            ASSERT_GT(ReorderTree(object), 0.0f);
+            PrepareWalk(object);
+        }
     }
-    const auto [after, cost_after] = cost_of_all(shadow_query);
-    EXPECT_TRUE(before == after);
-    EXPECT_LT(cost_after, cost_before);
+    EXPECT_EQ(passed[0], passed[1]);
+    EXPECT_LT(cost[1], cost[0]);
 }
 
 TEST_F(Walks, RaysThatAreNotNumbersHitNothing) {
@@ -194,64 +203,46 @@ TEST_F(Walks, RaysThatAreNotNumbersHitNothing) {
 }
 
 // A chain of objects, each an instance of the next; the last holds a triangle.
-TEST(Walk, EntersSixteenLevelsOfInstances) {
-    for (const int levels : {16, 17}) {
-        FreshScene scene;
-        Objects.push_back(triangle_row(1, {}));
-        for (int i = 0; i < levels; ++i) {
-            Object& object = Objects.emplace_back();
-            add_instance(object, static_cast<std::uint32_t>(i), 0.0f, {});
-        }
+TEST_F(Walk, EntersSixteenLevelsOfInstances) {
+    Objects.push_back(triangle_row(1, {}));
+    for (std::uint32_t level = 1; level <= 17; ++level) {
+        add_instance(Objects.emplace_back(), level - 1, 0.0f, {});
+        if (level < 16) continue;
         AssembleScene();
         for (const bool vector : {true, false}) {
             UseVectorWalks(vector);
-            Ray ray;
-            ray.origin = {0.25f, 0.25f, 1.0f};
-            ray.direction = {0.0f, 0.0f, -1.0f};
-            EXPECT_EQ(closest_hit(ray), levels == 16);
-            EXPECT_EQ(int{ray.hit_instance_level}, levels == 16 ? 16 : 0);
-            Ray shadow;
-            shadow.origin = ray.origin;
-            shadow.direction = ray.direction;
+            Ray ray = ray_along_z(1.0f, -1.0f), shadow = ray;
+            ray.origin.x = ray.origin.y = shadow.origin.x = shadow.origin.y = 0.25f;
+            EXPECT_EQ(closest_hit(ray), level == 16);
+            EXPECT_EQ(int{ray.hit_instance_level}, level == 16 ? 16 : 0);
             shadow_query(shadow);
-            EXPECT_TRUE(shadow.weight == splat(levels == 16 ? 0.0f : 1.0f));
+            EXPECT_EQ(shadow.weight, splat(level == 16 ? 0.0f : 1.0f));
         }
     }
-    UseVectorWalks(true);
 }
 
-// The shadow walk looks b - h and b + h ahead, with h the square of half the chord.
-TEST(Walk, ParticlesStopShadowsAtTheUnrootedChord) {
-    FreshScene scene;
-    Object& object = Objects.emplace_back();
-    object.parts.push_back(empty_part());
-    object.parts[0].positions = {{0, 0, 5}};
-    radii(object.parts[0]) = {2.0f};
-    object.parts[0].particles = {0};
+// The shadow walk looks b - h and b + h ahead, with h the square of half the chord: 1 and 9.
+TEST_F(Walk, ParticlesStopShadowsAtTheUnrootedChordAndShowTheirFarWallFromInside) {
+    Part& part = Objects.emplace_back().parts.emplace_back(empty_part());
+    part.positions = {{0, 0, 5}};
+    radii(part) = {2.0f};
+    part.particles = {0};
     AssembleScene();
-    const auto transparency_to = [](float limit) {
-        Ray ray;
-        ray.direction = {0.0f, 0.0f, 1.0f}; // b = 5, h = 4
-        ray.distance = limit;
-        ray.depth = 1;
-        shadow_query(ray);
-        return ray.weight.x;
-    };
-    EXPECT_EQ(transparency_to(3.5f), 0.0f); // behind 1, in front of 5 - 2 and 5 + 4
-    EXPECT_EQ(transparency_to(0.9f), 1.0f);
-    Ray seen;
-    seen.direction = {0.0f, 0.0f, 1.0f};
-    ASSERT_TRUE(closest_hit(seen));
-    EXPECT_EQ(seen.distance, 3.0f);
-    EXPECT_TRUE(seen.front_side);
-    seen.origin = {0.0f, 0.0f, 5.0f}; // from inside: the far wall, also for the particle's own ray
-    seen.source_kind = HitKind::particle;
-    seen.source_primitive = 0;
-    EXPECT_FALSE(closest_hit(seen)); // b = 0 does not count as inwards
-    seen.origin = {0.0f, 0.0f, 4.0f};
-    ASSERT_TRUE(closest_hit(seen));
-    EXPECT_EQ(seen.distance, 3.0f);
-    EXPECT_FALSE(seen.front_side);
+    for (const float limit : {3.5f, 0.9f}) {
+        Ray shadow = ray_along_z(0.0f, 1.0f);
+        shadow.distance = limit;
+        shadow_query(shadow);
+        EXPECT_EQ(shadow.weight.x, limit > 1.0f ? 0.0f : 1.0f);
+    }
+    for (const float start : {0.0f, 4.0f, 5.0f}) {
+        Ray ray = ray_along_z(start, 1.0f);
+        ray.source_kind = start > 0.0f ? HitKind::particle : HitKind::unset; // its own ray
+        ray.source_primitive = 0;
+        EXPECT_EQ(closest_hit(ray), start < 5.0f); // b = 0 does not count as inwards
+        if (start == 5.0f) continue;
+        EXPECT_EQ(ray.distance, 3.0f);
+        EXPECT_EQ(ray.front_side, start == 0.0f);
+    }
 }
 
 } // namespace mh::test
