@@ -1,10 +1,11 @@
-// Feeds every file of the folders given to the harness, without libFuzzer.
+// Feeds every file of the folders given to the harness, without libFuzzer: as it is, and damaged.
 // SPDX-License-Identifier: MIT
+#include "support/fresh_scene.h"
+
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -12,29 +13,36 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
 namespace {
 
-std::vector<std::filesystem::path> files_below(const char* folder) {
-    std::vector<std::filesystem::path> files;
-    if (!std::filesystem::exists(folder)) return files;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder))
-        if (entry.is_regular_file()) files.push_back(std::filesystem::absolute(entry.path()));
-    return files;
+void feed(const std::string& bytes) {
+    LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
 }
 
-void replay(const std::filesystem::path& path) {
-    std::fprintf(stderr, "%s\n", path.c_str()); // the last line before a crash
-    std::ifstream file(path, std::ios::binary);
-    const std::vector<char> bytes(std::istreambuf_iterator<char>(file), {});
-    LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
+// Each of them another one of these: cut, with some bytes replaced, or both.
+void feed_damaged(const std::string& whole) {
+    constexpr unsigned kCopies = 60, kReplaced = 4;
+    std::minstd_rand random(1);
+    for (unsigned copy = 0; copy < kCopies && !whole.empty(); ++copy) {
+        std::string bytes = whole;
+        for (unsigned i = 0; i < copy % 3 * kReplaced; ++i)
+            bytes[random() % bytes.size()] = static_cast<char>(random());
+        if (copy % 3 != 2) bytes.resize(random() % bytes.size());
+        feed(bytes);
+    }
 }
 
 } // namespace
 
 int main(int count, char** folders) {
     std::vector<std::filesystem::path> files; // before the working directory changes
-    for (int i = 1; i < count; ++i)
-        for (const std::filesystem::path& file : files_below(folders[i]))
-            files.push_back(file);
-    for (const std::filesystem::path& file : files)
-        replay(file);
+    for (const std::string& folder : std::vector<std::string>(folders + 1, folders + count))
+        if (std::filesystem::exists(folder))
+            for (const auto& entry : std::filesystem::recursive_directory_iterator(folder))
+                if (entry.is_regular_file()) files.push_back(std::filesystem::absolute(entry));
+    for (const std::filesystem::path& file : files) {
+        std::fprintf(stderr, "%s\n", file.c_str()); // the last line before a crash
+        const std::string bytes = mh::test::content_of(file);
+        feed(bytes);
+        feed_damaged(bytes);
+    }
     return files.empty() ? 1 : 0;
 }

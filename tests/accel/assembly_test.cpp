@@ -53,13 +53,13 @@ TEST_F(SceneAssembly, AnEmptyTableIsNoSceneAndAnEmptyRootHasZeroBounds) {
 }
 
 // Objects are letters; "ab" puts b into a. The last one that nothing refers to is the root of the
-// others, and trees are built from the targets up.
+// others, and trees are built from the targets up. A level is that of the way that was gone first.
 TEST(SceneGraph, HasOneRootAndAnOrderAndNoCycles) {
     const struct {
         std::string objects, edges, built, levels, usable, cut, message;
     } cases[] = {
         {"abc", "ab", "bac", "120", "11", "", "object - c is treated as the root object\n___"},
-        {"rxyt", "rx rt xy yt", "tyxr", "0121", "1111", "", ""}, // level 1 is the last word
+        {"rxyzt", "rx rz xy yt zt", "tyxzr", "01212", "11111", "", ""},
         {"ab", "ab ba bb", "ba", "01", "100", "b", "error :( \tobject - there is no root object\n"},
     };
 

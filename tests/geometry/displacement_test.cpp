@@ -33,25 +33,20 @@ std::uint32_t add_displaced_shader(float smooth_angle_deg, const std::vector<int
     return shader;
 }
 
-const std::string kTriangle = "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n";
-
 Part displaced(std::uint32_t shader) {
-    Part part = part_from_obj(kTriangle, shader);
+    Part part = part_from_obj("v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n", shader);
     FinalisePart(part);
     return part;
 }
 
 TEST_F(Displacing, DividesFacesByTheSquaresOfTheLevels) {
-    const struct {
-        std::vector<int> levels;
-        std::size_t triangles, positions;
-    } cases[] = {{{1}, 1, 3},      {{2}, 4, 6}, {{3}, 9, 10}, {{64}, 4096, 65 * 33},
-                 {{2, 3}, 36, 28}, {{0}, 0, 0}, {{-5}, 0, 0}};
-
-    for (const auto& c : cases) {
-        const Part part = displaced(add_displaced_shader(30.0f, c.levels));
-        EXPECT_EQ(part.triangles.size(), c.triangles) << c.levels[0];
-        EXPECT_EQ(part.triangles.empty() ? 0 : part.positions.size(), c.positions);
+    const std::tuple<std::vector<int>, std::size_t, std::size_t> cases[] = {
+        {{1}, 1, 3},      {{2}, 4, 6}, {{3}, 9, 10}, {{64}, 4096, 65 * 33},
+        {{2, 3}, 36, 28}, {{0}, 0, 4}, {{-5}, 0, 4}}; // old vertices stay
+    for (const auto& [levels, triangles, positions] : cases) {
+        const Part part = displaced(add_displaced_shader(30.0f, levels));
+        EXPECT_EQ(part.triangles.size(), triangles) << levels[0];
+        EXPECT_EQ(part.positions.size(), positions) << levels[0];
         for (const Vec3& p : part.positions)
             EXPECT_EQ(p.z, 0.0f); // flat stays flat
     }
@@ -96,8 +91,7 @@ TEST_F(Displacing, LeavesNoCrackAtAnyLevel) {
             std::rotate(v.begin(), v.begin() + (level / static_cast<int>(f + 1)) % 3, v.end());
         }
         FinalisePart(part);
-        const auto n = static_cast<std::size_t>(level);
-        EXPECT_EQ(part.triangles.size(), 4 * n * n);
+        EXPECT_EQ(part.triangles.size(), static_cast<std::size_t>(4 * level * level));
         EXPECT_EQ(open_edges(part), 0) << "level " << level;
     }
 }
@@ -105,20 +99,16 @@ TEST_F(Displacing, LeavesNoCrackAtAnyLevel) {
 TEST_F(Displacing, MovesByTheVectorOrInTheFrame) {
     const int image = add_texel_image("constant", {0.25f, 0.5f, 4.0f});
 
-    const struct {
-        Vec3 vector;
-        int image;
-        Vec3 corner;
-    } cases[] = {{{}, -1, {}},
-                 {{0.0f, 0.5f, 2.0f}, -1, {0.0f, 0.5f, 2.0f}},
-                 {{}, image, {0.5f, -0.25f, 4.0f}}, // N = z, T = x, B = y: (d.y, -d.x, d.z)
-                 {{1.0f, 1.0f, 0.5f}, image, {0.25f, 0.5f, 2.0f}}}; // scales the look-up
-
-    for (const auto& c : cases) {
-        const std::uint32_t shader = add_displaced_shader(30.0f, {1}, c.vector);
-        Shaders[shader].displacement.vectors[0].image_index = c.image;
+    const std::tuple<Vec3, int, Vec3> cases[] = {
+        {Vec3{}, -1, Vec3{}},
+        {Vec3{0, 0.5f, 2}, -1, Vec3{0, 0.5f, 2}},
+        {Vec3{}, image, Vec3{0.5f, -0.25f, 4}},           // N = z, T = x, B = y: (d.y, -d.x, d.z)
+        {Vec3{1, 1, 0.5f}, image, Vec3{0.25f, 0.5f, 2}}}; // scales the look-up
+    for (const auto& [vector, image_index, corner] : cases) {
+        const std::uint32_t shader = add_displaced_shader(30.0f, {1}, vector);
+        Shaders[shader].displacement.vectors[0].image_index = image_index;
         const Part part = displaced(shader);
-        EXPECT_EQ(part.positions[part.triangles[0].vertex[0]], c.corner);
+        EXPECT_EQ(part.positions[part.triangles[0].vertex[0]], corner);
     }
 }
 
@@ -142,9 +132,9 @@ TEST(PatchPoint, PassesThroughCornersAndFollowsASphere) {
     const std::array<Vec3, 3> points = {{{1, 0, 0}, {1, 0.2f, 0}, {1, 0.1f, 0.17f}}};
     for (std::size_t i = 0; i < 3; ++i)
         corners[i] = {normalize(points[i]), normalize(points[i])};
-    EXPECT_EQ(patch_point(corners, {1, 0, 0}), corners[0].position);
-    EXPECT_EQ(patch_point(corners, {0, 1, 0}), corners[1].position);
-    EXPECT_EQ(patch_point(corners, {0, 0, 1}), corners[2].position);
+    for (std::size_t i = 0; i < 3; ++i)
+        EXPECT_EQ(patch_point(corners, {i == 0 ? 1.0f : 0, i == 1 ? 1.0f : 0, i == 2 ? 1.0f : 0}),
+                  corners[i].position);
     for (std::uint64_t row = 0; row <= 16; ++row)
         for (std::uint64_t j = 0; j <= row; ++j) {
             const Vec3 p = patch_point(corners, grid_weights(16, row, j));

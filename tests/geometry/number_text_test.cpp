@@ -7,7 +7,9 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <random>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -20,35 +22,21 @@ std::pair<float, std::string> read(const std::string& text) {
     return {value, std::string(cursor.next, cursor.end)};
 }
 
-TEST(ReadReal, TakesTheLongestLeadingNumber) {
-    const struct {
-        std::string text;
-        float value;
-        const char* rest;
-    } cases[] = {
-        {"1.5abc", 1.5f, "abc"},
-        {"", 0.0f, ""},
-        {"nan", 0.0f, "nan"},
-        {"inf", 0.0f, "inf"},
-        {"0x10", 0.0f, "x10"},
-        {"1,5", 1.0f, ",5"},
-        {"0e999999999999", 0.0f, ""},
-        {"-1e39", -INFINITY, ""},
-        {"1e99999999999999999999", INFINITY, ""},
-        {"1" + std::string(400, '0'), INFINITY, ""},
-        {"0." + std::string(400, '0') + "1e401", 1.0f, ""},
-    };
-
-    for (const auto& c : cases)
-        EXPECT_EQ(read(c.text), std::pair(c.value, std::string(c.rest))) << c.text;
+// What the C library would read further, or as other numbers.
+TEST(ReadReal, KnowsDecimalNumbersAlone) {
+    const std::tuple<const char*, float, const char*> cases[] = {
+        {"nan", 0.0f, "nan"}, {"inf", 0.0f, "inf"}, {"0x10", 0.0f, "x10"}, {"1,5", 1.0f, ",5"}};
+    for (const auto& [text, value, rest] : cases)
+        EXPECT_EQ(read(text), std::pair(value, std::string(rest)));
 }
 
 // Oracle: the C library in the C locale, through a double as read_real does.
 TEST(ReadReal, AgreesWithTheLibraryOnRandomText) {
     std::mt19937 random(17);
-    const std::string alphabet = "0123456789012345678901234567.e+-";
-    for (int i = 0; i < 20000; ++i) {
-        std::string text = i % 2 == 0 ? "1." : "";
+    const std::string alphabet = "0123456789012345678901234567.e+-",
+                      heads[] = {"", "1.", "0e", "1e9"};
+    for (std::size_t i = 0; i < 20000; ++i) {
+        std::string text = heads[i % 4] + std::string(i % 100 == 0 ? 400 : 0, '0');
         for (std::size_t n = random() % 30; n > 0; --n)
             text += alphabet[random() % alphabet.size()];
         char* rest = nullptr;
@@ -71,16 +59,16 @@ TEST(ReadLine, SplitsTextAsALineBufferOf4096Does) {
     folder.write("text", text);
     LineReader reader;
     reader.file = OpenInput("text");
-    std::vector<std::string> lines, expected;
-    for (TextCursor line; read_line(reader, line);)
-        if (!at_end(line)) lines.emplace_back(line.next, line.end);
     const FileHandle oracle = OpenInput("text");
-    for (std::string buffer(4096, '\0'); std::fgets(buffer.data(), 4096, oracle.get());) {
-        std::string line = buffer.c_str();
-        if (line.ends_with('\n')) line.pop_back();
-        if (!line.empty()) expected.push_back(line);
+    std::string buffer(4096, '\0');
+    for (TextCursor line; read_line(reader, line);) {
+        if (at_end(line)) continue;
+        std::string expected;
+        while (expected.empty() && std::fgets(buffer.data(), 4096, oracle.get()) != nullptr)
+            expected.assign(buffer.c_str(), std::strcspn(buffer.c_str(), "\n"));
+        ASSERT_EQ(std::string(line.next, line.end), expected);
     }
-    EXPECT_EQ(lines, expected);
+    EXPECT_EQ(std::fgets(buffer.data(), 4096, oracle.get()), nullptr);
 }
 
 } // namespace

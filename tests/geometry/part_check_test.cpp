@@ -29,38 +29,30 @@ Part line_part(std::size_t points) {
     return part;
 }
 
-TEST_F(PartCheck, ReportsEveryMixtureOfKinds) {
+TEST_F(PartCheck, ReportsMixturesOfKindsAndBringsArraysToTheSizeOfThePositions) {
     Part part = line_part(4);
     part.cylinders = {0};
-    part.triangles = {{{0, 1, 2}, 0}};
-    CheckPart(part);
-    EXPECT_EQ(scene.take_report(), kMixed);
     part.particles = {3};
+    part.triangles = {{{0, 1, 2}, 0}};
+    part.vec3_arrays.push_back({"empty", {}}); // no fault
     CheckPart(part);
     EXPECT_EQ(scene.take_report(), kMixed + kMixed + kMixed);
-}
-
-TEST_F(PartCheck, BringsArraysToTheSizeOfThePositions) {
-    Part part = line_part(4);
-    part.vec3_arrays.push_back({"empty", {}}); // no fault
+    part = line_part(4);
     uvs(part).resize(2);
     part.normals.resize(9);
     CheckPart(part);
     EXPECT_EQ(scene.take_report(), kSizes);
-    EXPECT_EQ(uvs(part).size(), 4u);
-    EXPECT_EQ(part.normals.size(), 4u);
+    EXPECT_EQ(uvs(part).size() + part.normals.size(), 4u + 4u);
 }
 
 TEST_F(PartCheck, GivesUndefinedFacesThePartsShader) {
     const std::uint32_t own = add_smooth_shader(-1.0f);
-    Part part = line_part(4);
-    part.positions[1].y = 1.0f;
+    Part part = line_part(3);
     part.shader_id = add_smooth_shader(-1.0f);
     part.triangles = {{{0, 1, 2}, 0}, {{0, 1, 2}, own}, {{0, 1, 2}, 4000}};
     CheckPart(part);
-    EXPECT_EQ(part.triangles[0].shader, part.shader_id);
-    EXPECT_EQ(part.triangles[1].shader, own);
-    EXPECT_EQ(part.triangles[2].shader, part.shader_id);
+    for (std::size_t i = 0; i < 3; ++i)
+        EXPECT_EQ(part.triangles[i].shader, i == 1 ? own : part.shader_id);
 }
 
 TEST_F(PartCheck, RemovesWhatCannotBeTraced) {
@@ -91,23 +83,18 @@ TEST_F(PartCheck, RemovesWhatCannotBeTraced) {
 }
 
 TEST_F(PartEnd, CompletesStrands) {
-    const float third = 1.0f / 3.0f, two_thirds = 2.0f / 3.0f;
-
-    const struct {
-        std::vector<std::uint32_t> segments;
-        std::vector<float> parameter;
-        std::size_t tangents; // then zeros
-    } cases[] = {{{4}, {0.0f, 0.2f, 0.4f, 0.6f, 0.8f}, 4},
-                 {{2, 2}, {0.0f, third, two_thirds, 0.0f, third, two_thirds}, 4}};
-
-    for (const auto& c : cases) {
-        Part part = line_part(c.parameter.size());
-        AddStrands(part, c.segments);
+    const float third = 1.0f / 3.0f;
+    const std::pair<std::vector<std::uint32_t>, std::vector<float>> cases[] = {
+        {{4}, {0.0f, 0.2f, 0.4f, 0.6f, 0.8f}},
+        {{2, 2}, {0.0f, third, 2.0f * third, 0.0f, third, 2.0f * third}}};
+    for (const auto& [segments, parameter] : cases) {
+        Part part = line_part(parameter.size());
+        AddStrands(part, segments);
         FinalisePart(part);
         EXPECT_EQ(part.scalar_arrays.back().name, "parameter");
-        EXPECT_EQ(part.scalar_arrays.back().values, c.parameter);
-        for (std::size_t i = 0; i < part.tangents.size(); ++i)
-            EXPECT_EQ(part.tangents[i], (i < c.tangents ? PackedUnit{127, 0, 0} : PackedUnit{}));
+        EXPECT_EQ(part.scalar_arrays.back().values, parameter);
+        for (std::size_t i = 0; i < part.tangents.size(); ++i) // one for each cylinder
+            EXPECT_EQ(part.tangents[i], (i < 4 ? PackedUnit{127, 0, 0} : PackedUnit{}));
     }
     EXPECT_TRUE(Shaders[0].is_hair);
 }
@@ -115,16 +102,11 @@ TEST_F(PartEnd, CompletesStrands) {
 // Strands that overlap: the later one counts, and the time stays linear.
 TEST_F(PartEnd, WritesParametersOfCylindersInAnyOrder) {
     Part part = line_part(400000);
-    for (std::uint32_t i = 0; i < 200000; ++i) {
-        part.cylinders.push_back(0);
-        part.cylinders.push_back(399998);
-    }
+    for (std::uint32_t i = 0; i < 400000; ++i)
+        part.cylinders.push_back(i % 2 == 0 ? 0 : 399998);
     AddStrandParameters(part); // one after the other would take minutes
-    const std::vector<float>& parameter = part.scalar_arrays.back().values;
-    EXPECT_EQ(parameter[0], 0.0f);
-    EXPECT_EQ(parameter[199999], 0.5f);
-    EXPECT_EQ(parameter[399998], 0.0f);
-    EXPECT_EQ(parameter[399999], 0.5f);
+    for (const auto& [vertex, value] : {std::pair{0u, 0.0f}, {199999u, 0.5f}, {399999u, 0.5f}})
+        EXPECT_EQ(part.scalar_arrays.back().values[vertex], value);
 }
 
 TEST_F(PartEnd, TurnsFacesAndFindsMotionByItsWholeName) {
@@ -132,14 +114,14 @@ TEST_F(PartEnd, TurnsFacesAndFindsMotionByItsWholeName) {
     Shaders[shader].reverse_winding = true;
     Part part = part_from_obj(cube_text(), shader);
     part.triangles = {{{0, 1, 2}, shader}};
-    const Tetragon before = part.tetragons[0];
+    auto turned = part.tetragons[0].vertex;
+    std::swap(turned[0], turned[2]);
     part.vec3_arrays.push_back({"motion blur", {}});
     FinalisePart(part);
     EXPECT_FALSE(part.has_motion);
     EXPECT_EQ(part.triangles[0].vertex, (std::array<std::uint32_t, 3>{1, 0, 2}));
-    EXPECT_EQ(part.tetragons[0].vertex[0], before.vertex[2]);
-    EXPECT_EQ(part.tetragons[0].vertex[2], before.vertex[0]);
-    part.vec3_arrays.push_back({"motion", {}});
+    EXPECT_EQ(part.tetragons[0].vertex, turned);
+    part.vec3_arrays.back().name = "motion";
     FinalisePart(part);
     EXPECT_TRUE(part.has_motion);
 }

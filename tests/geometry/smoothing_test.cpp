@@ -10,6 +10,7 @@
 
 #include <cmath>
 #include <random>
+#include <sstream>
 
 #include <gtest/gtest.h>
 #include <omp.h>
@@ -25,16 +26,16 @@ Part smooth_cube(const std::string& text, float angle_deg) {
     return part;
 }
 
-std::string cone_text(int faces, float height) {
-    std::string text = "v 0 0 " + std::to_string(height) + "\n";
+std::string cone_text(int faces, double height) {
+    std::ostringstream text;
+    text << "v 0 0 " << height;
     for (int i = 0; i < faces; ++i) {
         const double angle = 6.283185307179586 * i / faces;
-        text +=
-            "v " + std::to_string(std::cos(angle)) + " " + std::to_string(std::sin(angle)) + " 0\n";
+        text << "\nv " << std::cos(angle) << ' ' << std::sin(angle) << " 0";
     }
     for (int i = 0; i < faces; ++i)
-        text += "f 1 " + std::to_string(2 + i) + " " + std::to_string(2 + (i + 1) % faces) + "\n";
-    return text;
+        text << "\nf 1 " << 2 + i << ' ' << 2 + (i + 1) % faces;
+    return text.str();
 }
 
 TEST_F(Smoothing, SplitsACubeStrictlyByAngle) {
@@ -78,7 +79,7 @@ TEST_F(Smoothing, RefusesFacesOutOfRange) {
 
 TEST_F(Smoothing, KeepsSeamsOfTextureCoordinates) {
     const std::string square = "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\n"
-                               "vt 0 0\nvt 1 0\nvt 1 1\nvt 0 1\nvt 3 3\n";
+                               "vt 0 0\nvt 1 0.5\nvt 1 1.5\nvt 0 1\nvt 3 3\n";
     const std::uint32_t shader = add_smooth_shader(60.0f);
     Part joined = part_from_obj(square + "f 1/1 2/2 3/3\nf 3/3 4/4 1/1\n", shader);
     Part seam = part_from_obj(square + "f 1/1 2/2 3/3\nf 3/5 4/4 1/1\n", shader);
@@ -86,7 +87,7 @@ TEST_F(Smoothing, KeepsSeamsOfTextureCoordinates) {
     Smooth(seam);
     EXPECT_EQ(joined.positions.size(), 4u);
     EXPECT_GE(seam.positions.size(), 5u);
-    EXPECT_EQ(joined.tangents[0], (PackedUnit{127, 0, 0})); // along growing u
+    EXPECT_EQ(joined.tangents[0], pack_unit({2, -1, 0})); // along growing u
 }
 
 TEST_F(Smoothing, KeepsTheVerticesOfOtherKindsInFront) {
@@ -95,8 +96,7 @@ TEST_F(Smoothing, KeepsTheVerticesOfOtherKindsInFront) {
     const std::vector<Vec3> before = part.positions;
     Smooth(part);
     ASSERT_EQ(part.positions.size(), 8u + 24u);
-    for (std::size_t i = 0; i < before.size(); ++i)
-        EXPECT_EQ(part.positions[i], before[i]);
+    EXPECT_TRUE(std::equal(before.begin(), before.end(), part.positions.begin()));
     EXPECT_GE(part.tetragons[0].vertex[0], 8u);
 }
 
@@ -142,23 +142,27 @@ TEST_F(Smoothing, AgreesWithTheDirectSum) {
     }
 }
 
+std::vector<std::array<std::uint32_t, 3>> corners_of(const Part& part) {
+    std::vector<std::array<std::uint32_t, 3>> corners;
+    for (const Triangle& t : part.triangles)
+        corners.push_back(t.vertex);
+    return corners;
+}
+
 // Edges of 1e-4 make cross products that are far below what normalize() brings to unit length.
 TEST_F(Smoothing, TreatsTinyMeshesLikeLargeOnes) {
-    const Part before = part_from_obj(cone_text(40, 0.5f), add_smooth_shader(20.0f));
-    Part large = before, tiny = before;
+    Part large = part_from_obj(cone_text(40, 0.5), add_smooth_shader(20.0f)), tiny = large;
     for (Vec3& p : tiny.positions)
         p *= 0.0009765625f; // a power of two: normals are the same to the last bit
     Smooth(large);
     Smooth(tiny);
-    EXPECT_EQ(tiny.positions.size(), large.positions.size());
-    for (std::size_t i = 0; i < large.triangles.size(); ++i)
-        EXPECT_EQ(tiny.triangles[i].vertex, large.triangles[i].vertex);
+    EXPECT_EQ(tiny.normals, large.normals);
+    EXPECT_EQ(corners_of(tiny), corners_of(large));
 }
 
 TEST_F(Smoothing, DoesNotDependOnTheNumberOfThreads) {
-    const Part before = part_from_obj(cone_text(5000, 0.7f), add_smooth_shader(50.0f));
+    Part one = part_from_obj(cone_text(5000, 0.7), add_smooth_shader(50.0f)), four = one;
     const int threads = omp_get_max_threads();
-    Part one = before, four = before;
     omp_set_num_threads(1);
     Smooth(one);
     omp_set_num_threads(4);
@@ -167,14 +171,13 @@ TEST_F(Smoothing, DoesNotDependOnTheNumberOfThreads) {
     EXPECT_EQ(one.positions, four.positions);
     EXPECT_EQ(one.normals, four.normals);
     EXPECT_EQ(one.tangents, four.tangents);
-    for (std::size_t i = 0; i < one.triangles.size(); ++i)
-        EXPECT_EQ(one.triangles[i].vertex, four.triangles[i].vertex);
+    EXPECT_EQ(corners_of(one), corners_of(four));
 }
 
 // A quadratic sum over 100 thousand corners would take minutes.
 TEST_F(Smoothing, TakesLargeFans) {
     for (const float angle : {0.5f, 40.0f, 179.0f}) {
-        Part part = part_from_obj(cone_text(100000, 0.5f), add_smooth_shader(angle));
+        Part part = part_from_obj(cone_text(100000, 0.5), add_smooth_shader(angle));
         Smooth(part);
         EXPECT_EQ(part.triangles.size(), 100000u);
         const Vec3 tip = unpack_unit(part.normals[part.triangles[7].vertex[0]]);
