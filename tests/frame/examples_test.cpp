@@ -13,8 +13,10 @@
 #include "support/expect.h"
 #include "support/fresh_scene.h"
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -23,25 +25,16 @@ namespace {
 
 constexpr int kSize = 32, kFrames = 16;
 
-// What a scene directory holds.
-struct Records {
-    std::vector<Camera> cameras;
-    std::vector<Object> objects;
-    std::vector<Shader> shaders;
-    std::vector<PointLight> point_lights;
-    std::vector<ParallelLight> parallel_lights;
-    SkyLightRecord sky;
-    GeometryLightRecord geometry_light;
-    RendererSettingsRecord settings;
-};
-
-Records read_scene(const std::string& scene) {
+// The records of a scene directory.
+auto read_scene(const std::string& scene) {
     GeometrySearchPaths = {scene + "geometry", scene, ""};
     for (const char* folder : {"shader", "render", "light", "camera", "geometry"})
         ScanSceneFolder(scene + folder);
-    return {Cameras,        Objects,  Shaders,       PointLights,
-            ParallelLights, SkyLight, GeometryLight, RendererSettings};
+    return std::make_tuple(RendererSettings, Cameras, Shaders, Objects, PointLights, ParallelLights,
+                           SkyLight, GeometryLight);
 }
+
+using Records = decltype(read_scene({}));
 
 void call_renderer(const RendererSettingsRecord& settings) {
     mhSetRendererSample(settings.sample);
@@ -188,18 +181,16 @@ void call_sky(const SkyLightRecord& sky) {
 }
 
 void call_scene(const Records& records) {
-    call_renderer(records.settings);
-    for (const Camera& camera : records.cameras)
-        call_camera(camera);
-    for (std::size_t i = 1; i < records.shaders.size(); ++i)
-        call_shader(records.shaders[i]);
-    call_objects(records.objects);
-    for (const PointLight& light : records.point_lights)
-        call_point_light(light);
-    for (const ParallelLight& light : records.parallel_lights)
-        call_parallel_light(light);
-    call_sky(records.sky);
-    mhSetGeometryLightSample(records.geometry_light.sample);
+    const auto& [settings, cameras, shaders, objects, point_lights, parallel_lights, sky, lamps] =
+        records;
+    call_renderer(settings);
+    std::ranges::for_each(cameras, call_camera);
+    std::for_each(shaders.begin() + 1, shaders.end(), call_shader);
+    call_objects(objects);
+    std::ranges::for_each(point_lights, call_point_light);
+    std::ranges::for_each(parallel_lights, call_parallel_light);
+    call_sky(sky);
+    mhSetGeometryLightSample(lamps.sample);
 }
 
 // The mean of a few small frames, and the end of the scene. Images stand in the scene's folder.

@@ -1,12 +1,14 @@
-// A table of the exported functions, each with a generator of its arguments.
+// The exported functions, each with a generator of its arguments.
 // SPDX-License-Identifier: MIT
 #include "support/random_calls.h"
 
 #include "frame/moonhare.h"
+#include "support/small_scene.h"
 
 #include <array>
 #include <functional>
 #include <limits>
+#include <string_view>
 #include <type_traits>
 #include <vector>
 
@@ -68,93 +70,36 @@ std::function<void()> random_call(Result (*function)(Arguments...)) {
     return [function] { function(random_value<Arguments>()...); };
 }
 
-template<typename... Functions>
-std::vector<std::function<void()>> random_calls(Functions... functions) {
-    return {random_call(functions)...};
-}
-
-// The time of a run stays short: few photons, small pictures, few rays.
-void keep_small() {
-    mhSetSkyLightPhoton(20);
-    mhSetGeometryLightPhoton(20);
-    mhSetRendererSample(4);
-    mhSetRendererBounce(2);
-    mhSetRendererRayDepth(3);
-    mhSetCameraResolution(0, 6, 5);
-    mhSetCameraSample(0, 2);
-}
-
-template<void (*function)()>
-void small_call() {
-    keep_small();
-    function();
-}
-
-// Images of the default size would take most of the time.
-void add_small_camera() {
-    mhSetCameraResolution(mhAddCamera(), 6, 5);
-}
-
+// With a camera, without which nothing renders.
 void start() {
     mhStartup();
-    add_small_camera();
-    keep_small();
+    mhAddCamera();
 }
 
-const std::vector<std::function<void()>> kBuildingCalls = random_calls(
-    mhSetPreviewWindow, mhSetDisplayGamma, mhSetRendererSample, mhSetRendererRayDepth,
-    mhSetRendererPhotonDepth, mhSetRendererBounce, mhSetRendererDistance, mhSetRendererResolution,
-    mhSetRendererRadius, mhSetRendererClamp, add_small_camera, mhSetCameraName,
-    mhSetCameraResolution, mhSetCameraRegion, mhSetCameraSample, mhSetCameraExposure,
-    mhSetCameraProjection, mhSetCameraAngleMeasure, mhSetCameraTime, mhSetCameraPosition,
-    mhSetCameraTarget, mhSetCameraUpVector, mhSetCameraFOV, mhSetCameraBokeh, mhAddCameraAOV,
-    mhSetCameraAOVName, mhSetCameraAOVChannel, mhSetCameraAOVUserData, mhAddObject, mhSetObjectName,
-    mhAddPart, mhSetShaderID, mhAddPositions, mhAddNormals, mhAddTangents, mhAddUVs, mhAddRadii,
-    mhAddTriangles, mhAddTetragons, mhAddCylinders, mhAddParticles, mhAddVertexData, mhAddInstance,
-    mhSetInstance, mhAddShader, mhSetShaderName, mhSetShaderVisibility, mhSetShaderSmoothAngle,
-    mhSetShaderRoundCorner, mhSetShaderTime, mhAddSurfaceShader, mhSetSurfaceColor,
-    mhSetSurfaceImage, mhSetSurfaceMaterial, mhSetSurfaceSideness, mhSetSurfaceVirtualLight,
-    mhAddDisplacementShader, mhSetDisplacementVector, mhSetDisplacementLevel,
-    mhSetDisplacementImage, mhAddPointLight, mhSetPointLightColor, mhSetPointLightDirection,
-    mhSetPointLightPosition, mhSetPointLightBlur, mhSetPointLightOffset, mhSetPointLightInnerAngle,
-    mhSetPointLightOuterAngle, mhSetPointLightSample, mhSetPointLightPhoton,
-    mhSetPointLightShaderLink, mhAddPointLightAOV, mhSetPointLightAOVName,
-    mhSetPointLightAOVChannel, mhAddParallelLight, mhSetParallelLightColor,
-    mhSetParallelLightDirection, mhSetParallelLightBlur, mhSetParallelLightOffset,
-    mhSetParallelLightSample, mhSetParallelLightPhoton, mhSetParallelLightShaderLink,
-    mhAddParallelLightAOV, mhSetParallelLightAOVName, mhSetParallelLightAOVChannel,
-    mhSetSkyLightImage, mhSetSkyLightBackdrop, mhSetSkyLightColor, mhSetSkyLightNorth,
-    mhSetSkyLightZenith, mhSetSkyLightSample, mhSetSkyLightPhoton, mhSetSkyLightShaderLink,
-    mhAddSkyLightAOV, mhSetSkyLightAOVName, mhSetSkyLightAOVChannel, mhSetGeometryLightSample,
-    mhSetGeometryLightPhoton, mhSetGeometryLightShaderLink, mhAddGeometryLightAOV,
-    mhSetGeometryLightAOVName, mhSetGeometryLightAOVChannel, mhSetGeometryLightAOVShaderName);
-
-const std::vector<std::function<void()>> kPhaseCalls = {
-    start,
-    small_call<mhInitialize>,
-    small_call<mhInitializeRenderer>,
-    small_call<mhRender>,
-    mhInitializeCameras,
-    mhInitializeShaders,
-    mhInitializeAccelerator,
-    small_call<mhInitializeSkyLight>,
-    small_call<mhInitializeGeometryLight>,
-    mhInitializeGaffer,
-    mhFinalize,
-    mhFinalizeRenderer,
-    mhFinalizeGaffer,
-    mhFinalizeSkyLight,
-    mhFinalizeGeometryLight,
-    mhFinalizeAccelerator,
-    mhFinalizeCameras,
-    mhFinalizeShaders,
-    mhShutdown,
-    [] { mhGo(nullptr); },
-    random_call(mhRenderPixels),
+struct ExportedCall {
+    std::string_view name;
+    std::function<void()> make;
 };
 
-void call_one_of(const std::vector<std::function<void()>>& calls) {
-    calls[draw(static_cast<unsigned>(calls.size()))]();
+std::vector<ExportedCall> exported_calls(bool that_build) {
+    std::vector<ExportedCall> calls = {
+#define CALL(name) {#name, random_call(name)},
+#include "exported_calls.inc"
+#undef CALL
+    };
+    std::erase_if(calls, [&](const ExportedCall& call) {
+        return (call.name.starts_with("mhSet") || call.name.starts_with("mhAdd")) != that_build;
+    });
+    for (ExportedCall& call : calls) {
+        if (call.name == "mhStartup") call.make = start;
+        if (call.name == "mhGo") call.make = [] { mhGo(nullptr); };
+    }
+    return calls;
+}
+
+void call_one_of(const std::vector<ExportedCall>& calls) {
+    KeepSmall();
+    calls[draw(static_cast<unsigned>(calls.size()))].make();
 }
 
 } // namespace
@@ -175,15 +120,18 @@ void CallStart() {
 }
 
 void CallInitialize() {
-    small_call<mhInitialize>();
+    KeepSmall();
+    mhInitialize();
 }
 
 void CallToBuild() {
-    call_one_of(kBuildingCalls);
+    static const std::vector<ExportedCall> calls = exported_calls(true);
+    call_one_of(calls);
 }
 
 void CallPhase() {
-    call_one_of(kPhaseCalls);
+    static const std::vector<ExportedCall> calls = exported_calls(false);
+    call_one_of(calls);
 }
 
 } // namespace mh::test

@@ -14,7 +14,7 @@ void DrawFrom(ChoiceSource source);
 // Draws what the arrays hold that calls hand over.
 void FillArrays();
 
-// A call of one function; what renders is first told to render little.
+// A call of one function, after KeepSmall.
 void CallStart();      // mhStartup, with a camera
 void CallInitialize(); // mhInitialize
 void CallToBuild();    // some mhAdd... or mhSet...
