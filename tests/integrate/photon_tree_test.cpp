@@ -5,11 +5,11 @@
 #include "frame/types.h"
 #include "integrate/caustics.h"
 #include "integrate/packed_direction.h"
-#include "integrate/scene.h"
 #include "math/random.h"
 #include "math/roots.h"
 #include "math/sampling.h"
 #include "support/expect.h"
+#include "support/scene.h"
 
 #include <algorithm>
 #include <cmath>
@@ -125,33 +125,28 @@ struct Caustics : testing::Test {
         Photons.push_back({position, splat(power), pack_direction({0.0f, 0.0f, 1.0f}), 0});
     }
 
-    IntegratorScene scene;
+    Scene scene;
     Ray ray;
     SurfacePoint point;
 };
 
 TEST_F(Caustics, TwoPhotonsMakeAnEstimateAndOneDoesNot) {
+    const auto estimate_within = [&](float radius) {
+        RendererSettings.radius = radius;
+        BuildPhotonTree();
+        return estimate_caustics(ray, point).x;
+    };
+    EXPECT_EQ(estimate_within(1.0f), 0.0f);
     add({0.5f, 0.0f, 0.0f}, 1.0f);
     add({-0.25f, 0.0f, 0.0f}, 2.0f);
-    BuildPhotonTree();
+    EXPECT_NEAR(estimate_within(1.0f), 3.0f / (kPi * 0.25f), 1e-5f);
     EXPECT_NE(scene.library.take_report().find("photons                2"), std::string::npos);
-    EXPECT_NEAR(estimate_caustics(ray, point).x, 3.0f / (kPi * 0.25f), 1e-5f);
-    point.normal = -point.normal; // they arrived from the other side
-    EXPECT_EQ(estimate_caustics(ray, point).x, 0.0f);
+    EXPECT_EQ(estimate_within(0.3f), 0.0f); // one is too far
+    point.normal = -point.normal;           // they arrived from the other side
+    EXPECT_EQ(estimate_within(1.0f), 0.0f);
     point.normal = -point.normal;
-    RendererSettings.radius = 0.3f; // one is too far
-    BuildPhotonTree();
-    EXPECT_EQ(estimate_caustics(ray, point).x, 0.0f);
-    Photons.clear();
-    BuildPhotonTree();
-    EXPECT_EQ(estimate_caustics(ray, point).x, 0.0f);
-}
-
-TEST_F(Caustics, CoincidentPhotonsStayFinite) {
-    add({}, 1.0f);
-    add({}, 1.0f);
-    BuildPhotonTree();
-    EXPECT_TRUE(is_finite(estimate_caustics(ray, point)));
+    Photons[0].position = Photons[1].position = {}; // at one place
+    EXPECT_TRUE(is_finite(splat(estimate_within(1.0f))));
 }
 
 // The box of photons on a floor has no thickness, and a hit lies beside the floor by its rounding;

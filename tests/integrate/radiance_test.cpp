@@ -2,14 +2,16 @@
 // SPDX-License-Identifier: MIT
 #include "integrate/radiance.h"
 
+#include "frame/phases.h"
 #include "frame/types.h"
 #include "integrate/pixel_loop.h"
 #include "integrate/run_context.h"
-#include "integrate/scene.h"
 #include "output/camera.h"
 #include "support/expect.h"
+#include "support/scene.h"
 
 #include <cmath>
+#include <tuple>
 
 #include <gtest/gtest.h>
 #include <pthread.h>
@@ -25,7 +27,7 @@ const Vec3 kSky = {0.25f, 0.5f, 0.75f};
 const Vec3 kAbove = {0.3f, 0.1f, 2.0f};
 
 struct Radiance : testing::Test {
-    IntegratorScene scene;
+    Scene scene;
 };
 
 // Surfaces that lose no light show the sky from every side: diffuse; diffuse and mirror by
@@ -42,7 +44,7 @@ TEST_F(Radiance, WhiteSurfacesVanishInAConstantSky) {
     add_floor(1.0f, 20.0f, curtain);
     RendererSettings.sample = 1000;
     RendererSettings.bounce = 8;
-    start_rendering();
+    Initialize();
     for (const float height : {0.0f, 10.0f, 20.0f})
         for (const Vec3& side : {kAbove, -kAbove, Vec3{40.0f, 0.0f, 1.0f}})
             expect_near(seen_along(side + Vec3{0, 0, height}, {0, 0, height}), kSky, 1e-4f);
@@ -55,31 +57,27 @@ TEST_F(Radiance, EmissiveRoomGivesTheTruncatedSeries) {
     slot(shader, Element::emissive).color = {1.0f, 2.0f, 3.0f};
     add_room({-1.0f, -1.0f, -1.0f}, {1.0f, 1.0f, 1.0f}, shader);
     RendererSettings.sample = 500;
-    start_rendering();
+    Initialize();
 
-    struct Case {
-        int bounce, ray_depth;
-        float series; // sum of albedo^k for k from 0 to min(bounce, ray_depth - 1)
-    };
-
-    for (const Case& c : {Case{1, 8, 1.5f}, {3, 8, 1.875f}, {8, 3, 1.75f}, {1, 1, 1.0f}}) {
-        RendererSettings.bounce = c.bounce;
-        RendererSettings.ray_depth = c.ray_depth;
-        const Vec3 expected = c.series * Vec3{1.0f, 2.0f, 3.0f};
-        expect_near(seen_along({0.1f, 0.2f, 0.3f}, {1.0f, 0.5f, 0.4f}), expected, 1e-4f);
+    // The sum of albedo^k for k from 0 to min(bounce, ray_depth - 1).
+    const std::tuple<int, int, float> cases[] = {
+        {1, 8, 1.5f}, {3, 8, 1.875f}, {8, 3, 1.75f}, {1, 1, 1.0f}};
+    for (const auto& [bounce, ray_depth, series] : cases) {
+        RendererSettings.bounce = bounce;
+        RendererSettings.ray_depth = ray_depth;
+        expect_near(seen_along({0.1f, 0.2f, 0.3f}, {1.0f, 0.5f, 0.4f}),
+                    series * Vec3{1.0f, 2.0f, 3.0f}, 1e-4f);
     }
 }
 
 TEST_F(Radiance, ThroughputAtTheThresholdEndsThePath) {
     add_floor(1.0f, 0.0f, add_emitter(splat(1.0f)));
-    start_rendering();
-    for (const float excess : {0.0f, 1e-6f}) {
+    Initialize();
+    for (const auto& [weight, seen] :
+         {std::pair{kNothing, 0.0f}, {kNothing + 1e-6f, 1.0f}, {kNan, 0.0f}}) {
         Ray ray = camera_ray(kAbove, {});
-        ray.weight = {kNothing, kNothing + excess, 0.0f};
-        EXPECT_EQ(radiance(ray).x, excess > 0.0f ? 1.0f : 0.0f);
-        ray = camera_ray(kAbove, {});
-        ray.weight = splat(kNan);
-        EXPECT_EQ(radiance(ray).x, 0.0f);
+        ray.weight = {kNothing, weight, 0.0f};
+        EXPECT_EQ(radiance(ray).x, seen) << weight;
     }
 }
 
@@ -103,7 +101,7 @@ float add_mirror_hall() {
 TEST_F(Radiance, MirrorsReflectEachOtherToTheDeepestBounceOnEveryThread) {
     const float mirror = add_mirror_hall();
     place_camera(16, {0.0f, 0.0f, 0.5f}, {}, {0.0f, 1.0f, 0.0f}, 0.01f);
-    start_rendering();
+    Initialize();
     const Vec3 seen = seen_along({0.1f, 0.2f, 0.5f}, {0.1f, 0.2f, 0.0f});
     EXPECT_NEAR(seen.x, mirror_hall(mirror), 1e-4f);
     std::vector<Vec3> pixels;
@@ -117,7 +115,7 @@ TEST_F(Radiance, MirrorsReflectEachOtherToTheDeepestBounceOnEveryThread) {
 // On a stack that is far too small the path ends early, and the report tells.
 TEST_F(Radiance, SmallStackCutsThePath) {
     const float mirror = add_mirror_hall();
-    start_rendering();
+    Initialize();
     scene.library.take_report();
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
@@ -145,10 +143,9 @@ TEST_F(Radiance, GlassSlabPassesAndAbsorbs) {
     const int glass = add_glass();
     Shaders[static_cast<std::size_t>(glass)].medium.transmittance = {0.5f, 1.0f, 0.25f};
     add_floor(100.0f, 0.0f, glass);
-    add_quad({Vec3{-100, 100, -2}, Vec3{100, 100, -2}, Vec3{100, -100, -2}, Vec3{-100, -100, -2}},
-             glass);
+    add_floor(100.0f, -2.0f, glass, false);
     RendererSettings.ray_depth = 3;
-    start_rendering();
+    Initialize();
     const Vec3 seen = seen_along({0.0f, 0.0f, 1.0f}, {});
     // 0.04 of the sky above, and 0.96 of what crosses 2 units of glass: 0.96 of the sky below, and
     // of what the lower face sends back up through the glass nothing, since depth 3 is cut.
@@ -160,7 +157,7 @@ TEST_F(Radiance, ThinSheetPassesWithBothInterfaces) {
     SkyLight.color = kSky;
     add_floor(1.0f, 0.0f, add_glass(Material::thin));
     add_floor(1.0f, -1.0f, add_emitter(splat(1.0f)));
-    start_rendering();
+    Initialize();
     const Vec3 seen = seen_along({0.0f, 0.0f, 1.0f}, {});
     expect_near(seen, splat(1.0f / 1.0833333f) + (1.0f - 1.0f / 1.0833333f) * kSky, kRounding);
 }
@@ -168,7 +165,7 @@ TEST_F(Radiance, ThinSheetPassesWithBothInterfaces) {
 TEST_F(Radiance, TheSkysMediumDimsWithDistance) {
     SkyLight.medium.transmittance = {0.5f, 0.25f, 0.0f};
     add_floor(1.0f, 0.0f, add_emitter(splat(1.0f)));
-    start_rendering();
+    Initialize();
     expect_near(seen_along({0.0f, 0.0f, 3.0f}, {}), {0.125f, 0.015625f, 0.0f}, 1e-6f);
 }
 

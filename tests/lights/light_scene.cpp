@@ -1,50 +1,15 @@
-// Small scenes for the tests of lights.
+// Points that are lit.
 // SPDX-License-Identifier: MIT
 #include "light_scene.h"
 
-#include "accel/scene_assembly.h"
-#include "geometry/objects.h"
-#include "output/camera.h"
 #include "shading/hair_table.h"
 #include "shading/scattering.h"
-#include "shading/shaders.h"
+#include "shading/types.h"
 
 #include <array>
 #include <cmath>
 
 namespace mh::test {
-
-LightScene::LightScene() {
-    AddCamera();
-    Cameras[0].width = Cameras[0].height = 4;
-    Cameras[0].aovs[0].image.path.clear(); // no file
-}
-
-int LightScene::add_emitter(const Vec3& emission, Sideness side, bool virtual_light) {
-    const int index = FindOrAddShader("lamp");
-    Shader& shader = Shaders[static_cast<std::size_t>(index)];
-    SurfaceLayer& layer = shader.layers[static_cast<std::size_t>(AddSurfaceLayer(shader))];
-    layer.elements[static_cast<std::size_t>(Element::emissive)].color = emission;
-    layer.sideness = side;
-    layer.virtual_light = virtual_light;
-    return index;
-}
-
-void LightScene::add_square(int object, const Vec3& center, float r, bool up, int shader) {
-    Object& target = Objects[static_cast<std::size_t>(object)];
-    Part& part = target.parts[static_cast<std::size_t>(AddPart(target))];
-    const float s = up ? r : -r;
-    part.positions = {center + Vec3{-s, -r, 0.0f}, center + Vec3{s, -r, 0.0f},
-                      center + Vec3{s, r, 0.0f}, center + Vec3{-s, r, 0.0f}};
-    part.tetragons = {{{0, 1, 2, 3}, static_cast<std::uint32_t>(shader)}};
-}
-
-void LightScene::assemble(int frames) {
-    Cameras[0].sample = frames;
-    InitializeCameras();
-    InitializeShaders();
-    AssembleScene();
-}
 
 LitPoint::LitPoint() {
     ray.hit_kind = HitKind::tetragon;
@@ -66,7 +31,7 @@ std::vector<Responder> all_responders() {
     below.point.normal = below.point.geometric_normal = {0.0f, 0.0f, -1.0f};
     below.point.transmissive_active = true;
     shiny.point.glossy_active = shiny_hair.point.glossy_active = true;
-    shiny.point.reflectance = 1.0f;
+    shiny.point.reflectance = 0.75f;
     shiny.point.roughness_u = shiny.point.roughness_v = 0.5f;
     hair.ray.hit_kind = shiny_hair.ray.hit_kind = HitKind::hair;
     for (LitPoint* lit : {&below, &shiny, &shiny_hair})
@@ -83,7 +48,9 @@ float response(const Responder& responder, const Vec3& direction) {
     if (responder.lit.ray.hit_kind != HitKind::hair) {
         const float cosine = std::fabs(dot(direction, point.normal));
         const bool glossy = responder.scatter == Scatter::glossy_reflection;
-        return cosine * (glossy ? 4.0f * ward_lobe(point.outgoing, direction, point) : 1.0f / kPi);
+        return cosine
+               * (glossy ? 4.0f * point.reflectance * ward_lobe(point.outgoing, direction, point)
+                         : 1.0f / kPi);
     }
     if (responder.scatter == Scatter::lambertian)
         return hair_diffuse(point.outgoing, direction, point);

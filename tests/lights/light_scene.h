@@ -1,32 +1,13 @@
-// Small scenes for the tests of lights: squares, a white surface point to be lit, rays from it.
+// A white surface point to be lit, points that respond by one layer alone, rays from them.
 // SPDX-License-Identifier: MIT
 #pragma once
 
 #include "lights/types.h"
 #include "shading/ray.h"
-#include "support/fresh_scene.h"
-#include "support/replay.h"
 
 #include <vector>
 
 namespace mh::test {
-
-// A started library with one camera of 4 by 4 pixels, and seeded draws.
-struct LightScene {
-    LightScene();
-
-    // A shader whose one layer emits.
-    int add_emitter(const Vec3& emission, Sideness side, bool virtual_light = true);
-
-    // A square of half width r in a plane of constant z, facing up or down, in a part of its own.
-    void add_square(int object, const Vec3& center, float r, bool up, int shader = 0);
-
-    // Phases 1, 3 and 4.
-    void assemble(int frames = 1);
-
-    FreshScene fresh;
-    SeededDraws draws{7};
-};
 
 // A white lambertian point at the origin that faces up, as the hit of a camera ray from above. No
 // primitive of the scene is excluded by it.

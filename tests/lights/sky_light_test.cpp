@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "lights/sky_light.h"
 
+#include "frame/phases.h"
 #include "frame/types.h"
 #include "light_scene.h"
 #include "lights/sky_map.h"
@@ -9,17 +10,15 @@
 #include "output/aov.h"
 #include "shading/images.h"
 #include "support/expect.h"
+#include "support/scene.h"
 
 #include <algorithm>
 #include <cmath>
 
 #include <gtest/gtest.h>
 
-namespace mh {
+namespace mh::test {
 namespace {
-
-using test::LightScene;
-using test::LitPoint;
 
 constexpr float kSlope = 0.9f;
 
@@ -49,7 +48,7 @@ void expect_picks_by_radiance() {
         const int band = static_cast<int>((d.z + 1.0f) * 0.5f * kBands);
         ++counts[static_cast<std::size_t>(std::min(band, kBands - 1))];
     }
-    EXPECT_LT(test::chi_square(counts, expected), test::kChiSquare15);
+    EXPECT_LT(chi_square(counts, expected), kChiSquare15);
 }
 
 // Irradiance over pi on a surface that faces the zenith: 1 + 2 slope / 3. The solid angles of the
@@ -62,14 +61,14 @@ void expect_irradiance() {
     for (std::uint32_t i = 0; i < kSamples; ++i) {
         SampleCursor cursor{0.0f, 0.0f, i, 0};
         const Vec3 d = sample_cosine_local(next_pair(cursor));
-        light += sky_radiance(test::bounced_ray(lit, d, Scatter::lambertian, 1)).x / kSamples;
+        light += sky_radiance(bounced_ray(lit, d, Scatter::lambertian, 1)).x / kSamples;
     }
     EXPECT_NEAR(light, 1.0f + kSlope * 2.0f / 3.0f, 5e-3f);
 }
 
 // The share of one direct sample and that of a bounce in its direction. Neighbouring texels differ
 // by up to 1 % of their radiance.
-void expect_shares_sum_to_one(test::Responder responder, float u, int bounces) {
+void expect_shares_sum_to_one(Responder responder, float u, int bounces) {
     responder.lit.ray.diffuse_bounces = static_cast<std::uint8_t>(bounces);
     SampleCursor& cursor = responder.lit.ray.cursor;
     cursor.rotation_u = cursor.rotation_v = u; // the sequence starts with 0
@@ -78,9 +77,9 @@ void expect_shares_sum_to_one(test::Responder responder, float u, int bounces) {
     if (direction.z < 0.05f) return;
     const float density = kTexelDensity * probability(SkyLight.sky_table, texel);
     const float radiance = sky_direction_radiance(direction).x;
-    const float direct = test::total(direct_sky(responder.lit.ray, responder.lit.point)) * density
-                         / (radiance * test::response(responder, direction));
-    const Ray bounce = test::bounced_ray(responder.lit, direction, responder.scatter, bounces + 1);
+    const float direct = total(direct_sky(responder.lit.ray, responder.lit.point)) * density
+                         / (radiance * response(responder, direction));
+    const Ray bounce = bounced_ray(responder.lit, direction, responder.scatter, bounces + 1);
     const float bounced = sky_radiance(bounce).x / sky_lookup(bounce).x;
     EXPECT_GT(direct, 0.0f) << responder.name << " " << u;
     EXPECT_GT(bounced, 0.0f) << responder.name << " " << u;
@@ -119,69 +118,63 @@ TEST(SkyMap, TexelsCoverNearlyEqualSolidAngles) {
     EXPECT_NEAR(total * kSkyFaces / kSkyTexels, 1.0, 1e-3);
 }
 
-TEST(SkyLight, ImageLightsByItsTableInBalanceWithBounces) {
-    LightScene scene;
+struct SkyLightTest : testing::Test {
+    Scene scene;
+    LitPoint lit;
+};
+
+TEST_F(SkyLightTest, ImageLightsByItsTableInBalanceWithBounces) {
     set_sloped_sky();
-    scene.assemble();
-    InitializeSkyLight();
-    const std::vector<test::Responder> responders = test::all_responders();
+    Initialize();
+    const std::vector<Responder> responders = all_responders();
     expect_picks_by_radiance();
     expect_irradiance();
-    scene.assemble(5);
-    SkyLight.sample = 5; // one per frame
+    SkyLight.sample = Cameras[0].sample = 5; // one per frame
     RendererSettings.bounce_samples = 3;
     RendererSettings.bounce = 2;
-    for (float u = 0.003f; u < 1.0f; u += 0.02f) {
-        for (const test::Responder& responder : responders) {
-            expect_shares_sum_to_one(responder, u, 0);
-            expect_shares_sum_to_one(responder, u, 1);
-        }
-    }
+    for (float u = 0.003f; u < 1.0f; u += 0.02f)
+        for (const Responder& responder : responders)
+            for (const int bounces : {0, 1})
+                expect_shares_sum_to_one(responder, u, bounces);
 }
 
-TEST(SkyLight, WithoutAnImageIsFoundByRaysAlone) {
-    LightScene scene;
+TEST_F(SkyLightTest, IsFoundByRaysAloneWithoutAnImage) {
+    SkyLight.color = splat(0.75f);
     SkyLight.image.path = "missing.hdr";
     SkyLight.link.names = {"undefined"};
     SkyLight.aov_list.resize(1);
-    scene.assemble();
-    InitializeSkyLight();
-    scene.fresh.take_report();
-    InitializeSkyLight();
-    EXPECT_NE(scene.fresh.take_report().find("sky light map width                  0 [ n/a ]\n"),
+    Initialize();
+    EXPECT_NE(scene.library.take_report().find("sky light map width                  0 [ n/a ]\n"),
               std::string::npos);
     EXPECT_EQ(SkyLight.sample, 0);
-    LitPoint lit;
     EXPECT_EQ(direct_sky(lit.ray, lit.point).to_lambertian, Vec3{});
-    Ray ray = test::bounced_ray(lit, {0.0f, 0.0f, 1.0f}, Scatter::lambertian, 1);
+    Ray ray = bounced_ray(lit, {0.0f, 0.0f, 1.0f}, Scatter::lambertian, 1);
     EXPECT_EQ(sky_radiance(ray), splat(0.75f));
     EXPECT_EQ(read_pixel(SkyLight.aov_list[0].image, 0), splat(0.75f));
     ray.source_shader = -1; // a camera ray is linked to nothing
     EXPECT_EQ(sky_radiance(ray), Vec3{});
 }
 
-TEST(SkyLight, ColourBelowTheThresholdIsSeenButLightsNothing) {
-    LightScene scene;
+TEST_F(SkyLightTest, IsSeenButLightsNothingBelowTheThreshold) {
     set_sloped_sky();
     SkyLight.color = splat(kNothing);
+    SkyLight.photons = 9;
     InitializeSkyLight();
-    EXPECT_EQ(SkyLight.photons, 0);
-    EXPECT_EQ(SkyLight.sample, 0);
+    EXPECT_EQ(SkyLight.photons + SkyLight.sample, 0);
     Ray ray;
     ray.direction = {0.0f, 0.0f, 1.0f};
     EXPECT_FLOAT_EQ(sky_lookup(ray).x, (1.0f + kSlope) * kNothing);
 }
 
-TEST(SkyLight, BackdropIsSeenByCameraRaysAlone) {
-    LightScene scene;
+TEST_F(SkyLightTest, BackdropIsSeenByCameraRaysAlone) {
+    Cameras[0].width = Cameras[0].height = 4;
     AllocateImage(SkyLight.backdrop, 4, 4, 3, 32, false);
     set_texel(SkyLight.backdrop, 6, {1.0f, 2.0f, 3.0f});
-    InitializeSkyLight();
-    ThreadStates[0].pixel = 6; // the camera has 4 by 4 pixels
-    Ray ray;
-    EXPECT_EQ(sky_lookup(ray), (Vec3{1.0f, 2.0f, 3.0f}));
-    ray.depth = 1;
-    EXPECT_EQ(sky_lookup(ray), splat(0.75f));
+    ThreadStates[0].pixel = 6;
+    EXPECT_EQ(sky_lookup(lit.ray), (Vec3{1.0f, 2.0f, 3.0f}));
+    lit.ray.depth = 1;
+    EXPECT_EQ(sky_lookup(lit.ray), SkyLight.color);
+    ThreadStates[0].pixel = 0;
 }
 
-} // namespace mh
+} // namespace mh::test

@@ -1,8 +1,7 @@
-// Scenes of the integrators' tests.
+// Small scenes made of records.
 // SPDX-License-Identifier: MIT
-#include "integrate/scene.h"
+#include "support/scene.h"
 
-#include "frame/phases.h"
 #include "frame/types.h"
 #include "geometry/objects.h"
 #include "integrate/radiance.h"
@@ -15,29 +14,26 @@
 namespace mh::test {
 namespace {
 
-Part& part() {
-    return Objects[0].parts[0];
-}
-
-std::uint32_t add_position(const Vec3& position) {
-    part().positions.push_back(position);
-    radii(part()).push_back(0.0f);
-    uvs(part()).push_back({});
-    return static_cast<std::uint32_t>(part().positions.size() - 1);
+Part& part(std::size_t object = 0) {
+    return Objects[object].parts[0];
 }
 
 template<typename Face, std::size_t N>
-Face face_of(const std::array<Vec3, N>& corners, int shader) {
+Face face_of(const std::array<Vec3, N>& corners, int shader, Part& part) {
     Face face;
-    for (std::size_t i = 0; i < N; ++i)
-        face.vertex[i] = add_position(corners[i]);
+    for (std::size_t i = 0; i < N; ++i) {
+        face.vertex[i] = static_cast<std::uint32_t>(part.positions.size());
+        part.positions.push_back(corners[i]);
+        radii(part).push_back(0.0f);
+        uvs(part).push_back({});
+    }
     face.shader = static_cast<std::uint32_t>(shader);
     return face;
 }
 
 } // namespace
 
-IntegratorScene::IntegratorScene() {
+Scene::Scene() {
     AddPart(Objects[static_cast<std::size_t>(AddObject())]);
     Camera& camera = Cameras[static_cast<std::size_t>(AddCamera())];
     camera.width = camera.height = 1;
@@ -80,9 +76,9 @@ int add_emitter(const Vec3& radiance) {
     return emitter;
 }
 
-int add_lamp(float radiance) {
-    const int lamp = add_emitter(splat(radiance));
-    layer_of(lamp).sideness = Sideness::face;
+int add_lamp(const Vec3& radiance, Sideness side) {
+    const int lamp = add_emitter(radiance);
+    layer_of(lamp).sideness = side;
     layer_of(lamp).virtual_light = true;
     return lamp;
 }
@@ -98,12 +94,12 @@ void place_camera(int size, const Vec3& position, const Vec3& target, const Vec3
     Cameras[0].poses = {pose, pose};
 }
 
-void add_quad(const std::array<Vec3, 4>& corners, int shader) {
-    part().tetragons.push_back(face_of<Tetragon>(corners, shader));
+void add_quad(const std::array<Vec3, 4>& corners, int shader, std::size_t object) {
+    part(object).tetragons.push_back(face_of<Tetragon>(corners, shader, part(object)));
 }
 
 void add_triangle(const std::array<Vec3, 3>& corners, int shader) {
-    part().triangles.push_back(face_of<Triangle>(corners, shader));
+    part().triangles.push_back(face_of<Triangle>(corners, shader, part()));
 }
 
 void add_room(const Vec3& low, const Vec3& high, int shader) {
@@ -119,13 +115,15 @@ void add_room(const Vec3& low, const Vec3& high, int shader) {
     quad(corner(0, 1, 0), corner(1, 1, 0), corner(1, 1, 1), corner(0, 1, 1));
 }
 
-void add_floor(float half_width, float z, int shader) {
-    const float w = half_width;
-    add_quad({Vec3{-w, -w, z}, Vec3{w, -w, z}, Vec3{w, w, z}, Vec3{-w, w, z}}, shader);
+void add_level(const Vec2& low, const Vec2& high, float z, int shader, bool up) {
+    const float first = up ? low.x : high.x, last = up ? high.x : low.x;
+    add_quad({Vec3{first, low.y, z}, Vec3{last, low.y, z}, Vec3{last, high.y, z},
+              Vec3{first, high.y, z}},
+             shader);
 }
 
-void start_rendering() {
-    Initialize();
+void add_floor(float half_width, float z, int shader, bool up) {
+    add_level({-half_width, -half_width}, {half_width, half_width}, z, shader, up);
 }
 
 Ray camera_ray(const Vec3& origin, const Vec3& target) {

@@ -1,4 +1,4 @@
-// Small scenes made of records: what the tests of the integrators are rendered from.
+// Small scenes made of records: what the tests of lights and integrators are rendered from.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -15,8 +15,8 @@ namespace mh::test {
 
 // A started library with one object and one camera of 1 by 1 pixel and one frame, no sky, no
 // photons, path tracing. Indices into Shaders are handed out by add_shader.
-struct IntegratorScene {
-    IntegratorScene();
+struct Scene {
+    Scene();
 
     FreshScene library;
     SeededDraws draws{1};
@@ -31,26 +31,24 @@ int add_shader(const Vec3& lambertian = {});
 // Reflects and passes light by Fresnel, of index 1.5.
 int add_glass(Material material = Material::solid);
 
-// Black, and shines from both sides; a lamp shines from its front and is sampled.
+// Black, and shines from both sides; a lamp shines from one side and is sampled.
 int add_emitter(const Vec3& radiance);
-int add_lamp(float radiance);
+int add_lamp(const Vec3& radiance, Sideness side = Sideness::face);
 
 // Square pictures; the same at both ends of the exposure.
 void place_camera(int size, const Vec3& position, const Vec3& target, const Vec3& up,
                   float view_deg);
 
-// A face of two quads' worth: corners around it; the front is where they run anticlockwise.
-void add_quad(const std::array<Vec3, 4>& corners, int shader);
+// The front is where the corners run anticlockwise.
+void add_quad(const std::array<Vec3, 4>& corners, int shader, std::size_t object = 0);
 void add_triangle(const std::array<Vec3, 3>& corners, int shader);
 
 // The six walls of a box as quads; fronts look inwards.
 void add_room(const Vec3& low, const Vec3& high, int shader);
 
-// A horizontal square of that half width about the z axis, front upwards.
-void add_floor(float half_width, float z, int shader);
-
-// The phases up to the renderer.
-void start_rendering();
+// A horizontal rectangle, and a square of that half width about the z axis, front upwards or not.
+void add_level(const Vec2& low, const Vec2& high, float z, int shader, bool up = true);
+void add_floor(float half_width, float z, int shader, bool up = true);
 
 // A camera ray from origin towards target, as the pixel loop makes them.
 Ray camera_ray(const Vec3& origin, const Vec3& target);
