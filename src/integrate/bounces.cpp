@@ -29,7 +29,7 @@ void add(Mean& mean, const Vec3& value) {
 }
 
 Vec3 value_of(const Mean& mean) {
-    return mean.count == 0 ? Vec3{} : mean.sum / static_cast<float>(mean.count);
+    return mean.count < 2 ? mean.sum : mean.sum / static_cast<float>(mean.count);
 }
 
 // Calls gather with the ray from which children are to be spawned. At the first hit that spreads

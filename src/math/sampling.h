@@ -7,19 +7,23 @@
 #include "math/select.h"
 #include "math/vec3.h"
 
+#include <algorithm>
+
 namespace mh {
 
 // Uniform on the unit disk by the concentric map [ShirleyChiu97]; u, v in [0, 1]. In each quarter
-// of the square one coordinate leads: with its sign it gives the radius, and the ratio of the two
-// the angle to its axis.
+// of the square one coordinate leads: its size gives the radius, and the ratio of the two the angle
+// to its axis. Each coordinate of the disk has the sign of its own.
 inline Vec2 concentric_disk(const Vec2& uv) {
     const float x = 2.0f * uv.x - 1.0f, y = 2.0f * uv.y - 1.0f;
-    const bool x_leads = std::fabs(x) > std::fabs(y);
-    const float radius = select(x_leads, x, y);
+    const float size_x = std::fabs(x), size_y = std::fabs(y);
+    const float radius = std::max(size_x, size_y);
     if (radius == 0.0f) return {0.0f, 0.0f};
-    const float angle = select(x_leads, y, x) / radius * (kPi / 4.0f);
+    const float angle = std::min(size_x, size_y) / radius * (kPi / 4.0f);
     const float along = radius * std::cos(angle), across = radius * std::sin(angle);
-    return {select(x_leads, along, across), select(x_leads, across, along)};
+    const bool x_leads = size_x > size_y;
+    return {std::copysign(select(x_leads, along, across), x),
+            std::copysign(select(x_leads, across, along), y)};
 }
 
 // Density cos / pi about the third axis, as (x, y, z) of the local frame; z > 0.

@@ -3,7 +3,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "math/select.h"
 #include "math/vec3.h"
 
 #include <cstdint>
@@ -46,7 +45,8 @@ inline float sequence_value(std::uint32_t sample, std::uint32_t dimension) {
 // x + rotation, reduced by 1 when it exceeds 1 (an exact 1 stays).
 constexpr float rotate_unit(float x, float rotation) {
     const float y = x + rotation;
-    return y - select(y > 1.0f, 1.0f, 0.0f);
+    const float beyond = y - 1.0f;
+    return beyond > 0.0f ? beyond : y; // in this form no branch
 }
 
 // The two numbers at the cursor's dimension and the next, rotated by u and v; the cursor given
