@@ -69,7 +69,7 @@ MH_API void mhStartup(void) {
         return ReportFault(__func__, Fault::order, "has run already");
     ForgetFaults();
     Startup();
-    Progress = {Stage::open, Progress.done & kOutlivesShutdown};
+    Progress.stage = Stage::open;
 }
 
 MH_API void mhGo(const char* directory) {
@@ -180,7 +180,7 @@ MH_API void mhFinalizeShaders(void) {
 MH_API void mhShutdown(void) {
     if (!MayFinish(__func__)) return;
     Shutdown();
-    Progress.stage = Stage::down;
+    Progress = {Stage::down, Progress.done & kOutlivesShutdown};
 }
 
 MH_API void mhSetPreviewWindow(bool on) {

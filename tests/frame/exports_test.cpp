@@ -159,6 +159,20 @@ TEST_F(Exports, HundredRunsLeaveNoMemoryBehind) {
     mhStartup();
 }
 
+TEST_F(Exports, RunAfterASceneThatWasFinalisedPhaseByPhase) {
+    add_camera(2, 2);
+    mhInitialize();
+    mhRender();
+    for (const auto finalize :
+         {mhFinalizeRenderer, mhFinalizeGaffer, mhFinalizeSkyLight, mhFinalizeAccelerator,
+          mhFinalizeCameras, mhFinalizeShaders, mhShutdown})
+        finalize();
+    report.str({});
+    mhGo(MOONHARE_SOURCE_DIR "/tests/frame/transcripts/triangle/");
+    EXPECT_EQ(errors(), 0);
+    mhStartup();
+}
+
 // Every sort of bad input, with the call that each line has to name.
 TEST_F(Exports, RefuseBadInputWithOneLineForEachCallAndKind) {
     const float values[3] = {};
