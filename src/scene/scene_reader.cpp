@@ -91,14 +91,22 @@ void tell(const Reading& reading, ReadEvent event, const Block& block, void* rec
     tell(reading, note);
 }
 
+// Once a file: the blocks that are open see its end one after the other.
+void tell_long_line(Reading& reading) {
+    if (!std::exchange(reading.text.line_too_long, false)) return;
+    ReportError("scene - line " + std::to_string(reading.text.line_number + 1) + " of "
+                + reading.path + " has more than " + std::to_string(kMaxLineLength)
+                + " characters; the file is read up to there");
+    tell(reading, note_of(reading, ReadEvent::line_too_long, nullptr));
+}
+
 // The next line that holds a word and is no comment; `rest` is what follows the word.
 bool next_words(Reading& reading, std::string_view& rest) {
     while (next_line(reading.text, reading.line) && fits_memory(reading)) {
         rest = reading.line;
         if (!rest.starts_with('#') && take_word(rest, reading.word)) return true;
     }
-    if (reading.text.line_too_long)
-        tell(reading, note_of(reading, ReadEvent::line_too_long, nullptr));
+    tell_long_line(reading);
     return false;
 }
 

@@ -185,6 +185,14 @@ TEST_F(SceneReader, PassesOverWhatItDoesNotKnowInSilence) {
     EXPECT_EQ(scene.take_report(), "");
 }
 
+TEST_F(SceneReader, EndsAFileAtALineThatIsTooLongAndSaysSoOnce) {
+    read("camera\n name \"a\"\n pose\n" + std::string(4096, '#') + "\n end\nend\n");
+    EXPECT_EQ(Cameras.at(0).name, "a");
+    const std::string report = scene.take_report();
+    EXPECT_TRUE(report.starts_with("error :( \tscene - line 4 of ")) << report;
+    EXPECT_EQ(report.find("4095 characters"), report.rfind("4095 characters"));
+}
+
 TEST_F(SceneReader, ScansRegularFilesByName) {
     folder.write("s/b.mh", "camera\nname \"b\"\nend\n");
     folder.write("s/a.mh", "camera\nname \"a\"\nend\n");
