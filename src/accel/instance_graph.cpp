@@ -25,7 +25,8 @@ void resolve_instances_of(Object& object, NameIndex& names) {
     const Instance* first_unknown = nullptr;
     for (Instance& instance : object.instances) {
         resolve(instance, names);
-        if (instance.object == kUnresolved && first_unknown == nullptr) first_unknown = &instance;
+        const bool unknown = instance.object == kUnresolved && !instance.object_name.empty();
+        if (unknown && first_unknown == nullptr) first_unknown = &instance;
     }
     if (first_unknown != nullptr)
         ReportWarning("object - " + object.name + " instances an object that does not exist: \""

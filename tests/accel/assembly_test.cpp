@@ -92,9 +92,9 @@ TEST_F(SceneAssembly, InstancesThatCannotBeTracedAreLeftOut) {
     add_object("empty", 0);
     add_object("", 1);
     add_instance(0, "leaf");
+    add_instance(0, "");
     add_instance(0, "unknown");
     add_instance(0, "empty");
-    add_instance(0, "");
     add_instance(0, "leaf").matrix.m[1][1] = 0.0f; // singular
     add_instance(0, "leaf", {kInfinity, 0, 0});
     add_instance(0, "leaf", {3e38f, 0, 0}); // too far for areas
