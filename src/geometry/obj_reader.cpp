@@ -86,10 +86,16 @@ LoaderCorner next_corner(const ObjFile& file, TextCursor& text) {
     return corner;
 }
 
+// Behind three corners a zero, or a word that is no number, as of a comment, ends the face.
+bool has_corner(TextCursor text, int count) {
+    if (at_end(text) || count == kMostCorners) return false;
+    return count < 3 || read_whole(text) != 0;
+}
+
 Polygon read_polygon(const ObjFile& file, TextCursor text) {
     Polygon polygon;
     skip_blanks(text);
-    while (!at_end(text) && polygon.count < kMostCorners) {
+    while (has_corner(text, polygon.count)) {
         polygon.corner[static_cast<std::size_t>(polygon.count++)] = next_corner(file, text);
         skip_blanks(text);
     }

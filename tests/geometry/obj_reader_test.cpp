@@ -62,7 +62,8 @@ TEST_F(ObjReader, KeepsQuadsOnlyWhenFlatAndRectangular) {
         {kSquare + "f 1 2 5 3\n", 2, 0},           // rhombus-like
         {kSquare + "f 1 2 6 4\n", 2, 0},           // not flat
         {kSquare + "f 1 2 3 99\nv 0 9 0\n", 1, 0}, // one half misses a position
-        {"f 1 2 3 4\n" + kSquare, 2, 0}};          // nothing is known of its shape yet
+        {kSquare + "f 1 2 3 # half\nf 1 2 3 4 #\nf 1 3 4 0 0\n", 2, 1},
+        {"f 1 2 3 4\n" + kSquare, 2, 0}}; // nothing is known of its shape yet
     for (const auto& [text, triangles, tetragons] : cases) {
         const Part part = part_from_obj(text);
         EXPECT_EQ(part.triangles.size(), triangles) << text;
