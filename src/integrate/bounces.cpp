@@ -116,15 +116,7 @@ Vec3 bounce_hair(const Ray& ray, const SurfacePoint& point, const Vec3& w) {
 } // namespace
 
 std::int32_t gather_count(const Vec3& w) {
-    const std::int32_t frames = camera_frames();
-    const std::int32_t most = std::max(RendererSettings.sample, frames);
-    const float wanted = mean(w) * static_cast<float>(RendererSettings.sample);
-    std::int32_t count = frames;
-    if (wanted >= static_cast<float>(most))
-        count = most; // NaN gives the smallest count
-    else if (wanted > static_cast<float>(frames))
-        count = static_cast<std::int32_t>(wanted);
-    return count - count % frames;
+    return samples_of_run(mean(w), RendererSettings.sample, camera_frames());
 }
 
 Vec3 bounce_lambertian(const Ray& ray, const SurfacePoint& point) {

@@ -80,14 +80,23 @@ bool is_linked(const LightLink& link, std::int32_t shader) {
     return std::binary_search(link.shaders.begin(), link.shaders.end(), shader);
 }
 
+std::int32_t samples_of_run(float importance, std::int32_t sample, std::int32_t frames) {
+    const std::int32_t most = std::max(sample, frames);
+    const float wanted = importance * static_cast<float>(sample);
+    std::int32_t count = frames;
+    if (wanted >= static_cast<float>(most))
+        count = most; // NaN gives the smallest count
+    else if (wanted > static_cast<float>(frames))
+        count = static_cast<std::int32_t>(wanted);
+    return count - count % frames;
+}
+
 SampleLoop first_hit_loop(const Ray& ray, const SurfacePoint& point, std::int32_t sample) {
     const Camera* camera = ActiveCamera();
-    const std::int32_t stride = camera == nullptr ? 1 : std::max(camera->sample, 1);
-    const double importance = brightest_layer(point) * sum(ray.weight) / 3.0f;
-    const double wanted = std::min(importance * sample, static_cast<double>(sample));
-    const std::int32_t least = wanted > stride ? static_cast<std::int32_t>(wanted) : stride;
-    return {CurrentSample, static_cast<std::uint32_t>(least - least % stride),
-            static_cast<std::uint32_t>(stride)};
+    const std::int32_t frames = camera == nullptr ? 1 : std::max(camera->sample, 1);
+    const float importance = brightest_layer(point) / 3.0f * sum(ray.weight);
+    return {CurrentSample, static_cast<std::uint32_t>(samples_of_run(importance, sample, frames)),
+            static_cast<std::uint32_t>(frames)};
 }
 
 Ray shadow_ray(const Ray& ray, const Vec3& origin, const Vec3& direction, float distance) {

@@ -20,8 +20,12 @@ struct SampleLoop {
     std::uint32_t first = 0, count = 1, stride = 1;
 };
 
-// `sample` adapted to how much the point can matter: the brightest active layer times the ray's
-// weight; a multiple of the camera's frames, of which this frame takes its share.
+// Samples of a point over the whole run: `sample` times how much the point can matter, at most
+// `sample`, then at least one for each of the frames and a multiple of them.
+std::int32_t samples_of_run(float importance, std::int32_t sample, std::int32_t frames);
+
+// The same for a light, by the brightest active layer times the ray's weight; this frame takes its
+// share of them.
 SampleLoop first_hit_loop(const Ray& ray, const SurfacePoint& point, std::int32_t sample);
 
 // A ray from the point, to be limited in distance by the caller, that excludes the receiver.

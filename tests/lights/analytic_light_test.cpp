@@ -152,10 +152,10 @@ TEST_F(AnalyticLight, TakesAsManySamplesAsThePointCanShow) {
         int sample, frames;
         float color, weight;
         std::uint32_t count;
-    } cases[] = {{1, 64, 1, 1, 64},  {64, 4, 0.5f, 0.25f, 8},
-                 {100, 8, 1, 4, 96}, // never above `sample`
-                 {-5, 8, 1, 1, 8},   {2147483647, 1, 1e30f, 1e30f, 2147483647},
-                 {64, 4, kNan, 1, 4}};
+    } cases[] = {
+        {1, 64, 1, 1, 64},      {64, 4, 0.5f, 0.25f, 8}, {100, 8, 1, 4, 96}, // never above `sample`
+        {200, 8, 0.12f, 1, 24}, {-5, 8, 1, 1, 8},        {2147483647, 1, 1e30f, 1e30f, 2147483647},
+        {64, 4, kNan, 1, 4}};
 
     CurrentSample = 3;
     for (const auto& c : cases) {
