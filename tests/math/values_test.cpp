@@ -55,15 +55,7 @@ TEST(Angles, AreThoseOfTheStandardLibrary) {
     EXPECT_EQ(arc_cosine(-1.5f), kPi);
 }
 
-TEST(TangentFrame, IsOrthonormalAndRightHanded) {
-    const test::SeededDraws draws(1);
-    for (int i = 0; i < 1000; ++i) {
-        const Vec3 n = normalize(random_vector());
-        Vec3 t, b;
-        tangent_frame(n, t, b);
-        expect_near(cross(t, b), n, 2e-4f); // 1 / (1 + z) costs digits towards the pole
-        EXPECT_NEAR(dot(t, n), 0.0f, 2e-4f);
-    }
+TEST(TangentFrame, HasTheLimitOfItsFormulaAtThePole) { // elsewhere: points of surfaces
     Vec3 t, b;
     tangent_frame({0.0f, 0.0f, -1.0f}, t, b);
     EXPECT_EQ(t, (Vec3{0.0f, -1.0f, 0.0f}));
@@ -74,30 +66,22 @@ TEST(Matrices, InverseUndoesTheMatrixAndRefusesSingularOnes) {
     const test::SeededDraws draws(2);
     for (int i = 0; i < 100; ++i) {
         Mat4 m;
-        for (int row = 0; row < 3; ++row) {
-            const Vec3 v = random_vector();
-            m.m[row][0] = v.x + (row == 0 ? 3.0f : 0.0f);
-            m.m[row][1] = v.y + (row == 1 ? 3.0f : 0.0f);
-            m.m[row][2] = v.z + (row == 2 ? 3.0f : 0.0f);
-            m.m[row][3] = 10.0f * random_unit();
-        }
+        for (int k = 0; k < 12; ++k)
+            m.m[k / 4][k % 4] = 2.0f * random_unit() - 1.0f + (k % 5 == 0 ? 3.0f : 0.0f);
         Mat4 inverse;
         ASSERT_TRUE(invert(m, inverse));
         const Vec3 p = random_vector();
         expect_near(transform_point(inverse, transform_point(m, p)), p, 1e-5f);
     }
-    Mat4 flat;
-    flat.m[2][2] = 0.0f;
-    Mat4 untouched;
-    EXPECT_FALSE(invert(flat, untouched));
-    flat.m[2][2] = kNan;
-    EXPECT_FALSE(invert(flat, untouched));
-    EXPECT_EQ(untouched.m[2][2], 1.0f);
+    for (const float bad : {0.0f, kNan}) {
+        Mat4 flat, untouched;
+        flat.m[2][2] = bad;
+        EXPECT_FALSE(invert(flat, untouched));
+        EXPECT_EQ(untouched.m[2][2], 1.0f);
+    }
 }
 
-TEST(Faces, AreasOfTrianglesAndQuads) {
-    EXPECT_NEAR(triangle_area({0, 0, 0}, {3, 0, 0}, {0, 4, 0}), 6.0f, 1e-5f);
-    EXPECT_NEAR(tetragon_area({0, 0, 0}, {2, 0, 0}, {2, 3, 0}, {0, 3, 0}), 6.0f, 1e-5f);
+TEST(Faces, TrapezoidHasItsArea) {
     EXPECT_NEAR(tetragon_area({0, 0, 0}, {4, 0, 0}, {3, 2, 0}, {1, 2, 0}), 6.0f, 1e-4f);
 }
 
@@ -121,9 +105,7 @@ TEST(Rgbe, RoundsDownByLessThanOneStep) {
         const Vec3 c = (random_vector() + splat(1.0f)) * std::exp2(40.0f * random_unit() - 20.0f);
         const Vec3 back = decode_rgbe(encode_rgbe(c));
         const float step = max_channel(c) / 128.0f;
-        EXPECT_LE(back.x, c.x);
-        EXPECT_GT(back.x, c.x - step);
-        EXPECT_GT(back.z, c.z - step);
+        EXPECT_TRUE(back.x <= c.x && back.x > c.x - step && back.z > c.z - step) << c.x;
     }
     EXPECT_EQ(decode_rgbe(encode_rgbe({0.0f, -1.0f, kNan})), Vec3{});
     EXPECT_EQ(decode_rgbe(encode_rgbe({1.0f, 0.5f, 0.0f})), (Vec3{1.0f, 0.5f, 0.0f}));

@@ -101,19 +101,25 @@ TEST_F(AovTest, PrimvarsAreInterpolatedByTheKindOfTheHit) {
     ray.hit_primitive = 0;
     ray.sample_divisor = 1;
 
-    ray.hit_kind = HitKind::particle;
-    EXPECT_EQ(after_hit(32768, "weight"), splat(16.0f)); // the last of that name, scalars first
-    ray.hit_kind = HitKind::hair;
-    ray.hit_c = 0.25f;
-    EXPECT_EQ(after_hit(32769, "weight"), splat(5.0f));
-    ray.hit_kind = HitKind::triangle;
+    const struct {
+        HitKind kind;
+        std::uint32_t channel;
+        const char* name;
+        Vec3 value;
+    } cases[] = {
+        {HitKind::particle, 32768, "weight", splat(16)}, // the last of that name, scalars first
+        {HitKind::hair, 32769, "weight", splat(5)},
+        {HitKind::triangle, 32769, "weight", splat(0.5f * 2 + 0.25f * 8 + 0.25f * 16)},
+        {HitKind::triangle, 32769, "short", {1, 2, 3}}, // a missing value is 0
+        {HitKind::triangle, 32769, "nowhere", {}},
+        {HitKind::tetragon, 32769, "uv", {4, 2, 0}}}; // a: edge 0 1 to 3 2, b along these
+
     ray.hit_a = 0.5f;
-    ray.hit_b = 0.25f;
-    EXPECT_EQ(after_hit(32769, "weight"), splat(0.5f * 2.0f + 0.25f * 8.0f + 0.25f * 16.0f));
-    EXPECT_EQ(after_hit(32769, "short"), (Vec3{1.0f, 2.0f, 3.0f})); // a missing value is 0
-    EXPECT_EQ(after_hit(32769, "nowhere"), Vec3{});
-    ray.hit_kind = HitKind::tetragon; // a grows from edge 0 1 to 3 2, b along these edges
-    EXPECT_EQ(after_hit(32769, "uv"), (Vec3{4.0f, 2.0f, 0.0f}));
+    ray.hit_b = ray.hit_c = 0.25f;
+    for (const auto& c : cases) {
+        ray.hit_kind = c.kind;
+        EXPECT_EQ(after_hit(c.channel, c.name), c.value) << c.name;
+    }
     ray.hit_primitive = -1;
     EXPECT_EQ(after_hit(32769, "uv"), Vec3{});
 }

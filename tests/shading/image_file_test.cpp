@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <bit>
 #include <filesystem>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -45,11 +46,6 @@ std::string floats(std::initializer_list<float> values) {
 // Files of one column and two rows: the upper texel is (200, 150, 100), the lower (100, 75, 50).
 std::string ppm() {
     return "P6\n# two rows\n1 2\n255\n" + bytes({200, 150, 100, 100, 75, 50});
-}
-
-std::string tga() {
-    return bytes({0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 2, 0, 24, 0x20})
-           + bytes({100, 150, 200, 50, 75, 100});
 }
 
 std::string tiff(std::uint32_t bits, std::uint32_t sample_format, const std::string& rows) {
@@ -88,12 +84,7 @@ struct ImageFile : testing::Test {
 };
 
 TEST_F(ImageFile, HasItsBottomRowFirst) {
-    for (const auto& [name, content] : {std::pair{"a.ppm", ppm()}, {"a.tga", tga()}}) {
-        const Image image = read(name, content);
-        ASSERT_EQ(image.height, 2) << name << scene.take_report();
-        EXPECT_EQ(image.channels, 3) << name;
-        EXPECT_EQ(image.bytes, (std::vector<std::uint8_t>{100, 75, 50, 200, 150, 100})) << name;
-    }
+    EXPECT_EQ(read("a.ppm", ppm()).bytes, (std::vector<std::uint8_t>{100, 75, 50, 200, 150, 100}));
     const Image reals = read("a.pfm", pfm());
     ASSERT_EQ(reals.height, 2);
     EXPECT_TRUE(reals.rgbe_encoded);
@@ -137,17 +128,20 @@ TEST_F(ImageFile, IsFoundThroughTheSearchListOnce) {
     ImageSearchPaths = {""};
 }
 
-// Every cut of every file, and every byte of its head raised: an image or one line, never a crash.
+const std::string kPictures = MOONHARE_SOURCE_DIR "/fuzz/corpus/image";
+
+// Cut or with a byte of the head raised, pictures of every format: an image or one line.
 TEST_F(ImageFile, IsReadOrRefusedWhateverItHolds) {
-    for (const std::string& whole : {ppm(), tga(), hdr(), tiff(8, 1, bytes({200, 100})), pfm()}) {
-        for (std::size_t i = 0; i < std::min<std::size_t>(whole.size(), 140); ++i) {
+    for (const auto& entry : std::filesystem::directory_iterator(kPictures)) {
+        const std::string whole = content_of(entry.path());
+        for (const std::size_t at : {2u, 9u, 16u, 24u, static_cast<unsigned>(whole.size()) / 2}) {
             std::string changed = whole;
-            changed[i] = static_cast<char>(changed[i] + 0x7F);
-            for (const std::string& content : {whole.substr(0, i), changed}) {
+            changed.at(at % whole.size()) = static_cast<char>(changed.at(at % whole.size()) + 0x7F);
+            for (const std::string& content : {whole.substr(0, at), changed}) {
                 const Image image = read("a.bin", content);
                 const std::string report = scene.take_report();
                 const bool refused = report.find("a.bin\t") != std::string::npos;
-                EXPECT_TRUE(image.width > 0 ? report.empty() : refused) << i << report;
+                EXPECT_TRUE(image.width > 0 ? report.empty() : refused) << entry << at << report;
             }
         }
     }
@@ -176,8 +170,6 @@ TEST_F(ImageFile, IsRefusedWhenItClaimsMoreThanItHolds) {
         EXPECT_NE(report.find(fault), std::string::npos) << report;
     }
 }
-
-const std::string kPictures = MOONHARE_SOURCE_DIR "/fuzz/corpus/image";
 
 TEST_F(ImageFile, HasTheSameTexelsFromEitherProcess) {
     int read = 0;
@@ -209,12 +201,12 @@ TEST_F(ImageFile, IsOneErrorLineWhateverBecomesOfTheHelper) {
         EXPECT_EQ(image.width, 0);
         return fault;
     };
-    EXPECT_NE(fault_with("crash", "kill -SEGV $$\n").find("has ended its decoder"),
-              std::string::npos);
-    EXPECT_NE(fault_with("hang", "exec sleep 60\n").find("is not decoded within"),
-              std::string::npos);
-    EXPECT_NE(fault_with("other", "head -c 99 /dev/zero\n").find("another version"),
-              std::string::npos);
+    const std::tuple<const char*, std::string, const char*> cases[] = {
+        {"crash", "kill -SEGV $$\n", "has ended its decoder"},
+        {"hang", "exec sleep 60\n", "is not decoded within"},
+        {"other", "head -c 99 /dev/zero\n", "another version"}};
+    for (const auto& [program, script, fault] : cases)
+        EXPECT_NE(fault_with(program, script).find(fault), std::string::npos) << program;
     ImageHelper = "nowhere/moonhare-decode";
     Image image;
     EXPECT_EQ(DecodeApart("a.tif", {}, {1.0, 1e9}, image),

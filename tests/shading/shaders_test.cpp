@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <random>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -28,22 +29,21 @@ Shader shader_with(const std::vector<Sideness>& sides) {
 TEST(FinishShader, GivesEverySideALayerAndAtMostSixteen) {
     using enum Sideness;
 
-    struct Case {
-        std::vector<Sideness> sides;
-        int face, back;
-        std::size_t layers;
-    };
-
-    const std::vector<Sideness> many(300, both);
-    for (const Case& c : {Case{{}, 1, 1, 1}, Case{{face}, 1, 1, 2}, Case{{back}, 1, 1, 2},
-                          Case{{both}, 1, 1, 1}, Case{{face, face}, 2, 1, 3},
-                          Case{{both, back, face}, 2, 2, 3}, Case{many, 16, 16, 300}}) {
-        Shader shader = shader_with(c.sides);
+    const std::tuple<std::vector<Sideness>, int, int, std::size_t> cases[] = {
+        {{}, 1, 1, 1},
+        {{face}, 1, 1, 2},
+        {{back}, 1, 1, 2},
+        {{both}, 1, 1, 1},
+        {{face, face}, 2, 1, 3},
+        {{both, back, face}, 2, 2, 3},
+        {std::vector<Sideness>(300, both), 16, 16, 300}};
+    for (const auto& [sides, of_face, of_back, layers] : cases) {
+        Shader shader = shader_with(sides);
         for (int run = 0; run < 2; ++run) { // nothing happens the second time
             FinishShader(shader);
-            EXPECT_EQ(shader.face_layers.count, c.face);
-            EXPECT_EQ(shader.back_layers.count, c.back);
-            EXPECT_EQ(shader.layers.size(), c.layers);
+            EXPECT_EQ(shader.face_layers.count, of_face);
+            EXPECT_EQ(shader.back_layers.count, of_back);
+            EXPECT_EQ(shader.layers.size(), layers);
         }
     }
 }
@@ -51,13 +51,12 @@ TEST(FinishShader, GivesEverySideALayerAndAtMostSixteen) {
 TEST(FinishShader, DerivesFlagsFromColorsAboveTheThreshold) {
     Shader shader = shader_with({Sideness::face, Sideness::back});
     const SurfaceLayer& layer = shader.layers[0];
-    slot(shader, Element::roughness).color = splat(0.1f);
-    slot(shader, Element::anisotropy).color = {0.3f, 0.0f, 0.0f};
-    slot(shader, Element::angle).color = {0.0f, 0.2f, 0.0f};
+    for (const Element element : {Element::roughness, Element::anisotropy, Element::angle})
+        slot(shader, element).color = {0.0f, 0.2f, 0.0f};
     slot(shader, Element::lambertian).color = {1.0f / 1024.0f, 0.0f, 0.0f};
     FinishShader(shader);
-    EXPECT_FALSE(layer.has_roughness || layer.has_angle); // no glossy colour
-    EXPECT_FALSE(shader.face.lambertian);                 // exactly at the threshold
+    EXPECT_FALSE(layer.has_roughness || layer.has_anisotropy || layer.has_angle); // not glossy
+    EXPECT_FALSE(shader.face.lambertian); // exactly at the threshold
     EXPECT_TRUE(layer.plain_diffuse);
 
     shader.initialised = false;
@@ -66,8 +65,8 @@ TEST(FinishShader, DerivesFlagsFromColorsAboveTheThreshold) {
     slot(shader, Element::emissive, 1).color = {2.0f, 0.0f, 0.0f};
     shader.layers[1].virtual_light = true;
     FinishShader(shader);
-    EXPECT_TRUE(layer.has_anisotropy && layer.has_angle);
-    EXPECT_TRUE(layer.needs_tangents && layer.has_diffuse && !layer.plain_diffuse);
+    EXPECT_TRUE(layer.has_anisotropy && layer.has_angle && layer.has_diffuse
+                && !layer.plain_diffuse);
     EXPECT_TRUE(shader.face.transmissive && shader.back.emissive && shader.back.virtual_light);
     EXPECT_FALSE(shader.face.emissive || shader.face.virtual_light || shader.back.transmissive);
 }

@@ -92,12 +92,10 @@ class Check(ProgramTest):
                 report = self.run_here(scene, "--resolution", "8x8", "--sample", "1").stdout
                 self.assertNotIn("error :(", report)
 
-    def test_a_scene_of_one_file_that_opens_with_its_mesh_is_silent(self):
-        write_scene(self.folder, {"one/geometry/all.mh": OBJECT + STILL + SHADER + LIGHT + RENDER,
-                                  "one/geometry/floor.obj": MESH})
-        self.assertEqual(self.run_here("check", "one").stdout, "")
-
     def test_a_mesh_and_a_camera_are_a_scene(self):
+        self.assertEqual(self.run_here("check", write_scene(self.path("one"), {
+            "geometry/all.mh": OBJECT + STILL + SHADER + LIGHT + RENDER,
+            "geometry/floor.obj": MESH})).stdout, "")
         scene = write_scene(self.path("least"), {G: OBJECT_ALONE + "camera\nend\n",
                                                  "geometry/floor.obj": MESH})
         self.assertEqual(self.run_here("check", scene).stdout, "")
@@ -121,7 +119,3 @@ class Check(ProgramTest):
                      "camera 0: 24x16, 6 frames", "output albedo.exr", "mode: path",
                      "total: 1 objects, 1 primitives"):
             self.assertIn(line, text)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -29,22 +29,16 @@ SOUND = {name for name in FILES if name.startswith("sound")}
 class LoadFolderTest(program.ProgramTest):
     def test_loads_what_is_sound_and_refuses_the_rest_with_a_line(self):
         for name, content in FILES.items():
-            with open(self.path(name), "wb") as file:
-                file.write(content)
+            self.write_bytes(name, content)
             outcome, words = load_folder.try_file(program.PROGRAM, self.path(name))
             self.assertEqual(outcome, "loaded" if name in SOUND else "refused", name + words)
             self.assertTrue(words or outcome == "loaded", name)
 
     def test_tells_crashes_hangs_and_silence(self):
         load_folder.LONGEST_SECONDS = 0.5
-        for script, expected in (("kill -SEGV $$", "crash"), ("exec sleep 9", "hang"),
-                                 ("exit 1", "silent")):
-            with open(self.path("stub"), "w") as stub:
-                stub.write("#!/bin/sh\n" + script + "\n")
+        for script, expected in ((b"kill -SEGV $$", "crash"), (b"exec sleep 9", "hang"),
+                                 (b"exit 1", "silent")):
+            self.write_bytes("stub", b"#!/bin/sh\n" + script + b"\n")
             os.chmod(self.path("stub"), 0o700)
             outcome, _ = load_folder.try_file(self.path("stub"), self.path("scene/geometry/floor.obj"))
             self.assertEqual(outcome, expected)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -52,3 +52,7 @@ class ProgramTest(unittest.TestCase):
     def bytes_of(self, name):
         with open(self.path(name), "rb") as file:
             return file.read()
+
+    def write_bytes(self, name, content):
+        with open(self.path(name), "wb") as file:
+            file.write(content)

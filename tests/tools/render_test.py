@@ -29,13 +29,15 @@ class RenderTest(ProgramTest):
 
     def start(self, *options):
         write_scene(self.scene, LONG)
-        return subprocess.Popen([PROGRAM, "scene", *options], cwd=self.folder,
-                                stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
-
-    def start_and_see_frames(self, *options):
-        process = self.start("--progress", "json", *options)
+        process = subprocess.Popen([PROGRAM, "scene", "--progress", "json", *options],
+                                   cwd=self.folder, stdout=subprocess.DEVNULL,
+                                   stderr=subprocess.PIPE, text=True)
         self.addCleanup(process.stderr.close)
         self.addCleanup(process.kill)
+        return process
+
+    def start_and_see_frames(self, *options):
+        process = self.start(*options)
         for line in process.stderr:
             if json.loads(line)["event"] == "frame" and json.loads(line)["frame"] >= 3:
                 return process
@@ -189,9 +191,7 @@ class EarlyEnds(RenderTest):
     def test_a_second_signal_ends_at_once(self):
         for first, second in ((signal.SIGINT, signal.SIGINT), (signal.SIGINT, signal.SIGTERM)):
             # Frames of more than ten thousand gather rays a pixel, which last long.
-            process = self.start("--progress", "json", "--gather", "2147483647")
-            self.addCleanup(process.stderr.close)
-            self.addCleanup(process.kill)
+            process = self.start("--gather", "2147483647")
             while json.loads(process.stderr.readline())["percent"] < 100:
                 pass
             time.sleep(0.2)
@@ -205,11 +205,8 @@ class EarlyEnds(RenderTest):
     def test_a_hangup_writes_and_goes_on(self):
         process = self.start_and_see_frames()
         process.send_signal(signal.SIGHUP)
-        deadline = time.monotonic() + 30
-        while not os.path.exists(self.path("beauty.hdr")) and time.monotonic() < deadline:
-            process.stderr.readline()
-        self.assertTrue(os.path.exists(self.path("beauty.hdr")))
-        self.assertIsNone(process.poll())
+        while not os.path.exists(self.path("beauty.hdr")):
+            self.assertNotEqual(process.stderr.readline(), "")  # it goes on
         process.send_signal(signal.SIGINT)
         self.drain(process)
 
@@ -253,23 +250,14 @@ class Checkpoints(RenderTest):
         good = self.bytes_of("c")
         self.assertIn("other settings", self.render("--resume", "c", "--bounce", "3", status=2).stderr)
         before = self.bytes_of("beauty.hdr")
-        for at in (0, 30, len(good) // 2, len(good) - 1):
-            damaged = bytearray(good)
-            damaged[at] ^= 1
-            with open(self.path("d"), "wb") as file:
-                file.write(damaged)
-            self.assertRegex(self.render("--resume", "d", status=2).stderr, "damaged|no checkpoint")
-        for length in (0, 10, 25, len(good) - 4):
-            with open(self.path("d"), "wb") as file:
-                file.write(good[:length])
-            self.assertRegex(self.render("--resume", "d", status=2).stderr, "damaged|no checkpoint")
+        for at in (0, 10, 25, len(good) // 2, len(good) - 1):
+            for damaged in (good[:at], good[:at] + bytes([good[at] ^ 1]) + good[at + 1:]):
+                self.write_bytes("d", damaged)
+                self.assertRegex(self.render("--resume", "d", status=2).stderr,
+                                 "damaged|no checkpoint")
         self.render("--resume", "none", status=2)
         for file, text in (("shader/shader.mh", SHADER.replace("0.6", "0.5")),
                            ("geometry/floor.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n")):
             write_scene(self.scene, {file: text})
             self.assertIn("another scene", self.render("--resume", "c", status=2).stderr)
         self.assertEqual(self.bytes_of("beauty.hdr"), before)
-
-
-if __name__ == "__main__":
-    unittest.main()
