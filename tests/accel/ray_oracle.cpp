@@ -49,15 +49,16 @@ double length(const Double3& a) {
     return std::sqrt(dot(a, a));
 }
 
-using Report = std::function<void(double distance, double slope, double inside, bool in_box)>;
+using Report = std::function<void(double distance, double slope, double inside, bool in_box,
+                                  const Double3& parameters)>;
 
 struct Line {
     Double3 origin, direction;
 };
 
-// Each tells a distance, the cosine that divided it, how far inside of all limits the ray runs,
-// below 0 for outside, and whether the primitive's box holds the place: that of a bent
-// quad or of a hair which widens or bends need not.
+// Each tells a distance, the cosine that divided it, negative on the front, how far inside of all
+// limits the ray runs, below 0 for outside, whether the primitive's box holds the place: that of a
+// bent quad or of a hair which widens or bends need not, and the parameters of the hit.
 void meet_triangle(const Part& part, std::uint32_t i, const Line& ray, const Report& report) {
     const auto& v = part.triangles[i].vertex;
     const Double3 p0 = wide(part.positions[v[0]]) - ray.origin;
@@ -68,7 +69,7 @@ void meet_triangle(const Part& part, std::uint32_t i, const Line& ray, const Rep
     const Double3 in_plane = t * ray.direction - p0;
     const double b1 = dot(cross(in_plane, e2), n) / dot(n, n);
     const double b2 = dot(cross(e1, in_plane), n) / dot(n, n);
-    report(t, d / length(n), std::min({b1, b2, 1.0 - b1 - b2}), true);
+    report(t, d / length(n), std::min({b1, b2, 1.0 - b1 - b2}), true, {1.0 - b1 - b2, b1, b2});
 }
 
 void meet_tetragon(const Part& part, std::uint32_t i, const Line& ray, const Report& report) {
@@ -77,15 +78,16 @@ void meet_tetragon(const Part& part, std::uint32_t i, const Line& ray, const Rep
         p[k] = wide(part.positions[part.tetragons[i].vertex[k]]) - ray.origin;
     const Double3 n = cross(p[2] - p[0], p[3] - p[1]);
     const double d = dot(n, ray.direction);
-    double inside = 1.0, sum = 0.0;
+    double inside = 1.0, sum = 0.0, e[4]; // e: how far from each edge
     for (std::size_t k = 0; k < 4; ++k) {
-        const double e = dot(ray.direction, cross(p[k], p[(k + 1) % 4]));
-        inside = std::min(inside, d > 0.0 ? e : -e);
-        sum += std::fabs(e);
+        e[k] = dot(ray.direction, cross(p[k], p[(k + 1) % 4]));
+        inside = std::min(inside, d > 0.0 ? e[k] : -e[k]);
+        sum += std::fabs(e[k]);
     }
     const double t = dot(n, p[0]) / d;
     const Vec3 place = narrow(ray.origin + t * ray.direction);
-    report(t, d / length(n), inside / sum, contains(tetragon_bounds(part, i), place));
+    report(t, d / length(n), inside / sum, contains(tetragon_bounds(part, i), place),
+           {e[0] / (e[0] + e[2]), e[3] / (e[3] + e[1]), 0.0});
 }
 
 void meet_particle(const Part& part, std::uint32_t i, const Line& ray, bool shadow,
@@ -96,8 +98,10 @@ void meet_particle(const Part& part, std::uint32_t i, const Line& ray, bool shad
     const double b = dot(to_center, ray.direction);
     const double h = b * b - dot(to_center, to_center) + radius * radius;
     const double s = shadow ? h : h > 1e-10 ? std::sqrt(h) : 1e-5;
-    report(b - s, std::sqrt(std::fabs(h)), h, true);
-    report(b + s, std::sqrt(std::fabs(h)), h, true);
+    const bool outside = dot(to_center, to_center) > radius * radius;
+    const double slope = (outside ? -1.0 : 1.0) * std::sqrt(std::fabs(h));
+    for (const double t : {b - s, b + s})
+        report(t, slope, h, true, t * ray.direction - to_center);
 }
 
 void meet_cylinder(const Part& part, std::uint32_t i, const Line& ray, const Report& report) {
@@ -115,15 +119,15 @@ void meet_cylinder(const Part& part, std::uint32_t i, const Line& ray, const Rep
         const Double3 from = curve(begin), to = curve(end);
         const double radius = radii(part)[a] * (1.0 - k / 7.0) + radii(part)[a + 1] * (k / 7.0);
         const Double3 m = cross(ray.direction, to - from);
-        const double off = std::fabs(dot(m, from - ray.origin)) / length(m);
+        const double off = dot(m, from - ray.origin) / length(m);
         const Double3 facing = cross(to - from, m);
         const double slope = dot(facing, ray.direction) / length(facing);
         const double t = dot(facing, from - ray.origin) / dot(facing, ray.direction);
         const Double3 x = ray.origin + t * ray.direction;
         const double behind = dot(t0 + begin * (t1 - t0), x - from);
         const double ahead = dot(t0 + end * (t1 - t0), x - to);
-        report(t, slope * slope, std::min({radius - off, behind, -ahead}),
-               contains(box, narrow(x)));
+        report(t, -slope * slope, std::min({radius - std::fabs(off), behind, -ahead}),
+               contains(box, narrow(x)), {off / radius, 0.0, 0.5 * (begin + end)});
     }
 }
 
@@ -155,11 +159,12 @@ void meet_part(Oracle& oracle, const Part& part, const Line& line, int level) {
                           const auto& meet) {
         for (std::uint32_t i = 0; i < count; ++i) {
             if (excluded(oracle, kind, i) || !visible(shader_of(i), oracle.ray)) continue;
-            meet(i, [&](double t, double slope, double inside, bool in_box) {
+            meet(i, [&](double t, double slope, double inside, bool in_box, const Double3& at) {
                 const double doubt = kDoubt / std::max(std::fabs(slope), 1e-4);
                 if (!(inside > -kDoubt) || !(t > -doubt)) return;
                 const bool sure = in_box && inside > kDoubt && t > doubt && std::fabs(slope) > 1e-3;
-                oracle.met.push_back({t, doubt, sure, kind, i, level});
+                oracle.met.push_back(
+                    {t, doubt, sure, slope < 0.0, narrow(at), kind, i, shader_of(i), &part, level});
             });
         }
     };
@@ -189,9 +194,10 @@ void meet_object(Oracle& oracle, const Object& object, const Line& line, int lev
         const auto moved = [&](const Double3& v) {
             return Double3{row(0, v), row(1, v), row(2, v)};
         };
-        const Double3 shift = {m[0][3], m[1][3], m[2][3]};
+        const Double3 shift = {m[0][3], m[1][3], m[2][3]}, direction = moved(line.direction);
+        const double unit = oracle.query == Query::closest ? 1.0 / length(direction) : 1.0;
         meet_object(oracle, Objects[instance.object],
-                    {moved(line.origin) + shift, moved(line.direction)}, level + 1);
+                    {moved(line.origin) + shift, unit * direction}, level + 1);
     }
 }
 

@@ -18,9 +18,11 @@ enum class Query { closest, probe, shadow };
 // A primitive met: certainly, or perhaps.
 struct Meeting {
     double distance = 0.0, doubt = 0.0; // of the distance
-    bool certain = false;
+    bool certain = false, front = false;
+    Vec3 parameters; // hit_a, hit_b, hit_c
     PrimitiveKind kind = PrimitiveKind::triangle;
-    std::uint32_t index = 0;
+    std::uint32_t index = 0, shader = 0;
+    const Part* part = nullptr;
     int level = 0;
 };
 

@@ -6,8 +6,11 @@
 #include "accel/scene_assembly.h"
 #include "accel/tree.h"
 #include "frame/types.h"
+#include "math/faces.h"
+#include "math/roots.h"
 #include "random_object.h"
 #include "ray_oracle.h"
+#include "shading/surface_point.h"
 #include "shading/types.h"
 #include "support/expect.h"
 #include "support/fresh_scene.h"
@@ -18,11 +21,15 @@ namespace mh::test {
 
 namespace {
 
-Instance& add_instance(Object& owner, std::uint32_t target, float angle, const Vec3& move) {
+// Distances in an instance are those of its own units: scales up to 1 keep the order of hits.
+Instance& add_instance(Object& owner, std::uint32_t target, float angle, const Vec3& move,
+                       const Vec3& scale = splat(1.0f)) {
     Instance& instance = owner.instances.emplace_back();
     instance.object = target;
     const float c = std::cos(angle), s = std::sin(angle);
-    const float rows[3][4] = {{c, -s, 0, move.x}, {s, c, 0, move.y}, {0, 0, 1, move.z}};
+    const float rows[3][4] = {{scale.x * c, scale.y * -s, 0, move.x},
+                              {scale.x * s, scale.y * c, 0, move.y},
+                              {0, 0, scale.z, move.z}};
     for (int r = 0; r < 3; ++r)
         std::copy_n(rows[r], 4, instance.matrix.m[r]);
     return instance;
@@ -31,16 +38,19 @@ Instance& add_instance(Object& owner, std::uint32_t target, float angle, const V
 // Objects 0 within 1 within 2, the root; all kinds of primitive and of visibility in each.
 void make_scene() {
     for (const Visibility visibility :
-         {Visibility::hidden, Visibility::camera_only, Visibility::light_only})
+         {Visibility::hidden, Visibility::camera_only, Visibility::light_only}) {
         Shaders.emplace_back().visibility = visibility;
+        Shaders.back().name = "own"; // a face of an undefined shader takes that of its part
+    }
     for (unsigned i = 0; i < 3; ++i) {
         Object& object = Objects.emplace_back(random_object(i + 1, 60, 0.3f));
         for (std::uint32_t f = 0; f < object.parts[2].triangles.size(); f += 3)
             object.parts[2].triangles[f].shader = f % 4;
-        object.parts[i % 2].shader_id = i + 1;
+        object.parts[(i + 1) % 2].shader_id = 3 - i;
         if (i > 0) {
-            add_instance(object, i - 1, 0.7f, {1.0f, 0.0f, 0.5f});
-            add_instance(object, i - 1, -2.0f, {-1.0f, 0.3f, -0.5f});
+            const float s = i == 1 ? 0.8f : 1.0f;
+            add_instance(object, i - 1, 0.7f, {1.0f, 0.0f, 0.5f}, splat(s));
+            add_instance(object, i - 1, -2.0f, {-1.0f, 0.3f, -0.5f}, {-s, 1.0f, s});
         }
     }
     AssembleScene();
@@ -70,7 +80,10 @@ void expect_nearest(const std::vector<Meeting>& met, double limit, const Ray& ra
         const bool known = std::any_of(met.begin(), met.end(), [&](const Meeting& m) {
             return static_cast<int>(m.kind) == static_cast<int>(ray.hit_kind)
                    && m.index == static_cast<std::uint32_t>(ray.hit_primitive)
-                   && m.level == ray.hit_instance_level
+                   && m.level == ray.hit_instance_level && m.part == ray.hit_part
+                   && m.shader == static_cast<std::uint32_t>(ray.hit_shader)
+                   && m.front == ray.front_side
+                   && length(m.parameters - Vec3{ray.hit_a, ray.hit_b, ray.hit_c}) < 1e-3f
                    && std::fabs(m.distance - double{ray.distance}) <= m.doubt;
         });
         EXPECT_TRUE(known) << "at " << ray.distance;
@@ -138,6 +151,8 @@ TEST_F(Walks, HitsAgreeWithBruteForceAndAcrossKernels) {
 }
 
 TEST_F(Walks, ShadowsAreThoseOfAnyPrimitiveInBetween) {
+    Objects[0].parts[0].shader_id = 1; // hides particles: the squares of chords do not scale
+    PrepareWalk(Objects[0]);
     int dark = 0, clear = 0;
     for (int i = 0; i < kRays; ++i) {
         SCOPED_TRACE(i);
@@ -219,6 +234,28 @@ TEST_F(Walk, EntersSixteenLevelsOfInstances) {
             EXPECT_EQ(shadow.weight, splat(level == 16 ? 0.0f : 1.0f));
         }
     }
+}
+
+TEST_F(Walk, NormalsInNestedInstancesAreThoseOfTheMovedFace) {
+    Objects.push_back(triangle_row(1, {}));
+    std::vector<Vec3> p = {{0, 0, 0}, {1, 0, 0.5f}, {0, 1, -0.3f}};
+    Objects[0].parts[0].positions = p;
+    for (const std::uint32_t inner : {0u, 1u}) {
+        Object& owner = Objects.emplace_back();
+        add_instance(owner, inner, 0.0f, splat(9.0f));
+        const float flip = inner == 0 ? -1.0f : 1.0f;
+        const Mat4 matrix = add_instance(owner, inner, 0.7f, {1, 2, 3}, {flip, 0.5f, 0.7f}).matrix;
+        for (Vec3& corner : p)
+            corner = transform_point(matrix, corner);
+    }
+    AssembleScene();
+    Ray ray;
+    ray.direction = triangle_normal(p[0], p[1], p[2]);
+    ray.origin = (p[0] + p[1] + p[2]) / 3.0f - ray.direction;
+    ASSERT_TRUE(closest_hit(ray));
+    SurfacePoint point;
+    build_surface_point(ray, point);
+    expect_near(point.normal, -ray.direction);
 }
 
 // The shadow walk looks b - h and b + h ahead, with h the square of half the chord: 1 and 9.
