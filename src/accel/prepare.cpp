@@ -8,6 +8,7 @@
 #include "shading/types.h"
 
 #include <algorithm>
+#include <bit>
 #include <new>
 
 #include <sys/mman.h>
@@ -23,20 +24,24 @@ constexpr std::int64_t kSmallTree = 1000; // nodes below which threads cost more
 
 // Where the nodes go.
 struct Layout {
-    std::vector<std::uint32_t> unit; // of every node
+    std::vector<std::uint32_t> reference; // to every node
     std::uint64_t units = 0;
     std::uint32_t stack = 0; // entries that a walk may need
 };
 
+// Bit k: slot k has a child.
 std::uint32_t used_slots(const WideNode& node) {
     std::uint32_t used = 0;
     for (std::uint32_t slot = 0; slot < kWide; ++slot)
-        if (node.child[slot] != kEmptyChild) used = slot + 1;
+        if (node.child[slot] != kEmptyChild) used |= 1u << slot;
     return used;
 }
 
-bool is_narrow(const Tree& tree, std::uint32_t node) {
-    return node != 0 && used_slots(tree.nodes[node]) <= 4;
+// Of what kind a node is, as references to it say.
+std::uint32_t node_kind(std::uint32_t index, std::uint32_t used, const BlockPlan& plan) {
+    const std::uint32_t narrow = index != 0 && used < 1u << 4 ? 1 : 0;
+    const bool bottom = plan.slots == used && plan.narrow == narrow && plan.wide == 1 - narrow;
+    return (narrow != 0 ? kWalkNarrow : 0) | (bottom ? kWalkBottom : 0);
 }
 
 // Places the subtree of a node in depth-first order; `below` is what the stack holds above it.
@@ -44,16 +49,17 @@ void place(const Object& object, std::uint32_t index, std::uint32_t below, Layou
     const Tree& tree = object.tree;
     const WideNode& node = tree.nodes[index];
     const BlockPlan plan = plan_blocks(object, node);
-    layout.unit[index] = static_cast<std::uint32_t>(layout.units);
-    layout.units += is_narrow(tree, index) ? kNarrowUnits : kWideUnits;
-    const std::uint32_t used = used_slots(node);
-    layout.stack = std::max(layout.stack, below + used);
+    const std::uint32_t used = used_slots(node), kind = node_kind(index, used, plan);
+    layout.reference[index] = static_cast<std::uint32_t>(layout.units) | kind;
+    layout.units += (kind & kWalkNarrow) != 0 ? kNarrowUnits : kWideUnits;
+    const auto children = static_cast<std::uint32_t>(std::popcount(used));
+    layout.stack = std::max(layout.stack, below + children);
     layout.units += plan.units;
-    for (std::uint32_t slot = 0; slot < used; ++slot)
-        if ((plan.slots >> slot & 1u) == 0) layout.units += node.count[slot];
-    for (std::uint32_t slot = 0; slot < used; ++slot)
-        if (node.child[slot] != kEmptyChild && node.count[slot] == 0)
-            place(object, node.child[slot], below + used - 1, layout);
+    for (std::uint32_t slot = 0; slot < kWide; ++slot)
+        if (((used & ~plan.slots) >> slot & 1u) != 0) layout.units += node.count[slot];
+    for (std::uint32_t slot = 0; slot < kWide; ++slot)
+        if ((used >> slot & 1u) != 0 && node.count[slot] == 0)
+            place(object, node.child[slot], below + children - 1, layout);
 }
 
 void copy(const Vec3& from, float* to) {
@@ -109,6 +115,7 @@ bool is_affine(const Mat4& m) {
 void write_instance(const Instance& instance, WalkPrimitive& p) {
     const RawVector<WalkUnit>& target = Objects[instance.object].tree.walk;
     if (target.empty()) return;
+    p.index = instance.object;
     p.visibility = static_cast<std::uint8_t>(Visibility::all);
     if (!is_affine(instance.inverse)) {
         p.kind = kWalkProjection;
@@ -151,8 +158,8 @@ void write_part_primitive(const Part& part, const PrimitiveRef& ref, WalkPrimiti
 
 // A reference that names nothing becomes a primitive that no ray hits.
 void write_primitive(const Object& object, const PrimitiveRef& ref, WalkPrimitive& p) {
-    p.index = ref.index;
     if (ref.kind != PrimitiveKind::instance) {
+        p.index = ref.index;
         if (ref.part < object.parts.size()) write_part_primitive(object.parts[ref.part], ref, p);
     } else if (ref.index < object.instances.size()) {
         if (object.instances[ref.index].usable) write_instance(object.instances[ref.index], p);
@@ -163,7 +170,8 @@ template<int N>
 void write_node(Object& object, std::uint32_t index, const Layout& layout) {
     const Tree& tree = object.tree;
     const WideNode& from = tree.nodes[index];
-    WalkUnit* const unit = object.tree.walk.data() + layout.unit[index];
+    const std::uint32_t unit_number = layout.reference[index] & kWalkUnitMask;
+    WalkUnit* const unit = object.tree.walk.data() + unit_number;
     auto& node = *new (unit) WalkNode<N>;
     for (int side = 0; side < 2; ++side)
         for (int axis = 0; axis < 3; ++axis)
@@ -174,8 +182,7 @@ void write_node(Object& object, std::uint32_t index, const Layout& layout) {
     node.blocked = static_cast<std::uint8_t>(plan.slots);
     node.wide_blocks = static_cast<std::uint8_t>(plan.wide);
     node.narrow_blocks = static_cast<std::uint8_t>(plan.narrow);
-    std::uint32_t next =
-        layout.unit[index] + static_cast<std::uint32_t>(sizeof node / sizeof *unit);
+    std::uint32_t next = unit_number + static_cast<std::uint32_t>(sizeof node / sizeof *unit);
     write_blocks(object, from, plan, node.block_slots, object.tree.walk.data() + next);
     next += plan.units;
     for (std::uint32_t slot = 0; slot < N; ++slot) {
@@ -183,13 +190,12 @@ void write_node(Object& object, std::uint32_t index, const Layout& layout) {
         node.child[slot] = kWalkLeaf;
         if (child == kEmptyChild) continue;
         if (count == 0) {
-            node.child[slot] = layout.unit[child] | (is_narrow(tree, child) ? kWalkNarrow : 0);
+            node.child[slot] = layout.reference[child];
             continue;
         }
         node.leaves = static_cast<std::uint8_t>(node.leaves | 1u << slot);
         if ((plan.slots >> slot & 1u) != 0) {
-            node.child[slot] =
-                layout.unit[index] | kWalkLeaf | kWalkBlocks | (N == 4 ? kWalkNarrow : 0u);
+            node.child[slot] = unit_number | kWalkLeaf | kWalkBlocks | (N == 4 ? kWalkNarrow : 0u);
             continue;
         }
         node.child[slot] = next | kWalkLeaf;
@@ -222,7 +228,7 @@ void PrepareWalk(Object& object) {
         return;
     }
     Layout layout;
-    layout.unit.resize(tree.nodes.size());
+    layout.reference.resize(tree.nodes.size());
     place(object, 0, 0, layout);
     if (layout.units > kWalkUnitMask || layout.stack > kWalkStack) {
         ReportError("walk - tree is too large: " + object.name);
@@ -235,7 +241,7 @@ void PrepareWalk(Object& object) {
     schedule(static) if (count > kSmallTree) default(none) shared(count, object, tree, layout)
     for (std::int64_t i = 0; i < count; ++i) {
         const auto index = static_cast<std::uint32_t>(i);
-        if (is_narrow(tree, index))
+        if ((layout.reference[index] & kWalkNarrow) != 0)
             write_node<4>(object, index, layout);
         else
             write_node<8>(object, index, layout);

@@ -66,15 +66,23 @@ void fill_query(const Ray& ray, WalkQuery& query) {
     query.visible = visible_to(ray);
 }
 
+// That of the instance, from what the walk has read already.
+Mat3 normal_matrix(const WalkPrimitive& p) {
+    if (p.kind == kWalkProjection) return p.projection.instance->normal_matrix;
+    Mat3 matrix;
+    for (int row = 0; row < 3; ++row)
+        for (int column = 0; column < 3; ++column)
+            matrix.m[row][column] = p.instance.inverse[column][row];
+    return matrix;
+}
+
 // Follows the instances around the hit, keeping their normal matrices for the surface point.
 const Object& hit_object(const WalkQuery& query, std::uint8_t thread) {
-    const Object* object = &Objects[RootObjectIndex];
-    for (std::size_t level = 0; level < static_cast<std::size_t>(query.hit_level); ++level) {
-        const Instance& instance = object->instances[query.hit_path[level]->index];
-        ThreadStates[thread].instance_normal_matrices[level] = instance.normal_matrix;
-        object = &Objects[instance.object];
-    }
-    return *object;
+    const auto levels = static_cast<std::size_t>(query.hit_level);
+    for (std::size_t level = 0; level < levels; ++level)
+        ThreadStates[thread].instance_normal_matrices[level] =
+            normal_matrix(*query.hit_path[level]);
+    return Objects[levels == 0 ? RootObjectIndex : query.hit_path[levels - 1]->index];
 }
 
 void write_hit(const WalkQuery& query, Ray& ray) {
@@ -130,8 +138,8 @@ void log_occlusion(const WalkQuery& query) {
         if (object->tree.occlusion_log.empty()) return; // released after the first frame
         std::atomic_ref(object->tree.occlusion_log[entry.wide_node][entry.slot])
             .fetch_add(1, std::memory_order_relaxed);
-        if (entry.instance == kNoInstance) return;
-        object = &Objects[object->instances[entry.instance].object];
+        if (entry.object == kNoObject) return;
+        object = &Objects[entry.object];
     }
 }
 

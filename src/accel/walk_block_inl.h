@@ -38,6 +38,12 @@ inline unsigned hit_block(const WalkBlock<M>& block, const WalkRay& ray, float l
                          limit, hits);
 }
 
+// All triangles of a bottom node.
+template<int N>
+inline const WalkBlock<N>& bottom_block(const WalkNode<N>& node) {
+    return *reinterpret_cast<const WalkBlock<N>*>(&node + 1);
+}
+
 // Triangles of a block that were hit within the limit of that moment.
 struct BlockHits {
     alignas(32) float t[8], b0[8], b1[8], b2[8], facing[8];
@@ -85,9 +91,31 @@ struct Candidates {
     Candidate list[kCandidates];
 };
 
+// Adds the slots with triangles that were hit to those visited, if the ray enters them. Leaves with
+// one hit become candidates among the children, the others stay what they are.
+template<Walk walk, int N, int M, typename F>
+inline void visit_hits(const WalkNode<N>& node, const WalkBlock<M>& block, unsigned lanes,
+                       const TriangleHits<F>& hits, unsigned entered, const WalkQuery& query,
+                       Candidates& candidates, std::uint32_t (&children)[N], unsigned& visited) {
+    while (lanes != 0) {
+        const unsigned lane = take_bit(lanes), slot = block.slot[lane];
+        if ((entered >> slot & 1u) == 0
+            || !may_hit_triangle<walk>(block.index[lane], block.visibility[lane], query))
+            continue;
+        if ((visited >> slot & 1u) != 0 || candidates.count == kCandidates) {
+            children[slot] = node.child[slot];
+        } else {
+            Candidate& candidate = candidates.list[candidates.count];
+            store_hits(block, hits, candidate.hits);
+            candidate.lane = lane;
+            children[slot] = candidates.count++ | kWalkCandidate;
+        }
+        visited |= 1u << slot;
+    }
+}
+
 // Of the slots that the ray enters, those to visit: leaves in which nothing is hit are left out,
-// as the limit only falls from here on. Leaves with one hit become candidates among the children,
-// the others stay what they are.
+// as the limit only falls from here on.
 template<Walk walk, int N>
 inline unsigned test_blocks(const WalkNode<N>& node, unsigned entered, const WalkRay& ray,
                             const WalkQuery& query, Candidates& candidates,
@@ -95,22 +123,8 @@ inline unsigned test_blocks(const WalkNode<N>& node, unsigned entered, const Wal
     unsigned visited = entered & ~static_cast<unsigned>(node.blocked);
     any_block(node, entered, [&]<int M>(const WalkBlock<M>& block) {
         TriangleHits<typename FloatLanes<M>::Type> hits;
-        unsigned lanes = hit_block(block, ray, query.distance, hits);
-        while (lanes != 0) {
-            const unsigned lane = take_bit(lanes), slot = block.slot[lane];
-            if ((entered >> slot & 1u) == 0
-                || !may_hit_triangle<walk>(block.index[lane], block.visibility[lane], query))
-                continue;
-            if ((visited >> slot & 1u) != 0 || candidates.count == kCandidates) {
-                children[slot] = node.child[slot];
-            } else {
-                Candidate& candidate = candidates.list[candidates.count];
-                store_hits(block, hits, candidate.hits);
-                candidate.lane = lane;
-                children[slot] = candidates.count++ | kWalkCandidate;
-            }
-            visited |= 1u << slot;
-        }
+        const unsigned lanes = hit_block(block, ray, query.distance, hits);
+        visit_hits<walk>(node, block, lanes, hits, entered, query, candidates, children, visited);
         return false;
     });
     return visited;
@@ -138,6 +152,19 @@ template<Walk walk, int N>
     return any;
 }
 
+// Whether a triangle that was hit occludes: one of the slots that the ray enters.
+template<Walk walk, int M>
+inline bool any_occludes(const WalkBlock<M>& block, unsigned lanes, unsigned entered,
+                         const WalkQuery& query) {
+    while (lanes != 0) {
+        const unsigned lane = take_bit(lanes);
+        if ((entered >> block.slot[lane] & 1u) != 0
+            && may_hit_triangle<walk>(block.index[lane], block.visibility[lane], query))
+            return true;
+    }
+    return false;
+}
+
 // Whether a triangle of one of the slots occludes.
 template<Walk walk, int N>
 inline bool occluded_by_blocks(const WalkNode<N>& node, unsigned slots, const WalkRay& ray,
@@ -145,14 +172,8 @@ inline bool occluded_by_blocks(const WalkNode<N>& node, unsigned slots, const Wa
     return any_block(node, slots, [&]<int M>(const WalkBlock<M>& block) {
         query.primitives += block.used;
         TriangleHits<typename FloatLanes<M>::Type> hits;
-        unsigned lanes = hit_block(block, ray, query.distance, hits);
-        while (lanes != 0) {
-            const unsigned lane = take_bit(lanes);
-            if ((slots >> block.slot[lane] & 1u) != 0
-                && may_hit_triangle<walk>(block.index[lane], block.visibility[lane], query))
-                return true;
-        }
-        return false;
+        const unsigned lanes = hit_block(block, ray, query.distance, hits);
+        return any_occludes<walk>(block, lanes, slots, query);
     });
 }
 

@@ -14,12 +14,14 @@ inline LocalRay root_ray(const WalkQuery& query) {
 
 template<Walk walk>
 bool start_nearest(const WalkUnit* root, WalkQuery& query) {
-    return walk_nearest<walk>(root, root_ray(query), triple(*query.inverse), query, 0);
+    const LocalRay local = root_ray(query);
+    return walk_nearest<walk>(root, walk_ray(local, triple(*query.inverse)), query, 0);
 }
 
 template<Walk walk>
 bool start_occluder(const WalkUnit* root, WalkQuery& query) {
-    return walk_occluder<walk>(root, root_ray(query), triple(*query.inverse), query, 0);
+    const LocalRay local = root_ray(query);
+    return walk_occluder<walk>(root, walk_ray(local, triple(*query.inverse)), query, 0);
 }
 
 } // namespace

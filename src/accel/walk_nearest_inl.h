@@ -87,14 +87,33 @@ inline bool enter_node(const WalkNode<N>& node, const WalkRay& ray, const WalkQu
     return true;
 }
 
+// The same for a bottom node. Its triangles are tested first: most often none is hit, and then the
+// boxes are not even read.
+template<Walk walk, int N>
+inline bool enter_bottom(const WalkNode<N>& node, const WalkRay& ray, const WalkQuery& query,
+                         Candidates& candidates, StackKey& nearest, StackKey*& top) {
+    const WalkBlock<N>& block = bottom_block(node);
+    TriangleHits<typename FloatLanes<N>::Type> hits;
+    const unsigned lanes = hit_block(block, ray, query.distance, hits);
+    if (lanes == 0) return false;
+    alignas(32) float entries[N], exits[N];
+    const unsigned entered =
+        enter_children(node, ray, query.distance, entries, walk == Walk::probe ? exits : nullptr);
+    std::uint32_t children[N];
+    unsigned visited = 0;
+    visit_hits<walk>(node, block, lanes, hits, entered, query, candidates, children, visited);
+    if (visited == 0) return false;
+    nearest = nearest_child<walk>(children, visited, entries, exits, top);
+    return true;
+}
+
 // 1 / d; infinity for zeros of both signs.
 inline float inverse_to_infinity(float d) {
     return 1.0f / (d + 0.0f);
 }
 
 template<Walk walk>
-bool walk_nearest(const WalkUnit* units, const LocalRay& local, const Triple<float>& inverse,
-                  WalkQuery& query, int level);
+bool walk_nearest(const WalkUnit* units, const WalkRay& ray, WalkQuery& query, int level);
 
 // The box test takes the inverse of the direction as it came from the parent; the primitives see
 // the unit direction.
@@ -108,7 +127,10 @@ template<Walk walk>
                                    inverse_to_infinity(direction.z)};
     const LocalRay inside = {origin_in_instance(p, ray),
                              walk == Walk::closest ? unit_direction(direction) : direction};
-    if (!walk_nearest<walk>(target_stream(p), inside, inverse, query, level + 1)) return false;
+    const WalkUnit* const units = target_stream(p);
+    const WalkRay inner = walk_ray(inside, inverse);
+    if (!enters_root(units, inner, query.distance)) return false;
+    if (!walk_nearest<walk>(units, inner, query, level + 1)) return false;
     query.hit_path[level] = &p;
     return true;
 }
@@ -158,9 +180,7 @@ inline bool is_candidate(StackKey key) {
 
 // Nearest hit in one object and what it instances.
 template<Walk walk>
-bool walk_nearest(const WalkUnit* units, const LocalRay& local, const Triple<float>& inverse,
-                  WalkQuery& query, int level) {
-    const WalkRay ray = walk_ray(local, inverse);
+bool walk_nearest(const WalkUnit* units, const WalkRay& ray, WalkQuery& query, int level) {
     StackKey stack[kWalkStack];
     StackKey* top = stack;
     Candidates candidates;
@@ -170,6 +190,8 @@ bool walk_nearest(const WalkUnit* units, const LocalRay& local, const Triple<flo
         bool entered = true;
         while (entered && (key & kWalkLeaf) == 0)
             entered = with_node(units, reference_of(key), [&](const auto& node) {
+                if ((key & kWalkBottom) != 0)
+                    return enter_bottom<walk>(node, ray, query, candidates, key, top);
                 return enter_node<walk>(node, ray, query, candidates, key, top);
             });
         if (entered && is_candidate(key)) {

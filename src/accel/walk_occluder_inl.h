@@ -12,8 +12,7 @@ namespace {
 constexpr std::uint32_t kWalkEnd = 0xFFFFFFFFu; // under the lowest entry of the stack
 
 template<Walk walk>
-bool walk_occluder(const WalkUnit* units, const LocalRay& local, const Triple<float>& inverse,
-                   WalkQuery& query, int level);
+bool walk_occluder(const WalkUnit* units, const WalkRay& ray, WalkQuery& query, int level);
 
 // 1 / d; minus infinity for zeros of both signs.
 inline float inverse_to_minus_infinity(float d) {
@@ -28,7 +27,9 @@ template<Walk walk>
     const Triple<float> inverse = {inverse_to_minus_infinity(inside.direction.x),
                                    inverse_to_minus_infinity(inside.direction.y),
                                    inverse_to_minus_infinity(inside.direction.z)};
-    return walk_occluder<walk>(target_stream(p), inside, inverse, query, level + 1);
+    const WalkUnit* const units = target_stream(p);
+    const WalkRay inner = walk_ray(inside, inverse);
+    return walk_occluder<walk>(units, inner, query, level + 1);
 }
 
 template<Walk walk>
@@ -39,7 +40,7 @@ inline bool occluded_by_leaf(const WalkPrimitive* p, const LocalRay& ray, WalkQu
         LocalHit hit;
         if (is_instance(*p) ? occluded_by_instance<walk>(*p, ray, query, level)
                             : test_primitive<walk>(*p, ray, query, hit)) {
-            query.log[level].instance = is_instance(*p) ? p->index : kNoInstance;
+            query.log[level].object = is_instance(*p) ? p->index : kNoObject;
             return true;
         }
         if (p->last) return false;
@@ -74,10 +75,23 @@ inline bool occluded_in_node(const WalkNode<N>& node, const WalkRay& ray, WalkQu
     return false;
 }
 
+// Whether a triangle of a bottom node occludes. Boxes are looked at when a triangle is hit.
+template<int N>
+inline bool occluded_in_bottom(const WalkNode<N>& node, const WalkRay& ray, WalkQuery& query) {
+    const WalkBlock<N>& block = bottom_block(node);
+    ++query.nodes;
+    ++query.leaves; // all of them as one
+    query.primitives += block.used;
+    TriangleHits<typename FloatLanes<N>::Type> hits;
+    const unsigned lanes = hit_block(block, ray, query.distance, hits);
+    if (lanes == 0) return false;
+    const unsigned entered = enter_children(node, ray, query.distance, nullptr, nullptr);
+    return any_occludes<Walk::occlude>(block, lanes, entered, query);
+}
+
 template<>
-bool walk_occluder<Walk::occlude>(const WalkUnit* units, const LocalRay& local,
-                                  const Triple<float>& inverse, WalkQuery& query, int level) {
-    const WalkRay ray = walk_ray(local, inverse);
+bool walk_occluder<Walk::occlude>(const WalkUnit* units, const WalkRay& ray, WalkQuery& query,
+                                  int level) {
     std::uint32_t stack[kWalkStack + kWide]; // store_falling writes up to kWide places too many
     std::uint32_t* top = stack;
     *top++ = kWalkEnd;
@@ -85,13 +99,16 @@ bool walk_occluder<Walk::occlude>(const WalkUnit* units, const LocalRay& local,
     while (next != kWalkEnd) {
         if ((next & kWalkLeaf) == 0) {
             if (with_node(units, next, [&](const auto& node) {
-                    return occluded_in_node(node, ray, query, next, top);
+                    if ((next & kWalkBottom) == 0)
+                        return occluded_in_node(node, ray, query, next, top);
+                    next = *--top;
+                    return occluded_in_bottom(node, ray, query);
                 }))
                 return true;
             continue;
         }
         ++query.leaves;
-        if (occluded_by_leaf<Walk::occlude>(primitives_at(units, next), local, query, level))
+        if (occluded_by_leaf<Walk::occlude>(primitives_at(units, next), ray.local, query, level))
             return true;
         next = *--top;
     }
@@ -117,7 +134,7 @@ inline bool occluded_by_logged_leaf(const WalkUnit* units, StackKey leaf, const 
     if ((reference & kWalkBlocks) == 0)
         return occluded_by_leaf<Walk::occlude_log>(primitives_at(units, reference), ray.local,
                                                    query, level);
-    query.log[level].instance = kNoInstance;
+    query.log[level].object = kNoObject;
     return with_node(units, reference, [&](const auto& node) {
         return occluded_by_blocks<Walk::occlude_log>(node, 1u << slot_of(leaf), ray, query);
     });
@@ -125,9 +142,8 @@ inline bool occluded_by_logged_leaf(const WalkUnit* units, StackKey leaf, const 
 
 // Logs the leaf that occludes. Here a key holds the parent's index in place of the distance.
 template<>
-bool walk_occluder<Walk::occlude_log>(const WalkUnit* units, const LocalRay& local,
-                                      const Triple<float>& inverse, WalkQuery& query, int level) {
-    const WalkRay ray = walk_ray(local, inverse);
+bool walk_occluder<Walk::occlude_log>(const WalkUnit* units, const WalkRay& ray, WalkQuery& query,
+                                      int level) {
     StackKey stack[kWalkStack];
     StackKey* top = stack;
     *top++ = 0;

@@ -93,6 +93,13 @@ inline unsigned enter_children(const WalkNode<N>& node, const WalkRay& ray, floa
     return less_equal(entry, exit);
 }
 
+// Whether the ray enters a child of the root: instances are mostly passed by.
+inline bool enters_root(const WalkUnit* units, const WalkRay& ray, float limit) {
+    return enter_children(*reinterpret_cast<const WalkNode<8>*>(units), ray, limit, nullptr,
+                          nullptr)
+           != 0;
+}
+
 // Calls visit(node) with the node that a reference leads to, of its own type.
 template<typename Visit>
 inline auto with_node(const WalkUnit* units, std::uint32_t reference, const Visit& visit) {

@@ -19,6 +19,8 @@ constexpr std::uint32_t kWalkBlocks = 0x08000000u; // a leaf: triangles of the s
                                                    // the node that stands here
 constexpr std::uint32_t kWalkNarrow = 0x10000000u; // a node of four children
 constexpr std::uint32_t kWalkLeaf = 0x20000000u;   // primitives up to the one that is `last`
+// A node whose children all stand in one block behind it, of as many triangles as it has slots.
+constexpr std::uint32_t kWalkBottom = kWalkBlocks;
 constexpr std::uint32_t kWalkKind = kWalkBlocks | kWalkNarrow | kWalkLeaf;
 // The place of a triangle in a walk's own list, in the unit's stead; never in a stream.
 constexpr std::uint32_t kWalkCandidate = kWalkLeaf | kWalkNarrow;
@@ -103,7 +105,7 @@ struct alignas(64) WalkPrimitive {
         WalkProjection projection;
     };
 
-    std::uint32_t index; // within the list that kind names
+    std::uint32_t index; // within the list that kind names; of an instance its object
     std::uint8_t kind;
     std::uint8_t part;       // within the object
     std::uint8_t visibility; // of the shader
@@ -118,12 +120,12 @@ constexpr std::uint32_t kWalkStack = 4096;
 
 constexpr int kWalkLevels = 16; // of instances inside instances
 
-constexpr std::uint32_t kNoInstance = 0xFFFFFFFFu;
+constexpr std::uint32_t kNoObject = 0xFFFFFFFFu;
 
 // Where a logging shadow walk ended, one record per level of instances.
 struct WalkLogEntry {
     std::uint32_t wide_node, slot; // of the leaf that occluded
-    std::uint32_t instance;        // that occluded, leading to the next record, or kNoInstance
+    std::uint32_t object; // whose instance occluded, leading to the next record, or kNoObject
 };
 
 struct WalkQuery {
