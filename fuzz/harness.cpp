@@ -12,8 +12,6 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
-#include <iostream>
-#include <sstream>
 
 #include <omp.h>
 
@@ -61,9 +59,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     mh::fuzz::forget_search_paths();
     omp_set_num_threads(1);
     const mh::test::SeededDraws draws(1); // an input does the same each time
-    std::ostringstream report;
-    std::streambuf* console = std::cout.rdbuf(report.rdbuf());
+    const mh::test::CapturedOutput report;
     mh::fuzz::Try({reinterpret_cast<const char*>(data), size});
-    std::cout.rdbuf(console);
     return 0;
 }

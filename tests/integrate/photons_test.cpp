@@ -145,23 +145,6 @@ TEST_F(PhotonScene, ClosedRoomConservesEnergyOnAnyNumberOfThreads) {
     omp_set_num_threads(threads);
 }
 
-TEST_F(PhotonScene, AnyNumberOfPhotonsWorksForEveryLight) {
-    const int shader = add_shader(splat(0.5f));
-    slot(shader, Element::emissive).color = {1.0f, 1.0f, 1.0f};
-    add_room({-1.0f, -1.0f, -1.0f}, {1.0f, 1.0f, 1.0f}, shader);
-    PointLight& point = PointLights[static_cast<std::size_t>(AddPointLight())];
-    ParallelLight& parallel = ParallelLights[static_cast<std::size_t>(AddParallelLight())];
-    for (const int photons : {-1, 0, 1, 50, 99, 100, 101}) {
-        point.photons = parallel.photons = photons;
-        GeometryLight.photons = SkyLight.photons = photons;
-        SkyLight.color = {0.5f, 0.5f, 0.5f};
-        Initialize();
-        const std::string report = scene.library.take_report();
-        EXPECT_EQ(report.find("M rays/second") != std::string::npos, photons > 0) << photons;
-        EXPECT_EQ(energy() > 0.0, photons > 0) << photons;
-    }
-}
-
 TEST_F(PhotonScene, TooManyCellsEndTheProcess) {
     GTEST_FLAG_SET(death_test_style, "threadsafe"); // OpenMP does not survive a bare fork
     const int shader = add_shader({1.0f, 1.0f, 1.0f});

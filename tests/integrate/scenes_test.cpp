@@ -158,9 +158,8 @@ TEST(Diffusion, BallOfSkinVanishesInAConstantSky) {
     EXPECT_NEAR(seen_along({0.1f, 0.2f, 3.0f}, {}).x, 0.5f, 1e-5f);
 }
 
-// Straight fibres along x, white, absorbing nothing, side by side in layers one below the other. The
-// later half of them gets no tangents and is not hit.
-int add_fibres(int layers) {
+// A straight fibre along x, white, absorbing nothing.
+int add_fibre() {
     const int shader = add_shader();
     slot(shader, Element::glossy).color = splat(1.0f);
     slot(shader, Element::roughness).color = {0.1f, 0.0f, 0.0f}; // three degrees
@@ -168,15 +167,9 @@ int add_fibres(int layers) {
     Part& part = Objects[0].parts[0];
     part.shader_id = static_cast<std::uint32_t>(shader);
     part.shader_name = Shaders[static_cast<std::size_t>(shader)].name;
-    for (int i = 0; i < layers * layers; ++i) {
-        const Vec3 place = {-2.0f, 0.3f * static_cast<float>(i % layers - layers / 2),
-                            -0.3f * static_cast<float>(i / layers)};
-        part.cylinders.push_back(static_cast<std::uint32_t>(part.positions.size()));
-        for (const float x : {0.0f, 4.0f}) {
-            part.positions.push_back(place + Vec3{x, 0.0f, 0.0f});
-            radii(part).push_back(0.1f);
-        }
-    }
+    part.cylinders = {0};
+    part.positions = {{-2.0f, 0.0f, 0.0f}, {2.0f, 0.0f, 0.0f}};
+    radii(part).assign(2, 0.1f);
     return shader;
 }
 
@@ -208,7 +201,7 @@ TEST(Hair, FibreVanishesInAWhiteSkyBySamplesOfItAndByBounces) {
     for (const bool bounces : {false, true}) {
         Scene scene;
         set_white_sky(bounces ? 0 : 8192, bounces ? 2048 : 1);
-        const float seen = seen_of_fibres(add_fibres(1), bounces);
+        const float seen = seen_of_fibres(add_fibre(), bounces);
         EXPECT_TRUE(seen > kLeast && seen < kMost) << seen;
     }
 }
@@ -223,51 +216,42 @@ TEST(Hair, BouncesOfTheFirstLobeMirrorTheSky) {
         const float h = (static_cast<float>(i) + 0.5f) / kSteps;
         mirrored += schlick(normal_reflectance(1.55f), std::sqrt(1.0f - h * h)) / kSteps;
     }
-    EXPECT_NEAR(seen_of_fibres(add_fibres(1), false) / mirrored, 1.0f, 0.03f);
+    EXPECT_NEAR(seen_of_fibres(add_fibre(), false) / mirrored, 1.0f, 0.03f);
 }
 
 TEST(Hair, WhiteDiffuseFibreVanishesInAWhiteSky) {
     Scene scene;
     set_white_sky(0, 64);
-    const int shader = add_fibres(1);
+    const int shader = add_fibre();
     slot(shader, Element::glossy).color = {};
     slot(shader, Element::lambertian).color = splat(1.0f);
     EXPECT_NEAR(seen_of_fibres(shader, false), 1.0f, 1e-5f);
 }
 
-Vec3 sum_of_images(const std::vector<Aov>& list, int pixel) {
-    Vec3 sum_of_list;
-    for (const Aov& aov : list)
-        sum_of_list += read_pixel(aov.image, pixel);
-    return sum_of_list;
-}
+const std::string kFolder = MOONHARE_SOURCE_DIR "/tests/integrate/";
 
 // Every path's light is counted by one light and one channel.
 TEST(LightImages, SumToTheBeautyImage) {
-    constexpr int kSize = 8, kFrames = 4;
     const TemporaryFolder folder; // of the images
-    Scene scene;
-    Cameras[0].sample = kFrames;
-    place_camera(kSize, {0.2f, -2.5f, 1.0f}, {0.0f, 0.0f, 0.6f}, {0.0f, 0.0f, 1.0f}, 60.0f);
-    const int grey = add_shader({0.6f, 0.5f, 0.4f});
-    slot(grey, Element::transmissive).color = splat(0.2f);
-    add_floor(2.0f, 0.0f, grey);
-    add_quad({Vec3{-2, 2, 0}, Vec3{2, 2, 0}, Vec3{2, 2, 2}, Vec3{-2, 2, 2}}, grey);
-    add_level({-0.5f, 0}, {0.5f, 0.5f}, 1.6f, add_lamp(splat(3.0f)), false);
-    ASSERT_TRUE(ReadSceneFile(MOONHARE_SOURCE_DIR "/tests/integrate/light_images.mh"));
+    const SeededDraws draws(1);
+    FreshScene scene;
+    GeometrySearchPaths = {kFolder};
+    ASSERT_TRUE(ReadSceneFile(kFolder + "light_images.mh"));
     Initialize();
-    for (std::uint32_t frame = 0; frame < kFrames; ++frame)
+    for (std::uint32_t frame = 0; frame < 4; ++frame)
         RenderPixels(frame);
-    for (int pixel = 0; pixel < kSize * kSize; ++pixel) {
+    for (int pixel = 0; pixel < 8 * 8; ++pixel) {
         const Vec3 beauty = read_pixel(Cameras[0].aovs[0].image, pixel);
-        const Vec3 all = sum_of_images(PointLights[0].aov_list, pixel)
-                         + sum_of_images(ParallelLights[0].aov_list, pixel)
-                         + sum_of_images(GeometryLight.aov_list, pixel)
-                         + sum_of_images(SkyLight.aov_list, pixel);
+        Vec3 all;
+        for (const auto* list : {&PointLights[0].aov_list, &ParallelLights[0].aov_list,
+                                 &GeometryLight.aov_list, &SkyLight.aov_list})
+            for (const Aov& aov : *list)
+                all += read_pixel(aov.image, pixel);
         EXPECT_GT(beauty.x, 0.0f);
         EXPECT_NEAR(all.x, beauty.x, 1e-5f * beauty.x);
         EXPECT_NEAR(all.z, beauty.z, 1e-5f * beauty.z);
     }
+    GeometrySearchPaths.clear();
 }
 
 } // namespace

@@ -108,14 +108,6 @@ TEST_F(SurfacePointTest, BuildsRightHandedFramesThatFaceTheViewer) {
     }
 }
 
-TEST_F(SurfacePointTest, HasAUnitNormalOnFacesOfAnySize) {
-    for (const float size : {1e-7f, 1e-3f, 1e9f, 1e17f}) {
-        part.positions = {{0, 0, 0}, {size, 0, 0}, {size, size, 0}, {0, size, 0}};
-        expect_near(build(hit()).normal, {0, 0, 1});
-        expect_near(build(hit(HitKind::tetragon)).normal, {0, 0, 1});
-    }
-}
-
 TEST_F(SurfacePointTest, InterpolatesNormalsAndGivesWayToTheFaceWhereTheyAreMissing) {
     const PackedUnit tilted = pack_unit({0.6f, 0.0f, 0.8f}), up = pack_unit({0, 0, 1});
     const std::pair<std::vector<PackedUnit>, float> cases[] = {

@@ -6,9 +6,7 @@
 #include "lights/gaffer.h"
 #include "output/aov.h"
 #include "shading/images.h"
-
-#include <iostream>
-#include <sstream>
+#include "support/fresh_scene.h"
 
 #include <gtest/gtest.h>
 
@@ -32,11 +30,9 @@ double chi_square(const std::vector<int>& counts, double expected) {
 }
 
 std::string printed_by(const std::function<void()>& act) {
-    std::ostringstream text;
-    std::streambuf* const console = std::cout.rdbuf(text.rdbuf());
+    CapturedOutput output;
     act();
-    std::cout.rdbuf(console);
-    return text.str();
+    return output.take();
 }
 
 ShaderElement& slot(Shader& shader, Element element, std::size_t layer) {

@@ -9,34 +9,30 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
-#include <sstream>
 
 #include <unistd.h>
 
 namespace mh::test {
-namespace {
 
-std::ostringstream report;
-std::streambuf* console = nullptr;
+CapturedOutput::CapturedOutput() : console_(std::cout.rdbuf(text_.rdbuf())) {}
 
-} // namespace
+CapturedOutput::~CapturedOutput() {
+    std::cout.rdbuf(console_);
+}
+
+std::string CapturedOutput::take() {
+    std::string text = text_.str();
+    text_.str({});
+    return text;
+}
 
 FreshScene::FreshScene() {
-    report.str({});
-    console = std::cout.rdbuf(report.rdbuf());
     Startup();
 }
 
 FreshScene::~FreshScene() {
     Finalize();
     Shutdown();
-    std::cout.rdbuf(console);
-}
-
-std::string FreshScene::take_report() {
-    std::string text = report.str();
-    report.str({});
-    return text;
 }
 
 TemporaryFolder::TemporaryFolder() : previous_(std::filesystem::current_path()) {

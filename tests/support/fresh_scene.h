@@ -2,20 +2,37 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <sstream>
 #include <string>
 
 namespace mh::test {
 
+// Keeps what goes to standard output, from construction to destruction.
+struct CapturedOutput {
+    CapturedOutput();
+    ~CapturedOutput();
+    CapturedOutput(const CapturedOutput&) = delete;
+    CapturedOutput& operator=(const CapturedOutput&) = delete;
+
+    // Since the start or the last call.
+    std::string take();
+
+private:
+    std::ostringstream text_;
+    std::streambuf* console_;
+};
+
 // Starts the library with an empty scene; at the end of the test every global table is empty
-// again. While it lives, standard output is captured.
+// again.
 struct FreshScene {
     FreshScene();
     ~FreshScene();
     FreshScene(const FreshScene&) = delete;
     FreshScene& operator=(const FreshScene&) = delete;
 
-    // What the report has printed since the start or the last call.
-    std::string take_report();
+    std::string take_report() { return output.take(); }
+
+    CapturedOutput output;
 };
 
 // An empty folder that exists for the life of the object and is the working directory meanwhile.
