@@ -7,10 +7,12 @@
 #include "lights/types.h"
 #include "output/types.h"
 #include "shading/types.h"
+#include "support/expect.h"
 #include "support/fresh_scene.h"
 
 #include <filesystem>
 #include <locale>
+#include <sstream>
 #include <tuple>
 
 #include <gtest/gtest.h>
@@ -36,9 +38,10 @@ const std::string kEveryBlock = test::content_of(MOONHARE_SOURCE_DIR "/tests/sce
 void expect_every_block() {
     const RendererSettingsRecord& render = RendererSettings;
     EXPECT_EQ(render.clamp, (Vec3{1, 2, 3}));
-    EXPECT_EQ(std::tuple(render.ray_depth, render.photon_depth, render.distance, DisplayGamma,
+    EXPECT_EQ(std::tuple(render.ray_depth, render.photon_depth, render.sample, render.bounce,
+                         render.distance, render.resolution, render.radius, DisplayGamma,
                          ImageSearchPaths.back()),
-              std::tuple(5, 8, 0.0f, 1.8f, "textures"));
+              std::tuple(5, 8, 10, 2, 0.0f, 0.25f, 0.5f, 1.8f, "textures"));
 
     ASSERT_EQ(Cameras.size(), 1u);
     const Camera& camera = Cameras[0];
@@ -47,15 +50,22 @@ void expect_every_block() {
               std::tuple("front camera", 200, 2, 3, Projection::spherical, 2u));
     EXPECT_EQ(camera.poses[0].target, (Vec3{4, 5, 6}));
     EXPECT_EQ(camera.poses[1].field_of_view, 50.0f); // a single pose is both
+    EXPECT_EQ(camera.poses[0].bokeh, 0.5f);
     EXPECT_EQ(camera.aovs[0].image.path, "beauty.hdr");
     EXPECT_EQ(camera.aovs[1].channel, 1u | 2048u);
 
     const PointLight& light = PointLights.at(0);
-    EXPECT_EQ(std::tuple(light.photons, light.link.names.at(0), light.aov_list.at(0).channel),
-              std::tuple(5000000000, "red", 1u));
+    EXPECT_EQ(std::tuple(light.photons, light.outer_angle, light.offset, light.ior,
+                         light.link.names.at(0), light.aov_list.at(0).channel),
+              std::tuple(5000000000, 30.0f, 0.2f, 1.5f, "red", 1u));
     EXPECT_EQ(ParallelLights.at(0).axis, (Vec3{0, 0, -1}));
     EXPECT_EQ(SkyLight.image.path, "sky.hdr");
-    EXPECT_EQ(SkyLight.medium.transmittance, (Vec3{0.5f, 0.6f, 0.7f}));
+    EXPECT_EQ(SkyLight.north, (Vec3{1, 0, 0}));
+    EXPECT_EQ(SkyLight.zenith, (Vec3{0, 1, 0}));
+    EXPECT_EQ((Vec3{SkyLight.turbidity, SkyLight.stretch, SkyLight.albedo}), (Vec3{3, 4, 5}));
+    const Medium& air = SkyLight.medium;
+    EXPECT_EQ(std::tuple(air.transmittance, air.average_cosine, air.albedo),
+              std::tuple(Vec3{0.5f, 0.6f, 0.7f}, 0.8f, Vec3{1, 2, 3}));
     EXPECT_EQ(GeometryLight.sample, 16);
 
     ASSERT_EQ(Shaders.size(), 2u);
@@ -142,6 +152,38 @@ TEST_F(SceneReader, ReplacesShadersOfTheSameName) {
     EXPECT_EQ(Shaders[1].layers.size(), 2u);
     EXPECT_EQ(Shaders[0].opacity, 0.5f); // a shader without a name is "undefined"
     EXPECT_TRUE(Shaders[0].layers.empty());
+}
+
+TEST_F(SceneReader, OpensTheSlotOfEachKey) {
+    std::istringstream names("lambertian transmissive glossy specular emissive diffusion "
+                             "shadow_transparency normal weight anisotropy roughness angle ior "
+                             "thickness"); // there is no key of element 13
+    std::string text = "shader\nsurface_shader\n", name;
+    for (int i = 0; names >> name; ++i)
+        text += name + "\ncolor " + std::to_string(i) + "\nend\n";
+    read(text);
+    for (std::size_t i = 0; i < 14; ++i)
+        EXPECT_EQ(Shaders[0].layers.at(0).elements[i < 13 ? i : 14].color.x, static_cast<float>(i));
+}
+
+TEST_F(SceneReader, HidesFromWhomTheLastKeyTells) {
+    const std::pair<std::string, Visibility> cases[] = {
+        {"camera_primary 0\nlight_primary 0", Visibility::camera_only},
+        {"invisible 1\nlight_primary 1", Visibility::hidden},
+        {"light_primary 0\ncamera_primary 2\ninvisible 0", Visibility::light_only}};
+    for (const auto& [keys, visibility] : cases) {
+        read("shader\ngeometry_shader\n" + keys + "\nend\nend\n");
+        EXPECT_EQ(Shaders[0].visibility, visibility) << keys;
+    }
+}
+
+TEST_F(SceneReader, ReadsEachTextureOfAMeshAsWhatItIs) {
+    read("object\nnormal_texture \"n\"\nuv_texture \"u\"\ntangent_texture \"t\"\n"
+         "position_texture \"p\"\ntriangle_texture \"f\"\nparticle_texture \"d\"\nend\n");
+    std::string missing;
+    for (const char* name : {"p", "u", "n", "t", "f", "d"})
+        missing += "error :( \timage - " + std::string(name) + "\tcannot be found\n" + test::kRule;
+    EXPECT_EQ(scene.take_report(), missing);
 }
 
 TEST_F(SceneReader, PassesOverWhatItDoesNotKnowInSilence) {
