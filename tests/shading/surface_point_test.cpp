@@ -87,6 +87,11 @@ TEST_F(SurfacePointTest, HasTheReflectanceOfSchlick) {
         EXPECT_EQ(front.eta, 1.0f / ior);
         EXPECT_FLOAT_EQ(build(hit(HitKind::triangle, -d, false)).eta, ior);
     }
+    color(Element::ior) = splat(1.5f);
+    shader().layers[0].material = Material::thin;
+    const SurfacePoint sheet = build(hit()); // 0.04 + 0.96^2 0.04 / (1 - 0.04^2)
+    EXPECT_NEAR(sheet.reflectance, 0.0769231f, 1e-6f);
+    EXPECT_EQ(sheet.eta, 1.0f);
 }
 
 TEST_F(SurfacePointTest, BuildsRightHandedFramesThatFaceTheViewer) {
