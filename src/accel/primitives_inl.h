@@ -132,16 +132,17 @@ inline bool hit_tetragon(const WalkTetragon& f, const LocalRay& ray, float limit
     return true;
 }
 
-// The roots of a sphere's quadratic: nearest distance b of the centre and h, the square of half
-// the chord, formed as r^2 - |V - b d|^2, which doesn't cancel far away.
+// The roots of a sphere's quadratic: nearest distance b of the centre, in lengths of the direction,
+// whose square is given, and h, the square of half the chord, formed as r^2 - |V - b d|^2, which
+// doesn't cancel far away.
 struct SphereRoots {
     Triple<float> to_center;
     float b, h;
 };
 
-inline SphereRoots sphere_roots(const WalkParticle& p, const LocalRay& ray) {
+inline SphereRoots sphere_roots(const WalkParticle& p, const LocalRay& ray, float square) {
     const Triple<float> to_center = triple(p.center) - ray.origin;
-    const float b = dot(to_center, ray.direction);
+    const float b = dot(to_center, ray.direction) / square;
     const Triple<float> off = to_center - b * ray.direction;
     return {to_center, b, p.radius * p.radius - dot(off, off)};
 }

@@ -106,11 +106,14 @@ template<Walk walk>
 inline bool test_particle(const WalkPrimitive& p, const LocalRay& ray, const WalkQuery& query,
                           LocalHit& hit) {
     if (walk == Walk::probe || !is_visible(p.visibility, query)) return false;
-    const SphereRoots roots = sphere_roots(p.particle, ray);
-    if (left_particle(p, roots, query)) return false;
-    if constexpr (!is_shadow(walk))
-        return hit_particle(p.particle, roots, ray, query.distance, hit);
-    return identity(p) != query.target && occluding_particle(roots, query.distance);
+    if constexpr (is_shadow(walk)) {
+        const float square = dot(ray.direction, ray.direction); // not 1 in scaled instances
+        return !is_excluded(identity(p), walk, query)
+               && occluding_particle(sphere_roots(p.particle, ray, square), query.distance);
+    }
+    const SphereRoots roots = sphere_roots(p.particle, ray, 1.0f);
+    return !left_particle(p, roots, query)
+           && hit_particle(p.particle, roots, ray, query.distance, hit);
 }
 
 // The test of a primitive that is no instance.

@@ -95,8 +95,9 @@ void meet_particle(const Part& part, std::uint32_t i, const Line& ray, bool shad
     const std::uint32_t vertex = part.particles[i];
     const double radius = radii(part)[vertex];
     const Double3 to_center = wide(part.positions[vertex]) - ray.origin;
-    const double b = dot(to_center, ray.direction);
-    const double h = b * b - dot(to_center, to_center) + radius * radius;
+    const double square = dot(ray.direction, ray.direction);
+    const double b = dot(to_center, ray.direction) / square;
+    const double h = b * b * square - dot(to_center, to_center) + radius * radius;
     const double s = shadow ? h : h > 1e-10 ? std::sqrt(h) : 1e-5;
     const bool outside = dot(to_center, to_center) > radius * radius;
     const double slope = (outside ? -1.0 : 1.0) * std::sqrt(std::fabs(h));
