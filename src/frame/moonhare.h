@@ -207,7 +207,8 @@ MH_API void mhRenderPixels(int count, float* out, int frame);
 
 /* ---- Renderer; legal at any time after mhStartup ---- */
 
-/* Gather rays that spread at the first hit over the whole run; default 64. */
+/* Gather rays that spread at the first hit over the whole run; default 64. Counts from the next
+ * mhInitialize or mhInitializeRenderer on. */
 MH_API void mhSetRendererSample(int sample);
 /* Bounces of any kind of a camera ray: 1 to 255, default 8. Lower values count as 1. */
 MH_API void mhSetRendererRayDepth(int depth);

@@ -26,7 +26,7 @@ struct RendererSettingsRecord {
     Vec3 clamp = {kFar, kFar, kFar};  // upper limit of a pixel's value in a frame
     float exposure = 0.0f;            // stored only
     bool final_gather = false;        // the mode, decided when the renderer is initialised
-    std::int32_t bounce_samples = 64; // copy of sample: bounce count of the light weights
+    std::int32_t bounce_samples = 64; // sample when the renderer was initialised: what paths read
 };
 
 struct RayStatisticsRecord {

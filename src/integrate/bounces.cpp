@@ -116,7 +116,7 @@ Vec3 bounce_hair(const Ray& ray, const SurfacePoint& point, const Vec3& w) {
 } // namespace
 
 std::int32_t gather_count(const Vec3& w) {
-    return samples_of_run(mean(w), RendererSettings.sample, camera_frames());
+    return samples_of_run(mean(w), RendererSettings.bounce_samples, camera_frames());
 }
 
 Vec3 bounce_lambertian(const Ray& ray, const SurfacePoint& point) {

@@ -31,7 +31,7 @@ TEST_F(Children, GatherCountIsAMultipleOfTheFrames) {
         {1.0f, 64, 100, 100}, {kNan, 64, 4, 4},   {kInfinity, 64, 4, 64},
         {-1.0f, 64, 4, 4},    {1.0f, -5, 4, 4},   {1.0f, kMost, 1, kMost}};
     for (const auto& [weight, sample, frames, count] : cases) {
-        RendererSettings.sample = sample;
+        RendererSettings.bounce_samples = sample;
         Cameras[0].sample = frames;
         EXPECT_EQ(gather_count(splat(weight)), count) << weight << " of " << sample;
     }
