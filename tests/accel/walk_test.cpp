@@ -249,19 +249,22 @@ TEST_F(Walk, NormalsInNestedInstancesAreThoseOfTheMovedFace) {
     for (const std::uint32_t inner : {0u, 1u}) {
         Object& owner = Objects.emplace_back();
         add_instance(owner, inner, 0.0f, splat(9.0f));
-        const float flip = inner == 0 ? -1.0f : 1.0f;
-        const Mat4 matrix = add_instance(owner, inner, 0.7f, {1, 2, 3}, {flip, 0.5f, 0.7f}).matrix;
+        const Vec3 scale = {static_cast<float>(inner) - 0.6f, 0.5f, 0.7f}; // mirrored once
+        const Mat4 matrix = add_instance(owner, inner, 0.7f, {1, 2, 3}, scale).matrix;
         for (Vec3& corner : p)
             corner = transform_point(matrix, corner);
     }
     AssembleScene();
     Ray ray;
+    ray.thread = 3;
     ray.direction = triangle_normal(p[0], p[1], p[2]);
     ray.origin = (p[0] + p[1] + p[2]) / 3.0f - ray.direction;
     ASSERT_TRUE(closest_hit(ray));
     SurfacePoint point;
     build_surface_point(ray, point);
+    expect_near(point.geometric_normal, -ray.direction);
     expect_near(point.normal, -ray.direction);
+    expect_near(cross(point.tangent, point.bitangent), point.normal);
 }
 
 // The shadow walk looks b - h and b + h ahead, with h the square of half the chord: 1 and 9.

@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 #include "shading/surface_point.h"
 
-#include "frame/types.h"
 #include "geometry/types.h"
 #include "math/random.h"
 #include "math/roots.h"
@@ -189,23 +188,6 @@ TEST_F(SurfacePointTest, InterpolatesUvForAnyLayerWithAnImage) {
     quad.hit_b = 0.75f; // from edge 3-0 to edge 1-2: along x
     EXPECT_NEAR(build(quad).uv.x, 0.25f, kTolerance);
     EXPECT_NEAR(build(quad).uv.y, 3.0f, kTolerance);
-}
-
-TEST_F(SurfacePointTest, BringsNormalsOutOfInstancesOutermostFirst) {
-    Ray ray = hit();
-    ray.thread = 3;
-    ThreadStates[3].instance_normal_matrices[0] = {
-        {{0, 0, 1}, {1, 0, 0}, {0, 1, 0}}}; // x -> y -> z -> x
-    ThreadStates[3].instance_normal_matrices[1] = {{{1, 0, 0}, {0, 0, 5}, {0, 1, 0}}}; // z -> y
-    const Vec3 expected[] = {{0, 0, 1}, {1, 0, 0}, {0, 0, 1}};
-    for (const std::size_t level : {0, 1, 2}) {
-        ray.hit_instance_level = static_cast<std::uint8_t>(level);
-        ray.direction = -expected[level];
-        const SurfacePoint point = build(ray);
-        expect_near(point.geometric_normal, expected[level]);
-        expect_near(point.normal, expected[level]);
-        expect_orthonormal(point.tangent, point.bitangent, point.normal, kTolerance);
-    }
 }
 
 TEST_F(SurfacePointTest, TakesTheFastPathWhereTheDensityIsRead) {
