@@ -16,14 +16,6 @@ inline void order(StackKey& low, StackKey& high) {
     high = a < b ? b : a;
 }
 
-// Moves the key at `last` down to its place in the falling order that starts at `first`.
-inline void insert_key(StackKey* first, StackKey* last) {
-    const StackKey key = *last;
-    for (; last != first && last[-1] < key; --last)
-        *last = last[-1];
-    *last = key;
-}
-
 // Pushes all entered children but the nearest, farthest first, and returns the nearest.
 template<Walk walk>
 inline StackKey nearest_child(const std::uint32_t* children, unsigned entered, const float* entries,
@@ -61,8 +53,10 @@ inline StackKey nearest_child(const std::uint32_t* children, unsigned entered, c
     while (entered != 0) { // NOLINT(bugprone-infinite-loop): next_key takes a bit off it
         StackKey key = next_key();
         order(a, key);
-        *top = key;
-        insert_key(first, top++);
+        // Past all places, without a branch that stops at the right one: it would be guessed wrong.
+        for (StackKey* place = first; place != top; ++place)
+            order(key, *place);
+        *top++ = key;
     }
     return a;
 }
