@@ -1,9 +1,9 @@
 // Scene assembly: root, levels, order of the set-up, instances that cannot be used, light lists.
 // SPDX-License-Identifier: MIT
-#include "accel/root_uv.h"
 #include "accel/scene_assembly.h"
-#include "accel/tree.h"
+#include "geometry/objects.h"
 #include "random_object.h"
+#include "scene/scene_reader.h"
 #include "shading/types.h"
 #include "support/expect.h"
 #include "support/fresh_scene.h"
@@ -159,36 +159,18 @@ TEST_F(SceneAssembly, LightListsFollowTheSidesAndSumTheTargets) {
 }
 
 TEST(TransferRootUvs, StrandsTakeTheUvOfTheNearestFaceUnderTheirRoot) {
-    const struct {
-        Vec3 root;
-        Vec2 uv;
-    } strands[] = {{{0.5f, 1.5f, 0}, {0.25f, 0.75f}},      // on the quad
-                   {{2.5f, 0.5f, 0.125f}, {1.25f, 0.25f}}, // on the triangle
-                   {{3.9f, 1.9f, 0.1f}, {0, 0}}};          // beside both
-
-    Object object;
-    object.parts.assign(2, empty_part());
-    Part &faces = object.parts[0], &hair = object.parts[1];
-    faces.positions = {{0, 0, 0},  {2, 0, 0},  {2, 2, 0},    {0, 2, 0}, // a quad with uv = xy / 2
-                       {2, 0, 0},  {4, 0, 0},  {2, 2, 0.5f},            // and a tilted triangle
-                       {0, 0, -1}, {2, 0, -1}, {0, 2, -1}}; // and one far below the quad
-    uvs(faces) = {{0, 0}, {1, 0}, {1, 1}, {0, 1}, {1, 0}, {2, 0}, {1, 1}, {9, 9}, {9, 9}, {9, 9}};
-    faces.tetragons = {{{0, 1, 2, 3}, 0}};
-    faces.triangles = {{{4, 5, 6}, 0}, {{7, 8, 9}, 0}};
-    for (const auto& strand : strands) // of two cylinders
-        for (std::uint32_t i = 0; i < 3; ++i) {
-            if (i < 2) hair.cylinders.push_back(static_cast<std::uint32_t>(hair.positions.size()));
-            hair.positions.push_back(strand.root + Vec3{0, 0, 0.5f * static_cast<float>(i)});
-        }
-    hair.tangents.resize(9);
-    radii(hair).assign(9, 0.01f);
-    hair.strand_lengths = {2, 2, 2, 7}; // the last has no cylinders
-    printed_by([&] { Build(object); });
-    Update(object);
-    TransferRootUvs(object);
+    FreshScene scene;
+    GeometrySearchPaths = {MOONHARE_SOURCE_DIR "/tests/accel"};
+    ASSERT_TRUE(ReadSceneFile(GeometrySearchPaths[0] + "/roots.mh"));
+    GeometrySearchPaths.clear();
+    Objects[0].parts[1].strand_lengths.push_back(7); // one without cylinders
+    AssembleScene();
+    const Vec2 expected[] = {{0.25f, 0.75f}, {1.25f, 0.25f}, {0.0f, 0.0f}}; // of each strand
+    const std::vector<Vec2>& uv = uvs(Objects[0].parts[1]);
+    ASSERT_EQ(uv.size(), 9u);
     for (std::size_t i = 0; i < 9; ++i) {
-        EXPECT_NEAR(uvs(hair)[i].x, strands[i / 3].uv.x, 1e-6f) << i;
-        EXPECT_NEAR(uvs(hair)[i].y, strands[i / 3].uv.y, 1e-6f) << i;
+        EXPECT_NEAR(uv[i].x, expected[i / 3].x, 1e-6f) << i;
+        EXPECT_NEAR(uv[i].y, expected[i / 3].y, 1e-6f) << i;
     }
 }
 

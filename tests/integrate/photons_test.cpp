@@ -10,7 +10,8 @@
 #include "math/faces.h"
 #include "output/aov.h"
 #include "output/camera.h"
-#include "shading/images.h"
+#include "scene/scene_reader.h"
+#include "shading/shaders.h"
 #include "support/expect.h"
 #include "support/scene.h"
 
@@ -159,12 +160,13 @@ TEST_F(PhotonScene, TooManyCellsEndTheProcess) {
                 "density estimator consumes more than 1GB memory.\n_{80}\n\n");
 }
 
-// A floor with a box over a part of it, in turn under every light.
-struct LitFloor : PhotonScene, testing::WithParamInterface<void (*)()> {
+// A floor with a box over a part of it.
+struct LitFloor : Scene {
     LitFloor() {
         const int grey = add_shader({0.6f, 0.5f, 0.4f});
         add_floor(2.0f, 0.0f, grey);
         add_quad({Vec3{-1, 0, 0.2f}, Vec3{0, 0, 0.2f}, Vec3{0, 1, 0.7f}, Vec3{-1, 1, 0.7f}}, grey);
+        RendererSettings.distance = 1.0f; // final gathering
         RendererSettings.resolution = 0.02f;
         RendererSettings.photon_depth = 1; // two hits: direct light and one bounce
         RendererSettings.bounce = 2;
@@ -192,70 +194,28 @@ struct LitFloor : PhotonScene, testing::WithParamInterface<void (*)()> {
 
 constexpr int kManyPhotons = 200000;
 
-TEST_P(LitFloor, DensityIsWhatPathsFind) {
-    GetParam()(); // adds light
-    Initialize();
-    const Vec3 density = mean_radiance(density_at);
-    RendererSettings.final_gather = false;
-    // a ray that starts a hair's breadth over the floor sees the point under the box, too
-    const Vec3 traced = mean_radiance([](const Vec3& p) {
-        return seen_along(p + Vec3{0.0f, 0.0f, 1e-3f}, p);
-    });
-    EXPECT_GT(traced.x, 0.05f);
-    for (const float ratio : {density.x / traced.x, density.y / traced.y, density.z / traced.z})
-        EXPECT_NEAR(ratio, 1.0f, 0.01f);
+TEST(Photons, LeaveTheDensityThatPathsFind) {
+    const std::string folder = MOONHARE_SOURCE_DIR "/tests/integrate/lights/";
+    ImageSearchPaths = {folder};
+    const std::string lights[] = {"sun",       "inner_point", "spot",      "outer_point",
+                                  "far_point", "sky",         "sky_image", "lamp"};
+    for (const std::string& light : lights) {
+        LitFloor floor;
+        ASSERT_TRUE(ReadSceneFile(folder + light + ".mh"));
+        if (light == "lamp") add_level({-1, -1}, {1, 0}, 1.5f, FindShader(light));
+        Initialize();
+        const Vec3 density = floor.mean_radiance(LitFloor::density_at);
+        RendererSettings.final_gather = false;
+        // a ray that starts a hair's breadth over the floor sees the point under the box, too
+        const Vec3 traced = floor.mean_radiance([](const Vec3& p) {
+            return seen_along(p + Vec3{0.0f, 0.0f, 1e-3f}, p);
+        });
+        EXPECT_GT(traced.x, 0.05f) << light;
+        expect_near(density / traced, splat(1.0f), 0.01f);
+        ASSERT_FALSE(HasFailure()) << light;
+    }
+    ImageSearchPaths.clear();
 }
-
-void add_wide_sun() {
-    ParallelLight& light = add_parallel_light({0.3f, 0.2f, -1.0f}, kManyPhotons);
-    light.blur = 5.0f; // wider ones lose light at the edge of the scene
-    light.sample = 64;
-}
-
-void add_blurred_spot() {
-    PointLight& light = add_point_light({0.5f, -0.4f, 1.9f}, kManyPhotons);
-    light.direction = {0.1f, 0.2f, -1.0f};
-    light.inner_angle = 20.0f;
-    light.outer_angle = 70.0f;
-    light.blur = 0.1f;
-    light.sample = 64;
-}
-
-// From closer by than the first, its cone would miss some of the corners; from far away, floats have
-// few digits of it.
-void add_outer_light() {
-    add_point_light({9.0f, 6.0f, 15.0f}, kManyPhotons).color = splat(300.0f);
-}
-
-void add_far_light() {
-    add_point_light({0.0f, 2e4f, 1e5f}, kManyPhotons).color = splat(1e10f);
-}
-
-void add_sky() {
-    SkyLight.color = {0.5f, 0.75f, 1.0f};
-    SkyLight.photons = kManyPhotons;
-}
-
-void add_sky_of_two_halves() {
-    SkyLight.photons = kManyPhotons;
-    SkyLight.color = splat(1.0f);
-    AllocateImage(SkyLight.image, 2, 64, 3, 32, false); // bright above, dim below
-    for (int i = 0; i < 128; ++i)
-        set_texel(SkyLight.image, i, splat(i < 64 ? 3.0f : 1.0f));
-    SkyLight.image.loaded = true;
-    SkyLight.sample = 64;
-}
-
-void add_ceiling_lamp() {
-    add_level({-1, -1}, {1, 0}, 1.5f, add_lamp({5.0f, 4.0f, 3.0f}, Sideness::back));
-    GeometryLight.sample = 64;
-    GeometryLight.photons = kManyPhotons;
-}
-
-INSTANTIATE_TEST_SUITE_P(Of, LitFloor,
-                         testing::Values(add_wide_sun, add_blurred_spot, add_outer_light,
-                                         add_far_light, add_sky, add_sky_of_two_halves,
-                                         add_ceiling_lamp));
 
 // Gather rays that read the grid see what paths of the same length see.
 TEST_F(PhotonScene, GatheringInARoomIsWhatPathsFind) {

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "lights/geometry_light.h"
 
+#include "accel/scene_assembly.h"
 #include "accel/walk.h"
 #include "frame/phases.h"
 #include "frame/types.h"
@@ -9,6 +10,8 @@
 #include "light_scene.h"
 #include "math/random.h"
 #include "output/aov.h"
+#include "scene/scene_reader.h"
+#include "shading/shaders.h"
 #include "shading/surface_point.h"
 #include "support/expect.h"
 #include "support/scene.h"
@@ -43,23 +46,14 @@ Vec3 emission_along(Ray ray) {
 } // namespace
 
 TEST(GeometryTable, HoldsSamplesByAreaThroughInstances) {
-    Scene scene;
-    const int shader = add_lamp({1.0f, 2.0f, 3.0f});
-    add_floor(0.5f, -1.0f, shader);
-    for (const char* turned : {"middle", "lamp"}) {
-        Object& target = Objects[static_cast<std::size_t>(AddObject())];
-        target.name = turned;
-        AddPart(target);
-        Object& parent = Objects[Objects.size() - 2];
-        Instance& instance = parent.instances[static_cast<std::size_t>(AddInstance(parent))];
-        instance.object_name = turned;
-    }
-    Objects[0].instances[0].matrix.m[0][3] = 10.0f;
-    Objects[1].instances[0].matrix = {
-        {{0, 0, 1, 0}, {0, 1, 0, 0}, {-1, 0, 0, 0}, {0, 0, 0, 1}}}; // z to x
-    add_quad({Vec3{-1, -1, 0}, Vec3{1, -1, 0}, Vec3{1, 1, 0}, Vec3{-1, 1, 0}}, shader, 2);
-    GeometryLight.sample = 1;
-    Initialize();
+    const SeededDraws draws(7);
+    FreshScene scene;
+    GeometrySearchPaths = {MOONHARE_SOURCE_DIR "/tests/lights"};
+    ASSERT_TRUE(ReadSceneFile(GeometrySearchPaths[0] + "/instances.mh"));
+    GeometrySearchPaths.clear();
+    InitializeShaders();
+    AssembleScene();
+    InitializeGeometryLight();
     EXPECT_FLOAT_EQ(GeometryLight.area, 5.0f);
     ASSERT_EQ(GeometryLight.samples.size(), 18481u);
     int instanced = 0;
