@@ -19,7 +19,7 @@ void feed(const std::string& bytes) {
 
 // Each of them another one of these: cut, with some bytes replaced, or both.
 void feed_damaged(const std::string& whole) {
-    constexpr unsigned kCopies = 60, kReplaced = 4;
+    constexpr unsigned kCopies = 24, kReplaced = 4;
     std::minstd_rand random(1);
     for (unsigned copy = 0; copy < kCopies && !whole.empty(); ++copy) {
         std::string bytes = whole;
