@@ -6,6 +6,7 @@
 #include "frame/phases.h"
 #include "frame/types.h"
 #include "integrate/density.h"
+#include "integrate/radiance.h"
 #include "lights/gaffer.h"
 #include "math/faces.h"
 #include "output/aov.h"
@@ -240,16 +241,37 @@ TEST_F(PhotonScene, GatheringInARoomIsWhatPathsFind) {
     EXPECT_NEAR(gathered / traced, 1.0, 0.015);
 }
 
-// A lambertian floor stores no caustics of a photon that met no mirror; linked shaders only.
+// A floor stores no caustics of a photon that met no mirror; linked shaders only. Gather rays see
+// the light of the linked one, a curtain, from below.
 TEST_F(PhotonScene, LinksEndPhotonsAtTheirFirstHit) {
-    const int lit = add_shader(splat(0.5f));
-    const int unlit = add_shader(splat(0.5f));
+    const int lit = add_shader(), unlit = add_shader(splat(0.5f));
+    slot(lit, Element::transmissive).color = splat(0.5f);
     add_level({-1, -1}, {0, 1}, 0, lit);
     add_level({0, -1}, {1, 1}, 0, unlit);
     add_parallel_light({0.0f, 0.0f, -1.0f}, 100000).link.shaders = {lit};
     Initialize();
     EXPECT_NEAR(energy(), 1.0, 0.02); // 2 units of area, albedo 0.5, irradiance 1
     EXPECT_TRUE(Photons.empty());
+    for (const float z : {1.0f, -1.0f}) {
+        Ray ray = camera_ray({-0.5f, 0.0f, z}, {-0.5f, 0.0f, 0.0f});
+        ray.diffuse_bounces = 1;
+        EXPECT_NEAR(radiance(ray).x, z > 0.0f ? 0.0f : 0.5f, 0.01f);
+    }
+}
+
+// Two lamps over glass, far from each other.
+TEST_F(PhotonScene, OnlyVirtualLightsThrowCaustics) {
+    for (const float x : {-1000.0f, 1000.0f}) {
+        const int lamp = x < 0.0f ? add_emitter(splat(1.0f)) : add_lamp(splat(1.0f));
+        add_level({x, 0}, {x + 1, 1}, 1, lamp, false);
+        add_level({x, 0}, {x + 1, 1}, 0.5f, add_glass(Material::thin));
+        add_level({x, 0}, {x + 1, 1}, 0, add_shader(splat(1.0f)));
+    }
+    GeometryLight.photons = 1000;
+    Initialize();
+    EXPECT_FALSE(Photons.empty());
+    for (const CausticPhoton& photon : Photons)
+        EXPECT_GT(photon.position.x, 0.0f);
 }
 
 // A glossy wall sends photons straight to the camera: the mean of the light_path image is the

@@ -31,7 +31,8 @@ struct Radiance : testing::Test {
 };
 
 // Surfaces that lose no light show the sky from every side: diffuse; diffuse and mirror by
-// Fresnel; half of the light passing through.
+// Fresnel; half of the light passing through; frosted glass, many of whose reflections at grazing
+// angles would enter it.
 TEST_F(Radiance, WhiteSurfacesVanishInAConstantSky) {
     SkyLight.color = kSky;
     const int white = add_shader(splat(1.0f)), coated = add_shader(splat(1.0f));
@@ -39,34 +40,43 @@ TEST_F(Radiance, WhiteSurfacesVanishInAConstantSky) {
     slot(coated, Element::ior).color = splat(1.5f);
     const int curtain = add_shader(splat(0.5f));
     slot(curtain, Element::transmissive).color = splat(0.5f);
+    const int frosted = add_glass();
+    std::swap(slot(frosted, Element::glossy).color, slot(frosted, Element::specular).color);
+    slot(frosted, Element::roughness).color = splat(0.1f);
     add_floor(1.0f, 0.0f, white);
     add_floor(1.0f, 10.0f, coated);
     add_floor(1.0f, 20.0f, curtain);
+    add_floor(1.0f, 30.0f, frosted);
     RendererSettings.sample = 1000;
     RendererSettings.bounce = 8;
     Initialize();
-    for (const float height : {0.0f, 10.0f, 20.0f})
+    for (const float height : {0.0f, 10.0f, 20.0f, 30.0f})
         for (const Vec3& side : {kAbove, -kAbove, Vec3{40.0f, 0.0f, 1.0f}})
             expect_near(seen_along(side + Vec3{0, 0, height}, {0, 0, height}), kSky, 1e-4f);
     expect_near(seen_along(kAbove, 2.0f * kAbove), kSky, 0.0f);
 }
 
+// Final gathering in an instance is the same: only hits in the root object read the density.
 TEST_F(Radiance, EmissiveRoomGivesTheTruncatedSeries) {
     constexpr float kAlbedo = 0.5f;
     const int shader = add_shader(splat(kAlbedo));
     slot(shader, Element::emissive).color = {1.0f, 2.0f, 3.0f};
     add_room({-1.0f, -1.0f, -1.0f}, {1.0f, 1.0f, 1.0f}, shader);
     RendererSettings.sample = 500;
-    Initialize();
 
     // The sum of albedo^k for k from 0 to min(bounce, ray_depth - 1).
     const std::tuple<int, int, float> cases[] = {
         {1, 8, 1.5f}, {3, 8, 1.875f}, {8, 3, 1.75f}, {1, 1, 1.0f}};
-    for (const auto& [bounce, ray_depth, series] : cases) {
-        RendererSettings.bounce = bounce;
-        RendererSettings.ray_depth = ray_depth;
-        expect_near(seen_along({0.1f, 0.2f, 0.3f}, {1.0f, 0.5f, 0.4f}),
-                    series * Vec3{1.0f, 2.0f, 3.0f}, 1e-4f);
+    for (const bool instanced : {false, true}) {
+        if (instanced) Objects.emplace_back().instances.emplace_back().object = 0;
+        RendererSettings.distance = instanced ? 0.1f : 0.0f;
+        Initialize();
+        for (const auto& [bounce, ray_depth, series] : cases) {
+            RendererSettings.bounce = bounce;
+            RendererSettings.ray_depth = ray_depth;
+            expect_near(seen_along({0.1f, 0.2f, 0.3f}, {1.0f, 0.5f, 0.4f}),
+                        series * Vec3{1.0f, 2.0f, 3.0f}, 1e-4f);
+        }
     }
 }
 

@@ -158,6 +158,20 @@ TEST(Diffusion, BallOfSkinVanishesInAConstantSky) {
     EXPECT_NEAR(seen_along({0.1f, 0.2f, 3.0f}, {}).x, 0.5f, 1e-5f);
 }
 
+// A black sheet hides half of a floor of skin, and keeps half of the jumps from landing there.
+TEST(Diffusion, TakesTheLightWhereItJumps) {
+    Scene scene;
+    SkyLight.color = splat(1.0f);
+    const int skin = add_shader(splat(1.0f));
+    slot(skin, Element::diffusion).color = {0.04f, 0.01f, 0.0f}; // weights are roots of the shares
+    add_floor(10.0f, 0.0f, skin);
+    add_level({0, -10}, {10, 10}, 1e-4f, add_shader());
+    RendererSettings.sample = 16384;
+    Initialize();
+    expect_near(seen_along({-1.0f, 0.0f, 1.0f}, {}), Vec3{2.0f, 1.0f, 0.0f} / 3.0f,
+                0.03f); // five deviations of the jumps that land
+}
+
 // A straight fibre along x, white, absorbing nothing.
 int add_fibre() {
     const int shader = add_shader();
