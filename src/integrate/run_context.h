@@ -1,5 +1,5 @@
-// What every path of a run reads besides the scene: the camera's share of sampling and its medium,
-// the counts of rays, and how much stack a thread has left.
+// What every path of a run reads besides the scene: the camera's medium, the counts of
+// rays, and how much stack a thread has left.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -7,16 +7,9 @@
 #include "output/camera.h"
 #include "shading/ray.h"
 
-#include <algorithm>
 #include <cstdint>
 
 namespace mh {
-
-// Frames of the run, over which the gather rays of a point are spread; 1 without a camera.
-inline int camera_frames() {
-    const Camera* camera = ActiveCamera();
-    return camera == nullptr ? 1 : std::max(camera->sample, 1);
-}
 
 // Index of the medium in which primary rays start; 1 without a camera.
 inline float camera_ior() {

@@ -92,8 +92,7 @@ std::int32_t samples_of_run(float importance, std::int32_t sample, std::int32_t 
 }
 
 SampleLoop first_hit_loop(const Ray& ray, const SurfacePoint& point, std::int32_t sample) {
-    const Camera* camera = ActiveCamera();
-    const std::int32_t frames = camera == nullptr ? 1 : std::max(camera->sample, 1);
+    const std::int32_t frames = camera_frames();
     const float importance = brightest_layer(point) / 3.0f * sum(ray.weight);
     return {CurrentSample, static_cast<std::uint32_t>(samples_of_run(importance, sample, frames)),
             static_cast<std::uint32_t>(frames)};

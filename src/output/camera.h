@@ -6,6 +6,8 @@
 #include "output/types.h"
 #include "shading/ray.h"
 
+#include <algorithm>
+
 namespace mh {
 
 // Defaults, with the one AOV "beauty.hdr".
@@ -17,6 +19,13 @@ int AddCamera();
 inline Camera* ActiveCamera() {
     const auto index = static_cast<std::size_t>(ActiveCameraIndex);
     return ActiveCameraIndex >= 0 && index < Cameras.size() ? &Cameras[index] : nullptr;
+}
+
+// Frames of the run, over which the gather rays and light samples of a point are spread; 1
+// without a camera.
+inline int camera_frames() {
+    const Camera* camera = ActiveCamera();
+    return camera == nullptr ? 1 : std::max(camera->sample, 1);
 }
 
 // Brings the number of frames and the region into their limits; the image's size is given.
