@@ -10,23 +10,17 @@ namespace mh {
 
 namespace {
 
-void append(std::vector<LightPrimitive>& list, float& total, const LightPrimitive& primitive) {
-    list.push_back(primitive);
-    total += primitive.weight;
-}
-
 void append_face(Object& object, LightPrimitive face, std::uint32_t shader_index) {
     if (shader_index >= Shaders.size()) return;
     const Shader& shader = Shaders[shader_index];
     for (const bool front : {true, false}) {
         face.front = front;
-        if ((front ? shader.face : shader.back).emissive)
-            append(object.emission_list, object.emission_weight, face);
+        if ((front ? shader.face : shader.back).emissive) object.emission_list.push_back(face);
     }
     for (const bool front : {true, false}) {
         face.front = front;
         if ((front ? shader.face : shader.back).virtual_light)
-            append(object.virtual_light_list, object.virtual_light_weight, face);
+            object.virtual_light_list.push_back(face);
     }
 }
 
@@ -53,17 +47,19 @@ void append_instance(Object& object, std::uint32_t index) {
     if (!object.instances[index].usable) return;
     const Object& target = Objects[object.instances[index].object];
     LightPrimitive instance = {0, PrimitiveKind::instance, index, true, target.emission_weight};
-    append(object.emission_list, object.emission_weight, instance);
+    object.emission_list.push_back(instance);
     instance.weight = target.virtual_light_weight;
-    append(object.virtual_light_list, object.virtual_light_weight, instance);
+    object.virtual_light_list.push_back(instance);
 }
 
-void make_distribution(DiscreteSampler& table, const std::vector<LightPrimitive>& list) {
+// Returns the sum of the weights, which a float could not sum over millions of faces.
+float make_distribution(DiscreteSampler& table, const std::vector<LightPrimitive>& list) {
     const auto size = static_cast<std::int32_t>(list.size());
     CreateSampler(table, size);
     for (std::int32_t i = 0; i < size; ++i)
         set_weight(table, i, list[static_cast<std::size_t>(i)].weight);
     FinishSampler(table);
+    return static_cast<float>(table.total);
 }
 
 } // namespace
@@ -71,13 +67,13 @@ void make_distribution(DiscreteSampler& table, const std::vector<LightPrimitive>
 void MakeLightLists(Object& object) {
     object.emission_list.clear();
     object.virtual_light_list.clear();
-    object.emission_weight = object.virtual_light_weight = 0.0f;
     for (std::size_t i = 0; i < object.parts.size(); ++i)
         append_part(object, static_cast<std::uint32_t>(i));
     for (std::size_t i = 0; i < object.instances.size(); ++i)
         append_instance(object, static_cast<std::uint32_t>(i));
-    make_distribution(object.emission_distribution, object.emission_list);
-    make_distribution(object.virtual_light_distribution, object.virtual_light_list);
+    object.emission_weight = make_distribution(object.emission_distribution, object.emission_list);
+    object.virtual_light_weight =
+        make_distribution(object.virtual_light_distribution, object.virtual_light_list);
 }
 
 } // namespace mh

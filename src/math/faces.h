@@ -6,11 +6,10 @@
 
 namespace mh {
 
-// Heron's formula over squared edge lengths, 0.25 safe_root((a + b + c)^2 - 2 (a^2 + b^2 + c^2)).
+// Half the cross product of two edges, and of the diagonals of a quad, in double: what Heron's and
+// Bretschneider's formulas give, without their cancellation on thin faces. 0 for a face without
+// area: the root has no floor, since the light of a lamp is proportional to its area.
 float triangle_area(const Vec3& p0, const Vec3& p1, const Vec3& p2);
-
-// Bretschneider's formula over squared diagonals p, q and sides a, b, c, d:
-// 0.25 safe_root(4 p q - (a - b + c - d)^2).
 float tetragon_area(const Vec3& p0, const Vec3& p1, const Vec3& p2, const Vec3& p3);
 
 // Unit normal (p1 - p0) x (p2 - p0); zero for a triangle without area.

@@ -56,7 +56,9 @@ TEST(Sampling, MapsHaveTheirDensities) {
         {[](Vec2 uv) { return sample_sphere(uv); },
          [](const Vec3& d) { return 0.5f * (1.0f + d.z); }},
         {[](Vec2 uv) { return sample_cone_local(uv, 0.25f); },
-         [](const Vec3& d) { return (1.0f - d.z) * 4.0f; }}};
+         [](const Vec3& d) { return (1.0f - d.z) * 4.0f; }},
+        {[](Vec2 uv) { return sample_cone_local(uv, 5e-11f); }, // a ball seen from 1e5 radii away
+         [](const Vec3& d) { return (d.x * d.x + d.y * d.y) * 1e10f; }}};
     for (const auto& [map, share] : maps) {
         std::vector<int> counts(100);
         for (int i = 0; i < kDraws; ++i) {

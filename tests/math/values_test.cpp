@@ -81,8 +81,15 @@ TEST(Matrices, InverseUndoesTheMatrixAndRefusesSingularOnes) {
     }
 }
 
-TEST(Faces, TrapezoidHasItsArea) {
-    EXPECT_NEAR(tetragon_area({0, 0, 0}, {4, 0, 0}, {3, 2, 0}, {1, 2, 0}), 6.0f, 1e-4f);
+// A trapezoid, a square of 1 mm, and a strip of 10 m by 1 mm.
+TEST(Faces, HaveTheirAreasHoweverSmallOrThin) {
+    EXPECT_FLOAT_EQ(tetragon_area({0, 0, 0}, {4, 0, 0}, {3, 2, 0}, {1, 2, 0}), 6.0f);
+    for (const Vec3 edge : {Vec3{1e-3f, 0, 0}, Vec3{10, 0, 0}}) {
+        const Vec3 up = {0, 1e-3f, 0};
+        EXPECT_FLOAT_EQ(tetragon_area({}, edge, edge + up, up), 1e-3f * edge.x);
+        EXPECT_FLOAT_EQ(triangle_area({}, edge, up), 0.5e-3f * edge.x);
+    }
+    EXPECT_EQ(triangle_area({}, {1, 1, 1}, {2, 2, 2}), 0.0f);
 }
 
 TEST(PackedUnit, KeepsDirectionsAndTheZeroTriple) {
