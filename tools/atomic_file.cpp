@@ -2,13 +2,13 @@
 // SPDX-License-Identifier: MIT
 #include "atomic_file.h"
 
+#include "math/input_file.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
-#include <iterator>
 #include <system_error>
 
 #include <fcntl.h>
@@ -54,9 +54,10 @@ std::string WriteWholeFile(const std::string& path, std::string_view content) {
 }
 
 bool ReadWholeFile(const std::string& path, std::string& content) {
-    std::ifstream file(path, std::ios::binary);
-    content.assign(std::istreambuf_iterator<char>(file), {});
-    return file.is_open() && !file.bad();
+    InputFile file = OpenInput(path);
+    if (!file || !FitsMemory(file)) return false;
+    content = ReadRest(file);
+    return std::ferror(file.handle.get()) == 0;
 }
 
 void Complain(const std::string& message) {

@@ -4,6 +4,7 @@
 
 #include "captured_report.h"
 #include "frame/phases.h"
+#include "math/input_file.h"
 #include "output/image_writer.h"
 #include "shading/image_reader.h"
 #include "shading/images.h"
@@ -11,7 +12,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <filesystem>
 #include <string_view>
 
 namespace mh {
@@ -41,9 +41,7 @@ bool is_linear_format(const std::string& name) {
 }
 
 std::string ReadPixels(const std::string& path, Pixels& pixels) {
-    std::error_code error;
-    if (!std::filesystem::is_regular_file(path, error))
-        return "cannot read " + path + ": no such file";
+    if (!OpenInput(path)) return "cannot read " + path + ": no such file";
     Image image;
     image.path = path;
     const std::string fault = ReadImageFile(path, image, FloatStorage::floats);

@@ -13,7 +13,6 @@
 #include <array>
 #include <bit>
 #include <cstring>
-#include <filesystem>
 #include <limits>
 #include <string_view>
 
@@ -40,7 +39,7 @@ static_assert(sizeof(HairHeader) == 128);
 enum HairArray : std::uint32_t { segments, points, thickness, transparency, color };
 
 struct HairFile {
-    FileHandle file;
+    InputFile file;
     std::uint64_t bytes_left = 0;
     HairHeader header;
     std::vector<std::uint16_t> segments;
@@ -65,7 +64,7 @@ bool read_array(HairFile& hair, HairArray array, std::uint32_t count, std::vecto
     if (!present(hair, array)) return true;
     if (!claim(hair, std::uint64_t{count} * sizeof(T))) return false;
     values.resize(count);
-    return std::fread(values.data(), sizeof(T), count, hair.file.get()) == count;
+    return std::fread(values.data(), sizeof(T), count, hair.file.handle.get()) == count;
 }
 
 // An array that is not used, but must be there.
@@ -75,7 +74,7 @@ bool skip_array(HairFile& hair, HairArray array, std::uint64_t bytes_per_point) 
 
 bool read_header(HairFile& hair) {
     return claim(hair, sizeof(HairHeader))
-           && std::fread(&hair.header, sizeof(HairHeader), 1, hair.file.get()) == 1;
+           && std::fread(&hair.header, sizeof(HairHeader), 1, hair.file.handle.get()) == 1;
 }
 
 // What is wrong with the file, or nothing.
@@ -160,13 +159,11 @@ void read_fur_line(Part& part, std::vector<std::uint32_t>& segments, TextCursor 
 }
 
 // Points are held together with all that is derived from them.
-bool fits_memory(const std::string& path) {
+bool fits_memory(const InputFile& file, const std::string& path) {
     constexpr double kCopies = 5.0; // of a file
-    std::error_code error;
-    const auto size = std::filesystem::file_size(path, error);
-    if (error || FitsMemory(kCopies * static_cast<double>(size))) return true;
-    ReportText("hair of " + std::to_string(size) + " bytes needs more memory than there is "
-               + path);
+    if (FitsMemory(kCopies * static_cast<double>(file.size_bytes))) return true;
+    ReportText("hair of " + std::to_string(file.size_bytes)
+               + " bytes needs more memory than there is " + path);
     return false;
 }
 
@@ -176,9 +173,8 @@ void ReadHair(Part& part, const std::string& path) {
     HairFile hair;
     hair.file = OpenInput(path);
     if (!hair.file) return ReportText("cannot open " + path);
-    if (!fits_memory(path)) return;
-    std::error_code ignored;
-    hair.bytes_left = std::filesystem::file_size(path, ignored);
+    if (!fits_memory(hair.file, path)) return;
+    hair.bytes_left = hair.file.size_bytes;
     if (const std::string fault = read_arrays(hair); !fault.empty())
         return ReportText(fault + path);
     const std::vector<std::uint32_t> segments = segment_counts(hair, hair.points.size());
@@ -190,7 +186,7 @@ void ReadFur(Part& part, const std::string& path) {
     constexpr float kRadius = 0.003f; // of all points; the format has none
     LineReader reader;
     reader.file = OpenInput(path);
-    if (!reader.file || !fits_memory(path)) return;
+    if (!reader.file || !fits_memory(reader.file, path)) return;
     std::vector<std::uint32_t> segments;
     for (TextCursor line; read_line(reader, line) && !reader.cut;)
         read_fur_line(part, segments, line);

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <filesystem>
 
 namespace mh {
 
@@ -21,9 +20,9 @@ void refill(LineReader& reader) {
     reader.end -= reader.begin;
     reader.begin = 0;
     const std::size_t wanted = kBufferSize - reader.end;
-    const std::size_t got = std::fread(data + reader.end, 1, wanted, reader.file.get());
+    const std::size_t got = std::fread(data + reader.end, 1, wanted, reader.file.handle.get());
     reader.end += got;
-    if (got < wanted) reader.file.reset();
+    if (got < wanted) reader.file.handle.reset();
 }
 
 const char* find(const char* text, char c, std::size_t size) {
@@ -31,12 +30,6 @@ const char* find(const char* text, char c, std::size_t size) {
 }
 
 } // namespace
-
-FileHandle OpenInput(const std::string& path) {
-    std::error_code ignored;
-    if (!std::filesystem::is_regular_file(path, ignored)) return nullptr;
-    return FileHandle(std::fopen(path.c_str(), "rb"));
-}
 
 bool read_line(LineReader& reader, TextCursor& line) {
     if (reader.end - reader.begin <= kLongestLine && reader.file) refill(reader);

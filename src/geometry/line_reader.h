@@ -3,26 +3,15 @@
 #pragma once
 
 #include "geometry/number_text.h"
+#include "math/input_file.h"
 
 #include <cstddef>
-#include <cstdio>
-#include <memory>
-#include <string>
 #include <vector>
 
 namespace mh {
 
-struct FileCloser {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
-
-using FileHandle = std::unique_ptr<std::FILE, FileCloser>;
-
-// Null unless the path names a regular file (links are followed) that can be read.
-FileHandle OpenInput(const std::string& path);
-
 struct LineReader {
-    FileHandle file;
+    InputFile file;
     std::vector<char> buffer;
     std::size_t begin = 0, end = 0; // what the buffer still holds
     bool cut = false;               // the last line was longer than 4095 characters

@@ -8,6 +8,7 @@
 #include "geometry/objects.h"
 #include "lights/gaffer.h"
 #include "lights/sky_light.h"
+#include "math/input_file.h"
 #include "math/memory.h"
 #include "output/camera.h"
 #include "scene/blocks.h"
@@ -16,8 +17,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <limits>
 #include <utility>
 #include <vector>
@@ -246,18 +245,11 @@ constexpr Keyword kKeywords[] = {
 };
 
 // The text itself, which is held as a whole.
-bool text_fits(const std::string& path) {
-    std::error_code error;
-    const auto size = std::filesystem::file_size(path, error);
-    if (error || FitsMemory(2.0 * static_cast<double>(size))) return true;
-    ReportError("scene - " + path + " of " + std::to_string(size)
+bool text_fits(const InputFile& file, const std::string& path) {
+    if (FitsMemory(file)) return true;
+    ReportError("scene - " + path + " of " + std::to_string(file.size_bytes)
                 + " bytes needs more memory than there is; it is not read");
     return false;
-}
-
-bool is_regular_file(const std::filesystem::path& path) {
-    std::error_code error;
-    return std::filesystem::is_regular_file(path, error);
 }
 
 } // namespace
@@ -270,12 +262,10 @@ std::vector<std::string_view> BlockWords() {
 }
 
 bool ReadSceneFile(const std::string& path, const ReadListener& listener) {
-    if (!is_regular_file(path)) return false;
-    std::ifstream file(path, std::ios::binary);
+    InputFile file = OpenInput(path);
     if (!file) return false;
-    if (!text_fits(path)) return true;
-    Reading reading = {{}, path, listener};
-    reading.text.content.assign(std::istreambuf_iterator<char>(file), {});
+    if (!text_fits(file, path)) return true;
+    Reading reading = {{ReadRest(file)}, path, listener};
     tell(reading, note_of(reading, ReadEvent::file, nullptr));
     std::string_view rest;
     while (next_words(reading, rest)) {

@@ -4,20 +4,14 @@
 
 namespace mh {
 
-void OpenBytes(ByteSource& source, const std::string& file) {
-    source.stream.open(file, std::ios::binary | std::ios::ate);
-    const std::streamoff end = source.stream.tellg();
-    source.size = end > 0 ? static_cast<std::uint64_t>(end) : 0;
-}
-
 std::uint8_t byte_at(ByteSource& source, std::uint64_t offset) {
-    if (offset >= source.size) return 0;
+    if (offset >= source.file.size_bytes) return 0;
     if (offset - source.block_start >= source.block_size) { // also where the offset lies before it
         source.block_start = offset / source.block.size() * source.block.size();
-        source.stream.clear();
-        source.stream.seekg(static_cast<std::streamoff>(source.block_start));
-        source.stream.read(source.block.data(), static_cast<std::streamsize>(source.block.size()));
-        source.block_size = static_cast<std::uint64_t>(source.stream.gcount());
+        std::FILE* const handle = source.file.handle.get();
+        source.block_size = fseeko(handle, static_cast<off_t>(source.block_start), SEEK_SET) == 0
+                                ? std::fread(source.block.data(), 1, source.block.size(), handle)
+                                : 0;
     }
     const std::uint64_t i = offset - source.block_start;
     return i < source.block_size ? static_cast<std::uint8_t>(source.block[i]) : std::uint8_t{0};

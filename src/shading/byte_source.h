@@ -2,22 +2,20 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "math/input_file.h"
+
 #include <array>
 #include <cstdint>
-#include <fstream>
 #include <string>
 
 namespace mh {
 
 struct ByteSource {
-    std::ifstream stream;
-    std::uint64_t size = 0;
+    InputFile file;
     std::uint64_t block_start = 0;
     std::uint64_t block_size = 0;
     std::array<char, 4096> block = {};
 };
-
-void OpenBytes(ByteSource& source, const std::string& file);
 
 // The byte at an offset; 0 beyond the end.
 std::uint8_t byte_at(ByteSource& source, std::uint64_t offset);

@@ -3,15 +3,15 @@
 // SPDX-License-Identifier: MIT
 #include "shading/image_decoder.h"
 
+#include "math/input_file.h"
 #include "math/rgbe.h"
 #include "shading/images.h"
 
 #include <algorithm>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <optional>
+#include <span>
 
 #include <FreeImage.h>
 #include <dlfcn.h>
@@ -126,16 +126,12 @@ bool copy_pixels(FIBITMAP* bitmap, Image& image, FloatStorage storage) {
     }
 }
 
-std::vector<std::uint8_t> bytes_of(const std::string& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-}
-
 // A JPEG file without its metadata, whose parsers do not check what they are given: segments of
 // applications but JFIF's and the one that tells how colours are coded.
-std::vector<std::uint8_t> without_metadata(const std::vector<std::uint8_t>& jpeg) {
+std::vector<std::uint8_t> without_metadata(std::span<const std::uint8_t> jpeg) {
     constexpr std::uint8_t kFirst = 0xE1, kLast = 0xEF, kColors = 0xEE, kScan = 0xDA;
-    std::vector<std::uint8_t> kept(jpeg.begin(), jpeg.begin() + 2);
+    std::vector<std::uint8_t> kept(jpeg.begin(),
+                                   jpeg.begin() + std::min<std::ptrdiff_t>(2, std::ssize(jpeg)));
     std::size_t at = 2;
     while (at + 4 <= jpeg.size() && jpeg[at] == 0xFF && jpeg[at + 1] != kScan) {
         const std::uint8_t marker = jpeg[at + 1];
@@ -158,7 +154,11 @@ double pixel_count(FIBITMAP* bitmap) {
 
 FIBITMAP* decode(const std::string& file, FREE_IMAGE_FORMAT format) {
     if (format != FIF_JPEG) return FreeImage_Load(format, file.c_str(), 0);
-    std::vector<std::uint8_t> bytes = without_metadata(bytes_of(file));
+    InputFile input = OpenInput(file);
+    if (!input || !FitsMemory(input)) return nullptr;
+    const std::string content = ReadRest(input);
+    std::vector<std::uint8_t> bytes =
+        without_metadata({reinterpret_cast<const std::uint8_t*>(content.data()), content.size()});
     FIMEMORY* memory = FreeImage_OpenMemory(bytes.data(), static_cast<DWORD>(bytes.size()));
     FIBITMAP* bitmap = FreeImage_LoadFromMemory(format, memory, 0);
     FreeImage_CloseMemory(memory);

@@ -52,7 +52,7 @@ Claimed claim_of_png(ByteSource& s) {
 Claimed claim_of_jpeg(ByteSource& s) {
     constexpr double kPixelsPerByte = 512.0;
     std::uint64_t at = 2;
-    while (at + 9 < s.size) {
+    while (at + 9 < s.file.size_bytes) {
         const int marker = byte_at(s, at + 1);
         if (byte_at(s, at) != 0xFF) return {};
         const bool fill = marker == 0xFF;
@@ -73,7 +73,7 @@ Claimed claim_of_jpeg(ByteSource& s) {
 std::string line_at(ByteSource& s, std::uint64_t& at) {
     constexpr std::size_t kLongest = 4096;
     std::string line;
-    while (at < s.size && line.size() < kLongest) {
+    while (at < s.file.size_bytes && line.size() < kLongest) {
         const char c = static_cast<char>(byte_at(s, at++));
         if (c == '\n') break;
         line += c;
@@ -85,7 +85,7 @@ std::string line_at(ByteSource& s, std::uint64_t& at) {
 Claimed claim_of_hdr(ByteSource& s) {
     constexpr double kNarrowestRuns = 8.0, kWidestRuns = 32767.0, kLongestRun = 127.0;
     std::uint64_t at = 0;
-    while (at < s.size && !line_at(s, at).empty()) {
+    while (at < s.file.size_bytes && !line_at(s, at).empty()) {
     }
     int width = 0, height = 0;
     if (std::sscanf(line_at(s, at).c_str(), "-Y %d +X %d", &height, &width) != 2) return {};
@@ -98,7 +98,7 @@ Claimed claim_of_hdr(ByteSource& s) {
 std::string text_at(ByteSource& s, std::uint64_t& at) {
     constexpr std::size_t kLongest = 256; // of the names of attributes
     std::string text;
-    while (at < s.size && text.size() < kLongest) {
+    while (at < s.file.size_bytes && text.size() < kLongest) {
         const char c = static_cast<char>(byte_at(s, at++));
         if (c == '\0') break;
         text += c;
@@ -118,7 +118,7 @@ Claimed claim_of_exr(ByteSource& s) {
         text_at(s, at); // the type
         const std::int32_t size = little_endian_int(s, at);
         at += 4;
-        if (size < 0 || at + static_cast<std::uint64_t>(size) > s.size) return {};
+        if (size < 0 || at + static_cast<std::uint64_t>(size) > s.file.size_bytes) return {};
         if (name == "dataWindow" && size == 16) {
             claim.width = 1.0 + little_endian_int(s, at + 8) - little_endian_int(s, at);
             claim.height = 1.0 + little_endian_int(s, at + 12) - little_endian_int(s, at + 4);
@@ -183,7 +183,7 @@ Claimed claim_of_tiff(ByteSource& s) {
     std::uint64_t at = number(s, big ? 8 : 4, offset_bytes);
     const std::uint64_t entries = number(s, at, static_cast<int>(count_bytes));
     at += count_bytes;
-    if (at >= s.size || entries > (s.size - at) / entry_bytes) return {};
+    if (at >= s.file.size_bytes || entries > (s.file.size_bytes - at) / entry_bytes) return {};
     TiffTags tags;
     for (std::uint64_t i = 0; i < entries; ++i, at += entry_bytes) {
         constexpr int kBytes[17] = {0, 1, 1, 2, 4, 0, 1, 1, 2, 4, 0, 0, 0, 4, 0, 0, 8}; // by type
@@ -233,7 +233,7 @@ Claimed claim_of_gif(ByteSource& s) {
 double number_at(ByteSource& s, std::uint64_t& at) {
     constexpr double kLargest = 1e12;
     bool comment = false;
-    for (; at < s.size; ++at) {
+    for (; at < s.file.size_bytes; ++at) {
         const int c = byte_at(s, at);
         if (c == '#') comment = true;
         if (c == '\n' || c == '\r') comment = false;
@@ -288,14 +288,15 @@ Claimed claim_of(ByteSource& s, ImageFormat format) {
 
 ImageHeader ReadImageHeader(const std::string& file, ImageFormat format) {
     constexpr double kCopies = 2.0; // the decoder's pixels and ours
-    ByteSource source;
-    OpenBytes(source, file);
+    ByteSource source = {OpenInput(file)};
+    if (!source.file) return {"cannot be opened"};
     const Claimed claim = claim_of(source, format);
     if (!claim) return {"has a damaged header"};
     if (!(claim->width >= 1.0 && claim->height >= 1.0)) return {"has no pixels"};
     const double pixels = claim->width * claim->height, bytes = pixels * claim->pixel_bytes;
     if (pixels > kMostPixels) return {"has more than 2^28 pixels"};
-    if (claim->least_bytes > as_double(source.size)) return {"is too short for its size in pixels"};
+    if (claim->least_bytes > as_double(source.file.size_bytes))
+        return {"is too short for its size in pixels"};
     if (!FitsMemory(kCopies * bytes)) return {"needs more memory than there is"};
     return {{}, pixels, bytes};
 }

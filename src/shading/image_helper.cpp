@@ -3,6 +3,7 @@
 // SPDX-License-Identifier: MIT
 #include "shading/image_helper.h"
 
+#include "math/input_file.h"
 #include "math/memory.h"
 #include "shading/image_stream.h"
 
@@ -149,9 +150,7 @@ Budget BudgetOf(const std::string& file, FREE_IMAGE_FORMAT format) {
     constexpr double kSeconds = 4.0, kBytes = 805306368.0; // for any file
     constexpr double kSecondsOfByte = 1e-6, kSecondsOfPixel = 1e-7;
     constexpr double kCopies = 3.0, kUnpacked = 64.0;
-    std::error_code fault;
-    const auto length = std::filesystem::file_size(file, fault);
-    const double file_bytes = fault ? 0.0 : static_cast<double>(length);
+    const auto file_bytes = static_cast<double>(OpenInput(file).size_bytes);
     const ImageHeader header = HeaderOf(file, format);
     const double unpacked = header.bytes > 0.0 ? kCopies * header.bytes : kUnpacked * file_bytes;
     return {kSeconds + kSecondsOfByte * file_bytes + kSecondsOfPixel * header.pixels,

@@ -3,13 +3,12 @@
 #include "shading/images.h"
 
 #include "frame/report.h"
+#include "math/input_file.h"
 #include "math/name_index.h"
 #include "shading/image_reader.h"
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
-#include <fstream>
 #include <limits>
 
 namespace mh {
@@ -41,11 +40,6 @@ std::size_t texel_count(const Image& image) {
     return static_cast<std::size_t>(image.width) * static_cast<std::size_t>(image.height);
 }
 
-bool is_readable(const std::string& file) {
-    std::error_code fault;
-    return std::filesystem::is_regular_file(file, fault) && std::ifstream(file).is_open();
-}
-
 // The first folder of the search list that has the file, whose name may be written with either
 // separator; empty when none has.
 std::string find_file(const std::string& path) {
@@ -53,8 +47,8 @@ std::string find_file(const std::string& path) {
     std::replace(slashed.begin(), slashed.end(), '\\', '/');
     for (const std::string& folder : ImageSearchPaths) {
         const std::string prefix = folder.empty() ? "" : folder + "/";
-        if (is_readable(prefix + path)) return prefix + path;
-        if (is_readable(prefix + slashed)) return prefix + slashed;
+        if (OpenInput(prefix + path)) return prefix + path;
+        if (OpenInput(prefix + slashed)) return prefix + slashed;
     }
     return {};
 }

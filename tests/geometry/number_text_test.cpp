@@ -59,16 +59,16 @@ TEST(ReadLine, SplitsTextAsALineBufferOf4096Does) {
     folder.write("text", text);
     LineReader reader;
     reader.file = OpenInput("text");
-    const FileHandle oracle = OpenInput("text");
+    const InputFile oracle = OpenInput("text");
     std::string buffer(4096, '\0');
     for (TextCursor line; read_line(reader, line);) {
         if (at_end(line)) continue;
         std::string expected;
-        while (expected.empty() && std::fgets(buffer.data(), 4096, oracle.get()) != nullptr)
+        while (expected.empty() && std::fgets(buffer.data(), 4096, oracle.handle.get()) != nullptr)
             expected.assign(buffer.c_str(), std::strcspn(buffer.c_str(), "\n"));
         ASSERT_EQ(std::string(line.next, line.end), expected);
     }
-    EXPECT_EQ(std::fgets(buffer.data(), 4096, oracle.get()), nullptr);
+    EXPECT_EQ(std::fgets(buffer.data(), 4096, oracle.handle.get()), nullptr);
 }
 
 } // namespace

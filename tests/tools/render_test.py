@@ -245,6 +245,14 @@ class Checkpoints(RenderTest):
         self.assertEqual([f for f in frames if f], [7, 8, 9])
         self.assertIn("6 frames already", self.render("--resume", "c").stderr)
 
+    def test_what_is_no_file_is_not_read(self):
+        os.mkdir(self.path("scene/shader/a.mh"))
+        os.mkfifo(self.path("scene/shader/b.mh"))
+        os.symlink("/dev/zero", self.path("scene/shader/c.mh"))
+        self.render("--checkpoint", "c")
+        self.render("--resume", "c", "--sample", "7")
+        self.render("--resume", "scene/shader/b.mh", status=2)
+
     def test_files_of_other_scenes_and_damaged_ones_are_refused(self):
         self.render("--checkpoint", "c")
         good = self.bytes_of("c")

@@ -1,0 +1,40 @@
+// Guarded opening of files.
+// SPDX-License-Identifier: MIT
+#include "math/input_file.h"
+
+#include "math/memory.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace mh {
+
+// Without O_NONBLOCK the opening of a FIFO waits for its writer.
+InputFile OpenInput(const std::string& path) {
+    const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (descriptor < 0) return {};
+    struct stat status = {};
+    InputFile file;
+    if (fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode))
+        file.handle.reset(fdopen(descriptor, "rb"));
+    if (!file) {
+        close(descriptor);
+        return {};
+    }
+    file.size_bytes = static_cast<std::uint64_t>(status.st_size);
+    return file;
+}
+
+bool FitsMemory(const InputFile& file) {
+    constexpr double kCopies = 2.0;
+    return FitsMemory(kCopies * static_cast<double>(file.size_bytes));
+}
+
+std::string ReadRest(InputFile& file) {
+    std::string content(file.size_bytes, '\0');
+    content.resize(std::fread(content.data(), 1, content.size(), file.handle.get()));
+    return content;
+}
+
+} // namespace mh

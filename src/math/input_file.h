@@ -1,0 +1,34 @@
+// The one way to open a file that a scene or a user names. What is no regular file, such as a FIFO, a
+// device or a directory, may block for ever or have no end, and is not opened.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+
+namespace mh {
+
+struct FileCloser {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
+struct InputFile {
+    std::unique_ptr<std::FILE, FileCloser> handle;
+    std::uint64_t size_bytes = 0; // when it was opened
+
+    explicit operator bool() const { return handle != nullptr; }
+};
+
+// Empty unless the path names a regular file (links are followed) that can be read. The kind is
+// that of the opened file: the path may lead to another one a moment later.
+InputFile OpenInput(const std::string& path);
+
+// Whether the content and a copy of it fit into memory.
+bool FitsMemory(const InputFile& file);
+
+// The rest, up to the size that the file had when it was opened.
+std::string ReadRest(InputFile& file);
+
+} // namespace mh
