@@ -3,12 +3,8 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
 namespace mh {
-
-// Writes beside the target and renames. Empty on success, else why the older file stands.
-std::string WriteWholeFile(const std::string& path, std::string_view content);
 
 // Whether all of the file could be read.
 bool ReadWholeFile(const std::string& path, std::string& content);

@@ -3,10 +3,11 @@
 #include "checkpoint.h"
 
 #include "atomic_file.h"
-#include "digest.h"
 #include "frame/types.h"
 #include "geometry/types.h"
+#include "math/digest.h"
 #include "output/camera.h"
+#include "output/file_writer.h"
 #include "output_images.h"
 
 #include <algorithm>
@@ -187,7 +188,7 @@ std::string WriteCheckpoint(const std::string& path, const Checkpoint& checkpoin
     for (const SavedImage& image : checkpoint.images)
         put_image(bytes, image);
     put(bytes, sum_of(bytes));
-    return WriteWholeFile(path, bytes);
+    return ReplaceFile(path, bytes);
 }
 
 std::string ReadCheckpoint(const std::string& path, Checkpoint& checkpoint) {

@@ -4,6 +4,7 @@
 
 #include "atomic_file.h"
 #include "frame/phases.h"
+#include "output/image_writer.h"
 #include "pixels.h"
 
 #include <cmath>
@@ -68,8 +69,7 @@ int convert_started(const Arguments& arguments) {
     Pixels pixels;
     const std::string unread = ReadPixels(arguments.first_image, pixels);
     if (!unread.empty()) return fail(kSceneFaults, unread);
-    convert(pixels, is_linear_format(arguments.first_image),
-            is_linear_format(arguments.second_image),
+    convert(pixels, HoldsFloats(arguments.first_image), HoldsFloats(arguments.second_image),
             static_cast<float>(std::exp2(arguments.exposure)), curve_of(arguments.tonemap));
     const std::string unwritten = WritePixels(arguments.second_image, pixels);
     return unwritten.empty() ? kDone : fail(kNotWritten, unwritten);

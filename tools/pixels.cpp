@@ -9,10 +9,7 @@
 #include "shading/image_reader.h"
 #include "shading/images.h"
 
-#include <algorithm>
-#include <array>
 #include <cmath>
-#include <string_view>
 
 namespace mh {
 
@@ -31,14 +28,6 @@ Vec3 value_of(const Image& image, std::int64_t texel) {
 }
 
 } // namespace
-
-bool is_linear_format(const std::string& name) {
-    constexpr std::array<std::string_view, 6> kExtensions = {".exr", ".EXR", ".hdr",
-                                                             ".HDR", ".pfm", ".PFM"};
-    return std::any_of(kExtensions.begin(), kExtensions.end(), [&](std::string_view extension) {
-        return name.find(extension) != name.npos;
-    });
-}
 
 std::string ReadPixels(const std::string& path, Pixels& pixels) {
     if (!OpenInput(path)) return "cannot read " + path + ": no such file";

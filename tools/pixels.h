@@ -14,10 +14,8 @@ struct Pixels {
     std::vector<Vec3> values;
 };
 
-// Formats of high range hold linear light; the others are displayed values in sRGB.
-bool is_linear_format(const std::string& name);
-
-// Both as the file's format holds them. Empty on success, else why not.
+// Both as the file's format holds them: linear light in floats, displayed values of sRGB in bytes.
+// Empty on success, else why not.
 std::string ReadPixels(const std::string& path, Pixels& pixels);
 std::string WritePixels(const std::string& path, const Pixels& pixels);
 

@@ -7,6 +7,7 @@
 #include "frame/phases.h"
 #include "frame/types.h"
 #include "output/camera.h"
+#include "output/file_writer.h"
 #include "output/run_hooks.h"
 #include "output_images.h"
 #include "overrides.h"
@@ -158,7 +159,7 @@ int render_opened(const Arguments& arguments) {
 }
 
 int write_report(const std::string& path, const std::string& scene, int status) {
-    const std::string fault = WriteWholeFile(path, ReportText(run.record, scene, status));
+    const std::string fault = ReplaceFile(path, ReportText(run.record, scene, status));
     if (fault.empty()) return status;
     Complain("cannot write " + path + ": " + fault);
     return status == kDone ? kNotWritten : status;

@@ -19,6 +19,7 @@
 #include "math/rgbe.h"
 #include "math/sequence.h"
 #include "output/camera.h"
+#include "output/image_writer.h"
 #include "output/progressive.h"
 #include "shading/hair_table.h"
 #include "shading/images.h"
@@ -59,6 +60,7 @@ void reset_run() {
     ActiveCameraIndex = 0;
     FrameIndex = CurrentSample = 0;
     SceneDirectory.clear();
+    WriteFaults.clear();
 }
 
 // Releases the storage too: a vector that is only cleared keeps it.

@@ -1,19 +1,15 @@
 // Saves image buffers in the format that their file name asks for. Called on the main thread after
-// the last frame and by the finalisation phases. A file is encoded in memory, written beside its
-// target and renamed: a full disk or a kill leaves the older file.
+// the last frame and by the finalisation phases. A file is encoded in memory and replaced as a whole.
 // SPDX-License-Identifier: MIT
 #include "output/image_writer.h"
 
 #include "frame/report.h"
+#include "output/file_writer.h"
 #include "output/run_hooks.h"
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstdint>
-#include <cstdio>
-#include <cstring>
-#include <filesystem>
 #include <limits>
 #include <memory>
 #include <string>
@@ -21,16 +17,13 @@
 #include <vector>
 
 #include <FreeImage.h>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace mh {
 
 namespace {
 
 struct FileFormat {
-    std::string_view lower, upper; // extension, found anywhere in the name
+    std::string_view lower, upper; // extension, found anywhere in the file's own name
     FREE_IMAGE_FORMAT format;
 };
 
@@ -57,7 +50,6 @@ constexpr std::array kFormats = {
     FileFormat{".xbm", ".XBM", FIF_XBM},       FileFormat{".xpm", ".XPM", FIF_XPM},
 };
 
-constexpr std::size_t kShortestFloatName = 4;
 constexpr float kByteStep = 1.0f / 255.0f;
 constexpr float kWordStep = 1.0f / 65535.0f;
 
@@ -72,17 +64,18 @@ struct CloseMemory {
 using Bitmap = std::unique_ptr<FIBITMAP, Unload>;
 using Memory = std::unique_ptr<FIMEMORY, CloseMemory>;
 
-bool contains(std::string_view name, std::string_view lower, std::string_view upper) {
-    return name.find(lower) != std::string_view::npos || name.find(upper) != std::string_view::npos;
+// Folders do not choose a format.
+std::string_view own_name(std::string_view path) {
+    return path.substr(path.rfind('/') + 1);
 }
 
-bool is_pfm(std::string_view name) {
-    return contains(name, ".pfm", ".PFM");
+bool contains(std::string_view path, std::string_view lower, std::string_view upper) {
+    const std::string_view name = own_name(path);
+    return name.find(lower) != name.npos || name.find(upper) != name.npos;
 }
 
-bool wants_floats(std::string_view name) {
-    if (name.size() < kShortestFloatName) return false;
-    return contains(name, ".exr", ".EXR") || contains(name, ".hdr", ".HDR") || is_pfm(name);
+bool is_pfm(std::string_view path) {
+    return contains(path, ".pfm", ".PFM");
 }
 
 // The element, or 0 behind the end of a buffer.
@@ -160,69 +153,25 @@ Bitmap byte_bitmap(const Image& image) {
 
 // The library counts rows from the bottom; only its PFM writer already turns them.
 Bitmap make_bitmap(const Image& image) {
-    Bitmap bitmap = wants_floats(image.path) ? float_bitmap(image) : byte_bitmap(image);
+    Bitmap bitmap = HoldsFloats(image.path) ? float_bitmap(image) : byte_bitmap(image);
     if (bitmap && !is_pfm(image.path)) FreeImage_FlipVertical(bitmap.get());
     return bitmap;
 }
 
 // The bytes of the file in the first format of the name that can hold the bitmap; null when none.
-Memory encode(FIBITMAP* bitmap, std::string_view name) {
+Memory encode(FIBITMAP* bitmap, std::string_view path) {
     for (const FileFormat& row : kFormats) {
-        if (!contains(name, row.lower, row.upper)) continue;
+        if (!contains(path, row.lower, row.upper)) continue;
         Memory memory(FreeImage_OpenMemory());
         if (FreeImage_SaveToMemory(row.format, bitmap, memory.get(), 0)) return memory;
     }
     return nullptr;
 }
 
-bool has_known_extension(std::string_view name) {
-    return std::any_of(kFormats.begin(), kFormats.end(), [name](const FileFormat& row) {
-        return contains(name, row.lower, row.upper);
+bool has_known_extension(std::string_view path) {
+    return std::any_of(kFormats.begin(), kFormats.end(), [path](const FileFormat& row) {
+        return contains(path, row.lower, row.upper);
     });
-}
-
-bool write_all(int file, const BYTE* bytes, std::size_t count) {
-    while (count > 0) {
-        const ssize_t written = write(file, bytes, count);
-        if (written < 0 && errno == EINTR) continue;
-        if (written <= 0) return false;
-        bytes += written;
-        count -= static_cast<std::size_t>(written);
-    }
-    return true;
-}
-
-// A new file of these bytes; false with errno set, and no file left, when that fails.
-bool write_new_file(const std::string& name, const BYTE* bytes, std::size_t count) {
-    constexpr mode_t kReadableByAll = 0666; // less the umask
-    const int file = open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kReadableByAll);
-    if (file < 0) return false;
-    bool good = write_all(file, bytes, count);
-    int reason = errno;
-    if (close(file) != 0 && good) {
-        good = false;
-        reason = errno;
-    }
-    if (!good) unlink(name.c_str());
-    errno = reason;
-    return good;
-}
-
-// Puts the file in its place in one step; a link is followed. Empty on success, else why not.
-std::string replace_file(const std::string& path, const BYTE* bytes, std::size_t count) {
-    std::error_code ignored;
-    const std::filesystem::file_status status = std::filesystem::status(path, ignored);
-    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status))
-        return "it is no regular file"; // not even a link to a device is replaced
-    const bool link = std::filesystem::is_symlink(path, ignored);
-    const std::string target =
-        link ? std::filesystem::weakly_canonical(path, ignored).string() : path;
-    const std::string temporary = target + "." + std::to_string(getpid()) + ".tmp";
-    if (!write_new_file(temporary, bytes, count)) return std::strerror(errno);
-    if (std::rename(temporary.c_str(), target.c_str()) == 0) return {};
-    const std::string reason = std::strerror(errno);
-    unlink(temporary.c_str());
-    return reason;
 }
 
 // Empty on success, else why nothing was saved.
@@ -236,16 +185,30 @@ std::string save(const Image& image) {
     DWORD count = 0;
     if (!memory || !FreeImage_AcquireMemory(memory.get(), &bytes, &count))
         return "its format cannot hold this image";
-    return replace_file(image.path, bytes, count);
+    return ReplaceFile(image.path, {reinterpret_cast<const char*>(bytes), count});
+}
+
+// Pictures are written again and again: a fault that lasts is reported once, to the program around
+// the library or by the report.
+void report_fault(const std::string& path, const std::string& fault) {
+    std::string& last = WriteFaults[path];
+    if (last == fault) return;
+    last = fault;
+    if (Hooks.write_failed != nullptr) return Hooks.write_failed(path, fault);
+    ReportWarning("image - " + path + "\tcannot be written: " + fault);
 }
 
 } // namespace
 
-bool CanWriteAs(const std::string& name) {
+bool HoldsFloats(const std::string& path) {
+    return contains(path, ".exr", ".EXR") || contains(path, ".hdr", ".HDR") || is_pfm(path);
+}
+
+bool CanWriteAs(const std::string& path) {
     constexpr int kBitsOfPixel = 24;
-    const bool floats = wants_floats(name);
+    const bool floats = HoldsFloats(path);
     return std::any_of(kFormats.begin(), kFormats.end(), [&](const FileFormat& row) {
-        return contains(name, row.lower, row.upper)
+        return contains(path, row.lower, row.upper)
                && (floats ? FreeImage_FIFSupportsExportType(row.format, FIT_RGBF)
                           : FreeImage_FIFSupportsExportBPP(row.format, kBitsOfPixel));
     });
@@ -254,9 +217,11 @@ bool CanWriteAs(const std::string& name) {
 bool WriteImage(const Image& image) {
     if (image.path.empty()) return false;
     const std::string fault = save(image);
-    if (fault.empty()) return true;
-    ReportWarning("image - " + image.path + "\tcannot be written: " + fault);
-    if (Hooks.write_failed != nullptr) Hooks.write_failed(image.path, fault);
+    if (fault.empty()) {
+        WriteFaults.erase(image.path);
+        return true;
+    }
+    report_fault(image.path, fault);
     return false;
 }
 

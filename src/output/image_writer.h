@@ -4,14 +4,24 @@
 
 #include "shading/types.h"
 
+#include <map>
+#include <string>
+
 namespace mh {
 
-// Saves under image.path in the format whose extension occurs in it; row 0 is the top. False when
-// nothing was saved: no name, no pixels, an extension that writes nothing, a failed write. The
-// file appears whole or not at all; a failed write keeps the older file and gets a warning.
+// Saves under image.path in the format whose extension occurs in the file's own name, wherever its
+// folder is; row 0 is the top. False when nothing was saved: no name, no pixels, an extension that
+// writes nothing, a failed write. The file appears whole or not at all; a failed write keeps the
+// older file, and its reason is reported once.
 bool WriteImage(const Image& image);
 
+// By path: why the last write failed.
+extern std::map<std::string, std::string> WriteFaults;
+
 // Whether the name has an extension in which images can be saved.
-bool CanWriteAs(const std::string& name);
+bool CanWriteAs(const std::string& path);
+
+// Whether its format holds linear light in floats; the others hold bytes.
+bool HoldsFloats(const std::string& path);
 
 } // namespace mh

@@ -1,5 +1,6 @@
 // The global tables of this folder.
 // SPDX-License-Identifier: MIT
+#include "output/image_writer.h"
 #include "output/run_hooks.h"
 #include "output/types.h"
 
@@ -7,5 +8,6 @@ namespace mh {
 
 std::vector<Camera> Cameras;
 RunHooks Hooks;
+std::map<std::string, std::string> WriteFaults;
 
 } // namespace mh

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "output/image_writer.h"
 
+#include "output/file_writer.h"
 #include "shading/images.h"
 #include "support/expect.h"
 #include "support/fresh_scene.h"
@@ -9,6 +10,7 @@
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
+#include <thread>
 #include <tuple>
 
 #include <FreeImage.h>
@@ -131,10 +133,11 @@ TEST_F(ImageWriter, SpreadsOneChannelAndKeepsFour) {
     EXPECT_EQ(written(image, "gray.exr"), image.floats);
 }
 
-TEST_F(ImageWriter, TakesTheFirstFormatOfTheNameThatCanHoldTheImage) {
+TEST_F(ImageWriter, TakesTheFirstFormatOfTheFilesOwnNameThatCanHoldTheImage) {
     const std::string png = "\x89PNG";
-    for (const char* name : {"a.tif.png", "a.png.tif", "a.gif.png", "x.png/../a.PNG"}) {
-        std::filesystem::create_directories("x.png");
+    for (const char* name : {"a.tif.png", "a.png.tif", "a.gif.png", "www.icon.com/a.png",
+                             "shots.exr_tests/a.PNG", "a.pfm/../a.png"}) {
+        std::filesystem::create_directories(std::filesystem::path(name).remove_filename() / ".");
         ASSERT_TRUE(WriteImage(ramp(name))) << name;
         EXPECT_EQ(content_of(name).substr(0, 4), png) << name;
     }
@@ -152,6 +155,8 @@ TEST_F(ImageWriter, WritesNothingWithoutANameAPixelOrAnExtensionItKnows) {
         const std::string warning = std::string("warning :( \timage - ") + name;
         EXPECT_TRUE(report.starts_with(warning + "\tcannot be written: ")) << report;
         EXPECT_EQ(std::count(report.begin(), report.end(), '\n'), 1) << report;
+        EXPECT_FALSE(WriteImage(ramp(name)));
+        EXPECT_EQ(scene.take_report(), "") << "the same fault again";
     }
     Image image = ramp("a.png");
     for (const auto& [width, height] : {std::pair{0, 2}, {2, 0}, {-2, -2}}) {
@@ -176,6 +181,41 @@ TEST_F(ImageWriter, KeepsTheOlderFileWhenTheDiskIsFull) {
     EXPECT_EQ(files_here(), 1u);
     EXPECT_EQ(scene.take_report(),
               "warning :( \timage - a.png\tcannot be written: File too large\n");
+}
+
+void write_until_killed(const Image& image) {
+    const rlimit tiny = {16, 16}, none = {0, 0};
+    setrlimit(RLIMIT_CORE, &none);
+    setrlimit(RLIMIT_FSIZE, &tiny);
+    std::signal(SIGXFSZ, SIG_DFL);
+    WriteImage(image);
+}
+
+TEST_F(ImageWriter, TakesUpWhatAKilledWriterOfTheSameNameLeft) {
+    const std::string longest = std::string(251, 'n') + ".png"; // 255 bytes
+    ASSERT_TRUE(WriteImage(ramp(longest)));
+    EXPECT_EXIT(write_until_killed(ramp(longest)), testing::KilledBySignal(SIGXFSZ), "");
+    EXPECT_EQ(files_here(), 2u);
+    ASSERT_TRUE(WriteImage(ramp("other.png")));
+    EXPECT_EQ(files_here(), 3u); // which may be under way elsewhere
+    ASSERT_TRUE(WriteImage(ramp(longest)));
+    EXPECT_EQ(files_here(), 2u);
+    EXPECT_EQ(read_back(longest), read_back("other.png"));
+}
+
+TEST_F(ImageWriter, LetsOneWriterOfAFileWriteAtATime) {
+    const auto write = [](char letter) {
+        for (int i = 0; i < 40; ++i)
+            EXPECT_EQ(ReplaceFile("a", std::string(300000, letter)), "");
+    };
+    std::thread first(write, 'a'), second(write, 'b');
+    for (int i = 0; i < 300; ++i) {
+        const std::string content = content_of("a");
+        EXPECT_TRUE(content.empty() || content == std::string(300000, content[0]));
+    }
+    first.join();
+    second.join();
+    EXPECT_EQ(files_here(), 1u);
 }
 
 TEST_F(ImageWriter, ReplacesTheFileBehindALink) {

@@ -1,7 +1,7 @@
 // A 64-bit digest of bytes: words are multiplied in, as in FNV-1a [Fowler91], and mixed by the
 // finaliser of splitmix64 [Steele14].
 // SPDX-License-Identifier: MIT
-#include "digest.h"
+#include "math/digest.h"
 
 #include <cstring>
 

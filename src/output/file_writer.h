@@ -1,0 +1,14 @@
+// Files that appear whole or not at all.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace mh {
+
+// Writes beside the target, syncs and renames; a link is followed. Empty on success, else why the
+// older file stands. Of several processes that write the same file, one writes at a time.
+std::string ReplaceFile(const std::string& path, std::string_view content);
+
+} // namespace mh
