@@ -40,39 +40,50 @@ std::uint32_t grain_of(std::uint32_t count) {
 }
 
 // Appends references to `count` primitives of a kind. Part 256 shares its number with part 0: where
-// that one is shorter, the rest is left out. Returns how many were.
-std::size_t append_references(Object& object, std::size_t part, PrimitiveKind kind,
-                              std::size_t count, std::size_t addressable) {
+// that one is shorter, the rest is left out.
+void append_references(Object& object, std::size_t part, PrimitiveKind kind, std::size_t count,
+                       std::size_t addressable) {
     for (std::size_t i = 0; i < std::min(count, addressable); ++i)
         object.binary_references.push_back(
             {static_cast<std::uint16_t>(part % kParts), kind, static_cast<std::uint32_t>(i)});
-    return count - std::min(count, addressable);
+}
+
+std::size_t primitive_count(const Part& part) {
+    return part.particles.size() + part.cylinders.size() + part.triangles.size()
+           + part.tetragons.size();
+}
+
+// References to primitives of part 256 and above lead to those of an earlier part: none of them is
+// hit.
+void report_lost_parts(const Object& object) {
+    if (object.parts.size() <= kParts) return;
+    std::size_t lost = 0;
+    for (std::size_t i = kParts; i < object.parts.size(); ++i)
+        lost += primitive_count(object.parts[i]);
+    ReportError("object - " + object.name
+                + " has more than 256 parts: those above repeat the first, and "
+                + std::to_string(lost) + " primitives are lost");
 }
 
 void make_references(Object& object) {
     object.binary_references.reserve(PrimitiveCount(object));
-    std::size_t lost = 0;
     for (std::size_t i = 0; i < object.parts.size(); ++i) {
         const Part &part = object.parts[i], &named = object.parts[i % kParts];
-        lost += append_references(object, i, PrimitiveKind::particle, part.particles.size(),
-                                  named.particles.size());
-        lost += append_references(object, i, PrimitiveKind::cylinder, part.cylinders.size(),
-                                  named.cylinders.size());
-        lost += append_references(object, i, PrimitiveKind::triangle, part.triangles.size(),
-                                  named.triangles.size());
-        lost += append_references(object, i, PrimitiveKind::tetragon, part.tetragons.size(),
-                                  named.tetragons.size());
+        append_references(object, i, PrimitiveKind::particle, part.particles.size(),
+                          named.particles.size());
+        append_references(object, i, PrimitiveKind::cylinder, part.cylinders.size(),
+                          named.cylinders.size());
+        append_references(object, i, PrimitiveKind::triangle, part.triangles.size(),
+                          named.triangles.size());
+        append_references(object, i, PrimitiveKind::tetragon, part.tetragons.size(),
+                          named.tetragons.size());
     }
     for (std::size_t i = 0; i < object.instances.size(); ++i) {
         if (object.instances[i].usable)
             object.binary_references.push_back(
                 {0, PrimitiveKind::instance, static_cast<std::uint32_t>(i)});
     }
-    if (object.parts.size() > kParts)
-        ReportError("object - " + object.name
-                    + " has more than 256 parts: those above repeat the "
-                      "first, and "
-                    + std::to_string(lost) + " primitives are lost");
+    report_lost_parts(object);
 }
 
 std::int64_t chunk_count(const BuildRange& range) {

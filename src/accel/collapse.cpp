@@ -36,7 +36,8 @@ struct Collapser {
     std::span<const BinaryNode> nodes;
     std::span<const PrimitiveRef> source;
     std::span<PrimitiveRef> references;
-    std::uint32_t grain = 0; // subtrees of at most so many primitives are put off, if allowed
+    std::uint32_t grain = 0;    // subtrees of at most so many primitives are put off, if allowed
+    std::uint32_t smallest = 0; // subtrees of at most so many become leaves
 };
 
 struct Children {
@@ -45,8 +46,12 @@ struct Children {
     float area[kWide] = {}; // below 0 for a leaf
 };
 
-bool becomes_leaf(const BinaryNode& node) {
-    if (!is_inner(node)) return true;
+bool may_open(const Collapser& c, const BinaryNode& node) {
+    return is_inner(node) && node.primitives > c.smallest;
+}
+
+bool becomes_leaf(const Collapser& c, const BinaryNode& node) {
+    if (!may_open(c, node)) return true;
     const float as_leaf = static_cast<float>(node.primitives) * half_area(node.box);
     return node.primitives <= kMaxLeaf && node.cost > as_leaf;
 }
@@ -54,7 +59,7 @@ bool becomes_leaf(const BinaryNode& node) {
 void set_child(const Collapser& c, Children& children, int place, std::uint32_t index) {
     const BinaryNode& node = c.nodes[index];
     children.node[place] = index;
-    children.area[place] = is_inner(node) ? half_area(node.box) : -1.0f;
+    children.area[place] = may_open(c, node) ? half_area(node.box) : -1.0f;
 }
 
 // Opens the largest inner node, the first of equal ones, until there are eight or only leaves.
@@ -118,7 +123,7 @@ std::uint32_t collapse(const Collapser& c, const Subtree& subtree, Block& block,
         const BinaryNode& node = c.nodes[children.node[k]];
         const Subtree below = {children.node[k], reference, subtree.depth + 1, index, k};
         set_box(block.nodes[index], k, node.box);
-        if (becomes_leaf(node)) {
+        if (becomes_leaf(c, node)) {
             copy_references(c, below.binary, c.references.data() + reference);
             block.nodes[index].child[k] = reference;
             block.nodes[index].count[k] = static_cast<std::uint16_t>(node.primitives);
@@ -167,12 +172,12 @@ std::vector<Block> collapse_each(const Collapser& c, const std::vector<Subtree>&
 } // namespace
 
 // The nodes of the top come first, then those of each subtree, depth-first within both.
-void Collapse(Object& object) {
+void Collapse(Object& object, std::uint32_t smallest) {
     Tree& tree = object.tree;
     const std::uint32_t primitives = object.binary_nodes[0].primitives;
     tree.references.resize(primitives);
     const Collapser c = {object.binary_nodes, object.binary_references, tree.references,
-                         std::max(kSmallObject, primitives / 64)};
+                         std::max(kSmallObject, primitives / 64), smallest};
     Block top;
     std::vector<Subtree> later;
     collapse(c, {}, top, &later);

@@ -7,7 +7,8 @@
 namespace mh {
 
 // Fills the object's wide nodes, references, logs and depth from its binary tree, whose boxes,
-// costs and numbers of primitives are final and which is not empty.
-void Collapse(Object& object);
+// costs and numbers of primitives are final and which is not empty. A subtree of at most
+// `smallest` primitives becomes a leaf whatever its cost.
+void Collapse(Object& object, std::uint32_t smallest);
 
 } // namespace mh

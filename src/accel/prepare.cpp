@@ -44,6 +44,14 @@ std::uint32_t node_kind(std::uint32_t index, std::uint32_t used, const BlockPlan
     return (narrow != 0 ? kWalkNarrow : 0) | (bottom ? kWalkBottom : 0);
 }
 
+// What stands at a node's place: itself, its blocks, the primitives of its other leaves.
+std::uint64_t units_of(const WideNode& node, std::uint32_t kind, const BlockPlan& plan) {
+    std::uint64_t units = plan.units + ((kind & kWalkNarrow) != 0 ? kNarrowUnits : kWideUnits);
+    for (std::uint32_t slot = 0; slot < kWide; ++slot)
+        if ((plan.slots >> slot & 1u) == 0) units += node.count[slot];
+    return units;
+}
+
 // Places the subtree of a node in depth-first order; `below` is what the stack holds above it.
 void place(const Object& object, std::uint32_t index, std::uint32_t below, Layout& layout) {
     const Tree& tree = object.tree;
@@ -51,12 +59,9 @@ void place(const Object& object, std::uint32_t index, std::uint32_t below, Layou
     const BlockPlan plan = plan_blocks(object, node);
     const std::uint32_t used = used_slots(node), kind = node_kind(index, used, plan);
     layout.reference[index] = static_cast<std::uint32_t>(layout.units) | kind;
-    layout.units += (kind & kWalkNarrow) != 0 ? kNarrowUnits : kWideUnits;
+    layout.units += units_of(node, kind, plan);
     const auto children = static_cast<std::uint32_t>(std::popcount(used));
     layout.stack = std::max(layout.stack, below + children);
-    layout.units += plan.units;
-    for (std::uint32_t slot = 0; slot < kWide; ++slot)
-        if (((used & ~plan.slots) >> slot & 1u) != 0) layout.units += node.count[slot];
     for (std::uint32_t slot = 0; slot < kWide; ++slot)
         if ((used >> slot & 1u) != 0 && node.count[slot] == 0)
             place(object, node.child[slot], below + children - 1, layout);
@@ -220,6 +225,16 @@ void reserve_stream(RawVector<WalkUnit>& stream, std::uint64_t units) {
 }
 
 } // namespace
+
+std::uint64_t WalkUnits(const Object& object) {
+    std::uint64_t units = 0;
+    for (std::uint32_t i = 0; i < object.tree.nodes.size(); ++i) {
+        const WideNode& node = object.tree.nodes[i];
+        const BlockPlan plan = plan_blocks(object, node);
+        units += units_of(node, node_kind(i, used_slots(node), plan), plan);
+    }
+    return units;
+}
 
 void PrepareWalk(Object& object) {
     Tree& tree = object.tree;

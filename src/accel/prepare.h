@@ -6,6 +6,9 @@
 
 namespace mh {
 
+// Units that the stream of an object takes, from its wide nodes and references.
+std::uint64_t WalkUnits(const Object& object);
+
 // Fills Tree::walk from nodes, references, parts and shaders. Call after SATOrder, at the end of
 // the setup of an object, which no ray hits before, and after a ReorderTree that moved something:
 // the stream then stays where it is, so that the instances that lead to it stay right.

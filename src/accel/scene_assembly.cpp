@@ -42,9 +42,13 @@ void update_instances(Object& object) {
 // An object whose tree would not fit loses what it holds.
 void refuse_too_large(Object& object) {
     const std::size_t count = PrimitiveCount(object);
-    if (FitsMemory(kTreeBytesOfPrimitive * static_cast<double>(count))) return;
+    const bool countable = count <= kMostPrimitives;
+    if (countable && FitsMemory(kTreeBytesOfPrimitive * static_cast<double>(count))) return;
     ReportError("object - " + object.name + " of " + std::to_string(count)
-                + " primitives needs more memory than there is");
+                + (countable ? " primitives needs more memory than there is"
+                             : " primitives is left out: a tree holds up to "
+                                   + std::to_string(kMostPrimitives)
+                                   + "; divide it into several objects"));
     object.parts.clear();
     object.instances.clear();
 }

@@ -2,8 +2,10 @@
 // scene assembly, after the build.
 // SPDX-License-Identifier: MIT
 #include "accel/collapse.h"
+#include "accel/prepare.h"
 #include "accel/restructure.h"
 #include "accel/tree.h"
+#include "accel/walk_types.h"
 #include "math/threads.h"
 
 #include <algorithm>
@@ -74,6 +76,14 @@ double tree_cost(std::span<const BinaryNode> nodes) {
     return cost;
 }
 
+// A tree that outgrows its stream is made of larger leaves, which always fit.
+void flatten(Object& object) {
+    Collapse(object, 1);
+    if (object.binary_references.size() > kMostPrimitivesOfAnyTree
+        && WalkUnits(object) > kWalkUnitMask)
+        Collapse(object, kMaxBlockedLeaf);
+}
+
 } // namespace
 
 void Update(Object& object) {
@@ -83,7 +93,7 @@ void Update(Object& object) {
     restructure_tree(object.binary_nodes);
     object.box = object.binary_nodes[0].box;
     object.tree.tree_cost = tree_cost(object.binary_nodes);
-    Collapse(object);
+    flatten(object);
 }
 
 } // namespace mh

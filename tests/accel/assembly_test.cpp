@@ -113,6 +113,17 @@ TEST_F(SceneAssembly, InstancesThatCannotBeTracedAreLeftOut) {
     EXPECT_TRUE(contains_text(report, "root leaves out 4 instances"));
 }
 
+TEST_F(SceneAssembly, AnObjectThatNoTreeCanHoldIsLeftOutBeforeTheBuild) {
+    Object& object = add_object("dust", 0);
+    object.parts[0].positions.emplace_back();
+    object.parts[0].particles.assign(69000001, 0);
+    EXPECT_TRUE(AssembleScene());
+    EXPECT_TRUE(contains_text(scene.take_report(),
+                              "object - dust of 69000001 primitives is left out: a tree holds up "
+                              "to 69000000"));
+    EXPECT_TRUE(Objects[0].tree.nodes.empty());
+}
+
 TEST_F(SceneAssembly, LongChainsAndManyPathsTakeLinearTime) {
     constexpr std::size_t kObjects = 3000;
     for (std::size_t i = 0; i < kObjects; ++i) // each twice in the one before: 2^2999 paths

@@ -190,7 +190,7 @@ TEST(Build, PartsBeyondTheirNumbersRepeatTheFirst) {
         part.triangles.assign(i < 256 ? 1 : 2, {{0, 1, 2}, 0});
     }
     const std::string report = printed_by([&] { Build(object); });
-    EXPECT_EQ(report.find("error :( \tobject - "), 0u) << report;
+    EXPECT_NE(report.find("and 4 primitives are lost"), std::string::npos) << report;
     EXPECT_EQ(object.binary_references.size(), 258u); // one of each pair in the last two
     for (const PrimitiveRef& ref : object.binary_references)
         EXPECT_LT(ref.index, object.parts[ref.part].triangles.size());

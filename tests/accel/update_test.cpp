@@ -2,8 +2,10 @@
 // SPDX-License-Identifier: MIT
 #include "accel/bounds.h"
 #include "accel/collapse.h"
+#include "accel/prepare.h"
 #include "accel/restructure.h"
 #include "accel/tree.h"
+#include "accel/walk_types.h"
 #include "random_object.h"
 #include "support/expect.h"
 
@@ -196,10 +198,31 @@ TEST(SATOrder, ChildrenStandByFallingArea) {
 TEST(Collapse, ASubtreeBecomesALeafWhenItsCostIsAboveThatOfItsPrimitives) {
     for (const float extra : {0.0f, 1e-3f}) {
         Object object = heap_of_pairs(extra);
-        Collapse(object);
+        Collapse(object, 1);
         EXPECT_EQ(object.tree.nodes.size(), extra > 0.0f ? 1u : 9u);
         EXPECT_EQ(object.tree.nodes[0].count[0], extra > 0.0f ? 3 : 0);
     }
+}
+
+// The limits of tree.h, of both kinds of tree: a step that grows makes a tree of one leaf a node.
+TEST(Collapse, StreamsAreNoLargerThanTheLimitsOfPrimitivesAssume) {
+    for (const float growth : {1.0f, 1.1f, 3.0f})
+        for (std::uint32_t triangles = 1; triangles < 70; ++triangles) {
+            Object object = triangle_row(triangles, {});
+            float x = 1.0f;
+            for (std::uint32_t i = 0; i < 3 * triangles; i += 3, x = x * growth + 1.0f)
+                for (std::uint32_t k = i; k < i + 3; ++k)
+                    object.parts[0].positions[k].x += x;
+            build_quietly(object);
+            const double plain = static_cast<double>(WalkUnits(object));
+            Collapse(object, kMaxBlockedLeaf);
+            Census census;
+            take_census(object, 0, 0, census);
+            EXPECT_EQ(census.references.size(), triangles);
+            EXPECT_LE(plain, 8 + double{kWalkUnitMask} / kMostPrimitivesOfAnyTree * triangles);
+            EXPECT_LE(static_cast<double>(WalkUnits(object)),
+                      8 + double{kWalkUnitMask} / kMostPrimitives * triangles);
+        }
 }
 
 // A leaf of two triangles between two leaves of one. Each costs its triangles, for the share of rays
