@@ -2,7 +2,6 @@
 // path tracing after equal time, photons, and the tree of caustic photons.
 // SPDX-License-Identifier: MIT
 #include "frame/phases.h"
-#include "frame/types.h"
 #include "integrate/caustics.h"
 #include "integrate/pixel_loop.h"
 #include "integrate/renderer.h"
@@ -10,6 +9,7 @@
 #include "lights/types.h"
 #include "math/random.h"
 #include "pictures.h"
+#include "run/types.h"
 #include "timing.h"
 
 #include <cmath>

@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "frame/types.h"
 #include "math/vec3.h"
 #include "output/aov.h"
 #include "output/types.h"
+#include "run/types.h"
 
 #include <cstdint>
 #include <vector>

@@ -6,7 +6,6 @@
 #include "accel/prepare.h"
 #include "accel/tree.h"
 #include "accel/walk.h"
-#include "frame/types.h"
 #include "geometry/objects.h"
 #include "math/clock.h"
 #include "math/constants.h"
@@ -14,6 +13,7 @@
 #include "math/frame.h"
 #include "math/roots.h"
 #include "math/sampling.h"
+#include "run/types.h"
 
 #include <random>
 

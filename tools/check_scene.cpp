@@ -3,12 +3,12 @@
 #include "check_scene.h"
 
 #include "atomic_file.h"
-#include "frame/types.h"
 #include "geometry/objects.h"
 #include "lights/types.h"
 #include "math/memory.h"
 #include "output/image_writer.h"
 #include "output/types.h"
+#include "run/types.h"
 #include "scene/blocks.h"
 #include "scene/line_reader.h"
 #include "scene_memory.h"

@@ -3,12 +3,12 @@
 #include "checkpoint.h"
 
 #include "atomic_file.h"
-#include "frame/types.h"
 #include "geometry/types.h"
 #include "math/digest.h"
 #include "output/camera.h"
 #include "output/file_writer.h"
 #include "output_images.h"
+#include "run/types.h"
 
 #include <algorithm>
 #include <cstring>

@@ -4,12 +4,12 @@
 #include "captured_report.h"
 #include "check.h"
 #include "frame/phases.h"
-#include "frame/types.h"
 #include "geometry/types.h"
 #include "lights/types.h"
 #include "math/memory.h"
 #include "output/camera.h"
 #include "output_images.h"
+#include "run/types.h"
 #include "scene_memory.h"
 #include "shading/images.h"
 

@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: MIT
 #include "output_images.h"
 
-#include "frame/types.h"
 #include "lights/types.h"
 #include "output/camera.h"
 #include "output/image_writer.h"
+#include "run/types.h"
 
 namespace mh {
 

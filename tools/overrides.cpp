@@ -2,11 +2,11 @@
 // SPDX-License-Identifier: MIT
 #include "overrides.h"
 
-#include "frame/types.h"
 #include "geometry/types.h"
 #include "output/camera.h"
 #include "output/types.h"
 #include "output_images.h"
+#include "run/types.h"
 #include "scene_memory.h"
 
 #include <algorithm>

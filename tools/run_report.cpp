@@ -2,11 +2,11 @@
 // SPDX-License-Identifier: MIT
 #include "run_report.h"
 
-#include "frame/types.h"
 #include "json_text.h"
 #include "math/threads.h"
 #include "output/run_hooks.h"
 #include "output_images.h"
+#include "run/types.h"
 #include "run_control.h"
 #include "version.h"
 

@@ -3,9 +3,9 @@
 #include "scene_memory.h"
 
 #include "accel/tree.h"
-#include "frame/types.h"
 #include "output/types.h"
 #include "output_images.h"
+#include "run/types.h"
 
 #include <algorithm>
 

@@ -5,9 +5,9 @@
 #include "accel/bounds.h"
 #include "accel/split.h"
 #include "accel/tree.h"
-#include "frame/report.h"
 #include "math/clock.h"
 #include "math/threads.h"
+#include "run/report.h"
 
 #include <algorithm>
 #include <span>

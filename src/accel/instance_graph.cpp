@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: MIT
 #include "accel/instance_graph.h"
 
-#include "frame/report.h"
 #include "geometry/objects.h"
 #include "math/name_index.h"
+#include "run/report.h"
 
 #include <algorithm>
 

@@ -3,8 +3,8 @@
 #include "accel/prepare.h"
 
 #include "accel/triangle_blocks.h"
-#include "frame/report.h"
 #include "math/threads.h"
+#include "run/report.h"
 #include "shading/types.h"
 
 #include <algorithm>

@@ -9,10 +9,10 @@
 #include "accel/prepare.h"
 #include "accel/root_uv.h"
 #include "accel/tree.h"
-#include "frame/report.h"
 #include "geometry/finalise.h"
 #include "math/memory.h"
 #include "math/roots.h"
+#include "run/report.h"
 
 namespace mh {
 

@@ -3,9 +3,9 @@
 #include "accel/walk.h"
 
 #include "accel/walk_types.h"
-#include "frame/types.h"
 #include "geometry/types.h"
 #include "math/roots.h"
+#include "run/types.h"
 
 #include <atomic>
 

@@ -1,10 +1,10 @@
 // The one-shot driver: a scene directory in, image files out.
 // SPDX-License-Identifier: MIT
 #include "frame/phases.h"
-#include "frame/report.h"
-#include "frame/types.h"
 #include "geometry/types.h"
 #include "math/clock.h"
+#include "run/report.h"
+#include "run/types.h"
 #include "scene/scene_reader.h"
 #include "shading/types.h"
 

@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "frame/host_calls.h"
 #include "frame/moonhare.h"
-#include "frame/types.h"
 #include "output/camera.h"
+#include "run/types.h"
 
 namespace mh {
 

@@ -4,13 +4,13 @@
 #include "frame/host_calls.h"
 #include "frame/moonhare.h"
 #include "frame/phases.h"
-#include "frame/types.h"
 #include "geometry/types.h"
 #include "integrate/pixel_loop.h"
 #include "integrate/renderer.h"
 #include "lights/gaffer.h"
 #include "lights/sky_light.h"
 #include "output/camera.h"
+#include "run/types.h"
 #include "shading/shaders.h"
 
 #include <algorithm>

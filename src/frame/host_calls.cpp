@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "frame/host_calls.h"
 
-#include "frame/report.h"
 #include "output/aov.h"
+#include "run/report.h"
 
 #include <set>
 #include <utility>

@@ -3,7 +3,6 @@
 // SPDX-License-Identifier: MIT
 #include "geometry/displacement.h"
 
-#include "frame/report.h"
 #include "geometry/objects.h"
 #include "geometry/patch.h"
 #include "geometry/smoothing.h"
@@ -11,6 +10,7 @@
 #include "math/memory.h"
 #include "math/roots.h"
 #include "math/threads.h"
+#include "run/report.h"
 #include "shading/images.h"
 
 #include <algorithm>

@@ -3,11 +3,11 @@
 // SPDX-License-Identifier: MIT
 #include "geometry/hair_reader.h"
 
-#include "frame/report.h"
 #include "geometry/line_reader.h"
 #include "geometry/objects.h"
 #include "geometry/strands.h"
 #include "math/memory.h"
+#include "run/report.h"
 
 #include <algorithm>
 #include <array>

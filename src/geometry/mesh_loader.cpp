@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: MIT
 #include "geometry/mesh_loader.h"
 
-#include "frame/report.h"
 #include "geometry/objects.h"
 #include "geometry/vertex_data.h"
 #include "geometry/weld_table.h"
+#include "run/report.h"
 
 namespace mh {
 

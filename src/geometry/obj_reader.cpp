@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: MIT
 #include "geometry/obj_reader.h"
 
-#include "frame/report.h"
 #include "geometry/line_reader.h"
 #include "math/memory.h"
 #include "math/roots.h"
+#include "run/report.h"
 #include "shading/shaders.h"
 
 #include <cstring>

@@ -1,7 +1,7 @@
 // Statistics of an object whose tree stands.
 // SPDX-License-Identifier: MIT
-#include "frame/report.h"
 #include "geometry/finalise.h"
+#include "run/report.h"
 
 namespace mh {
 

@@ -2,9 +2,9 @@
 // that no later step needs to test an index: arrays get their full size, primitives that name no
 // vertex or no usable point go.
 // SPDX-License-Identifier: MIT
-#include "frame/report.h"
 #include "geometry/finalise.h"
 #include "geometry/objects.h"
+#include "run/report.h"
 #include "shading/types.h"
 
 #include <algorithm>

@@ -4,7 +4,6 @@
 // SPDX-License-Identifier: MIT
 #include "geometry/smoothing.h"
 
-#include "frame/report.h"
 #include "geometry/direction_set.h"
 #include "geometry/objects.h"
 #include "geometry/vertex_data.h"
@@ -14,6 +13,7 @@
 #include "math/frame.h"
 #include "math/roots.h"
 #include "math/threads.h"
+#include "run/report.h"
 #include "shading/types.h"
 
 #include <algorithm>

@@ -3,10 +3,10 @@
 // SPDX-License-Identifier: MIT
 #include "geometry/texture_mesh.h"
 
-#include "frame/report.h"
 #include "geometry/mesh_loader.h"
 #include "geometry/objects.h"
 #include "math/memory.h"
+#include "run/report.h"
 #include "shading/images.h"
 
 #include <cmath>

@@ -2,13 +2,13 @@
 // SPDX-License-Identifier: MIT
 #include "integrate/bounces.h"
 
-#include "frame/types.h"
 #include "integrate/caustics.h"
 #include "integrate/children.h"
 #include "integrate/radiance.h"
 #include "integrate/run_context.h"
 #include "lights/light_sampling.h"
 #include "math/random.h"
+#include "run/types.h"
 #include "shading/hair_table.h"
 
 #include <algorithm>

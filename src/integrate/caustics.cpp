@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: MIT
 #include "integrate/caustics.h"
 
-#include "frame/report.h"
-#include "frame/types.h"
 #include "integrate/photon_tree.h"
 #include "math/roots.h"
+#include "run/report.h"
+#include "run/types.h"
 
 #include <algorithm>
 

@@ -3,7 +3,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "shading/ray.h"
+#include "hit/ray.h"
 
 namespace mh {
 

@@ -2,11 +2,11 @@
 // SPDX-License-Identifier: MIT
 #include "integrate/density.h"
 
-#include "frame/report.h"
-#include "frame/types.h"
 #include "integrate/atomic_sums.h"
 #include "math/faces.h"
 #include "math/memory.h"
+#include "run/report.h"
+#include "run/types.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -5,7 +5,7 @@
 #pragma once
 
 #include "geometry/types.h"
-#include "shading/ray.h"
+#include "hit/ray.h"
 
 namespace mh {
 

@@ -3,8 +3,7 @@
 #include "integrate/photons.h"
 
 #include "accel/walk.h"
-#include "frame/report.h"
-#include "frame/types.h"
+#include "hit/surface_builder.h"
 #include "integrate/camera_splat.h"
 #include "integrate/children.h"
 #include "integrate/density.h"
@@ -17,8 +16,9 @@
 #include "math/memory.h"
 #include "math/threads.h"
 #include "output/run_hooks.h"
+#include "run/report.h"
+#include "run/types.h"
 #include "shading/evaluate.h"
-#include "shading/surface_point.h"
 
 #include <algorithm>
 #include <array>

@@ -4,7 +4,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "shading/ray.h"
+#include "hit/ray.h"
 
 #include <cstdint>
 

@@ -3,7 +3,6 @@
 // SPDX-License-Identifier: MIT
 #include "integrate/pixel_loop.h"
 
-#include "frame/types.h"
 #include "integrate/radiance.h"
 #include "integrate/run_context.h"
 #include "math/clock.h"
@@ -12,6 +11,7 @@
 #include "output/aov.h"
 #include "output/camera.h"
 #include "output/run_hooks.h"
+#include "run/types.h"
 
 #include <algorithm>
 

@@ -3,7 +3,7 @@
 #include "integrate/radiance.h"
 
 #include "accel/walk.h"
-#include "frame/types.h"
+#include "hit/surface_builder.h"
 #include "integrate/bounces.h"
 #include "integrate/density.h"
 #include "integrate/run_context.h"
@@ -12,9 +12,9 @@
 #include "lights/sky_light.h"
 #include "output/aov.h"
 #include "output/camera.h"
+#include "run/types.h"
 #include "shading/evaluate.h"
 #include "shading/media.h"
-#include "shading/surface_point.h"
 
 #include <algorithm>
 

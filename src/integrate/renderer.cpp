@@ -2,12 +2,12 @@
 // SPDX-License-Identifier: MIT
 #include "integrate/renderer.h"
 
-#include "frame/report.h"
-#include "frame/types.h"
 #include "integrate/caustics.h"
 #include "integrate/photons.h"
 #include "integrate/run_context.h"
 #include "math/clock.h"
+#include "run/report.h"
+#include "run/types.h"
 
 #include <algorithm>
 

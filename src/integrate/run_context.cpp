@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "integrate/run_context.h"
 
-#include "frame/report.h"
 #include "math/threads.h"
+#include "run/report.h"
 
 #include <atomic>
 

@@ -3,9 +3,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "frame/types.h"
+#include "hit/ray.h"
 #include "output/camera.h"
-#include "shading/ray.h"
+#include "run/types.h"
 
 #include <cstdint>
 

@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: MIT
 #include "lights/emitters.h"
 
-#include "frame/types.h"
 #include "geometry/objects.h"
 #include "math/faces.h"
 #include "math/roots.h"
+#include "run/types.h"
 #include "shading/evaluate.h"
 
 #include <algorithm>

@@ -3,11 +3,11 @@
 #include "lights/gaffer.h"
 
 #include "accel/types.h"
-#include "frame/report.h"
 #include "lights/analytic_light.h"
 #include "math/frame.h"
 #include "math/roots.h"
 #include "output/aov.h"
+#include "run/report.h"
 
 #include <cmath>
 

@@ -3,8 +3,6 @@
 // SPDX-License-Identifier: MIT
 #include "lights/geometry_light.h"
 
-#include "frame/report.h"
-#include "frame/types.h"
 #include "lights/emitters.h"
 #include "lights/light_shot.h"
 #include "lights/sky_light.h"
@@ -13,6 +11,8 @@
 #include "math/roots.h"
 #include "math/sampling.h"
 #include "output/aov.h"
+#include "run/report.h"
+#include "run/types.h"
 #include "shading/evaluate.h"
 
 #include <cstdlib>

@@ -3,14 +3,14 @@
 #include "lights/light_sampling.h"
 
 #include "accel/walk.h"
-#include "frame/types.h"
+#include "hit/surface_builder.h"
 #include "math/random.h"
 #include "math/roots.h"
 #include "math/sampling.h"
 #include "math/threads.h"
 #include "output/camera.h"
+#include "run/types.h"
 #include "shading/shaders.h"
-#include "shading/surface_point.h"
 
 #include <algorithm>
 #include <cmath>

@@ -3,7 +3,7 @@
 #include "lights/light_shot.h"
 
 #include "accel/walk.h"
-#include "frame/types.h"
+#include "run/types.h"
 #include "shading/hair_table.h"
 #include "shading/scattering.h"
 

@@ -3,9 +3,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "hit/ray.h"
 #include "lights/light_sampling.h"
 #include "lights/types.h"
-#include "shading/ray.h"
 
 namespace mh {
 

@@ -3,8 +3,6 @@
 #include "lights/sky_light.h"
 
 #include "accel/types.h"
-#include "frame/report.h"
-#include "frame/types.h"
 #include "lights/light_shot.h"
 #include "lights/sky_map.h"
 #include "math/frame.h"
@@ -12,6 +10,8 @@
 #include "math/sampling.h"
 #include "output/aov.h"
 #include "output/camera.h"
+#include "run/report.h"
+#include "run/types.h"
 #include "shading/images.h"
 #include "shading/media.h"
 

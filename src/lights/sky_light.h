@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "hit/ray.h"
 #include "lights/types.h"
-#include "shading/ray.h"
 
 namespace mh {
 

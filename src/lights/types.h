@@ -1,4 +1,4 @@
-// The four kinds of light, and the split of arriving light over the layers of a surface.
+// The four kinds of light.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -18,20 +18,6 @@
 namespace mh {
 
 struct Ray;
-
-// Light that has arrived for each layer, weighted by Fresnel and the layer's geometry, before the
-// layer's colour.
-struct LightSplit {
-    Vec3 to_lambertian, to_transmissive, to_glossy, to_specular;
-};
-
-inline LightSplit& operator+=(LightSplit& a, const LightSplit& b) {
-    a.to_lambertian += b.to_lambertian;
-    a.to_transmissive += b.to_transmissive;
-    a.to_glossy += b.to_glossy;
-    a.to_specular += b.to_specular;
-    return a;
-}
 
 // Shaders that a light reaches; no indices, once the names are resolved, means all of them.
 struct LightLink {

@@ -3,13 +3,13 @@
 // SPDX-License-Identifier: MIT
 #include "output/aov.h"
 
-#include "frame/report.h"
-#include "frame/types.h"
 #include "geometry/types.h"
 #include "math/memory.h"
 #include "math/roots.h"
 #include "output/camera.h"
 #include "output/image_writer.h"
+#include "run/report.h"
+#include "run/types.h"
 #include "shading/images.h"
 #include "shading/shaders.h"
 

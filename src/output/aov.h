@@ -2,9 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "lights/types.h"
+#include "hit/ray.h"
 #include "output/types.h"
-#include "shading/ray.h"
 
 namespace mh {
 

@@ -3,12 +3,12 @@
 // SPDX-License-Identifier: MIT
 #include "output/camera.h"
 
-#include "frame/report.h"
-#include "frame/types.h"
 #include "math/constants.h"
 #include "math/memory.h"
 #include "math/roots.h"
 #include "output/aov.h"
+#include "run/report.h"
+#include "run/types.h"
 
 #include <algorithm>
 #include <cmath>

@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "frame/types.h"
+#include "hit/ray.h"
 #include "output/types.h"
-#include "shading/ray.h"
+#include "run/types.h"
 
 #include <algorithm>
 

@@ -3,9 +3,9 @@
 // SPDX-License-Identifier: MIT
 #include "output/image_writer.h"
 
-#include "frame/report.h"
 #include "output/file_writer.h"
 #include "output/run_hooks.h"
+#include "run/report.h"
 
 #include <algorithm>
 #include <array>

@@ -3,10 +3,10 @@
 // SPDX-License-Identifier: MIT
 #include "output/preview.h"
 
-#include "frame/report.h"
 #include "output/camera.h"
 #include "output/image_writer.h"
 #include "output/run_hooks.h"
+#include "run/report.h"
 
 #include <algorithm>
 #include <chrono>

@@ -3,12 +3,12 @@
 // SPDX-License-Identifier: MIT
 #include "output/progressive.h"
 
-#include "frame/report.h"
-#include "frame/types.h"
 #include "output/aov.h"
 #include "output/camera.h"
 #include "output/preview.h"
 #include "output/run_hooks.h"
+#include "run/report.h"
+#include "run/types.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-// Cameras, their poses and the images they and the lights write.
+// Cameras, their poses, the images they and the lights write, and what goes into these.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -45,6 +45,20 @@ struct Aov {
 // Whether the AOV holds this channel: writers compare all bits but beauty's.
 constexpr bool holds(const Aov& aov, Channel channel) {
     return (aov.channel & ~1u) == static_cast<std::uint32_t>(channel);
+}
+
+// Light that has arrived for each layer, weighted by Fresnel and the layer's geometry, before the
+// layer's colour.
+struct LightSplit {
+    Vec3 to_lambertian, to_transmissive, to_glossy, to_specular;
+};
+
+inline LightSplit& operator+=(LightSplit& a, const LightSplit& b) {
+    a.to_lambertian += b.to_lambertian;
+    a.to_transmissive += b.to_transmissive;
+    a.to_glossy += b.to_glossy;
+    a.to_specular += b.to_specular;
+    return a;
 }
 
 enum class Projection : std::uint8_t { pinhole = 0, spherical = 1 };

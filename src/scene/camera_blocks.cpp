@@ -1,8 +1,8 @@
 // Keys of the blocks "render" and "camera", and of their sub-blocks.
 // SPDX-License-Identifier: MIT
-#include "frame/types.h"
 #include "output/aov.h"
 #include "output/types.h"
+#include "run/types.h"
 #include "scene/blocks.h"
 #include "shading/types.h"
 

@@ -3,14 +3,14 @@
 // SPDX-License-Identifier: MIT
 #include "scene/scene_reader.h"
 
-#include "frame/report.h"
-#include "frame/types.h"
 #include "geometry/objects.h"
 #include "lights/gaffer.h"
 #include "lights/sky_light.h"
 #include "math/input_file.h"
 #include "math/memory.h"
 #include "output/camera.h"
+#include "run/report.h"
+#include "run/types.h"
 #include "scene/blocks.h"
 #include "scene/line_reader.h"
 #include "shading/shaders.h"

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "shading/ray.h"
+#include "shading/surface_point.h"
 
 namespace mh {
 

@@ -3,10 +3,10 @@
 // SPDX-License-Identifier: MIT
 #include "shading/hair_table.h"
 
-#include "frame/report.h"
 #include "math/clock.h"
 #include "math/constants.h"
 #include "math/threads.h"
+#include "run/report.h"
 #include "shading/evaluate.h"
 #include "shading/fibre.h"
 #include "shading/fresnel.h"

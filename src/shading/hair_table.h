@@ -3,7 +3,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "shading/ray.h"
+#include "shading/surface_point.h"
 #include "shading/types.h"
 
 #include <array>

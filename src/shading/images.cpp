@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: MIT
 #include "shading/images.h"
 
-#include "frame/report.h"
 #include "math/input_file.h"
 #include "math/name_index.h"
+#include "run/report.h"
 #include "shading/image_reader.h"
 
 #include <algorithm>

@@ -4,7 +4,7 @@
 #pragma once
 
 #include "math/vec3.h"
-#include "shading/ray.h"
+#include "shading/surface_point.h"
 
 namespace mh {
 

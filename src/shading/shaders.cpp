@@ -3,9 +3,9 @@
 // SPDX-License-Identifier: MIT
 #include "shading/shaders.h"
 
-#include "frame/report.h"
 #include "math/constants.h"
 #include "math/name_index.h"
+#include "run/report.h"
 #include "shading/evaluate.h"
 #include "shading/images.h"
 #include "shading/media.h"

@@ -1,24 +1,37 @@
-// Expands a hit into a surface point: layer choice, shading frame, normal mapping, roughness and
-// Fresnel terms.
+// The surface point that a hit expands into: shading frame, roughness, Fresnel terms and the colours
+// of the layers. It lives on the stack of the function that shades the hit.
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "shading/ray.h"
+#include "math/vec3.h"
+#include "shading/types.h"
 
 namespace mh {
 
-// Fills everything of the point but the layer colours and their flags. point.use_density is read
-// and decides which frame and which fast path apply. ray.hit_kind is a real primitive's. The
-// instance matrices of the closest hit are read from ThreadStates[ray.thread].
-void build_surface_point(const Ray& ray, SurfacePoint& point);
+struct SurfacePoint {
+    // Written by the builder of the primitive's kind.
+    Vec3 tangent, bitangent, normal; // shading frame; normal faces the viewer on the front side
+    Vec3 geometric_normal;
+    Vec3 position;
+    Vec3 outgoing; // towards the viewer
+    Vec2 uv;
+    float roughness_u = 1e-6f, roughness_v = 1e-6f; // along tangent and bitangent
 
-// The layer that one hit uses, as an index into shader.layers: by weight, from the list of the
-// side. The point needs its uv when a weight slot has an image.
-int pick_layer(const Shader& shader, const SurfacePoint& point, bool front);
-
-// Evaluates the layer colours and their *_active flags: glossy and specular always, lambertian,
-// transmissive and diffusion unless the point reads the density estimate. Hair has no
-// transmissive, specular or diffusion layer.
-void evaluate_layers(const Ray& ray, SurfacePoint& point);
+    // Written by the evaluation of the layers.
+    Vec3 lambertian_color, transmissive_color, glossy_color, specular_color, diffusion_color;
+    float reflectance = 0.0f;   // Fresnel
+    float transmittance = 1.0f; // 1 - reflectance: share of emission and diffuse layers
+    float eta = 1.0f;           // 1 / ior on the front, ior on the back
+    float cos_outgoing = 0.0f;  // outgoing . normal
+    float hair_width = 0.0f;    // radius of the hair at the hit, scene units
+    const SurfaceLayer* layer = nullptr;
+    bool use_density = false; // a gather path ends here and reads the density estimate
+    Material refraction_kind = Material::opaque;
+    bool lambertian_active = false; // the colour exceeds 1/1024 in some channel
+    bool transmissive_active = false;
+    bool glossy_active = false;
+    bool specular_active = false;
+    bool diffusion_active = false;
+};
 
 } // namespace mh

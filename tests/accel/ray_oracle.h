@@ -3,7 +3,7 @@
 #pragma once
 
 #include "geometry/types.h"
-#include "shading/ray.h"
+#include "hit/ray.h"
 
 #include <vector>
 

@@ -2,12 +2,12 @@
 // agree. The calls are derived from the records that the reader made.
 // SPDX-License-Identifier: MIT
 #include "frame/moonhare.h"
-#include "frame/types.h"
 #include "geometry/objects.h"
 #include "geometry/types.h"
 #include "lights/types.h"
 #include "math/packed_unit.h"
 #include "output/types.h"
+#include "run/types.h"
 #include "scene/scene_reader.h"
 #include "shading/types.h"
 #include "support/expect.h"

@@ -1,11 +1,11 @@
 // The exported functions in one process: what they store, and what they answer to bad input.
 // SPDX-License-Identifier: MIT
 #include "frame/moonhare.h"
-#include "frame/types.h"
 #include "geometry/objects.h"
 #include "geometry/types.h"
 #include "lights/types.h"
 #include "output/types.h"
+#include "run/types.h"
 #include "shading/types.h"
 #include "support/fresh_scene.h"
 

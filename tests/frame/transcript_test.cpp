@@ -2,11 +2,11 @@
 // and what one run leaves to the next.
 // SPDX-License-Identifier: MIT
 #include "frame/phases.h"
-#include "frame/types.h"
 #include "geometry/types.h"
 #include "integrate/types.h"
 #include "lights/types.h"
 #include "output/types.h"
+#include "run/types.h"
 #include "shading/types.h"
 #include "support/expect.h"
 #include "support/fresh_scene.h"

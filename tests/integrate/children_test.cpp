@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: MIT
 #include "integrate/children.h"
 
-#include "frame/types.h"
 #include "integrate/bounces.h"
 #include "math/frame.h"
 #include "math/roots.h"
+#include "run/types.h"
 #include "support/expect.h"
 #include "support/scene.h"
 

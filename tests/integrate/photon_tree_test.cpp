@@ -2,12 +2,12 @@
 // SPDX-License-Identifier: MIT
 #include "integrate/photon_tree.h"
 
-#include "frame/types.h"
 #include "integrate/caustics.h"
 #include "integrate/packed_direction.h"
 #include "math/random.h"
 #include "math/roots.h"
 #include "math/sampling.h"
+#include "run/types.h"
 #include "support/expect.h"
 #include "support/scene.h"
 

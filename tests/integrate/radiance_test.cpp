@@ -3,10 +3,10 @@
 #include "integrate/radiance.h"
 
 #include "frame/phases.h"
-#include "frame/types.h"
 #include "integrate/pixel_loop.h"
 #include "integrate/run_context.h"
 #include "output/camera.h"
+#include "run/types.h"
 #include "support/expect.h"
 #include "support/scene.h"
 

@@ -1,12 +1,12 @@
 // Whole small scenes against closed forms and sums: lamps, glass, caustics, the images of lights.
 // SPDX-License-Identifier: MIT
 #include "frame/phases.h"
-#include "frame/types.h"
 #include "geometry/objects.h"
 #include "integrate/pixel_loop.h"
 #include "lights/gaffer.h"
 #include "output/aov.h"
 #include "output/camera.h"
+#include "run/types.h"
 #include "scene/scene_reader.h"
 #include "shading/fresnel.h"
 #include "shading/images.h"

@@ -1,11 +1,11 @@
 // Point and parallel lights against closed forms; links, sample counts, diffusing surfaces.
 // SPDX-License-Identifier: MIT
 #include "frame/phases.h"
-#include "frame/types.h"
 #include "light_scene.h"
 #include "lights/gaffer.h"
 #include "lights/light_sampling.h"
 #include "output/aov.h"
+#include "run/types.h"
 #include "shading/shaders.h"
 #include "support/expect.h"
 #include "support/scene.h"

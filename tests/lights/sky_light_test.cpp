@@ -3,11 +3,11 @@
 #include "lights/sky_light.h"
 
 #include "frame/phases.h"
-#include "frame/types.h"
 #include "light_scene.h"
 #include "lights/sky_map.h"
 #include "math/sampling.h"
 #include "output/aov.h"
+#include "run/types.h"
 #include "shading/images.h"
 #include "support/expect.h"
 #include "support/scene.h"

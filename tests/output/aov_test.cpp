@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: MIT
 #include "output/aov.h"
 
-#include "frame/types.h"
 #include "geometry/types.h"
 #include "output/camera.h"
+#include "run/types.h"
 #include "support/expect.h"
 
 #include <utility>

@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: MIT
 #include "output/camera.h"
 
-#include "frame/types.h"
 #include "math/constants.h"
 #include "math/roots.h"
+#include "run/types.h"
 #include "support/expect.h"
 #include "support/fresh_scene.h"
 

@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "output/progressive.h"
 
-#include "frame/types.h"
 #include "output/camera.h"
+#include "run/types.h"
 #include "support/expect.h"
 #include "support/fresh_scene.h"
 

@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: MIT
 #include "scene/scene_reader.h"
 
-#include "frame/types.h"
 #include "geometry/types.h"
 #include "lights/types.h"
 #include "output/types.h"
+#include "run/types.h"
 #include "shading/types.h"
 #include "support/expect.h"
 #include "support/fresh_scene.h"

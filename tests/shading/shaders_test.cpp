@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "shading/shaders.h"
 
-#include "shading/surface_point.h"
+#include "hit/surface_builder.h"
 #include "support/expect.h"
 #include "support/fresh_scene.h"
 #include "support/replay.h"

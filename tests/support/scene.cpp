@@ -2,11 +2,11 @@
 // SPDX-License-Identifier: MIT
 #include "support/scene.h"
 
-#include "frame/types.h"
 #include "geometry/objects.h"
 #include "integrate/radiance.h"
 #include "math/roots.h"
 #include "output/camera.h"
+#include "run/types.h"
 #include "shading/shaders.h"
 
 #include <string>

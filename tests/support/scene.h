@@ -3,9 +3,9 @@
 #pragma once
 
 #include "geometry/types.h"
+#include "hit/ray.h"
 #include "lights/types.h"
 #include "output/types.h"
-#include "shading/ray.h"
 #include "support/fresh_scene.h"
 #include "support/replay.h"
 

@@ -2,11 +2,11 @@
 // SPDX-License-Identifier: MIT
 #include "support/small_scene.h"
 
-#include "frame/types.h"
 #include "geometry/types.h"
 #include "lights/types.h"
 #include "math/box.h"
 #include "output/types.h"
+#include "run/types.h"
 #include "shading/types.h"
 
 #include <algorithm>

@@ -1,13 +1,12 @@
-// The records that tracing passes from function to function: the ray, which is also the hit
-// record, and the surface point that a hit expands into. Both live on the stack of the function
-// that spawns them.
+// The ray, which is also the record of its hit. It lives on the stack of the function that spawns
+// it, one per bounce.
 // SPDX-License-Identifier: MIT
 #pragma once
 
 #include "math/constants.h"
 #include "math/sequence.h"
 #include "math/vec3.h"
-#include "shading/types.h"
+#include "shading/surface_point.h"
 
 #include <cstdint>
 
@@ -91,31 +90,5 @@ constexpr int spread_bounces(const Ray& ray) {
 inline bool outside_solids(const Ray& ray) {
     return std::fabs(1.0f - ray.refraction) < kSameIndex;
 }
-
-struct SurfacePoint {
-    // Written by the builder of the primitive's kind.
-    Vec3 tangent, bitangent, normal; // shading frame; normal faces the viewer on the front side
-    Vec3 geometric_normal;
-    Vec3 position;
-    Vec3 outgoing; // towards the viewer
-    Vec2 uv;
-    float roughness_u = 1e-6f, roughness_v = 1e-6f; // along tangent and bitangent
-
-    // Written by the evaluation of the layers.
-    Vec3 lambertian_color, transmissive_color, glossy_color, specular_color, diffusion_color;
-    float reflectance = 0.0f;   // Fresnel
-    float transmittance = 1.0f; // 1 - reflectance: share of emission and diffuse layers
-    float eta = 1.0f;           // 1 / ior on the front, ior on the back
-    float cos_outgoing = 0.0f;  // outgoing . normal
-    float hair_width = 0.0f;    // radius of the hair at the hit, scene units
-    const SurfaceLayer* layer = nullptr;
-    bool use_density = false; // a gather path ends here and reads the density estimate
-    Material refraction_kind = Material::opaque;
-    bool lambertian_active = false; // the colour exceeds 1/1024 in some channel
-    bool transmissive_active = false;
-    bool glossy_active = false;
-    bool specular_active = false;
-    bool diffusion_active = false;
-};
 
 } // namespace mh

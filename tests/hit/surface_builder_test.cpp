@@ -1,6 +1,6 @@
 // Surface points of all primitive kinds, from records filled by hand.
 // SPDX-License-Identifier: MIT
-#include "shading/surface_point.h"
+#include "hit/surface_builder.h"
 
 #include "geometry/types.h"
 #include "math/random.h"

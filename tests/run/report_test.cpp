@@ -1,6 +1,6 @@
 // The exact text of every kind of report line.
 // SPDX-License-Identifier: MIT
-#include "frame/report.h"
+#include "run/report.h"
 
 #include "support/expect.h"
 

@@ -1,6 +1,6 @@
 // The console report: every line of it goes through std::cout here.
 // SPDX-License-Identifier: MIT
-#include "frame/report.h"
+#include "run/report.h"
 
 #include <iomanip>
 #include <iostream>

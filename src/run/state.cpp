@@ -1,6 +1,6 @@
 // The process-wide state of a run, at the values a loaded library starts with.
 // SPDX-License-Identifier: MIT
-#include "frame/types.h"
+#include "run/types.h"
 
 namespace mh {
 

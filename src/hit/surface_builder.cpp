@@ -1,14 +1,14 @@
 // Expands the hit of a ray into a surface point, once per shading: the builders of the primitive
 // kinds and the tail that they share. Called by all rendering threads.
 // SPDX-License-Identifier: MIT
-#include "shading/surface_point.h"
+#include "hit/surface_builder.h"
 
-#include "frame/types.h"
 #include "geometry/types.h"
 #include "math/faces.h"
 #include "math/frame.h"
 #include "math/random.h"
 #include "math/roots.h"
+#include "run/types.h"
 #include "shading/evaluate.h"
 #include "shading/fresnel.h"
 #include "shading/shaders.h"

@@ -1,0 +1,24 @@
+// Expands a hit into a surface point: layer choice, shading frame, normal mapping, roughness and
+// Fresnel terms.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "hit/ray.h"
+
+namespace mh {
+
+// Fills everything of the point but the layer colours and their flags. point.use_density is read
+// and decides which frame and which fast path apply. ray.hit_kind is a real primitive's. The
+// instance matrices of the closest hit are read from ThreadStates[ray.thread].
+void build_surface_point(const Ray& ray, SurfacePoint& point);
+
+// The layer that one hit uses, as an index into shader.layers: by weight, from the list of the
+// side. The point needs its uv when a weight slot has an image.
+int pick_layer(const Shader& shader, const SurfacePoint& point, bool front);
+
+// Evaluates the layer colours and their *_active flags: glossy and specular always, lambertian,
+// transmissive and diffusion unless the point reads the density estimate. Hair has no
+// transmissive, specular or diffusion layer.
+void evaluate_layers(const Ray& ray, SurfacePoint& point);
+
+} // namespace mh
