@@ -301,7 +301,8 @@ MH_API void mhAddUVs(int object, int part, int count, const float* uvs);
 MH_API void mhAddRadii(int object, int part, int count, const float* radii);
 /* Appends `count` triangles of three indices, counter-clockwise seen from the front. */
 MH_API void mhAddTriangles(int object, int part, int count, const int* indices);
-/* Appends `count` flat quads of four indices in order around the face. */
+/* Appends `count` flat quads of four indices in order around the face. One that is no parallelogram
+ * becomes two triangles, 0 1 2 and 2 3 0, when the part is finished. */
 MH_API void mhAddTetragons(int object, int part, int count, const int* indices);
 /* Appends `count` hair segments, each from the vertex of its index to the next vertex. */
 MH_API void mhAddCylinders(int object, int part, int count, const int* indices);

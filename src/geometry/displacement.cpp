@@ -48,10 +48,8 @@ std::size_t most_layers(const std::vector<Face>& faces) {
 }
 
 void split_tetragons(Part& part) {
-    for (const Tetragon& t : part.tetragons) {
-        part.triangles.push_back({{t.vertex[0], t.vertex[1], t.vertex[2]}, t.shader});
-        part.triangles.push_back({{t.vertex[2], t.vertex[3], t.vertex[0]}, t.shader});
-    }
+    for (const Tetragon& t : part.tetragons)
+        AppendHalves(part, t);
     part.tetragons = {};
 }
 

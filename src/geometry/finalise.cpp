@@ -4,11 +4,13 @@
 #include "geometry/finalise.h"
 
 #include "geometry/displacement.h"
+#include "geometry/objects.h"
 #include "geometry/smoothing.h"
 #include "geometry/strands.h"
 #include "shading/types.h"
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 namespace mh {
@@ -26,12 +28,35 @@ bool reversed(std::uint32_t shader) {
     return shader < Shaders.size() && Shaders[shader].reverse_winding;
 }
 
+// Whether the bilinear map of the unit square to the quad spreads area evenly: exactly so for
+// parallelograms, whose diagonals bisect each other. Density cells and samples of lamps count on it.
+bool is_even(const Part& part, const Tetragon& t) {
+    constexpr float kMostUneven = 0.01f; // share of the area
+    const auto at = [&](std::size_t corner) { return part.positions[t.vertex[corner]]; };
+    const Vec3 e0 = at(1) - at(0), e1 = at(3) - at(0), apart = e0 + e1 - (at(2) - at(0));
+    const auto area = [](const Vec3& a, const Vec3& b) {
+        const Vec3 normal = cross(a, b);
+        return std::sqrt(dot(normal, normal)); // no floor: quads may be tiny
+    };
+    return area(apart, e0) + area(apart, e1) <= kMostUneven * area(e0, e1);
+}
+
+void split_uneven_quads(Part& part) {
+    const auto first_uneven =
+        std::stable_partition(part.tetragons.begin(), part.tetragons.end(),
+                              [&](const Tetragon& t) { return is_even(part, t); });
+    for (auto t = first_uneven; t != part.tetragons.end(); ++t)
+        AppendHalves(part, *t);
+    part.tetragons.erase(first_uneven, part.tetragons.end());
+}
+
 void finish_faces(Part& part) {
     if (part.triangles.empty() && part.tetragons.empty()) return;
     for (Triangle& t : part.triangles)
         if (reversed(t.shader)) std::swap(t.vertex[0], t.vertex[1]);
     for (Tetragon& t : part.tetragons)
         if (reversed(t.shader)) std::swap(t.vertex[0], t.vertex[2]);
+    split_uneven_quads(part);
     Displace(part);
     Smooth(part);
     RemoveUntraceable(part); // displacement may leave the range of coordinates

@@ -14,7 +14,8 @@ void CheckPart(Part& part);
 // 1e18; one error line tells how many.
 void RemoveUntraceable(Part& part);
 
-// CheckPart, hair parameters and tangents, winding, displacement, smoothing, spare memory.
+// CheckPart, hair parameters and tangents, winding, quads that are no parallelograms made triangles,
+// displacement, smoothing, spare memory.
 void FinalisePart(Part& part);
 
 // Counts, memory and bounds.

@@ -42,6 +42,12 @@ int AddInstance(Object& object) {
     return static_cast<int>(object.instances.size()) - 1;
 }
 
+void AppendHalves(Part& part, const Tetragon& face) {
+    const auto& v = face.vertex;
+    part.triangles.push_back({{v[0], v[1], v[2]}, face.shader});
+    part.triangles.push_back({{v[2], v[3], v[0]}, face.shader});
+}
+
 std::string FindGeometryFile(const std::string& name) {
     if (std::string found = search(name); !found.empty()) return found;
     std::string slashed = name; // scenes made on systems that part folders with backslashes

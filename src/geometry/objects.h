@@ -11,6 +11,9 @@ int AddObject();
 int AddPart(Object& object); // with its "radius" and "uv" arrays
 int AddInstance(Object& object);
 
+// Both triangles of a quad.
+void AppendHalves(Part& part, const Tetragon& face);
+
 // Arrays of positions, and of the two that every part has.
 inline std::vector<float>& radii(Part& part) {
     return part.scalar_arrays[0].values;
