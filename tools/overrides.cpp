@@ -3,6 +3,7 @@
 #include "overrides.h"
 
 #include "geometry/types.h"
+#include "math/control_group.h"
 #include "output/camera.h"
 #include "output/types.h"
 #include "output_images.h"
@@ -13,7 +14,6 @@
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 
 #include <omp.h>
 #include <unistd.h>
@@ -68,29 +68,6 @@ bool has_pixels(const Camera& camera) {
            && std::max(camera.region_y0, 0) < std::min(camera.region_y1, camera.height);
 }
 
-// Processors of the quota in a cpu.max file, "quota period" in microseconds; 0 for no limit.
-double quota_of(const std::string& file) {
-    std::ifstream stream(file);
-    double quota = 0.0, period = 0.0;
-    return stream >> quota >> period && period > 0.0 ? quota / period : 0.0;
-}
-
-// The smallest quota of the process's control group and those around it.
-double processor_quota() {
-    std::ifstream groups("/proc/self/cgroup");
-    std::string line;
-    double smallest = 0.0;
-    while (std::getline(groups, line)) {
-        if (!line.starts_with("0::")) continue;
-        std::filesystem::path group = "/sys/fs/cgroup" + line.substr(3);
-        for (; group.string().starts_with("/sys/fs/cgroup"); group = group.parent_path()) {
-            const double quota = quota_of((group / "cpu.max").string());
-            if (quota > 0.0 && (smallest == 0.0 || quota < smallest)) smallest = quota;
-        }
-    }
-    return smallest;
-}
-
 } // namespace
 
 std::string ApplyOverrides(const Arguments& arguments) {
@@ -132,8 +109,8 @@ std::string PrepareOutputFolders(const Arguments& arguments) {
 int usable_processors() {
     const int allowed = omp_get_max_threads();
     if (std::getenv("OMP_NUM_THREADS") != nullptr) return allowed;
-    const double quota = processor_quota();
-    return quota > 0.0 ? std::clamp(static_cast<int>(std::ceil(quota)), 1, allowed) : allowed;
+    const double quota = std::min(std::ceil(ProcessorQuota()), static_cast<double>(allowed));
+    return std::max(static_cast<int>(quota), 1);
 }
 
 } // namespace mh

@@ -222,6 +222,21 @@ void read_statement(ObjFile& file, TextCursor text) {
     }
 }
 
+template<typename T>
+double bytes_of(const std::vector<T>& pool) {
+    return static_cast<double>(pool.capacity() * sizeof(T));
+}
+
+// What is held already is held twice more at most: a pool that grows moves to one of twice its
+// size, and the part that is assembled is smaller than its pools.
+bool may_grow(const MeshLoader& loader) {
+    constexpr double kMost = 2.0;
+    return FitsMemory(kMost
+                      * (bytes_of(loader.positions) + bytes_of(loader.normals)
+                         + bytes_of(loader.uvs) + bytes_of(loader.triangles)
+                         + bytes_of(loader.tetragons)));
+}
+
 } // namespace
 
 void ReadObj(MeshLoader& loader, const std::string& path) {
@@ -232,7 +247,7 @@ void ReadObj(MeshLoader& loader, const std::string& path) {
     ObjFile file = {loader, loader.positions.size(), loader.uvs.size(), loader.normals.size()};
     std::size_t lines = 0;
     for (TextCursor line; read_line(reader, line); ++lines) {
-        if (lines % kLinesOfCheck == kLinesOfCheck - 1 && !MayGrow())
+        if (lines % kLinesOfCheck == kLinesOfCheck - 1 && !may_grow(loader))
             return ReportError("object - " + path
                                + " needs more memory than there is; it is read up to line "
                                + std::to_string(lines));

@@ -1,6 +1,8 @@
-// Memory of the machine and of the control group that the process runs in.
+// Memory of the machine and of the control groups that the process runs in.
 // SPDX-License-Identifier: MIT
 #include "math/memory.h"
+
+#include "math/control_group.h"
 
 #include <algorithm>
 #include <fstream>
@@ -13,59 +15,81 @@ namespace mh {
 
 namespace {
 
-// The number that a file starts with; infinite where it is missing or holds a word.
-double number_in(const char* file) {
-    double number = 0.0;
-    const bool read = bool(std::ifstream(file) >> number);
-    return read ? number : std::numeric_limits<double>::infinity();
+constexpr double kMegabyte = 1048576.0;
+constexpr double kSmall = 16.0 * kMegabyte; // always fits
+
+double page_bytes() {
+    return static_cast<double>(sysconf(_SC_PAGESIZE));
 }
 
-double free_of_machine() {
+double of_machine(const std::string& entry) {
     constexpr double kBytesOfKilobyte = 1024.0;
-    std::ifstream file("/proc/meminfo");
+    std::ifstream file(SystemRoot + "/proc/meminfo");
     std::string word;
     double kilobytes = 0.0;
     while (file >> word)
-        if (word == "MemAvailable:" && file >> kilobytes) return kBytesOfKilobyte * kilobytes;
-    return MachineMemory();
+        if (word == entry && file >> kilobytes) return kBytesOfKilobyte * kilobytes;
+    return static_cast<double>(sysconf(_SC_PHYS_PAGES)) * page_bytes();
 }
 
-double held_memory() {
-    std::ifstream file("/proc/self/statm");
-    double reserved_pages = 0.0, held_pages = 0.0;
-    file >> reserved_pages >> held_pages;
-    return held_pages * static_cast<double>(sysconf(_SC_PAGESIZE));
+double limit_of(const std::string& group) {
+    return std::min(SystemNumber(group + "/memory.max"),
+                    SystemNumber(group + "/memory.limit_in_bytes"));
 }
 
-double group_limit() {
-    return number_in("/sys/fs/cgroup/memory.max");
+// File cache and the like, which gives way to whoever asks for memory. Version 1 counts the groups
+// within a group in totals of their own.
+double reclaimable_of(const std::string& group) {
+    std::ifstream file(SystemRoot + group + "/memory.stat");
+    double own = 0.0, total = 0.0, bytes = 0.0;
+    for (std::string name; file >> name >> bytes;) {
+        if (name == "inactive_file" || name == "active_file" || name == "slab_reclaimable")
+            own += bytes;
+        if (name == "total_inactive_file" || name == "total_active_file") total += bytes;
+    }
+    return std::max(own, total);
+}
+
+double used_of(const std::string& group) {
+    const double used = std::min(SystemNumber(group + "/memory.current"),
+                                 SystemNumber(group + "/memory.usage_in_bytes"));
+    return used < std::numeric_limits<double>::infinity() ? used - reclaimable_of(group) : 0.0;
 }
 
 } // namespace
 
 double MachineMemory() {
-    const double present =
-        static_cast<double>(sysconf(_SC_PHYS_PAGES)) * static_cast<double>(sysconf(_SC_PAGESIZE));
-    return std::min(present, group_limit());
+    double bytes = of_machine("MemTotal:");
+    for (const std::string& group : ControlGroups("memory"))
+        bytes = std::min(bytes, limit_of(group));
+    return bytes;
 }
 
 double AvailableMemory() {
-    const double limit = group_limit();
-    if (limit == std::numeric_limits<double>::infinity()) return free_of_machine();
-    return std::min(free_of_machine(), limit - number_in("/sys/fs/cgroup/memory.current"));
+    double bytes = of_machine("MemAvailable:");
+    for (const std::string& group : ControlGroups("memory")) {
+        const double limit = limit_of(group);
+        if (limit < std::numeric_limits<double>::infinity())
+            bytes = std::min(bytes, limit - used_of(group));
+    }
+    return bytes;
 }
 
 double SpareMemory() {
-    constexpr double kKeptFree = 1.0 / 16.0;
-    return AvailableMemory() - kKeptFree * MachineMemory();
+    constexpr double kReserve = 1.0 / 16.0, kMostReserve = 256.0 * kMegabyte;
+    const double reserve = std::min(kReserve * MachineMemory(), kMostReserve);
+    return std::max(AvailableMemory() - reserve, kSmall);
 }
 
 bool FitsMemory(double bytes) {
-    return bytes <= SpareMemory();
+    return bytes <= kSmall || bytes <= SpareMemory();
 }
 
-bool MayGrow() {
-    return FitsMemory(held_memory());
+double HeldMemory() {
+    std::ifstream file("/proc/self/statm");
+    double reserved_pages = 0.0, held_pages = 0.0;
+    file >> reserved_pages >> held_pages;
+    return held_pages * page_bytes();
 }
 
 } // namespace mh

@@ -4,20 +4,19 @@
 
 namespace mh {
 
-// Bytes that the machine has, or its control group may use.
+// Bytes that the machine has, or its control groups may use.
 double MachineMemory();
 
-// Bytes that can be taken now without swapping.
+// Bytes that can be taken now without swapping; file cache counts as free.
 double AvailableMemory();
 
-// The same, less a sixteenth of what the machine has, which stays free: a machine without any stops.
+// The same, less a reserve, without which a machine stops; 16 MB at least.
 double SpareMemory();
 
 // Whether so many bytes are spare.
 bool FitsMemory(double bytes);
 
-// Whether the process may become twice as large: vectors that grow hold their content twice for a
-// moment.
-bool MayGrow();
+// Bytes that the process holds.
+double HeldMemory();
 
 } // namespace mh

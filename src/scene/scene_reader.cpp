@@ -59,16 +59,30 @@ struct Reading {
     const ReadListener& listener;
     std::string_view line = {}, word = {}; // the line last handed out, and its first word
     int unchecked = 0;                     // lines since memory was looked at; files count more
+    double held_before = -1.0;             // by the process when memory was first looked at
 };
 
 constexpr int kLinesOfCheck = 4096; // of up to 5 KB in memory each
 constexpr int kLinesOfFile = 64;    // what a line counts that has a file read
 
+// Of records that move to a table of twice the size when it is full.
+template<typename... Record>
+double bytes_of(const std::vector<Record>&... tables) {
+    return (0.0 + ... + static_cast<double>(tables.capacity() * sizeof(Record)));
+}
+
+// As much again as this file has taken, and the tables anew; what a host holds does not count.
+bool may_grow(const Reading& reading) {
+    return FitsMemory(HeldMemory() - reading.held_before
+                      + bytes_of(Objects, Shaders, Textures, Cameras, PointLights, ParallelLights));
+}
+
 // Where memory runs out, the file ends.
 bool fits_memory(Reading& reading) {
     if (++reading.unchecked < kLinesOfCheck) return true;
     reading.unchecked = 0;
-    if (MayGrow()) return true;
+    if (reading.held_before < 0.0) reading.held_before = HeldMemory();
+    if (may_grow(reading)) return true;
     reading.text.position = reading.text.content.size();
     ReportError("scene - " + reading.path
                 + " needs more memory than there is; it is read up to line "

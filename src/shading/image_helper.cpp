@@ -154,7 +154,7 @@ Budget BudgetOf(const std::string& file, FREE_IMAGE_FORMAT format) {
     const ImageHeader header = HeaderOf(file, format);
     const double unpacked = header.bytes > 0.0 ? kCopies * header.bytes : kUnpacked * file_bytes;
     return {kSeconds + kSecondsOfByte * file_bytes + kSecondsOfPixel * header.pixels,
-            std::min(kBytes + unpacked, AvailableMemory())};
+            kBytes + std::min(unpacked, SpareMemory())};
 }
 
 std::string DecodeApart(const std::string& file, Decoding decoding, Budget budget, Image& image) {

@@ -105,6 +105,21 @@ TEST_F(ObjReader, TakesShadersByName) {
     EXPECT_EQ(shaders, (std::vector<int>{0, red, 0, red, 0}));
 }
 
+TEST_F(ObjReader, ComparesItsOwnSizeWithTheMemoryThatIsFree) {
+    const FakeMachine full(24e9, 0.0);
+    const auto faces = [](int count) {
+        std::string text = kSquare;
+        for (int i = 0; i < count; ++i)
+            text += "f 1 2 3\n";
+        return load_obj(text).triangles.size();
+    };
+    EXPECT_EQ(faces(100000), 100000u); // of 8 MB, whatever the process holds
+    EXPECT_EQ(scene.take_report(), "");
+    EXPECT_LT(faces(400000), 400000u);
+    EXPECT_NE(scene.take_report().find("a.obj needs more memory than there is; it is read up to"),
+              std::string::npos);
+}
+
 TEST_F(Assembly, WeldsWhatAgreesInEverything) {
     const std::string quad = "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nv -0 -0 0\nv 1 1 0\n"
                              "vt 0 0\nvt 1 1\nvn 0 0 1\nvn 0 1 0\nvn 0 0 5\n";

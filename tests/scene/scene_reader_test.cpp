@@ -244,5 +244,19 @@ TEST_F(SceneReader, ReadsNumbersAlikeUnderAnyLocale) {
     EXPECT_EQ(positions[2].y, 1000.0f);
 }
 
+TEST_F(SceneReader, EndsAFileWhereItsRecordsDoNotFitIntoMemory) {
+    std::string text;
+    for (int i = 0; i < 20000; ++i)
+        text += "shader\nname \"" + std::to_string(i) + "\"\nend\n";
+    read(text);
+    EXPECT_EQ(Shaders.size(), 20001u); // with "undefined"
+    scene.take_report();
+    const test::FakeMachine full(24e9, 0.0);
+    read("object\nname last\nend\n" + text);
+    EXPECT_EQ(Objects.size(), 1u); // what takes little is read
+    EXPECT_NE(scene.take_report().find("needs more memory than there is; it is read up to line"),
+              std::string::npos);
+}
+
 } // namespace
 } // namespace mh

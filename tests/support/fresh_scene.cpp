@@ -3,6 +3,7 @@
 #include "support/fresh_scene.h"
 
 #include "frame/phases.h"
+#include "math/control_group.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -51,6 +52,19 @@ void TemporaryFolder::write(const std::string& name, const std::string& content)
     const std::filesystem::path file = path + name;
     std::filesystem::create_directories(file.parent_path());
     std::ofstream(file, std::ios::binary) << content;
+}
+
+FakeMachine::FakeMachine(double total_bytes, double available_bytes) {
+    const auto line = [](const char* name, double bytes) {
+        return name + std::to_string(static_cast<long long>(bytes / 1024.0)) + " kB\n";
+    };
+    folder.write("proc/meminfo",
+                 line("MemTotal: ", total_bytes) + line("MemAvailable: ", available_bytes));
+    SystemRoot = folder.path;
+}
+
+FakeMachine::~FakeMachine() {
+    SystemRoot.clear();
 }
 
 std::string content_of(const std::string& path) {

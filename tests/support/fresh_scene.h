@@ -51,6 +51,16 @@ private:
     std::string previous_;
 };
 
+// The library takes the machine for one with these files under /proc and /sys.
+struct FakeMachine {
+    FakeMachine(double total_bytes, double available_bytes);
+    ~FakeMachine();
+    FakeMachine(const FakeMachine&) = delete;
+    FakeMachine& operator=(const FakeMachine&) = delete;
+
+    TemporaryFolder folder;
+};
+
 // All bytes of a file.
 std::string content_of(const std::string& path);
 
