@@ -19,7 +19,7 @@ namespace mh {
 
 namespace {
 
-constexpr std::string_view kMagic = "moonhare checkpoint 1\n";
+constexpr std::string_view kMagic = "moonhare checkpoint 2\n";
 
 template<typename T>
 void digest_array(Digest& digest, const std::vector<T>& values) {
@@ -144,19 +144,19 @@ std::string SettingsText() {
          << ',' << camera.region_y0 << ',' << camera.region_x1 << ',' << camera.region_y1
          << ", gather " << settings.sample << ", bounce " << settings.bounce << ", ray depth "
          << settings.ray_depth << ", mode " << (settings.final_gather ? "gather" : "path")
-         << ", camera " << camera.name << " at " << camera.poses[0].position.x << ' '
-         << camera.poses[0].position.y << ' ' << camera.poses[0].position.z;
+         << ", estimator " << (settings.estimator == Estimator::exact ? "exact" : "classic")
+         << ", seed " << (settings.seed < 0 ? "none" : std::to_string(settings.seed)) << ", camera "
+         << camera.name << " at " << camera.poses[0].position.x << ' ' << camera.poses[0].position.y
+         << ' ' << camera.poses[0].position.z;
     return text.str();
 }
 
 Checkpoint TakeCheckpoint(std::uint64_t scene) {
-    Checkpoint checkpoint = {FrameIndex, scene, SettingsText(), {}};
+    Checkpoint checkpoint = {FrameIndex, ActiveCamera()->sample, scene, SettingsText(), {}};
     ForEachOutput([&](Aov& aov, Filling filling) {
-        if (filling == Filling::complete) return;
-        Image image = aov.image;
-        if (filling == Filling::sum) scale(image, sum_scale());
-        checkpoint.images.push_back(
-            {image.width, image.height, image.channels, std::move(image.floats)});
+        const Image& image = aov.image;
+        if (filling != Filling::complete)
+            checkpoint.images.push_back({image.width, image.height, image.channels, image.floats});
     });
     return checkpoint;
 }
@@ -170,10 +170,10 @@ bool RestoreImages(const Checkpoint& checkpoint) {
     for (std::size_t i = 0; i < images.size(); ++i)
         if (!same_size(checkpoint.images[i], *images[i].first)) return false;
     const float share =
-        static_cast<float>(checkpoint.frames) / static_cast<float>(ActiveCamera()->sample);
+        static_cast<float>(checkpoint.sample) / static_cast<float>(ActiveCamera()->sample);
     for (std::size_t i = 0; i < images.size(); ++i) {
         images[i].first->floats = checkpoint.images[i].values;
-        if (images[i].second == Filling::sum) scale(*images[i].first, share);
+        if (images[i].second == Filling::sum && share != 1.0f) scale(*images[i].first, share);
     }
     return true;
 }
@@ -181,6 +181,7 @@ bool RestoreImages(const Checkpoint& checkpoint) {
 std::string WriteCheckpoint(const std::string& path, const Checkpoint& checkpoint) {
     std::string bytes(kMagic);
     put(bytes, checkpoint.frames);
+    put(bytes, checkpoint.sample);
     put(bytes, checkpoint.scene);
     put(bytes, static_cast<std::uint64_t>(checkpoint.settings.size()));
     bytes += checkpoint.settings;
@@ -203,6 +204,7 @@ std::string ReadCheckpoint(const std::string& path, Checkpoint& checkpoint) {
     Bytes bytes = {body.substr(kMagic.size())};
     std::uint64_t count = 0;
     take(bytes, checkpoint.frames);
+    take(bytes, checkpoint.sample);
     take(bytes, checkpoint.scene);
     take_text(bytes, checkpoint.settings);
     take(bytes, count);

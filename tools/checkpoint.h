@@ -11,11 +11,12 @@ namespace mh {
 
 struct SavedImage {
     std::int32_t width = 0, height = 0, channels = 0;
-    std::vector<float> values; // means of the frames
+    std::vector<float> values;
 };
 
 struct Checkpoint {
     std::uint32_t frames = 0;
+    std::int32_t sample = 1; // frames of the whole run, of which sums hold their shares
     std::uint64_t scene = 0; // SceneDigest
     std::string settings;    // SettingsText
     std::vector<SavedImage>
@@ -29,7 +30,8 @@ std::uint64_t SceneDigest(const std::string& directory);
 std::string SettingsText();
 
 // Copies the images as they stand after FrameIndex frames, and the converse: sums become shares of
-// the camera's number of frames. False when the images differ in number or size.
+// the camera's number of frames, bit for bit the same when that number is. False when the images
+// differ in number or size.
 Checkpoint TakeCheckpoint(std::uint64_t scene);
 bool RestoreImages(const Checkpoint& checkpoint);
 

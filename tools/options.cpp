@@ -16,7 +16,8 @@ namespace mh {
 
 namespace {
 
-constexpr double kMostThreads = 256, kMostFrames = 65535, kMostInt = 2147483647, kMostSeconds = 1e9;
+constexpr double kMostThreads = 256, kMostFrames = 65535, kMostInt = 2147483647, kMostSeconds = 1e9,
+                 kMostSeed = 9.2233720368547e18;
 
 template<typename T>
 struct IsOptional : std::false_type {};
@@ -92,6 +93,10 @@ constexpr OptionRow kRenderRows[] = {
     {"--bounce", "N", "Levels of diffuse and glossy bounces", bind<&A::bounce>, 1, kMostInt},
     {"--ray-depth", "N", "Longest path", bind<&A::ray_depth>, 1, 255},
     {"--mode", "gather|path", "Final gathering from photons, or path tracing", bind<&A::mode>},
+    {"--estimator", "classic|exact", "How light is estimated; exact has no known bias",
+     bind<&A::estimator>},
+    {"--seed", "N", "Draw all random numbers from N: the same picture in every run", bind<&A::seed>,
+     0, kMostSeed},
     {"--camera", "N", "Which camera renders, from 0; the others write nothing", bind<&A::camera>, 0,
      kMostInt},
     {"--output-dir", "DIR", "Where pictures go; made if it is missing", bind<&A::output_dir>},

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -27,7 +28,9 @@ struct Arguments {
     std::optional<std::array<int, 2>> resolution; // width, height
     std::optional<std::array<int, 4>> region;     // x0, y0, x1, y1
     std::optional<int> sample, gather, bounce, ray_depth, camera;
-    std::string mode; // gather, path
+    std::string mode;      // gather, path
+    std::string estimator; // classic, exact
+    std::optional<std::int64_t> seed;
 
     std::string output_dir, beauty, report, checkpoint, resume;
     std::string progress; // bar, plain, json, none; empty: by where standard error goes

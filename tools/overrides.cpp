@@ -44,6 +44,9 @@ void set_renderer(const Arguments& arguments) {
     if (arguments.gather) settings.sample = *arguments.gather;
     if (arguments.bounce) settings.bounce = *arguments.bounce;
     if (arguments.ray_depth) settings.ray_depth = *arguments.ray_depth;
+    if (arguments.seed) settings.seed = *arguments.seed;
+    if (!arguments.estimator.empty())
+        settings.estimator = arguments.estimator == "exact" ? Estimator::exact : Estimator::classic;
     if (arguments.mode == "path") settings.distance = 0.0f;
     if (arguments.mode != "gather") return;
     const RendererSettingsRecord defaults; // a scene for path tracing has a 0 in either

@@ -59,12 +59,14 @@ void after_frame() {
         static_cast<double>(RayStatistics.render_microseconds) * kSecondsOfMicrosecond;
     record.frame_seconds += seconds;
     ShowFrame(FrameIndex, RayStatistics.render_rays, seconds);
-    if (is_interrupted() || is_time_up()) EndWithFramesDone();
-    const bool last = FrameIndex >= static_cast<std::uint32_t>(ActiveCamera()->sample);
+    const bool ends_early = is_interrupted() || is_time_up();
+    const bool last =
+        ends_early || FrameIndex >= static_cast<std::uint32_t>(ActiveCamera()->sample);
     const bool due = is_due(run.arguments->write_every_s, run.written_s);
     const bool requested = take_write_request();
     if (!last && (due || requested)) WriteOutputs();
     if (last || due || requested) save_checkpoint();
+    if (ends_early) EndWithFramesDone(); // changes the sums that a checkpoint keeps
     if (last) {
         record.images = ImageStatistics();
         EndProgress();

@@ -14,6 +14,7 @@
 #include "lights/gaffer.h"
 #include "lights/geometry_light.h"
 #include "lights/sky_light.h"
+#include "math/random.h"
 #include "math/rgbe.h"
 #include "math/sequence.h"
 #include "output/camera.h"
@@ -95,11 +96,25 @@ void initialize_objects() {
     if (Objects.empty()) ReportError("object - there is no root object");
 }
 
+// Without a seed the source stays what it is, the hardware or the numbers that a test replays.
+void select_random_numbers() {
+    if (RendererSettings.estimator == Estimator::exact)
+        RendererSettings.seed = std::max<std::int64_t>(RendererSettings.seed, 0);
+    if (RendererSettings.seed < 0) return;
+    DrawFromSeed(static_cast<std::uint64_t>(RendererSettings.seed));
+    FillPixelPattern();
+}
+
 constexpr InitialPhase kPhases[] = {
-    {"cameras", InitializeCameras},    {"textures", InitializeTextures},
-    {"shaders", InitializeShaders},    {"accelerator", initialize_objects},
-    {"sky light", InitializeSkyLight}, {"geometry light", InitializeGeometryLight},
-    {"gaffer", InitializeGaffer},      {"renderer", InitializeRenderer},
+    {"random numbers", select_random_numbers},
+    {"cameras", InitializeCameras},
+    {"textures", InitializeTextures},
+    {"shaders", InitializeShaders},
+    {"accelerator", initialize_objects},
+    {"sky light", InitializeSkyLight},
+    {"geometry light", InitializeGeometryLight},
+    {"gaffer", InitializeGaffer},
+    {"renderer", InitializeRenderer},
 };
 
 void finish_lights() {
@@ -115,6 +130,7 @@ void Startup() {
     start_image_library();
     if (std::find(ImageSearchPaths.begin(), ImageSearchPaths.end(), "") == ImageSearchPaths.end())
         ImageSearchPaths.emplace_back();
+    if (draws_from_seed()) DrawFromHardware();
     BuildSequences();
     SelectWalks();
     reset_run();

@@ -2,21 +2,46 @@
 // SPDX-License-Identifier: MIT
 #include "integrate/atomic_sums.h"
 
+#include <algorithm>
 #include <atomic>
+#include <cmath>
 
 namespace mh {
 
 namespace {
 
-void add(double& sum, float value) {
+constexpr double kTwoTo64 = 18446744073709551616.0;
+
+FixedPoint fixed(float value) {
+    constexpr float kLargest = 4.6116860e18f; // 2^62
+    const double limited = static_cast<double>(std::clamp(value, -kLargest, kLargest));
+    const double whole = std::floor(limited);
+    return {static_cast<std::uint64_t>((limited - whole) * kTwoTo64),
+            static_cast<std::uint64_t>(static_cast<std::int64_t>(whole))};
+}
+
+// The addition whose fraction overflows carries one over: how often that happens depends on the
+// total alone.
+void add(FixedPoint& sum, float value) {
     if (value == 0.0f) return;
-    std::atomic_ref<double>(sum).fetch_add(static_cast<double>(value), std::memory_order_relaxed);
+    const FixedPoint term = fixed(value);
+    const std::uint64_t before = std::atomic_ref<std::uint64_t>(sum.fraction)
+                                     .fetch_add(term.fraction, std::memory_order_relaxed);
+    const std::uint64_t carry = before > ~term.fraction ? 1 : 0;
+    const std::uint64_t whole = term.whole + carry;
+    if (whole == 0) return;
+    std::atomic_ref<std::uint64_t>(sum.whole).fetch_add(whole, std::memory_order_relaxed);
+}
+
+float value_of(const FixedPoint& sum) {
+    const auto whole = static_cast<double>(static_cast<std::int64_t>(sum.whole));
+    return static_cast<float>(whole + static_cast<double>(sum.fraction) / kTwoTo64);
 }
 
 } // namespace
 
 void ResizeSums(AtomicSums& sums, std::size_t count) {
-    sums.values.assign(3 * count, 0.0);
+    sums.values.assign(3 * count, {});
 }
 
 void ReleaseSums(AtomicSums& sums) {
@@ -25,15 +50,15 @@ void ReleaseSums(AtomicSums& sums) {
 
 void add_to_sum(AtomicSums& sums, std::size_t index, const Vec3& value) {
     if (!is_finite(value)) return;
-    double* sum = &sums.values[3 * index];
+    FixedPoint* sum = &sums.values[3 * index];
     add(sum[0], value.x);
     add(sum[1], value.y);
     add(sum[2], value.z);
 }
 
 Vec3 sum_at(const AtomicSums& sums, std::size_t index) {
-    const double* sum = &sums.values[3 * index];
-    return {static_cast<float>(sum[0]), static_cast<float>(sum[1]), static_cast<float>(sum[2])};
+    const FixedPoint* sum = &sums.values[3 * index];
+    return {value_of(sum[0]), value_of(sum[1]), value_of(sum[2])};
 }
 
 } // namespace mh

@@ -97,8 +97,13 @@ void FinishSplats() {
     for (Aov& aov : ActiveCamera()->aovs) {
         if (!is_light_path(aov) || 3 * pixel_count(*ActiveCamera()) != aov.image.floats.size())
             continue;
-        for (std::size_t i = 0; i < aov.image.floats.size(); ++i)
-            aov.image.floats[i] += static_cast<float>(pixels.values[i]);
+        for (std::size_t i = 0; i < pixel_count(*ActiveCamera()); ++i) {
+            const Vec3 splats = sum_at(pixels, i);
+            float* sum = &aov.image.floats[3 * i];
+            sum[0] += splats.x;
+            sum[1] += splats.y;
+            sum[2] += splats.z;
+        }
     }
     ReleaseSums(pixels);
 }

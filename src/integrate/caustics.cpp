@@ -3,6 +3,7 @@
 #include "integrate/caustics.h"
 
 #include "integrate/photon_tree.h"
+#include "math/random.h"
 #include "math/roots.h"
 #include "run/report.h"
 #include "run/types.h"
@@ -29,10 +30,16 @@ bool near_photons(const Ray& ray, const Vec3& position) {
     return contains(Aabb{tree.box.min - margin, tree.box.max + margin}, position);
 }
 
+// What a thread met before depends on the schedule, and with it the order in which powers are added:
+// a seed rules that out.
+bool may_remember(const Ray& ray) {
+    return ray.depth == 0 && !draws_from_seed();
+}
+
 // Where the thread's last look-up found 32 photons, a sphere about this point that holds that
 // look-up's sphere holds 32 too.
 float search_radius_squared(const Ray& ray, const Vec3& position) {
-    if (ray.depth != 0) return RendererSettings.radius_squared;
+    if (!may_remember(ray)) return RendererSettings.radius_squared;
     const ThreadState& thread = ThreadStates[ray.thread];
     const float reach =
         safe_root(thread.last_lookup_radius) + length(thread.last_lookup_position - position);
@@ -40,7 +47,7 @@ float search_radius_squared(const Ray& ray, const Vec3& position) {
 }
 
 void remember_lookup(const Ray& ray, const Vec3& position, int found, float radius_squared) {
-    if (ray.depth != 0) return;
+    if (!may_remember(ray)) return;
     ThreadState& thread = ThreadStates[ray.thread];
     thread.last_lookup_radius = found >= kNearest ? radius_squared : kFar;
     if (found >= kNearest) thread.last_lookup_position = position;

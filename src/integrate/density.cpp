@@ -80,7 +80,7 @@ bool is_too_large(std::uint64_t cells) {
 
 // For the cells and the sums that fill them.
 bool fits_memory(double cells) {
-    constexpr double kBytes = sizeof(DensityCell) + kSides * 3.0 * sizeof(double);
+    constexpr double kBytes = sizeof(DensityCell) + kSides * 3.0 * sizeof(FixedPoint);
     if (FitsMemory(cells * kBytes)) return true;
     ReportError("density estimator - " + std::to_string(static_cast<std::int64_t>(cells))
                 + " cells need more memory than there is; no photons are gathered");

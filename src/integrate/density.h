@@ -1,6 +1,6 @@
 // The density estimator: a grid of cells on every face of the root object in which photons leave
-// their light. Photons add to sums in double precision, since a cell receives millions of small
-// values; when all have landed, the sums become what gather rays read.
+// their light. Photons add to fixed-point sums, since a cell receives millions of small values from
+// all threads; when all have landed, the sums become what gather rays read.
 // SPDX-License-Identifier: MIT
 #pragma once
 

@@ -14,6 +14,7 @@
 #include "lights/sky_light.h"
 #include "math/clock.h"
 #include "math/memory.h"
+#include "math/random.h"
 #include "math/threads.h"
 #include "output/run_hooks.h"
 #include "run/report.h"
@@ -31,18 +32,29 @@ constexpr int kDeepest = 254;       // Ray::depth has 8 bits, and a child is one
 constexpr int kPhotonsOfChunk = 64; // that a thread takes at once
 constexpr std::int64_t kProgressSteps = 100;
 
-// A stored photon, in a vector that grows, and then in the joined one; nodes of the tree.
-constexpr double kBytesOfPhoton = 4.0 * sizeof(CausticPhoton);
+// A stored photon and its path, in vectors that grow, and then in the joined one; nodes of the tree.
+constexpr double kBytesOfPhoton = 6.0 * sizeof(CausticPhoton);
 constexpr double kMostPhotons = 1073741824.0; // that the tree can number
+
+// Which path left a photon: the number of the light, and that of its photon.
+struct PathOfPhoton {
+    std::uint32_t light = 0;
+    std::int64_t number = 0;
+
+    auto operator<=>(const PathOfPhoton&) const = default;
+};
 
 // Caustic photons of each thread, joined at the end of the pass.
 struct alignas(64) ThreadPhotons {
     std::vector<CausticPhoton> photons;
-    std::size_t left_out = 0; // for want of memory
+    std::vector<PathOfPhoton> paths; // of each, with a seed; in ascending order
+    PathOfPhoton path;               // that is being traced
+    std::size_t left_out = 0;        // for want of memory
 };
 
 std::array<ThreadPhotons, kMaxThreads> photons_of_thread;
 std::size_t most_of_thread = 0; // photons that a thread may store
+std::uint32_t lights_cast = 0;  // in this pass
 
 // Whether every hit counts; without grid and splats nothing but caustics remains of a photon.
 bool light_lands() {
@@ -78,6 +90,32 @@ void store_caustic(const Ray& ray, const SurfacePoint& point) {
     thread.photons.push_back({point.position, ray.power * ray.weight,
                               pack_direction(point.outgoing),
                               pack_direction(point.geometric_normal)});
+    if (draws_from_seed()) thread.paths.push_back(thread.path);
+}
+
+// With a seed the photons stand in the order of their paths, whichever threads traced them.
+void join_by_path() {
+    struct Source {
+        const ThreadPhotons* thread;
+        std::size_t next;
+    };
+
+    std::vector<Source> sources;
+    const auto later = [](const Source& a, const Source& b) {
+        return b.thread->paths[b.next] < a.thread->paths[a.next];
+    };
+    for (const ThreadPhotons& thread : photons_of_thread)
+        if (!thread.photons.empty()) sources.push_back({&thread, 0});
+    std::make_heap(sources.begin(), sources.end(), later);
+    while (!sources.empty()) {
+        std::pop_heap(sources.begin(), sources.end(), later);
+        Source& first = sources.back();
+        Photons.push_back(first.thread->photons[first.next]);
+        if (++first.next < first.thread->photons.size())
+            std::push_heap(sources.begin(), sources.end(), later);
+        else
+            sources.pop_back();
+    }
 }
 
 // The later photons are left out: caustics are darker then.
@@ -88,8 +126,10 @@ void join_photons() {
         left_out += thread.left_out;
     }
     Photons.reserve(stored);
+    if (draws_from_seed()) join_by_path();
     for (ThreadPhotons& thread : photons_of_thread) {
-        Photons.insert(Photons.end(), thread.photons.begin(), thread.photons.end());
+        if (!draws_from_seed())
+            Photons.insert(Photons.end(), thread.photons.begin(), thread.photons.end());
         thread = {};
     }
     if (left_out == 0) return;
@@ -159,6 +199,11 @@ void report_rate(std::int64_t start_microseconds) {
                "M rays/second");
 }
 
+void begin_path(const PathOfPhoton& path) {
+    start_stream(Stream::photon, path.light, static_cast<std::uint64_t>(path.number));
+    photons_of_thread[static_cast<std::size_t>(thread_number())].path = path;
+}
+
 // Traces the photons of one light, unless nothing would remain of them; emit(ray, number) makes a
 // photon's first ray.
 template<typename Emit>
@@ -169,8 +214,9 @@ void cast(std::int64_t count, std::uint32_t pass, bool caustics, const Emit& emi
     const std::int64_t start = microseconds_now();
     const std::int64_t first = static_cast<std::int64_t>(pass) * count;
     const std::int64_t step = std::max<std::int64_t>(count / kProgressSteps, 1);
+    const std::uint32_t light = lights_cast++;
 #pragma omp parallel num_threads(team_size()) default(none)                                        \
-    shared(count, first, step, traced, emit, Hooks)
+    shared(count, first, step, traced, emit, light, Hooks)
     {
         EnterWorker();
 #pragma omp for schedule(dynamic, kPhotonsOfChunk)
@@ -178,6 +224,7 @@ void cast(std::int64_t count, std::uint32_t pass, bool caustics, const Emit& emi
             if (Hooks.stop.load(std::memory_order_relaxed)) continue;
             if (i % step == 0) report_progress(i, count, step);
             if (!traced) continue;
+            begin_path({light, first + i});
             Ray ray;
             emit(ray, first + i);
             if (max_channel(ray.weight) > 0.0f) trace_photon(ray);
@@ -214,6 +261,7 @@ void trace_photon(Ray& ray) {
 
 void StartPhotons() {
     ClearPhotons();
+    lights_cast = 0;
     StartDeposits();
     StartSplats();
     const double most = std::clamp(SpareMemory() / kBytesOfPhoton, 0.0, kMostPhotons);

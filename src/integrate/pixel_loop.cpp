@@ -60,6 +60,8 @@ Ray primary_ray(const Camera& camera, const CameraPose& pose, int x, int y) {
 
 // A value that is not finite counts as 0.
 Vec3 pixel_value(const Camera& camera, const CameraPose& pose, int x, int y) {
+    start_stream(Stream::pixel, CurrentSample,
+                 static_cast<std::uint64_t>(pixel_index(camera, x, y)));
     Ray ray = primary_ray(camera, pose, x, y);
     const Vec3 value = radiance(ray);
     if (is_finite(value)) return min(value, RendererSettings.clamp);

@@ -40,6 +40,7 @@ std::int32_t find_or_add(const LightFace& face) {
 
 // The i-th entry; stays zero where nothing is emitted.
 void fill_sample(int i) {
+    start_stream(Stream::table, 0, static_cast<std::uint64_t>(i));
     const float r = random_unit();
     const float u = (static_cast<float>(i) + r) / float{kLightSamples};
     const auto number = static_cast<std::uint32_t>(i);

@@ -1,6 +1,9 @@
-// The processor's random instruction, and a seeded generator per thread where there is none.
+// The processor's random instruction, a generator per thread where there is none, and the streams
+// of a seed.
 // SPDX-License-Identifier: MIT
 #include "math/random.h"
+
+#include "math/hash.h"
 
 #include <random>
 
@@ -68,9 +71,43 @@ std::uint32_t first_bits() {
 
 #endif
 
+std::uint64_t seed_of_run = 0;
+
+// Draw number n of a stream is a function of the stream's key and n alone [Salmon11].
+struct StreamState {
+    std::uint64_t key = 0, drawn = 0;
+};
+
+thread_local StreamState stream_of_thread;
+
+std::uint32_t seeded_bits() {
+    StreamState& stream = stream_of_thread;
+    return static_cast<std::uint32_t>(derive_key(stream.key, stream.drawn++) >> 32);
+}
+
 } // namespace
 
 std::uint32_t (*RandomSource)() = first_bits;
+
+void DrawFromHardware() {
+    RandomSource = first_bits;
+}
+
+void DrawFromSeed(std::uint64_t seed) {
+    seed_of_run = seed;
+    RandomSource = seeded_bits;
+    start_stream(Stream::pattern, 0, 0);
+}
+
+bool draws_from_seed() {
+    return RandomSource == seeded_bits;
+}
+
+void start_stream(Stream stream, std::uint64_t a, std::uint64_t b) {
+    if (!draws_from_seed()) return;
+    const std::uint64_t of_kind = derive_key(seed_of_run, static_cast<std::uint64_t>(stream));
+    stream_of_thread = {derive_key(derive_key(of_kind, a), b), 0};
+}
 
 float random_unit() {
     constexpr float kScale = 2.3283064e-10f;        // 2^-32

@@ -1,5 +1,6 @@
-// Hardware random numbers: pixel jitter, the pixel pattern, picks of layers, texels and emitters.
-// They differ between runs; everything else that is sampled comes from math/sequence.h.
+// Random numbers: pixel jitter, the pixel pattern, picks of layers, texels and emitters. They come
+// from the hardware and differ between runs, or, with a seed, from streams that depend on the seed
+// and on what is drawn for, never on the thread. What is sampled evenly comes from math/sequence.h.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -7,9 +8,29 @@
 
 namespace mh {
 
-// 32 uniform bits: the processor's random instruction, or a thread-safe generator where there is
-// none. Tests put a replayed source here; set only while no frame runs.
+// 32 uniform bits. Tests put a replayed source here; set only while no frame runs.
 extern std::uint32_t (*RandomSource)();
+
+// The processor's random instruction, or a thread-safe generator where there is none.
+void DrawFromHardware();
+
+// Streams of the seed. Before the first start_stream a thread is in the stream (pattern, 0, 0).
+void DrawFromSeed(std::uint64_t seed);
+
+// Whether draws come from a seed; false while a test replays numbers.
+bool draws_from_seed();
+
+// What a stream of draws is for.
+enum class Stream : std::uint8_t {
+    pattern, // the tile of rotations
+    pixel,   // frame, pixel
+    photon,  // light, number of the photon
+    table,   // entry of the geometry light's table
+};
+
+// From here on this thread draws the numbers of (seed, stream, a, b), from the first on. Without a
+// seed nothing happens.
+void start_stream(Stream stream, std::uint64_t a, std::uint64_t b);
 
 // 32 random bits times 2.3283064e-10, in [0, 1): what would round to 1 becomes the largest float
 // below it.

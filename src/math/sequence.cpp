@@ -42,6 +42,10 @@ Vec2 PixelPattern[kPatternSize * kPatternSize];
 
 void BuildSequences() {
     if (primes[0] == 0) fill_tables();
+    FillPixelPattern();
+}
+
+void FillPixelPattern() {
     for (Vec2& pair : PixelPattern) {
         pair.x = random_unit();
         pair.y = random_unit();

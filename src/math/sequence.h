@@ -25,6 +25,9 @@ extern Vec2 PixelPattern[kPatternSize * kPatternSize];
 // Fills the tables of the first 16 dimensions, the primes and the pixel pattern; at startup.
 void BuildSequences();
 
+// Draws the pixel pattern again.
+void FillPixelPattern();
+
 constexpr std::uint32_t kTableDimensions = 16;
 constexpr std::uint32_t kTableSamples = 4096;
 

@@ -14,6 +14,12 @@ namespace mh {
 
 constexpr int kMaxInstanceLevels = 16;
 
+// How the light of a picture is estimated.
+enum class Estimator : std::uint8_t {
+    classic, // Halton points, tables of samples, several small biases
+    exact,   // scrambled Sobol points, the emitters themselves, no known bias
+};
+
 struct RendererSettingsRecord {
     std::int32_t sample = 64; // gather rays of a full-weight point over the run
     std::int32_t photon_depth = 8;
@@ -23,9 +29,11 @@ struct RendererSettingsRecord {
     float resolution = 1.0f;    // area of a density cell; 0 selects path tracing
     float radius = 1.0f;        // of caustic look-ups
     float radius_squared = 1.0f, radius_cubed = 1.0f;
-    Vec3 clamp = {kFar, kFar, kFar};  // upper limit of a pixel's value in a frame
-    float exposure = 0.0f;            // stored only
-    bool final_gather = false;        // the mode, decided when the renderer is initialised
+    Vec3 clamp = {kFar, kFar, kFar}; // upper limit of a pixel's value in a frame
+    float exposure = 0.0f;           // stored only
+    bool final_gather = false;       // the mode, decided when the renderer is initialised
+    Estimator estimator = Estimator::classic;
+    std::int64_t seed = -1;           // of all random numbers; below 0: the hardware's
     std::int32_t bounce_samples = 64; // sample when the renderer was initialised: what paths read
 };
 

@@ -25,6 +25,18 @@ RendererSettingsRecord& same_settings(RendererSettingsRecord& settings) {
     return settings;
 }
 
+bool is_seed(const Values& values) {
+    return values.wholes[0] >= 0;
+}
+
+bool is_estimator(const Values& values) {
+    return values.text == "classic" || values.text == "exact";
+}
+
+void set_estimator(RendererSettingsRecord& settings, const std::string& text) {
+    settings.estimator = text == "exact" ? Estimator::exact : Estimator::classic;
+}
+
 void set_projection(Camera& camera, const std::string& text) {
     if (text == "perspective" || text == "pinhole") camera.projection = Projection::pinhole;
     if (text == "spherical" || text == "panorama") camera.projection = Projection::spherical;
@@ -84,6 +96,7 @@ constexpr auto kChannelWords = [] {
     return words;
 }();
 
+constexpr const char* kEstimators[] = {"classic", "exact"};
 constexpr const char* kProjections[] = {"perspective", "pinhole", "spherical", "panorama"};
 
 using Settings = RendererSettingsRecord;
@@ -107,6 +120,10 @@ constexpr Key kRenderKeys[] = {
     SettingsKeys::value<&Settings::clamp>("clamp"),
     SettingsKeys::value<display_gamma>("gamma"),
     SettingsKeys::value<&Settings::exposure>("exposure"),
+    strict(one_of(SettingsKeys::text<set_estimator>("estimator"), kEstimators),
+           "\"classic\" or \"exact\"", is_estimator),
+    strict(SettingsKeys::value<&Settings::seed>("seed"),
+           "a whole number from 0 to 9223372036854775807", is_seed),
     SettingsKeys::sub_block<same_settings>("final_gather", kFinalGatherBlock),
     SettingsKeys::text<add_image_path>("image_path"),
 };

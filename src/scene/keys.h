@@ -59,7 +59,16 @@ struct Key {
     void* (*open)(void* record) = nullptr;
     Role role = Role::plain;
     std::span<const char* const> choices = {}; // the texts that have an effect; empty: any
+    // Where a wrong value must not pass in silence: what the key takes, and whether values are that.
+    const char* wanted = nullptr;
+    bool (*accepts)(const Values& values) = nullptr;
 };
+
+constexpr Key strict(Key key, const char* wanted, bool (*accepts)(const Values& values)) {
+    key.wanted = wanted;
+    key.accepts = accepts;
+    return key;
+}
 
 constexpr Key with(Key key, Role role) {
     key.role = role;

@@ -130,6 +130,22 @@ void put_back(Reading& reading) {
     --reading.text.line_number;
 }
 
+// A blank rest, or one that holds a comment.
+bool is_comment(std::string_view rest) {
+    const std::size_t text = rest.find_first_not_of(" \t\r");
+    return text == rest.npos || rest[text] == '#';
+}
+
+// Whether the values of a strict key are what it takes; a warning when they are not.
+bool accepted(const Reading& reading, const Key& key, const Values& values,
+              std::string_view unread) {
+    if (key.accepts == nullptr) return true;
+    if (values.count == key.count && key.accepts(values) && is_comment(unread)) return true;
+    ReportWarning("scene - " + reading.path + ", line " + std::to_string(reading.text.line_number)
+                  + ": " + key.name + " takes " + key.wanted + "; the line is ignored");
+    return false;
+}
+
 // As many values as the line has; the first that cannot be read ends the line.
 void read_values(Reading& reading, const Block& block, const Key& key, std::string_view given,
                  void* record) {
@@ -139,7 +155,8 @@ void read_values(Reading& reading, const Block& block, const Key& key, std::stri
         ++values.count;
     if (key.role == Role::geometry_file || key.role == Role::image_file)
         reading.unchecked += kLinesOfFile;
-    if (values.count > 0 && record != nullptr) key.store(record, values);
+    const bool good = accepted(reading, key, values, rest);
+    if (good && values.count > 0 && record != nullptr) key.store(record, values);
     if (!reading.listener) return;
     ReadNote note = note_of(reading, ReadEvent::values, &block);
     note.key = &key;

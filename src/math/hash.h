@@ -1,0 +1,24 @@
+// Mixing of bits: keys of random streams and of scrambled sequences.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+
+namespace mh {
+
+// A bijection in which every bit of the result depends on every bit of x [Steele14].
+constexpr std::uint64_t mix_bits(std::uint64_t x) {
+    x ^= x >> 30;
+    x *= 0xBF58476D1CE4E5B9u;
+    x ^= x >> 27;
+    x *= 0x94D049BB133111EBu;
+    return x ^ x >> 31;
+}
+
+// A key made of another and a number: its own for each pair of the two.
+constexpr std::uint64_t derive_key(std::uint64_t key, std::uint64_t number) {
+    constexpr std::uint64_t kGoldenRatio = 0x9E3779B97F4A7C15u; // of 2^64
+    return mix_bits(key + kGoldenRatio * (number + 1));
+}
+
+} // namespace mh

@@ -1,0 +1,74 @@
+"""Pictures that repeat: seeds and estimators, by the program.
+SPDX-License-Identifier: MIT"""
+import os
+import unittest
+
+from program import EXAMPLES, RENDER, ProgramTest, write_scene
+
+# A mirror that throws caustics of two lights on a floor, seen by a splat image as well.
+MIRROR = {
+    "shader/shader.mh": 'shader\n    name "undefined"\n    layer\n        lambertian\n'
+                        "            color 0.7 0.7 0.7\n        end\n        glossy\n"
+                        "            color 0.3 0.3 0.3\n        end\n        specular\n"
+                        "            color 0.6 0.6 0.6\n        end\n        roughness\n"
+                        "            color 0.3 0.3 0.3\n        end\n        ior\n"
+                        "            color 2 2 2\n        end\n    end\nend\n",
+    "geometry/floor.obj": "v -2 0 0\nv 2 0 0\nv 2 4 0\nv -2 4 0\nv -2 4 3\nv 2 4 3\n"
+                          "f 1 2 3 4\nf 4 3 6 5\n",
+    "light/light.mh": "point_light\n    position 0 1 2\n    color 2 2 2\n    photon 3000\nend\n"
+                      "parallel_light\n    direction 0.2 0.3 -1\n    photon 3000\nend\n"
+                      "sky_light\n    photon 2000\nend\n",
+    "camera/camera.mh": "camera\n    resolution 24 16\n    sample 4\n    aov\n"
+                        '        image "splats.pfm"\n        type "light_path"\n    end\n    aov\n'
+                        '        image "glossy.pfm"\n        type "glossy"\n    end\nend\n'}
+
+
+class Seeds(ProgramTest):
+    def pictures(self, scene, *options, status=0):
+        for name in os.listdir(self.folder):
+            if name.endswith((".pfm", ".exr", ".png")):
+                os.remove(self.path(name))
+        self.run_here(scene, "--progress", "none", "--beauty", "b.pfm", *options, status=status)
+        return {name: self.bytes_of(name) for name in sorted(os.listdir(self.folder))
+                if name.endswith((".pfm", ".exr", ".png"))}
+
+    def test_a_seed_gives_the_same_bytes_on_any_threads_and_across_a_resume(self):
+        write_scene(self.scene, MIRROR)
+        small = ("--resolution", "24x16", "--sample", "4", "--seed", "7")
+        for scene, mode in (("scene", "gather"), (EXAMPLES + "/cornell", "path"),
+                            (EXAMPLES + "/sky", "path")):
+            for estimator in ("classic", "exact"):
+                given = (scene, *small, "--mode", mode, "--estimator", estimator)
+                first = self.pictures(*given, "--threads", "1")
+                for threads in ("3", "8"):
+                    self.assertEqual(self.pictures(*given, "--threads", threads), first, given)
+                self.pictures(*given, "--checkpoint", "c", "--time-limit", "0")
+                self.assertEqual(self.pictures(*given, "--resume", "c"), first, given)
+
+    def test_other_seeds_and_none_give_other_pictures(self):
+        for estimator in ("classic", "exact"):
+            given = (EXAMPLES + "/sky", "--resolution", "24x16", "--sample", "1", "--mode", "path",
+                     "--estimator", estimator)
+            one, two = (self.pictures(*given, "--seed", seed)["b.pfm"] for seed in "12")
+            self.assertNotEqual(one, two)
+            default = self.pictures(*given)["b.pfm"]
+            zero = self.pictures(*given, "--seed", "0")["b.pfm"]
+            self.assertEqual(default == zero, estimator == "exact")
+
+    def test_a_checkpoint_keeps_seed_and_estimator(self):
+        self.pictures("scene", "--seed", "3", "--checkpoint", "c")
+        for other in (("--seed", "4"), (), ("--seed", "3", "--estimator", "exact")):
+            result = self.run_here("scene", "--resume", "c", *other, status=2)
+            self.assertIn("other settings", result.stderr)
+
+    def test_wrong_values_are_reported_with_their_line_and_ignored(self):
+        wrong = ("seed -1", "seed x", "seed 1.5", 'estimator "best"', "estimator exact")
+        for line in wrong:
+            write_scene(self.scene, {"render/render.mh": f"render\n    {line}\nend\n" + RENDER})
+            output = self.run_here("scene", "--progress", "none", "--checkpoint", "c").stdout
+            self.assertRegex(output, rf"render\.mh, line 2: {line.split()[0]} takes .* ignored")
+            self.assertIn(b"estimator classic, seed none", self.bytes_of("c"))
+
+
+if __name__ == "__main__":
+    unittest.main()
