@@ -185,7 +185,7 @@ void ReadHair(Part& part, const std::string& path) {
 void ReadFur(Part& part, const std::string& path) {
     constexpr float kRadius = 0.003f; // of all points; the format has none
     LineReader reader;
-    reader.file = OpenInput(path);
+    reader.file = OpenText(path);
     if (!reader.file || !fits_memory(reader.file, path)) return;
     std::vector<std::uint32_t> segments;
     for (TextCursor line; read_line(reader, line) && !reader.cut;)

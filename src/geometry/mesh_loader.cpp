@@ -26,7 +26,7 @@ struct Assembly {
     std::vector<std::uint32_t> latest;     // per position of the pool: last vertex made of it
     std::vector<LoaderCorner> made_from;   // per new vertex
     std::uint32_t first_vertex = 0;        // of the part
-    std::int64_t faces_without_vertex = 0; // dropped with a warning
+    std::int64_t faces_without_vertex = 0; // dropped with a warning, wholly or by half
 };
 
 std::vector<PackedUnit> pack(const std::vector<Vec3>& pool) {
@@ -102,11 +102,12 @@ void append_faces(Assembly& assembly, const std::vector<LoaderFace>& faces,
                   std::vector<Face>& list) {
     constexpr std::size_t kCorners = std::tuple_size_v<decltype(Face::vertex)>;
     list.reserve(list.size() + faces.size());
+    bool was_dropped = false;
     for (const LoaderFace& face : faces) {
-        if (!positions_exist(assembly.loader, face, kCorners)) {
-            ++assembly.faces_without_vertex;
-            continue;
-        }
+        const bool is_counted = face.is_second_half && was_dropped;
+        was_dropped = !positions_exist(assembly.loader, face, kCorners);
+        if (was_dropped && !is_counted) ++assembly.faces_without_vertex;
+        if (was_dropped) continue;
         if (has_equal_neighbours(assembly.loader, face, kCorners)) continue;
         Face& made = list.emplace_back();
         made.shader = static_cast<std::uint32_t>(face.shader);
@@ -124,9 +125,11 @@ void AssembleMesh(MeshLoader& loader, Part& part) {
     Grow(assembly.table, loader.positions.size());
     append_faces(assembly, loader.triangles, part.triangles);
     append_faces(assembly, loader.tetragons, part.tetragons);
-    if (assembly.faces_without_vertex > 0) {
-        ReportWarning("object - " + std::to_string(assembly.faces_without_vertex)
-                      + " faces with missing positions were dropped " + loader.path);
+    if (const std::int64_t count = assembly.faces_without_vertex; count > 0) {
+        ReportWarning("object - " + std::to_string(count)
+                      + (count == 1 ? " face with missing positions was dropped "
+                                    : " faces with missing positions were dropped ")
+                      + loader.path);
         ReportRule();
     }
     loader = MeshLoader{};

@@ -21,6 +21,7 @@ struct LoaderCorner {
 struct LoaderFace {
     std::array<LoaderCorner, 4> corner; // a triangle uses three
     std::int32_t shader = 0;
+    bool is_second_half = false; // of a quad that was split; the first half is the face before
 };
 
 struct MeshLoader {

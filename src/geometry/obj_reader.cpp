@@ -163,6 +163,7 @@ void add_quad(ObjFile& file, const Polygon& polygon) {
     if (is_rectangle(file.loader.positions, polygon)) return add_tetragon(file, polygon);
     add_triangle(file, polygon, {0, 1, 2});
     add_triangle(file, polygon, {2, 3, 0});
+    file.loader.triangles.back().is_second_half = true;
 }
 
 void add_polygon(ObjFile& file, const Polygon& polygon) {
@@ -241,7 +242,7 @@ bool may_grow(const MeshLoader& loader) {
 
 void ReadObj(MeshLoader& loader, const std::string& path) {
     LineReader reader;
-    reader.file = OpenInput(path);
+    reader.file = OpenText(path);
     if (!reader.file) return ReportError("object - cannot open " + path);
     loader.path = path;
     ObjFile file = {loader, loader.positions.size(), loader.uvs.size(), loader.normals.size()};

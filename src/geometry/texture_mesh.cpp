@@ -28,7 +28,7 @@ std::int64_t pixels(const Image& image) {
 Image load(const std::string& path) {
     Image image;
     image.path = path;
-    LoadImage(image);
+    LoadImage(image, FloatStorage::floats);
     if (FitsMemory(kBytesOfPixel * static_cast<double>(pixels(image)))) return image;
     ReportError("object - " + path + " of " + std::to_string(pixels(image))
                 + " elements needs more memory than there is; it is left out");

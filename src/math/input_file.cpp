@@ -4,6 +4,9 @@
 
 #include "math/memory.h"
 
+#include <array>
+#include <string_view>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -23,6 +26,16 @@ InputFile OpenInput(const std::string& path) {
         return {};
     }
     file.size_bytes = static_cast<std::uint64_t>(status.st_size);
+    return file;
+}
+
+InputFile OpenText(const std::string& path) {
+    constexpr std::string_view kMark = "\xEF\xBB\xBF";
+    InputFile file = OpenInput(path);
+    std::array<char, kMark.size()> start = {};
+    if (!file) return file;
+    const std::size_t got = std::fread(start.data(), 1, start.size(), file.handle.get());
+    if (std::string_view(start.data(), got) != kMark) std::rewind(file.handle.get());
     return file;
 }
 

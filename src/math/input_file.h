@@ -25,6 +25,9 @@ struct InputFile {
 // that of the opened file: the path may lead to another one a moment later.
 InputFile OpenInput(const std::string& path);
 
+// The same, behind a byte order mark of UTF-8.
+InputFile OpenText(const std::string& path);
+
 // Whether the content and a copy of it fit into memory.
 bool FitsMemory(const InputFile& file);
 

@@ -293,7 +293,7 @@ std::vector<std::string_view> BlockWords() {
 }
 
 bool ReadSceneFile(const std::string& path, const ReadListener& listener) {
-    InputFile file = OpenInput(path);
+    InputFile file = OpenText(path);
     if (!file) return false;
     if (!text_fits(file, path)) return true;
     Reading reading = {{ReadRest(file)}, path, listener};

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "shading/image_guard.h"
+#include "shading/images.h"
 #include "shading/types.h"
 
 #include <string>
@@ -10,9 +11,6 @@
 #include <FreeImage.h>
 
 namespace mh {
-
-// How colours of three floats are held: textures as 4 bytes, images that are measured as they are.
-enum class FloatStorage { rgbe, floats };
 
 struct Decoding {
     FloatStorage storage = FloatStorage::rgbe;

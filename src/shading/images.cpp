@@ -64,7 +64,7 @@ int FindOrAddImage(const std::string& path) {
     return static_cast<int>(Textures.size()) - 1;
 }
 
-bool LoadImage(Image& image) {
+bool LoadImage(Image& image, FloatStorage storage) {
     if (image.loaded || image.failed || image.path.empty()) return image.width > 0;
     const std::string file = find_file(image.path);
     if (file.empty()) {
@@ -73,7 +73,7 @@ bool LoadImage(Image& image) {
         return false;
     }
     image.loaded = true;
-    const std::string fault = ReadImageFile(file, image);
+    const std::string fault = ReadImageFile(file, image, storage);
     if (!fault.empty()) ReportError("image - " + file + "\t" + fault);
     return image.width > 0;
 }

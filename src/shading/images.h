@@ -13,9 +13,13 @@ namespace mh {
 // Index in Textures of the entry with this path, appended when there is none; -1 for an empty path.
 int FindOrAddImage(const std::string& path);
 
+// How colours of three floats are held: textures as 4 bytes, images that are measured, and those
+// that hold geometry, as they are.
+enum class FloatStorage { rgbe, floats };
+
 // Finds the file through ImageSearchPaths and reads it. True when the image has pixels afterwards
 // or had them before; a missing file or one that cannot be read gets one error line.
-bool LoadImage(Image& image);
+bool LoadImage(Image& image, FloatStorage storage = FloatStorage::rgbe);
 
 // Sets the format and sizes the one array it calls for, filled with 0. Nothing happens unless all
 // four numbers are above 0.

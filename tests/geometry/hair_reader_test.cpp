@@ -104,7 +104,7 @@ TEST_F(HairTest, TakesTheDefaultsOfTheHeaderAndEndsStrandsWhereThePointsEnd) {
 }
 
 TEST_F(HairTest, ReadsFur) {
-    const Part part = read("# two strands\nsegment 2\n\tposition 1 2 3 4\nposition x 5 6\n"
+    const Part part = read("\xEF\xBB\xBFsegment 2\n\tposition 1 2 3 4\nposition x 5 6\n"
                            "position 1.5abc 2\nposition +1e1 nan 3\r\nsegment 1\n"
                            "color 1 2 3\nposition 7 8 9\n position 1 1 1",
                            ReadFur);

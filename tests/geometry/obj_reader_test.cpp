@@ -49,6 +49,13 @@ MeshLoader load_obj(const std::string& text, int times = 1) {
     return loader;
 }
 
+TEST_F(ObjReader, PassesOverAByteOrderMark) {
+    EXPECT_EQ(load_obj("\xEF\xBB\xBF"
+                       "v 7 8 9\nv 1 2 3\n")
+                  .positions.at(0),
+              (Vec3{7, 8, 9}));
+}
+
 TEST_F(ObjReader, CountsIndicesFromTheStartOfEachFile) {
     const MeshLoader loader =
         load_obj("v 0 0 0\nv 1 0 0\nv 0 1 0\nvt 1 0\nvn 0 0 1\nf 1/1/1 2/1/1 3/1/1\n", 2);
@@ -87,10 +94,15 @@ TEST_F(ObjReader, ReportsEachFaultOnce) {
     MeshLoader loader;
     ReadObj(loader, "/no/such.obj");
     EXPECT_EQ(scene.take_report(), "error :( \tobject - cannot open /no/such.obj\n" + kRule);
-    const Part outside = part_from_obj(kSquare + "f 1 2 7\nf 0 1 2\nf 1 2 -9\nf 1 2 3\n");
-    EXPECT_EQ(outside.triangles.size(), 1u);
-    const std::string report = scene.take_report();
-    EXPECT_EQ(report.find("warning :( \tobject - 3 faces"), 0u) << report;
+    const std::tuple<const char*, std::size_t, const char*> outside[] = {
+        {"f 1 2 7\nf 0 1 2\nf 1 2 -9\nf 1 2 3\n", 1, "3 faces with missing positions were"},
+        {"f 1 2 3 7\nf 7 1 2 3\nf 1 7 2 3\n", 2, "3 faces with missing positions were"},
+        {"f 1 2 3 4\nf 7 1 2 3\n", 0, "1 face with missing positions was"}};
+    for (const auto& [faces, triangles, count] : outside) {
+        EXPECT_EQ(part_from_obj(kSquare + faces).triangles.size(), triangles) << faces;
+        const std::string report = scene.take_report();
+        EXPECT_EQ(report.find(std::string("warning :( \tobject - ") + count), 0u) << report;
+    }
 }
 
 TEST_F(ObjReader, TakesShadersByName) {

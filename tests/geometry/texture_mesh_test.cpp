@@ -47,6 +47,28 @@ TEST_F(TextureMesh, TakesOneElementPerPixel) {
     EXPECT_TRUE(empty.positions.empty() && empty.triangles.empty());
 }
 
+// Little-endian floats, one row.
+std::string pfm(const std::vector<float>& values) {
+    std::string file = "PF\n" + std::to_string(values.size() / 3) + " 1\n-1.0\n";
+    return file.append(reinterpret_cast<const char*>(values.data()), values.size() * sizeof(float));
+}
+
+TEST_F(TextureMesh, KeepsSignsDigitsAndIndicesOfFloats) {
+    const TemporaryFolder folder;
+    std::vector<float> positions;
+    for (int i = 0; i < 1000; ++i)
+        positions.insert(positions.end(), {0.1f * static_cast<float>(i), -1.2345678f, 1e-20f});
+    folder.write("p.pfm", pfm(positions));
+    folder.write("n.pfm", pfm(std::vector<float>(3000, -1.0f)));
+    folder.write("t.pfm", pfm({0, 257, 999, 998, 1, 0}));
+    Part part = empty_part();
+    ReadTextureMesh({"p.pfm", "", "n.pfm", "", "t.pfm"}, part);
+    ASSERT_EQ(part.triangles.size(), 2u) << scene.take_report();
+    EXPECT_EQ(part.positions.at(part.triangles[0].vertex[2]), (Vec3{99.9f, -1.2345678f, 1e-20f}));
+    EXPECT_EQ(part.positions.at(part.triangles[0].vertex[1]), (Vec3{25.7f, -1.2345678f, 1e-20f}));
+    EXPECT_EQ(part.normals.at(0), pack_unit({-1, -1, -1}));
+}
+
 TEST_F(ParticleTexture, TakesTheRadiusFromTheFourthChannel) {
     const TemporaryFolder folder;
     // An uncompressed TGA of two pixels in BGRA, first row at the bottom.
