@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <iostream>
 #include <tuple>
+#include <unordered_map>
 
 namespace mh {
 
@@ -18,13 +19,12 @@ namespace {
 
 // A file's faults stand in the order of its lines; files in the order in which they were read.
 void sort_by_place(std::vector<Fault>& faults) {
-    std::vector<std::string> files;
-    for (const Fault& fault : faults)
-        if (std::find(files.begin(), files.end(), fault.place.file) == files.end())
-            files.push_back(fault.place.file);
+    std::unordered_map<std::string, std::size_t> first; // fault of a file
+    for (std::size_t i = 0; i < faults.size(); ++i)
+        first.emplace(faults[i].place.file, i);
     const auto rank = [&](const Fault& fault) {
-        const auto file = std::find(files.begin(), files.end(), fault.place.file);
-        return std::tuple(fault.place.line == 0, file, fault.place.line, fault.place.column);
+        const Place& place = fault.place;
+        return std::tuple(place.line == 0, first.at(place.file), place.line, place.column);
     };
     std::stable_sort(faults.begin(), faults.end(),
                      [&](const Fault& a, const Fault& b) { return rank(a) < rank(b); });

@@ -101,8 +101,9 @@ void check_materials(Checking& check, const std::string& path) {
 void check_meshes(Checking& check) {
     std::set<std::string> done;
     for (const Mention& mention : check.lines.mentions) {
+        if (mention.key != "obj") continue;
         const std::string path = FindGeometryFile(mention.name);
-        if (mention.key == "obj" && done.insert(path).second) check_materials(check, path);
+        if (done.insert(path).second) check_materials(check, path);
     }
 }
 

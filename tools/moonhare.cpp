@@ -32,6 +32,7 @@ int run(const mh::Arguments& arguments) {
 } // namespace
 
 int main(int argc, char** argv) {
+    std::ios::sync_with_stdio(false); // the report of a large scene has millions of lines
     mh::Arguments arguments;
     if (const std::optional<int> status = mh::ParseArguments(argc, argv, arguments)) return *status;
     return run(arguments);

@@ -14,12 +14,14 @@ constexpr std::size_t kBufferSize = 1 << 18; // stays in the second-level cache
 
 // Moves the rest to the front and reads behind it.
 void refill(LineReader& reader) {
-    reader.buffer.resize(kBufferSize);
+    // One byte more than the file: the first read finds its end.
+    if (reader.buffer.empty())
+        reader.buffer.resize(std::min<std::uint64_t>(reader.file.size_bytes + 1, kBufferSize));
     char* const data = reader.buffer.data();
     std::memmove(data, data + reader.begin, reader.end - reader.begin);
     reader.end -= reader.begin;
     reader.begin = 0;
-    const std::size_t wanted = kBufferSize - reader.end;
+    const std::size_t wanted = reader.buffer.size() - reader.end;
     const std::size_t got = std::fread(data + reader.end, 1, wanted, reader.file.handle.get());
     reader.end += got;
     if (got < wanted) reader.file.handle.reset();

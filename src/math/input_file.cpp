@@ -25,6 +25,7 @@ InputFile OpenInput(const std::string& path) {
         close(descriptor);
         return {};
     }
+    std::setvbuf(file.handle.get(), nullptr, _IONBF, 0); // readers have buffers of their own
     file.size_bytes = static_cast<std::uint64_t>(status.st_size);
     return file;
 }

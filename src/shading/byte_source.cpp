@@ -2,19 +2,49 @@
 // SPDX-License-Identifier: MIT
 #include "shading/byte_source.h"
 
+#include <algorithm>
+#include <cstring>
+
 namespace mh {
 
-std::uint8_t byte_at(ByteSource& source, std::uint64_t offset) {
-    if (offset >= source.file.size_bytes) return 0;
+namespace {
+
+std::size_t read_file(ByteSource& source, std::uint64_t offset, std::span<char> to) {
+    std::FILE* const handle = source.file.handle.get();
+    if (fseeko(handle, static_cast<off_t>(offset), SEEK_SET) != 0) return 0;
+    return std::fread(to.data(), 1, to.size(), handle);
+}
+
+// The part of the block that holds the offset from there on; empty at the end of the file.
+std::span<const char> block_from(ByteSource& source, std::uint64_t offset) {
+    if (offset >= source.file.size_bytes) return {};
     if (offset - source.block_start >= source.block_size) { // also where the offset lies before it
         source.block_start = offset / source.block.size() * source.block.size();
-        std::FILE* const handle = source.file.handle.get();
-        source.block_size = fseeko(handle, static_cast<off_t>(source.block_start), SEEK_SET) == 0
-                                ? std::fread(source.block.data(), 1, source.block.size(), handle)
-                                : 0;
+        source.block_size = read_file(source, source.block_start, source.block);
     }
     const std::uint64_t i = offset - source.block_start;
-    return i < source.block_size ? static_cast<std::uint8_t>(source.block[i]) : std::uint8_t{0};
+    if (i >= source.block_size) return {};
+    return std::span<const char>(source.block).subspan(i, source.block_size - i);
+}
+
+} // namespace
+
+std::size_t read_bytes(ByteSource& source, std::uint64_t offset, std::span<char> to) {
+    if (to.size() >= source.block.size()) return read_file(source, offset, to);
+    std::size_t done = 0;
+    while (done < to.size()) {
+        const std::span<const char> bytes = block_from(source, offset + done);
+        if (bytes.empty()) break;
+        const std::size_t count = std::min(bytes.size(), to.size() - done);
+        std::memcpy(to.data() + done, bytes.data(), count);
+        done += count;
+    }
+    return done;
+}
+
+std::uint8_t byte_at(ByteSource& source, std::uint64_t offset) {
+    const std::span<const char> bytes = block_from(source, offset);
+    return bytes.empty() ? std::uint8_t{0} : static_cast<std::uint8_t>(bytes[0]);
 }
 
 std::uint64_t little_endian(ByteSource& source, std::uint64_t offset, int bytes) {

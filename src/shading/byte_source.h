@@ -5,7 +5,9 @@
 #include "math/input_file.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 
 namespace mh {
@@ -16,6 +18,9 @@ struct ByteSource {
     std::uint64_t block_size = 0;
     std::array<char, 4096> block = {};
 };
+
+// Bytes from an offset on into `to`; returns how many there were.
+std::size_t read_bytes(ByteSource& source, std::uint64_t offset, std::span<char> to);
 
 // The byte at an offset; 0 beyond the end.
 std::uint8_t byte_at(ByteSource& source, std::uint64_t offset);

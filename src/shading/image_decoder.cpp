@@ -3,8 +3,8 @@
 // SPDX-License-Identifier: MIT
 #include "shading/image_decoder.h"
 
-#include "math/input_file.h"
 #include "math/rgbe.h"
+#include "shading/byte_source.h"
 #include "shading/images.h"
 
 #include <algorithm>
@@ -152,11 +152,42 @@ double pixel_count(FIBITMAP* bitmap) {
     return 1.0 * FreeImage_GetWidth(bitmap) * FreeImage_GetHeight(bitmap);
 }
 
+// What a decoder reads from.
+struct Input {
+    ByteSource source;
+    std::int64_t at = 0;
+};
+
+unsigned DLL_CALLCONV read_input(void* to, unsigned size, unsigned count, fi_handle handle) {
+    auto& input = *static_cast<Input*>(handle);
+    const std::span<char> bytes(static_cast<char*>(to), std::size_t{size} * count);
+    const std::size_t done = read_bytes(input.source, static_cast<std::uint64_t>(input.at), bytes);
+    input.at += static_cast<std::int64_t>(done);
+    return size == 0 ? 0 : static_cast<unsigned>(done / size);
+}
+
+int DLL_CALLCONV seek_input(fi_handle handle, long offset, int origin) {
+    auto& input = *static_cast<Input*>(handle);
+    const auto end = static_cast<std::int64_t>(input.source.file.size_bytes);
+    const std::int64_t base = origin == SEEK_CUR ? input.at : origin == SEEK_END ? end : 0;
+    std::int64_t at = 0;
+    if (__builtin_add_overflow(base, offset, &at) || at < 0) return -1;
+    input.at = at;
+    return 0;
+}
+
+long DLL_CALLCONV tell_input(fi_handle handle) {
+    return static_cast<Input*>(handle)->at;
+}
+
+FreeImageIO input_calls = {read_input, nullptr, seek_input, tell_input}; // FreeImage changes none
+
 FIBITMAP* decode(const std::string& file, FREE_IMAGE_FORMAT format) {
-    if (format != FIF_JPEG) return FreeImage_Load(format, file.c_str(), 0);
-    InputFile input = OpenInput(file);
-    if (!input || !FitsMemory(input)) return nullptr;
-    const std::string content = ReadRest(input);
+    Input input = {{OpenInput(file)}};
+    if (!input.source.file) return nullptr;
+    if (format != FIF_JPEG) return FreeImage_LoadFromHandle(format, &input_calls, &input, 0);
+    if (!FitsMemory(input.source.file)) return nullptr;
+    const std::string content = ReadRest(input.source.file);
     std::vector<std::uint8_t> bytes =
         without_metadata({reinterpret_cast<const std::uint8_t*>(content.data()), content.size()});
     FIMEMORY* memory = FreeImage_OpenMemory(bytes.data(), static_cast<DWORD>(bytes.size()));
@@ -181,9 +212,12 @@ void silence_decoders() {
 // The library's own search would have a raw decoder look at what it takes for no image or for TIFF;
 // all others compare a few bytes.
 FREE_IMAGE_FORMAT FormatBySignature(const std::string& file) {
+    Input input = {{OpenInput(file)}};
+    if (!input.source.file) return FIF_UNKNOWN;
     for (int i = 0; i < FreeImage_GetFIFCount(); ++i) {
         const auto format = static_cast<FREE_IMAGE_FORMAT>(i);
-        if (format != FIF_RAW && FreeImage_Validate(format, file.c_str())) return format;
+        if (format != FIF_RAW && FreeImage_ValidateFromHandle(format, &input_calls, &input))
+            return format;
     }
     return FIF_UNKNOWN;
 }
