@@ -6,6 +6,7 @@
 #include "frame/phases.h"
 #include "geometry/types.h"
 #include "lights/types.h"
+#include "math/count_text.h"
 #include "math/memory.h"
 #include "output/camera.h"
 #include "output_images.h"
@@ -30,20 +31,21 @@ std::string megabytes(double bytes) {
 }
 
 void append_count(std::string& text, std::size_t count, const char* name) {
-    if (count > 0) text += ", " + std::to_string(count) + ' ' + name;
+    if (count > 0) text += ", " + CountText(static_cast<std::int64_t>(count), name);
 }
 
 void describe_object(std::string& text, const Object& object) {
     text += "object " + (object.name.empty() ? "(no name)" : object.name) + ": "
-            + std::to_string(object.parts.size()) + " parts";
-    append_count(text, object.instances.size(), "instances");
+            + CountText(static_cast<std::int64_t>(object.parts.size()), "part");
+    append_count(text, object.instances.size(), "instance");
     text += '\n';
     for (const Part& part : object.parts) {
-        text += "  part: " + std::to_string(part.positions.size()) + " vertices";
-        append_count(text, part.triangles.size(), "triangles");
-        append_count(text, part.tetragons.size(), "tetragons");
-        append_count(text, part.cylinders.size(), "cylinders");
-        append_count(text, part.particles.size(), "particles");
+        text += "  part: "
+                + CountText(static_cast<std::int64_t>(part.positions.size()), "vertex", "vertices");
+        append_count(text, part.triangles.size(), "triangle");
+        append_count(text, part.tetragons.size(), "tetragon");
+        append_count(text, part.cylinders.size(), "cylinder");
+        append_count(text, part.particles.size(), "particle");
         text += ", " + megabytes(size_bytes(part)) + '\n';
     }
 }
@@ -51,8 +53,8 @@ void describe_object(std::string& text, const Object& object) {
 void describe_camera(std::string& text, const Camera& camera, std::size_t number) {
     text += "camera " + std::to_string(number) + (camera.name.empty() ? "" : ' ' + camera.name)
             + ": " + std::to_string(camera.width) + 'x' + std::to_string(camera.height) + ", "
-            + std::to_string(camera.sample) + " frames, "
-            + std::to_string(std::max(camera.pose_count, 0)) + " poses\n";
+            + CountText(camera.sample, "frame") + ", "
+            + CountText(std::max(camera.pose_count, 0), "pose") + "\n";
     for (const Aov& aov : camera.aovs)
         text += "  output " + aov.image.path + '\n';
 }
@@ -61,8 +63,8 @@ template<typename AnalyticLight>
 void describe_lights(std::string& text, const std::vector<AnalyticLight>& lights,
                      const char* name) {
     for (const AnalyticLight& light : lights)
-        text += std::string(name) + ": " + std::to_string(light.sample) + " samples, "
-                + std::to_string(light.photons) + " photons\n";
+        text += std::string(name) + ": " + CountText(light.sample, "sample") + ", "
+                + CountText(light.photons, "photon") + "\n";
 }
 
 double describe_images(std::string& text) {
@@ -77,7 +79,7 @@ double describe_images(std::string& text) {
         text += "image " + image->path + ": ";
         text += image->width > 0
                     ? std::to_string(image->width) + 'x' + std::to_string(image->height) + ", "
-                          + std::to_string(image->channels) + " channels of "
+                          + CountText(image->channels, "channel") + " of "
                           + std::to_string(image->bits) + " bits, "
                           + megabytes(static_cast<double>(size_bytes(*image)))
                     : "cannot be read";
@@ -94,22 +96,23 @@ std::string description() {
         primitives += primitive_count(object);
     }
     for (std::size_t i = 1; i < Shaders.size(); ++i)
-        text += "material " + Shaders[i].name + ": " + std::to_string(Shaders[i].layers.size())
-                + " layers\n";
+        text += "material " + Shaders[i].name + ": "
+                + CountText(static_cast<std::int64_t>(Shaders[i].layers.size()), "layer") + "\n";
     describe_lights(text, PointLights, "point light");
     describe_lights(text, ParallelLights, "parallel light");
-    text += "sky light: " + std::to_string(SkyLight.sample) + " samples, "
-            + std::to_string(SkyLight.photons)
-            + " photons\ngeometry light: " + std::to_string(GeometryLight.sample) + " samples, "
-            + std::to_string(GeometryLight.photons) + " photons\n";
+    text += "sky light: " + CountText(SkyLight.sample, "sample") + ", "
+            + CountText(SkyLight.photons, "photon")
+            + "\ngeometry light: " + CountText(GeometryLight.sample, "sample") + ", "
+            + CountText(GeometryLight.photons, "photon") + "\n";
     for (std::size_t i = 0; i < Cameras.size(); ++i)
         describe_camera(text, Cameras[i], i);
     const double image_bytes = describe_images(text);
     const bool gathers = RendererSettings.distance > 0.0f && RendererSettings.resolution > 0.0f;
-    return text + "mode: " + (gathers ? "gather" : "path") + "\ntotal: "
-           + std::to_string(Objects.size()) + " objects, " + std::to_string(primitives)
-           + " primitives, " + megabytes(image_bytes) + " of images\nmemory: about "
-           + megabytes(EstimatedMemory(image_bytes)) + " of " + megabytes(MachineMemory()) + '\n';
+    return text + "mode: " + (gathers ? "gather" : "path")
+           + "\ntotal: " + CountText(static_cast<std::int64_t>(Objects.size()), "object") + ", "
+           + CountText(primitives, "primitive") + ", " + megabytes(image_bytes)
+           + " of images\nmemory: about " + megabytes(EstimatedMemory(image_bytes)) + " of "
+           + megabytes(MachineMemory()) + '\n';
 }
 
 } // namespace

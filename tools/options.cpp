@@ -5,6 +5,7 @@
 #include "option_table.h"
 #include "version.h"
 
+#include <cstdlib>
 #include <iostream>
 #include <span>
 #include <sstream>
@@ -36,12 +37,30 @@ bool parse_wholes(const std::string& text, char separator, std::array<int, count
     return stream.get() == std::istringstream::traits_type::eof();
 }
 
+bool holds_pixels(const std::array<int, 2>& size) {
+    return size[0] > 0 && size[1] > 0;
+}
+
+bool holds_pixels(const std::array<int, 4>& region) {
+    return region[0] < region[2] && region[1] < region[3];
+}
+
+// Why the text is not used; a number that is none compares false with both limits.
+std::string fault_of(const std::string& text, const OptionRow& row) {
+    char* end = nullptr;
+    const double value = std::strtod(text.c_str(), &end);
+    if (*end == '\0' && value >= row.lowest && value <= row.highest) return {};
+    std::ostringstream fault;
+    fault.precision(10);
+    fault << text << " is no number from " << row.lowest << " to " << row.highest;
+    return fault.str();
+}
+
 template<typename T>
 void limit(CLI::Option& option, const OptionRow& row) {
     if constexpr (std::is_arithmetic_v<T>)
         if (row.lowest < row.highest)
-            option.check(CLI::Range(static_cast<T>(row.lowest), static_cast<T>(row.highest))
-                             .description(""));
+            option.check([&row](const std::string& text) { return fault_of(text, row); });
 }
 
 // Stores into the member; a value placeholder of several words parted by | is the list of them.
@@ -75,6 +94,8 @@ void bind_wholes(CLI::App& app, const OptionRow& row, Arguments& arguments) {
            [&field, &row](const std::string& text) {
                if (!parse_wholes(text, separator, field.emplace()))
                    throw CLI::ValidationError(row.name, text + " is not of the form " + row.value);
+               if (!holds_pixels(*field))
+                   throw CLI::ValidationError(row.name, text + " holds no pixel");
            },
            row.help)
         ->type_name(row.value);

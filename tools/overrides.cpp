@@ -4,6 +4,7 @@
 
 #include "geometry/types.h"
 #include "math/control_group.h"
+#include "math/count_text.h"
 #include "output/camera.h"
 #include "output/types.h"
 #include "output_images.h"
@@ -79,9 +80,8 @@ std::string ApplyOverrides(const Arguments& arguments) {
     if (!has_geometry()) return "no object of the scene holds geometry";
     if (arguments.camera) {
         if (*arguments.camera >= static_cast<int>(Cameras.size()))
-            return "the scene has " + std::to_string(Cameras.size())
-                   + " cameras, numbered from 0: there is no camera "
-                   + std::to_string(*arguments.camera);
+            return "the scene has " + CountText(static_cast<std::int64_t>(Cameras.size()), "camera")
+                   + ", numbered from 0: there is no camera " + std::to_string(*arguments.camera);
         Cameras = {Cameras[static_cast<std::size_t>(*arguments.camera)]};
     }
     Camera& camera = Cameras[0];
@@ -89,7 +89,11 @@ std::string ApplyOverrides(const Arguments& arguments) {
     if (arguments.sample) camera.sample = *arguments.sample;
     if (!arguments.beauty.empty()) camera.aovs[0].image.path = arguments.beauty;
     if (!arguments.output_dir.empty()) move_outputs(arguments.output_dir);
-    return has_pixels(camera) ? std::string() : "the region of the picture holds no pixel";
+    if (std::string fault = SizeFault(camera); !fault.empty()) return fault;
+    return has_pixels(camera)
+               ? std::string()
+               : "the region holds no pixel of the picture of " + std::to_string(camera.width) + 'x'
+                     + std::to_string(camera.height);
 }
 
 std::string PrepareOutputFolders(const Arguments& arguments) {

@@ -5,6 +5,7 @@
 #include "atomic_file.h"
 #include "checkpoint.h"
 #include "frame/phases.h"
+#include "math/count_text.h"
 #include "output/camera.h"
 #include "output/file_writer.h"
 #include "output/run_hooks.h"
@@ -119,8 +120,8 @@ void initialize_phases() {
 
 // All frames are there already: the pictures are written, with no frame added.
 void write_finished() {
-    Complain("the checkpoint holds " + std::to_string(Hooks.first_frame)
-             + " frames already; a larger --sample adds some");
+    Complain("the checkpoint holds " + CountText(Hooks.first_frame, "frame")
+             + " already; a larger --sample adds some");
     FrameIndex = Hooks.first_frame;
     EndWithFramesDone();
     run.record.images = ImageStatistics();

@@ -10,6 +10,7 @@
 #include "accel/root_uv.h"
 #include "accel/tree.h"
 #include "geometry/finalise.h"
+#include "math/count_text.h"
 #include "math/memory.h"
 #include "math/roots.h"
 #include "run/report.h"
@@ -29,14 +30,14 @@ void finish_parts(Object& object) {
 }
 
 void update_instances(Object& object) {
-    std::size_t unusable = 0;
+    std::int64_t unusable = 0;
     for (Instance& instance : object.instances) {
         UpdateInstance(instance);
         if (!instance.usable && instance.object != kUnresolved) ++unusable;
     }
     if (unusable > 0)
-        ReportWarning("object - " + object.name + " leaves out " + std::to_string(unusable)
-                      + " instances that have no inverse or lead to an empty object");
+        ReportWarning("object - " + object.name + " leaves out " + CountText(unusable, "instance")
+                      + " without an inverse or of an empty object");
 }
 
 // An object whose tree would not fit loses what it holds.

@@ -5,6 +5,7 @@
 #include "geometry/objects.h"
 #include "geometry/vertex_data.h"
 #include "geometry/weld_table.h"
+#include "math/count_text.h"
 #include "run/report.h"
 
 namespace mh {
@@ -126,9 +127,7 @@ void AssembleMesh(MeshLoader& loader, Part& part) {
     append_faces(assembly, loader.triangles, part.triangles);
     append_faces(assembly, loader.tetragons, part.tetragons);
     if (const std::int64_t count = assembly.faces_without_vertex; count > 0) {
-        ReportWarning("object - " + std::to_string(count)
-                      + (count == 1 ? " face with missing positions was dropped "
-                                    : " faces with missing positions were dropped ")
+        ReportWarning("object - dropped " + CountText(count, "face") + " with missing positions "
                       + loader.path);
         ReportRule();
     }

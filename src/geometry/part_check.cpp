@@ -4,6 +4,7 @@
 // SPDX-License-Identifier: MIT
 #include "geometry/finalise.h"
 #include "geometry/objects.h"
+#include "math/count_text.h"
 #include "run/report.h"
 #include "shading/types.h"
 
@@ -114,9 +115,8 @@ void RemoveUntraceable(Part& part) {
         removed += std::erase_if(part.cylinders, bad_cylinder);
     }
     if (removed > 0)
-        ReportError("object - " + std::to_string(removed)
-                    + " primitives with indices out of range or positions that are not finite were "
-                      "removed");
+        ReportError("object - removed " + CountText(static_cast<std::int64_t>(removed), "primitive")
+                    + " with indices out of range or positions that are not finite");
 }
 
 void CheckPart(Part& part) {

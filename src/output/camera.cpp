@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <limits>
 #include <string>
 
@@ -29,18 +30,22 @@ constexpr Vec3 kTowardsViewer = {0.5f, 0.4f, 1.0f};
 constexpr float kFramedView_deg = 40.0f; // over the longer side of the image
 
 constexpr double kBytesPerPixel = 12.0; // three floats
-constexpr double kWorkingBytes = 48.0;  // of a pixel: sums of splats; an image while it is encoded
+constexpr double kBytesOfGigabyte = 1024.0 * 1024.0 * 1024.0;
+constexpr double kWorkingBytes = 48.0; // of a pixel: sums of splats; an image while it is encoded
+
+std::string gigabytes(double bytes) {
+    char text[32] = {};
+    std::snprintf(text, sizeof text, "%.1f GB", bytes / kBytesOfGigabyte);
+    return text;
+}
 
 // An image that cannot be held or indexed is refused before anything is allocated for it.
 void limit_size(Camera& camera) {
     camera.width = std::max(camera.width, 0);
     camera.height = std::max(camera.height, 0);
-    const double pixels = static_cast<double>(camera.width) * camera.height;
-    const double images = static_cast<double>(camera.aovs.size());
-    const double bytes = pixels * (kBytesPerPixel * images + kWorkingBytes);
-    if (pixels <= std::numeric_limits<std::int32_t>::max() && FitsMemory(bytes)) return;
-    ReportError("camera - " + std::to_string(camera.width) + " x " + std::to_string(camera.height)
-                + " pixels need more memory than there is");
+    const std::string fault = SizeFault(camera);
+    if (fault.empty()) return;
+    ReportError("camera - " + fault);
     camera.width = camera.height = 0;
 }
 
@@ -103,6 +108,19 @@ void ResetCamera(Camera& camera) {
 int AddCamera() {
     ResetCamera(Cameras.emplace_back());
     return static_cast<int>(Cameras.size()) - 1;
+}
+
+std::string SizeFault(const Camera& camera) {
+    const double pixels = 1.0 * std::max(camera.width, 0) * std::max(camera.height, 0);
+    const double images = static_cast<double>(camera.aovs.size());
+    const double bytes = pixels * (kBytesPerPixel * images + kWorkingBytes);
+    const std::string size = std::to_string(camera.width) + " x " + std::to_string(camera.height);
+    if (!FitsMemory(bytes))
+        return size + " pixels need " + gigabytes(bytes) + " of memory, and "
+               + gigabytes(SpareMemory()) + " are free";
+    if (pixels > std::numeric_limits<std::int32_t>::max())
+        return size + " pixels are more than 2^31 - 1";
+    return {};
 }
 
 void LimitCamera(Camera& camera) {

@@ -7,6 +7,7 @@
 #include "run/types.h"
 
 #include <algorithm>
+#include <string>
 
 namespace mh {
 
@@ -30,6 +31,9 @@ inline int camera_frames() {
 
 // Brings the number of frames and the region into their limits; the image's size is given.
 void LimitCamera(Camera& camera);
+
+// Why images of the camera's size cannot be held, or an empty text.
+std::string SizeFault(const Camera& camera);
 
 // Clamps, derives frames, allocates the AOVs and reports.
 void InitializeCamera(Camera& camera);

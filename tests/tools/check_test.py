@@ -127,7 +127,7 @@ class Check(ProgramTest):
 
     def test_info_tells_what_a_scene_holds(self):
         text = self.run_here("info", "scene").stdout
-        for line in ("object floor: 1 parts", "4 vertices, 1 tetragons", "material clay: 1 layers",
+        for line in ("object floor: 1 part", "4 vertices, 1 tetragon,", "material clay: 1 layer",
                      "camera 0: 24x16, 6 frames", "output albedo.exr", "mode: path",
-                     "total: 1 objects, 1 primitives"):
+                     "total: 1 object, 1 primitive,"):
             self.assertIn(line, text)

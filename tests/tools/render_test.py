@@ -73,7 +73,7 @@ class Overrides(RenderTest):
             self.assertAlmostEqual(part, whole, delta=0.1 * whole)  # a random jitter at edges
         part = self.image(self.report("--region", "0,8,12,16"), "albedo.exr")["mean"][0]
         self.assertLess(part, 0.6 * whole)
-        self.render("--region", "5,5,5,9", status=1)
+        self.assertIn("picture of 24x16", self.render("--region", "24,0,40,4", status=1).stderr)
 
     def test_outputs_go_where_they_are_sent(self):
         self.render("--output-dir", "new/folder", "--beauty", "picture.png")
@@ -88,7 +88,8 @@ class Overrides(RenderTest):
         self.assertEqual(self.image(self.report("--camera", "1"))["width"], 8)
         self.assertEqual(sorted(os.listdir(self.folder)),
                          ["beauty.hdr", "r.json", "scene", "second.exr"])
-        self.assertIn("no camera 2", self.render("--camera", "2", status=1).stderr)
+        self.assertIn("has 2 cameras, numbered from 0: there is no camera 2",
+                      self.render("--camera", "2", status=1).stderr)
 
 
 class Statuses(RenderTest):
@@ -97,9 +98,17 @@ class Statuses(RenderTest):
                           ["scene", "--resolution", "-1x5"], ["scene", "--region", "1,2,3"],
                           ["scene", "--sample", "0"], ["scene", "--sample", "x"],
                           ["scene", "--mode", "fast"], ["scene", "--threads", "257"],
-                          ["scene", "--progress", "loud"], ["scene", "scene"]):
+                          ["scene", "--progress", "loud"], ["scene", "scene"], ["scene", "--time-limit", "nan"],
+                          ["scene", "--write-every", "inf"], ["scene", "--region", "5,5,5,9"],
+                          ["scene", "--resolution", "0x9"]):
             with self.subTest(arguments=arguments):
-                self.assertNotEqual(self.run_here(*arguments, status=2).stderr, "")
+                self.assertIn(arguments[1] if len(arguments) == 3 else "",
+                              self.run_here(*arguments, status=2).stderr.splitlines()[0])
+
+    def test_a_picture_beyond_memory(self):
+        self.assertRegex(self.render("--resolution", "46000x46000", status=1).stderr,
+                         r"46000 x 46000 pixels need \d+\.\d GB of memory, and \d+\.\d GB are free")
+        self.assertEqual(os.listdir(self.folder), ["scene"])
 
     def test_nothing_to_render(self):
         for missing, reason in (("geometry/floor.obj", "no object of the scene holds geometry"),
