@@ -10,7 +10,7 @@
 namespace mh {
 
 std::string ProgramVersion() {
-    return MOONHARE_VERSION;
+    return MOONHARE_VERSION_TEXT;
 }
 
 std::string CommitName() {

@@ -115,14 +115,14 @@ MH_API void mhAddTangents(int object, int part, int count, const float* tangents
         append<3>(record->tangents, count, tangents, packed_of);
 }
 
-MH_API void mhAddUVs(int object, int part, int count, const float* pairs) {
-    if (Part* record = part_for(__func__, object, part, count, pairs))
-        append<2>(uvs(*record), count, pairs, vec2_of);
+MH_API void mhAddUVs(int object, int part, int count, const float* uvs) {
+    if (Part* record = part_for(__func__, object, part, count, uvs))
+        append<2>(mh::uvs(*record), count, uvs, vec2_of);
 }
 
-MH_API void mhAddRadii(int object, int part, int count, const float* values) {
-    if (Part* record = part_for(__func__, object, part, count, values))
-        append<1>(radii(*record), count, values, float_of);
+MH_API void mhAddRadii(int object, int part, int count, const float* radii) {
+    if (Part* record = part_for(__func__, object, part, count, radii))
+        append<1>(mh::radii(*record), count, radii, float_of);
 }
 
 MH_API void mhAddTriangles(int object, int part, int count, const int* indices) {

@@ -75,7 +75,7 @@ MH_API void mhSetShaderRoundCorner(int shader, float radius) {
     if (Shader* record = shader_at(__func__, shader)) record->round_corner = radius;
 }
 
-MH_API void mhSetShaderTime(int, float) {}
+MH_API void mhSetShaderTime([[maybe_unused]] int shader, [[maybe_unused]] float time) {}
 
 MH_API int mhAddSurfaceShader(int shader) {
     Shader* record = shader_at(__func__, shader);

@@ -35,6 +35,15 @@
 #define MH_API
 #endif
 
+/* Version of this interface: major * 10000 + minor * 100 + patch. Within a major version, which is
+ * that of the library's soname and symbols, functions and values of enumerations are added but none
+ * is changed or removed. */
+#define MOONHARE_VERSION_MAJOR 0
+#define MOONHARE_VERSION_MINOR 1
+#define MOONHARE_VERSION_PATCH 0
+#define MOONHARE_VERSION                                                                           \
+    (MOONHARE_VERSION_MAJOR * 10000 + MOONHARE_VERSION_MINOR * 100 + MOONHARE_VERSION_PATCH)
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -83,28 +92,29 @@ typedef uint8_t mhElement;
 enum {
     mhElementLambertian = 0,         /* albedo of diffuse reflection */
     mhElementTransmissive = 1,       /* albedo of diffuse transmission */
-    mhElementGlossy = 2,             /* colour of rough reflection */
+    mhElementGlossy = 2,             /* colour of rough reflection and refraction */
     mhElementSpecular = 3,           /* colour of mirror reflection and of refraction */
-    mhElementEmissive = 4,           /* radiance, with the factor pi folded in */
+    mhElementEmissive = 4,           /* radiance: what a camera sees of the surface */
     mhElementDiffusion = 5,          /* variance of how far light spreads below the surface, area */
     mhElementShadowTransparency = 6, /* stored only */
     mhElementNormal = 7,             /* with an image: normal map */
     mhElementWeight = 8,             /* of the layer among the layers of its side */
     mhElementAnisotropy = 9,         /* of glossy, -1 to 1 */
     mhElementRoughness = 10,         /* of glossy; of hair, its lobes */
-    mhElementAngle = 11,             /* rotation of the anisotropy, in turns */
+    mhElementAngle = 11,             /* rotation of anisotropy and normal map, in turns */
     mhElementIor = 12,               /* refractive index; 1 has no Fresnel reflection */
     mhElementReserved13 = 13,        /* stored only */
     mhElementThickness = 14,         /* stored only */
     mhElementReserved15 = 15         /* stored only */
 };
 
-/* Content of an output image. Bits; two of them beside beauty leave an image black. */
+/* Content of an output image. Bits; two of them beside beauty leave an image black, and so does
+ * beauty alone in any image but the first of a camera. */
 typedef uint32_t mhChannel;
 
 enum {
     mhChannelBeauty = 1,
-    mhChannelLightPath = 2, /* photons as the camera sees them */
+    mhChannelLightPath = 2, /* photons that glossy surfaces send to a pinhole camera */
     mhChannelLambertian = 4,
     mhChannelLambertianColor = 8,
     mhChannelTransmissive = 16,
@@ -114,11 +124,11 @@ enum {
     mhChannelSpecular = 256,
     mhChannelSpecularColor = 512,
     mhChannelEmissive = 1024,
-    mhChannelNormal = 2048,  /* 0.5 (1 + n) */
-    mhChannelTangent = 4096, /* 0.5 (1 + t) */
-    mhChannelPosition = 8192,
-    mhChannelDepth = 16384, /* distance from the camera */
-    mhChannelCustom = 32768 /* the per-vertex array that the user data names */
+    mhChannelNormal = 2048,   /* 0.5 (1 + n) */
+    mhChannelTangent = 4096,  /* 0.5 (1 + t) */
+    mhChannelPosition = 8192, /* in scene coordinates */
+    mhChannelDepth = 16384,   /* distance from the camera */
+    mhChannelCustom = 32768   /* the per-vertex array that the user data names */
 };
 
 /* ---- Lifecycle ---- */
@@ -140,7 +150,8 @@ MH_API void mhInitialize(void);
 /* The phases alone, for hosts that want other work between them; order: cameras, shaders,
  * accelerator, sky light, gaffer, renderer. Images load with the shaders that use them. */
 
-/* Phase 1: clamps the settings of all cameras and allocates their images. */
+/* Phase 1: limits the settings of all cameras, and allocates and clears their images. May be
+ * repeated before mhRender: what mhRenderPixels added to the images is lost. */
 MH_API void mhInitializeCameras(void);
 /* Phase 3: completes all shaders. */
 MH_API void mhInitializeShaders(void);
@@ -171,7 +182,8 @@ MH_API void mhFinalize(void);
 MH_API void mhFinalizeRenderer(void);
 /* Writes the images of point and parallel lights and destroys the lights. */
 MH_API void mhFinalizeGaffer(void);
-/* Releases the sky's image, writes its output images; settings go back to their defaults. */
+/* Writes the sky's output images and releases its image. Settings go back to their defaults, but
+ * the paths of image and backdrop, linked shaders and output images stay. */
 MH_API void mhFinalizeSkyLight(void);
 /* The same as mhFinalizeSkyLight. */
 MH_API void mhFinalizeGeometryLight(void);
@@ -188,8 +200,10 @@ MH_API void mhShutdown(void);
 
 /* ---- Display ---- */
 
-/* Whether mhRender shows the picture in a window while it grows; default false. Legal at any time,
- * and keeps its value over mhStartup. */
+/* Whether mhRender shows the picture in a window while it grows; default false. mhRender then
+ * returns when the window is closed: it stays open after the last frame, and closing it before
+ * ends the render. Without a display one line is printed and mhRender works without a window.
+ * Legal at any time, and keeps its value over mhStartup. */
 MH_API void mhSetPreviewWindow(bool on);
 
 /* Stored only; default 2.2. Legal at any time, and keeps its value over mhStartup. */
@@ -210,29 +224,37 @@ MH_API void mhRenderPixels(int count, float* out, int frame);
 /* Gather rays that spread at the first hit over the whole run; default 64. Counts from the next
  * mhInitialize or mhInitializeRenderer on. */
 MH_API void mhSetRendererSample(int sample);
-/* Bounces of any kind of a camera ray: 1 to 255, default 8. Lower values count as 1. */
+/* Rays of a camera path, the one from the camera included: N leave it N - 1 bounces of any kind. 1
+ * to 255, default 8. Lower values count as 1 from the next mhInitialize or mhInitializeRenderer
+ * on; until then 0 and less make a black picture. */
 MH_API void mhSetRendererRayDepth(int depth);
-/* Bounces of a photon: 1 to 254, default 8. Lower values count as 1. */
+/* Bounces of a photon: N let it light N + 1 surfaces. 1 to 254, default 8. Counts from the next
+ * mhInitialize or mhInitializeRenderer on, lower values as 1. */
 MH_API void mhSetRendererPhotonDepth(int depth);
-/* Diffuse and glossy bounces of a camera ray: 1 or more, default 1. */
+/* Diffuse and glossy bounces of a camera path: 1 or more, default 1. Lower values count as 1 from
+ * the next mhInitialize or mhInitializeRenderer on. */
 MH_API void mhSetRendererBounce(int bounce);
 /* Length within which gather rays go on instead of reading the photons, scene units; default 1.
- * 0 selects path tracing. */
+ * 0 selects path tracing: the mode is chosen by mhInitialize and mhInitializeRenderer. */
 MH_API void mhSetRendererDistance(float distance);
-/* Area of a cell in which photons are collected, square units; default 1. 0 selects path
- * tracing. */
+/* Area of a cell in which photons are collected, square units; default 1. 0 selects path tracing,
+ * by mhInitialize and mhInitializeRenderer. The cells are laid out by mhInitialize and
+ * mhInitializeAccelerator. */
 MH_API void mhSetRendererResolution(float resolution);
-/* Radius of the look-up of caustic photons, scene units; default 1. */
+/* Radius of the look-up of caustic photons, scene units; default 1. Counts from the next
+ * mhInitialize or mhInitializeRenderer on. */
 MH_API void mhSetRendererRadius(float radius);
-/* Upper limits of a pixel's value in one frame; default 3.4e38 each. Negative values count as 0. */
+/* Upper limits of a pixel's value in one frame; default 3.4e38 each. Negative values count as 0
+ * from the next mhInitialize or mhInitializeRenderer on. Only the picture itself is limited, no
+ * other output image. */
 MH_API void mhSetRendererClamp(float r, float g, float b);
 
 /* ---- Cameras ----
  * The first camera is the one that is rendered. The setters of poses, region and sample stay legal
  * between frames of mhRenderPixels. */
 
-/* Adds a camera: 960 by 540 pixels, 17 frames, one output image "beauty.hdr". Until a pose is set it
- * sees the whole scene, with y upwards. Returns its number. */
+/* Adds a camera: 960 by 540 pixels, 17 frames, one output image "beauty.hdr". Until a pose is set
+ * it sees the whole scene, with y upwards. Returns its number. */
 MH_API int mhAddCamera(void);
 /* Stored only. */
 MH_API void mhSetCameraName(int camera, const char* name);
@@ -263,7 +285,8 @@ MH_API void mhSetCameraFOV(int camera, float degrees);
 /* Stored only. */
 MH_API void mhSetCameraBokeh(int camera, float bokeh);
 
-/* Adds an output image; returns its number within the camera. Number 0 is the beauty image. */
+/* Adds an output image, which stays black until mhSetCameraAOVChannel; returns its number within
+ * the camera. Number 0 is the beauty image. */
 MH_API int mhAddCameraAOV(int camera);
 /* File that the image is written to; its extension chooses the format. Empty: it isn't written. */
 MH_API void mhSetCameraAOVName(int camera, int aov, const char* name);
@@ -315,9 +338,11 @@ MH_API void mhAddVertexData(int object, int part, const char* name, int count, i
 /* Adds an instance, which places another object in this one; returns its number within the
  * object. It places nothing until mhSetInstance. */
 MH_API int mhAddInstance(int object);
-/* Places object `target`. matrix: four rows of four, acts on column vectors (the translation stands
- * in the last column), from the target's space to the object's; null keeps what it is, at first
- * the identity. Rotations and translations keep distances exact; others shade approximately. */
+/* Places object `target`. matrix: four rows of four, acts on column vectors (the translation
+ * stands in the last column), from the target's space to the object's; null keeps what it is, at
+ * first the identity. Rotations, translations and mirrors keep distances exact. Any other matrix
+ * leaves those inside in the target's own units: scaled instances show before what is nearer, or
+ * vanish. */
 MH_API void mhSetInstance(int object, int instance, int target, float (*matrix)[4]);
 
 /* ---- Shaders ----
@@ -353,24 +378,29 @@ MH_API void mhSetSurfaceMaterial(int shader, int layer, mhMaterial material);
 /* Default mhSidenessBoth. */
 MH_API void mhSetSurfaceSideness(int shader, int layer, mhSideness sideness);
 /* Whether the emission is weighted against direct light samples; default false. Set it on emissive
- * layers when mhSetGeometryLightSample is above 0, or their light counts twice. */
+ * layers of faces when mhSetGeometryLightSample is above 0, or their light counts twice; not on
+ * those of hair and particles, which no sample finds. */
 MH_API void mhSetSurfaceVirtualLight(int shader, int layer, bool on);
 
 /* Adds a displacement layer; returns its number within the shader. They act on smoothed faces. */
 MH_API int mhAddDisplacementShader(int shader);
-/* Displacement in the frame of tangent, bitangent, normal, scene units; default 0. */
+/* Factors of the image's channels along x, y and z of the object, scene units; without an image the
+ * displacement itself. Default 0: the image (r, g, b) then displaces by r against the bitangent, g
+ * along the tangent and b along the normal. */
 MH_API void mhSetDisplacementVector(int shader, int layer, float x, float y, float z);
-/* Pieces that an edge is divided into: default 1; negative values count as 0. */
+/* Pieces that an edge is divided into: default 1; 0 and less remove the faces. */
 MH_API void mhSetDisplacementLevel(int shader, int layer, int level);
-/* Image that multiplies the vector; otherwise as mhSetSurfaceImage. */
+/* Image of the layer; otherwise as mhSetSurfaceImage. */
 MH_API void mhSetDisplacementImage(int shader, int layer, const char* path, float gamma,
                                    const float (*color_matrix)[4], const float (*uv_matrix)[3]);
 
 /* ---- Point lights ---- */
 
-/* Adds a white light at the origin that shines all around; returns its number. */
+/* Adds a white light at the origin, full along its direction and dark behind: for the same light
+ * all around set the inner angle to 180 and the outer one to 180.1. Returns its number. */
 MH_API int mhAddPointLight(void);
-/* Intensity, with the factor pi folded in; default 1 each. */
+/* Radiant intensity divided by pi: a white surface that faces the light at distance d shows
+ * color / (d d). Default 1 each. */
 MH_API void mhSetPointLightColor(int light, float r, float g, float b);
 /* Axis of the cone, any length; default (0, 1, 0). */
 MH_API void mhSetPointLightDirection(int light, float x, float y, float z);
@@ -378,13 +408,17 @@ MH_API void mhSetPointLightDirection(int light, float x, float y, float z);
 MH_API void mhSetPointLightPosition(int light, float x, float y, float z);
 /* Radius of the sphere that softens its shadows, scene units; default 0. */
 MH_API void mhSetPointLightBlur(int light, float radius);
-/* Wrap of the light around diffuse surfaces; default 0.1. */
+/* Cosine at which the light of diffuse surfaces ends, before the horizon: they show
+ * (cos - offset) / (1 - offset) in place of the cosine. Without effect at the first hit where
+ * several samples are taken: of a light with blur, or on a surface with diffusion. Default 0.1;
+ * 0 is exact. */
 MH_API void mhSetPointLightOffset(int light, float offset);
 /* Angle from the axis up to which the light is full, degrees; default 0. */
 MH_API void mhSetPointLightInnerAngle(int light, float degrees);
 /* Angle from the axis at which the light ends, degrees; default 180. */
 MH_API void mhSetPointLightOuterAngle(int light, float degrees);
-/* Shadow rays of a point at the first hit over the whole run; default 1. */
+/* Shadow rays of a point at the first hit over the whole run, of a light with blur or on a surface
+ * with diffusion; at least one a frame, which is what any other takes. Default 1. */
 MH_API void mhSetPointLightSample(int light, int sample);
 /* Photons; default 0: the light takes no part in photon casting. */
 MH_API void mhSetPointLightPhoton(int light, int photons);
@@ -401,15 +435,18 @@ MH_API void mhSetPointLightAOVChannel(int light, int aov, mhChannel channel);
 
 /* Adds a white light; give it a direction. Returns its number. */
 MH_API int mhAddParallelLight(void);
-/* Irradiance, with the factor pi folded in; default 1 each. */
+/* Irradiance of a surface that faces the light, divided by pi: what it shows if it is white.
+ * Default 1 each. */
 MH_API void mhSetParallelLightColor(int light, float r, float g, float b);
 /* Direction towards which the light travels, any length. */
 MH_API void mhSetParallelLightDirection(int light, float x, float y, float z);
-/* Angle of the cone that softens its shadows, degrees; default 0. */
+/* Half the angle of the cone that softens its shadows, degrees; default 0. */
 MH_API void mhSetParallelLightBlur(int light, float degrees);
-/* Wrap of the light around diffuse surfaces; default 0.1. */
+/* Cosine at which the light of diffuse surfaces ends, before the horizon: they show
+ * (cos - offset) / (1 - offset) in place of the cosine. Default 0.1; 0 is exact. */
 MH_API void mhSetParallelLightOffset(int light, float offset);
-/* Shadow rays of a point at the first hit over the whole run; default 1. */
+/* Shadow rays of a point at the first hit over the whole run, of a light with blur or on a surface
+ * with diffusion; at least one a frame, which is what any other takes. Default 1. */
 MH_API void mhSetParallelLightSample(int light, int sample);
 /* Photons; default 0: the light takes no part in photon casting. */
 MH_API void mhSetParallelLightPhoton(int light, int photons);
@@ -428,9 +465,10 @@ MH_API void mhSetParallelLightAOVChannel(int light, int aov, mhChannel channel);
 MH_API void mhSetSkyLightImage(const char* path);
 /* Image that camera rays see behind the scene, across the whole picture; default none. */
 MH_API void mhSetSkyLightBackdrop(const char* path);
-/* Radiance, with the factor pi folded in; default 0.75 each. */
+/* Radiance: what a camera sees of the sky; the image is multiplied by it. Default 0.75 each. */
 MH_API void mhSetSkyLightColor(float r, float g, float b);
-/* Horizontal direction of the middle of the image; default (0, 1, 0). */
+/* Horizontal direction that stands at a quarter of the image's width, from the left; the middle is
+ * what lies to the right of it. Default (0, 1, 0). */
 MH_API void mhSetSkyLightNorth(float x, float y, float z);
 /* Direction of its top; default (0, 0, 1). */
 MH_API void mhSetSkyLightZenith(float x, float y, float z);
@@ -438,7 +476,8 @@ MH_API void mhSetSkyLightZenith(float x, float y, float z);
 MH_API void mhSetSkyLightSample(int sample);
 /* Photons; default 1000000. */
 MH_API void mhSetSkyLightPhoton(int photons);
-/* Adds a shader to those that the sky reaches; without any it reaches all. */
+/* Adds a shader to those that the sky reaches; without any it reaches all. With one camera rays
+ * see a black sky. */
 MH_API void mhSetSkyLightShaderLink(int shader);
 /* Adds an output image for what the sky contributes; returns its number. */
 MH_API int mhAddSkyLightAOV(void);
@@ -453,7 +492,8 @@ MH_API void mhSetSkyLightAOVChannel(int aov, mhChannel channel);
 MH_API void mhSetGeometryLightSample(int sample);
 /* Photons; default 1000000. */
 MH_API void mhSetGeometryLightPhoton(int photons);
-/* Adds a shader to those that the light reaches; without any it reaches all. */
+/* Adds a shader to those that the light reaches; without any it reaches all. With one camera rays
+ * see black lamps. */
 MH_API void mhSetGeometryLightShaderLink(int shader);
 /* Adds an output image for what the surfaces contribute; returns its number. */
 MH_API int mhAddGeometryLightAOV(void);
@@ -461,7 +501,8 @@ MH_API int mhAddGeometryLightAOV(void);
 MH_API void mhSetGeometryLightAOVName(int aov, const char* name);
 /* Adds bits to the content, which starts as mhChannelBeauty. */
 MH_API void mhSetGeometryLightAOVChannel(int aov, mhChannel channel);
-/* Name of the shader whose surfaces alone count; empty for all. */
+/* Name of the shader whose surfaces alone count; empty for all. With a name that no shader has the
+ * image stays black. */
 MH_API void mhSetGeometryLightAOVShaderName(int aov, const char* name);
 
 #ifdef __cplusplus

@@ -1,8 +1,10 @@
 #!/usr/bin/env python3
-"""Checks that a shared library exports the functions of a header and nothing else.
+"""Checks that a shared library exports the functions of a header and nothing else, under the symbol
+version of its major version, and that the definitions beside the header have its parameters.
 
 usage: check_exports.py LIBRARY HEADER
 """
+import pathlib
 import re
 import subprocess
 import sys
@@ -10,10 +12,24 @@ import sys
 library, header = sys.argv[1:]
 listing = subprocess.run(["nm", "--dynamic", "--defined-only", library], check=True, text=True,
                          stdout=subprocess.PIPE).stdout
-exported = {line.split()[-1] for line in listing.splitlines()}
-declared = set(re.findall(r"^MH_API[^(]*?(\w+)\(", open(header).read(), re.M))
-if len(declared) != 124 or exported != declared:
+text = pathlib.Path(header).read_text()
+major = re.search(r"MOONHARE_VERSION_MAJOR (\d+)", text)[1]
+exported = {line.split()[-1] for line in listing.splitlines() if line.split()[1] != "A"}
+
+
+def parameters(source, end):
+    found = re.findall(r"^MH_API [^(;]*?(\w+)\(([^;{]*?)\)\s*" + end, source, re.M)
+    return {name: re.sub(r"\[\[maybe_unused\]\]|\s+", " ", listed).split() for name, listed in found}
+
+
+declared, defined = parameters(text, ";"), {}
+for source in pathlib.Path(header).parent.glob("*.cpp"):
+    defined |= parameters(source.read_text(), r"\{")
+expected = {f"{name}@@MOONHARE_{major}" for name in declared}
+other = [name for name in declared if declared[name] != defined.get(name)]
+if len(declared) != 124 or exported != expected or other:
     print(f"{len(declared)} functions declared")
-    print("not exported:", *sorted(declared - exported))
-    print("not declared:", *sorted(exported - declared))
+    print("not exported:", *sorted(expected - exported))
+    print("not declared:", *sorted(exported - expected))
+    print("defined with other parameters:", *other)
     sys.exit(1)
