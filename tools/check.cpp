@@ -6,7 +6,7 @@
 #include "check_scene.h"
 #include "frame/phases.h"
 #include "json_text.h"
-#include "output_images.h"
+#include "output/output_images.h"
 
 #include <algorithm>
 #include <iostream>

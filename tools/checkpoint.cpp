@@ -7,7 +7,8 @@
 #include "math/digest.h"
 #include "output/camera.h"
 #include "output/file_writer.h"
-#include "output_images.h"
+#include "output/output_images.h"
+#include "output/whole_frames.h"
 #include "run/types.h"
 
 #include <algorithm>
@@ -154,9 +155,10 @@ std::string SettingsText() {
 Checkpoint TakeCheckpoint(std::uint64_t scene) {
     Checkpoint checkpoint = {FrameIndex, ActiveCamera()->sample, scene, SettingsText(), {}};
     ForEachOutput([&](Aov& aov, Filling filling) {
-        const Image& image = aov.image;
-        if (filling != Filling::complete)
-            checkpoint.images.push_back({image.width, image.height, image.channels, image.floats});
+        if (filling == Filling::complete) return;
+        Image image = OfWholeFrames(aov.image);
+        checkpoint.images.push_back(
+            {image.width, image.height, image.channels, std::move(image.floats)});
     });
     return checkpoint;
 }

@@ -9,7 +9,7 @@
 #include "math/count_text.h"
 #include "math/memory.h"
 #include "output/camera.h"
-#include "output_images.h"
+#include "output/output_images.h"
 #include "run/types.h"
 #include "scene_memory.h"
 #include "shading/images.h"

@@ -125,7 +125,7 @@ constexpr OptionRow kRenderRows[] = {
     {"--preview", "", "Show the picture in a window while it grows", bind<&A::preview>},
     {"--threads", "N", "Number of threads; default: what the process may use", bind<&A::threads>, 1,
      kMostThreads},
-    {"--time-limit", "S", "Stop after the frame that passes so many seconds",
+    {"--time-limit", "S", "Stop after so many seconds, without the frame under way",
      bind<&A::time_limit_s>, 0, kMostSeconds},
     {"--write-every", "S", "Write pictures and checkpoint every so many seconds",
      bind<&A::write_every_s>, 0, kMostSeconds},

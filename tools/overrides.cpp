@@ -6,8 +6,8 @@
 #include "math/control_group.h"
 #include "math/count_text.h"
 #include "output/camera.h"
+#include "output/output_images.h"
 #include "output/types.h"
-#include "output_images.h"
 #include "run/types.h"
 #include "scene_memory.h"
 

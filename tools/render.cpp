@@ -6,10 +6,11 @@
 #include "checkpoint.h"
 #include "frame/phases.h"
 #include "math/count_text.h"
+#include "math/stop.h"
 #include "output/camera.h"
 #include "output/file_writer.h"
+#include "output/output_images.h"
 #include "output/run_hooks.h"
-#include "output_images.h"
 #include "overrides.h"
 #include "progress.h"
 #include "run/types.h"
@@ -23,13 +24,17 @@ namespace mh {
 namespace {
 
 constexpr double kSecondsOfMicrosecond = 1e-6;
+constexpr const char* kEndedWithoutFrames =
+    "the run ended before its first frame; nothing is written";
 
 struct Run {
     const Arguments* arguments = nullptr;
     RunRecord record;
     std::uint64_t scene = 0; // digest, when checkpoints are in use
     double written_s = 0.0;  // when pictures were last written
+    std::uint32_t written_frames = 0;
     bool files_failed = false;
+    bool cut_short = false; // frames are missing
 };
 
 Run run; // frames report to it through hooks that are plain functions
@@ -47,9 +52,26 @@ void save_checkpoint() {
     if (!fault.empty()) note_failed_write(path, fault);
 }
 
-bool is_time_up() {
-    const std::optional<double>& limit = run.arguments->time_limit_s;
-    return limit && seconds_running() > *limit;
+void write_now() {
+    WriteOutputs();
+    save_checkpoint();
+    run.written_frames = FrameIndex;
+}
+
+// On the thread that watches, while rows are rendered.
+void during_frame() {
+    if (FrameIndex == run.written_frames) return; // nothing new is whole
+    const bool due = is_due(run.arguments->write_every_s, run.written_s);
+    const bool requested = take_write_request();
+    if (due || requested) write_now();
+}
+
+void finish_record() {
+    run.record.images = ImageStatistics();
+    run.record.samples_not_finite = Hooks.samples_not_finite;
+    run.record.aov_values_not_finite = Hooks.aov_values_not_finite;
+    save_checkpoint();
+    EndProgress();
 }
 
 void after_frame() {
@@ -61,26 +83,25 @@ void after_frame() {
     record.frame_seconds += seconds;
     ShowFrame(FrameIndex, RayStatistics.render_rays, seconds);
     const bool ends_early = is_interrupted() || is_time_up();
-    const bool last =
-        ends_early || FrameIndex >= static_cast<std::uint32_t>(ActiveCamera()->sample);
+    if (ends_early || FrameIndex >= static_cast<std::uint32_t>(ActiveCamera()->sample)) {
+        finish_record();
+        if (ends_early) EndWithFramesDone(); // changes the sums that a checkpoint keeps
+        return;
+    }
     const bool due = is_due(run.arguments->write_every_s, run.written_s);
     const bool requested = take_write_request();
-    if (!last && (due || requested)) WriteOutputs();
-    if (last || due || requested) save_checkpoint();
-    if (ends_early) EndWithFramesDone(); // changes the sums that a checkpoint keeps
-    if (last) {
-        record.images = ImageStatistics();
-        EndProgress();
-    }
+    if (due || requested) write_now();
 }
 
 void set_up(const Arguments& arguments) {
     run = {};
     run.arguments = &arguments;
     Hooks.frame_done = after_frame;
+    Hooks.ended_early = finish_record;
+    Hooks.drops_cut_frames = true;
     Hooks.photons_cast = ShowPhotons;
     Hooks.write_failed = note_failed_write;
-    CatchSignals();
+    StartControl({arguments.time_limit_s, during_frame});
     omp_set_num_threads(arguments.threads ? *arguments.threads : usable_processors());
     PreviewWindow = arguments.preview;
     StartProgress(arguments.progress);
@@ -105,6 +126,7 @@ std::string resume_from(const Checkpoint& checkpoint) {
 
 // Ends a run of which nothing is to be written.
 int give_up(int status, const std::string& reason) {
+    EndingBegins();
     EndProgress();
     Complain(reason);
     ForgetOutputs();
@@ -115,7 +137,7 @@ int give_up(int status, const std::string& reason) {
 
 void initialize_phases() {
     for (const InitialPhase& phase : InitialPhases())
-        time_phase(phase.name, phase.run);
+        if (!stop_requested()) time_phase(phase.name, phase.run);
 }
 
 // All frames are there already: the pictures are written, with no frame added.
@@ -132,7 +154,21 @@ void render_frames() {
     if (Hooks.first_frame >= frames) return write_finished();
     StartFrames(Hooks.first_frame, frames);
     run.written_s = seconds_running();
+    run.written_frames = Hooks.first_frame;
+    FramesBegin();
     time_phase("frames", Render);
+    EndingBegins();
+    run.cut_short = FrameIndex < frames;
+    if (FrameIndex > 0) return;
+    EndProgress();
+    Complain(kEndedWithoutFrames);
+}
+
+// A window that was closed counts as an interrupt, the time limit does not.
+int status_of_run() {
+    const bool stopped = run.cut_short && (FrameIndex == 0 || !is_time_up());
+    if (is_interrupted() || stopped) return kInterrupted;
+    return run.files_failed ? kNotWritten : kDone;
 }
 
 int render_opened(const Arguments& arguments) {
@@ -148,17 +184,16 @@ int render_opened(const Arguments& arguments) {
         if (!fault.empty()) return give_up(kWrongUse, arguments.resume + ' ' + fault);
     }
     initialize_phases();
+    if (stop_requested()) return give_up(kInterrupted, kEndedWithoutFrames);
     if (!arguments.checkpoint.empty() || !arguments.resume.empty())
         run.scene = SceneDigest(arguments.scene);
     if (!arguments.resume.empty()) {
         const std::string fault = resume_from(checkpoint);
         if (!fault.empty()) return give_up(kWrongUse, arguments.resume + ' ' + fault);
     }
-    if (is_interrupted()) return give_up(kInterrupted, "interrupted before the first frame");
     render_frames();
     time_phase("closing", CloseScene);
-    if (is_interrupted()) return kInterrupted;
-    return run.files_failed ? kNotWritten : kDone;
+    return status_of_run();
 }
 
 int write_report(const std::string& path, const std::string& scene, int status) {
@@ -176,6 +211,7 @@ int RenderScene(const Arguments& arguments) {
     const std::string slash = arguments.scene.ends_with('/') ? "" : "/";
     time_phase("scene", [&] { OpenScene(arguments.scene + slash); });
     const int status = render_opened(arguments);
+    EndControl();
     return arguments.report.empty() ? status
                                     : write_report(arguments.report, arguments.scene, status);
 }

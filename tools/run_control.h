@@ -1,4 +1,5 @@
-// What ends a render early or makes it write: signals and the clock.
+// What ends a render early or makes it write: signals, the clock, and a thread that watches both
+// while frames are under way.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -6,11 +7,28 @@
 
 namespace mh {
 
-// SIGINT and SIGTERM ask for an end, and the second one ends the process at once; SIGHUP asks for
-// the pictures.
-void CatchSignals();
+struct RunControl {
+    std::optional<double> time_limit_s;
+    void (*during_frame)() = nullptr; // called again and again inside of frames, on another thread
+};
+
+// Catches signals and starts to watch. SIGINT and SIGTERM ask for an end: the first lets the frame
+// under way end within a second, the second cuts it at once, the third ends the process. SIGXCPU,
+// SIGUSR1 and SIGALRM cut it at once. SIGHUP asks for the pictures. A pipe that nobody reads and a
+// file that grows too large are faults of one write.
+void StartControl(const RunControl& control);
+void EndControl();
+
+// Until FramesBegin nothing is there to be saved: where the run doesn't end within a second of the
+// request, the process does. After EndingBegins only a signal can end it.
+void FramesBegin();
+void EndingBegins();
 
 bool is_interrupted();
+
+bool is_time_up();
+
+bool write_is_requested();
 
 // Whether SIGHUP has come since the last call.
 bool take_write_request();

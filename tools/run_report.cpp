@@ -4,8 +4,8 @@
 
 #include "json_text.h"
 #include "math/threads.h"
+#include "output/output_images.h"
 #include "output/run_hooks.h"
-#include "output_images.h"
 #include "run/types.h"
 #include "run_control.h"
 #include "version.h"
@@ -123,7 +123,8 @@ std::string ReportText(const RunRecord& record, const std::string& scene, int st
     add(object, "shadow_rays", std::to_string(record.shadow_rays));
     add(object, "rays_per_second",
         JsonNumber(static_cast<double>(record.rays) / std::max(record.frame_seconds, 1e-6)));
-    add(object, "samples_not_finite", std::to_string(Hooks.samples_not_finite.load()));
+    add(object, "samples_not_finite", std::to_string(record.samples_not_finite));
+    add(object, "aov_values_not_finite", std::to_string(record.aov_values_not_finite));
     add(object, "images", JsonArray(record.images));
     return closed(object) + '\n';
 }

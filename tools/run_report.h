@@ -17,6 +17,7 @@ struct RunRecord {
     std::vector<PhaseTime> phases;
     std::int64_t rays = 0, shadow_rays = 0; // of all frames
     double frame_seconds = 0.0;
+    std::int64_t samples_not_finite = 0, aov_values_not_finite = 0;
     std::vector<std::string> images; // JSON of each
 };
 

@@ -3,8 +3,8 @@
 #include "scene_memory.h"
 
 #include "accel/tree.h"
+#include "output/output_images.h"
 #include "output/types.h"
-#include "output_images.h"
 #include "run/types.h"
 
 #include <algorithm>
@@ -16,7 +16,7 @@ namespace {
 // At least one cell of two colours to a face, when photons are gathered.
 constexpr double kCellBytesOfPrimitive = 24.0 + 16.0;
 
-constexpr double kBytesOfPixel = 12.0;
+constexpr double kBytesOfPixel = 24.0; // with those of the last whole frame
 
 template<typename T>
 double bytes_of(const std::vector<T>& values) {

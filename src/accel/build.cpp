@@ -6,6 +6,7 @@
 #include "accel/split.h"
 #include "accel/tree.h"
 #include "math/clock.h"
+#include "math/stop.h"
 #include "math/threads.h"
 #include "run/report.h"
 
@@ -186,7 +187,7 @@ bool split_node(const Builder& builder, const BuildTask& task, BuildTask& left, 
 // Returns the deepest level of the subtree.
 std::uint32_t build_subtree(const Builder& builder, const BuildTask& task) {
     BuildTask left, right;
-    if (!split_node(builder, task, left, right)) return task.level;
+    if (stop_requested() || !split_node(builder, task, left, right)) return task.level;
     return std::max(build_subtree(builder, left), build_subtree(builder, right));
 }
 
@@ -198,7 +199,7 @@ void report_level(std::uint32_t level, bool last) {
 std::vector<BuildTask> build_top(const Builder& builder, const BuildTask& root,
                                  std::uint32_t& level) {
     std::vector<BuildTask> wavefront = {root}, subtrees, next;
-    for (level = 0; !wavefront.empty(); ++level) {
+    for (level = 0; !wavefront.empty() && !stop_requested(); ++level) {
         report_level(level, false);
         next.clear();
         for (const BuildTask& task : wavefront) {

@@ -13,6 +13,7 @@
 #include "math/count_text.h"
 #include "math/memory.h"
 #include "math/roots.h"
+#include "math/stop.h"
 #include "run/report.h"
 
 namespace mh {
@@ -22,6 +23,7 @@ namespace {
 void finish_parts(Object& object) {
     object.has_motion = false;
     for (Part& part : object.parts) {
+        if (stop_requested()) return;
         if (part.shader_id == 0 && part.shader_name == "undefined")
             part.shader_id = object.default_shader;
         FinalisePart(part);
@@ -55,22 +57,22 @@ void refuse_too_large(Object& object) {
 }
 
 void release_binary_tree(Object& object) {
+    if (object.has_motion) return;
     object.binary_nodes = {};
     object.binary_references = {};
 }
 
-void object_setup(Object& object) {
-    finish_parts(object);
-    update_instances(object);
-    refuse_too_large(object);
-    Build(object);
-    Update(object);
-    SATOrder(object);
-    TransferRootUvs(object);
-    if (!object.has_motion) release_binary_tree(object);
-    MakeLightLists(object);
-    PrepareWalk(object);
+void report(Object& object) {
     ReportObject(object);
+}
+
+constexpr void (*kSteps[])(Object&) = {
+    finish_parts,    update_instances,    refuse_too_large, Build,       Update, SATOrder,
+    TransferRootUvs, release_binary_tree, MakeLightLists,   PrepareWalk, report};
+
+void object_setup(Object& object) {
+    for (const auto step : kSteps)
+        if (!stop_requested()) step(object);
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "frame/phases.h"
 #include "geometry/types.h"
 #include "math/clock.h"
+#include "output/preview.h"
 #include "run/report.h"
 #include "run/types.h"
 #include "scene/scene_reader.h"
@@ -58,7 +59,7 @@ void OpenScene(const std::string& directory, const ReadListener& listener) {
 }
 
 void CloseScene() {
-    if (PreviewWindow) {
+    if (PreviewWindow && PreviewWasShown()) {
         ReportText(
             "         click to close the preview window. happy rendering. thank you!         ");
         ReportRule();

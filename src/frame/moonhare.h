@@ -201,9 +201,10 @@ MH_API void mhShutdown(void);
 /* ---- Display ---- */
 
 /* Whether mhRender shows the picture in a window while it grows; default false. mhRender then
- * returns when the window is closed: it stays open after the last frame, and closing it before
- * ends the render. Without a display one line is printed and mhRender works without a window.
- * Legal at any time, and keeps its value over mhStartup. */
+ * returns when the window is closed: it stays open after the last frame. Closing it before ends the
+ * render with images that are means of the frames done; before the first frame none is written.
+ * Without a display one line is printed and mhRender works without a window. Legal at any time, and
+ * keeps its value over mhStartup. */
 MH_API void mhSetPreviewWindow(bool on);
 
 /* Stored only; default 2.2. Legal at any time, and keeps its value over mhStartup. */
@@ -246,7 +247,8 @@ MH_API void mhSetRendererResolution(float resolution);
 MH_API void mhSetRendererRadius(float radius);
 /* Upper limits of a pixel's value in one frame; default 3.4e38 each. Negative values count as 0
  * from the next mhInitialize or mhInitializeRenderer on. Only the picture itself is limited, no
- * other output image. */
+ * other output image. An infinite channel counts as the limit that was set, by default as 0, and
+ * one that is no number as 0; mhFinalize warns of the number of such samples. */
 MH_API void mhSetRendererClamp(float r, float g, float b);
 
 /* ---- Cameras ----

@@ -17,6 +17,7 @@
 #include "math/random.h"
 #include "math/rgbe.h"
 #include "math/sequence.h"
+#include "math/stop.h"
 #include "output/camera.h"
 #include "output/image_writer.h"
 #include "output/progressive.h"
@@ -141,7 +142,7 @@ void Startup() {
 }
 
 void InitializeAccelerator() {
-    if (!AssembleScene()) return;
+    if (!AssembleScene() || stop_requested()) return;
     InitializeDensity();
     ReportScene();
     for (Camera& camera : Cameras)

@@ -8,6 +8,7 @@
 #include "integrate/run_context.h"
 #include "lights/light_sampling.h"
 #include "math/random.h"
+#include "math/stop.h"
 #include "run/types.h"
 #include "shading/hair_table.h"
 
@@ -41,7 +42,7 @@ void for_each_gather_ray(const Ray& ray, const Vec3& w, const Gather& gather) {
     const auto count = static_cast<std::uint32_t>(gather_count(w));
     Ray parent = ray;
     parent.sample_divisor *= static_cast<std::int32_t>(count / frames);
-    for (std::uint32_t index = CurrentSample; index < count; index += frames) {
+    for (std::uint32_t index = CurrentSample; index < count && !stop_requested(); index += frames) {
         parent.cursor.sample = index;
         gather(parent);
     }

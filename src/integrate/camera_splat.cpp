@@ -6,6 +6,7 @@
 #include "integrate/atomic_sums.h"
 #include "lights/light_sampling.h"
 #include "math/roots.h"
+#include "output/aov.h"
 #include "output/camera.h"
 #include "shading/scattering.h"
 
@@ -65,8 +66,11 @@ float camera_weight(const CameraPose& pose, const SurfacePoint& point, const Vec
 
 void StartSplats() {
     ReleaseSums(pixels);
-    const Camera* camera = ActiveCamera();
-    if (camera == nullptr || camera->projection != Projection::pinhole) return;
+    Camera* camera = ActiveCamera();
+    if (camera == nullptr) return;
+    for (Aov& aov : camera->aovs)
+        if (is_light_path(aov)) std::fill(aov.image.floats.begin(), aov.image.floats.end(), 0.0f);
+    if (camera->projection != Projection::pinhole) return;
     if (std::none_of(camera->aovs.begin(), camera->aovs.end(), is_light_path)) return;
     ResizeSums(pixels, pixel_count(*camera));
 }
@@ -97,13 +101,8 @@ void FinishSplats() {
     for (Aov& aov : ActiveCamera()->aovs) {
         if (!is_light_path(aov) || 3 * pixel_count(*ActiveCamera()) != aov.image.floats.size())
             continue;
-        for (std::size_t i = 0; i < pixel_count(*ActiveCamera()); ++i) {
-            const Vec3 splats = sum_at(pixels, i);
-            float* sum = &aov.image.floats[3 * i];
-            sum[0] += splats.x;
-            sum[1] += splats.y;
-            sum[2] += splats.z;
-        }
+        for (std::size_t i = 0; i < pixel_count(*ActiveCamera()); ++i)
+            write_pixel(aov.image, static_cast<std::int64_t>(i), sum_at(pixels, i));
     }
     ReleaseSums(pixels);
 }

@@ -4,6 +4,7 @@
 #include "integrate/photon_tree.h"
 
 #include "integrate/packed_direction.h"
+#include "math/stop.h"
 #include "math/threads.h"
 
 #include <algorithm>
@@ -137,7 +138,7 @@ void grow_both(Construction& work, std::int32_t child, Range lower, Range upper,
 void grow(Construction& work, std::int32_t node, Range range, int level) {
     PhotonNode& record = work.nodes[static_cast<std::size_t>(node)];
     record = leaf(range);
-    if (range.count <= kLargestLeaf || level >= kDeepestLevel) return;
+    if (range.count <= kLargestLeaf || level >= kDeepestLevel || stop_requested()) return;
     const Aabb box = bounds_of(work, range);
     const Vec3 size = box.max - box.min;
     const int axis = longest_axis(size);

@@ -15,6 +15,7 @@
 #include "math/clock.h"
 #include "math/memory.h"
 #include "math/random.h"
+#include "math/stop.h"
 #include "math/threads.h"
 #include "output/run_hooks.h"
 #include "run/report.h"
@@ -23,13 +24,14 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 
 namespace mh {
 
 namespace {
 
-constexpr int kDeepest = 254;       // Ray::depth has 8 bits, and a child is one deeper
-constexpr int kPhotonsOfChunk = 64; // that a thread takes at once
+constexpr int kDeepest = 254;                // Ray::depth has 8 bits, and a child is one deeper
+constexpr std::int64_t kPhotonsOfChunk = 64; // that a thread takes at once
 constexpr std::int64_t kProgressSteps = 100;
 
 // A stored photon and its path, in vectors that grow, and then in the joined one; nodes of the tree.
@@ -204,6 +206,17 @@ void begin_path(const PathOfPhoton& path) {
     photons_of_thread[static_cast<std::size_t>(thread_number())].path = path;
 }
 
+// Shares the numbers below count out to the threads of a team; ends early on request.
+template<typename Act>
+void for_each_shared(std::int64_t count, std::atomic<std::int64_t>& taken, const Act& act) {
+    while (!stop_requested()) {
+        const std::int64_t first = taken.fetch_add(kPhotonsOfChunk, std::memory_order_relaxed);
+        if (first >= count) return;
+        for (std::int64_t i = first; i < std::min(first + kPhotonsOfChunk, count); ++i)
+            act(i);
+    }
+}
+
 // Traces the photons of one light, unless nothing would remain of them; emit(ray, number) makes a
 // photon's first ray.
 template<typename Emit>
@@ -215,20 +228,19 @@ void cast(std::int64_t count, std::uint32_t pass, bool caustics, const Emit& emi
     const std::int64_t first = static_cast<std::int64_t>(pass) * count;
     const std::int64_t step = std::max<std::int64_t>(count / kProgressSteps, 1);
     const std::uint32_t light = lights_cast++;
+    std::atomic<std::int64_t> taken = 0;
 #pragma omp parallel num_threads(team_size()) default(none)                                        \
-    shared(count, first, step, traced, emit, light, Hooks)
+    shared(count, first, step, traced, emit, light, taken)
     {
         EnterWorker();
-#pragma omp for schedule(dynamic, kPhotonsOfChunk)
-        for (std::int64_t i = 0; i < count; ++i) {
-            if (Hooks.stop.load(std::memory_order_relaxed)) continue;
+        for_each_shared(count, taken, [&](std::int64_t i) {
             if (i % step == 0) report_progress(i, count, step);
-            if (!traced) continue;
+            if (!traced) return;
             begin_path({light, first + i});
             Ray ray;
             emit(ray, first + i);
             if (max_channel(ray.weight) > 0.0f) trace_photon(ray);
-        }
+        });
     }
     report_rate(start);
 }
@@ -246,7 +258,7 @@ void cast_from(const std::vector<AnalyticLight>& lights, std::uint32_t pass) {
 
 void trace_photon(Ray& ray) {
     if (ray.depth > std::min(RendererSettings.photon_depth, kDeepest)) return;
-    if (!any_above(ray.weight, kNothing) || stack_is_low(ray)) return;
+    if (!any_above(ray.weight, kNothing) || stack_is_low(ray) || stop_requested()) return;
     if (!light_lands() && !may_lead_to_caustic(ray)) return;
     if (!closest_hit(ray) || !reaches(ray)) return;
     SurfacePoint point;

@@ -7,13 +7,16 @@
 #include "integrate/run_context.h"
 #include "math/clock.h"
 #include "math/random.h"
+#include "math/stop.h"
 #include "math/threads.h"
 #include "output/aov.h"
 #include "output/camera.h"
 #include "output/run_hooks.h"
+#include "output/whole_frames.h"
 #include "run/types.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace mh {
 
@@ -58,15 +61,31 @@ Ray primary_ray(const Camera& camera, const CameraPose& pose, int x, int y) {
     return ray;
 }
 
-// A value that is not finite counts as 0.
+// Of a sample that is not finite. An infinite channel counts as the clamp, where the user chose one.
+float clamped_channel(float value, float limit, bool& lost) {
+    if (std::isfinite(value) || (value > limit && limit < kFar)) return std::min(value, limit);
+    lost = true;
+    return 0.0f;
+}
+
 Vec3 pixel_value(const Camera& camera, const CameraPose& pose, int x, int y) {
     start_stream(Stream::pixel, CurrentSample,
                  static_cast<std::uint64_t>(pixel_index(camera, x, y)));
     Ray ray = primary_ray(camera, pose, x, y);
-    const Vec3 value = radiance(ray);
-    if (is_finite(value)) return min(value, RendererSettings.clamp);
-    Hooks.samples_not_finite.fetch_add(1, std::memory_order_relaxed);
-    return {};
+    const Vec3 value = radiance(ray), limit = RendererSettings.clamp;
+    if (is_finite(value)) return min(value, limit);
+    bool lost = false;
+    const Vec3 clamped = {clamped_channel(value.x, limit.x, lost),
+                          clamped_channel(value.y, limit.y, lost),
+                          clamped_channel(value.z, limit.z, lost)};
+    if (lost) Hooks.samples_not_finite.fetch_add(1, std::memory_order_relaxed);
+    return clamped;
+}
+
+// Of `done` values and one more. The products of large values overflow, their shares do not.
+Vec3 mean_with(const Vec3& mean, float done, const Vec3& value) {
+    const Vec3 next = (done * mean + value) / (done + 1.0f);
+    return is_finite(next) ? next : mean * (done / (done + 1.0f)) + value / (done + 1.0f);
 }
 
 // Hands the value of each pixel of the region to store(x, y, value), on any thread.
@@ -81,8 +100,10 @@ void render_region(const Camera& camera, const Region& region, std::uint32_t fra
         EnterWorker();
 #pragma omp for schedule(dynamic, 1)
         for (int y = region.y0; y < region.y1; ++y) {
+            keep_row(y);
             for (int x = region.x0; x < region.x1; ++x)
                 store(x, y, pixel_value(camera, pose, x, y));
+            if (stop_requested()) cut_frame();
         }
     }
     RayStatistics.render_microseconds += microseconds_now() - start;
@@ -101,8 +122,7 @@ void RenderPixels(std::uint32_t frame) {
     const float done = static_cast<float>(frame);
     render_region(*camera, region_of(*camera), frame, [&](int x, int y, const Vec3& value) {
         const std::int64_t pixel = pixel_index(*camera, x, y);
-        const Vec3 old = read_pixel(beauty, pixel);
-        write_pixel(beauty, pixel, (done * old + value) / (done + 1.0f));
+        write_pixel(beauty, pixel, mean_with(read_pixel(beauty, pixel), done, value));
     });
 }
 
@@ -119,7 +139,8 @@ void RenderPixelsTo(std::vector<Vec3>& pixels, std::uint32_t frame) {
         const auto row = static_cast<std::size_t>(y - region.y0);
         pixels[width * row + static_cast<std::size_t>(x - region.x0)] = value;
         const std::int64_t pixel = pixel_index(*camera, x, y);
-        write_pixel(beauty, pixel, read_pixel(beauty, pixel) + value / frames);
+        const Vec3 sum = read_pixel(beauty, pixel) + value / frames;
+        if (is_finite(sum)) write_pixel(beauty, pixel, sum);
     });
 }
 

@@ -10,6 +10,7 @@
 #include "lights/gaffer.h"
 #include "lights/geometry_light.h"
 #include "lights/sky_light.h"
+#include "math/stop.h"
 #include "output/aov.h"
 #include "output/camera.h"
 #include "run/types.h"
@@ -29,7 +30,7 @@ constexpr float kDistanceMargin = 1e-6f;
 
 bool path_has_ended(const Ray& ray) {
     if (ray.depth >= std::min(RendererSettings.ray_depth, kDeepest)) return true;
-    return !any_above(ray.weight, kNothing) || stack_is_low(ray);
+    return !any_above(ray.weight, kNothing) || stack_is_low(ray) || stop_requested();
 }
 
 // Whether a gather ray stops here and takes the density estimate for the light of the surface.

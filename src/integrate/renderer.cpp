@@ -6,6 +6,7 @@
 #include "integrate/photons.h"
 #include "integrate/run_context.h"
 #include "math/clock.h"
+#include "output/run_hooks.h"
 #include "run/report.h"
 #include "run/types.h"
 
@@ -42,6 +43,15 @@ void cast_photons() {
     ReportRule();
 }
 
+void report_lost_values() {
+    const std::int64_t samples = Hooks.samples_not_finite.exchange(0);
+    const std::int64_t values = Hooks.aov_values_not_finite.exchange(0);
+    if (samples == 0 && values == 0) return;
+    ReportWarning("renderer - " + std::to_string(samples) + " samples of pixels and "
+                  + std::to_string(values)
+                  + " values of AOVs are infinite or no numbers; they count as 0");
+}
+
 } // namespace
 
 void ResetRenderer() {
@@ -66,6 +76,7 @@ void InitializeRenderer() {
 }
 
 void FinalizeRenderer() {
+    report_lost_values();
     ClearPhotons();
     ClearPhotonTree();
     const RendererSettingsRecord defaults;

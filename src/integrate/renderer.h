@@ -11,7 +11,7 @@ void ResetRenderer();
 // Phase 8: clamps settings, decides the mode, casts photons, builds the photon tree; reports.
 void InitializeRenderer();
 
-// Forgets the photons; radius at its default, and the reset above.
+// Reports the values that were not finite. Forgets the photons; radius at its default, and the reset above.
 void FinalizeRenderer();
 
 } // namespace mh

@@ -3,6 +3,7 @@
 #include "lights/light_shot.h"
 
 #include "accel/walk.h"
+#include "math/stop.h"
 #include "run/types.h"
 #include "shading/hair_table.h"
 #include "shading/scattering.h"
@@ -61,7 +62,7 @@ LightSplit sum_first_hit(const Light* light, const Ray& ray, const SurfacePoint&
     LightSplit sum;
     LightShot shot = shot_at_hit(light, ray, point);
     shot.count = loop.count;
-    for (std::uint32_t i = loop.first; i < loop.count; i += loop.stride) {
+    for (std::uint32_t i = loop.first; i < loop.count && !stop_requested(); i += loop.stride) {
         shot.cursor.sample = i & kSequenceMask;
         add_sample(shot, add, sum);
     }

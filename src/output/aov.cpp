@@ -8,6 +8,7 @@
 #include "math/roots.h"
 #include "output/camera.h"
 #include "output/image_writer.h"
+#include "output/run_hooks.h"
 #include "run/report.h"
 #include "run/types.h"
 #include "shading/images.h"
@@ -22,8 +23,6 @@ namespace mh {
 
 namespace {
 
-constexpr double kBytesPerPixel = 12.0; // three floats
-constexpr std::int32_t kAnyShader = -1;
 constexpr std::int32_t kNoShader = -2; // the filter names a shader that does not exist
 
 std::int32_t resolve_filter(const std::string& name) {
@@ -161,7 +160,7 @@ void AllocateAov(Aov& aov, int width, int height) {
 void AllocateAovs(std::vector<Aov>& list) {
     const Camera* camera = ActiveCamera();
     if (camera == nullptr) return;
-    const double bytes = kBytesPerPixel * camera->width * camera->height;
+    const double bytes = bytes_of_pixel() * camera->width * camera->height;
     const bool fits = FitsMemory(bytes * static_cast<double>(list.size()));
     if (!fits) ReportError("aov - the images of lights need more memory than there is");
     for (Aov& aov : list)
@@ -177,24 +176,33 @@ void add_to_aov(Aov& aov, const Ray& ray, const Vec3& value) {
     Image& image = aov.image;
     const auto pixel = static_cast<std::size_t>(ThreadStates[ray.thread].pixel);
     const std::size_t first = pixel * static_cast<std::size_t>(image.channels);
-    if (image.channels < 3 || first + 3 > image.floats.size() || !is_finite(value)) return;
-    image.floats[first] += value.x;
-    image.floats[first + 1] += value.y;
-    image.floats[first + 2] += value.z;
+    if (image.channels < 3 || first + 3 > image.floats.size()) return;
+    float* sums = &image.floats[first];
+    const Vec3 next = Vec3{sums[0], sums[1], sums[2]} + value;
+    if (!is_finite(next)) {
+        Hooks.aov_values_not_finite.fetch_add(1, std::memory_order_relaxed);
+        return;
+    }
+    sums[0] = next.x;
+    sums[1] = next.y;
+    sums[2] = next.z;
+}
+
+void add_light_aov(Aov& aov, const Ray& ray, const SurfacePoint& point, const LightSplit& light,
+                   float share) {
+    const Vec3 weight = ray.weight * (share * sample_share(ray));
+    if (holds(aov, Channel::lambertian))
+        add_to_aov(aov, ray, weight * light.to_lambertian * point.lambertian_color);
+    if (holds(aov, Channel::transmissive))
+        add_to_aov(aov, ray, weight * light.to_transmissive * point.transmissive_color);
+    if (holds(aov, Channel::glossy))
+        add_to_aov(aov, ray, weight * light.to_glossy * point.glossy_color);
 }
 
 void add_light_aovs(std::vector<Aov>& list, const Ray& ray, const SurfacePoint& point,
                     const LightSplit& light) {
-    if (list.empty()) return;
-    const Vec3 weight = ray.weight * sample_share(ray);
-    for (Aov& aov : list) {
-        if (holds(aov, Channel::lambertian))
-            add_to_aov(aov, ray, weight * light.to_lambertian * point.lambertian_color);
-        if (holds(aov, Channel::transmissive))
-            add_to_aov(aov, ray, weight * light.to_transmissive * point.transmissive_color);
-        if (holds(aov, Channel::glossy))
-            add_to_aov(aov, ray, weight * light.to_glossy * point.glossy_color);
-    }
+    for (Aov& aov : list)
+        add_light_aov(aov, ray, point, light, 1.0f);
 }
 
 void write_first_hit_aovs(Camera& camera, const Ray& ray, const SurfacePoint& point,
@@ -229,6 +237,11 @@ void write_pixel(Image& image, std::int64_t pixel, const Vec3& value) {
 void WriteAovs(const std::vector<Aov>& list) {
     for (const Aov& aov : list)
         WriteImage(aov.image);
+}
+
+double bytes_of_pixel() {
+    constexpr double kThreeFloats = 12.0;
+    return Hooks.drops_cut_frames ? 2.0 * kThreeFloats : kThreeFloats;
 }
 
 std::int64_t size_bytes(const std::vector<Aov>& list) {

@@ -19,12 +19,16 @@ void AllocateAov(Aov& aov, int width, int height);
 // for an unknown one.
 void ResolveAovShaders(std::vector<Aov>& list);
 
-// Adds value, undivided, to the pixel of the ray's thread. A value that is not finite adds nothing,
-// nor does any to an AOV without float pixels.
+// Adds value, undivided, to the pixel of the ray's thread. A value that would leave the sum not
+// finite is counted and adds nothing, nor does any to an AOV without float pixels.
 void add_to_aov(Aov& aov, const Ray& ray, const Vec3& value);
 
-// Adds a light's arriving light to its AOVs: the lambertian, transmissive or glossy part times that
-// layer's colour, times ray.weight / ray.sample_divisor.
+// Adds a share of arriving light to an AOV of its light: the lambertian, transmissive or glossy part
+// times that layer's colour, times ray.weight / ray.sample_divisor.
+void add_light_aov(Aov& aov, const Ray& ray, const SurfacePoint& point, const LightSplit& light,
+                   float share);
+
+// Adds all of it to the AOVs of a list.
 void add_light_aovs(std::vector<Aov>& list, const Ray& ray, const SurfacePoint& point,
                     const LightSplit& light);
 
@@ -40,6 +44,9 @@ void write_pixel(Image& image, std::int64_t pixel, const Vec3& value);
 
 // Writes every AOV that has a file name.
 void WriteAovs(const std::vector<Aov>& list);
+
+// What a pixel of an image takes: its three floats, and those of the last whole frame.
+double bytes_of_pixel();
 
 std::int64_t size_bytes(const std::vector<Aov>& list);
 

@@ -29,7 +29,6 @@ constexpr float kParallelUp = 0.999999f;
 constexpr Vec3 kTowardsViewer = {0.5f, 0.4f, 1.0f};
 constexpr float kFramedView_deg = 40.0f; // over the longer side of the image
 
-constexpr double kBytesPerPixel = 12.0; // three floats
 constexpr double kBytesOfGigabyte = 1024.0 * 1024.0 * 1024.0;
 constexpr double kWorkingBytes = 48.0; // of a pixel: sums of splats; an image while it is encoded
 
@@ -113,7 +112,7 @@ int AddCamera() {
 std::string SizeFault(const Camera& camera) {
     const double pixels = 1.0 * std::max(camera.width, 0) * std::max(camera.height, 0);
     const double images = static_cast<double>(camera.aovs.size());
-    const double bytes = pixels * (kBytesPerPixel * images + kWorkingBytes);
+    const double bytes = pixels * (bytes_of_pixel() * images + kWorkingBytes);
     const std::string size = std::to_string(camera.width) + " x " + std::to_string(camera.height);
     if (!FitsMemory(bytes))
         return size + " pixels need " + gigabytes(bytes) + " of memory, and "

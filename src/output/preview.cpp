@@ -3,6 +3,7 @@
 // SPDX-License-Identifier: MIT
 #include "output/preview.h"
 
+#include "math/stop.h"
 #include "output/camera.h"
 #include "output/image_writer.h"
 #include "output/run_hooks.h"
@@ -24,6 +25,7 @@ namespace {
 constexpr auto kPauseWhenDone = std::chrono::milliseconds(20); // 50 redraws a second at most
 
 bool (*NextFrame)() = nullptr;
+bool is_open = false, was_shown = false;
 
 struct WindowFault {
     std::string reason;
@@ -53,13 +55,8 @@ void draw() {
 void run_idle() {
     if (glutGetWindow() == 0) return;
     if (!NextFrame()) std::this_thread::sleep_for(kPauseWhenDone);
-    if (Hooks.stop) glutLeaveMainLoop();
+    if (stop_requested()) glutLeaveMainLoop();
     if (glutGetWindow() != 0) glutPostRedisplay();
-}
-
-// A render that is cut short keeps the picture it has.
-void save_beauty() {
-    if (const Camera* camera = ActiveCamera()) WriteImage(camera->aovs[0].image);
 }
 
 void open_window() {
@@ -75,22 +72,33 @@ void open_window() {
     glutCreateWindow(name);
     glutDisplayFunc(draw);
     glutIdleFunc(run_idle);
-    glutCloseFunc(save_beauty);
 }
 
 } // namespace
 
 bool RunPreview(bool (*frame)()) {
     NextFrame = frame;
+    was_shown = false;
     try {
         open_window();
+        is_open = was_shown = true;
         glutMainLoop();
     } catch (const WindowFault& fault) {
+        is_open = false;
         glutExit(); // forgets a display that was opened, so that a later window may try again
-        ReportError("preview - no window: " + fault.reason);
+        ReportError("preview - no window: " + fault.reason + "; rendering goes on without it");
         return false;
     }
+    is_open = false;
     return true;
+}
+
+bool PreviewIsOpen() {
+    return is_open;
+}
+
+bool PreviewWasShown() {
+    return was_shown;
 }
 
 } // namespace mh

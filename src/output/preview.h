@@ -5,8 +5,13 @@
 namespace mh {
 
 // Opens the window, calls frame whenever idle (it tells whether there was one to render), draws, and
-// returns after the window was closed, with the beauty image saved as it stood. False, with one
-// error line, when there is no display; the caller then renders without a window.
+// returns after the window was closed. False, with one error line, when there is no display; the
+// caller then renders without a window.
 bool RunPreview(bool (*frame)());
+
+bool PreviewIsOpen();
+
+// Whether the last call of RunPreview had a window.
+bool PreviewWasShown();
 
 } // namespace mh

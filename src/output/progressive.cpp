@@ -3,14 +3,18 @@
 // SPDX-License-Identifier: MIT
 #include "output/progressive.h"
 
+#include "math/stop.h"
 #include "output/aov.h"
 #include "output/camera.h"
+#include "output/output_images.h"
 #include "output/preview.h"
 #include "output/run_hooks.h"
+#include "output/whole_frames.h"
 #include "run/report.h"
 #include "run/types.h"
 
 #include <algorithm>
+#include <array>
 
 namespace mh {
 
@@ -28,38 +32,65 @@ void report_performance() {
 
 // Mean per channel. The second moment is of each pixel's largest channel, so that the variance
 // mixes the two: a measure of noise, not of one channel.
+// Sums are in double: in float those of a few million pixels lose a tenth.
 void report_beauty_statistics(const Image& image) {
     const std::int64_t pixels = std::int64_t{std::max(image.width, 0)} * std::max(image.height, 0);
-    const auto count = static_cast<float>(pixels);
-    Vec3 average, second_moment;
+    std::array<double, 3> sums = {};
+    double squares = 0.0;
     for (std::int64_t i = 0; i < pixels; ++i) {
         const Vec3 pixel = read_pixel(image, i);
-        const float largest = max_channel(pixel);
-        average += pixel / count;
-        second_moment += splat(largest * largest / count);
+        const double largest = max_channel(pixel);
+        sums[0] += pixel.x;
+        sums[1] += pixel.y;
+        sums[2] += pixel.z;
+        squares += largest * largest;
     }
+    const double count = static_cast<double>(std::max<std::int64_t>(pixels, 1));
+    const auto average = [&](int c) { return sums[c] / count; };
+    const auto variance = [&](int c) {
+        return static_cast<float>(squares / count - average(c) * average(c));
+    };
     ReportRule();
-    ReportLine("avgerage of " + image.path, average, "n/a");
-    ReportLine("variance of " + image.path, second_moment - average * average, "n/a");
+    ReportLine("avgerage of " + image.path,
+               Vec3{static_cast<float>(average(0)), static_cast<float>(average(1)),
+                    static_cast<float>(average(2))},
+               "n/a");
+    ReportLine("variance of " + image.path, Vec3{variance(0), variance(1), variance(2)}, "n/a");
     ReportRule();
 }
 
 void close_run(const Camera& camera) {
     report_beauty_statistics(camera.aovs[0].image);
-    ReportText("            close the window to exit. happy rendering :) thank you!");
-    ReportRule();
+    if (PreviewIsOpen()) {
+        ReportText("            close the window to exit. happy rendering :) thank you!");
+        ReportRule();
+    }
     WriteAovs(camera.aovs);
     Steps.finish_lights();
+}
+
+// The frames done become all there are. Without one nothing is written.
+void end_early(const Camera& camera) {
+    if (FrameIndex == 0) return ForgetOutputs();
+    if (Hooks.ended_early != nullptr) Hooks.ended_early();
+    EndWithFramesDone();
+    close_run(camera);
+}
+
+bool frames_are_missing(const Camera* camera) {
+    return camera != nullptr && FrameIndex < static_cast<std::uint32_t>(camera->sample);
 }
 
 } // namespace
 
 bool RunFrame() {
     const Camera* camera = ActiveCamera();
-    if (camera == nullptr || FrameIndex >= static_cast<std::uint32_t>(camera->sample)) return false;
+    if (!frames_are_missing(camera) || stop_requested()) return false;
     Steps.begin_frame(FrameIndex);
     RayStatistics = {};
+    BeginFrame();
     Steps.render_pixels(FrameIndex);
+    if (!EndFrame()) return false;
     if (FrameIndex == Hooks.first_frame) Steps.first_frame_done();
     ++FrameIndex;
     report_performance();
@@ -72,9 +103,12 @@ void RunProgressiveLoop(const FrameSteps& steps) {
     Steps = steps;
     FrameIndex = Hooks.first_frame;
     if (ActiveCamera() == nullptr) return;
-    if (PreviewWindow && RunPreview(RunFrame)) return;
-    while (RunFrame()) {
+    if (!PreviewWindow || !RunPreview(RunFrame)) {
+        while (RunFrame()) {
+        }
     }
+    if (frames_are_missing(ActiveCamera())) end_early(*ActiveCamera());
+    ReleaseWholeFrames();
 }
 
 } // namespace mh

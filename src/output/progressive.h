@@ -15,11 +15,12 @@ struct FrameSteps {
     void (*finish_lights)() = nullptr;                    // writes and releases the lights
 };
 
-// All frames of the active camera, in the preview window when PreviewWindow is set. Without a
-// camera nothing happens.
+// All frames of the active camera, in the preview window when PreviewWindow is set. A stop request
+// and a window that is closed end the run early: images are those of the whole frames, and without
+// one nothing is written. Without a camera nothing happens.
 void RunProgressiveLoop(const FrameSteps& steps);
 
-// One frame if one is due, and after the last the closing steps; whether one was.
+// One frame if one is due, and after the last the closing steps; whether a whole one was made.
 bool RunFrame();
 
 } // namespace mh

@@ -1,5 +1,6 @@
 // What a program around the library may ask of a run: news of its progress, an early end, a later
-// start. Unset by default, and then a run takes no notice of them.
+// start. Unset by default, and then a run takes no notice of them. StopRequested of math/stop.h
+// ends a run early.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -10,13 +11,15 @@
 namespace mh {
 
 struct RunHooks {
-    std::uint32_t first_frame = 0;  // where the loop starts: frames that the images hold already
-    void (*frame_done)() = nullptr; // after each frame; the run ends when FrameIndex has reached
-                                    // the camera's number of frames, which may be set here
+    std::uint32_t first_frame = 0;   // where the loop starts: frames that the images hold already
+    void (*frame_done)() = nullptr;  // after each frame; the run ends when FrameIndex has reached
+                                     // the camera's number of frames, which may be set here
+    void (*ended_early)() = nullptr; // frames are missing, and the images not written yet
+    bool drops_cut_frames = false;   // whether images are kept as they were before the frame
     void (*photons_cast)(std::int64_t count) = nullptr; // so many more; one call at a time
     void (*write_failed)(const std::string& path, const std::string& reason) = nullptr;
-    std::atomic<std::int64_t> samples_not_finite = 0; // of pixels, counted as black
-    std::atomic<bool> stop = false; // photons are passed over, the preview window closes
+    std::atomic<std::int64_t> samples_not_finite = 0;    // of pixels; such channels count as 0
+    std::atomic<std::int64_t> aov_values_not_finite = 0; // that were not added
 };
 
 extern RunHooks Hooks;

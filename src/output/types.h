@@ -33,12 +33,14 @@ enum class Channel : std::uint32_t {
     primvar = 32768, // the per-vertex array that user_data names
 };
 
+constexpr std::int32_t kAnyShader = -1; // of Aov::shader
+
 // An output image with a rule for what goes into it.
 struct Aov {
     std::string user_data = "undefined"; // name of the per-vertex array of a primvar AOV
     Image image;                         // its path is the file name
     std::string shader_name;             // filter of a geometry light's AOV; empty for any shader
-    std::int32_t shader = -1;            // resolved filter, -1 for any
+    std::int32_t shader = kAnyShader;    // resolved filter
     std::uint32_t channel = 1;           // bits of Channel
 };
 

@@ -7,6 +7,7 @@
 #include "frame/phases.h"
 #include "integrate/density.h"
 #include "integrate/radiance.h"
+#include "integrate/renderer.h"
 #include "lights/gaffer.h"
 #include "math/faces.h"
 #include "math/random.h"
@@ -307,6 +308,7 @@ TEST_F(PhotonScene, GlossyPhotonsReachTheLightPathImage) {
     place_camera(4, {0.0f, 0.0f, 3.0f}, {}, {0.0f, 1.0f, 0.0f}, 10.0f);
     add_aov(Cameras[0].aovs, Channel::light_path);
     Initialize();
+    InitializeRenderer(); // the image starts from empty again
     // the lobe at the mirror direction: exp(0) / (r^2 |2 n|^2), times a light of 1
     const std::vector<float>& pixels = Cameras[0].aovs[1].image.floats;
     ASSERT_EQ(pixels.size(), 48u);

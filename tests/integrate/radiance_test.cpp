@@ -4,8 +4,11 @@
 
 #include "frame/phases.h"
 #include "integrate/pixel_loop.h"
+#include "integrate/renderer.h"
 #include "integrate/run_context.h"
+#include "output/aov.h"
 #include "output/camera.h"
+#include "output/run_hooks.h"
 #include "run/types.h"
 #include "support/expect.h"
 #include "support/scene.h"
@@ -27,6 +30,8 @@ const Vec3 kSky = {0.25f, 0.5f, 0.75f};
 const Vec3 kAbove = {0.3f, 0.1f, 2.0f};
 
 struct Radiance : testing::Test {
+    std::string library_report() { return scene.library.take_report(); }
+
     Scene scene;
 };
 
@@ -54,6 +59,29 @@ TEST_F(Radiance, WhiteSurfacesVanishInAConstantSky) {
         for (const Vec3& side : {kAbove, -kAbove, Vec3{40.0f, 0.0f, 1.0f}})
             expect_near(seen_along(side + Vec3{0, 0, height}, {0, 0, height}), kSky, 1e-4f);
     expect_near(seen_along(kAbove, 2.0f * kAbove), kSky, 0.0f);
+}
+
+// One channel that overflows leaves the others, and takes the limit where the user has set one; the
+// mean of values near the largest float does not overflow.
+TEST_F(Radiance, ChannelsThatAreNotFiniteCountAsNothing) {
+    add_floor(100.0f, 0.0f, add_emitter({kInfinity, 2.0f, 3.3e38f}));
+    place_camera(1, {0.0f, 0.0f, 1.0f}, {}, {0.0f, 1.0f, 0.0f}, 10.0f);
+    Cameras[0].sample = 3;
+    Initialize();
+    for (std::uint32_t frame = 0; frame < 3; ++frame)
+        RenderPixels(frame);
+    const Image& beauty = Cameras[0].aovs[0].image;
+    expect_near(read_pixel(beauty, 0) / Vec3{1.0f, 2.0f, 3.3e38f}, {0.0f, 1.0f, 1.0f});
+    EXPECT_EQ(Hooks.samples_not_finite, 3);
+    RendererSettings.clamp = {10.0f, kFar, 1.0f};
+    std::vector<Vec3> pixels;
+    RenderPixelsTo(pixels, 0);
+    EXPECT_EQ(pixels[0], (Vec3{10.0f, 2.0f, 1.0f}));
+    library_report();
+    FinalizeRenderer();
+    EXPECT_EQ(library_report().find("warning :( \trenderer - 3 samples of pixels and 0 values of "
+                                    "AOVs are infinite or no numbers"),
+              0u);
 }
 
 // Final gathering in an instance is the same: only hits in the root object read the density.

@@ -4,6 +4,7 @@
 
 #include "geometry/types.h"
 #include "output/camera.h"
+#include "output/run_hooks.h"
 #include "run/types.h"
 #include "support/expect.h"
 
@@ -72,9 +73,15 @@ TEST_F(AovTest, EachChannelTakesItsShareOfItsOwnValue) {
     EXPECT_EQ(after_hit(4), Vec3{});
 }
 
-TEST_F(AovTest, ValuesThatAreNotFiniteAndForeignFormatsAddNothing) {
+TEST_F(AovTest, ValuesThatAreNotFiniteAreCountedAndAddNothingNorDoForeignFormats) {
     emission = {1.0f, kNan, 1.0f};
     EXPECT_EQ(after_hit(1024), Vec3{});
+    Aov bright;
+    AllocateAov(bright, 2, 2);
+    for (int i = 0; i < 3; ++i) // the second does not fit in a float any more
+        add_to_aov(bright, ray, splat(3e38f));
+    EXPECT_EQ(read_pixel(bright.image, kPixel), splat(3e38f));
+    EXPECT_EQ(Hooks.aov_values_not_finite.exchange(0), 3);
     for (const int bits : {1, 8, 16, 64}) {
         Aov aov;
         aov.image.bits = bits;

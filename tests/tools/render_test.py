@@ -4,6 +4,7 @@ import json
 import os
 import pty
 import re
+import resource
 import signal
 import subprocess
 import time
@@ -190,7 +191,8 @@ class Progress(RenderTest):
 
 class EarlyEnds(RenderTest):
     def test_an_interrupt_ends_after_the_frame_with_all_images(self):
-        for number in (signal.SIGINT, signal.SIGTERM):
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGXCPU, signal.SIGUSR1,
+                       signal.SIGALRM):
             process = self.start_and_see_frames("--report", "r.json", "--checkpoint", "c")
             process.send_signal(number)
             self.drain(process)
@@ -200,19 +202,72 @@ class EarlyEnds(RenderTest):
             self.assertGreater(self.image(report, "albedo.exr")["mean"][0], 0.1)
             self.assertTrue(os.path.exists(self.path("c")))
 
-    def test_a_second_signal_ends_at_once(self):
-        for first, second in ((signal.SIGINT, signal.SIGINT), (signal.SIGINT, signal.SIGTERM)):
-            # Frames of more than ten thousand gather rays a pixel, which last long.
-            process = self.start("--gather", "2147483647")
-            while json.loads(process.stderr.readline())["percent"] < 100:
-                pass
+    def start_and_cast(self, *options):
+        process = self.start(*options)
+        while json.loads(process.stderr.readline())["percent"] < 100:
+            pass
+        return process
+
+    def seconds_to_end(self, process):
+        start = time.monotonic()
+        self.assertEqual(process.wait(timeout=20), 130)
+        return time.monotonic() - start
+
+    def test_signals_cut_a_frame_that_lasts_long(self):
+        for signals, longest in ((2, 1.0), (1, 2.0)):
+            process = self.start_and_cast("--gather", "2147483647", "--bounce", "2147483647",
+                                          "--ray-depth", "255")
             time.sleep(0.2)
-            process.send_signal(first)
-            with self.assertRaises(subprocess.TimeoutExpired):
-                process.wait(timeout=0.5)  # the frame goes on
-            process.send_signal(second)
-            self.assertEqual(process.wait(timeout=5), 130)
-            self.assertFalse(os.path.exists(self.path("beauty.hdr")))
+            for _ in range(signals):
+                process.send_signal(signal.SIGINT)
+                time.sleep(0.05)
+            self.assertLess(self.seconds_to_end(process), longest)
+            self.assertIn("finishing the frame; again:", process.stderr.read())
+            self.assertFalse(os.path.exists(self.path("beauty.hdr")))  # no frame was whole
+
+    def test_a_signal_ends_photons_without_number(self):
+        self.start().kill()
+        write_scene(self.scene, {"light/light.mh": "sky_light\n    photon 2147483647\nend\n",
+                                 "render/render.mh": ""})  # gathering, which traces them all
+        process = self.start()
+        time.sleep(0.5)
+        process.send_signal(signal.SIGTERM)
+        self.assertLess(self.seconds_to_end(process), 2.0)
+        self.assertIn("before its first frame", process.stderr.read())
+
+    def test_whole_frames_are_written_while_the_next_one_lasts(self):
+        process = self.start("--gather", "300000000", "--checkpoint", "c")
+        while json.loads(process.stderr.readline()).get("frame") != 1:
+            pass
+        process.send_signal(signal.SIGHUP)
+        while not os.path.exists(self.path("c")):
+            time.sleep(0.01)
+        first = self.bytes_of("beauty.hdr")
+        time.sleep(0.2)  # rows of the second frame come and are dropped
+        process.send_signal(signal.SIGTERM)
+        process.send_signal(signal.SIGINT)
+        self.assertLess(self.seconds_to_end(process), 1.0)
+        self.assertNotIn('"frame": 2', process.stderr.read())
+        self.assertEqual(self.bytes_of("beauty.hdr"), first)
+
+    def test_a_time_limit_cuts_a_frame(self):
+        write_scene(self.scene, LONG)
+        start = time.monotonic()
+        self.assertIn("before its first frame",
+                      self.render("--gather", "2147483647", "--time-limit", "1", status=130).stderr)
+        self.assertLess(time.monotonic() - start, 3.0)
+
+    def test_faults_of_single_writes_end_nothing(self):
+        process = subprocess.Popen([PROGRAM, "scene"], cwd=self.folder, stdout=subprocess.PIPE,
+                                   stderr=subprocess.DEVNULL)
+        process.stdout.close()  # as head does
+        self.assertEqual(process.wait(timeout=60), 0)
+        self.assertTrue(os.path.exists(self.path("beauty.hdr")))
+        result = subprocess.run(
+            [PROGRAM, "scene", "--report", "r.json"], cwd=self.folder, capture_output=True, text=True,
+            preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (500, 500)))
+        self.assertEqual(result.returncode, 3)
+        self.assertIn("cannot write albedo.exr: File too large", result.stderr)
 
     def test_a_hangup_writes_and_goes_on(self):
         process = self.start_and_see_frames()
@@ -243,7 +298,7 @@ class Checkpoints(RenderTest):
     def test_a_resumed_render_has_all_frames_and_the_mean_of_an_unbroken_one(self):
         write_scene(self.scene, NOISY)
         whole = self.report("--sample", "64")
-        self.report("--sample", "64", "--time-limit", "0", "--checkpoint", "c")  # one frame
+        self.report("--sample", "1", "--checkpoint", "c")
         resumed = self.report("--resume", "c", "--sample", "64")
         self.assertEqual((whole["frames"], resumed["frames"]), (64, 64))
         for file in ("beauty.hdr", "albedo.exr"):

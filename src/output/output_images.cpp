@@ -1,10 +1,11 @@
 // All images that a run writes.
 // SPDX-License-Identifier: MIT
-#include "output_images.h"
+#include "output/output_images.h"
 
 #include "lights/types.h"
 #include "output/camera.h"
 #include "output/image_writer.h"
+#include "output/whole_frames.h"
 #include "run/types.h"
 
 namespace mh {
@@ -30,12 +31,8 @@ void for_each_of_camera(Camera& camera, bool active, const Act& act) {
     }
 }
 
-void write_scaled(const Image& image, float factor) {
-    if (factor == 1.0f) {
-        WriteImage(image);
-        return;
-    }
-    Image copy = image;
+void write_whole_frames(const Image& image, float factor) {
+    Image copy = OfWholeFrames(image);
     scale(copy, factor);
     WriteImage(copy);
 }
@@ -70,10 +67,10 @@ void scale(Image& image, float factor) {
 void WriteOutputs() {
     const float factor = sum_scale();
     ForEachOutput([&](Aov& aov, Filling filling) {
-        if (filling == Filling::sum) write_scaled(aov.image, factor);
+        if (filling == Filling::sum) write_whole_frames(aov.image, factor);
         if (filling == Filling::complete) WriteImage(aov.image);
     });
-    if (const Camera* camera = ActiveCamera()) WriteImage(camera->aovs[0].image);
+    if (const Camera* camera = ActiveCamera()) write_whole_frames(camera->aovs[0].image, 1.0f);
 }
 
 void EndWithFramesDone() {

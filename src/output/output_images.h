@@ -18,7 +18,7 @@ enum class Filling {
 // Every AOV in a fixed order: active camera, other cameras, sky, geometry, point, parallel lights.
 void ForEachOutput(const std::function<void(Aov& aov, Filling filling)>& act);
 
-// Writes all images as pictures of the frames done.
+// Writes all images as pictures of the whole frames done, also while a frame is under way.
 void WriteOutputs();
 
 // Makes the frames done all there are, so that the run ends: sums become means of these frames.

@@ -1,0 +1,121 @@
+// Rows of the images, kept before a frame changes them.
+// SPDX-License-Identifier: MIT
+#include "output/whole_frames.h"
+
+#include "output/output_images.h"
+#include "output/run_hooks.h"
+
+#include <algorithm>
+#include <atomic>
+#include <mutex>
+#include <vector>
+
+namespace mh {
+
+namespace {
+
+struct KeptImage {
+    Image* image = nullptr;
+    std::vector<float> floats; // of the rows that are kept
+};
+
+struct Frame {
+    std::mutex lock; // of all but the rows' values, which one thread at a time has
+    bool under_way = false;
+    std::vector<KeptImage> images; // all that change with frames
+    std::vector<bool> row_is_kept;
+    std::atomic<bool> cut = false;
+};
+
+Frame current;
+
+std::size_t row_values(const Image& image) {
+    return static_cast<std::size_t>(image.width) * static_cast<std::size_t>(image.channels);
+}
+
+void copy_row(const Image& image, std::size_t y, const std::vector<float>& from,
+              std::vector<float>& to) {
+    const std::size_t count = row_values(image), first = y * count;
+    if (first + count <= from.size()) std::copy_n(&from[first], count, &to[first]);
+}
+
+void put_back(const KeptImage& kept) {
+    for (std::size_t y = 0; y < current.row_is_kept.size(); ++y)
+        if (current.row_is_kept[y]) copy_row(*kept.image, y, kept.floats, kept.image->floats);
+}
+
+// Other threads write to the rows that are kept.
+Image copy_during_frame(const KeptImage& kept) {
+    Image copy;
+    copy.path = kept.image->path;
+    copy.width = kept.image->width;
+    copy.height = kept.image->height;
+    copy.channels = kept.image->channels;
+    copy.bits = kept.image->bits;
+    copy.floats.resize(kept.image->floats.size());
+    for (std::size_t y = 0; y < current.row_is_kept.size(); ++y)
+        copy_row(copy, y, current.row_is_kept[y] ? kept.floats : kept.image->floats, copy.floats);
+    return copy;
+}
+
+void find_images() {
+    ForEachOutput([](Aov& aov, Filling filling) {
+        if (filling == Filling::complete) return;
+        current.images.push_back({&aov.image, std::vector<float>(aov.image.floats.size())});
+    });
+}
+
+} // namespace
+
+void BeginFrame() {
+    current.cut = false;
+    if (!Hooks.drops_cut_frames) return;
+    const std::lock_guard guard(current.lock);
+    if (current.images.empty()) find_images();
+    int height = 0;
+    for (const KeptImage& kept : current.images)
+        height = std::max(height, kept.image->height);
+    current.row_is_kept.assign(static_cast<std::size_t>(height), false);
+    current.under_way = true;
+}
+
+void keep_row(int y) {
+    if (!current.under_way) return;
+    const auto row = static_cast<std::size_t>(y);
+    for (KeptImage& kept : current.images)
+        copy_row(*kept.image, row, kept.image->floats, kept.floats);
+    const std::lock_guard guard(current.lock);
+    current.row_is_kept[row] = true;
+}
+
+void cut_frame() {
+    current.cut = true;
+}
+
+bool EndFrame() {
+    const std::lock_guard guard(current.lock);
+    if (current.under_way && current.cut)
+        for (const KeptImage& kept : current.images)
+            put_back(kept);
+    current.row_is_kept.clear();
+    current.under_way = false;
+    return !current.cut;
+}
+
+bool DuringFrame(const std::function<void()>& act) {
+    const std::lock_guard guard(current.lock);
+    if (current.under_way) act();
+    return current.under_way;
+}
+
+Image OfWholeFrames(const Image& image) {
+    for (const KeptImage& kept : current.images)
+        if (current.under_way && kept.image == &image) return copy_during_frame(kept);
+    return image;
+}
+
+void ReleaseWholeFrames() {
+    current.images = {};
+}
+
+} // namespace mh
