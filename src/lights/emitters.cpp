@@ -139,6 +139,7 @@ bool sample_emitter(float u, const Vec2& ab, EmitterPoint& point) {
     point.primitive = static_cast<std::int32_t>(primitive.index);
     point.kind = triangle ? HitKind::triangle : HitKind::tetragon;
     point.front = primitive.front;
+    point.shader = static_cast<std::int32_t>(face.shader);
     place(emitter, face, point);
     shade(emitter, face, point);
     return true;

@@ -18,6 +18,7 @@ struct EmitterPoint {
     float primitive_area = 0.0f; // in the space of its object
     float rounding = 0.0f;       // how far the position may lie off the face
     std::int32_t primitive = 0;
+    std::int32_t shader = 0;
     HitKind kind = HitKind::triangle;
     bool front = true;
     bool virtual_light = false; // of some layer of the side

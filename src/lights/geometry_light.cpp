@@ -11,6 +11,7 @@
 #include "math/roots.h"
 #include "math/sampling.h"
 #include "output/aov.h"
+#include "output/camera.h"
 #include "run/report.h"
 #include "run/types.h"
 #include "shading/evaluate.h"
@@ -27,8 +28,8 @@ LightFace& face_of(const LightSample& sample) {
 }
 
 bool same_face(const LightFace& a, const LightFace& b) {
-    return a.primitive == b.primitive && a.kind == b.kind && a.front == b.front
-           && a.normal == b.normal && a.emission == b.emission
+    return a.primitive == b.primitive && a.shader == b.shader && a.kind == b.kind
+           && a.front == b.front && a.normal == b.normal && a.emission == b.emission
            && a.primitive_area == b.primitive_area;
 }
 
@@ -48,13 +49,9 @@ void fill_sample(int i) {
     if (!sample_emitter(u, {sequence_value(number, 0), sequence_value(number, 1)}, point)) return;
     if (!any_above(point.emission, kNothing)) return;
     const Vec3 emission = point.emission * (GeometryLight.area / kPi);
-    const LightFace face = {point.normal,
-                            emission,
-                            point.primitive_area,
-                            point.primitive,
-                            static_cast<std::uint8_t>(point.kind),
-                            point.front,
-                            0.0f};
+    const LightFace face = {point.normal,    emission,     point.primitive_area,
+                            point.primitive, point.shader, static_cast<std::uint8_t>(point.kind),
+                            point.front,     0.0f};
     GeometryLight.samples[number] = {point.position, find_or_add(face)};
     set_weight(GeometryLight.table, i, mean(emission));
 }
@@ -85,6 +82,15 @@ void prefetch_sample(float u) {
     __builtin_prefetch(GeometryLight.samples.data() + near);
 }
 
+// Images of one shader take each sample by the face that it lies on; the others take the sum.
+void add_to_filtered_aovs(const LightShot& shot, std::int32_t shader, const LightSplit& one) {
+    const float share = shot.count == 0
+                            ? 1.0f
+                            : static_cast<float>(camera_frames()) / static_cast<float>(shot.count);
+    for (Aov& aov : GeometryLight.aov_list)
+        if (aov.shader == shader) add_light_aov(aov, shot.ray, shot.point, one, share);
+}
+
 void add_geometry_sample(const LightShot& shot, LightSplit& sum) {
     const bool looped = shot.count > 0;
     float u = random_unit();
@@ -113,7 +119,10 @@ void add_geometry_sample(const LightShot& shot, LightSplit& sum) {
     const Arrival arrival = {
         direction, passed * face.emission * (cos_light / (square * kLightSamples * face.share)),
         samples * square / (cos_light * GeometryLight.area), bounces};
-    add_arrival(shot, response, arrival, sum);
+    LightSplit one;
+    add_arrival(shot, response, arrival, one);
+    sum += one;
+    add_to_filtered_aovs(shot, face.shader, one);
 }
 
 bool is_specular(Scatter scatter) {
@@ -171,7 +180,7 @@ void add_aovs(const Ray& ray, const Vec3& value) {
     const Vec3 seen = value * ray.weight / static_cast<float>(ray.sample_divisor);
     const Channel channel = channel_of(ray.scatter);
     for (Aov& aov : GeometryLight.aov_list) {
-        const bool passes = aov.shader == -1 || aov.shader == ray.hit_shader;
+        const bool passes = aov.shader == kAnyShader || aov.shader == ray.hit_shader;
         if (passes && holds(aov, channel)) add_to_aov(aov, ray, seen);
     }
 }
@@ -213,7 +222,8 @@ LightSplit direct_geometry(const Ray& ray, const SurfacePoint& point) {
     if (!is_linked(GeometryLight.link, ray.hit_shader)) return {};
     const LightSplit sum =
         sum_light_samples(nullptr, ray, point, GeometryLight.sample, add_geometry_sample);
-    add_light_aovs(GeometryLight.aov_list, ray, point, sum);
+    for (Aov& aov : GeometryLight.aov_list)
+        if (aov.shader == kAnyShader) add_light_aov(aov, ray, point, sum, 1.0f);
     return sum;
 }
 

@@ -103,6 +103,7 @@ struct LightFace {
     Vec3 emission; // summed over the layers of the side, times area / pi
     float primitive_area = 0.0f;
     std::int32_t primitive = 0;
+    std::int32_t shader = 0;
     std::uint8_t kind = 0; // HitKind of the primitive: 3 or 4
     bool front = false;
     float share = 0.0f; // probability of each sample of being picked

@@ -150,6 +150,29 @@ TEST(SurfaceEmission, AddsToTheAovOfItsBounceAndShader) {
             << i;
 }
 
+// Two lamps, the second three times as bright: each sample goes to the image of its own shader.
+TEST(GeometryLight, SamplesGoToTheAovOfTheShaderOfTheirFace) {
+    Scene scene;
+    const int lamps[] = {add_lamp(splat(1.0f)), add_lamp(splat(3.0f))};
+    for (const int lamp : lamps)
+        add_level({lamp == lamps[0] ? -1.0f : 0.5f, -0.5f}, {lamp == lamps[0] ? -0.5f : 1.0f, 0.5f},
+                  1.0f, lamp, false);
+    GeometryLight.sample = 4096;
+    GeometryLight.aov_list.clear();
+    for (const std::string name : {"", "shader 1", "shader 2", "nobody"})
+        add_aov(GeometryLight.aov_list, Channel::lambertian).shader_name = name;
+    Initialize();
+    const LitPoint lit;
+    direct_geometry(lit.ray, lit.point);
+    const auto image = [](std::size_t i) {
+        return read_pixel(GeometryLight.aov_list[i].image, 0).x;
+    };
+    EXPECT_GT(image(1), 0.0f);
+    EXPECT_NEAR(image(2) / image(1), 3.0f, 0.2f); // by symmetry, with 1024 samples or more each
+    EXPECT_NEAR(image(1) + image(2), image(0), 1e-4f * image(0));
+    EXPECT_EQ(image(3), 0.0f);
+}
+
 TEST(GeometryLight, CostsNoShadowRaysBehindItsFaces) {
     LampScene scene(4);
     LitPoint above;
