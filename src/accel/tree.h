@@ -13,14 +13,15 @@ namespace mh {
 // triangles takes 384 MB, less some 40 MB of the mesh and the program itself.
 constexpr double kTreeBytesOfPrimitive = 350.0;
 
-// More primitives than this are refused before the build. The walks number 2^27 units of a stream.
-// Where subtrees of eight primitives are leaves a primitive takes 44 / 23 units at most: in nodes of
-// five leaves of one triangle (4 units and a block of 8) and three nodes, of nine triangles in the
-// end (4 units and blocks of 12), of which there are two for each such node.
+// Objects of more primitives are refused before the build: the walks number 2^27 units of a stream.
+// With subtrees of up to eight primitives as leaves, a primitive takes 44 / 23 units at most. In
+// that worst tree an upper node (4 units) has five leaves of one triangle (a block of 8) and three
+// nodes, and for each there are two bottom nodes (4) of nine triangles (blocks of 12).
 constexpr std::size_t kMostPrimitives = 69'000'000;
 
-// Up to here every tree fits its stream: at most 44 / 13 units a primitive, in nodes of one leaf of
-// one triangle (4 and 4) and seven nodes, of two triangles in the end (2 and 4), six for each.
+// Up to here the usual leaves fit, at 44 / 13 units a primitive at most: an upper node (4) has one
+// leaf of one triangle (a block of 4) and seven nodes, and for each there are six bottom nodes (2)
+// of two triangles (a block of 4).
 constexpr std::size_t kMostPrimitivesOfAnyTree = 39'000'000;
 
 // All that a tree is built over, unusable instances included.

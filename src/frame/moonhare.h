@@ -265,7 +265,7 @@ MH_API void mhSetCameraResolution(int camera, int width, int height);
 /* Columns x0 to x1 - 1 and rows y0 to y1 - 1 are rendered, the rest stays black; by default all.
  * Cut to the image. */
 MH_API void mhSetCameraRegion(int camera, int x0, int y0, int x1, int y1);
-/* Number of frames, one sample per pixel each: 1 to 65535, default 17; values beyond are limited. */
+/* Number of frames, one sample per pixel each: 1 to 65535, default 17; others are limited. */
 MH_API void mhSetCameraSample(int camera, int sample);
 /* Stored only; default 1 each. */
 MH_API void mhSetCameraExposure(int camera, float r, float g, float b);

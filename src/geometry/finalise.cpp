@@ -28,8 +28,8 @@ bool reversed(std::uint32_t shader) {
     return shader < Shaders.size() && Shaders[shader].reverse_winding;
 }
 
-// Whether the bilinear map of the unit square to the quad spreads area evenly: exactly so for
-// parallelograms, whose diagonals bisect each other. Density cells and samples of lamps count on it.
+// Whether the bilinear map of the unit square to the quad spreads area evenly, as density cells and
+// samples of lamps expect: exactly so for parallelograms, whose diagonals bisect each other.
 bool is_even(const Part& part, const Tetragon& t) {
     constexpr float kMostUneven = 0.01f; // share of the area
     const auto at = [&](std::size_t corner) { return part.positions[t.vertex[corner]]; };

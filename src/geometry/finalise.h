@@ -14,7 +14,7 @@ void CheckPart(Part& part);
 // 1e18; one error line tells how many.
 void RemoveUntraceable(Part& part);
 
-// CheckPart, hair parameters and tangents, winding, quads that are no parallelograms made triangles,
+// CheckPart, hair parameters and tangents, winding, the split of quads that are no parallelograms,
 // displacement, smoothing, spare memory.
 void FinalisePart(Part& part);
 

@@ -19,7 +19,7 @@ exported = {line.split()[-1] for line in listing.splitlines() if line.split()[1]
 
 def parameters(source, end):
     found = re.findall(r"^MH_API [^(;]*?(\w+)\(([^;{]*?)\)\s*" + end, source, re.M)
-    return {name: re.sub(r"\[\[maybe_unused\]\]|\s+", " ", listed).split() for name, listed in found}
+    return {name: listed.replace("[[maybe_unused]]", "").split() for name, listed in found}
 
 
 declared, defined = parameters(text, ";"), {}
