@@ -19,10 +19,6 @@ namespace mh {
 
 namespace {
 
-// Work on these records outlives mhShutdown, until they are destroyed.
-constexpr std::uint32_t kOutlivesShutdown =
-    bit_of(Phase::cameras) | bit_of(Phase::accelerator) | bit_of(Phase::gaffer);
-
 constexpr std::uint32_t kOncePerScene =
     bit_of(Phase::accelerator) | bit_of(Phase::gaffer) | bit_of(Phase::frames);
 
@@ -48,6 +44,19 @@ bool ready_to_render(const char* call) {
     return false;
 }
 
+bool has_records() {
+    return !Cameras.empty() || !Objects.empty() || !PointLights.empty() || !ParallelLights.empty()
+           || Shaders.size() > 1;
+}
+
+// What a host left of a scene is destroyed before the next one starts.
+void finalize_the_rest(const char* call) {
+    Progress.finalized_late = has_records();
+    if (Progress.finalized_late)
+        ReportFault(call, Fault::order, "mhFinalize has not destroyed the scene; it runs now");
+    Finalize();
+}
+
 void finalize_sky(const char* call) {
     if (!MayFinish(call)) return;
     FinalizeSkyLight();
@@ -68,8 +77,9 @@ MH_API void mhStartup(void) {
     if (Progress.stage == Stage::open)
         return ReportFault(__func__, Fault::order, "has run already");
     ForgetFaults();
+    if (Progress.stage == Stage::dissolved) finalize_the_rest(__func__);
     Startup();
-    Progress.stage = Stage::open;
+    Progress = {Stage::open};
 }
 
 MH_API void mhGo(const char* directory) {
@@ -179,8 +189,9 @@ MH_API void mhFinalizeShaders(void) {
 
 MH_API void mhShutdown(void) {
     if (!MayFinish(__func__)) return;
+    finalize_the_rest(__func__);
     Shutdown();
-    Progress = {Stage::down, Progress.done & kOutlivesShutdown};
+    Progress = {Stage::down, 0, Progress.finalized_late};
 }
 
 MH_API void mhSetPreviewWindow(bool on) {

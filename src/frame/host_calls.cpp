@@ -36,6 +36,7 @@ bool MayCall(const char* call) {
 }
 
 bool MayFinish(const char* call) {
+    if (Progress.stage == Stage::down && Progress.finalized_late) return false;
     return is_order_kept(call, Progress.stage != Stage::down);
 }
 

@@ -34,7 +34,8 @@ enum class Stage : std::uint8_t {
 // Where a host stands in the order of calls.
 struct HostProgress {
     Stage stage = Stage::down;
-    std::uint32_t done = 0; // a bit per Phase
+    std::uint32_t done = 0;      // a bit per Phase
+    bool finalized_late = false; // by mhShutdown, for a host that had not called mhFinalize
 };
 
 extern HostProgress Progress;

@@ -195,7 +195,8 @@ MH_API void mhFinalizeCameras(void);
  * and mhStartup make sense after it. */
 MH_API void mhFinalizeShaders(void);
 
-/* Ends the work with the library; mhStartup may follow. After mhStartup. */
+/* Ends the work with the library; mhStartup may follow. What is left of a scene is finalised before,
+ * with one line: then a late mhFinalize does nothing. After mhStartup. */
 MH_API void mhShutdown(void);
 
 /* ---- Display ---- */
@@ -240,7 +241,7 @@ MH_API void mhSetRendererBounce(int bounce);
 MH_API void mhSetRendererDistance(float distance);
 /* Area of a cell in which photons are collected, square units; default 1. 0 selects path tracing,
  * by mhInitialize and mhInitializeRenderer. The cells are laid out by mhInitialize and
- * mhInitializeAccelerator. */
+ * mhInitializeAccelerator, and anew by mhInitializeRenderer where the value has changed. */
 MH_API void mhSetRendererResolution(float resolution);
 /* Radius of the look-up of caustic photons, scene units; default 1. Counts from the next
  * mhInitialize or mhInitializeRenderer on. */

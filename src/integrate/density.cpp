@@ -24,6 +24,8 @@ constexpr std::uint64_t kSides = 2;                // sums of a cell: front, bac
 
 static_assert(sizeof(DensityCell) == 24);
 
+float laid_out_resolution = 0.0f;
+
 AtomicSums sums; // of all cells of the root object while photons fly
 
 float area_of(const Part& part, const Triangle& face) {
@@ -155,6 +157,7 @@ std::vector<Part>* root_parts() {
 } // namespace
 
 void InitializeDensity() {
+    laid_out_resolution = RendererSettings.resolution;
     std::vector<Part>* parts = root_parts();
     if (parts == nullptr) return;
     std::vector<std::uint64_t> counts;
@@ -171,6 +174,10 @@ void InitializeDensity() {
     }
     for (std::size_t i = 0; i < counts.size(); ++i)
         allocate((*parts)[i].density, counts[i]);
+}
+
+void UpdateDensity() {
+    if (RendererSettings.resolution != laid_out_resolution) InitializeDensity();
 }
 
 void StartDeposits() {

@@ -15,6 +15,9 @@ namespace mh {
 // shaders are finished.
 void InitializeDensity();
 
+// The same where the resolution has changed since: when the renderer starts.
+void UpdateDensity();
+
 // Before the photons: empties the cells of the root object.
 void StartDeposits();
 

@@ -3,6 +3,7 @@
 #include "integrate/renderer.h"
 
 #include "integrate/caustics.h"
+#include "integrate/density.h"
 #include "integrate/photons.h"
 #include "integrate/run_context.h"
 #include "math/clock.h"
@@ -67,6 +68,7 @@ void InitializeRenderer() {
     TakeRayCounts();
     clamp_settings();
     choose_mode();
+    UpdateDensity();
     cast_photons();
     BuildPhotonTree();
     TakeRayCounts();

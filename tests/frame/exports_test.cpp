@@ -154,6 +154,56 @@ TEST_F(Exports, HundredRunsLeaveNoMemoryBehind) {
     mhStartup();
 }
 
+// Hosts that forget mhFinalize, or call it too late, get one line and a working library.
+TEST_F(Exports, ShutDownFinalisesWhatAHostHasLeft) {
+    for (const bool late : {false, true}) {
+        add_camera(2, 2);
+        mhAddPart(mhAddObject());
+        mhInitialize();
+        mhRender();
+        report.take();
+        mhShutdown();
+        if (late) mhFinalize();
+        const std::string lines = report.take();
+        EXPECT_EQ(lines.find("error :( \tmhShutdown - mhFinalize has not destroyed the scene"),
+                  lines.find("error"));
+        EXPECT_EQ(lines.rfind("error"), lines.find("error"));
+        EXPECT_TRUE(Cameras.empty() && Objects.empty());
+        mhStartup();
+        EXPECT_EQ(mhAddObject(), 0);
+        EXPECT_EQ(errors(), 0);
+        mhFinalize();
+        mhShutdown();
+        EXPECT_EQ(errors(), 0);
+        mhStartup();
+        mhSetSkyLightPhoton(0);
+        mhSetGeometryLightPhoton(0);
+    }
+}
+
+TEST_F(Exports, SettingsOutsideTheirRangeAreLimitedWhenTheRendererStartsAgain) {
+    const float corners[] = {-2, -2, 0, 2, -2, 0, 2, 2, 0};
+    const int triangle[] = {0, 1, 2};
+    add_camera(2, 2);
+    mhAddPart(mhAddObject());
+    mhAddPositions(0, 0, 3, corners);
+    mhAddTriangles(0, 0, 1, triangle);
+    mhSetRendererResolution(0);
+    mhInitialize();
+    EXPECT_TRUE(Objects[0].parts[0].density.cells.empty());
+    mhSetRendererClamp(-1, 2, 3);
+    mhSetRendererRayDepth(0);
+    mhSetRendererPhotonDepth(-7);
+    mhSetRendererBounce(-1);
+    mhSetRendererResolution(1);
+    mhInitializeRenderer();
+    EXPECT_EQ(RendererSettings.clamp, (Vec3{0, 2, 3}));
+    EXPECT_EQ(RendererSettings.ray_depth, 1);
+    EXPECT_EQ(RendererSettings.photon_depth, 1);
+    EXPECT_EQ(RendererSettings.bounce, 1);
+    EXPECT_EQ(Objects[0].parts[0].density.cells.size(), 9u); // an area of 8 in cells below 1
+}
+
 TEST_F(Exports, RunAfterASceneThatWasFinalisedPhaseByPhase) {
     add_camera(2, 2);
     mhInitialize();
