@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <memory>
@@ -113,6 +114,11 @@ BYTE byte_value(const Image& image, std::size_t index) {
     }
 }
 
+// No sample leaves anything else, but an image may come from a checkpoint.
+float finite(float value) {
+    return std::isfinite(value) ? value : 0.0f;
+}
+
 // RGB or RGBA floats; one channel is spread over three.
 Bitmap float_bitmap(const Image& image) {
     const std::size_t stored = image.channels == 4 ? 4 : 3;
@@ -127,7 +133,7 @@ Bitmap float_bitmap(const Image& image) {
         auto row = reinterpret_cast<float*>(FreeImage_GetScanLine(bitmap.get(), y));
         for (std::size_t i = 0; i < row_values; i += stored, source += channels)
             for (std::size_t c = 0; c < stored; ++c)
-                row[i + c] = float_value(image, source + std::min(c, channels - 1));
+                row[i + c] = finite(float_value(image, source + std::min(c, channels - 1)));
     }
     return bitmap;
 }

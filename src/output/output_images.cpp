@@ -8,6 +8,9 @@
 #include "output/whole_frames.h"
 #include "run/types.h"
 
+#include <algorithm>
+#include <limits>
+
 namespace mh {
 
 namespace {
@@ -59,8 +62,9 @@ float sum_scale() {
 }
 
 void scale(Image& image, float factor) {
+    constexpr float kMost = std::numeric_limits<float>::max();
     for (float& value : image.floats)
-        value *= factor;
+        value = std::clamp(value * factor, -kMost, kMost);
 }
 
 // The image of the active camera comes last, as one of another camera may have its name.

@@ -122,6 +122,17 @@ TEST_F(ImageWriter, ClipsBytesAboveOneAndWrapsThemBelowZero) {
         EXPECT_EQ(values[i] * 255.0f, levels[i]) << i;
 }
 
+TEST_F(ImageWriter, WritesNothingThatIsNotFinite) {
+    Image image = ramp("");
+    const float bad[] = {test::kInfinity, 1.0f, 0.5f, -test::kInfinity, 0.25f, test::kNan};
+    for (std::size_t i = 0; i < image.floats.size(); ++i)
+        image.floats[i] = bad[i % 6];
+    for (const char* name : {"a.pfm", "a.hdr", "a.exr"})
+        EXPECT_EQ(written(image, name),
+                  (std::vector<float>{0, 1, 0.5f, 0, 0.25f, 0, 0, 1, 0.5f, 0, 0.25f, 0}))
+            << name;
+}
+
 TEST_F(ImageWriter, SpreadsOneChannelAndKeepsFour) {
     Image image;
     AllocateImage(image, 2, 1, 1, 32, false);
