@@ -159,6 +159,7 @@ void render_frames() {
     time_phase("frames", Render);
     EndingBegins();
     run.cut_short = FrameIndex < frames;
+    if (run.cut_short && !run.files_failed) ForgetFrames(); // a second writing takes too long
     if (FrameIndex > 0) return;
     EndProgress();
     Complain(kEndedWithoutFrames);

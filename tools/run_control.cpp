@@ -25,7 +25,7 @@ using Clock = std::chrono::steady_clock;
 const Clock::time_point kStarted = Clock::now();
 
 constexpr auto kWatchInterval = std::chrono::milliseconds(20);
-constexpr double kPatience_s = 1.0; // for a frame to end, and for what does not poll the request
+constexpr double kPatience_s = 0.5; // for a frame to end, and for what does not poll the request
 
 // As wide as the bar of the progress, over which it may be written.
 constexpr std::string_view kFinishing =

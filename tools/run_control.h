@@ -13,14 +13,14 @@ struct RunControl {
 };
 
 // Catches signals and starts to watch. SIGINT and SIGTERM ask for an end: the first lets the frame
-// under way end within a second, the second cuts it at once, the third ends the process. SIGXCPU,
-// SIGUSR1 and SIGALRM cut it at once. SIGHUP asks for the pictures. A pipe that nobody reads and a
-// file that grows too large are faults of one write.
+// under way end within half a second, the second cuts it at once, the third ends the process.
+// SIGXCPU, SIGUSR1 and SIGALRM cut it at once. SIGHUP asks for the pictures. A pipe that nobody
+// reads and a file that grows too large are faults of one write.
 void StartControl(const RunControl& control);
 void EndControl();
 
-// Until FramesBegin nothing is there to be saved: where the run doesn't end within a second of the
-// request, the process does. After EndingBegins only a signal can end it.
+// Until FramesBegin nothing is there to be saved: where the run doesn't end within half a second
+// of the request, the process does. After EndingBegins only a signal can end it.
 void FramesBegin();
 void EndingBegins();
 

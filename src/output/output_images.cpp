@@ -87,6 +87,12 @@ void EndWithFramesDone() {
     camera->sample = static_cast<std::int32_t>(FrameIndex);
 }
 
+void ForgetFrames() {
+    ForEachOutput([](Aov& aov, Filling filling) {
+        if (filling != Filling::complete) aov.image.path.clear();
+    });
+}
+
 void ForgetOutputs() {
     ForEachOutput([](Aov& aov, Filling) { aov.image.path.clear(); });
 }

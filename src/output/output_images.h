@@ -24,8 +24,9 @@ void WriteOutputs();
 // Makes the frames done all there are, so that the run ends: sums become means of these frames.
 void EndWithFramesDone();
 
-// Nothing will be written.
+// Nothing will be written; or nothing of what changes with frames.
 void ForgetOutputs();
+void ForgetFrames();
 
 // What a sum is to be multiplied by to be a mean of the frames done; 0 before the first.
 float sum_scale();
