@@ -23,8 +23,8 @@ void ResolveAovShaders(std::vector<Aov>& list);
 // finite is counted and adds nothing, nor does any to an AOV without float pixels.
 void add_to_aov(Aov& aov, const Ray& ray, const Vec3& value);
 
-// Adds a share of arriving light to an AOV of its light: the lambertian, transmissive or glossy part
-// times that layer's colour, times ray.weight / ray.sample_divisor.
+// Adds a share of arriving light to an AOV of its light: the lambertian, transmissive or glossy
+// part times that layer's colour, times ray.weight / ray.sample_divisor.
 void add_light_aov(Aov& aov, const Ray& ray, const SurfacePoint& point, const LightSplit& light,
                    float share);
 

@@ -4,9 +4,9 @@
 
 namespace mh {
 
-// Opens the window, calls frame whenever idle (it tells whether there was one to render), draws, and
-// returns after the window was closed. False, with one error line, when there is no display; the
-// caller then renders without a window.
+// Opens the window, calls frame whenever idle (it tells whether there was one to render), draws,
+// and returns after the window was closed. False, with one error line, when there is no display;
+// the caller then renders without a window.
 bool RunPreview(bool (*frame)());
 
 bool PreviewIsOpen();
