@@ -126,10 +126,6 @@ bool is_time_up() {
     return control.time_limit_s && seconds_running() > *control.time_limit_s;
 }
 
-bool write_is_requested() {
-    return write_requested;
-}
-
 bool take_write_request() {
     return write_requested.exchange(false);
 }

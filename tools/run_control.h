@@ -28,8 +28,6 @@ bool is_interrupted();
 
 bool is_time_up();
 
-bool write_is_requested();
-
 // Whether SIGHUP has come since the last call.
 bool take_write_request();
 

@@ -195,8 +195,8 @@ MH_API void mhFinalizeCameras(void);
  * and mhStartup make sense after it. */
 MH_API void mhFinalizeShaders(void);
 
-/* Ends the work with the library; mhStartup may follow. What is left of a scene is finalised before,
- * with one line: then a late mhFinalize does nothing. After mhStartup. */
+/* Ends the work with the library; mhStartup may follow. What is left of a scene is finalised
+ * before, with one line: then a late mhFinalize does nothing. After mhStartup. */
 MH_API void mhShutdown(void);
 
 /* ---- Display ---- */

@@ -61,7 +61,7 @@ Ray primary_ray(const Camera& camera, const CameraPose& pose, int x, int y) {
     return ray;
 }
 
-// Of a sample that is not finite. An infinite channel counts as the clamp, where the user chose one.
+// Of a sample that is not finite. An infinite channel counts as the clamp, where one was chosen.
 float clamped_channel(float value, float limit, bool& lost) {
     if (std::isfinite(value) || (value > limit && limit < kFar)) return std::min(value, limit);
     lost = true;
