@@ -79,6 +79,7 @@ int convert_started(const Arguments& arguments) {
 
 int ConvertImage(const Arguments& arguments) {
     Startup();
+    ImageWriting.exr_floats = arguments.exr == "float";
     const int status = convert_started(arguments);
     Finalize();
     Shutdown();

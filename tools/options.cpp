@@ -122,6 +122,7 @@ constexpr OptionRow kRenderRows[] = {
      kMostInt},
     {"--output-dir", "DIR", "Where pictures go; made if it is missing", bind<&A::output_dir>},
     {"--beauty", "FILE", "File name of the picture; its extension is the format", bind<&A::beauty>},
+    {"--exr", "half|float", "Width of the numbers in .exr files", bind<&A::exr>},
     {"--preview", "", "Show the picture in a window while it grows", bind<&A::preview>},
     {"--threads", "N", "Number of threads; default: what the process may use", bind<&A::threads>, 1,
      kMostThreads},
@@ -149,6 +150,7 @@ constexpr OptionRow kConvertRows[] = {
     {"IN", "FILE", "Image to read", bind<&A::first_image>},
     {"OUT", "FILE", "File to write; its extension is the format", bind<&A::second_image>},
     {"--exposure", "STOPS", "Stops to brighten by", bind<&A::exposure>, -30, 30},
+    {"--exr", "half|float", "Width of the numbers in an .exr file", bind<&A::exr>},
     {"--tonemap", "none|aces|filmic", "Curve that brings highlights into range", bind<&A::tonemap>},
 };
 

@@ -29,6 +29,7 @@ struct Arguments {
     std::optional<std::array<int, 4>> region;     // x0, y0, x1, y1
     std::optional<int> sample, gather, bounce, ray_depth, camera;
     std::string mode;      // gather, path
+    std::string exr;       // half, float
     std::string estimator; // classic, exact
     std::optional<std::int64_t> seed;
 

@@ -6,6 +6,7 @@
 #include "math/control_group.h"
 #include "math/count_text.h"
 #include "output/camera.h"
+#include "output/image_writer.h"
 #include "output/output_images.h"
 #include "output/types.h"
 #include "run/types.h"
@@ -84,6 +85,7 @@ std::string ApplyOverrides(const Arguments& arguments) {
                    + ", numbered from 0: there is no camera " + std::to_string(*arguments.camera);
         Cameras = {Cameras[static_cast<std::size_t>(*arguments.camera)]};
     }
+    if (!arguments.exr.empty()) ImageWriting.exr_floats = arguments.exr == "float";
     Camera& camera = Cameras[0];
     set_size(camera, arguments);
     if (arguments.sample) camera.sample = *arguments.sample;

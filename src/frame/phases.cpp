@@ -62,7 +62,7 @@ void reset_run() {
     ActiveCameraIndex = 0;
     FrameIndex = CurrentSample = 0;
     SceneDirectory.clear();
-    WriteFaults.clear();
+    ImageWriting = {};
 }
 
 // Releases the storage too: a vector that is only cleared keeps it.

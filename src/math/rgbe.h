@@ -23,6 +23,9 @@ void BuildExponentTable();
 // becomes the largest value that can be held.
 Rgbe encode_rgbe(const Vec3& color);
 
+// The nearest colour that four bytes hold exactly. A file keeps it whichever way its encoder rounds.
+Vec3 nearest_rgbe(const Vec3& color);
+
 inline Vec3 decode_rgbe(const Rgbe& pixel) {
     const float f = RgbeExponents[pixel.e];
     return {static_cast<float>(pixel.r) * f, static_cast<float>(pixel.g) * f,

@@ -3,6 +3,7 @@
 // SPDX-License-Identifier: MIT
 #include "output/image_writer.h"
 
+#include "math/rgbe.h"
 #include "output/file_writer.h"
 #include "output/run_hooks.h"
 #include "run/report.h"
@@ -13,6 +14,7 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -164,12 +166,45 @@ Bitmap make_bitmap(const Image& image) {
     return bitmap;
 }
 
+// The encoder cuts mantissas, which loses half a step on average: 0.2 to 0.4 % of the largest channel
+// and more of the others.
+void round_mantissas(FIBITMAP* bitmap) {
+    if (FreeImage_GetImageType(bitmap) != FIT_RGBF) return;
+    const std::size_t width = FreeImage_GetWidth(bitmap);
+    for (unsigned y = 0; y < FreeImage_GetHeight(bitmap); ++y) {
+        auto row = reinterpret_cast<FIRGBF*>(FreeImage_GetScanLine(bitmap, static_cast<int>(y)));
+        for (FIRGBF& pixel : std::span(row, width)) {
+            const Vec3 rounded = nearest_rgbe({pixel.red, pixel.green, pixel.blue});
+            pixel = {rounded.x, rounded.y, rounded.z};
+        }
+    }
+}
+
+// What is larger would become infinite.
+void limit_to_halves(FIBITMAP* bitmap) {
+    constexpr float kLargest = 65504.0f;
+    const std::size_t values = FreeImage_GetLine(bitmap) / sizeof(float);
+    for (unsigned y = 0; y < FreeImage_GetHeight(bitmap); ++y) {
+        auto row = reinterpret_cast<float*>(FreeImage_GetScanLine(bitmap, static_cast<int>(y)));
+        for (float& value : std::span(row, values))
+            value = std::clamp(value, -kLargest, kLargest);
+    }
+}
+
+bool encode_as(FREE_IMAGE_FORMAT format, FIBITMAP* bitmap, FIMEMORY* memory) {
+    const bool halves = format == FIF_EXR && !ImageWriting.exr_floats;
+    if (format == FIF_HDR) round_mantissas(bitmap);
+    if (halves) limit_to_halves(bitmap);
+    const int flags = format == FIF_EXR && !halves ? EXR_FLOAT : 0;
+    return FreeImage_SaveToMemory(format, bitmap, memory, flags) != 0;
+}
+
 // The bytes of the file in the first format of the name that can hold the bitmap; null when none.
 Memory encode(FIBITMAP* bitmap, std::string_view path) {
     for (const FileFormat& row : kFormats) {
         if (!contains(path, row.lower, row.upper)) continue;
         Memory memory(FreeImage_OpenMemory());
-        if (FreeImage_SaveToMemory(row.format, bitmap, memory.get(), 0)) return memory;
+        if (encode_as(row.format, bitmap, memory.get())) return memory;
     }
     return nullptr;
 }
@@ -197,7 +232,7 @@ std::string save(const Image& image) {
 // Pictures are written again and again: a fault that lasts is reported once, to the program around
 // the library or by the report.
 void report_fault(const std::string& path, const std::string& fault) {
-    std::string& last = WriteFaults[path];
+    std::string& last = ImageWriting.faults[path];
     if (last == fault) return;
     last = fault;
     if (Hooks.write_failed != nullptr) return Hooks.write_failed(path, fault);
@@ -224,7 +259,7 @@ bool WriteImage(const Image& image) {
     if (image.path.empty()) return false;
     const std::string fault = save(image);
     if (fault.empty()) {
-        WriteFaults.erase(image.path);
+        ImageWriting.faults.erase(image.path);
         return true;
     }
     report_fault(image.path, fault);

@@ -15,8 +15,12 @@ namespace mh {
 // older file, and its reason is reported once.
 bool WriteImage(const Image& image);
 
-// By path: why the last write failed.
-extern std::map<std::string, std::string> WriteFaults;
+struct ImageWritingRecord {
+    bool exr_floats = false;                   // .exr files hold 32-bit floats, otherwise halves
+    std::map<std::string, std::string> faults; // by path: why the last write failed
+};
+
+extern ImageWritingRecord ImageWriting;
 
 // Whether the name has an extension in which images can be saved.
 bool CanWriteAs(const std::string& path);

@@ -8,6 +8,6 @@ namespace mh {
 
 std::vector<Camera> Cameras;
 RunHooks Hooks;
-std::map<std::string, std::string> WriteFaults;
+ImageWritingRecord ImageWriting;
 
 } // namespace mh

@@ -1,6 +1,7 @@
 // Keys of the blocks "render" and "camera", and of their sub-blocks.
 // SPDX-License-Identifier: MIT
 #include "output/aov.h"
+#include "output/image_writer.h"
 #include "output/types.h"
 #include "run/types.h"
 #include "scene/blocks.h"
@@ -96,6 +97,11 @@ constexpr auto kChannelWords = [] {
     return words;
 }();
 
+void set_exr(RendererSettingsRecord&, const std::string& text) {
+    if (text == "half" || text == "float") ImageWriting.exr_floats = text == "float";
+}
+
+constexpr const char* kExrWidths[] = {"half", "float"};
 constexpr const char* kEstimators[] = {"classic", "exact"};
 constexpr const char* kProjections[] = {"perspective", "pinhole", "spherical", "panorama"};
 
@@ -126,6 +132,7 @@ constexpr Key kRenderKeys[] = {
            "a whole number from 0 to 9223372036854775807", is_seed),
     SettingsKeys::sub_block<same_settings>("final_gather", kFinalGatherBlock),
     SettingsKeys::text<add_image_path>("image_path"),
+    one_of(SettingsKeys::text<set_exr>("exr"), kExrWidths),
 };
 
 constexpr Key kPoseKeys[] = {

@@ -105,7 +105,7 @@ TEST(PackedUnit, KeepsDirectionsAndTheZeroTriple) {
     }
 }
 
-TEST(Rgbe, RoundsDownByLessThanOneStep) {
+TEST(Rgbe, RoundsDownByLessThanOneStepOrToTheNearest) {
     BuildExponentTable();
     const test::SeededDraws draws(4);
     for (int i = 0; i < 1000; ++i) {
@@ -114,6 +114,14 @@ TEST(Rgbe, RoundsDownByLessThanOneStep) {
         const float step = max_channel(c) / 128.0f;
         EXPECT_TRUE(back.x <= c.x && back.x > c.x - step && back.z > c.z - step) << c.x;
     }
+    for (int i = 0; i < 1000; ++i) {
+        const Vec3 c = (random_vector() + splat(1.0f)) * std::exp2(40.0f * random_unit() - 20.0f);
+        const Vec3 nearest = nearest_rgbe(c);
+        EXPECT_EQ(decode_rgbe(encode_rgbe(nearest)), nearest);
+        expect_near(nearest, c, max_channel(c) / 256.0f);
+    }
+    EXPECT_EQ(nearest_rgbe({0.999f, 0.0021f, -1.0f}), (Vec3{1.0f, 0.0f, 0.0f})); // steps of 1 / 128
+    EXPECT_TRUE(is_finite(nearest_rgbe({kInfinity, 1.0f, kNan})));
     EXPECT_EQ(decode_rgbe(encode_rgbe({0.0f, -1.0f, kNan})), Vec3{});
     EXPECT_EQ(decode_rgbe(encode_rgbe({1.0f, 0.5f, 0.0f})), (Vec3{1.0f, 0.5f, 0.0f}));
     EXPECT_TRUE(is_finite(decode_rgbe(encode_rgbe({kInfinity, 1.0f, 3e38f}))));

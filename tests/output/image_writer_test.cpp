@@ -83,6 +83,22 @@ TEST_F(ImageWriter, KeepsValuesAndRowsInEveryKindOfFormat) {
     EXPECT_EQ(scene.take_report(), "");
 }
 
+TEST_F(ImageWriter, RoundsToTheNearestThatAFormatHolds) {
+    Image image = ramp("");
+    for (std::size_t i = 0; i < 12; ++i)
+        image.floats[i] = std::exp2(0.37f * static_cast<float>(i) - 2.0f);
+    const std::vector<float> shared = written(image, "a.hdr"), halves = written(image, "a.exr");
+    for (std::size_t i = 0; i < 12; ++i) {
+        const float largest = image.floats[i / 3 * 3 + 2];
+        EXPECT_NEAR(shared[i], image.floats[i], largest / 256.0f) << i;
+        EXPECT_NEAR(halves[i], image.floats[i], image.floats[i] / 2048.0f) << i;
+    }
+    image.floats[1] = 70000.0f;
+    EXPECT_EQ(written(image, "a.exr")[1], 65504.0f);
+    ImageWriting.exr_floats = true;
+    EXPECT_EQ(written(image, "a.exr"), image.floats);
+}
+
 TEST_F(ImageWriter, WritesPortableFloatMapsWithTheBottomRowFirst) {
     ASSERT_TRUE(WriteImage(ramp("a.pfm")));
     std::vector<float> rows = ramp("").floats;

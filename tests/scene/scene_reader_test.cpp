@@ -4,6 +4,7 @@
 
 #include "geometry/types.h"
 #include "lights/types.h"
+#include "output/image_writer.h"
 #include "output/types.h"
 #include "run/types.h"
 #include "shading/types.h"
@@ -43,6 +44,7 @@ void expect_every_block() {
                          ImageSearchPaths.back()),
               std::tuple(5, 8, 10, 2, 0.0f, 0.25f, 0.5f, 1.8f, "textures"));
 
+    EXPECT_TRUE(ImageWriting.exr_floats);
     ASSERT_EQ(Cameras.size(), 1u);
     const Camera& camera = Cameras[0];
     EXPECT_EQ(std::tuple(camera.name, camera.height, camera.region_y0, camera.region_x1,

@@ -53,8 +53,9 @@ class Convert(ProgramTest):
 
     def test_values_come_back_through_linear_formats_and_bytes(self):
         # Half a step of half floats at 30; bytes have no steps between them.
-        for first, back, limit in (("copy.exr", "in.pfm", 0.016), ("a.png", "a.png", 0)):
-            self.run_here("convert", "in.pfm", first)
+        for first, back, limit, *options in (("copy.exr", "in.pfm", 0.016), ("a.png", "a.png", 0),
+                                             ("float.exr", "in.pfm", 0, "--exr", "float")):
+            self.run_here("convert", "in.pfm", first, *options)
             self.run_here("convert", first, "b.pfm")
             self.run_here("convert", "b.pfm", "b" + back[-4:])
             result = json.loads(self.run_here("diff", "b" + back[-4:], back, "--json").stdout)

@@ -79,6 +79,9 @@ class Overrides(RenderTest):
     def test_outputs_go_where_they_are_sent(self):
         self.render("--output-dir", "new/folder", "--beauty", "picture.png")
         self.assertEqual(sorted(os.listdir(self.path("new/folder"))), ["albedo.exr", "picture.png"])
+        halves = len(self.bytes_of("new/folder/albedo.exr"))
+        self.render("--output-dir", "new/folder", "--exr", "float")
+        self.assertGreater(len(self.bytes_of("new/folder/albedo.exr")), halves)
         self.render("--output-dir", "www.icon.com", "--beauty", "picture.png")
         self.assertEqual(self.bytes_of("www.icon.com/picture.png")[1:4], b"PNG")
         self.assertFalse(os.path.exists(self.path("beauty.hdr")))
