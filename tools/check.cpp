@@ -6,12 +6,15 @@
 #include "check_scene.h"
 #include "frame/phases.h"
 #include "json_text.h"
+#include "math/count_text.h"
 #include "output/output_images.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <iostream>
 #include <tuple>
 #include <unordered_map>
+#include <utility>
 
 namespace mh {
 
@@ -43,12 +46,21 @@ std::string excerpt(const Place& place) {
     return "    " + place.text + "\n    " + blanks + "^\n";
 }
 
+const char* word_of(Severity severity) {
+    switch (severity) {
+    case Severity::fault: return "fault";
+    case Severity::warning: return "warning";
+    case Severity::note: return "note";
+    }
+    std::abort();
+}
+
 void print_text(const Fault& fault) {
     const Place& place = fault.place;
     std::string text = place.file;
     if (place.line > 0)
         text += ':' + std::to_string(place.line) + ':' + std::to_string(place.column);
-    text += ": " + message_of(fault) + '\n';
+    text += std::string(": ") + word_of(fault.severity) + ": " + message_of(fault) + '\n';
     if (place.line > 0) text += excerpt(place);
     std::cout << text;
 }
@@ -59,6 +71,7 @@ std::string json_of(const Fault& fault) {
     add(object, "line", std::to_string(fault.place.line));
     add(object, "column", std::to_string(fault.place.column));
     add(object, "text", JsonString(fault.place.text));
+    add(object, "severity", JsonString(word_of(fault.severity)));
     add(object, "message", JsonString(fault.message));
     add(object, "suggestion", JsonString(fault.suggestion));
     return closed(object);
@@ -73,19 +86,50 @@ void print_json(const std::vector<Fault>& faults) {
     std::cout << closed(object) << '\n';
 }
 
-std::vector<Fault> faults_of(const std::string& directory) {
-    CapturedReport report;
+std::vector<Fault> open_checked(const std::string& directory, CapturedReport& report) {
     SceneLines lines;
     OpenScene(directory, ListenTo(lines, report));
+    report.hand_on(false);
     CheckReadScene(directory, lines, report);
+    return std::move(lines.faults);
+}
+
+std::vector<Fault> faults_of(const std::string& directory) {
+    CapturedReport report;
+    std::vector<Fault> faults = open_checked(directory, report);
     ForgetOutputs();
     Finalize();
     Shutdown();
-    sort_by_place(lines.faults);
-    return lines.faults;
+    sort_by_place(faults);
+    return faults;
 }
 
 } // namespace
+
+std::vector<Fault> OpenChecked(const std::string& directory) {
+    CapturedReport report;
+    report.hand_on(true);
+    return open_checked(directory, report);
+}
+
+std::string SummaryOf(const std::vector<Fault>& faults) {
+    std::string text;
+    for (const Severity severity : {Severity::fault, Severity::warning}) {
+        const auto count = std::count_if(faults.begin(), faults.end(), [&](const Fault& fault) {
+            return fault.severity == severity;
+        });
+        if (count == 0) continue;
+        text += (text.empty() ? "" : ", ") + CountText(count, word_of(severity));
+    }
+    return text;
+}
+
+int StatusOf(const std::vector<Fault>& faults, bool strict) {
+    const Severity mildest = strict ? Severity::warning : Severity::fault;
+    const bool fails = std::any_of(faults.begin(), faults.end(),
+                                   [&](const Fault& fault) { return fault.severity <= mildest; });
+    return fails ? kSceneFaults : kDone;
+}
 
 int CheckScene(const Arguments& arguments) {
     if (!IsDirectory(arguments.scene)) return kWrongUse;
@@ -97,7 +141,7 @@ int CheckScene(const Arguments& arguments) {
         for (const Fault& fault : faults)
             print_text(fault);
     std::cout << std::flush;
-    return faults.empty() ? kDone : kSceneFaults;
+    return StatusOf(faults, arguments.strict);
 }
 
 } // namespace mh

@@ -2,9 +2,22 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "fault.h"
 #include "options.h"
 
+#include <vector>
+
 namespace mh {
+
+// What a scene is found to lack while it is opened for a render; the report of its reading goes to
+// standard output.
+std::vector<Fault> OpenChecked(const std::string& directory);
+
+// "3 faults, 2 warnings"; empty without any.
+std::string SummaryOf(const std::vector<Fault>& faults);
+
+// kSceneFaults when a fault is among them, or, by strict rules, a warning.
+int StatusOf(const std::vector<Fault>& faults, bool strict);
 
 // Both return the exit status of the program.
 int CheckScene(const Arguments& arguments);

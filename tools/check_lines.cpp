@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: MIT
 #include "check_lines.h"
 
+#include "check_blocks.h"
+#include "check_values.h"
 #include "geometry/objects.h"
-#include "geometry/types.h"
-#include "lights/types.h"
-#include "output/types.h"
+#include "scene/blocks.h"
 #include "scene/line_reader.h"
 #include "shading/types.h"
 #include "spelling.h"
@@ -17,29 +17,16 @@ namespace mh {
 
 namespace {
 
+constexpr const char* kOfPolygons = "please triangulate";
+
 struct Listening {
     SceneLines* lines;
     CapturedReport* report;
 };
 
-Place place_at(const ReadNote& note, const char* at) {
-    return {std::filesystem::path(note.path).lexically_normal().string(), note.line_number,
-            static_cast<int>(at - note.line.data()) + 1, std::string(note.line)};
-}
-
-Place place_of_word(const ReadNote& note) {
-    return place_at(note, note.word.data());
-}
-
-// The first word of a rest of a line; empty, at its end, when there is none or a comment begins.
-std::string_view next_word(std::string_view rest) {
-    std::string_view word;
-    if (!take_word(rest, word) || word.starts_with('#')) return rest.substr(rest.size());
-    return word;
-}
-
-void add_fault(SceneLines& lines, Place place, std::string message, std::string suggestion = {}) {
-    lines.faults.push_back({std::move(place), std::move(message), std::move(suggestion)});
+// As it is written in the file.
+std::string_view name_of(const OpenBlock& open) {
+    return open.opener == nullptr ? open.block->name : open.opener->name;
 }
 
 std::vector<std::string_view> legal_words(const Block* block) {
@@ -57,7 +44,7 @@ bool opens_block(std::string_view word) {
 
 void close_without_end(SceneLines& lines) {
     const OpenBlock& open = lines.open.back();
-    add_fault(lines, open.place, "block " + in_quotes(open.block->name) + " has no \"end\"");
+    add_fault(lines, open.place, "block " + in_quotes(name_of(open)) + " has no \"end\"");
     lines.open.pop_back();
 }
 
@@ -69,6 +56,20 @@ bool starts_next_block(const ReadNote& note) {
     return note.key->kind != ValueKind::block && next_word(note.given).empty();
 }
 
+void note_key(SceneLines& lines, const ReadNote& note, const Key& key) {
+    if (!lines.open.empty())
+        lines.open.back().given.push_back({&key, note.line_number, note.line, note.word});
+    if (key.kind == ValueKind::block && key.stored_only)
+        add_warning(lines, place_of_word(note), in_quotes(key.name) + kStoredOnly);
+}
+
+ReadAnswer take_as(SceneLines& lines, const ReadNote& note, std::string_view word) {
+    if (note.block != nullptr)
+        for (const Key& key : note.block->keys)
+            if (key.name == word) note_key(lines, note, key);
+    return {word, false};
+}
+
 ReadAnswer hear_unknown_word(SceneLines& lines, const ReadNote& note) {
     const std::string nearest = NearestWord(note.word, legal_words(note.block));
     const std::string where = note.block == nullptr
@@ -76,7 +77,7 @@ ReadAnswer hear_unknown_word(SceneLines& lines, const ReadNote& note) {
                                   : "unknown key in " + in_quotes(note.block->name) + ": ";
     add_fault(lines, place_of_word(note), where + in_quotes(note.word), nearest);
     for (const std::string_view word : legal_words(note.block))
-        if (word == nearest) return {word, false};
+        if (word == nearest) return take_as(lines, note, word);
     return {};
 }
 
@@ -154,7 +155,7 @@ void check_choice(SceneLines& lines, const ReadNote& note) {
 
 // What the reader said of the file, or that it is not there.
 void check_geometry_file(SceneLines& lines, const Mention& mention,
-                         const std::vector<std::string>& messages) {
+                         const std::vector<ReportMessage>& messages) {
     const std::string path = FindGeometryFile(mention.name);
     std::error_code error;
     if (!std::filesystem::is_regular_file(path, error)) {
@@ -163,14 +164,26 @@ void check_geometry_file(SceneLines& lines, const Mention& mention,
                       + FoldersText(GeometrySearchPaths));
         return;
     }
-    for (const std::string& message : messages)
-        add_fault(lines, mention.place, message);
+    for (const ReportMessage& message : messages)
+        if (message.text.find(kOfPolygons) == message.text.npos) // told line by line
+            AddMessage(lines, mention.place, message);
+}
+
+// Where the key had a part made.
+void note_part(SceneLines& lines, const Mention& mention, const ReadNote& note) {
+    OpenBlock& open = lines.open.back();
+    const Object& object = *static_cast<const ObjectReading*>(note.record)->object;
+    if (object.parts.size() == open.parts) return;
+    open.parts = object.parts.size();
+    lines.parts.push_back({Objects.size() - 1, open.parts - 1, mention.name, mention.key,
+                           mention.place, Shaders.size()});
 }
 
 void hear_values(Listening& to, const ReadNote& note) {
     SceneLines& lines = *to.lines;
-    const std::vector<std::string> messages = to.report->take_messages();
+    const std::vector<ReportMessage> messages = to.report->take_messages();
     if (!check_values(lines, note)) return;
+    CheckValues(lines, note, lines.open.back().opener);
     check_choice(lines, note);
     const Key& key = *note.key;
     if (key.role == Role::plain) return;
@@ -178,53 +191,17 @@ void hear_values(Listening& to, const ReadNote& note) {
     const Mention mention = {key.role, note.values->text, place_at(note, token.data()),
                              note.block->name, key.name};
     lines.mentions.push_back(mention);
-    if (key.role == Role::output_file && !lines.open.empty()) lines.open.back().names_output = true;
     if (key.role == Role::geometry_file) check_geometry_file(lines, mention, messages);
+    if (note.block == &kObjectBlock && note.record != nullptr) note_part(lines, mention, note);
     if (key.role != Role::image_file) return;
-    for (const std::string& message : messages) // of the file itself, the images' check tells
-        if (!message.starts_with("image - ")) add_fault(lines, mention.place, message);
-}
-
-void doubt(SceneLines& lines, Concern concern) {
-    const OpenBlock& open = lines.open.back();
-    lines.doubts.push_back({concern, open.place, open.block->name});
-}
-
-template<typename Record>
-const Record& record_of(const ReadNote& note) {
-    return *static_cast<const Record*>(note.record);
-}
-
-bool has_no_photons(const ReadNote& note, const std::string& word) {
-    if (word == "point_light") return record_of<PointLight>(note).photons < 1;
-    if (word == "parallel_light") return record_of<ParallelLight>(note).photons < 1;
-    if (word == "geometry_light") return record_of<GeometryLightRecord>(note).photons < 1;
-    if (word != "sky_light") return false;
-    const SkyLightRecord& sky = record_of<SkyLightRecord>(note);
-    return sky.photons < 1 && (max_channel(sky.color) > 0.0f);
-}
-
-void look_at_closed_block(SceneLines& lines, const ReadNote& note) {
-    const OpenBlock& open = lines.open.back();
-    const std::string word = open.block->name;
-    if (word == "aov" && !open.names_output)
-        add_fault(lines, open.place, "\"aov\" without \"image\": it is written nowhere");
-    if (note.record == nullptr) return;
-    if (has_no_photons(note, word)) doubt(lines, Concern::no_photons);
-    if (word == "camera" && record_of<Camera>(note).pose_count == 1)
-        add_fault(lines, open.place,
-                  "one pose: the camera stands still; the same pose twice says that this is meant");
-    if (word != "surface_shader") return;
-    const auto& layer = record_of<SurfaceLayer>(note);
-    const Vec3& emission = layer.elements[static_cast<std::size_t>(Element::emissive)].color;
-    if (max_channel(emission) > 0.0f && !layer.virtual_light)
-        doubt(lines, Concern::emits_without_virtual_light);
+    for (const ReportMessage& message : messages) // of the file itself, the images' check tells
+        if (!message.text.starts_with("image - ")) AddMessage(lines, mention.place, message);
 }
 
 ReadAnswer hear_word(SceneLines& lines, const ReadNote& note) {
     if (note.word.starts_with('#')) return {}; // an indented comment
     if (starts_next_block(note)) {
-        look_at_closed_block(lines, note);
+        CheckBlock(lines, note);
         close_without_end(lines);
         return {{}, true};
     }
@@ -235,6 +212,7 @@ ReadAnswer hear_word(SceneLines& lines, const ReadNote& note) {
         return {};
     }
     if (!known) return hear_unknown_word(lines, note);
+    if (note.key != nullptr) note_key(lines, note, *note.key);
     const bool is_block = note.key == nullptr || note.key->kind == ValueKind::block;
     const std::string_view more = next_word(note.given);
     if (is_block && !more.empty())
@@ -244,13 +222,13 @@ ReadAnswer hear_word(SceneLines& lines, const ReadNote& note) {
 }
 
 void hear_open(SceneLines& lines, const ReadNote& note) {
-    lines.open.push_back({note.block, place_of_word(note)});
-    if (note.block->name == std::string_view("object"))
-        lines.object_places.push_back(lines.open.back().place);
+    const Key* opener = lines.open.empty() ? nullptr : lines.open.back().given.back().key;
+    lines.open.push_back({note.block, opener, place_of_word(note), {}, lines.doubts.size()});
+    if (note.block == &kObjectBlock) lines.object_places.push_back(lines.open.back().place);
 }
 
 void hear_close(SceneLines& lines, const ReadNote& note) {
-    look_at_closed_block(lines, note);
+    CheckBlock(lines, note);
     lines.open.pop_back();
 }
 
@@ -277,7 +255,7 @@ ReadAnswer hear(Listening& to, const ReadNote& note) {
         break;
     case ReadEvent::block_closed: hear_close(lines, note); break;
     case ReadEvent::block_cut:
-        look_at_closed_block(lines, note);
+        CheckBlock(lines, note);
         close_without_end(lines);
         break;
     case ReadEvent::values: hear_values(to, note); break;
@@ -287,13 +265,6 @@ ReadAnswer hear(Listening& to, const ReadNote& note) {
 }
 
 } // namespace
-
-std::string FoldersText(const std::vector<std::string>& folders) {
-    std::string text;
-    for (const std::string& folder : folders)
-        text += (text.empty() ? "" : ", ") + (folder.empty() ? "the current folder" : folder);
-    return text;
-}
 
 ReadListener ListenTo(SceneLines& lines, CapturedReport& report) {
     return

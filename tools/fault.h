@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,10 +17,17 @@ struct Place {
     std::string text; // the line
 };
 
+enum class Severity : std::uint8_t {
+    fault,   // something of the scene is missing, is not read or cannot be shown
+    warning, // it is taken as it stands, but hardly as it is meant
+    note,    // worth knowing
+};
+
 struct Fault {
     Place place;
     std::string message;
-    std::string suggestion; // the legal word that may be meant; empty for none
+    std::string suggestion = {}; // the legal word that may be meant; empty for none
+    Severity severity = Severity::fault;
 };
 
 inline std::string in_quotes(std::string_view word) {

@@ -120,6 +120,7 @@ constexpr OptionRow kRenderRows[] = {
      0, kMostSeed},
     {"--camera", "N", "Which camera renders, from 0; the others write nothing", bind<&A::camera>, 0,
      kMostInt},
+    {"--strict", "", "Refuse a scene with faults or warnings", bind<&A::strict>},
     {"--output-dir", "DIR", "Where pictures go; made if it is missing", bind<&A::output_dir>},
     {"--beauty", "FILE", "File name of the picture; its extension is the format", bind<&A::beauty>},
     {"--exr", "half|float", "Width of the numbers in .exr files", bind<&A::exr>},
@@ -139,6 +140,7 @@ constexpr OptionRow kRenderRows[] = {
 
 constexpr OptionRow kCheckRows[] = {
     {"SCENE", "DIR", "Directory of the scene", bind<&A::scene>},
+    {"--strict", "", "End with status 1 for warnings too", bind<&A::strict>},
     {"--json", "", "One JSON object with all faults", bind<&A::json>},
 };
 

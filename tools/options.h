@@ -39,7 +39,7 @@ struct Arguments {
     std::optional<double> time_limit_s, write_every_s;
     bool preview = false;
 
-    bool json = false;
+    bool json = false, strict = false;
 
     std::string first_image, second_image; // IN and OUT, or A and B
     std::string tonemap = "none";

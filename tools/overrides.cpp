@@ -68,12 +68,12 @@ bool has_geometry() {
                        [](const Object& object) { return primitive_count(object) > 0; });
 }
 
+} // namespace
+
 bool has_pixels(const Camera& camera) {
     return std::max(camera.region_x0, 0) < std::min(camera.region_x1, camera.width)
            && std::max(camera.region_y0, 0) < std::min(camera.region_y1, camera.height);
 }
-
-} // namespace
 
 std::string ApplyOverrides(const Arguments& arguments) {
     set_renderer(arguments);
@@ -92,10 +92,9 @@ std::string ApplyOverrides(const Arguments& arguments) {
     if (!arguments.beauty.empty()) camera.aovs[0].image.path = arguments.beauty;
     if (!arguments.output_dir.empty()) move_outputs(arguments.output_dir);
     if (std::string fault = SizeFault(camera); !fault.empty()) return fault;
-    return has_pixels(camera)
-               ? std::string()
-               : "the region holds no pixel of the picture of " + std::to_string(camera.width) + 'x'
-                     + std::to_string(camera.height);
+    if (has_pixels(camera)) return {};
+    return std::string(kNoPixel) + " of " + std::to_string(camera.width) + 'x'
+           + std::to_string(camera.height);
 }
 
 std::string PrepareOutputFolders(const Arguments& arguments) {

@@ -3,8 +3,12 @@
 #pragma once
 
 #include "options.h"
+#include "output/types.h"
 
 namespace mh {
+
+constexpr const char* kNoPixel = "the region holds no pixel of the picture";
+bool has_pixels(const Camera& camera);
 
 // Puts the options onto the records of the scene. Empty, or why there is nothing to render.
 std::string ApplyOverrides(const Arguments& arguments);

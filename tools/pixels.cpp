@@ -58,8 +58,8 @@ std::string WritePixels(const std::string& path, const Pixels& pixels) {
     CapturedReport report;
     if (WriteImage(image)) return {};
     std::string reason;
-    for (const std::string& message : report.take_messages())
-        reason += message;
+    for (const ReportMessage& message : report.take_messages())
+        reason += message.text;
     return "cannot write " + path + ": " + reason;
 }
 

@@ -3,6 +3,7 @@
 #include "render.h"
 
 #include "atomic_file.h"
+#include "check.h"
 #include "checkpoint.h"
 #include "frame/phases.h"
 #include "math/count_text.h"
@@ -197,6 +198,14 @@ int render_opened(const Arguments& arguments) {
     return status_of_run();
 }
 
+// Says that the scene has faults; whether that ends the run.
+bool is_refused(const Arguments& arguments, const std::vector<Fault>& faults) {
+    const std::string summary = SummaryOf(faults);
+    if (summary.empty()) return false;
+    Complain(summary + "; moonhare check " + arguments.scene + " lists them");
+    return arguments.strict && StatusOf(faults, true) != kDone;
+}
+
 int write_report(const std::string& path, const std::string& scene, int status) {
     const std::string fault = ReplaceFile(path, ReportText(run.record, scene, status));
     if (fault.empty()) return status;
@@ -210,8 +219,11 @@ int RenderScene(const Arguments& arguments) {
     if (!IsDirectory(arguments.scene)) return kWrongUse;
     set_up(arguments);
     const std::string slash = arguments.scene.ends_with('/') ? "" : "/";
-    time_phase("scene", [&] { OpenScene(arguments.scene + slash); });
-    const int status = render_opened(arguments);
+    std::vector<Fault> faults;
+    time_phase("scene", [&] { faults = OpenChecked(arguments.scene + slash); });
+    const int status = is_refused(arguments, faults)
+                           ? give_up(kSceneFaults, "--strict refuses the scene")
+                           : render_opened(arguments);
     EndControl();
     return arguments.report.empty() ? status
                                     : write_report(arguments.report, arguments.scene, status);

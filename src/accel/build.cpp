@@ -6,6 +6,7 @@
 #include "accel/split.h"
 #include "accel/tree.h"
 #include "math/clock.h"
+#include "math/memory.h"
 #include "math/stop.h"
 #include "math/threads.h"
 #include "run/report.h"
@@ -54,18 +55,6 @@ std::size_t primitive_count(const Part& part) {
            + part.tetragons.size();
 }
 
-// References to primitives of part 256 and above lead to those of an earlier part: none of them is
-// hit.
-void report_lost_parts(const Object& object) {
-    if (object.parts.size() <= kParts) return;
-    std::size_t lost = 0;
-    for (std::size_t i = kParts; i < object.parts.size(); ++i)
-        lost += primitive_count(object.parts[i]);
-    ReportError("object - " + object.name
-                + " has more than 256 parts: those above repeat the first, and "
-                + std::to_string(lost) + " primitives are lost");
-}
-
 void make_references(Object& object) {
     object.binary_references.reserve(PrimitiveCount(object));
     for (std::size_t i = 0; i < object.parts.size(); ++i) {
@@ -84,7 +73,7 @@ void make_references(Object& object) {
             object.binary_references.push_back(
                 {0, PrimitiveKind::instance, static_cast<std::uint32_t>(i)});
     }
-    report_lost_parts(object);
+    if (const std::string lost = LostParts(object); !lost.empty()) ReportError(lost);
 }
 
 std::int64_t chunk_count(const BuildRange& range) {
@@ -238,6 +227,29 @@ void build_tree(const Builder& builder, const BuildTask& root) {
 }
 
 } // namespace
+
+// References to primitives of part 256 and above lead to those of an earlier part: none of them is
+// hit.
+std::string LostParts(const Object& object) {
+    if (object.parts.size() <= kParts) return {};
+    std::size_t lost = 0;
+    for (std::size_t i = kParts; i < object.parts.size(); ++i)
+        lost += primitive_count(object.parts[i]);
+    return "object - " + object.name
+           + " has more than 256 parts: those above repeat the first, and " + std::to_string(lost)
+           + " primitives are lost";
+}
+
+std::string TooLarge(const Object& object) {
+    const std::size_t count = PrimitiveCount(object);
+    const bool countable = count <= kMostPrimitives;
+    if (countable && FitsMemory(kTreeBytesOfPrimitive * static_cast<double>(count))) return {};
+    return "object - " + object.name + " of " + std::to_string(count)
+           + (countable
+                  ? " primitives needs more memory than there is"
+                  : " primitives is left out: a tree holds up to " + std::to_string(kMostPrimitives)
+                        + "; divide it into several objects");
+}
 
 std::size_t PrimitiveCount(const Object& object) {
     std::size_t count = object.instances.size();

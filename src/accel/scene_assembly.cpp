@@ -11,7 +11,6 @@
 #include "accel/tree.h"
 #include "geometry/finalise.h"
 #include "math/count_text.h"
-#include "math/memory.h"
 #include "math/roots.h"
 #include "math/stop.h"
 #include "run/report.h"
@@ -44,14 +43,9 @@ void update_instances(Object& object) {
 
 // An object whose tree would not fit loses what it holds.
 void refuse_too_large(Object& object) {
-    const std::size_t count = PrimitiveCount(object);
-    const bool countable = count <= kMostPrimitives;
-    if (countable && FitsMemory(kTreeBytesOfPrimitive * static_cast<double>(count))) return;
-    ReportError("object - " + object.name + " of " + std::to_string(count)
-                + (countable ? " primitives needs more memory than there is"
-                             : " primitives is left out: a tree holds up to "
-                                   + std::to_string(kMostPrimitives)
-                                   + "; divide it into several objects"));
+    const std::string fault = TooLarge(object);
+    if (fault.empty()) return;
+    ReportError(fault);
     object.parts.clear();
     object.instances.clear();
 }

@@ -6,6 +6,7 @@
 #include "geometry/types.h"
 
 #include <cstddef>
+#include <string>
 
 namespace mh {
 
@@ -26,6 +27,10 @@ constexpr std::size_t kMostPrimitivesOfAnyTree = 39'000'000;
 
 // All that a tree is built over, unusable instances included.
 std::size_t PrimitiveCount(const Object& object);
+
+// What of the object no tree holds, as an error line; empty when there is room for all.
+std::string LostParts(const Object& object);
+std::string TooLarge(const Object& object);
 
 // Topology of the binary tree over all primitives and usable instances. Reports the time. An
 // object without any keeps empty vectors.

@@ -4,11 +4,17 @@
 
 #include "geometry/types.h"
 
+#include <string>
+
 namespace mh {
 
 // Reports mixed kinds and arrays of another size than the positions, which are then brought to it;
 // gives faces without a shader the part's, and removes primitives that cannot be traced.
 void CheckPart(Part& part);
+
+// The error line on primitives with indices out of range or with coordinates that are not finite or
+// beyond 1e18; empty without any.
+std::string UntraceableFault(const Part& part);
 
 // Removes primitives with indices out of range or with coordinates that are not finite or beyond
 // 1e18; one error line tells how many.

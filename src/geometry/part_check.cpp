@@ -78,7 +78,8 @@ bool usable_point(const Part& part, std::uint64_t vertex) {
 }
 
 bool usable_sphere(const Part& part, std::uint64_t vertex) {
-    return usable_point(part, vertex) && usable(radii(part)[vertex]);
+    return usable_point(part, vertex)
+           && (vertex >= radii(part).size() || usable(radii(part)[vertex]));
 }
 
 bool usable_cylinder(const Part& part, std::uint64_t vertex) {
@@ -86,11 +87,15 @@ bool usable_cylinder(const Part& part, std::uint64_t vertex) {
 }
 
 template<typename Face>
-std::size_t remove_faces(const Part& part, std::vector<Face>& faces) {
-    return std::erase_if(faces, [&](const Face& face) {
-        return !std::all_of(face.vertex.begin(), face.vertex.end(),
-                            [&](std::uint32_t v) { return usable_point(part, v); });
-    });
+bool untraceable_face(const Part& part, const Face& face) {
+    return !std::all_of(face.vertex.begin(), face.vertex.end(),
+                        [&](std::uint32_t v) { return usable_point(part, v); });
+}
+
+// Of one kind of primitive, by its test.
+template<typename Primitive, typename Test>
+auto count_if(const std::vector<Primitive>& primitives, Test test) {
+    return std::count_if(primitives.begin(), primitives.end(), test);
 }
 
 // Keeps strand_lengths in step with the cylinders that stay.
@@ -105,18 +110,27 @@ void shorten_strands(Part& part) {
 
 } // namespace
 
+std::string UntraceableFault(const Part& part) {
+    const auto bad_face = [&](const auto& face) { return untraceable_face(part, face); };
+    const auto count =
+        count_if(part.triangles, bad_face) + count_if(part.tetragons, bad_face)
+        + count_if(part.particles, [&](std::uint32_t v) { return !usable_sphere(part, v); })
+        + count_if(part.cylinders, [&](std::uint32_t c) { return !usable_cylinder(part, c); });
+    if (count == 0) return {};
+    return "object - removed " + CountText(count, "primitive")
+           + " with indices out of range or positions that are not finite";
+}
+
 void RemoveUntraceable(Part& part) {
-    const auto bad_cylinder = [&](std::uint32_t c) { return !usable_cylinder(part, c); };
-    std::size_t removed = remove_faces(part, part.triangles) + remove_faces(part, part.tetragons);
-    removed +=
-        std::erase_if(part.particles, [&](std::uint32_t v) { return !usable_sphere(part, v); });
-    if (std::any_of(part.cylinders.begin(), part.cylinders.end(), bad_cylinder)) {
-        shorten_strands(part);
-        removed += std::erase_if(part.cylinders, bad_cylinder);
-    }
-    if (removed > 0)
-        ReportError("object - removed " + CountText(static_cast<std::int64_t>(removed), "primitive")
-                    + " with indices out of range or positions that are not finite");
+    const std::string fault = UntraceableFault(part);
+    if (fault.empty()) return;
+    const auto bad_face = [&](const auto& face) { return untraceable_face(part, face); };
+    std::erase_if(part.triangles, bad_face);
+    std::erase_if(part.tetragons, bad_face);
+    std::erase_if(part.particles, [&](std::uint32_t v) { return !usable_sphere(part, v); });
+    shorten_strands(part);
+    std::erase_if(part.cylinders, [&](std::uint32_t c) { return !usable_cylinder(part, c); });
+    ReportError(fault);
 }
 
 void CheckPart(Part& part) {

@@ -74,6 +74,10 @@ void AddStrandParameters(Part& part) {
     }
 }
 
+std::size_t TangentCount(const Part& part) {
+    return std::min(part.cylinders.size(), part.positions.size());
+}
+
 void AddStrandTangents(Part& part) {
     std::vector<Vec3> sums(part.positions.size());
     for (const std::uint32_t c : part.cylinders) {
@@ -82,7 +86,7 @@ void AddStrandTangents(Part& part) {
         sums[c + 1] += edge;
     }
     part.tangents.resize(sums.size());
-    const std::size_t count = std::min(part.cylinders.size(), sums.size());
+    const std::size_t count = TangentCount(part);
     for (std::size_t i = 0; i < count; ++i)
         part.tangents[i] = pack_unit(sums[i]);
 }

@@ -19,4 +19,7 @@ void AddStrandParameters(Part& part);
 // get one, so the last ones, one per strand, keep what they have: zero in a part from a file.
 void AddStrandTangents(Part& part);
 
+// How many vertices get one. Segments between two of the others are not drawn.
+std::size_t TangentCount(const Part& part);
+
 } // namespace mh

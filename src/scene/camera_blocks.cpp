@@ -112,35 +112,35 @@ using PoseKeys = KeysOf<CameraPose>;
 using AovKeys = KeysOf<Aov>;
 
 constexpr Key kFinalGatherKeys[] = {
-    SettingsKeys::value<&Settings::ray_depth>("ray_depth"),
-    SettingsKeys::value<&Settings::photon_depth>("photon_depth"),
-    SettingsKeys::value<&Settings::sample>("sample"),
-    SettingsKeys::value<&Settings::bounce>("bounce"),
-    SettingsKeys::value<&Settings::distance>("distance"),
-    SettingsKeys::value<&Settings::resolution>("resolution"),
-    SettingsKeys::value<&Settings::radius>("radius"),
+    within(SettingsKeys::value<&Settings::ray_depth>("ray_depth"), between(1, 255)),
+    within(SettingsKeys::value<&Settings::photon_depth>("photon_depth"), between(1, 254)),
+    within(SettingsKeys::value<&Settings::sample>("sample"), at_least(1)),
+    within(SettingsKeys::value<&Settings::bounce>("bounce"), at_least(1)),
+    within(SettingsKeys::value<&Settings::distance>("distance"), at_least(0)),
+    within(SettingsKeys::value<&Settings::resolution>("resolution"), at_least(0)),
+    within(SettingsKeys::value<&Settings::radius>("radius"), above(0)),
 };
 constexpr Block kFinalGatherBlock = {"final_gather", kFinalGatherKeys};
 
 constexpr Key kRenderKeys[] = {
-    SettingsKeys::value<&Settings::clamp>("clamp"),
-    SettingsKeys::value<display_gamma>("gamma"),
-    SettingsKeys::value<&Settings::exposure>("exposure"),
+    within(SettingsKeys::value<&Settings::clamp>("clamp"), above(0)),
+    stored(within(SettingsKeys::value<display_gamma>("gamma"), above(0))),
+    stored(SettingsKeys::value<&Settings::exposure>("exposure")),
     strict(one_of(SettingsKeys::text<set_estimator>("estimator"), kEstimators),
            "\"classic\" or \"exact\"", is_estimator),
     strict(SettingsKeys::value<&Settings::seed>("seed"),
            "a whole number from 0 to 9223372036854775807", is_seed),
     SettingsKeys::sub_block<same_settings>("final_gather", kFinalGatherBlock),
-    SettingsKeys::text<add_image_path>("image_path"),
+    with(SettingsKeys::text<add_image_path>("image_path"), Role::image_folder),
     one_of(SettingsKeys::text<set_exr>("exr"), kExrWidths),
 };
 
 constexpr Key kPoseKeys[] = {
     PoseKeys::value<&CameraPose::position>("position"),
     PoseKeys::value<&CameraPose::target>("target"),
-    PoseKeys::value<&CameraPose::up_vector>("up_vector"),
-    PoseKeys::value<&CameraPose::bokeh>("bokeh"),
-    PoseKeys::value<&CameraPose::field_of_view>("field_of_view"),
+    within(PoseKeys::value<&CameraPose::up_vector>("up_vector"), kDirection),
+    stored(PoseKeys::value<&CameraPose::bokeh>("bokeh")),
+    within(PoseKeys::value<&CameraPose::field_of_view>("field_of_view"), inside(0, 180)),
 };
 constexpr Block kPoseBlock = {"pose", kPoseKeys};
 
@@ -152,12 +152,12 @@ constexpr Key kAovKeys[] = {
 
 constexpr Key kCameraKeys[] = {
     CameraKeys::value<&Camera::name>("name"),
-    CameraKeys::value<&Camera::width, &Camera::height>("resolution"),
+    within(CameraKeys::value<&Camera::width, &Camera::height>("resolution"), at_least(1)),
     CameraKeys::value<&Camera::region_x0, &Camera::region_y0, &Camera::region_x1,
                       &Camera::region_y1>("region"),
-    CameraKeys::value<&Camera::sample>("sample"),
-    CameraKeys::value<&Camera::ior>("ior"),
-    CameraKeys::value<&Camera::exposure>("exposure"),
+    within(CameraKeys::value<&Camera::sample>("sample"), between(1, 65535)),
+    within(CameraKeys::value<&Camera::ior>("ior"), at_least(1)),
+    stored(CameraKeys::value<&Camera::exposure>("exposure")),
     one_of(CameraKeys::text<set_projection>("projection"), kProjections),
     CameraKeys::sub_block<next_pose>("pose", kPoseBlock),
     CameraKeys::sub_block<next_aov>("aov", kAovBlock),

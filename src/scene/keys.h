@@ -9,6 +9,7 @@
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <span>
 #include <string>
 #include <type_traits>
@@ -45,8 +46,36 @@ enum class Role : std::uint8_t {
     image_file,
     geometry_file,
     output_file,
+    image_folder,
     channel, // of an AOV: one of the choices, or the name of a per-vertex array
 };
+
+// The numbers that make sense for a key; the reader takes others as well. The range of a sub-block
+// is that of the colour in it.
+struct Range {
+    double lowest = -std::numeric_limits<double>::infinity();
+    double highest = std::numeric_limits<double>::infinity();
+    bool without_ends = false;
+    bool has_length = false; // of a vector: not all of its numbers are 0
+};
+
+constexpr Range between(double lowest, double highest) {
+    return {lowest, highest, false, false};
+}
+
+constexpr Range inside(double lowest, double highest) {
+    return {lowest, highest, true, false};
+}
+
+constexpr Range at_least(double lowest) {
+    return between(lowest, std::numeric_limits<double>::infinity());
+}
+
+constexpr Range above(double lowest) {
+    return inside(lowest, std::numeric_limits<double>::infinity());
+}
+
+constexpr Range kDirection = {.has_length = true};
 
 struct Key {
     const char* name;
@@ -62,6 +91,8 @@ struct Key {
     // Where a wrong value must not pass in silence: what the key takes, and whether values are that.
     const char* wanted = nullptr;
     bool (*accepts)(const Values& values) = nullptr;
+    Range range = {};
+    bool stored_only = false; // nothing reads what it sets
 };
 
 constexpr Key strict(Key key, const char* wanted, bool (*accepts)(const Values& values)) {
@@ -77,6 +108,16 @@ constexpr Key with(Key key, Role role) {
 
 constexpr Key one_of(Key key, std::span<const char* const> choices) {
     key.choices = choices;
+    return key;
+}
+
+constexpr Key within(Key key, Range range) {
+    key.range = range;
+    return key;
+}
+
+constexpr Key stored(Key key) {
+    key.stored_only = true;
     return key;
 }
 
@@ -189,9 +230,12 @@ struct KeysOf {
     // True for 1, false for every other number.
     template<auto target>
     static constexpr Key flag(const char* name) {
-        return {name, ValueKind::whole, 1, [](void* record, const Values& values) {
-                    std::invoke(target, *static_cast<Record*>(record)) = values.wholes[0] == 1;
-                }};
+        return within({name, ValueKind::whole, 1,
+                       [](void* record, const Values& values) {
+                           std::invoke(target, *static_cast<Record*>(record)) =
+                               values.wholes[0] == 1;
+                       }},
+                      between(0, 1));
     }
 
     // A sub-block onto a record that is part of this one, or onto what a function returns.

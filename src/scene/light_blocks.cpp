@@ -31,33 +31,35 @@ using SkyKeys = KeysOf<SkyLightRecord>;
 using EmitterKeys = KeysOf<GeometryLightRecord>;
 using MediumKeys = KeysOf<Medium>;
 
+constexpr Range kWrap = {0, 0.999}; // of the lambertian term; at 1 it is black everywhere
+
 constexpr Key kLinkKeys[] = {
     with(KeysOf<LightLink>::text<add_name>("shader"), Role::shader_name),
 };
 
 constexpr Key kPointLightKeys[] = {
-    PointKeys::value<&PointLight::color>("color"),
+    within(PointKeys::value<&PointLight::color>("color"), at_least(0)),
     PointKeys::value<&PointLight::position>("position"),
-    PointKeys::value<&PointLight::blur>("blur"),
-    PointKeys::value<&PointLight::sample>("sample"),
-    PointKeys::value<&PointLight::photons>("photon"),
-    PointKeys::value<&PointLight::direction>("direction"),
-    PointKeys::value<&PointLight::inner_angle>("inner_angle"),
-    PointKeys::value<&PointLight::outer_angle>("outer_angle"),
-    PointKeys::value<&PointLight::offset>("offset"),
-    PointKeys::value<&PointLight::ior>("ior"),
+    within(PointKeys::value<&PointLight::blur>("blur"), at_least(0)),
+    within(PointKeys::value<&PointLight::sample>("sample"), at_least(0)),
+    within(PointKeys::value<&PointLight::photons>("photon"), at_least(0)),
+    within(PointKeys::value<&PointLight::direction>("direction"), kDirection),
+    within(PointKeys::value<&PointLight::inner_angle>("inner_angle"), at_least(0)),
+    within(PointKeys::value<&PointLight::outer_angle>("outer_angle"), above(0)),
+    within(PointKeys::value<&PointLight::offset>("offset"), kWrap),
+    within(PointKeys::value<&PointLight::ior>("ior"), at_least(1)),
     PointKeys::sub_block<next_aov<PointLight>>("aov", kAovBlock),
     PointKeys::sub_block<&PointLight::link>("link", kLinkBlock),
 };
 
 constexpr Key kParallelLightKeys[] = {
-    ParallelKeys::value<&ParallelLight::color>("color"),
-    ParallelKeys::value<&ParallelLight::blur>("blur"),
-    ParallelKeys::value<&ParallelLight::sample>("sample"),
-    ParallelKeys::value<&ParallelLight::photons>("photon"),
-    ParallelKeys::value<&ParallelLight::axis>("direction"),
-    ParallelKeys::value<&ParallelLight::ior>("ior"),
-    ParallelKeys::value<&ParallelLight::offset>("offset"),
+    within(ParallelKeys::value<&ParallelLight::color>("color"), at_least(0)),
+    within(ParallelKeys::value<&ParallelLight::blur>("blur"), between(0, 180)),
+    within(ParallelKeys::value<&ParallelLight::sample>("sample"), at_least(0)),
+    within(ParallelKeys::value<&ParallelLight::photons>("photon"), at_least(0)),
+    within(ParallelKeys::value<&ParallelLight::axis>("direction"), kDirection),
+    within(ParallelKeys::value<&ParallelLight::ior>("ior"), at_least(1)),
+    within(ParallelKeys::value<&ParallelLight::offset>("offset"), kWrap),
     ParallelKeys::sub_block<next_aov<ParallelLight>>("aov", kAovBlock),
     ParallelKeys::sub_block<&ParallelLight::link>("link", kLinkBlock),
 };
@@ -65,33 +67,33 @@ constexpr Key kParallelLightKeys[] = {
 constexpr Key kSkyLightKeys[] = {
     with(SkyKeys::value<sky_image>("image"), Role::image_file),
     with(SkyKeys::value<sky_backdrop>("backdrop"), Role::image_file),
-    SkyKeys::value<&SkyLightRecord::color>("color"),
-    SkyKeys::value<&SkyLightRecord::photons>("photon"),
-    SkyKeys::value<&SkyLightRecord::north>("north"),
-    SkyKeys::value<&SkyLightRecord::zenith>("zenith"),
+    within(SkyKeys::value<&SkyLightRecord::color>("color"), at_least(0)),
+    within(SkyKeys::value<&SkyLightRecord::photons>("photon"), at_least(0)),
+    within(SkyKeys::value<&SkyLightRecord::north>("north"), kDirection),
+    within(SkyKeys::value<&SkyLightRecord::zenith>("zenith"), kDirection),
     SkyKeys::sub_block<&SkyLightRecord::medium>("volume_shader", kVolumeShaderBlock),
-    SkyKeys::value<&SkyLightRecord::sample>("sample"),
-    SkyKeys::value<&SkyLightRecord::thickness>("thickness"),
-    SkyKeys::value<&SkyLightRecord::turbidity>("turbidity"),
-    SkyKeys::value<&SkyLightRecord::stretch>("stretch"),
-    SkyKeys::value<&SkyLightRecord::albedo>("albedo"),
-    SkyKeys::value<&SkyLightRecord::ior>("ior"),
+    within(SkyKeys::value<&SkyLightRecord::sample>("sample"), at_least(0)),
+    stored(SkyKeys::value<&SkyLightRecord::thickness>("thickness")),
+    stored(SkyKeys::value<&SkyLightRecord::turbidity>("turbidity")),
+    stored(SkyKeys::value<&SkyLightRecord::stretch>("stretch")),
+    stored(SkyKeys::value<&SkyLightRecord::albedo>("albedo")),
+    within(SkyKeys::value<&SkyLightRecord::ior>("ior"), at_least(1)),
     SkyKeys::sub_block<next_aov<SkyLightRecord>>("aov", kAovBlock),
     SkyKeys::sub_block<&SkyLightRecord::link>("link", kLinkBlock),
 };
 
 constexpr Key kGeometryLightKeys[] = {
-    EmitterKeys::value<&GeometryLightRecord::photons>("photon"),
-    EmitterKeys::value<&GeometryLightRecord::sample>("sample"),
+    within(EmitterKeys::value<&GeometryLightRecord::photons>("photon"), at_least(0)),
+    within(EmitterKeys::value<&GeometryLightRecord::sample>("sample"), at_least(0)),
     EmitterKeys::sub_block<next_aov<GeometryLightRecord>>("aov", kAovBlock),
     EmitterKeys::sub_block<&GeometryLightRecord::link>("link", kLinkBlock),
 };
 
 constexpr Key kVolumeShaderKeys[] = {
-    MediumKeys::value<&Medium::transmittance>("transmittance"),
-    MediumKeys::value<&Medium::average_cosine>("average_cosine"),
-    MediumKeys::value<&Medium::albedo>("albedo"),
-    MediumKeys::natural<&Medium::medium_id>("medium_id"),
+    within(MediumKeys::value<&Medium::transmittance>("transmittance"), between(0, 1)),
+    within(MediumKeys::value<&Medium::average_cosine>("average_cosine"), between(-1, 1)),
+    within(MediumKeys::value<&Medium::albedo>("albedo"), between(0, 1)),
+    stored(MediumKeys::natural<&Medium::medium_id>("medium_id")),
 };
 
 } // namespace

@@ -63,7 +63,7 @@ using InstanceKeys = KeysOf<Instance>;
 constexpr Key kInstanceKeys[] = {
     InstanceKeys::value<&Instance::matrix>("matrix"),
     with(InstanceKeys::word<&Instance::object_name>("object"), Role::object_name),
-    with(InstanceKeys::word<&Instance::shader_name>("shader"), Role::shader_name),
+    stored(with(InstanceKeys::word<&Instance::shader_name>("shader"), Role::shader_name)),
 };
 constexpr Block kInstanceBlock = {"instance", kInstanceKeys};
 

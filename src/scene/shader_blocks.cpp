@@ -88,13 +88,17 @@ SurfaceLayer& next_layer(Shader& shader) {
 constexpr const char* kPixelSamplers[] = {"stochastic", "bilinear", "nearest"};
 constexpr const char* kSides[] = {"both", "face", "back"};
 
+// Shares of light; a surface that sends out more than it gets never comes to an end.
+constexpr Range kReflectance = between(0, 1);
+constexpr Range kStretch = inside(-1, 1); // one axis of the lobe has no width at 1
+
 using SlotKeys = KeysOf<ShaderElement>;
 using LayerKeys = KeysOf<SurfaceLayer>;
 using ShaderKeys = KeysOf<Shader>;
 
 constexpr Key kSamplerKeys[] = {
     one_of(SlotKeys::text<set_pixel_sampler>("pixel_sampler"), kPixelSamplers),
-    SlotKeys::value<&ShaderElement::gamma>("gamma"),
+    within(SlotKeys::value<&ShaderElement::gamma>("gamma"), above(0)),
     SlotKeys::value<used_uv_matrix>("uv_matrix"),
     SlotKeys::value<used_color_matrix>("color_matrix"),
 };
@@ -102,12 +106,12 @@ constexpr Block kSamplerBlock = {"sampler", kSamplerKeys};
 
 constexpr Key kSlotKeys[] = {
     SlotKeys::value<&ShaderElement::color>("color"),
-    SlotKeys::value<&ShaderElement::fresnel>("fresnel"),
-    SlotKeys::value<&ShaderElement::direction>("direction"),
-    SlotKeys::value<&ShaderElement::level>("level"),
+    stored(SlotKeys::value<&ShaderElement::fresnel>("fresnel")),
+    stored(SlotKeys::value<&ShaderElement::direction>("direction")),
+    within(SlotKeys::value<&ShaderElement::level>("level"), at_least(1)),
     with(SlotKeys::text<set_image>("image"), Role::image_file),
-    with(SlotKeys::text<set_fresnel_image>("fresnel_image"), Role::image_file),
-    SlotKeys::value<&ShaderElement::uv_set>("uv_set"),
+    stored(with(SlotKeys::text<set_fresnel_image>("fresnel_image"), Role::image_file)),
+    stored(SlotKeys::value<&ShaderElement::uv_set>("uv_set")),
     SlotKeys::sub_block<same_element>("sampler", kSamplerBlock),
 };
 constexpr Block kSlotBlock = {"slot", kSlotKeys};
@@ -118,20 +122,20 @@ constexpr Key slot_key(const char* name) {
 }
 
 constexpr Key kSurfaceShaderKeys[] = {
-    slot_key<Element::emissive>("emissive"),
-    slot_key<Element::specular>("specular"),
-    slot_key<Element::transmissive>("transmissive"),
-    slot_key<Element::lambertian>("lambertian"),
-    slot_key<Element::glossy>("glossy"),
-    slot_key<Element::shadow_transparency>("shadow_transparency"),
+    within(slot_key<Element::emissive>("emissive"), at_least(0)),
+    within(slot_key<Element::specular>("specular"), kReflectance),
+    within(slot_key<Element::transmissive>("transmissive"), kReflectance),
+    within(slot_key<Element::lambertian>("lambertian"), kReflectance),
+    within(slot_key<Element::glossy>("glossy"), kReflectance),
+    stored(slot_key<Element::shadow_transparency>("shadow_transparency")),
     slot_key<Element::angle>("angle"),
-    slot_key<Element::ior>("ior"),
-    slot_key<Element::thickness>("thickness"),
-    slot_key<Element::roughness>("roughness"),
-    slot_key<Element::anisotropy>("anisotropy"),
+    within(slot_key<Element::ior>("ior"), at_least(1)),
+    stored(slot_key<Element::thickness>("thickness")),
+    within(slot_key<Element::roughness>("roughness"), between(0, 1)),
+    within(slot_key<Element::anisotropy>("anisotropy"), kStretch),
     slot_key<Element::normal>("normal"),
-    slot_key<Element::diffusion>("diffusion"),
-    slot_key<Element::weight>("weight"),
+    within(slot_key<Element::diffusion>("diffusion"), at_least(0)),
+    within(slot_key<Element::weight>("weight"), at_least(0)),
     LayerKeys::flag<&SurfaceLayer::window>("window"),
     LayerKeys::flag<&SurfaceLayer::virtual_light>("virtual_light"),
     one_of(LayerKeys::text<set_sideness>("sideness"), kSides),
@@ -139,26 +143,27 @@ constexpr Key kSurfaceShaderKeys[] = {
 constexpr Block kSurfaceShaderBlock = {"surface_shader", kSurfaceShaderKeys};
 
 constexpr Key kGeometryShaderKeys[] = {
-    ShaderKeys::sub_block<clip>("clip", kSlotBlock),
+    stored(ShaderKeys::sub_block<clip>("clip", kSlotBlock)),
     ShaderKeys::sub_block<next_slot<&GeometryShader::vectors>>("vector", kSlotBlock),
-    ShaderKeys::sub_block<next_slot<&GeometryShader::radii>>("radius", kSlotBlock),
-    ShaderKeys::sub_block<next_slot<&GeometryShader::lengths>>("length", kSlotBlock),
-    ShaderKeys::sub_block<next_slot<&GeometryShader::heights>>("height", kSlotBlock),
-    ShaderKeys::value<&Shader::round_corner>("round_corner"),
-    ShaderKeys::value<&Shader::smooth_angle>("smooth_angle"),
-    ShaderKeys::value<displacement<&GeometryShader::reduction>>("reduction"),
-    ShaderKeys::whole<set_camera_primary>("camera_primary"),
-    ShaderKeys::whole<set_light_primary>("light_primary"),
-    ShaderKeys::whole<set_invisible>("invisible"),
+    stored(ShaderKeys::sub_block<next_slot<&GeometryShader::radii>>("radius", kSlotBlock)),
+    stored(ShaderKeys::sub_block<next_slot<&GeometryShader::lengths>>("length", kSlotBlock)),
+    stored(ShaderKeys::sub_block<next_slot<&GeometryShader::heights>>("height", kSlotBlock)),
+    stored(ShaderKeys::value<&Shader::round_corner>("round_corner")),
+    within(ShaderKeys::value<&Shader::smooth_angle>("smooth_angle"), between(-1, 180)),
+    stored(ShaderKeys::value<displacement<&GeometryShader::reduction>>("reduction")),
+    within(ShaderKeys::whole<set_camera_primary>("camera_primary"), between(0, 1)),
+    within(ShaderKeys::whole<set_light_primary>("light_primary"), between(0, 1)),
+    within(ShaderKeys::whole<set_invisible>("invisible"), between(0, 1)),
     ShaderKeys::flag<&Shader::reverse_winding>("flip_face"),
-    ShaderKeys::flag<displacement<&GeometryShader::trivial_connection>>("trivial_connection"),
-    ShaderKeys::flag<displacement<&GeometryShader::assign_hair_texture_uv>>(
-        "assign_hair_texture_uv"),
+    stored(
+        ShaderKeys::flag<displacement<&GeometryShader::trivial_connection>>("trivial_connection")),
+    stored(ShaderKeys::flag<displacement<&GeometryShader::assign_hair_texture_uv>>(
+        "assign_hair_texture_uv")),
 };
 constexpr Block kGeometryShaderBlock = {"geometry_shader", kGeometryShaderKeys};
 
 constexpr Key kShaderKeys[] = {
-    ShaderKeys::value<&Shader::opacity>("opacity"),
+    stored(ShaderKeys::value<&Shader::opacity>("opacity")),
     with(ShaderKeys::value<&Shader::name>("name"), Role::defines_shader),
     ShaderKeys::sub_block<same_shader>("geometry_shader", kGeometryShaderBlock),
     ShaderKeys::sub_block<&Shader::medium>("volume_shader", kVolumeShaderBlock),

@@ -88,6 +88,7 @@ bool copy_bitmap(FIBITMAP* bitmap, int width, int height, Image& image) {
     if (bits % kBitsPerChannel != 0 || (channels != 1 && channels != 3 && channels != 4))
         return false;
     AllocateImage(image, width, height, static_cast<int>(channels), kBitsPerChannel, false);
+    image.palette_indices = FreeImage_GetColorType(bitmap) == FIC_PALETTE;
     copy_rows(bitmap, image.bytes);
     if (channels > 1) swap_blue_and_red(image);
     return true;

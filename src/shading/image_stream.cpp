@@ -8,8 +8,8 @@
 namespace mh {
 
 StreamHead HeadOf(const Image& image) {
-    return {kStreamVersion, 0,          image.width,       image.height,
-            image.channels, image.bits, image.rgbe_encoded};
+    return {kStreamVersion, 0,          image.width,        image.height,
+            image.channels, image.bits, image.rgbe_encoded, image.palette_indices};
 }
 
 bool AllocateFromHead(const StreamHead& head, Image& image) {
@@ -18,6 +18,7 @@ bool AllocateFromHead(const StreamHead& head, Image& image) {
     if (!channels || !bits || head.width < 1 || head.height < 1) return false;
     if (1.0 * head.width * head.height > kMostPixels) return false;
     AllocateImage(image, head.width, head.height, head.channels, head.bits, head.rgbe_encoded != 0);
+    image.palette_indices = head.palette_indices != 0;
     return true;
 }
 

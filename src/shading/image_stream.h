@@ -15,10 +15,10 @@ struct StreamHead {
     std::uint32_t version = 0;
     std::uint32_t fault_bytes = 0;
     std::int32_t width = 0, height = 0, channels = 0, bits = 0;
-    std::int32_t rgbe_encoded = 0;
+    std::int32_t rgbe_encoded = 0, palette_indices = 0;
 };
 
-constexpr std::uint32_t kStreamVersion = 0x4D480001;
+constexpr std::uint32_t kStreamVersion = 0x4D480002;
 constexpr std::uint32_t kLongestFault = 1024;
 
 StreamHead HeadOf(const Image& image);

@@ -81,7 +81,8 @@ struct Image {
     std::int32_t channels = 3; // 1, 3 or 4
     std::int32_t width = 0, height = 0;
     bool rgbe_encoded = false;
-    TexelGrid grid; // derived by AllocateImage
+    bool palette_indices = false; // pixels number the colours of a palette that is not kept
+    TexelGrid grid;               // derived by AllocateImage
 };
 
 // One slot: a colour, and an image that multiplies it when there is one.

@@ -52,6 +52,8 @@ def check_scene(page, scene, alone):
     result = subprocess.run([program, "check", "--json", scene], env=environment, text=True,
                             stdout=subprocess.PIPE)
     for fault in json.loads(result.stdout)["faults"]:
+        if fault["severity"] == "note":
+            continue
         if alone and (fault["line"] == 0 or ELSEWHERE.search(fault["message"])):
             continue
         faults.append(f"{page}: {fault['message']}: {fault['text']}")
