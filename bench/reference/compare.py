@@ -19,7 +19,7 @@ def arguments():
     parser.add_argument("build", help="folder of a build with the program and the Python module")
     parser.add_argument("names", nargs="*", metavar="NAME", help="scenes; all without names")
     parser.add_argument("--estimator", choices=ESTIMATORS, action="append")
-    return parser.parse_args()
+    return parser.parse_intermixed_args()
 
 
 def has_exact(build):

@@ -5,6 +5,7 @@ import math
 import os
 import sys
 
+import bmesh
 import bpy
 import mathutils
 import numpy
@@ -132,13 +133,25 @@ def link(name, data):
     return made
 
 
-def add_mesh(mesh, material, smooth=False, visible=True):
+def divide(data):
+    """Large triangles that glow are sampled by solid angle, which lacks up to 2.5 % of the light of
+    those that stand low and far; small ones by area, which is right."""
+    made = bmesh.new()
+    made.from_mesh(data)
+    bmesh.ops.subdivide_edges(made, edges=made.edges, cuts=11, use_grid_fill=True)
+    made.to_mesh(data)
+    made.free()
+
+
+def add_mesh(mesh, material, smooth=False, visible=True, divided=False):
     data = bpy.data.meshes.new(mesh.material)
     data.from_pydata([tuple(map(float, p)) for p in mesh.points], [], mesh.faces)
     if mesh.uvs:
         layer = data.uv_layers.new()
         for loop in data.loops:
             layer.data[loop.index].uv = mesh.uvs[loop.vertex_index]
+    if divided:
+        divide(data)
     for polygon in data.polygons:
         polygon.use_smooth = smooth
     data.update()
@@ -152,11 +165,13 @@ def add_mesh(mesh, material, smooth=False, visible=True):
 def add_meshes(scene):
     materials = {name: material_of(name, m) for name, m in scene.materials.items()}
     for mesh in scene.meshes:
-        displacement = scene.materials[mesh.material].displacement
+        looks = scene.materials[mesh.material]
+        displacement = looks.displacement
         if displacement:
             image, level = displacement
             mesh = shapes.height_field(mesh.material, mesh.points[2][0], image, level)
-        add_mesh(mesh, materials[mesh.material], smooth=bool(displacement))
+        lamp = len(mesh.faces) == 1 and looks.layers[0].emissive != BLACK
+        add_mesh(mesh, materials[mesh.material], smooth=bool(displacement), divided=lamp)
 
 
 def add_sun(sun):

@@ -1,5 +1,5 @@
-"""References by brute force for what Cycles has no model of: the Ward lobe, rough refraction as the
-bounces sample it, fibres. Each integrates the documented formula over the first surface alone.
+"""References by brute force for what Cycles has no model of: surfaces of Ward's facets, fibres.
+Each integrates the documented formula over the first surface alone.
 SPDX-License-Identifier: MIT"""
 import math
 
@@ -71,6 +71,15 @@ def incoming(scene, origins, ways):
     return light
 
 
+def pixel_rays(scene, random, row):
+    """Views of a row of pixels, RAYS each, and where they meet the plane z = 0."""
+    columns = numpy.repeat(numpy.arange(scene.resolution)[:, None], RAYS, axis=1)
+    views = camera_rays(scene, columns + random.random(columns.shape),
+                        row + random.random(columns.shape))
+    eye = numpy.array(scene.camera.position)
+    return views, eye - (eye[2] / views[..., 2])[..., None] * views
+
+
 def half_vectors(roughness, random, shape):
     """[Ward92]: density exp(-tan^2 / roughness^2) / (pi roughness^2 cos^3) about z."""
     phi = 2 * math.pi * random.random(shape)
@@ -79,40 +88,55 @@ def half_vectors(roughness, random, shape):
                         numpy.cos(theta)], axis=-1)
 
 
-def reflected(scene, layer, places, views, halves):
-    """The lobe exp(...) / (pi roughness^2 |h|^2 cos^4), h the sum of the directions: its ratio to
-    the density of the half vectors is 2 c / (c + c'), c of the light, c' of the view."""
-    ways = views - 2 * dot(views, halves)[..., None] * halves
-    c, seen = ways[..., 2], -views[..., 2]
-    weight = numpy.where(c > 0, 2 * c / (c + seen), 0.0)
-    return weight[..., None] * incoming(scene, places, ways)
+def mean_beyond(scene, places, ways, side):
+    """Mean light of each row of ways, those that stay on the wrong side of the floor left out."""
+    counts = side * ways[..., 2] > 0
+    light = incoming(scene, places, ways) * counts[..., None]
+    return light.sum(axis=1) / counts.sum(axis=1)[:, None]
 
 
-def refracted(scene, layer, places, views, halves):
-    eta, e = 1 / layer.ior, -dot(views, halves)
-    ways = (eta * e - numpy.sqrt(1 - (1 - e * e) * eta ** 2))[..., None] * halves + eta * views
-    return (ways[..., 2] < 0)[..., None] * incoming(scene, places, ways)
+def mirrored(views, halves):
+    return views - 2 * dot(views, halves)[..., None] * halves
+
+
+def refracted(ior, views, halves):
+    eta, e = 1 / ior, -dot(views, halves)
+    return (eta * e - numpy.sqrt(1 - (1 - e * e) * eta ** 2))[..., None] * halves + eta * views
 
 
 def glossy_floor(scene):
-    """Picture of a rough floor at z = 0."""
+    """Picture of a rough floor at z = 0, seen from above. Facets send light as mirrors or windows
+    do, as much as the even floor would by [Schlick94]."""
     layer = scene.materials["glossy"].layers[0]
     random, size = numpy.random.default_rng(1), scene.resolution
+    r0 = ((layer.ior - 1) / (layer.ior + 1)) ** 2
     rows = []
     for row in range(size):
-        columns = numpy.repeat(numpy.arange(size)[:, None], RAYS, axis=1)
-        views = camera_rays(scene, columns + random.random(columns.shape),
-                            row + random.random(columns.shape))
-        eye = numpy.array(scene.camera.position)
-        places = eye - (eye[2] / views[..., 2])[..., None] * views
-        halves = half_vectors(layer.roughness, random, columns.shape)
-        r0 = ((layer.ior - 1) / (layer.ior + 1)) ** 2
-        f = (r0 + (1 - r0) * (1 + views[..., 2]) ** 5)[..., None]
-        light = f * reflected(scene, layer, places, views, halves)
+        views, places = pixel_rays(scene, random, row)
+        halves = half_vectors(layer.roughness, random, views.shape[:2])
+        f = (r0 + (1 - r0) * (1 + views[..., 2]) ** 5).mean(axis=1)[:, None]
+        light = f * mean_beyond(scene, places, mirrored(views, halves), 1)
         if layer.material == "solid":
-            light = light + (1 - f) * refracted(scene, layer, places, views, halves)
-        rows.append(light.mean(axis=1))
+            light += (1 - f) * mean_beyond(scene, places, refracted(layer.ior, views, halves), -1)
+        rows.append(light)
     return numpy.array(rows) * layer.glossy
+
+
+def mapped_floor(scene):
+    """Picture of a square at z = 0 with tangent normals, under a sun. It stands for itself or is
+    turned by an instance; the axes of its texture are its own x and y."""
+    mesh, sun = scene.meshes[0], scene.lights[0]
+    layer, random = scene.materials[mesh.material].layers[0], numpy.random.default_rng(1)
+    turn = mesh.instances[0][:3, :3] if mesh.instances else numpy.eye(3)
+    half, to_sun, rows = mesh.points[2][0], -unit(sun.direction), []
+    for row in range(scene.resolution):
+        places = pixel_rays(scene, random, row)[1] @ turn
+        uv = places[..., :2] / (2 * half) + 0.5
+        normals = layer.normal_image.function(uv[..., 0], uv[..., 1]) - 0.5
+        cosine = (normals @ turn.T) @ to_sun / numpy.linalg.norm(normals, axis=-1)
+        on_floor = (abs(uv - 0.5) <= 0.5).all(axis=-1)
+        rows.append((numpy.maximum(cosine, 0) * on_floor).mean(axis=1))
+    return numpy.array(rows)[..., None] * layer.lambertian * numpy.array(sun.color)
 
 
 def sphere_grid():

@@ -127,7 +127,14 @@ def scaled_lamp(feature, light_sample):
     lamp = ceiling_lamp(center=(0, 0, 0), half=0.5, instances=[placed(2.0, 30, (-1, 0, 3))])
     lamp.points += [(0, 0, 0.01), (1e-3, 0, 0.01), (1e-3, 1e-3, 0.01), (0, 1e-3, 0.01)]
     lamp.faces[:0] = [(4, 5, 6, 7)] * 30
-    return Scene(feature, [*STAGE, lamp], LIT, light_sample=light_sample, gather=2048)
+    return Scene(feature, [*STAGE, lamp], LIT, light_sample=light_sample, gather=4096)
+
+
+def mapped(feature, **more):
+    wavy = Material([Layer(lambertian=(0.6, 0.5, 0.4), normal_image=Image(waves, 128, 128))])
+    return Scene(feature, [floor("wavy", half=3, uvs=UNIT_SQUARE, **more)], {"wavy": wavy},
+                 integrals.mapped_floor, camera=Camera((0, -3.5, 5), (0, 0, 0), fov=30.0),
+                 lights=[Sun((0.7, 0.3, -1), (1, 1, 1))], levels=1)
 
 
 FIBRE, LOBES = {"lambertian": (0.9, 0.6, 0.3)}, {"glossy": (1, 1, 1)}
@@ -153,11 +160,11 @@ SCENES = {
     "point_soft": Scene("point light of radius 0.4", STAGE, DIFFUSE,
                         lights=[Bulb((-1, -1, 2.5), (5, 5, 5), 0.4)]),
     "lamp_found": Scene("flat lamp, found", [*STAGE, ceiling_lamp()], LIT, light_sample=0,
-                        gather=2048),
+                        gather=4096),
     "lamp_sampled": Scene("flat lamp, sampled", [*STAGE, ceiling_lamp()], LIT),
     "lamp_both": Scene("flat lamp of two sides, sampled", [
-        *STAGE, rectangle("both", (-0.9, 0.5, 0.3), (0, 0, 1.2), (0, 1.2, 0))], {
-            **DIFFUSE, "both": Material([Layer(emissive=(4, 3, 2))])}),
+        *STAGE, rectangle("both", (-1.1, 1.2, 0.3), (1.2, 0.5, 0), (0, 0, 1.2))], {
+            **DIFFUSE, "both": Material([Layer(emissive=(1.0, 0.8, 0.6))])}, frames=256),
     "lamp_image": Scene("flat lamp with an image", [*STAGE, ceiling_lamp(
         "lamp", (0, 0, 1.8), uvs=UNIT_SQUARE)], {**DIFFUSE, "lamp": Material(
             [Layer(emissive=(4, 4, 4), emissive_image=Image(stripes))], one_sided=True)}),
@@ -182,7 +189,7 @@ SCENES = {
     "frosted_found": frosted("lamp behind frosted glass, found", 0),
     "frosted_sampled": frosted("the same, sampled", 512),
     "fog_found": Scene("fog, lamp found", room(), ROOM, camera=ROOM_CAMERA, light_sample=0,
-                       transmittance=(0.6, 0.7, 0.8), gather=2048),
+                       transmittance=(0.6, 0.7, 0.8), gather=4096),
     "fog_sampled": Scene("fog, lamp sampled", room(), ROOM, camera=ROOM_CAMERA,
                          transmittance=(0.6, 0.7, 0.8)),
     "leaf": Scene("diffuse transmission", [*STAGE, ceiling_lamp(), rectangle(
@@ -195,9 +202,9 @@ SCENES = {
         Sun((0.3, 1, -1), (1, 1, 1)), Sun((-0.2, -1, -0.3), (1, 1, 1))]),
     "hair_diffuse": hair("diffuse fibre under a sky image", FIBRE, **SMOOTH_SKY),
     "hair_lobes": hair("lobes of a fibre under a sky image", LOBES, **SMOOTH_SKY),
-    "normal_map": Scene("normal map", [floor("wavy", half=3, uvs=UNIT_SQUARE), ceiling_lamp()], {
-        "wavy": Material([Layer(lambertian=(0.6, 0.5, 0.4), normal_image=Image(waves, 128, 128))]),
-        "lamp": LAMP}, camera=Camera((0, -3.5, 5), (0, 0, 0), fov=36.0)),
+    "normal_map": mapped("normal map"),
+    "normal_map_turned": mapped("normal map in an instance turned by 50 degrees",
+                                instances=[placed(turn_deg=50)]),
     "displacement": Scene("displacement", [floor("hilly", half=2.5, uvs=UNIT_SQUARE)], {
         "hilly": Material([Layer(lambertian=(0.6, 0.5, 0.4))],
                           displacement=(Image(hills, 64, 64), 64))},
