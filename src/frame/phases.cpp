@@ -21,6 +21,7 @@
 #include "output/camera.h"
 #include "output/image_writer.h"
 #include "output/progressive.h"
+#include "run/estimator.h"
 #include "run/report.h"
 #include "run/types.h"
 #include "shading/hair_table.h"
@@ -150,6 +151,7 @@ void InitializeAccelerator() {
     for (Shader& shader : Shaders) {
         if (!shader.is_hair) continue;
         SetHairParameters(shader);
+        shader.hair_table.sample_all_lobes |= is_exact();
         BuildHairTable(shader.hair_table);
     }
 }

@@ -68,8 +68,9 @@ struct Ray {
     std::uint8_t hair_lobe = 0; // sampled by a hair glossy bounce: 0 R, 1 TT, 2 TRT
     Scatter prior_scatter = Scatter::specular_reflection;
     Scatter scatter = Scatter::specular_reflection;
-    std::uint8_t thread = 0; // index into ThreadStates
-    std::uint8_t depth = 0;  // bounces of any kind
+    Scatter last_spread = Scatter::none; // the last bounce that was none of a mirror
+    std::uint8_t thread = 0;             // index into ThreadStates
+    std::uint8_t depth = 0;              // bounces of any kind
     std::uint8_t diffuse_bounces = 0;
     std::uint8_t glossy_bounces = 0;
     std::uint8_t specular_bounces = 0;

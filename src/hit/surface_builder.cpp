@@ -8,6 +8,7 @@
 #include "math/frame.h"
 #include "math/random.h"
 #include "math/roots.h"
+#include "run/estimator.h"
 #include "run/types.h"
 #include "shading/evaluate.h"
 #include "shading/fresnel.h"
@@ -17,6 +18,7 @@
 #include <array>
 #include <cmath>
 #include <cstdlib>
+#include <limits>
 
 namespace mh {
 
@@ -130,25 +132,51 @@ void build_face_frame(const Part& part, const Corners<N>& corners, SurfacePoint&
     tangent_frame(point.normal, point.tangent, point.bitangent);
 }
 
-void choose_layer(const Shader& shader, bool front, SurfacePoint& point) {
+float layer_draw(const Ray& ray) {
+    return ray.cursor.path != 0 ? draw_pair(ray.cursor, Draw::layer).x : random_unit();
+}
+
+void choose_layer(const Ray& ray, const Shader& shader, bool front, SurfacePoint& point) {
     const LayerList& list = front ? shader.face_layers : shader.back_layers;
     if (list.count == 0)
         point.layer = &kNoLayer;
     else if (list.count == 1)
         point.layer = &shader.layers[list.index[0]];
     else
-        point.layer = &shader.layers[static_cast<std::size_t>(pick_layer(shader, point, front))];
+        point.layer = &shader.layers[static_cast<std::size_t>(
+            pick_layer(shader, point, front, layer_draw(ray)))];
+}
+
+float largest_coordinate(const Vec3& p) {
+    return max_channel(max(p, -p));
+}
+
+// Bound on the error of origin + distance * direction, and of the intersection that gave the
+// distance; instances transform both.
+float rounding_of_hit(const Ray& ray, const Vec3& position) {
+    constexpr float kRounding = 8.0f * std::numeric_limits<float>::epsilon();
+    const float scale =
+        largest_coordinate(ray.origin) + largest_coordinate(position) + ray.distance;
+    return kRounding * scale * static_cast<float>(1 + ray.hit_instance_level);
 }
 
 void begin_point(const Ray& ray, SurfacePoint& point) {
     point.position = ray.origin + ray.distance * ray.direction;
     point.outgoing = -ray.direction;
+    point.rounding = is_exact() ? rounding_of_hit(ray, point.position) : 0.0f;
     point.uv = {};
     point.roughness_u = point.roughness_v = kSmoothRoughness;
     point.reflectance = 0.0f;
     point.transmittance = 1.0f;
     point.eta = 1.0f;
     point.refraction_kind = Material::opaque;
+}
+
+// Tangents are carried by the matrix of which the normals' is the transposed inverse.
+bool carry_tangent(const Mat3& normal_matrix, SurfacePoint& point) {
+    Mat3 matrix;
+    return invert(transpose(normal_matrix), matrix)
+           && align_frame(unit_direction(matrix * point.tangent), point);
 }
 
 // Stored normals are those of the object's space; the matrices of the instances around it bring
@@ -162,6 +190,7 @@ void leave_instances(const Ray& ray, SurfacePoint& point) {
         product = product * matrices[static_cast<std::size_t>(level)];
     point.geometric_normal = normalize(product * point.geometric_normal);
     point.normal = normalize(normalize(product * point.normal));
+    if (is_exact() && carry_tangent(product, point)) return;
     tangent_frame(point.normal, point.tangent, point.bitangent);
 }
 
@@ -241,7 +270,7 @@ void build_face_point(const Ray& ray, const Shader& shader, const Face& face, Su
     const auto corners = corners_of(face, ray);
     const float side = ray.front_side ? 1.0f : -1.0f;
     if (shader.has_image) point.uv = interpolate_uv(part, corners);
-    choose_layer(shader, ray.front_side, point);
+    choose_layer(ray, shader, ray.front_side, point);
     point.geometric_normal = side * face_normal(part, face.vertex);
     point.normal = point.geometric_normal;
     if (point.use_density && point.layer->plain_diffuse) { // emission needs no more than this
@@ -262,7 +291,7 @@ void build_particle_point(const Ray& ray, const Shader& shader, SurfacePoint& po
         const std::uint32_t vertex = part.particles[static_cast<std::size_t>(ray.hit_primitive)];
         point.uv = interpolate_uv(part, Corners<1>{{vertex}, {1.0f}});
     }
-    choose_layer(shader, ray.front_side, point);
+    choose_layer(ray, shader, ray.front_side, point);
     const Vec3 outward = unit_direction({ray.hit_a, ray.hit_b, ray.hit_c});
     point.normal = ray.front_side ? outward : -outward;
     point.geometric_normal = point.normal;
@@ -282,11 +311,10 @@ Vec3 hair_axis(const Part& part, const Corners<2>& ends) {
 }
 
 // A random point of the round section that the viewer sees: h is the offset from its middle.
-void place_on_section(const Vec3& axis, const Vec3& direction, SurfacePoint& point) {
+void place_on_section(const Vec3& axis, const Vec3& direction, float h, SurfacePoint& point) {
     Vec3 side = normalize(cross(axis, direction));
     Vec3 towards_viewer = cross(axis, side);
     if (dot(side, side) == 0.0f) tangent_frame(axis, side, towards_viewer);
-    const float h = 2.0f * random_unit() - 1.0f;
     point.tangent = axis;
     point.normal = h * side + safe_root(1.0f - h * h) * towards_viewer;
     point.geometric_normal = point.normal;
@@ -299,8 +327,9 @@ void build_hair_point(const Ray& ray, const Shader& shader, SurfacePoint& point)
     const std::uint32_t first = part.cylinders[static_cast<std::size_t>(ray.hit_primitive)];
     const Corners<2> ends = {{first, first + 1}, {1.0f - ray.hit_c, ray.hit_c}};
     if (shader.has_image) point.uv = interpolate_uv(part, ends);
-    choose_layer(shader, true, point);
-    place_on_section(hair_axis(part, ends), ray.direction, point);
+    choose_layer(ray, shader, true, point);
+    const float u = ray.cursor.path != 0 ? draw_pair(ray.cursor, Draw::layer).y : random_unit();
+    place_on_section(hair_axis(part, ends), ray.direction, 2.0f * u - 1.0f, point);
     point.hair_width = 0.0f;
     if (part.scalar_arrays.empty() || !is_per_vertex(part.scalar_arrays[0].values, part)) return;
     const std::vector<float>& radii = part.scalar_arrays[0].values;
@@ -326,7 +355,15 @@ void build_surface_point(const Ray& ray, SurfacePoint& point) {
     std::abort();
 }
 
-int pick_layer(const Shader& shader, const SurfacePoint& point, bool front) {
+void leave_surface(Ray& ray, const SurfacePoint& point) {
+    if (!is_exact() || ray.source_kind == HitKind::hair) return;
+    const float side = dot(ray.direction, point.geometric_normal) > 0.0f ? 1.0f : -1.0f;
+    ray.origin = point.position + side * point.rounding * point.geometric_normal;
+    ray.source_kind = HitKind::unset;
+    ray.source_primitive = -1;
+}
+
+int pick_layer(const Shader& shader, const SurfacePoint& point, bool front, float u) {
     const LayerList& list = front ? shader.face_layers : shader.back_layers;
     const int last = list.count - 1;
     if (last == 0) return list.index[0];
@@ -338,9 +375,8 @@ int pick_layer(const Shader& shader, const SurfacePoint& point, bool front) {
         total += mean(evaluate_element(element_of(layer, Element::weight), point));
         sums[slot] = total;
     }
-    const float u = random_unit() * total;
     const auto begin = sums.begin();
-    const auto found = std::upper_bound(begin, begin + list.count, u);
+    const auto found = std::upper_bound(begin, begin + list.count, u * total);
     return list.index[static_cast<std::size_t>(std::min<std::ptrdiff_t>(found - begin, last))];
 }
 

@@ -13,8 +13,13 @@ namespace mh {
 void build_surface_point(const Ray& ray, SurfacePoint& point);
 
 // The layer that one hit uses, as an index into shader.layers: by weight, from the list of the
-// side. The point needs its uv when a weight slot has an image.
-int pick_layer(const Shader& shader, const SurfacePoint& point, bool front);
+// side, for u in [0, 1). The point needs its uv when a weight slot has an image.
+int pick_layer(const Shader& shader, const SurfacePoint& point, bool front, float u);
+
+// Exact estimator: starts the ray, whose direction is set, so far off the point's surface that
+// rounding cannot let it hit the face that it leaves [WachterBinder19]. Fibres are left alone: their
+// own segment is not hit again.
+void leave_surface(Ray& ray, const SurfacePoint& point);
 
 // Evaluates the layer colours and their *_active flags: glossy and specular always, lambertian,
 // transmissive and diffusion unless the point reads the density estimate. Hair has no

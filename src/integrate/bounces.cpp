@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "integrate/bounces.h"
 
+#include "hit/surface_builder.h"
 #include "integrate/caustics.h"
 #include "integrate/children.h"
 #include "integrate/radiance.h"
@@ -9,8 +10,10 @@
 #include "lights/light_sampling.h"
 #include "math/random.h"
 #include "math/stop.h"
+#include "run/estimator.h"
 #include "run/types.h"
 #include "shading/hair_table.h"
+#include "shading/scattering.h"
 
 #include <algorithm>
 #include <array>
@@ -29,15 +32,33 @@ void add(Mean& mean, const Vec3& value) {
     ++mean.count;
 }
 
-Vec3 value_of(const Mean& mean) {
-    return mean.count < 2 ? mean.sum : mean.sum / static_cast<float>(mean.count);
+// The classic estimator divides by the rays that counted, the exact one by those that were sent.
+Vec3 value_of(const Mean& mean, const Ray& ray, const SurfacePoint& point) {
+    int count = mean.count;
+    if (is_exact()) count = spread_bounces(ray) > 0 ? 1 : point.rays.bounces;
+    return count < 2 ? mean.sum : mean.sum / static_cast<float>(count);
+}
+
+// Frame after frame the gather rays of a pixel go on along its sequence.
+template<typename Gather>
+void for_each_exact_ray(const Ray& ray, const SurfacePoint& point, const Gather& gather) {
+    const auto count = static_cast<std::uint32_t>(point.rays.bounces);
+    const std::uint32_t of_run = count * static_cast<std::uint32_t>(camera_frames());
+    Ray parent = ray;
+    parent.sample_divisor *= point.rays.bounces;
+    for (std::uint32_t i = 0; i < count; ++i) {
+        parent.cursor = in_stretch(ray.cursor, CurrentSample * count + i, of_run);
+        gather(parent);
+    }
 }
 
 // Calls gather with the ray from which children are to be spawned. At the first hit that spreads
 // light, each gather ray of this frame has its own index in the sequence.
 template<typename Gather>
-void for_each_gather_ray(const Ray& ray, const Vec3& w, const Gather& gather) {
+void for_each_gather_ray(const Ray& ray, const SurfacePoint& point, const Vec3& w,
+                         const Gather& gather) {
     if (spread_bounces(ray) > 0) return gather(ray);
+    if (is_exact()) return for_each_exact_ray(ray, point, gather);
     const auto frames = static_cast<std::uint32_t>(camera_frames());
     const auto count = static_cast<std::uint32_t>(gather_count(w));
     Ray parent = ray;
@@ -52,6 +73,7 @@ void gather_diffuse(const Ray& ray, const SurfacePoint& point, Scatter scatter, 
                     Mean& mean) {
     Ray child = spawn_child(ray, point, scatter);
     if (!sample_diffuse(ray.cursor, point, scatter, child.direction)) return;
+    leave_surface(child, point);
     child.weight = w;
     add(mean, radiance(child));
 }
@@ -62,47 +84,79 @@ void gather_through_skin(const Ray& ray, const SurfacePoint& point, const Vec3& 
     Vec3 jump;
     Ray chord;
     if (!relocate_in_diffusion(ray, point, moved, jump, chord)) return;
+    moved.rays = point.rays;
     Ray child = spawn_child(ray, moved, Scatter::lambertian);
     child.source_primitive = chord.hit_primitive;
     child.source_kind = chord.hit_kind;
     if (!sample_diffuse(ray.cursor, moved, Scatter::lambertian, child.direction)) return;
+    leave_surface(child, moved);
     child.weight = jump * w;
     add(mean, jump * radiance(child));
 }
 
 Vec3 bounce_diffuse(const Ray& ray, const SurfacePoint& point, Scatter scatter, const Vec3& w) {
-    if (!any_above(w, kNothing) || !within_bounces(ray)) return {};
+    if (!carries_light(w) || !within_bounces(ray)) return {};
     const bool skin = scatter == Scatter::lambertian && point.diffusion_active
                       && is_face(ray.hit_kind) && spread_bounces(ray) == 0;
     Mean mean;
-    for_each_gather_ray(ray, w, [&](const Ray& parent) {
+    for_each_gather_ray(ray, point, w, [&](const Ray& parent) {
         if (skin) return gather_through_skin(parent, point, w, mean);
         gather_diffuse(parent, point, scatter, w, mean);
     });
-    Vec3 sum = value_of(mean);
+    Vec3 sum = value_of(mean, ray, point);
     if (ray.hit_kind != HitKind::hair) sum += estimate_caustics(ray, point);
     return sum * point.transmittance;
 }
 
+void gather_refracted(const Ray& ray, const SurfacePoint& point, const Vec3& w,
+                      const FacetSplit& split, Mean& refraction) {
+    Ray child = refracted_child(ray, point, Scatter::glossy_refraction, split, w);
+    add(refraction, split.refracted_share * radiance(child));
+}
+
+void gather_reflected(const Ray& ray, const SurfacePoint& point, const Vec3& w,
+                      const FacetSplit& split, Mean& reflection) {
+    Ray child = reflected_child(ray, point, Scatter::glossy_reflection, split, w);
+    add(reflection, split.reflected_share * radiance(child));
+}
+
+// The first facet that reflects, or refracts, to its side of the surface: directions of the lobe cut
+// off there.
+void gather_glossy_exactly(const Ray& ray, const SurfacePoint& point, const Vec3& w,
+                           Mean& refraction, Mean& reflection) {
+    bool refracted = point.refraction_kind != Material::solid, reflected = false;
+    Vec3 facet = sample_facet(ray.cursor, point);
+    for (int i = 0; i < kMostFacets && !(refracted && reflected); ++i) {
+        if (i > 0) facet = random_facet(point);
+        const FacetSplit split = split_at_facet(ray, point, facet);
+        if (!refracted && split.refracts) {
+            gather_refracted(ray, point, w, split, refraction);
+            refracted = true;
+        }
+        if (!reflected && split.reflects) {
+            gather_reflected(ray, point, w, split, reflection);
+            reflected = true;
+        }
+    }
+}
+
 void gather_glossy(const Ray& ray, const SurfacePoint& point, const Vec3& w, Mean& refraction,
                    Mean& reflection) {
+    if (is_exact()) return gather_glossy_exactly(ray, point, w, refraction, reflection);
     const FacetSplit split = split_at_facet(ray, point, sample_facet(ray.cursor, point));
-    if (split.refracts) {
-        Ray child = refracted_child(ray, point, Scatter::glossy_refraction, split, w);
-        add(refraction, split.refracted_share * radiance(child));
-    }
-    if (split.reflects) {
-        Ray child = reflected_child(ray, point, Scatter::glossy_reflection, split, w);
-        add(reflection, split.reflected_share * radiance(child));
-    }
+    if (split.refracts) gather_refracted(ray, point, w, split, refraction);
+    if (split.reflects) gather_reflected(ray, point, w, split, reflection);
 }
 
 void gather_hair(const Ray& ray, const SurfacePoint& point, const Vec3& w, Mean& mean) {
     const HairTable& table = Shaders[static_cast<std::size_t>(ray.hit_shader)].hair_table;
-    const float h = 2.0f * random_unit() - 1.0f;
+    const bool even = ray.cursor.path != 0;
+    const float u = even ? draw_pair(ray.cursor, Draw::hair_offset).x : random_unit();
+    const float h = 2.0f * u - 1.0f;
     Ray child = spawn_child(ray, point, Scatter::glossy_reflection);
     Vec3 attenuation;
     const int lobe = sample_hair(table, h, point, child.direction, attenuation);
+    leave_surface(child, point);
     child.hair_lobe = static_cast<std::uint8_t>(lobe);
     child.weight = attenuation * w;
     add(mean, attenuation * radiance(child));
@@ -110,8 +164,9 @@ void gather_hair(const Ray& ray, const SurfacePoint& point, const Vec3& w, Mean&
 
 Vec3 bounce_hair(const Ray& ray, const SurfacePoint& point, const Vec3& w) {
     Mean mean;
-    for_each_gather_ray(ray, w, [&](const Ray& parent) { gather_hair(parent, point, w, mean); });
-    return value_of(mean);
+    for_each_gather_ray(ray, point, w,
+                        [&](const Ray& parent) { gather_hair(parent, point, w, mean); });
+    return value_of(mean, ray, point);
 }
 
 } // namespace
@@ -134,19 +189,19 @@ Vec3 bounce_transmissive(const Ray& ray, const SurfacePoint& point) {
 
 Vec3 bounce_glossy(const Ray& ray, const SurfacePoint& point) {
     const Vec3 w = ray.weight * point.glossy_color;
-    if (!any_above(w, kNothing) || !within_bounces(ray)) return {};
+    if (!carries_light(w) || !within_bounces(ray)) return {};
     if (ray.hit_kind == HitKind::hair) return bounce_hair(ray, point, w);
     const float share = std::max(point.reflectance, point.transmittance);
     Mean refraction, reflection;
-    for_each_gather_ray(ray, w * share, [&](const Ray& parent) {
+    for_each_gather_ray(ray, point, w * share, [&](const Ray& parent) {
         gather_glossy(parent, point, w, refraction, reflection);
     });
-    return value_of(refraction) + value_of(reflection);
+    return value_of(refraction, ray, point) + value_of(reflection, ray, point);
 }
 
 Vec3 bounce_specular(const Ray& ray, const SurfacePoint& point) {
     const Vec3 w = ray.weight * point.specular_color;
-    if (!any_above(w, kNothing)) return {};
+    if (!carries_light(w)) return {};
     const FacetSplit split = split_at_surface(ray, point);
     Vec3 sum;
     if (split.refracts) {

@@ -2,9 +2,11 @@
 // SPDX-License-Identifier: MIT
 #include "integrate/children.h"
 
+#include "hit/surface_builder.h"
 #include "integrate/run_context.h"
 #include "math/frame.h"
 #include "math/sampling.h"
+#include "run/estimator.h"
 #include "shading/scattering.h"
 
 namespace mh {
@@ -70,6 +72,7 @@ Ray spawn_child(const Ray& ray, const SurfacePoint& point, Scatter scatter) {
     child.hit_kind = HitKind::unset;
     child.hair_lobe = scatter == Scatter::lambertian ? kHairLobeOfDiffuse : std::uint8_t{0};
     child.scatter = scatter;
+    child.last_spread = is_specular(scatter) ? ray.last_spread : scatter;
     child.prior_scatter = ray.scatter == scatter ? ray.prior_scatter : ray.scatter;
     child.thread = ray.thread;
     child.depth = static_cast<std::uint8_t>(ray.depth + 1);
@@ -78,22 +81,31 @@ Ray spawn_child(const Ray& ray, const SurfacePoint& point, Scatter scatter) {
     child.specular_bounces = ray.specular_bounces;
     count_bounce(child, scatter);
     if (!is_specular(scatter)) child.cursor.dimension += 2;
+    if (ray.cursor.path != 0)
+        child.cursor.path = path_of_bounce(ray.cursor, static_cast<std::uint32_t>(scatter));
     child.photon = ray.photon;
     child.photon_caustic = ray.photon_caustic;
     return child;
 }
 
-bool sample_diffuse(SampleCursor cursor, const SurfacePoint& point, Scatter scatter,
+Vec2 bounce_pair(const SampleCursor& cursor, Scatter scatter) {
+    if (cursor.path != 0)
+        return draw_pair(cursor, numbered(Draw::bounce, static_cast<std::uint32_t>(scatter)));
+    SampleCursor read = cursor;
+    return next_pair(read);
+}
+
+bool sample_diffuse(const SampleCursor& cursor, const SurfacePoint& point, Scatter scatter,
                     Vec3& direction) {
-    Vec3 local = sample_cosine_local(next_pair(cursor));
+    Vec3 local = sample_cosine_local(bounce_pair(cursor, scatter));
     const float side = scatter == Scatter::transmissive ? -1.0f : 1.0f;
     local.z *= side;
     direction = from_frame(local, point.tangent, point.bitangent, point.normal);
     return side * dot(direction, point.geometric_normal) > 0.0f;
 }
 
-Vec3 sample_facet(SampleCursor cursor, const SurfacePoint& point) {
-    const Vec2 pair = next_pair(cursor);
+Vec3 sample_facet(const SampleCursor& cursor, const SurfacePoint& point) {
+    const Vec2 pair = bounce_pair(cursor, Scatter::glossy_reflection);
     return sample_ward_half_vector(pair.x, pair.y, point);
 }
 
@@ -111,9 +123,10 @@ Ray refracted_child(const Ray& ray, const SurfacePoint& point, Scatter scatter,
                     const FacetSplit& split, const Vec3& w) {
     Ray child = spawn_child(ray, point, scatter);
     child.direction = split.refracted;
+    leave_surface(child, point);
     child.weight = split.refracted_share * w;
     child.refraction = settle_index(ray.refraction * point.eta);
-    if (point.refraction_kind != Material::thin) return child;
+    if (point.refraction_kind != Material::thin || is_exact()) return child;
     child.scatter = ray.scatter;
     child.prior_scatter = ray.prior_scatter;
     child.source_point = ray.source_point;
@@ -124,6 +137,7 @@ Ray reflected_child(const Ray& ray, const SurfacePoint& point, Scatter scatter,
                     const FacetSplit& split, const Vec3& w) {
     Ray child = spawn_child(ray, point, scatter);
     child.direction = split.reflected;
+    leave_surface(child, point);
     child.weight = split.reflected_share * w;
     return child;
 }

@@ -10,13 +10,16 @@ namespace mh {
 // A child of the ray at the point for a bounce of this kind: all fields but direction and weight.
 Ray spawn_child(const Ray& ray, const SurfacePoint& point, Scatter scatter);
 
+// The pair from which a bounce of this kind takes its direction; the cursor stays where it is.
+Vec2 bounce_pair(const SampleCursor& cursor, Scatter scatter);
+
 // A direction of the cosine lobe, drawn from the cursor: about the normal (lambertian) or on the
 // far side (transmissive). False when it lies on the wrong side of the primitive.
-bool sample_diffuse(SampleCursor cursor, const SurfacePoint& point, Scatter scatter,
+bool sample_diffuse(const SampleCursor& cursor, const SurfacePoint& point, Scatter scatter,
                     Vec3& direction);
 
 // Facet normal of the glossy lobe, drawn from the cursor.
-Vec3 sample_facet(SampleCursor cursor, const SurfacePoint& point);
+Vec3 sample_facet(const SampleCursor& cursor, const SurfacePoint& point);
 
 // Where a smooth facet sends the light of a ray.
 struct FacetSplit {
@@ -31,8 +34,9 @@ struct FacetSplit {
 FacetSplit split_at_facet(const Ray& ray, const SurfacePoint& point, const Vec3& facet);
 FacetSplit split_at_surface(const Ray& ray, const SurfacePoint& point);
 
-// The children of a split; w is the weight of the layer. Behind a thin sheet the child counts as
-// sent by what had sent the ray: for the weights of light samples the sheet is not there.
+// The children of a split; w is the weight of the layer. Behind a thin sheet the classic estimator
+// counts the child as sent by what had sent the ray: for the weights of light samples the sheet is
+// not there.
 Ray refracted_child(const Ray& ray, const SurfacePoint& point, Scatter scatter,
                     const FacetSplit& split, const Vec3& w);
 Ray reflected_child(const Ray& ray, const SurfacePoint& point, Scatter scatter,

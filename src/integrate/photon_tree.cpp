@@ -4,6 +4,7 @@
 #include "integrate/photon_tree.h"
 
 #include "integrate/packed_direction.h"
+#include "math/axis.h"
 #include "math/stop.h"
 #include "math/threads.h"
 
@@ -37,19 +38,6 @@ struct Range {
 
 PhotonNode leaf(Range range) {
     return {range.first, 0.0f, 0, static_cast<std::uint32_t>(range.count) & 0x3FFFFFFFu};
-}
-
-float component(const Vec3& v, int axis) {
-    return axis == 0 ? v.x : axis == 1 ? v.y : v.z;
-}
-
-void set_component(Vec3& v, int axis, float value) {
-    (axis == 0 ? v.x : axis == 1 ? v.y : v.z) = value;
-}
-
-int longest_axis(const Vec3& size) {
-    if (size.x >= size.y && size.x >= size.z) return 0;
-    return size.y >= size.z ? 1 : 2;
 }
 
 Aabb bounds_of(const Construction& work, Range range) {

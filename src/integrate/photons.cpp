@@ -148,6 +148,7 @@ void add_diffuse(const Ray& ray, const SurfacePoint& point, Scatter scatter, con
     deposit(ray, ray.power * w);
     Ray child = spawn_child(ray, point, scatter);
     if (!sample_diffuse(ray.cursor, point, scatter, child.direction)) return;
+    leave_surface(child, point);
     child.weight = w;
     trace_photon(child);
 }

@@ -13,6 +13,7 @@
 #include "output/camera.h"
 #include "output/run_hooks.h"
 #include "output/whole_frames.h"
+#include "run/estimator.h"
 #include "run/types.h"
 
 #include <algorithm>
@@ -46,14 +47,27 @@ std::int64_t pixel_index(const Camera& camera, int x, int y) {
     return static_cast<std::int64_t>(camera.width) * y + x;
 }
 
-Ray primary_ray(const Camera& camera, const CameraPose& pose, int x, int y) {
+// The cursor of a pixel's path, and the place of its ray within the pixel.
+SampleCursor first_cursor(const Camera& camera, int x, int y, Vec2& jitter) {
+    if (is_exact()) {
+        const SampleCursor cursor =
+            pixel_cursor(static_cast<std::uint64_t>(RendererSettings.seed), x, y, CurrentSample,
+                         static_cast<std::uint32_t>(camera.sample));
+        jitter = draw_pair(cursor, Draw::pixel);
+        return cursor;
+    }
     const Vec2 rotation = PixelPattern[kPatternSize * (y % kPatternSize) + x % kPatternSize];
-    const float jitter_x = random_unit();
-    const float jitter_y = random_unit();
+    jitter.x = random_unit();
+    jitter.y = random_unit();
+    return {.rotation_u = rotation.x, .rotation_v = rotation.y};
+}
+
+Ray primary_ray(const Camera& camera, const CameraPose& pose, int x, int y) {
     Ray ray;
-    ray.cursor = {rotation.x, rotation.y, 0, 0};
+    Vec2 jitter;
+    ray.cursor = first_cursor(camera, x, y, jitter);
     ray.origin = pose.position;
-    ray.direction = primary_direction(camera, pose, x, y, {jitter_x, jitter_y});
+    ray.direction = primary_direction(camera, pose, x, y, jitter);
     ray.refraction = camera.ior;
     ray.sample_divisor = camera.sample;
     ray.thread = static_cast<std::uint8_t>(thread_number());

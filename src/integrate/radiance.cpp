@@ -9,10 +9,12 @@
 #include "integrate/run_context.h"
 #include "lights/gaffer.h"
 #include "lights/geometry_light.h"
+#include "lights/light_sampling.h"
 #include "lights/sky_light.h"
 #include "math/stop.h"
 #include "output/aov.h"
 #include "output/camera.h"
+#include "run/estimator.h"
 #include "run/types.h"
 #include "shading/evaluate.h"
 #include "shading/media.h"
@@ -30,12 +32,13 @@ constexpr float kDistanceMargin = 1e-6f;
 
 bool path_has_ended(const Ray& ray) {
     if (ray.depth >= std::min(RendererSettings.ray_depth, kDeepest)) return true;
-    return !any_above(ray.weight, kNothing) || stack_is_low(ray) || stop_requested();
+    return !carries_light(ray.weight) || stack_is_low(ray) || stop_requested();
 }
 
 // Whether a gather ray stops here and takes the density estimate for the light of the surface.
 bool ends_in_density(const Ray& ray) {
     if (!RendererSettings.final_gather || !ray.hit_in_root) return false;
+    if (is_exact() && !is_face(ray.hit_kind)) return false; // nothing but faces has cells
     if (ray.diffuse_bounces >= RendererSettings.bounce) return true;
     return ray.diffuse_bounces != 0 && ray.distance > RendererSettings.distance + kDistanceMargin;
 }
@@ -92,28 +95,67 @@ Vec3 attenuated(const Vec3& light, const Ray& ray) {
     return light * medium_attenuation(medium, ray.distance);
 }
 
+// Chance by which a path of the exact estimator is kept: after three bounces paths that carry little
+// light are thinned out, and what is left counts for all [ArvoKirk90].
+float survival(const Ray& ray) {
+    constexpr int kSafeBounces = 3;
+    constexpr float kFullWeight = 0.25f; // paths of this throughput are not thinned
+    if (!is_exact() || ray.depth <= kSafeBounces) return 1.0f;
+    return std::min(max_channel(ray.weight) / kFullWeight, 1.0f);
+}
+
+// Whether the path goes on; its weight then counts for those that do not.
+bool survives(Ray& ray, float chance) {
+    if (chance >= 1.0f) return true;
+    if (!(draw_pair(ray.cursor, Draw::survival).x < chance)) return false;
+    ray.weight = ray.weight / chance;
+    return true;
+}
+
+// Rays of this frame from the hit; see SentRays.
+SentRays plan_rays(const Ray& ray, const SurfacePoint& point) {
+    SentRays rays;
+    const auto of_frame = [&](std::int32_t sample) {
+        const SampleLoop loop = first_hit_loop(ray, point, sample);
+        return static_cast<std::int32_t>(loop.count / loop.stride);
+    };
+    if (spread_bounces(ray) == 0)
+        rays = {of_frame(RendererSettings.bounce_samples), of_frame(GeometryLight.sample),
+                of_frame(SkyLight.sample)};
+    if (ray.depth + 1 >= std::min(RendererSettings.ray_depth, kDeepest)) rays.bounces = 0;
+    return rays;
+}
+
 void write_aovs(const Ray& ray, const SurfacePoint& point, const LightSplit& parts,
                 const Vec3& emission) {
     Camera* camera = ActiveCamera();
     if (camera != nullptr) write_first_hit_aovs(*camera, ray, point, parts, emission);
 }
 
-} // namespace
-
-Vec3 radiance(Ray& ray) {
-    if (path_has_ended(ray)) return {};
+Vec3 radiance_of_survivor(Ray& ray) {
     if (!closest_hit(ray)) return sky_radiance(ray);
     SurfacePoint point;
     point.use_density = ends_in_density(ray);
     if (!point.use_density && is_lost(ray)) return {};
     build_surface_point(ray, point);
     evaluate_layers(ray, point);
+    if (is_exact()) point.rays = plan_rays(ray, point);
     const LightSplit parts = scattered_light(ray, point);
     const Vec3 emission = surface_emission(ray, point, density_estimate(ray, point));
     if (ray.depth == 0) write_aovs(ray, point, parts, emission);
     const Vec3 sum = parts.to_lambertian + parts.to_transmissive + parts.to_glossy
                      + parts.to_specular + emission;
     return attenuated(sum, ray);
+}
+
+} // namespace
+
+Vec3 radiance(Ray& ray) {
+    if (path_has_ended(ray)) return {};
+    const float chance = survival(ray);
+    if (!survives(ray, chance)) return {};
+    const Vec3 value = radiance_of_survivor(ray);
+    return chance < 1.0f ? value / chance : value;
 }
 
 } // namespace mh

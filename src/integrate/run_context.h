@@ -5,6 +5,7 @@
 
 #include "hit/ray.h"
 #include "output/camera.h"
+#include "run/estimator.h"
 #include "run/types.h"
 
 #include <cstdint>
@@ -21,6 +22,12 @@ inline float camera_ior() {
 inline bool within_bounces(const Ray& ray) {
     const int spread = spread_bounces(ray);
     return spread == 0 || spread < RendererSettings.bounce;
+}
+
+// Whether a path of this throughput goes on: above the threshold in some channel, or, in the exact
+// estimator, which thins its paths by chance, above 0.
+inline bool carries_light(const Vec3& weight) {
+    return any_above(weight, is_exact() ? 0.0f : kNothing);
 }
 
 struct RayCounts {

@@ -4,6 +4,8 @@
 #include "lights/geometry_light.h"
 
 #include "lights/emitters.h"
+#include "lights/lamp_samples.h"
+#include "lights/lamps.h"
 #include "lights/light_shot.h"
 #include "lights/sky_light.h"
 #include "math/frame.h"
@@ -12,6 +14,7 @@
 #include "math/sampling.h"
 #include "output/aov.h"
 #include "output/camera.h"
+#include "run/estimator.h"
 #include "run/report.h"
 #include "run/types.h"
 #include "shading/evaluate.h"
@@ -64,6 +67,7 @@ void build_table() {
         GeometryLight.sample = 0;
         return;
     }
+    if (is_exact()) return;
     GeometryLight.samples.resize(kLightSamples);
     CreateSampler(GeometryLight.table, kLightSamples);
     for (int i = 0; i < kLightSamples; ++i)
@@ -80,15 +84,6 @@ void prefetch_sample(float u) {
     const auto near = static_cast<std::size_t>(u * size);
     __builtin_prefetch(GeometryLight.table.cdf.data() + near);
     __builtin_prefetch(GeometryLight.samples.data() + near);
-}
-
-// Images of one shader take each sample by the face that it lies on; the others take the sum.
-void add_to_filtered_aovs(const LightShot& shot, std::int32_t shader, const LightSplit& one) {
-    const float share = shot.count == 0
-                            ? 1.0f
-                            : static_cast<float>(camera_frames()) / static_cast<float>(shot.count);
-    for (Aov& aov : GeometryLight.aov_list)
-        if (aov.shader == shader) add_light_aov(aov, shot.ray, shot.point, one, share);
 }
 
 void add_geometry_sample(const LightShot& shot, LightSplit& sum) {
@@ -119,10 +114,9 @@ void add_geometry_sample(const LightShot& shot, LightSplit& sum) {
     const Arrival arrival = {
         direction, passed * face.emission * (cos_light / (square * kLightSamples * face.share)),
         samples * square / (cos_light * GeometryLight.area), bounces};
-    LightSplit one;
-    add_arrival(shot, response, arrival, one);
-    sum += one;
-    add_to_filtered_aovs(shot, face.shader, one);
+    const float frames = static_cast<float>(camera_frames());
+    const float share = looped ? frames / static_cast<float>(shot.count) : 1.0f;
+    add_face_arrival(shot, response, arrival, {face.shader, share}, sum);
 }
 
 bool is_specular(Scatter scatter) {
@@ -156,7 +150,7 @@ Vec3 emitted(const Ray& ray, const SurfacePoint& point) {
     const ShaderElement& element = element_of(*point.layer, Element::emissive);
     const bool window = point.layer->window;
     if (!window && element.color == Vec3{}) return {};
-    const float share = share_of_bounce(ray, point);
+    const float share = is_exact() ? lamp_bounce_share(ray, point) : share_of_bounce(ray, point);
     if (!(share > 0.0f)) return {};
     return share
            * (window ? sky_direction_radiance(ray.direction) : evaluate_element(element, point));
@@ -205,6 +199,7 @@ void InitializeGeometryLight() {
         GeometryLight.photon_power =
             splat(GeometryLight.area / static_cast<float>(GeometryLight.photons));
     build_table();
+    if (is_exact()) CollectLamps(GeometryLight.lamps);
     ResolveAovShaders(GeometryLight.aov_list);
     AllocateAovs(GeometryLight.aov_list);
     ReportLine("geometry light area  ", GeometryLight.area, "m x m");
@@ -218,10 +213,11 @@ void FinalizeGeometryLight() {
 }
 
 LightSplit direct_geometry(const Ray& ray, const SurfacePoint& point) {
-    if (GeometryLight.sample < 1 || GeometryLight.table.size == 0) return {};
+    const bool none = is_exact() ? GeometryLight.lamps.tree.empty() : GeometryLight.table.size == 0;
+    if (GeometryLight.sample < 1 || none) return {};
     if (!is_linked(GeometryLight.link, ray.hit_shader)) return {};
-    const LightSplit sum =
-        sum_light_samples(nullptr, ray, point, GeometryLight.sample, add_geometry_sample);
+    const AddSample add = is_exact() ? add_lamp_sample : add_geometry_sample;
+    const LightSplit sum = sum_light_samples(nullptr, ray, point, GeometryLight.sample, add);
     for (Aov& aov : GeometryLight.aov_list)
         if (aov.shader == kAnyShader) add_light_aov(aov, ray, point, sum, 1.0f);
     return sum;
@@ -243,7 +239,7 @@ void emit_geometry_photon(Ray& ray, std::int64_t number) {
     const float r = random_unit();
     const float u = static_cast<float>((static_cast<double>(number) + r) / GeometryLight.photons);
     EmitterPoint point;
-    const bool found = sample_emitter(u, ab, point);
+    const bool found = is_exact() ? sample_lamp_power(u, ab, point) : sample_emitter(u, ab, point);
     Vec3 tangent, bitangent;
     tangent_frame(point.normal, tangent, bitangent);
     // A step off the face, so that rounding does not let it stop its own light.

@@ -3,9 +3,13 @@
 #include "lights/light_shot.h"
 
 #include "accel/walk.h"
+#include "hit/surface_builder.h"
 #include "math/stop.h"
+#include "output/aov.h"
+#include "run/estimator.h"
 #include "run/types.h"
 #include "shading/hair_table.h"
+#include "shading/media.h"
 #include "shading/scattering.h"
 
 #include <array>
@@ -70,6 +74,21 @@ LightSplit sum_first_hit(const Light* light, const Ray& ray, const SurfacePoint&
     return sum;
 }
 
+// A frame's samples of a first hit, one stretch after the other along the pixel's sequence.
+LightSplit sum_exact_hit(const Light* light, const Ray& ray, const SurfacePoint& point,
+                         const SampleLoop& loop, AddSample add) {
+    const std::uint32_t count = loop.count / loop.stride;
+    LightSplit sum;
+    LightShot shot = shot_at_hit(light, ray, point);
+    shot.count = count;
+    for (std::uint32_t i = 0; i < count; ++i) {
+        shot.cursor = in_stretch(ray.cursor, CurrentSample * count + i, loop.count);
+        add_sample(shot, add, sum);
+    }
+    scale(sum, 1.0f / static_cast<float>(count));
+    return sum;
+}
+
 const HairTable& hair_table(std::int32_t shader) {
     return Shaders[static_cast<std::size_t>(shader)].hair_table;
 }
@@ -85,6 +104,11 @@ float hair_bounce_density(const Ray& ray, const SurfacePoint& source) {
     return ray.hair_lobe < of_lobe.size() ? of_lobe[ray.hair_lobe] : 0.0f;
 }
 
+float glossy_density(const SurfacePoint& source, const Vec3& direction) {
+    return is_exact() ? facet_density(source.outgoing, direction, source)
+                      : ward_lobe(source.outgoing, direction, source);
+}
+
 // Density with which the bounce that made the ray chose its direction.
 float bounce_density(const Ray& ray) {
     const SurfacePoint& source = *ray.source_point;
@@ -92,7 +116,7 @@ float bounce_density(const Ray& ray) {
     switch (ray.scatter) {
     case Scatter::lambertian: return dot(ray.direction, source.normal) * kInversePi;
     case Scatter::transmissive: return -dot(ray.direction, source.normal) * kInversePi;
-    case Scatter::glossy_reflection: return ward_lobe(source.outgoing, ray.direction, source);
+    case Scatter::glossy_reflection: return glossy_density(source, ray.direction);
     case Scatter::none:
     case Scatter::glossy_refraction:
     case Scatter::specular_reflection:
@@ -136,6 +160,16 @@ void add_to_hair(const LightShot& shot, const Arrival& arrival, LightSplit& sum)
     sum.to_glossy += light * (lobes[0] * weight.x + lobes[1] * weight.y + lobes[2] * weight.z);
 }
 
+// The lobe of the bounces: mirrored facets, of which those below the surface are drawn again. The
+// factor 4 pi of the classic lobe is taken out.
+void add_exact_lobe(const SurfacePoint& point, const Vec3& direction, Response& response) {
+    response.glossy = 0.0f;
+    if (!(dot(direction, point.geometric_normal) > 0.0f)) return;
+    response.lobe = facet_density(point.outgoing, direction, point);
+    if (response.lobe > 0.0f)
+        response.glossy = 0.25f * static_cast<float>(facets_until_reflection(point));
+}
+
 } // namespace
 
 bool diffuses(const SurfacePoint& point) {
@@ -145,7 +179,9 @@ bool diffuses(const SurfacePoint& point) {
 LightSplit sum_light_samples(const Light* light, const Ray& ray, const SurfacePoint& point,
                              std::int32_t sample, AddSample add) {
     if (spread_bounces(ray) > 0) return take_one_sample(light, ray, point, add);
-    return sum_first_hit(light, ray, point, first_hit_loop(ray, point, sample), add);
+    const SampleLoop loop = first_hit_loop(ray, point, sample);
+    return is_exact() ? sum_exact_hit(light, ray, point, loop, add)
+                      : sum_first_hit(light, ray, point, loop, add);
 }
 
 LightSplit take_one_sample(const Light* light, const Ray& ray, const SurfacePoint& point,
@@ -172,7 +208,9 @@ bool complete_response(const LightShot& shot, const Vec3& direction, Response& r
     if (!point.lambertian_active || !(response.lambertian > 0.0f)) response.lambertian = 0.0f;
     if (!point.transmissive_active || !(response.transmissive > 0.0f)) response.transmissive = 0.0f;
     const bool shines = point.glossy_active && point.reflectance != 0.0f;
-    if (shines && response.glossy > 0.0f)
+    if (shines && is_exact())
+        add_exact_lobe(point, direction, response);
+    else if (shines && response.glossy > 0.0f)
         response.lobe = ward_lobe(point.outgoing, direction, point);
     return response.lambertian > 0.0f || response.transmissive > 0.0f || response.lobe > 0.0f;
 }
@@ -184,8 +222,17 @@ Vec3 transparency(const LightShot& shot, const Vec3& direction, float distance, 
     shadow.source_primitive = shot.target_primitive;
     shadow.hit_kind = light_kind;
     shadow.hit_primitive = light_primitive;
+    leave_surface(shadow, shot.target);
     shadow_query(shadow);
-    return any_above(shadow.weight, kNothing) ? shadow.weight : Vec3{};
+    if (!any_above(shadow.weight, kNothing)) return {};
+    return is_exact() && distance < kFar ? medium_attenuation(SkyLight.medium, distance)
+                                         : shadow.weight;
+}
+
+Vec2 light_pair(const LightShot& shot, Draw draw) {
+    if (shot.cursor.path != 0) return draw_pair(shot.cursor, draw);
+    SampleCursor cursor = shot.cursor;
+    return next_pair(cursor);
 }
 
 void add_arrival(const LightShot& shot, const Response& response, const Arrival& arrival,
@@ -194,6 +241,15 @@ void add_arrival(const LightShot& shot, const Response& response, const Arrival&
         add_to_hair(shot, arrival, sum);
     else
         add_to_surface(shot, response, arrival, sum);
+}
+
+void add_face_arrival(const LightShot& shot, const Response& response, const Arrival& arrival,
+                      const FaceSample& face, LightSplit& sum) {
+    LightSplit one;
+    add_arrival(shot, response, arrival, one);
+    sum += one;
+    for (Aov& aov : GeometryLight.aov_list)
+        if (aov.shader == face.shader) add_light_aov(aov, shot.ray, shot.point, one, face.share);
 }
 
 bool is_weighed(Scatter scatter) {
@@ -207,6 +263,16 @@ float bounce_share(const Ray& ray, std::int32_t sample, float light_density) {
     if (spread_bounces(ray) > 1) return balance(density, light_density);
     return balance(static_cast<float>(RendererSettings.bounce_samples) * density,
                    static_cast<float>(sample) * light_density);
+}
+
+float exact_bounce_share(const Ray& ray, std::int32_t samples, float light_density) {
+    const auto bounces = static_cast<float>(ray.source_point->rays.bounces);
+    return balance(bounces * bounce_density(ray), static_cast<float>(samples) * light_density);
+}
+
+bool competes_with_samples(const Ray& ray) {
+    return spread_bounces(ray) > 0 && is_weighed(ray.scatter) && outside_solids(ray)
+           && ray.source_point != nullptr;
 }
 
 } // namespace mh

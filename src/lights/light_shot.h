@@ -7,6 +7,8 @@
 #include "lights/light_sampling.h"
 #include "lights/types.h"
 
+#include <algorithm>
+
 namespace mh {
 
 // One sample: which light, where it arrives, and its place in the sequence.
@@ -18,9 +20,16 @@ struct LightShot {
     Vec3 jump;                  // colour weight of that jump
     std::int32_t target_primitive;
     HitKind target_kind;
-    SampleCursor cursor;     // index of the sample, at the ray's dimension
-    std::uint32_t count = 0; // samples of a first-hit loop over the whole run; 0 for a deep hit
+    SampleCursor cursor; // index of the sample, at the ray's dimension
+    // Samples of a first-hit loop: over the whole run, of the exact estimator in this frame; 0 for a
+    // deep hit.
+    std::uint32_t count = 0;
 };
+
+// Samples that the exact estimator takes at the hit in this frame.
+inline float exact_count(const LightShot& shot) {
+    return static_cast<float>(std::max(shot.count, 1u));
+}
 
 inline bool is_hair(const LightShot& shot) {
     return shot.ray.hit_kind == HitKind::hair;
@@ -65,7 +74,8 @@ bool sided_response(const LightShot& shot, const Vec3& direction, Response& resp
 bool complete_response(const LightShot& shot, const Vec3& direction, Response& response);
 
 // What passes between the target and a light in that direction; also ignores the primitive that
-// holds the light. Black below the threshold.
+// holds the light. Black below the threshold. The exact estimator also dims it by the medium that
+// fills all space, unless the light is at infinity.
 Vec3 transparency(const LightShot& shot, const Vec3& direction, float distance,
                   HitKind light_kind = HitKind::unset, std::int32_t light_primitive = -1);
 
@@ -73,12 +83,33 @@ Vec3 transparency(const LightShot& shot, const Vec3& direction, float distance,
 void add_arrival(const LightShot& shot, const Response& response, const Arrival& arrival,
                  LightSplit& sum);
 
+// Where light of a face comes from, and the share of the sample among those of the hit.
+struct FaceSample {
+    std::int32_t shader = 0;
+    float share = 1.0f;
+};
+
+// Adds an arrival from a face to the layers, and to the images of the geometry light that take its
+// shader alone; the others take the sum.
+void add_face_arrival(const LightShot& shot, const Response& response, const Arrival& arrival,
+                      const FaceSample& face, LightSplit& sum);
+
 // Bounces whose view of a light is weighed against the samples of their source point.
 bool is_weighed(Scatter scatter);
+
+// The pair of a sample: from the ray's dimension on, or from the purpose of the exact estimator.
+Vec2 light_pair(const LightShot& shot, Draw draw);
 
 // Share of a bounce, by its density and by the number of bounces of its source point, against
 // `sample` light samples of the given density for its direction. 0 for a direction that the bounce
 // could not have chosen. The ray has a source point.
 float bounce_share(const Ray& ray, std::int32_t sample, float light_density);
+
+// The same of the exact estimator: `samples` light samples a frame against the bounces a frame.
+float exact_bounce_share(const Ray& ray, std::int32_t samples, float light_density);
+
+// Whether light samples of the ray's source point could have found what the ray hits. If not, what
+// it hits counts in full.
+bool competes_with_samples(const Ray& ray);
 
 } // namespace mh

@@ -6,6 +6,7 @@
 #include "math/frame.h"
 #include "math/roots.h"
 #include "math/sampling.h"
+#include "run/estimator.h"
 
 #include <algorithm>
 #include <cmath>
@@ -26,6 +27,32 @@ float spot_falloff(const PointLight& light, const Vec3& away) {
 Vec3 emitting_point(const PointLight& light, SampleCursor cursor) {
     if (!(light.blur > 0.0f)) return light.position;
     return light.position + light.blur * sample_sphere(next_pair(cursor));
+}
+
+// A soft light as an evenly shining sphere, by directions of the cone that it fills, or by all of
+// them from within it [Wang92]. Its radiance is color / blur^2, times pi in the units of lights.
+void add_sphere_sample(const LightShot& shot, LightSplit& sum) {
+    const PointLight& light = static_cast<const PointLight&>(*shot.light);
+    const auto number = static_cast<std::uint32_t>(&light - PointLights.data());
+    const Vec2 uv = light_pair(shot, numbered(Draw::point_light, number));
+    const Vec3 v = light.position - shot.target.position;
+    const float square = dot(v, v), blur_square = light.blur * light.blur;
+    const bool inside = square <= blur_square;
+    const float sine_square = blur_square / square;
+    const float one_minus_cos =
+        inside ? 2.0f : sine_square / (1.0f + std::sqrt(1.0f - sine_square));
+    const Vec3 axis = unit_direction(v);
+    Vec3 tangent, bitangent;
+    tangent_frame(axis, tangent, bitangent);
+    const Vec3 direction =
+        from_frame(sample_cone_local(uv, one_minus_cos), tangent, bitangent, axis);
+    const float falloff = spot_falloff(light, -direction);
+    if (!(falloff > 0.0f)) return;
+    const float along = dot(v, direction);
+    const float half_chord = std::sqrt(std::max(blur_square - square + along * along, 0.0f));
+    const float distance = inside ? along + half_chord : along - half_chord;
+    const Vec3 value = light.color * (2.0f * falloff * one_minus_cos / blur_square);
+    add_analytic(shot, {direction, value}, distance, shot.count == 0, sum);
 }
 
 void add_point_sample(const LightShot& shot, LightSplit& sum) {
@@ -59,7 +86,8 @@ void PointLight::reset() {
 }
 
 LightSplit direct_point(PointLight& light, const Ray& ray, const SurfacePoint& point) {
-    return direct_analytic(light, ray, point, add_point_sample);
+    const bool sphere = is_exact() && light.blur > 0.0f;
+    return direct_analytic(light, ray, point, sphere ? add_sphere_sample : add_point_sample);
 }
 
 void PointLight::emit_photon(Ray& ray, std::int64_t index) const {

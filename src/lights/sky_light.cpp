@@ -4,12 +4,14 @@
 
 #include "accel/types.h"
 #include "lights/light_shot.h"
+#include "lights/sky_distribution.h"
 #include "lights/sky_map.h"
 #include "math/frame.h"
 #include "math/roots.h"
 #include "math/sampling.h"
 #include "output/aov.h"
 #include "output/camera.h"
+#include "run/estimator.h"
 #include "run/report.h"
 #include "run/types.h"
 #include "shading/images.h"
@@ -43,10 +45,11 @@ void build_map() {
         face.clear();
     SkyLight.sky_table = {};
     SkyLight.sky_samples = {};
+    SkyLight.distribution = {};
     const bool shines = any_above(SkyLight.color, kNothing);
-    if (shines && has_pixels(SkyLight.image)) BuildSkyMap();
+    if (shines && has_pixels(SkyLight.image)) is_exact() ? BuildSkyDistribution() : BuildSkyMap();
     if (!shines) SkyLight.photons = 0;
-    if (SkyLight.sky_table.size == 0) SkyLight.sample = 0;
+    if (SkyLight.sky_table.size == 0 && SkyLight.distribution.texels.empty()) SkyLight.sample = 0;
 }
 
 void report() {
@@ -119,19 +122,63 @@ void add_sky_sample(const LightShot& shot, LightSplit& sum) {
     add_arrival(shot, response, arrival, sum);
 }
 
+void add_exact_sky_sample(const LightShot& shot, LightSplit& sum) {
+    const SkyDraw sky = draw_sky(light_pair(shot, Draw::sky));
+    if (!(sky.density > 0.0f)) return;
+    Response response;
+    if (!sided_response(shot, sky.direction, response)) return;
+    const Vec3 passed = transparency(shot, sky.direction, kFar);
+    if (passed == Vec3{}) return;
+    const Arrival arrival = {sky.direction, passed * sky.radiance / (sky.density * kPi),
+                             exact_count(shot) * sky.density,
+                             static_cast<float>(shot.point.rays.bounces)};
+    add_arrival(shot, response, arrival, sum);
+}
+
+// What a ray that has spread sees of the exact estimator's sky, weighed against the samples that its
+// source point took.
+Vec3 exact_radiance_seen(const Ray& ray) {
+    if (spread_bounces(ray) == 0 || SkyLight.distribution.texels.empty())
+        return radiance_seen(ray, kNoTexel);
+    const Vec3 radiance = filtered_sky(ray.direction);
+    if (SkyLight.sample < 1 || !competes_with_samples(ray)) return radiance;
+    return exact_bounce_share(ray, ray.source_point->rays.sky, sky_density(ray.direction))
+           * radiance;
+}
+
+Vec3 classic_radiance_seen(const Ray& ray) {
+    const std::int32_t texel = texel_seen(ray);
+    const float share = share_of_bounce(ray, texel);
+    return share > 0.0f ? share * radiance_seen(ray, texel) : Vec3{};
+}
+
+// Light that a photon brings from its part of the sky.
+struct PhotonSource {
+    Vec3 direction, radiance;
+    float weight = 0.0f; // uniform density of directions over that of this one
+};
+
+PhotonSource exact_photon_source(std::uint32_t number) {
+    const SkyDraw sky = draw_sky({sequence_value(number, 0), sequence_value(number, 1)});
+    const float weight = sky.density > 0.0f ? 1.0f / (4.0f * kPi * sky.density) : 0.0f;
+    return {sky.direction, sky.radiance, weight};
+}
+
 // Direction to the sky of a photon, and its weight: 1 over the density of the direction, relative
 // to the uniform one.
-Vec3 photon_source(std::uint32_t number, float& weight) {
+PhotonSource photon_source(std::uint32_t number) {
+    if (!SkyLight.distribution.texels.empty()) return exact_photon_source(number);
     const float u = sequence_value(number, 0);
     if (SkyLight.sky_table.size == 0) {
-        weight = 1.0f;
-        return sample_sphere({u, sequence_value(number, 1)});
+        const Vec3 direction = sample_sphere({u, sequence_value(number, 1)});
+        return {direction, sky_direction_radiance(direction), 1.0f};
     }
     constexpr float kSmallestProbability = 1e-8f;
     const std::int32_t texel = pick(SkyLight.sky_table, u);
     const float share = probability(SkyLight.sky_table, texel);
-    weight = share < kSmallestProbability ? 0.0f : 1.0f / (share * float{kSkyTexels});
-    return sky_texel_direction(texel);
+    const float weight = share < kSmallestProbability ? 0.0f : 1.0f / (share * float{kSkyTexels});
+    const Vec3 direction = sky_texel_direction(texel);
+    return {direction, sky_direction_radiance(direction), weight};
 }
 
 } // namespace
@@ -190,10 +237,8 @@ Vec3 sky_lookup(const Ray& ray) {
 
 Vec3 sky_radiance(const Ray& ray) {
     if (!is_linked(SkyLight.link, ray.source_shader)) return {};
-    const std::int32_t texel = texel_seen(ray);
-    const float share = share_of_bounce(ray, texel);
-    if (!(share > 0.0f)) return {};
-    const Vec3 value = share * radiance_seen(ray, texel);
+    const Vec3 value = is_exact() ? exact_radiance_seen(ray) : classic_radiance_seen(ray);
+    if (value == Vec3{}) return {};
     if (ray.scatter == Scatter::none) return value;
     const Vec3 seen = value * ray.weight / static_cast<float>(ray.sample_divisor);
     for (Aov& aov : SkyLight.aov_list)
@@ -202,9 +247,10 @@ Vec3 sky_radiance(const Ray& ray) {
 }
 
 LightSplit direct_sky(const Ray& ray, const SurfacePoint& point) {
-    if (SkyLight.sample < 1 || SkyLight.sky_table.size == 0) return {};
+    if (SkyLight.sample < 1) return {};
     if (!is_linked(SkyLight.link, ray.hit_shader)) return {};
-    const LightSplit sum = sum_light_samples(nullptr, ray, point, SkyLight.sample, add_sky_sample);
+    const AddSample add = is_exact() ? add_exact_sky_sample : add_sky_sample;
+    const LightSplit sum = sum_light_samples(nullptr, ray, point, SkyLight.sample, add);
     add_light_aovs(SkyLight.aov_list, ray, point, sum);
     return sum;
 }
@@ -215,15 +261,15 @@ void emit_sky_photon(Ray& ray, std::int64_t number) {
     SampleCursor cursor;
     cursor.sample = static_cast<std::uint32_t>(number);
     cursor.dimension = kDirectionDimensions;
-    float weight = 0.0f;
-    const Vec3 d = photon_source(cursor.sample, weight);
+    const PhotonSource source = photon_source(cursor.sample);
+    const Vec3& d = source.direction;
     const Vec2 disk = concentric_disk(next_pair(cursor));
     Vec3 tangent, bitangent;
     tangent_frame(-d, tangent, bitangent);
     ray.origin = SceneCenter + SceneRadius * (disk.x * tangent + disk.y * bitangent + d);
     ray.direction = -d;
-    ray.power = sky_direction_radiance(d) * SkyLight.photon_power
-                * (weight / static_cast<float>(SkyLight.photons));
+    ray.power = source.radiance * SkyLight.photon_power
+                * (source.weight / static_cast<float>(SkyLight.photons));
     start_photon(ray, number, kDirectionDimensions + kDiskDimensions, SkyLight.ior, SkyLight.link);
     ray.photon_caustic = false; // rays find the sky through glass by themselves
     if (!any_above(ray.power, 0.0f)) ray.weight = {};

@@ -128,6 +128,14 @@ void BuildSkyMap() {
             probability(SkyLight.sky_table, texel);
 }
 
+float sky_edge(int line) {
+    return warp(1.0f - static_cast<float>(line) / kHalfFace);
+}
+
+Vec3 sky_cube_direction(int face, float a, float b) {
+    return cube_direction(kFaceAxes[static_cast<std::size_t>(face)], a, b);
+}
+
 Vec3 sky_face_direction(int face, float x, float y) {
     return cube_direction(kFaceAxes[static_cast<std::size_t>(face)], warp(1.0f - x / kHalfFace),
                           warp(1.0f - y / kHalfFace));

@@ -22,6 +22,12 @@ Vec3 sky_image_radiance(const Vec2& uv);
 // Filters the image into the faces, keeps the radiance of the texels' corners and fills the table. An image that is black leaves the table empty.
 void BuildSkyMap();
 
+// Coordinate on the cube, from 1 down to -1, of a face's line between texels, 0 to kSkyFaceSize.
+float sky_edge(int line);
+
+// Unit direction of a point of a face by its cube coordinates a (along a row) and b.
+Vec3 sky_cube_direction(int face, float a, float b);
+
 // Direction of the corner of a texel that the table was picked for.
 Vec3 sky_texel_direction(std::int32_t texel);
 

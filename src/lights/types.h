@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "math/box.h"
 #include "math/constants.h"
 #include "math/discrete_sampler.h"
 #include "math/matrix.h"
@@ -17,6 +18,7 @@
 
 namespace mh {
 
+struct Part;
 struct Ray;
 
 // Shaders that a light reaches; no indices, once the names are resolved, means all of them.
@@ -72,6 +74,20 @@ struct SkySample {
     float share = 0.0f; // probability of being picked
 };
 
+// Texel of the sky of the exact estimator.
+struct SkyTexel {
+    Vec3 radiance;        // mean over its solid angle
+    float density = 0.0f; // of samples, per area of the cube from -1 to 1
+};
+
+// The sky of the exact estimator, filtered, and what samples are drawn from: first a row of texels
+// of all faces, then a column.
+struct SkyDistribution {
+    std::vector<SkyTexel> texels; // one per texel of the map; empty without an image
+    DiscreteSampler rows;
+    std::vector<float> columns; // of each row the running shares, the last one 1
+};
+
 // Light around the scene at infinite distance: an image or a colour.
 struct SkyLightRecord {
     ShaderElement sampler;                          // look-up settings of the image
@@ -80,6 +96,7 @@ struct SkyLightRecord {
     std::array<std::vector<Rgbe>, kSkyFaces> faces; // the map; empty without an image
     DiscreteSampler sky_table;                      // over the texels of the map
     std::vector<SkySample> sky_samples;             // one per texel
+    SkyDistribution distribution;                   // exact estimator, in place of the three above
     Mat3 to_sky;                                    // rows: east, north, up
     Mat3 from_sky;                                  // inverse
     Vec3 north = {0.0f, 1.0f, 0.0f};
@@ -116,6 +133,39 @@ struct LightSample {
     std::int32_t face = 0; // in GeometryLightRecord::faces
 };
 
+// A face that emits, on one of its sides, in the scene.
+struct Lamp {
+    Vec3 corner, edge_u, edge_v; // of a triangle, or of a parallelogram
+    Vec3 normal;                 // unit, of the side that emits
+    Vec3 emission;               // radiance; the mean over the face where an image emits
+    float area = 0.0f;
+    const Part* part = nullptr;
+    std::uint32_t primitive = 0;
+    std::uint32_t shader = 0;
+    bool triangle = true;
+    bool rectangle = false;
+    bool front = true;    // which side emits
+    bool sampled = false; // some layer is a virtual light
+    bool even = false;    // the emission is that of every point and direction
+};
+
+// Lamps under one another: bounds of where they are, where they shine and how much.
+struct LampNode {
+    Aabb box;
+    Vec3 axis;                // middle of the normals
+    float cos_spread = 1.0f;  // of the largest angle between the axis and a normal
+    float power = 0.0f;       // emission times area, over all lamps
+    std::int32_t second = -1; // inner: the second child, the first one is next to the node
+    std::int32_t lamp = -1;   // leaf: in LampSet::lamps
+};
+
+// All emitting faces, as the exact estimator draws from them.
+struct LampSet {
+    std::vector<Lamp> lamps;
+    std::vector<LampNode> tree; // over those that light samples may find; the root at 0
+    DiscreteSampler by_power;   // for photons
+};
+
 // All emissive surfaces of the scene as one light.
 struct GeometryLightRecord {
     std::int32_t sample = 0; // 0 turns direct sampling off
@@ -125,6 +175,7 @@ struct GeometryLightRecord {
     std::vector<LightSample> samples;
     std::vector<LightFace> faces; // the first is that of samples where nothing is emitted
     DiscreteSampler table;
+    LampSet lamps; // exact estimator, in place of the three above
     LightLink link;
     std::vector<Aov> aov_list;
 };

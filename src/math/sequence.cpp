@@ -12,6 +12,7 @@ namespace mh {
 namespace {
 
 constexpr int kPrimeCount = 1024;
+constexpr std::uint32_t kCurveTile = 128; // pixels along an edge of what one curve visits
 
 std::array<std::uint32_t, kPrimeCount> primes;
 
@@ -35,6 +36,14 @@ void fill_tables() {
     }
 }
 
+// The lower 7 bits of a coordinate, spread to every other bit.
+std::uint32_t spread_bits(std::uint32_t x) {
+    x &= kCurveTile - 1;
+    x = (x | x << 4) & 0x0F0Fu;
+    x = (x | x << 2) & 0x3333u;
+    return (x | x << 1) & 0x5555u;
+}
+
 } // namespace
 
 float HaltonTable[kTableDimensions][kTableSamples];
@@ -50,6 +59,17 @@ void FillPixelPattern() {
         pair.x = random_unit();
         pair.y = random_unit();
     }
+}
+
+// The order is that of a Morton curve [Morton66], which the scrambling of the sequence shuffles.
+SampleCursor pixel_cursor(std::uint64_t seed, int x, int y, std::uint32_t frame,
+                          std::uint32_t frames) {
+    const auto column = static_cast<std::uint32_t>(x), row = static_cast<std::uint32_t>(y);
+    const std::uint64_t tile = derive_key(derive_key(seed, column / kCurveTile), row / kCurveTile);
+    SampleCursor cursor;
+    cursor.path = static_cast<std::uint32_t>(tile) | 1u;
+    cursor.pixel_order = spread_bits(column) | spread_bits(row) << 1;
+    return in_stretch(cursor, frame, frames);
 }
 
 float radical_inverse(std::uint32_t sample, std::uint32_t dimension) {

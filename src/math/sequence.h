@@ -1,10 +1,15 @@
-// The Halton sequence [Halton60] that all bounces and lights draw from, rotated per pixel
-// [CranleyPatterson76], and the 16 by 16 tile of rotations.
+// The points that bounces and lights draw from. Classic estimator: the Halton sequence [Halton60],
+// rotated per pixel [CranleyPatterson76] by a 16 by 16 tile of rotations. Exact estimator: a Sobol
+// sequence for every purpose of every bounce, of which each pixel takes a stretch.
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "math/hash.h"
+#include "math/sobol.h"
 #include "math/vec3.h"
 
+#include <algorithm>
+#include <bit>
 #include <cstdint>
 
 namespace mh {
@@ -15,7 +20,55 @@ struct SampleCursor {
     float rotation_v = 0.0f; // offset of odd dimensions, in [0, 1)
     std::uint32_t sample = 0;
     std::uint32_t dimension = 0;
+    std::uint32_t path = 0;        // exact estimator: key of the bounces so far; 0 in the classic
+    std::uint32_t first = 0;       // index of the pixel's first point in the sequence
+    std::uint32_t pixel_order = 0; // of the pixel along the curve that visits all pixels
 };
+
+// What a pair of the exact estimator is drawn for. Each has a sequence of its own at every bounce.
+enum class Draw : std::uint32_t {
+    pixel,
+    layer,
+    bounce, // and the following values: one for each kind of bounce
+    hair_offset = 16,
+    lamp,
+    lamp_place,
+    sky,
+    survival,
+    point_light = 1 << 16, // and the following values, one for each
+    parallel_light = 1 << 24,
+};
+
+constexpr Draw numbered(Draw first, std::uint32_t number) {
+    return static_cast<Draw>(static_cast<std::uint32_t>(first) + number);
+}
+
+// The pair of the exact estimator at the cursor for this purpose.
+constexpr Vec2 draw_pair(const SampleCursor& cursor, Draw draw) {
+    const std::uint64_t key = derive_key(cursor.path, static_cast<std::uint64_t>(draw));
+    return scrambled_pair(cursor.first + cursor.sample, key);
+}
+
+// A cursor over a pixel's samples: `count` of them, of which this is number `sample`. Stretches of
+// the sequence that start at multiples of a power of two are even in themselves, and together with
+// those of the neighbours on the curve [AhmedWonka20].
+constexpr SampleCursor in_stretch(SampleCursor cursor, std::uint32_t sample, std::uint32_t count) {
+    constexpr std::uint32_t kLongest = 18; // bits of a stretch, 14 more are those of the curve
+    const auto bits = std::min(static_cast<std::uint32_t>(std::bit_width(count - 1)), kLongest);
+    cursor.first = cursor.pixel_order << bits;
+    cursor.sample = sample;
+    return cursor;
+}
+
+// The cursor of a pixel's first ray: frame number `frame` of `frames`.
+SampleCursor pixel_cursor(std::uint64_t seed, int x, int y, std::uint32_t frame,
+                          std::uint32_t frames);
+
+// The path of a bounce of this kind from the cursor's.
+constexpr std::uint32_t path_of_bounce(const SampleCursor& cursor, std::uint32_t kind) {
+    const std::uint64_t key = derive_key(cursor.path, std::uint64_t{256} + kind);
+    return static_cast<std::uint32_t>(key) | 1u; // 0 marks the classic estimator
+}
 
 constexpr int kPatternSize = 16;
 
@@ -65,7 +118,10 @@ inline Vec2 next_pair(SampleCursor& cursor) {
 // The rotations of base with another position.
 constexpr SampleCursor cursor_at(const SampleCursor& base, std::uint32_t sample,
                                  std::uint32_t dimension) {
-    return {base.rotation_u, base.rotation_v, sample, dimension};
+    return {.rotation_u = base.rotation_u,
+            .rotation_v = base.rotation_v,
+            .sample = sample,
+            .dimension = dimension};
 }
 
 } // namespace mh

@@ -4,6 +4,7 @@
 
 #include "math/input_file.h"
 #include "math/name_index.h"
+#include "run/estimator.h"
 #include "run/report.h"
 #include "shading/image_reader.h"
 
@@ -73,7 +74,8 @@ bool LoadImage(Image& image, FloatStorage storage) {
         return false;
     }
     image.loaded = true;
-    const std::string fault = ReadImageFile(file, image, storage);
+    const FloatStorage kept = is_exact() ? FloatStorage::floats : storage;
+    const std::string fault = ReadImageFile(file, image, kept);
     if (!fault.empty()) ReportError("image - " + file + "\t" + fault);
     return image.width > 0;
 }

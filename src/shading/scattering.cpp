@@ -5,6 +5,7 @@
 
 #include "math/constants.h"
 #include "math/frame.h"
+#include "math/random.h"
 #include "math/roots.h"
 
 #include <algorithm>
@@ -56,6 +57,40 @@ Vec3 sample_ward_half_vector(float u, float v, const SurfacePoint& point) {
     const float s = std::sin(theta);
     return from_frame({s * across_normal.x, s * across_normal.y, std::cos(theta)}, point.tangent,
                       point.bitangent, point.normal);
+}
+
+float facet_density(const Vec3& outgoing, const Vec3& incoming, const SurfacePoint& point) {
+    const Vec3 h = unit_direction(outgoing + incoming);
+    const float hn = std::fabs(dot(h, point.normal));
+    const float ht = dot(h, point.tangent) / point.roughness_u;
+    const float hb = dot(h, point.bitangent) / point.roughness_v;
+    const float hn2 = hn * hn;
+    const float area = point.roughness_u * point.roughness_v * hn2 * hn;
+    const float denominator = 4.0f * kPi * area * std::fabs(dot(h, outgoing));
+    if (!(denominator > 0.0f)) return 0.0f;
+    return std::exp(-(ht * ht + hb * hb) / hn2) / denominator;
+}
+
+Vec3 random_facet(const SurfacePoint& point) {
+    const float u = random_unit();
+    const float v = random_unit();
+    return sample_ward_half_vector(u, v, point);
+}
+
+int facets_until_reflection(const SurfacePoint& point) {
+    constexpr float kSurely = 16.0f; // -ln of the share of facets that is neglected
+    const float widest = std::max(point.roughness_u, point.roughness_v);
+    // A facet mirrors to the outer side while its slope is below that of half the viewer's height.
+    const float cosine = dot(point.outgoing, point.geometric_normal);
+    const float slope = cosine / (1.0f + safe_root(1.0f - cosine * cosine));
+    const bool flat = point.normal == point.geometric_normal;
+    if (flat && slope * slope > kSurely * widest * widest) return 1;
+    for (int i = 1; i < kMostFacets; ++i) {
+        const Vec3 h = random_facet(point);
+        const Vec3 mirrored = 2.0f * dot(h, point.outgoing) * h - point.outgoing;
+        if (dot(mirrored, point.geometric_normal) > 0.0f) return i;
+    }
+    return kMostFacets;
 }
 
 // The part of a lambertian cylinder that is both lit and seen [KajiyaKay89], as a function of the

@@ -8,6 +8,13 @@
 
 namespace mh {
 
+// How many rays the exact estimator sends from a hit in this frame; the weights of light samples
+// against bounces follow from them.
+struct SentRays {
+    std::int32_t bounces = 1; // of each layer; 0 where paths end
+    std::int32_t lamps = 1, sky = 1;
+};
+
 struct SurfacePoint {
     // Written by the builder of the primitive's kind.
     Vec3 tangent, bitangent, normal; // shading frame; normal faces the viewer on the front side
@@ -15,6 +22,7 @@ struct SurfacePoint {
     Vec3 position;
     Vec3 outgoing; // towards the viewer
     Vec2 uv;
+    float rounding = 0.0f; // how far the position may lie off the surface; exact estimator
     float roughness_u = 1e-6f, roughness_v = 1e-6f; // along tangent and bitangent
 
     // Written by the evaluation of the layers.
@@ -25,6 +33,7 @@ struct SurfacePoint {
     float cos_outgoing = 0.0f;  // outgoing . normal
     float hair_width = 0.0f;    // radius of the hair at the hit, scene units
     const SurfaceLayer* layer = nullptr;
+    SentRays rays;            // exact estimator
     bool use_density = false; // a gather path ends here and reads the density estimate
     Material refraction_kind = Material::opaque;
     bool lambertian_active = false; // the colour exceeds 1/1024 in some channel

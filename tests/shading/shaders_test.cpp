@@ -3,6 +3,7 @@
 #include "shading/shaders.h"
 
 #include "hit/surface_builder.h"
+#include "math/random.h"
 #include "support/expect.h"
 #include "support/fresh_scene.h"
 #include "support/replay.h"
@@ -91,14 +92,14 @@ TEST(PickLayer, FollowsTheWeights) {
     std::array<int, 4> counts = {};
     constexpr int kDraws = 40000;
     for (int i = 0; i < kDraws; ++i)
-        ++counts[static_cast<std::size_t>(pick_layer(shader, {}, false))];
+        ++counts[static_cast<std::size_t>(pick_layer(shader, {}, false, random_unit()))];
     EXPECT_NEAR(counts[0], kDraws / 4, 350); // four standard deviations
     EXPECT_EQ(counts[1], 0);
     EXPECT_EQ(counts[0] + counts[2], kDraws);
     // Absurd weights, but an entry comes back.
     for (const std::size_t layer : {0u, 1u, 2u})
         slot(shader, Element::weight, layer).color = splat(-1.0f);
-    EXPECT_LT(static_cast<unsigned>(pick_layer(shader, {}, false)), 3u);
+    EXPECT_LT(static_cast<unsigned>(pick_layer(shader, {}, false, random_unit())), 3u);
 }
 
 TEST(FindShader, AgreesWithASearchWhileShadersComeGoAndChangeTheirNames) {

@@ -1,0 +1,200 @@
+// Sampling of triangles and parallelograms by solid angle.
+// SPDX-License-Identifier: MIT
+#include "lights/lamp_shape.h"
+
+#include "math/constants.h"
+#include "math/roots.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace mh {
+
+namespace {
+
+// Below this many steradians points are drawn by area: the density varies little there, and angles
+// lose their digits.
+constexpr float kSmallestAngle = 0.03f;
+
+Vec3 direction_to(const Vec3& from, const Vec3& to) {
+    return unit_direction(to - from);
+}
+
+float arc_cosine_of(float x) {
+    return std::acos(std::clamp(x, -1.0f, 1.0f));
+}
+
+// Angle of a spherical triangle at a, between the arcs to b and to c.
+float corner_angle(const Vec3& a, const Vec3& b, const Vec3& c) {
+    const Vec3 ab = cross(a, b), ac = cross(a, c);
+    return std::atan2(length(cross(ab, ac)), dot(ab, ac));
+}
+
+// The direction on the arc from a to c at cosine q with a.
+Vec3 along_arc(const Vec3& a, const Vec3& c, float q) {
+    const Vec3 across = unit_direction(c - dot(c, a) * a);
+    return q * a + std::sqrt(std::max(1.0f - q * q, 0.0f)) * across;
+}
+
+// Evenly over the spherical triangle of this solid angle [Arvo95].
+Vec3 sample_spherical_triangle(const Vec3& a, const Vec3& b, const Vec3& c, float angle,
+                               const Vec2& uv) {
+    const float alpha = corner_angle(a, b, c);
+    const float sine = std::sin(alpha), cosine = std::cos(alpha);
+    const float part = uv.x * angle - alpha;
+    const float s = std::sin(part), t = std::cos(part);
+    const float u = t - cosine, v = s + sine * dot(a, b);
+    const float divisor = (v * s + u * t) * sine;
+    const float q = divisor != 0.0f ? ((v * t - u * s) * cosine - v) / divisor : 1.0f;
+    const Vec3 c_part = along_arc(a, c, std::clamp(q, -1.0f, 1.0f));
+    return along_arc(b, c_part, 1.0f - uv.y * (1.0f - dot(c_part, b)));
+}
+
+// A rectangle in a frame at the viewer in which it lies in the plane z = z0 < 0 [Urena13].
+struct SeenRectangle {
+    Vec3 x, y, z;
+    float x0 = 0.0f, x1 = 0.0f, y0 = 0.0f, y1 = 0.0f, z0 = 0.0f;
+    float b0 = 0.0f, b1 = 0.0f, k = 0.0f;
+    float angle = 0.0f; // solid
+};
+
+SeenRectangle see(const Lamp& lamp, const Vec3& from) {
+    SeenRectangle seen;
+    seen.x = unit_direction(lamp.edge_u);
+    seen.y = unit_direction(lamp.edge_v);
+    seen.z = cross(seen.x, seen.y);
+    const Vec3 d = lamp.corner - from;
+    seen.z0 = dot(d, seen.z);
+    if (seen.z0 > 0.0f) {
+        seen.z = -seen.z;
+        seen.z0 = -seen.z0;
+    }
+    seen.x0 = dot(d, seen.x);
+    seen.y0 = dot(d, seen.y);
+    seen.x1 = seen.x0 + dot(lamp.edge_u, seen.x);
+    seen.y1 = seen.y0 + dot(lamp.edge_v, seen.y);
+    // z components of the normals of the planes through the viewer and an edge.
+    const float z_square = seen.z0 * seen.z0;
+    const float n0 = -seen.y0 / std::sqrt(z_square + seen.y0 * seen.y0);
+    const float n1 = seen.x1 / std::sqrt(z_square + seen.x1 * seen.x1);
+    const float n2 = seen.y1 / std::sqrt(z_square + seen.y1 * seen.y1);
+    const float n3 = -seen.x0 / std::sqrt(z_square + seen.x0 * seen.x0);
+    const float g0 = arc_cosine_of(-n0 * n1), g1 = arc_cosine_of(-n1 * n2);
+    const float g2 = arc_cosine_of(-n2 * n3), g3 = arc_cosine_of(-n3 * n0);
+    seen.b0 = n0;
+    seen.b1 = n2;
+    seen.k = kTwoPi - g2 - g3;
+    seen.angle = g0 + g1 - seen.k;
+    return seen;
+}
+
+Vec3 sample_rectangle(const SeenRectangle& seen, const Vec2& uv) {
+    constexpr float kAlmostOne = 1.0f - 1e-6f;
+    const float turn = uv.x * seen.angle + seen.k;
+    const float f = (std::cos(turn) * seen.b0 - seen.b1) / std::sin(turn);
+    const float root = std::sqrt(f * f + seen.b0 * seen.b0);
+    const float cu = std::clamp(std::copysign(1.0f / root, f), -1.0f, 1.0f);
+    const float xu =
+        std::clamp(-(cu * seen.z0) / std::sqrt(std::max(1.0f - cu * cu, 1e-12f)), seen.x0, seen.x1);
+    const float d_square = xu * xu + seen.z0 * seen.z0;
+    const float h0 = seen.y0 / std::sqrt(d_square + seen.y0 * seen.y0);
+    const float h1 = seen.y1 / std::sqrt(d_square + seen.y1 * seen.y1);
+    const float h = std::lerp(h0, h1, uv.y);
+    const float yv = h * h < kAlmostOne
+                         ? h * std::sqrt(d_square) / std::sqrt(1.0f - h * h)
+                         : std::copysign(std::max(std::fabs(seen.y0), std::fabs(seen.y1)), h);
+    return unit_direction(xu * seen.x + yv * seen.y + seen.z0 * seen.z);
+}
+
+// Directions to the corners; the last two are equal for a triangle.
+struct SeenCorners {
+    Vec3 a, b, c, d;
+    float first = 0.0f, second = 0.0f; // solid angles of a, b, c and of a, c, d
+};
+
+SeenCorners see_corners(const Lamp& lamp, const Vec3& from) {
+    SeenCorners seen;
+    seen.a = direction_to(from, lamp.corner);
+    seen.b = direction_to(from, lamp.corner + lamp.edge_u);
+    const Vec3 far =
+        lamp.triangle ? lamp.corner + lamp.edge_v : lamp.corner + lamp.edge_u + lamp.edge_v;
+    seen.c = direction_to(from, far);
+    seen.first = triangle_solid_angle(seen.a, seen.b, seen.c);
+    if (lamp.triangle) return seen;
+    seen.d = direction_to(from, lamp.corner + lamp.edge_v);
+    seen.second = triangle_solid_angle(seen.a, seen.c, seen.d);
+    return seen;
+}
+
+Vec3 sample_corners(const SeenCorners& seen, Vec2 uv) {
+    const float share = seen.first / (seen.first + seen.second);
+    if (uv.x < share)
+        return sample_spherical_triangle(seen.a, seen.b, seen.c, seen.first, {uv.x / share, uv.y});
+    return sample_spherical_triangle(seen.a, seen.c, seen.d, seen.second,
+                                     {(uv.x - share) / (1.0f - share), uv.y});
+}
+
+// In the plane of the lamp; the density is that of the solid angle.
+LampPoint in_direction(const Lamp& lamp, const Vec3& from, const Vec3& direction, float angle) {
+    const float cosine = -dot(direction, lamp.normal);
+    const float height = dot(from - lamp.corner, lamp.normal);
+    if (!(cosine > 0.0f)) return {};
+    return {direction, height / cosine, 1.0f / angle};
+}
+
+LampPoint sample_area(const Lamp& lamp, const Vec3& from, const Vec2& uv) {
+    const float root = std::sqrt(uv.x);
+    const Vec2 st = lamp.triangle ? Vec2{root * (1.0f - uv.y), root * uv.y} : uv;
+    const Vec3 v = lamp.corner + st.x * lamp.edge_u + st.y * lamp.edge_v - from;
+    const float square = dot(v, v);
+    LampPoint point = {unit_direction(v), std::sqrt(square)};
+    const float cosine = -dot(point.direction, lamp.normal);
+    if (cosine > 0.0f) point.density = square / (cosine * lamp.area);
+    return point;
+}
+
+// An upper bound of the solid angle, to decide for areas without its formula.
+bool looks_small(const Lamp& lamp, const Vec3& from) {
+    const Vec3 v = lamp.corner + 0.5f * (lamp.edge_u + lamp.edge_v) - from;
+    const float radius = 0.5f * (length(lamp.edge_u) + length(lamp.edge_v));
+    const float nearest = length(v) - radius;
+    return nearest > 0.0f && lamp.area < kSmallestAngle * nearest * nearest;
+}
+
+bool shines_on(const Lamp& lamp, const Vec3& from) {
+    return dot(from - lamp.corner, lamp.normal) > 0.0f;
+}
+
+} // namespace
+
+LampPoint sample_lamp(const Lamp& lamp, const Vec3& from, const Vec2& uv) {
+    if (!shines_on(lamp, from)) return {};
+    if (looks_small(lamp, from)) return sample_area(lamp, from, uv);
+    if (lamp.rectangle) {
+        const SeenRectangle seen = see(lamp, from);
+        if (seen.angle < kSmallestAngle) return sample_area(lamp, from, uv);
+        return in_direction(lamp, from, sample_rectangle(seen, uv), seen.angle);
+    }
+    const SeenCorners seen = see_corners(lamp, from);
+    const float angle = seen.first + seen.second;
+    if (angle < kSmallestAngle) return sample_area(lamp, from, uv);
+    return in_direction(lamp, from, sample_corners(seen, uv), angle);
+}
+
+float lamp_density(const Lamp& lamp, const Vec3& from, const Vec3& direction, float distance) {
+    if (!shines_on(lamp, from)) return 0.0f;
+    if (!looks_small(lamp, from)) {
+        const SeenCorners seen = lamp.rectangle ? SeenCorners{} : see_corners(lamp, from);
+        const float angle = lamp.rectangle ? see(lamp, from).angle : seen.first + seen.second;
+        if (angle >= kSmallestAngle) return 1.0f / angle;
+    }
+    const float cosine = -dot(direction, lamp.normal);
+    return cosine > 0.0f ? distance * distance / (cosine * lamp.area) : 0.0f;
+}
+
+float triangle_solid_angle(const Vec3& a, const Vec3& b, const Vec3& c) {
+    const float volume = std::fabs(dot(a, cross(b, c)));
+    return 2.0f * std::fabs(std::atan2(volume, 1.0f + dot(a, b) + dot(b, c) + dot(c, a)));
+}
+
+} // namespace mh

@@ -1,0 +1,231 @@
+// Construction and descent of the tree of lamps.
+// SPDX-License-Identifier: MIT
+#include "lights/lamp_tree.h"
+
+#include "math/axis.h"
+#include "math/constants.h"
+#include "math/roots.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <span>
+
+namespace mh {
+
+namespace {
+
+constexpr int kBins = 12;
+constexpr int kDeepest = 64; // levels; below half of them lamps are split by number alone
+
+Aabb box_of(const Lamp& lamp) {
+    Aabb box;
+    merge(box, lamp.corner);
+    merge(box, lamp.corner + lamp.edge_u);
+    merge(box, lamp.corner + lamp.edge_v);
+    if (!lamp.triangle) merge(box, lamp.corner + lamp.edge_u + lamp.edge_v);
+    return box;
+}
+
+float power_of(const Lamp& lamp) {
+    return mean(lamp.emission) * lamp.area;
+}
+
+Vec3 middle_of(const Lamp& lamp) {
+    return center(box_of(lamp));
+}
+
+using Indices = std::span<std::int32_t>;
+
+LampNode bounds_of(const LampSet& set, Indices indices) {
+    LampNode node;
+    Vec3 sum;
+    for (const std::int32_t i : indices) {
+        const Lamp& lamp = set.lamps[static_cast<std::size_t>(i)];
+        merge(node.box, box_of(lamp));
+        node.power += power_of(lamp);
+        sum += power_of(lamp) * lamp.normal;
+    }
+    node.axis = unit_direction(sum);
+    for (const std::int32_t i : indices)
+        node.cos_spread = std::min(node.cos_spread,
+                                   dot(node.axis, set.lamps[static_cast<std::size_t>(i)].normal));
+    return node;
+}
+
+// Power, bounds and sum of the normals of the lamps in a bin.
+struct Bin {
+    Aabb box;
+    Vec3 normals;
+    float power = 0.0f;
+};
+
+void add(Bin& bin, const Bin& other) {
+    merge(bin.box, other.box);
+    bin.normals += other.normals;
+    bin.power += other.power;
+}
+
+// Power times the area of the bounds, less for lamps that face one way.
+float cost_of(const Bin& bin) {
+    if (!(bin.power > 0.0f)) return 0.0f;
+    const Vec3 extent = bin.box.max - bin.box.min;
+    const float area = half_area(bin.box) + dot(extent, extent) * 1e-3f;
+    return bin.power * area * (2.0f - length(bin.normals) / bin.power);
+}
+
+int bin_of(const Lamp& lamp, const Aabb& centers, int axis) {
+    const float low = component(centers.min, axis), high = component(centers.max, axis);
+    const float at = (component(middle_of(lamp), axis) - low) / (high - low);
+    return std::clamp(static_cast<int>(at * kBins), 0, kBins - 1);
+}
+
+struct Split {
+    int axis = -1, bin = 0; // bins up to this one are on the first side
+    float cost = kFar;
+};
+
+void try_axis(const LampSet& set, Indices indices, const Aabb& centers, int axis, Split& best) {
+    if (!(component(centers.max, axis) > component(centers.min, axis))) return;
+    std::array<Bin, kBins> bins;
+    for (const std::int32_t i : indices) {
+        const Lamp& lamp = set.lamps[static_cast<std::size_t>(i)];
+        const Bin one = {box_of(lamp), power_of(lamp) * lamp.normal, power_of(lamp)};
+        add(bins[static_cast<std::size_t>(bin_of(lamp, centers, axis))], one);
+    }
+    std::array<float, kBins> above = {}; // cost of the bins from here on
+    Bin upper;
+    for (std::size_t i = kBins - 1; i > 0; --i) {
+        add(upper, bins[i]);
+        above[i] = cost_of(upper);
+    }
+    Bin lower;
+    for (std::size_t i = 0; i + 1 < kBins; ++i) {
+        add(lower, bins[i]);
+        const float cost = cost_of(lower) + above[i + 1];
+        if (cost < best.cost) best = {axis, static_cast<int>(i), cost};
+    }
+}
+
+// Moves the lamps of the first side to the front; how many they are.
+std::size_t split(const LampSet& set, Indices indices, int level) {
+    Aabb centers;
+    for (const std::int32_t i : indices)
+        merge(centers, middle_of(set.lamps[static_cast<std::size_t>(i)]));
+    Split best;
+    for (int axis = 0; axis < 3 && level < kDeepest / 2; ++axis)
+        try_axis(set, indices, centers, axis, best);
+    if (best.axis < 0) return indices.size() / 2;
+    const auto middle = std::partition(indices.begin(), indices.end(), [&](std::int32_t i) {
+        return bin_of(set.lamps[static_cast<std::size_t>(i)], centers, best.axis) <= best.bin;
+    });
+    const auto count = static_cast<std::size_t>(middle - indices.begin());
+    return count == 0 || count == indices.size() ? indices.size() / 2 : count;
+}
+
+void build(LampSet& set, Indices indices, int level) {
+    const std::size_t place = set.tree.size();
+    set.tree.push_back(bounds_of(set, indices));
+    if (indices.size() == 1) {
+        set.tree[place].lamp = indices[0];
+        return;
+    }
+    const std::size_t count = split(set, indices, level);
+    build(set, indices.first(count), level + 1);
+    set.tree[place].second = static_cast<std::int32_t>(set.tree.size());
+    build(set, indices.subspan(count), level + 1);
+}
+
+// Cosine of the larger angle less the smaller one, at least of 0.
+float cosine_of_rest(float cos_larger, float cos_smaller) {
+    if (cos_larger >= cos_smaller) return 1.0f;
+    const float sines = std::max((1.0f - cos_larger * cos_larger), 0.0f)
+                        * std::max((1.0f - cos_smaller * cos_smaller), 0.0f);
+    return cos_larger * cos_smaller + std::sqrt(sines);
+}
+
+// What the lamps of a node may send to a point, up to a factor: power over the squared distance,
+// times the cosine of the smallest angle at which one of them may be seen. 0 only where none shines.
+float importance(const LampNode& node, const Vec3& from) {
+    const Vec3 v = from - center(node.box);
+    const Vec3 extent = node.box.max - node.box.min;
+    const float radius_square = 0.25f * dot(extent, extent);
+    const float square = dot(v, v);
+    if (!(square > radius_square)) return node.power / std::max(radius_square, kSmallestSquare);
+    const float cos_axis = dot(v, node.axis) / std::sqrt(square);
+    const float cos_box = std::sqrt(1.0f - radius_square / square);
+    // Beyond a quarter of a turn the cosine of the spread tells nothing: some lamp may face the point.
+    const float facing = node.cos_spread <= 0.0f ? 1.0f : cosine_of_rest(cos_axis, node.cos_spread);
+    const float cosine = cosine_of_rest(facing, cos_box);
+    return cosine > 0.0f ? node.power * cosine / square : 0.0f;
+}
+
+// Share of the first child of an inner node; below 0 when neither shines.
+float first_share(const LampSet& set, std::size_t node, const Vec3& from) {
+    const float first = importance(set.tree[node + 1], from);
+    const float second =
+        importance(set.tree[static_cast<std::size_t>(set.tree[node].second)], from);
+    return first + second > 0.0f ? first / (first + second) : -1.0f;
+}
+
+bool is_near(const LampNode& node, const LampHit& hit) {
+    const Vec3 margin = splat(hit.rounding);
+    return contains(Aabb{node.box.min - margin, node.box.max + margin}, hit.position);
+}
+
+bool is_lamp(const Lamp& lamp, const LampHit& hit) {
+    return lamp.part == hit.part && lamp.primitive == hit.primitive && lamp.front == hit.front
+           && lamp.triangle == hit.triangle
+           && std::fabs(dot(hit.position - lamp.corner, lamp.normal)) <= hit.rounding;
+}
+
+LampChoice find_below(const LampSet& set, std::size_t node, const Vec3& from, const LampHit& hit,
+                      float probability) {
+    const LampNode& record = set.tree[node];
+    if (!(probability > 0.0f) || !is_near(record, hit)) return {};
+    if (record.second < 0) {
+        const bool found = is_lamp(set.lamps[static_cast<std::size_t>(record.lamp)], hit);
+        return found ? LampChoice{record.lamp, probability} : LampChoice{};
+    }
+    const float share = first_share(set, node, from);
+    if (share < 0.0f) return {};
+    const LampChoice first = find_below(set, node + 1, from, hit, probability * share);
+    if (first.lamp >= 0) return first;
+    return find_below(set, static_cast<std::size_t>(record.second), from, hit,
+                      probability * (1.0f - share));
+}
+
+} // namespace
+
+void BuildLampTree(LampSet& set) {
+    set.tree.clear();
+    std::vector<std::int32_t> indices;
+    for (std::size_t i = 0; i < set.lamps.size(); ++i)
+        if (set.lamps[i].sampled) indices.push_back(static_cast<std::int32_t>(i));
+    if (indices.empty()) return;
+    set.tree.reserve(2 * indices.size() - 1);
+    build(set, indices, 0);
+}
+
+LampChoice choose_lamp(const LampSet& set, const Vec3& from, float u) {
+    constexpr float kLargestBelowOne = 0.99999994f;
+    if (set.tree.empty()) return {};
+    std::size_t node = 0;
+    float probability = 1.0f;
+    while (set.tree[node].second >= 0) {
+        const float share = first_share(set, node, from);
+        if (share < 0.0f) return {};
+        const bool first = u < share;
+        const float taken = first ? share : 1.0f - share;
+        u = std::min((first ? u : u - share) / taken, kLargestBelowOne);
+        probability *= taken;
+        node = first ? node + 1 : static_cast<std::size_t>(set.tree[node].second);
+    }
+    return {set.tree[node].lamp, probability};
+}
+
+LampChoice find_lamp(const LampSet& set, const Vec3& from, const LampHit& hit) {
+    return set.tree.empty() ? LampChoice{} : find_below(set, 0, from, hit, 1.0f);
+}
+
+} // namespace mh

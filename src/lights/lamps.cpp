@@ -1,0 +1,264 @@
+// Collection of the lamps and their emission.
+// SPDX-License-Identifier: MIT
+#include "lights/lamps.h"
+
+#include "geometry/types.h"
+#include "lights/emitters.h"
+#include "lights/lamp_tree.h"
+#include "math/roots.h"
+#include "run/types.h"
+#include "shading/evaluate.h"
+#include "shading/fresnel.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace mh {
+
+namespace {
+
+constexpr float kRounding = 8.0f * std::numeric_limits<float>::epsilon();
+
+// The way from an object to the scene.
+struct Placement {
+    Mat4 matrix;
+    Mat3 normal_matrix;
+};
+
+// A layer of the side that emits, and its share among the layers of the side.
+struct EmittingLayer {
+    const SurfaceLayer* layer;
+    float share;
+};
+
+const LayerList& layers_of_side(const Shader& shader, bool front) {
+    return front ? shader.face_layers : shader.back_layers;
+}
+
+float weight_of(const SurfaceLayer& layer, const SurfacePoint& lookup) {
+    return mean(evaluate_element(element_of(layer, Element::weight), lookup));
+}
+
+// Calls act(layer, share) for the layers of the side.
+template<typename Act>
+void for_each_layer(const Lamp& lamp, const SurfacePoint& lookup, const Act& act) {
+    const Shader& shader = Shaders[lamp.shader];
+    const LayerList& list = layers_of_side(shader, lamp.front);
+    const auto layer_at = [&](int i) -> const SurfaceLayer& {
+        return shader.layers[list.index[static_cast<std::size_t>(i)]];
+    };
+    if (list.count == 1) return act(layer_at(0), 1.0f);
+    float total = 0.0f;
+    for (int i = 0; i < list.count; ++i)
+        total += weight_of(layer_at(i), lookup);
+    for (int i = 0; i < list.count; ++i)
+        act(layer_at(i), total > 0.0f ? weight_of(layer_at(i), lookup) / total : 0.0f);
+}
+
+// What a layer lets out of its emission at this cosine.
+float passed_share(const SurfaceLayer& layer, const SurfacePoint& lookup, float cosine) {
+    if (!layer.has_fresnel) return 1.0f;
+    const float index = mean(evaluate_element(element_of(layer, Element::ior), lookup));
+    const float f = schlick(normal_reflectance(std::max(index, 0.0f)), cosine);
+    const float far_side = layer.material == Material::thin ? f * (1.0f - f) / (1.0f + f) : 0.0f;
+    return std::fabs(index - 1.0f) < kSameIndex ? 1.0f : 1.0f - f - far_side;
+}
+
+// A layer that shows the sky is found by bounces alone.
+bool counts(const SurfaceLayer& layer, bool sampled) {
+    return !layer.window && (layer.virtual_light || !sampled);
+}
+
+Vec3 emission_of(const Lamp& lamp, const SurfacePoint& lookup, float cosine, bool sampled) {
+    Vec3 sum;
+    for_each_layer(lamp, lookup, [&](const SurfaceLayer& layer, float share) {
+        if (!counts(layer, sampled) || !(share > 0.0f)) return;
+        const Vec3 emission = evaluate_element(element_of(layer, Element::emissive), lookup);
+        sum += share * passed_share(layer, lookup, cosine) * emission;
+    });
+    return sum;
+}
+
+// Coordinates of a point in the lamp's plane along its edges.
+Vec2 place_on(const Lamp& lamp, const Vec3& position) {
+    const Vec3 v = position - lamp.corner;
+    const float uu = dot(lamp.edge_u, lamp.edge_u), vv = dot(lamp.edge_v, lamp.edge_v);
+    const float uv = dot(lamp.edge_u, lamp.edge_v);
+    const float pu = dot(v, lamp.edge_u), pv = dot(v, lamp.edge_v);
+    const float determinant = uu * vv - uv * uv;
+    if (!(determinant > 0.0f)) return {};
+    return {(pu * vv - pv * uv) / determinant, (pv * uu - pu * uv) / determinant};
+}
+
+// The emissive and weight slots read nothing but the place in their textures.
+SurfacePoint lookup_at(const Lamp& lamp, const Vec2& place) {
+    SurfacePoint lookup;
+    if (!Shaders[lamp.shader].has_image || lamp.part->vec2_arrays.empty()) return lookup;
+    const std::vector<Vec2>& uvs = lamp.part->vec2_arrays[0].values;
+    if (uvs.size() != lamp.part->positions.size()) return lookup;
+    const float s = place.x, t = place.y;
+    if (lamp.triangle) {
+        const auto& v = lamp.part->triangles[lamp.primitive].vertex;
+        lookup.uv = (1.0f - s - t) * uvs[v[0]] + s * uvs[v[1]] + t * uvs[v[2]];
+    } else {
+        const auto& v = lamp.part->tetragons[lamp.primitive].vertex;
+        lookup.uv = (1.0f - s) * (1.0f - t) * uvs[v[0]] + s * (1.0f - t) * uvs[v[1]]
+                    + s * t * uvs[v[2]] + (1.0f - s) * t * uvs[v[3]];
+    }
+    return lookup;
+}
+
+// Coordinates of an even point of the face for a point of the unit square.
+Vec2 on_face(const Lamp& lamp, const Vec2& uv) {
+    const float root = std::sqrt(uv.x);
+    return lamp.triangle ? Vec2{root * (1.0f - uv.y), root * uv.y} : uv;
+}
+
+// Mean over a grid of points of the face, and never so far below the slot's colour that a spot
+// between them could be lost.
+Vec3 mean_emission(const Lamp& lamp) {
+    constexpr int kGrid = 8;
+    constexpr float kFloor = 0.02f;
+    Vec3 sum;
+    for (int i = 0; i < kGrid * kGrid; ++i) {
+        const float u = (static_cast<float>(i % kGrid) + 0.5f) / kGrid;
+        const float v = (static_cast<float>(i / kGrid) + 0.5f) / kGrid;
+        const Vec2 place = on_face(lamp, {u, v});
+        sum += emission_of(lamp, lookup_at(lamp, place), 1.0f, false);
+    }
+    Vec3 brightest;
+    for_each_layer(lamp, {}, [&](const SurfaceLayer& layer, float) {
+        brightest += element_of(layer, Element::emissive).color;
+    });
+    return max(sum / float{kGrid * kGrid}, kFloor * brightest);
+}
+
+void set_emission(Lamp& lamp) {
+    bool plain = !Shaders[lamp.shader].has_image;
+    for_each_layer(lamp, {}, [&](const SurfaceLayer& layer, float) {
+        lamp.sampled |= layer.virtual_light && counts(layer, true);
+        plain = plain && !layer.has_fresnel && layer.virtual_light && !layer.window;
+    });
+    lamp.even = plain;
+    lamp.emission = plain ? emission_of(lamp, {}, 1.0f, false) : mean_emission(lamp);
+}
+
+Lamp make_lamp(const Object& object, const LightPrimitive& primitive, const Placement& placement) {
+    Lamp lamp;
+    lamp.part = &object.parts[primitive.part];
+    lamp.primitive = primitive.index;
+    lamp.front = primitive.front;
+    lamp.triangle = primitive.kind == PrimitiveKind::triangle;
+    const std::vector<Vec3>& positions = lamp.part->positions;
+    const auto place = [&](std::uint32_t vertex) {
+        return transform_point(placement.matrix, positions[vertex]);
+    };
+    if (lamp.triangle) {
+        const Triangle& face = lamp.part->triangles[primitive.index];
+        lamp.corner = place(face.vertex[0]);
+        lamp.edge_u = place(face.vertex[1]) - lamp.corner;
+        lamp.edge_v = place(face.vertex[2]) - lamp.corner;
+        lamp.shader = face.shader;
+    } else {
+        const Tetragon& face = lamp.part->tetragons[primitive.index];
+        lamp.corner = place(face.vertex[0]);
+        lamp.edge_u = place(face.vertex[1]) - lamp.corner;
+        lamp.edge_v = place(face.vertex[3]) - lamp.corner;
+        lamp.shader = face.shader;
+    }
+    constexpr float kRightAngle = 1e-4f; // cosine
+    lamp.rectangle = !lamp.triangle
+                     && std::fabs(dot(lamp.edge_u, lamp.edge_v))
+                            < kRightAngle * length(lamp.edge_u) * length(lamp.edge_v);
+    const Vec3 normal = cross(lamp.edge_u, lamp.edge_v);
+    lamp.area = std::sqrt(dot(normal, normal)) * (lamp.triangle ? 0.5f : 1.0f);
+    // A mirrored instance turns the cross product, not the normal, to the other side.
+    const Mat3& m = placement.normal_matrix;
+    const Vec3 rows[3] = {{m.m[0][0], m.m[0][1], m.m[0][2]},
+                          {m.m[1][0], m.m[1][1], m.m[1][2]},
+                          {m.m[2][0], m.m[2][1], m.m[2][2]}};
+    const bool mirrored = dot(rows[0], cross(rows[1], rows[2])) < 0.0f;
+    const float side = lamp.front != mirrored ? 1.0f : -1.0f;
+    lamp.normal = side * unit_direction(normal);
+    return lamp;
+}
+
+void collect(const Object& object, const Placement& placement, int level, LampSet& set) {
+    for (const LightPrimitive& primitive : object.emission_list) {
+        if (primitive.kind != PrimitiveKind::instance) {
+            Lamp lamp = make_lamp(object, primitive, placement);
+            if (lamp.shader >= Shaders.size() || !(lamp.area > 0.0f)) continue;
+            set_emission(lamp);
+            if (any_above(lamp.emission, 0.0f)) set.lamps.push_back(lamp);
+            continue;
+        }
+        const Instance& instance = object.instances[primitive.index];
+        if (!instance.usable || level >= kMaxInstanceLevels) continue;
+        const Object& target = Objects[instance.object];
+        if (target.emission_list.empty()) continue;
+        collect(
+            target,
+            {placement.matrix * instance.matrix, placement.normal_matrix * instance.normal_matrix},
+            level + 1, set);
+    }
+}
+
+void set_powers(LampSet& set) {
+    CreateSampler(set.by_power, static_cast<std::int32_t>(set.lamps.size()));
+    for (std::size_t i = 0; i < set.lamps.size(); ++i)
+        set_weight(set.by_power, static_cast<std::int32_t>(i),
+                   mean(set.lamps[i].emission) * set.lamps[i].area);
+    FinishSampler(set.by_power);
+}
+
+float largest_coordinate(const Vec3& p) {
+    return max_channel(max(p, -p));
+}
+
+float rounding_of(const Lamp& lamp) {
+    return kRounding
+           * (largest_coordinate(lamp.corner) + largest_coordinate(lamp.edge_u)
+              + largest_coordinate(lamp.edge_v));
+}
+
+bool is_virtual(const Lamp& lamp) {
+    const Shader& shader = Shaders[lamp.shader];
+    return (lamp.front ? shader.face : shader.back).virtual_light;
+}
+
+} // namespace
+
+void CollectLamps(LampSet& set) {
+    set = {};
+    if (const Object* root = root_object()) collect(*root, {}, 0, set);
+    BuildLampTree(set);
+    set_powers(set);
+}
+
+Vec3 lamp_emission(const Lamp& lamp, const Vec3& position, const Vec3& direction, bool sampled) {
+    if (lamp.even) return lamp.emission;
+    const float cosine = dot(direction, lamp.normal);
+    return emission_of(lamp, lookup_at(lamp, place_on(lamp, position)), cosine, sampled);
+}
+
+bool sample_lamp_power(float u, const Vec2& ab, EmitterPoint& point) {
+    const LampSet& set = GeometryLight.lamps;
+    const std::int32_t index = pick(set.by_power, u);
+    point = {};
+    if (index < 0) return false;
+    const Lamp& lamp = set.lamps[static_cast<std::size_t>(index)];
+    const Vec2 place = on_face(lamp, ab);
+    point.position = lamp.corner + place.x * lamp.edge_u + place.y * lamp.edge_v;
+    point.normal = lamp.normal;
+    point.rounding = rounding_of(lamp);
+    point.virtual_light = is_virtual(lamp);
+    const Vec3 emission =
+        lamp.even ? lamp.emission : emission_of(lamp, lookup_at(lamp, place), 1.0f, false);
+    // Per photon the whole of the scene's lamps has GeometryLight.area; this one has its share.
+    point.emission =
+        emission * (lamp.area / (probability(set.by_power, index) * GeometryLight.area));
+    return true;
+}
+
+} // namespace mh

@@ -1,0 +1,25 @@
+// The sky's image as the exact estimator samples it: a map of texels in floats, each the mean over
+// its true solid angle, with the exact density of every direction. Private to this folder.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "lights/types.h"
+
+namespace mh {
+
+// Filters the image into SkyLight.distribution; an image that is black leaves it empty.
+void BuildSkyDistribution();
+
+// A direction for uv in the unit square, its radiance and its density, 1/sr.
+struct SkyDraw {
+    Vec3 direction, radiance;
+    float density = 0.0f;
+};
+
+SkyDraw draw_sky(const Vec2& uv);
+
+// Radiance and density of any unit direction, the same as a sample of it would have.
+Vec3 filtered_sky(const Vec3& direction);
+float sky_density(const Vec3& direction);
+
+} // namespace mh

@@ -1,0 +1,13 @@
+// Which estimator the run has.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "run/types.h"
+
+namespace mh {
+
+inline bool is_exact() {
+    return RendererSettings.estimator == Estimator::exact;
+}
+
+} // namespace mh
