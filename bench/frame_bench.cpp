@@ -5,11 +5,12 @@
 #include "integrate/caustics.h"
 #include "integrate/pixel_loop.h"
 #include "integrate/renderer.h"
-#include "integrate/types.h"
-#include "lights/types.h"
+#include "integrate/state.h"
+#include "lights/state.h"
 #include "math/random.h"
+#include "output/state.h"
 #include "pictures.h"
-#include "run/types.h"
+#include "run/state.h"
 #include "timing.h"
 
 #include <cmath>

@@ -12,10 +12,12 @@
 #include "math/constants.h"
 #include "math/roots.h"
 #include "shading/images.h"
-#include "shading/types.h"
+#include "shading/state.h"
 #include "timing.h"
 #ifdef MOONHARE_EMBREE
+#include "accel/state.h"
 #include "embree_side.h"
+#include "geometry/state.h"
 #endif
 
 #include <cmath>
@@ -116,6 +118,7 @@ void write_obj(const std::string& path, const Mesh& mesh) {
 Object& fresh_object() {
     Objects.clear();
     Objects.resize(1);
+    Trees = std::vector<Tree>(1);
     RootObjectIndex = 0;
     AddPart(Objects[0]);
     return Objects[0];
@@ -125,7 +128,7 @@ void load_hair(const std::string& path) {
     Object& object = fresh_object();
     ReadHair(object.parts[0], path);
     FinalisePart(object.parts[0]);
-    MakeTree(object);
+    MakeTree(0);
 }
 
 #ifdef MOONHARE_EMBREE
@@ -223,15 +226,14 @@ void report_tree_memory(const Scene& terrain) {
     const double triangles = static_cast<double>(terrain.mesh.triangles.size());
     omp_set_num_threads(1);
     LoadScene(terrain);
-    Object& object = Objects[0];
-    object.tree = {};
+    Tree& tree = Trees[0];
+    tree = {};
     malloc_trim(0);
     const double before = restart_peak_memory();
-    MakeTree(object);
+    MakeTree(0);
     const double peak = 1048576.0 * (memory_megabytes("VmHWM") - before);
     std::printf("tree of a terrain, bytes a triangle: %.1f of which rays read %.1f, peak %.1f\n",
-                bytes_of(object.tree) / triangles, bytes_in(object.tree.walk) / triangles,
-                peak / triangles);
+                bytes_of(tree) / triangles, bytes_in(tree.walk) / triangles, peak / triangles);
 #ifdef MOONHARE_EMBREE
     EmbreeScene other = MakeEmbreeMesh(terrain, 1);
     const auto of_tree = [&](std::int64_t bytes) {
@@ -248,8 +250,7 @@ void bench_construction(const Scene& terrain) {
     const double millions = 1e-6 * static_cast<double>(terrain.mesh.triangles.size());
     for (const int threads : {1, 2}) {
         omp_set_num_threads(threads);
-        const double ours =
-            median_seconds([&] { LoadScene(terrain); }, [&] { MakeTree(Objects[0]); });
+        const double ours = median_seconds([&] { LoadScene(terrain); }, [&] { MakeTree(0); });
         std::printf("construction, %d thread(s): %.2f M triangles/s", threads, millions / ours);
 #ifdef MOONHARE_EMBREE
         std::vector<double> times;

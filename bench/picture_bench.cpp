@@ -3,9 +3,11 @@
 // SPDX-License-Identifier: MIT
 #include "frame/phases.h"
 #include "integrate/pixel_loop.h"
-#include "lights/types.h"
+#include "lights/state.h"
 #include "math/random.h"
+#include "output/state.h"
 #include "pictures.h"
+#include "run/state.h"
 #include "shading/images.h"
 #include "timing.h"
 

@@ -4,7 +4,7 @@
 
 #include "math/vec3.h"
 #include "output/aov.h"
-#include "output/types.h"
+#include "output/state.h"
 #include "run/types.h"
 
 #include <cstdint>

@@ -3,11 +3,12 @@
 // runs.
 // SPDX-License-Identifier: MIT
 #include "accel/walk.h"
-#include "geometry/types.h"
+#include "geometry/state.h"
 #include "math/constants.h"
 #include "rays.h"
 #include "timing.h"
 #ifdef MOONHARE_EMBREE
+#include "accel/state.h"
 #include "embree_side.h"
 #endif
 
@@ -162,7 +163,7 @@ void run_growth() {
         silently([&] { LoadScene(scene); });
         const RaySets rays = MakeRays(scene, side);
         const auto triangles = static_cast<double>(scene.mesh.triangles.size());
-        const auto bytes = static_cast<double>(Objects[0].tree.walk.size() * sizeof(WalkUnit));
+        const auto bytes = static_cast<double>(Trees[0].walk.size() * sizeof(WalkUnit));
         std::printf("  %10.0f %8.1f %8.1f %8.1f %10.1f\n", triangles,
                     nanoseconds(rays.primary, false), nanoseconds(rays.bounce, false),
                     nanoseconds(rays.shadow, true), bytes / triangles);

@@ -4,16 +4,18 @@
 
 #include "accel/bounds.h"
 #include "accel/prepare.h"
+#include "accel/state.h"
 #include "accel/tree.h"
 #include "accel/walk.h"
 #include "geometry/objects.h"
+#include "geometry/state.h"
 #include "math/clock.h"
 #include "math/constants.h"
 #include "math/faces.h"
 #include "math/frame.h"
 #include "math/roots.h"
 #include "math/sampling.h"
-#include "run/types.h"
+#include "run/state.h"
 
 #include <random>
 
@@ -57,32 +59,35 @@ BenchRay primary_ray(const Scene& scene, int side, int x, int y) {
 
 } // namespace
 
-void MakeTree(Object& object) {
+void MakeTree(std::size_t number) {
+    Object& object = Objects[number];
+    Tree& tree = Trees[number];
     for (Instance& instance : object.instances)
         UpdateInstance(instance);
-    Build(object);
-    Update(object);
-    SATOrder(object);
-    object.binary_nodes = {};
-    object.binary_references = {};
-    PrepareWalk(object);
+    Build(object, tree);
+    Update(object, tree);
+    SATOrder(tree);
+    tree.binary_nodes = {};
+    tree.binary_references = {};
+    PrepareWalk(object, tree);
 }
 
 double LoadScene(const Scene& scene) {
     Objects.clear();
     Objects.resize(scene.instances.empty() ? 1 : 2);
+    Trees = std::vector<Tree>(Objects.size());
     RootObjectIndex = 0;
     Object& mesh = Objects.back();
     add_mesh(mesh, scene.mesh);
     const std::int64_t start = microseconds_now();
-    MakeTree(mesh);
+    MakeTree(Objects.size() - 1);
     if (scene.instances.empty()) return static_cast<double>(seconds_since(start));
     for (const Mat4& matrix : scene.instances) {
         Instance& instance = Objects[0].instances.emplace_back();
         instance.matrix = matrix;
         instance.object = 1;
     }
-    MakeTree(Objects[0]);
+    MakeTree(0);
     return static_cast<double>(seconds_since(start));
 }
 

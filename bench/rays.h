@@ -16,8 +16,8 @@ struct RaySets {
     std::vector<BenchRay> primary, bounce, shadow;
 };
 
-// All steps from the primitives to the stream that rays walk.
-void MakeTree(Object& object);
+// All steps from the primitives of an object to the stream that rays walk.
+void MakeTree(std::size_t object);
 
 // Puts the scene into Objects and makes its trees; seconds of the construction.
 double LoadScene(const Scene& scene);

@@ -4,7 +4,8 @@
 
 #include "accel/scene_assembly.h"
 #include "geometry/objects.h"
-#include "shading/types.h"
+#include "geometry/state.h"
+#include "shading/state.h"
 #include "support/fresh_scene.h"
 #include "support/replay.h"
 

@@ -6,6 +6,7 @@
 #include "shading/image_helper.h"
 #include "shading/image_reader.h"
 #include "shading/images.h"
+#include "shading/state.h"
 #include "support/fresh_scene.h"
 
 void mh::fuzz::Try(std::string_view input) {

@@ -1,7 +1,7 @@
 // Rules on cameras, their images, and the settings of the render.
 // SPDX-License-Identifier: MIT
 #include "block_rules.h"
-#include "output/types.h"
+#include "output/state.h"
 #include "overrides.h"
 #include "run/types.h"
 

@@ -5,9 +5,9 @@
 #include "atomic_file.h"
 #include "check_scene.h"
 #include "frame/phases.h"
+#include "integrate/output_images.h"
 #include "json_text.h"
 #include "math/count_text.h"
-#include "output/output_images.h"
 
 #include <algorithm>
 #include <cstdlib>

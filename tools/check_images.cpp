@@ -2,8 +2,9 @@
 // SPDX-License-Identifier: MIT
 #include "check_images.h"
 
-#include "lights/types.h"
+#include "lights/state.h"
 #include "shading/images.h"
+#include "shading/state.h"
 
 #include <algorithm>
 #include <map>

@@ -5,9 +5,10 @@
 #include "check_blocks.h"
 #include "check_values.h"
 #include "geometry/objects.h"
+#include "geometry/state.h"
 #include "scene/blocks.h"
 #include "scene/line_reader.h"
-#include "shading/types.h"
+#include "shading/state.h"
 #include "spelling.h"
 
 #include <algorithm>

@@ -4,9 +4,9 @@
 #include "check_objects.h"
 
 #include "accel/instance_graph.h"
+#include "accel/state.h"
 #include "accel/tree.h"
-#include "accel/types.h"
-#include "geometry/types.h"
+#include "geometry/state.h"
 #include "math/count_text.h"
 #include "run/types.h"
 #include "scene_memory.h"

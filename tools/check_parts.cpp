@@ -4,13 +4,13 @@
 
 #include "geometry/finalise.h"
 #include "geometry/objects.h"
+#include "geometry/state.h"
 #include "geometry/strands.h"
-#include "geometry/types.h"
 #include "math/count_text.h"
 #include "math/input_file.h"
 #include "math/roots.h"
 #include "scene_memory.h"
-#include "shading/types.h"
+#include "shading/state.h"
 
 #include <algorithm>
 #include <cfloat>

@@ -3,13 +3,14 @@
 #include "checkpoint.h"
 
 #include "atomic_file.h"
-#include "geometry/types.h"
+#include "geometry/state.h"
+#include "integrate/output_images.h"
+#include "integrate/whole_frames.h"
 #include "math/digest.h"
 #include "output/camera.h"
 #include "output/file_writer.h"
-#include "output/output_images.h"
-#include "output/whole_frames.h"
-#include "run/types.h"
+#include "run/state.h"
+#include "shading/state.h"
 
 #include <algorithm>
 #include <cstring>

@@ -5,6 +5,7 @@
 #include "atomic_file.h"
 #include "frame/phases.h"
 #include "output/image_writer.h"
+#include "output/state.h"
 #include "pixels.h"
 
 #include <cmath>

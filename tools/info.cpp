@@ -4,15 +4,17 @@
 #include "captured_report.h"
 #include "check.h"
 #include "frame/phases.h"
-#include "geometry/types.h"
-#include "lights/types.h"
+#include "geometry/state.h"
+#include "integrate/output_images.h"
+#include "lights/state.h"
 #include "math/count_text.h"
 #include "math/memory.h"
 #include "output/camera.h"
-#include "output/output_images.h"
-#include "run/types.h"
+#include "output/state.h"
+#include "run/state.h"
 #include "scene_memory.h"
 #include "shading/images.h"
+#include "shading/state.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -2,14 +2,14 @@
 // SPDX-License-Identifier: MIT
 #include "overrides.h"
 
-#include "geometry/types.h"
+#include "geometry/state.h"
+#include "integrate/output_images.h"
 #include "math/control_group.h"
 #include "math/count_text.h"
 #include "output/camera.h"
 #include "output/image_writer.h"
-#include "output/output_images.h"
-#include "output/types.h"
-#include "run/types.h"
+#include "output/state.h"
+#include "run/state.h"
 #include "scene_memory.h"
 
 #include <algorithm>

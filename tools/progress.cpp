@@ -3,7 +3,7 @@
 #include "progress.h"
 
 #include "json_text.h"
-#include "lights/types.h"
+#include "lights/state.h"
 #include "run_control.h"
 
 #include <algorithm>

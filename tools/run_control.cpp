@@ -3,9 +3,11 @@
 #include "run_control.h"
 
 #include "atomic_file.h"
+#include "integrate/whole_frames.h"
 #include "math/stop.h"
 #include "options.h"
-#include "output/whole_frames.h"
+#include "output/run_hooks.h"
+#include "output/state.h"
 
 #include <atomic>
 #include <chrono>

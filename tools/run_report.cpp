@@ -2,11 +2,12 @@
 // SPDX-License-Identifier: MIT
 #include "run_report.h"
 
+#include "integrate/output_images.h"
 #include "json_text.h"
 #include "math/threads.h"
-#include "output/output_images.h"
 #include "output/run_hooks.h"
-#include "run/types.h"
+#include "output/state.h"
+#include "run/state.h"
 #include "run_control.h"
 #include "version.h"
 

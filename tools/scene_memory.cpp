@@ -3,9 +3,10 @@
 #include "scene_memory.h"
 
 #include "accel/tree.h"
-#include "output/output_images.h"
-#include "output/types.h"
-#include "run/types.h"
+#include "geometry/state.h"
+#include "integrate/output_images.h"
+#include "output/state.h"
+#include "run/state.h"
 
 #include <algorithm>
 

@@ -3,7 +3,9 @@
 #include "accel/bounds.h"
 
 #include "accel/hair_curve.h"
+#include "accel/state.h"
 #include "geometry/objects.h"
+#include "geometry/state.h"
 
 #include <cstdlib>
 
@@ -96,7 +98,7 @@ void UpdateInstance(Instance& instance) {
     instance.usable = false;
     if (instance.object >= Objects.size()) return;
     const Object& target = Objects[instance.object];
-    if (target.tree.nodes.empty() || !invert(instance.matrix, instance.inverse)) return;
+    if (Trees[instance.object].nodes.empty() || !invert(instance.matrix, instance.inverse)) return;
     instance.inverse_block = upper_left(instance.inverse);
     instance.normal_matrix = transpose(instance.inverse_block);
     instance.world_box = transformed(instance.matrix, target.box);

@@ -43,10 +43,10 @@ std::uint32_t grain_of(std::uint32_t count) {
 
 // Appends references to `count` primitives of a kind. Part 256 shares its number with part 0: where
 // that one is shorter, the rest is left out.
-void append_references(Object& object, std::size_t part, PrimitiveKind kind, std::size_t count,
+void append_references(Tree& tree, std::size_t part, PrimitiveKind kind, std::size_t count,
                        std::size_t addressable) {
     for (std::size_t i = 0; i < std::min(count, addressable); ++i)
-        object.binary_references.push_back(
+        tree.binary_references.push_back(
             {static_cast<std::uint16_t>(part % kParts), kind, static_cast<std::uint32_t>(i)});
 }
 
@@ -55,22 +55,22 @@ std::size_t primitive_count(const Part& part) {
            + part.tetragons.size();
 }
 
-void make_references(Object& object) {
-    object.binary_references.reserve(PrimitiveCount(object));
+void make_references(const Object& object, Tree& tree) {
+    tree.binary_references.reserve(PrimitiveCount(object));
     for (std::size_t i = 0; i < object.parts.size(); ++i) {
         const Part &part = object.parts[i], &named = object.parts[i % kParts];
-        append_references(object, i, PrimitiveKind::particle, part.particles.size(),
+        append_references(tree, i, PrimitiveKind::particle, part.particles.size(),
                           named.particles.size());
-        append_references(object, i, PrimitiveKind::cylinder, part.cylinders.size(),
+        append_references(tree, i, PrimitiveKind::cylinder, part.cylinders.size(),
                           named.cylinders.size());
-        append_references(object, i, PrimitiveKind::triangle, part.triangles.size(),
+        append_references(tree, i, PrimitiveKind::triangle, part.triangles.size(),
                           named.triangles.size());
-        append_references(object, i, PrimitiveKind::tetragon, part.tetragons.size(),
+        append_references(tree, i, PrimitiveKind::tetragon, part.tetragons.size(),
                           named.tetragons.size());
     }
     for (std::size_t i = 0; i < object.instances.size(); ++i) {
         if (object.instances[i].usable)
-            object.binary_references.push_back(
+            tree.binary_references.push_back(
                 {0, PrimitiveKind::instance, static_cast<std::uint32_t>(i)});
     }
     if (const std::string lost = LostParts(object); !lost.empty()) ReportError(lost);
@@ -259,16 +259,15 @@ std::size_t PrimitiveCount(const Object& object) {
     return count;
 }
 
-void Build(Object& object) {
+void Build(const Object& object, Tree& tree) {
     const std::int64_t start = microseconds_now();
-    object.binary_nodes = {};
-    object.binary_references = {};
-    make_references(object);
-    const BuildRange all = {0, static_cast<std::uint32_t>(object.binary_references.size())};
+    tree = {};
+    make_references(object, tree);
+    const BuildRange all = {0, static_cast<std::uint32_t>(tree.binary_references.size())};
     RawVector<BuildBox> boxes(all.count);
-    if (all.count > 0) object.binary_nodes.resize(2 * static_cast<std::size_t>(all.count) - 1);
+    if (all.count > 0) tree.binary_nodes.resize(2 * static_cast<std::size_t>(all.count) - 1);
     const Builder builder = {
-        object.binary_nodes, {object.binary_references.data(), boxes.data()}, grain_of(all.count)};
+        tree.binary_nodes, {tree.binary_references.data(), boxes.data()}, grain_of(all.count)};
     if (all.count == 0) {
         report_level(0, false);
         report_level(1, true);

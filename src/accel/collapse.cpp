@@ -172,11 +172,10 @@ std::vector<Block> collapse_each(const Collapser& c, const std::vector<Subtree>&
 } // namespace
 
 // The nodes of the top come first, then those of each subtree, depth-first within both.
-void Collapse(Object& object, std::uint32_t smallest) {
-    Tree& tree = object.tree;
-    const std::uint32_t primitives = object.binary_nodes[0].primitives;
+void Collapse(Tree& tree, std::uint32_t smallest) {
+    const std::uint32_t primitives = tree.binary_nodes[0].primitives;
     tree.references.resize(primitives);
-    const Collapser c = {object.binary_nodes, object.binary_references, tree.references,
+    const Collapser c = {tree.binary_nodes, tree.binary_references, tree.references,
                          std::max(kSmallObject, primitives / 64), smallest};
     Block top;
     std::vector<Subtree> later;

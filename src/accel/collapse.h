@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "accel/types.h"
 #include "geometry/types.h"
 
 namespace mh {
@@ -9,6 +10,6 @@ namespace mh {
 // Fills the object's wide nodes, references, logs and depth from its binary tree, whose boxes,
 // costs and numbers of primitives are final and which is not empty. A subtree of at most
 // `smallest` primitives becomes a leaf whatever its cost.
-void Collapse(Object& object, std::uint32_t smallest);
+void Collapse(Tree& tree, std::uint32_t smallest);
 
 } // namespace mh

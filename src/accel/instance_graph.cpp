@@ -2,7 +2,9 @@
 // SPDX-License-Identifier: MIT
 #include "accel/instance_graph.h"
 
+#include "accel/state.h"
 #include "geometry/objects.h"
+#include "geometry/state.h"
 #include "math/name_index.h"
 #include "run/report.h"
 

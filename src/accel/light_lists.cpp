@@ -3,53 +3,54 @@
 // SPDX-License-Identifier: MIT
 #include "accel/light_lists.h"
 
+#include "accel/state.h"
 #include "math/faces.h"
-#include "shading/types.h"
+#include "shading/state.h"
 
 namespace mh {
 
 namespace {
 
-void append_face(Object& object, LightPrimitive face, std::uint32_t shader_index) {
+void append_face(LightLists& lists, LightPrimitive face, std::uint32_t shader_index) {
     if (shader_index >= Shaders.size()) return;
     const Shader& shader = Shaders[shader_index];
     for (const bool front : {true, false}) {
         face.front = front;
-        if ((front ? shader.face : shader.back).emissive) object.emission_list.push_back(face);
+        if ((front ? shader.face : shader.back).emissive) lists.emission_list.push_back(face);
     }
     for (const bool front : {true, false}) {
         face.front = front;
         if ((front ? shader.face : shader.back).virtual_light)
-            object.virtual_light_list.push_back(face);
+            lists.virtual_light_list.push_back(face);
     }
 }
 
-void append_part(Object& object, std::uint32_t index) {
+void append_part(const Object& object, LightLists& lists, std::uint32_t index) {
     const Part& part = object.parts[index];
     const auto at = [&part](std::uint32_t vertex) { return part.positions[vertex]; };
     for (std::size_t i = 0; i < part.triangles.size(); ++i) {
         const auto& [v, shader] = part.triangles[i];
         const float area = triangle_area(at(v[0]), at(v[1]), at(v[2]));
-        append_face(object,
+        append_face(lists,
                     {index, PrimitiveKind::triangle, static_cast<std::uint32_t>(i), true, area},
                     shader);
     }
     for (std::size_t i = 0; i < part.tetragons.size(); ++i) {
         const auto& [v, shader] = part.tetragons[i];
         const float area = tetragon_area(at(v[0]), at(v[1]), at(v[2]), at(v[3]));
-        append_face(object,
+        append_face(lists,
                     {index, PrimitiveKind::tetragon, static_cast<std::uint32_t>(i), true, area},
                     shader);
     }
 }
 
-void append_instance(Object& object, std::uint32_t index) {
+void append_instance(const Object& object, LightLists& lists, std::uint32_t index) {
     if (!object.instances[index].usable) return;
-    const Object& target = Objects[object.instances[index].object];
+    const LightLists& target = LightListsOfObjects[object.instances[index].object];
     LightPrimitive instance = {0, PrimitiveKind::instance, index, true, target.emission_weight};
-    object.emission_list.push_back(instance);
+    lists.emission_list.push_back(instance);
     instance.weight = target.virtual_light_weight;
-    object.virtual_light_list.push_back(instance);
+    lists.virtual_light_list.push_back(instance);
 }
 
 // Returns the sum of the weights, which a float could not sum over millions of faces.
@@ -64,16 +65,15 @@ float make_distribution(DiscreteSampler& table, const std::vector<LightPrimitive
 
 } // namespace
 
-void MakeLightLists(Object& object) {
-    object.emission_list.clear();
-    object.virtual_light_list.clear();
+void MakeLightLists(const Object& object, LightLists& lists) {
+    lists = {};
     for (std::size_t i = 0; i < object.parts.size(); ++i)
-        append_part(object, static_cast<std::uint32_t>(i));
+        append_part(object, lists, static_cast<std::uint32_t>(i));
     for (std::size_t i = 0; i < object.instances.size(); ++i)
-        append_instance(object, static_cast<std::uint32_t>(i));
-    object.emission_weight = make_distribution(object.emission_distribution, object.emission_list);
-    object.virtual_light_weight =
-        make_distribution(object.virtual_light_distribution, object.virtual_light_list);
+        append_instance(object, lists, static_cast<std::uint32_t>(i));
+    lists.emission_weight = make_distribution(lists.emission_distribution, lists.emission_list);
+    lists.virtual_light_weight =
+        make_distribution(lists.virtual_light_distribution, lists.virtual_light_list);
 }
 
 } // namespace mh

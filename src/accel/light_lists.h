@@ -2,11 +2,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "accel/types.h"
 #include "geometry/types.h"
 
 namespace mh {
 
 // After the lists of all instanced objects; shaders are finished.
-void MakeLightLists(Object& object);
+void MakeLightLists(const Object& object, LightLists& lists);
 
 } // namespace mh

@@ -83,8 +83,7 @@ Measured reorder(Tree& tree, std::uint32_t index) {
 
 } // namespace
 
-void SATOrder(Object& object) {
-    Tree& tree = object.tree;
+void SATOrder(Tree& tree) {
 #pragma omp parallel for num_threads(team_size()) if (tree.nodes.size() > kSmallTree)              \
     schedule(static) default(none) shared(tree)
     for (std::size_t i = 0; i < tree.nodes.size(); ++i) {
@@ -95,14 +94,14 @@ void SATOrder(Object& object) {
     }
 }
 
-float ReorderTree(Object& object) {
-    return object.tree.nodes.empty() ? 0.0f : reorder(object.tree, 0).cost;
+float ReorderTree(Tree& tree) {
+    return tree.nodes.empty() ? 0.0f : reorder(tree, 0).cost;
 }
 
-void ReleaseWideNodes(Object& object) {
-    object.tree.nodes = {};
-    object.tree.references = {};
-    object.tree.occlusion_log = {};
+void ReleaseWideNodes(Tree& tree) {
+    tree.nodes = {};
+    tree.references = {};
+    tree.occlusion_log = {};
 }
 
 } // namespace mh

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "accel/prepare.h"
 
+#include "accel/state.h"
 #include "accel/triangle_blocks.h"
 #include "math/threads.h"
 #include "run/report.h"
@@ -53,10 +54,10 @@ std::uint64_t units_of(const WideNode& node, std::uint32_t kind, const BlockPlan
 }
 
 // Places the subtree of a node in depth-first order; `below` is what the stack holds above it.
-void place(const Object& object, std::uint32_t index, std::uint32_t below, Layout& layout) {
-    const Tree& tree = object.tree;
+void place(const Object& object, const Tree& tree, std::uint32_t index, std::uint32_t below,
+           Layout& layout) {
     const WideNode& node = tree.nodes[index];
-    const BlockPlan plan = plan_blocks(object, node);
+    const BlockPlan plan = plan_blocks(object, tree, node);
     const std::uint32_t used = used_slots(node), kind = node_kind(index, used, plan);
     layout.reference[index] = static_cast<std::uint32_t>(layout.units) | kind;
     layout.units += units_of(node, kind, plan);
@@ -64,7 +65,7 @@ void place(const Object& object, std::uint32_t index, std::uint32_t below, Layou
     layout.stack = std::max(layout.stack, below + children);
     for (std::uint32_t slot = 0; slot < kWide; ++slot)
         if ((used >> slot & 1u) != 0 && node.count[slot] == 0)
-            place(object, node.child[slot], below + children - 1, layout);
+            place(object, tree, node.child[slot], below + children - 1, layout);
 }
 
 void copy(const Vec3& from, float* to) {
@@ -118,7 +119,7 @@ bool is_affine(const Mat4& m) {
 }
 
 void write_instance(const Instance& instance, WalkPrimitive& p) {
-    const RawVector<WalkUnit>& target = Objects[instance.object].tree.walk;
+    const RawVector<WalkUnit>& target = Trees[instance.object].walk;
     if (target.empty()) return;
     p.index = instance.object;
     p.visibility = static_cast<std::uint8_t>(Visibility::all);
@@ -172,23 +173,22 @@ void write_primitive(const Object& object, const PrimitiveRef& ref, WalkPrimitiv
 }
 
 template<int N>
-void write_node(Object& object, std::uint32_t index, const Layout& layout) {
-    const Tree& tree = object.tree;
+void write_node(const Object& object, Tree& tree, std::uint32_t index, const Layout& layout) {
     const WideNode& from = tree.nodes[index];
     const std::uint32_t unit_number = layout.reference[index] & kWalkUnitMask;
-    WalkUnit* const unit = object.tree.walk.data() + unit_number;
+    WalkUnit* const unit = tree.walk.data() + unit_number;
     auto& node = *new (unit) WalkNode<N>;
     for (int side = 0; side < 2; ++side)
         for (int axis = 0; axis < 3; ++axis)
             std::copy_n(from.planes[side][axis], N, node.planes[side][axis]);
     node.wide_node = index;
     node.leaves = 0;
-    const BlockPlan plan = plan_blocks(object, from);
+    const BlockPlan plan = plan_blocks(object, tree, from);
     node.blocked = static_cast<std::uint8_t>(plan.slots);
     node.wide_blocks = static_cast<std::uint8_t>(plan.wide);
     node.narrow_blocks = static_cast<std::uint8_t>(plan.narrow);
     std::uint32_t next = unit_number + static_cast<std::uint32_t>(sizeof node / sizeof *unit);
-    write_blocks(object, from, plan, node.block_slots, object.tree.walk.data() + next);
+    write_blocks(object, tree, from, plan, node.block_slots, tree.walk.data() + next);
     next += plan.units;
     for (std::uint32_t slot = 0; slot < N; ++slot) {
         const std::uint32_t child = from.child[slot], count = from.count[slot];
@@ -205,7 +205,7 @@ void write_node(Object& object, std::uint32_t index, const Layout& layout) {
         }
         node.child[slot] = next | kWalkLeaf;
         for (std::uint32_t k = 0; k < count; ++k) {
-            auto& p = *new (object.tree.walk.data() + next++) WalkPrimitive{};
+            auto& p = *new (tree.walk.data() + next++) WalkPrimitive{};
             write_primitive(object, tree.references[child + k], p);
             p.last = k + 1 == count;
         }
@@ -226,25 +226,24 @@ void reserve_stream(RawVector<WalkUnit>& stream, std::uint64_t units) {
 
 } // namespace
 
-std::uint64_t WalkUnits(const Object& object) {
+std::uint64_t WalkUnits(const Object& object, const Tree& tree) {
     std::uint64_t units = 0;
-    for (std::uint32_t i = 0; i < object.tree.nodes.size(); ++i) {
-        const WideNode& node = object.tree.nodes[i];
-        const BlockPlan plan = plan_blocks(object, node);
+    for (std::uint32_t i = 0; i < tree.nodes.size(); ++i) {
+        const WideNode& node = tree.nodes[i];
+        const BlockPlan plan = plan_blocks(object, tree, node);
         units += units_of(node, node_kind(i, used_slots(node), plan), plan);
     }
     return units;
 }
 
-void PrepareWalk(Object& object) {
-    Tree& tree = object.tree;
+void PrepareWalk(const Object& object, Tree& tree) {
     if (tree.nodes.empty()) {
         tree.walk = {};
         return;
     }
     Layout layout;
     layout.reference.resize(tree.nodes.size());
-    place(object, 0, 0, layout);
+    place(object, tree, 0, 0, layout);
     if (layout.units > kWalkUnitMask || layout.stack > kWalkStack) {
         ReportError("walk - tree is too large: " + object.name);
         tree.walk = {};
@@ -257,9 +256,9 @@ void PrepareWalk(Object& object) {
     for (std::int64_t i = 0; i < count; ++i) {
         const auto index = static_cast<std::uint32_t>(i);
         if ((layout.reference[index] & kWalkNarrow) != 0)
-            write_node<4>(object, index, layout);
+            write_node<4>(object, tree, index, layout);
         else
-            write_node<8>(object, index, layout);
+            write_node<8>(object, tree, index, layout);
     }
 }
 

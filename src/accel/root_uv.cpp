@@ -77,9 +77,10 @@ void try_tetragon(const Part& part, std::uint32_t index, const Vec3& point, Foot
                                                        + vertex_uv(part, v[3]) * (s * (1.0f - t))};
 }
 
-void try_leaf(const Object& object, const WideNode& node, int slot, const Vec3& point, Foot& foot) {
+void try_leaf(const Object& object, const Tree& tree, const WideNode& node, int slot,
+              const Vec3& point, Foot& foot) {
     for (std::uint32_t i = 0; i < node.count[slot]; ++i) {
-        const PrimitiveRef& ref = object.tree.references[node.child[slot] + i];
+        const PrimitiveRef& ref = tree.references[node.child[slot] + i];
         if (ref.kind == PrimitiveKind::triangle)
             try_triangle(object.parts[ref.part], ref.index, point, foot);
         else if (ref.kind == PrimitiveKind::tetragon)
@@ -89,14 +90,15 @@ void try_leaf(const Object& object, const WideNode& node, int slot, const Vec3& 
 
 // Leaves are tried whether their own box contains the point or not: that of a flat face contains
 // hardly any.
-void try_node(const Object& object, std::uint32_t index, const Vec3& point, Foot& foot) {
-    const WideNode& node = object.tree.nodes[index];
+void try_node(const Object& object, const Tree& tree, std::uint32_t index, const Vec3& point,
+              Foot& foot) {
+    const WideNode& node = tree.nodes[index];
     for (int slot = 0; slot < kWide; ++slot) {
         if (node.child[slot] == kEmptyChild) continue;
         if (node.count[slot] != 0)
-            try_leaf(object, node, slot, point, foot);
+            try_leaf(object, tree, node, slot, point, foot);
         else if (contains(slot_box(node, slot), point))
-            try_node(object, node.child[slot], point, foot);
+            try_node(object, tree, node.child[slot], point, foot);
     }
 }
 
@@ -107,9 +109,9 @@ bool is_in_some_child(const WideNode& node, const Vec3& point) {
     return false;
 }
 
-Vec2 nearest_uv(const Object& object, const Vec3& point) {
+Vec2 nearest_uv(const Object& object, const Tree& tree, const Vec3& point) {
     Foot foot;
-    if (is_in_some_child(object.tree.nodes[0], point)) try_node(object, 0, point, foot);
+    if (is_in_some_child(tree.nodes[0], point)) try_node(object, tree, 0, point, foot);
     return foot.uv;
 }
 
@@ -120,24 +122,24 @@ void set_strand_uv(Part& part, std::size_t first, std::size_t end, const Vec2& u
     }
 }
 
-void transfer_part(const Object& object, Part& part) {
+void transfer_part(const Object& object, const Tree& tree, Part& part) {
     uvs(part).resize(part.positions.size());
     std::size_t first = 0;
     for (const std::uint32_t length : part.strand_lengths) {
         const std::size_t end = std::min(first + length, part.cylinders.size());
         if (first == end) continue;
         const Vec3& root = part.positions[part.cylinders[first]];
-        set_strand_uv(part, first, end, nearest_uv(object, root));
+        set_strand_uv(part, first, end, nearest_uv(object, tree, root));
         first = end;
     }
 }
 
 } // namespace
 
-void TransferRootUvs(Object& object) {
-    if (object.tree.nodes.empty()) return;
+void TransferRootUvs(Object& object, const Tree& tree) {
+    if (tree.nodes.empty()) return;
     for (Part& part : object.parts) {
-        if (!part.strand_lengths.empty()) transfer_part(object, part);
+        if (!part.strand_lengths.empty()) transfer_part(object, tree, part);
     }
 }
 

@@ -8,8 +8,10 @@
 #include "accel/light_lists.h"
 #include "accel/prepare.h"
 #include "accel/root_uv.h"
+#include "accel/state.h"
 #include "accel/tree.h"
 #include "geometry/finalise.h"
+#include "geometry/state.h"
 #include "math/count_text.h"
 #include "math/roots.h"
 #include "math/stop.h"
@@ -50,23 +52,30 @@ void refuse_too_large(Object& object) {
     object.instances.clear();
 }
 
-void release_binary_tree(Object& object) {
+void release_binary_tree(const Object& object, Tree& tree) {
     if (object.has_motion) return;
-    object.binary_nodes = {};
-    object.binary_references = {};
+    tree.binary_nodes = {};
+    tree.binary_references = {};
 }
 
-void report(Object& object) {
-    ReportObject(object);
-}
-
-constexpr void (*kSteps[])(Object&) = {
-    finish_parts,    update_instances,    refuse_too_large, Build,       Update, SATOrder,
-    TransferRootUvs, release_binary_tree, MakeLightLists,   PrepareWalk, report};
-
-void object_setup(Object& object) {
-    for (const auto step : kSteps)
-        if (!stop_requested()) step(object);
+// Each step is left out once the run is to end.
+void object_setup(std::uint32_t index) {
+    const auto run = [](const auto& step, auto&... records) {
+        if (!stop_requested()) step(records...);
+    };
+    Object& object = Objects[index];
+    Tree& tree = Trees[index];
+    run(finish_parts, object);
+    run(update_instances, object);
+    run(refuse_too_large, object);
+    run(Build, object, tree);
+    run(Update, object, tree);
+    run(SATOrder, tree);
+    run(TransferRootUvs, object, tree);
+    run(release_binary_tree, object, tree);
+    run(MakeLightLists, object, LightListsOfObjects[index]);
+    run(PrepareWalk, object, tree);
+    run(ReportObject, object);
 }
 
 } // namespace
@@ -74,10 +83,12 @@ void object_setup(Object& object) {
 bool AssembleScene() {
     SmoothingTimeMs = DisplacementTimeMs = 0;
     if (Objects.empty()) return false;
+    Trees = std::vector<Tree>(Objects.size());
+    LightListsOfObjects.assign(Objects.size(), {});
     ResolveInstances();
     const bool has_root = ChooseRoot();
     for (const std::uint32_t object : OrderObjects())
-        object_setup(Objects[object]);
+        object_setup(object);
     SceneBounds = Objects[RootObjectIndex].box;
     SceneCenter = center(SceneBounds);
     SceneRadius = 0.5f * length(SceneBounds.max - SceneBounds.min);

@@ -1,12 +1,15 @@
-// The global tables of this folder.
+// The state of this folder.
 // SPDX-License-Identifier: MIT
-#include "accel/types.h"
+#include "accel/state.h"
 
 namespace mh {
 
-std::uint32_t RootObjectIndex = 0;
-Aabb SceneBounds;
-Vec3 SceneCenter;
-float SceneRadius = 0.0f;
+AccelStateRecord AccelState;
+const WalkKernel *WidestWalks = &kScalarWalks, *CurrentWalks = &kScalarWalks;
+std::int32_t OcclusionLogging = 8;
+
+void ResetAccel() {
+    AccelState = {};
+}
 
 } // namespace mh

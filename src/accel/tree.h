@@ -3,6 +3,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "accel/types.h"
 #include "geometry/types.h"
 
 #include <cstddef>
@@ -34,19 +35,19 @@ std::string TooLarge(const Object& object);
 
 // Topology of the binary tree over all primitives and usable instances. Reports the time. An
 // object without any keeps empty vectors.
-void Build(Object& object);
+void Build(const Object& object, Tree& tree);
 
-// Boxes, costs, restructuring, object box, wide nodes.
-void Update(Object& object);
+// Boxes, costs, restructuring, the object's box, wide nodes.
+void Update(Object& object, Tree& tree);
 
 // Sorts the children of every wide node by falling surface area.
-void SATOrder(Object& object);
+void SATOrder(Tree& tree);
 
 // Sorts the children of every wide node by measured occlusions per cost; without any measured the
 // tree stays as it is. Returns the expected cost of the root.
-float ReorderTree(Object& object);
+float ReorderTree(Tree& tree);
 
 // Frees what only ReorderTree and PrepareWalk read: a third of the tree's memory.
-void ReleaseWideNodes(Object& object);
+void ReleaseWideNodes(Tree& tree);
 
 } // namespace mh

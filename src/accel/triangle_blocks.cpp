@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "accel/triangle_blocks.h"
 
-#include "shading/types.h"
+#include "shading/state.h"
 
 #include <algorithm>
 #include <new>
@@ -15,10 +15,10 @@ constexpr std::uint32_t kWideBlockUnits = sizeof(WalkBlock<8>) / sizeof(WalkUnit
 constexpr std::uint32_t kNarrowBlockUnits = sizeof(WalkBlock<4>) / sizeof(WalkUnit);
 
 // Whether the references are few triangles that exist.
-bool fits_blocks(const Object& object, std::uint32_t first, std::uint32_t count) {
+bool fits_blocks(const Object& object, const Tree& tree, std::uint32_t first, std::uint32_t count) {
     if (count > kMaxBlockedLeaf) return false;
     for (std::uint32_t k = first; k < first + count; ++k) {
-        const PrimitiveRef& ref = object.tree.references[k];
+        const PrimitiveRef& ref = tree.references[k];
         if (ref.kind != PrimitiveKind::triangle || ref.part >= object.parts.size()
             || ref.index >= object.parts[ref.part].triangles.size())
             return false;
@@ -85,12 +85,12 @@ std::uint8_t visibility_of(std::uint32_t shader) {
                     static_cast<std::uint8_t>(Visibility::all));
 }
 
-BlockPlan plan_blocks(const Object& object, const WideNode& node) {
+BlockPlan plan_blocks(const Object& object, const Tree& tree, const WideNode& node) {
     BlockPlan plan;
     std::uint32_t triangles = 0;
     for (std::uint32_t slot = 0; slot < kWide; ++slot) {
         if (node.child[slot] == kEmptyChild || node.count[slot] == 0
-            || !fits_blocks(object, node.child[slot], node.count[slot]))
+            || !fits_blocks(object, tree, node.child[slot], node.count[slot]))
             continue;
         plan.slots |= 1u << slot;
         triangles += node.count[slot];
@@ -101,14 +101,14 @@ BlockPlan plan_blocks(const Object& object, const WideNode& node) {
     return plan;
 }
 
-void write_blocks(const Object& object, const WideNode& node, const BlockPlan& plan,
-                  std::uint8_t* slots, WalkUnit* unit) {
+void write_blocks(const Object& object, const Tree& tree, const WideNode& node,
+                  const BlockPlan& plan, std::uint8_t* slots, WalkUnit* unit) {
     SlotTriangle list[kWide * kMaxBlockedLeaf];
     std::size_t count = 0, done = 0;
     for (std::uint32_t slot = 0; slot < kWide; ++slot)
         if ((plan.slots >> slot & 1u) != 0)
             for (std::uint32_t k = 0; k < node.count[slot]; ++k)
-                list[count++] = {object.tree.references[node.child[slot] + k], slot};
+                list[count++] = {tree.references[node.child[slot] + k], slot};
     for (std::uint32_t k = 0; k < plan.wide; ++k, done += 8)
         unit = write_block<8>(object, list + done, count - std::min(done, count), *slots++, unit);
     if (plan.narrow != 0) write_block<4>(object, list + done, count - done, *slots, unit);

@@ -15,11 +15,11 @@ struct BlockPlan {
 };
 
 // Leaves of up to kMaxBlockedLeaf triangles, all of which exist.
-BlockPlan plan_blocks(const Object& object, const WideNode& node);
+BlockPlan plan_blocks(const Object& object, const Tree& tree, const WideNode& node);
 
 // Writes the blocks of a plan to `unit` and what follows, and which slots each of them has.
-void write_blocks(const Object& object, const WideNode& node, const BlockPlan& plan,
-                  std::uint8_t* slots, WalkUnit* unit);
+void write_blocks(const Object& object, const Tree& tree, const WideNode& node,
+                  const BlockPlan& plan, std::uint8_t* slots, WalkUnit* unit);
 
 // A triangle that stands in no block.
 void write_triangle(const Part& part, const Triangle& face, WalkTriangles<1>& out);

@@ -1,12 +1,15 @@
 // Records of the trees: references to primitives, binary nodes of the build, eight-wide nodes that
-// rays walk.
+// rays walk; and of the lists of what emits light.
 // SPDX-License-Identifier: MIT
 #pragma once
 
 #include "math/box.h"
+#include "math/discrete_sampler.h"
+#include "math/raw_vector.h"
 
 #include <array>
 #include <cstdint>
+#include <vector>
 
 namespace mh {
 
@@ -55,9 +58,33 @@ struct alignas(64) WalkUnit {
     unsigned char bytes[64];
 };
 
-extern std::uint32_t RootObjectIndex;
-extern Aabb SceneBounds;
-extern Vec3 SceneCenter;
-extern float SceneRadius; // half the diagonal of the bounds
+// A tree of an object as rays walk it.
+struct Tree {
+    RawVector<WideNode> nodes;               // root at 0; empty when the object has no primitives
+    RawVector<PrimitiveRef> references;      // in leaf order
+    std::vector<OcclusionLog> occlusion_log; // one per node
+    RawVector<WalkUnit> walk;                // what rays read of it all; empty: they hit nothing
+    std::uint32_t wide_depth = 0;            // of the deepest node
+    double tree_cost = 0.0;                  // stored only: of the binary tree after restructuring
+    RawVector<BinaryNode> binary_nodes;      // kept after the build only with motion
+    RawVector<PrimitiveRef> binary_references;
+};
+
+// One emitting primitive of an object, or an instance that leads to some.
+struct LightPrimitive {
+    std::uint32_t part = 0;                       // index within the object
+    PrimitiveKind kind = PrimitiveKind::triangle; // triangle, tetragon or instance
+    std::uint32_t index = 0;
+    bool front = true;   // which side emits
+    float weight = 0.0f; // area
+};
+
+// What an object sends out, with distributions over the areas.
+struct LightLists {
+    std::vector<LightPrimitive> emission_list;
+    std::vector<LightPrimitive> virtual_light_list; // stored only, as all that comes of it
+    DiscreteSampler emission_distribution, virtual_light_distribution;
+    float emission_weight = 0.0f, virtual_light_weight = 0.0f; // areas
+};
 
 } // namespace mh

@@ -77,23 +77,22 @@ double tree_cost(std::span<const BinaryNode> nodes) {
 }
 
 // A tree that outgrows its stream is made of larger leaves, which always fit.
-void flatten(Object& object) {
-    Collapse(object, 1);
-    if (object.binary_references.size() > kMostPrimitivesOfAnyTree
-        && WalkUnits(object) > kWalkUnitMask)
-        Collapse(object, kMaxBlockedLeaf);
+void flatten(const Object& object, Tree& tree) {
+    Collapse(tree, 1);
+    if (tree.binary_references.size() > kMostPrimitivesOfAnyTree
+        && WalkUnits(object, tree) > kWalkUnitMask)
+        Collapse(tree, kMaxBlockedLeaf);
 }
 
 } // namespace
 
-void Update(Object& object) {
-    object.tree = {};
+void Update(Object& object, Tree& tree) {
     object.box = {{}, {}};
-    if (object.binary_nodes.empty()) return;
-    restructure_tree(object.binary_nodes);
-    object.box = object.binary_nodes[0].box;
-    object.tree.tree_cost = tree_cost(object.binary_nodes);
-    flatten(object);
+    if (tree.binary_nodes.empty()) return;
+    restructure_tree(tree.binary_nodes);
+    object.box = tree.binary_nodes[0].box;
+    tree.tree_cost = tree_cost(tree.binary_nodes);
+    flatten(object, tree);
 }
 
 } // namespace mh

@@ -2,10 +2,11 @@
 // SPDX-License-Identifier: MIT
 #include "accel/walk.h"
 
+#include "accel/state.h"
 #include "accel/walk_types.h"
-#include "geometry/types.h"
+#include "geometry/state.h"
 #include "math/roots.h"
-#include "run/types.h"
+#include "run/state.h"
 
 #include <atomic>
 
@@ -14,9 +15,6 @@ namespace mh {
 static_assert(kWalkLevels == kMaxInstanceLevels);
 
 namespace {
-
-const WalkKernel* widest = &kScalarWalks;
-const WalkKernel* current = &kScalarWalks;
 
 std::uint64_t identity(HitKind kind, std::int32_t primitive) {
     return static_cast<std::uint32_t>(primitive)
@@ -46,8 +44,8 @@ Vec3 shadow_inverse_direction(const Vec3& d) {
 
 // The stream that rays enter; null when there is nothing to hit.
 const WalkUnit* root_stream() {
-    if (RootObjectIndex >= Objects.size()) return nullptr;
-    const RawVector<WalkUnit>& stream = Objects[RootObjectIndex].tree.walk;
+    if (RootObjectIndex >= Trees.size()) return nullptr;
+    const RawVector<WalkUnit>& stream = Trees[RootObjectIndex].walk;
     return stream.empty() ? nullptr : stream.data();
 }
 
@@ -133,33 +131,31 @@ bool occluded(Ray& ray, bool (*walk)(const WalkUnit*, WalkQuery&), WalkQuery& qu
 
 // Adds one to the slot of every leaf that led to the occluder, from the root down.
 void log_occlusion(const WalkQuery& query) {
-    Object* object = &Objects[RootObjectIndex];
+    Tree* tree = &Trees[RootObjectIndex];
     for (const WalkLogEntry& entry : query.log) {
-        if (object->tree.occlusion_log.empty()) return; // released after the first frame
-        std::atomic_ref(object->tree.occlusion_log[entry.wide_node][entry.slot])
+        if (tree->occlusion_log.empty()) return; // released after the first frame
+        std::atomic_ref(tree->occlusion_log[entry.wide_node][entry.slot])
             .fetch_add(1, std::memory_order_relaxed);
         if (entry.object == kNoObject) return;
-        object = &Objects[entry.object];
+        tree = &Trees[entry.object];
     }
 }
 
 } // namespace
 
-std::int32_t OcclusionLogging = 8;
-
 void SelectWalks() {
     const bool vector = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi")
                         && __builtin_cpu_supports("bmi2");
-    widest = vector ? &kAvx2Walks : &kScalarWalks;
-    current = widest;
+    WidestWalks = vector ? &kAvx2Walks : &kScalarWalks;
+    CurrentWalks = WidestWalks;
 }
 
 const char* WalkName() {
-    return current->name;
+    return CurrentWalks->name;
 }
 
 void UseVectorWalks(bool vector) {
-    current = vector ? widest : &kScalarWalks;
+    CurrentWalks = vector ? WidestWalks : &kScalarWalks;
 }
 
 bool closest_hit(Ray& ray) {
@@ -167,24 +163,25 @@ bool closest_hit(Ray& ray) {
     ray.inverse_direction = inverse_direction(ray.direction);
     ray.distance = kFar;
     ray.direction = normalize(ray.direction);
-    return find_nearest(ray, current->closest, query);
+    return find_nearest(ray, CurrentWalks->closest, query);
 }
 
 bool probe_hit(Ray& ray) {
     WalkQuery query;
     ray.inverse_direction = inverse_direction(ray.direction);
-    return find_nearest(ray, current->probe, query);
+    return find_nearest(ray, CurrentWalks->probe, query);
 }
 
 void shadow_query(Ray& ray) {
     WalkQuery query;
-    occluded(ray, current->occlude, query);
+    occluded(ray, CurrentWalks->occlude, query);
 }
 
 void OccludeLog(Ray& ray) {
     WalkQuery query;
     const bool logging = OcclusionLogging != 0;
-    if (occluded(ray, logging ? current->occlude_log : current->occlude, query) && logging)
+    if (occluded(ray, logging ? CurrentWalks->occlude_log : CurrentWalks->occlude, query)
+        && logging)
         log_occlusion(query);
 }
 

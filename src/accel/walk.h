@@ -33,6 +33,4 @@ void shadow_query(Ray& ray);
 // OcclusionLogging is 0.
 void OccludeLog(Ray& ray);
 
-extern std::int32_t OcclusionLogging;
-
 } // namespace mh

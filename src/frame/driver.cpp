@@ -1,13 +1,13 @@
 // The one-shot driver: a scene directory in, image files out.
 // SPDX-License-Identifier: MIT
 #include "frame/phases.h"
-#include "geometry/types.h"
+#include "geometry/state.h"
 #include "math/clock.h"
 #include "output/preview.h"
 #include "run/report.h"
-#include "run/types.h"
+#include "run/state.h"
 #include "scene/scene_reader.h"
-#include "shading/types.h"
+#include "shading/state.h"
 
 #include <algorithm>
 #include <string_view>

@@ -3,7 +3,8 @@
 #include "frame/host_calls.h"
 #include "frame/moonhare.h"
 #include "output/camera.h"
-#include "run/types.h"
+#include "output/state.h"
+#include "run/state.h"
 
 namespace mh {
 

@@ -4,14 +4,17 @@
 #include "frame/host_calls.h"
 #include "frame/moonhare.h"
 #include "frame/phases.h"
-#include "geometry/types.h"
+#include "geometry/state.h"
 #include "integrate/pixel_loop.h"
 #include "integrate/renderer.h"
 #include "lights/gaffer.h"
 #include "lights/sky_light.h"
+#include "lights/state.h"
 #include "output/camera.h"
-#include "run/types.h"
+#include "output/state.h"
+#include "run/state.h"
 #include "shading/shaders.h"
+#include "shading/state.h"
 
 #include <algorithm>
 
@@ -33,14 +36,14 @@ void mark_undone(Phase phase) {
 
 bool nothing_done(const char* call, std::uint32_t phases) {
     if ((Progress.done & phases) == 0) return true;
-    ReportFault(call, Fault::order, "has run on this scene; mhFinalize must come first");
+    ReportFault(call, HostFault::order, "has run on this scene; mhFinalize must come first");
     return false;
 }
 
 bool ready_to_render(const char* call) {
     if (!MayCall(call)) return false;
     if (is_done(Phase::renderer) && !is_done(Phase::frames)) return true;
-    ReportFault(call, Fault::order, "must come after mhInitialize, once per scene");
+    ReportFault(call, HostFault::order, "must come after mhInitialize, once per scene");
     return false;
 }
 
@@ -53,7 +56,7 @@ bool has_records() {
 void finalize_the_rest(const char* call) {
     Progress.finalized_late = has_records();
     if (Progress.finalized_late)
-        ReportFault(call, Fault::order, "mhFinalize has not destroyed the scene; it runs now");
+        ReportFault(call, HostFault::order, "mhFinalize has not destroyed the scene; it runs now");
     Finalize();
 }
 
@@ -75,7 +78,7 @@ extern "C" {
 
 MH_API void mhStartup(void) {
     if (Progress.stage == Stage::open)
-        return ReportFault(__func__, Fault::order, "has run already");
+        return ReportFault(__func__, HostFault::order, "has run already");
     ForgetFaults();
     if (Progress.stage == Stage::dissolved) finalize_the_rest(__func__);
     Startup();
@@ -204,8 +207,10 @@ MH_API void mhSetDisplayGamma(float gamma) {
 
 MH_API void mhRenderPixels(int count, float* out, int frame) {
     if (!ready_to_render(__func__)) return;
-    if (count < 0) return ReportFault(__func__, Fault::count, "count is " + std::to_string(count));
-    if (frame < 0) return ReportFault(__func__, Fault::value, "frame is " + std::to_string(frame));
+    if (count < 0)
+        return ReportFault(__func__, HostFault::count, "count is " + std::to_string(count));
+    if (frame < 0)
+        return ReportFault(__func__, HostFault::value, "frame is " + std::to_string(frame));
     if (count > 0 && !IsGiven(__func__, "the array", out)) return;
     std::vector<Vec3> pixels;
     RenderPixelsTo(pixels, static_cast<std::uint32_t>(frame));

@@ -3,7 +3,8 @@
 #include "frame/host_calls.h"
 #include "frame/moonhare.h"
 #include "lights/gaffer.h"
-#include "lights/types.h"
+#include "lights/state.h"
+#include "shading/state.h"
 
 namespace mh {
 

@@ -4,8 +4,8 @@
 #include "frame/host_calls.h"
 #include "frame/moonhare.h"
 #include "geometry/objects.h"
-#include "geometry/types.h"
-#include "shading/types.h"
+#include "geometry/state.h"
+#include "shading/state.h"
 
 #include <algorithm>
 #include <cstring>
@@ -153,7 +153,7 @@ MH_API void mhAddVertexData(int object, int part, const char* name, int count, i
     case 1: return add_array<1>(record->scalar_arrays, name, count, values, float_of);
     case 2: return add_array<2>(record->vec2_arrays, name, count, values, vec2_of);
     case 3: return add_array<3>(record->vec3_arrays, name, count, values, vec3_of);
-    default: ReportFault(__func__, Fault::value, "components is " + std::to_string(components));
+    default: ReportFault(__func__, HostFault::value, "components is " + std::to_string(components));
     }
 }
 

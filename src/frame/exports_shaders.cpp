@@ -4,7 +4,7 @@
 #include "frame/moonhare.h"
 #include "shading/images.h"
 #include "shading/shaders.h"
-#include "shading/types.h"
+#include "shading/state.h"
 
 #include <cstring>
 

@@ -5,30 +5,23 @@
 #include "output/aov.h"
 #include "run/report.h"
 
-#include <set>
-#include <utility>
-
 namespace mh {
 
 namespace {
 
-std::set<std::pair<std::string, Fault>> reported_faults;
-
 bool is_order_kept(const char* call, bool kept) {
-    if (!kept) ReportFault(call, Fault::order, "must come after mhStartup");
+    if (!kept) ReportFault(call, HostFault::order, "must come after mhStartup");
     return kept;
 }
 
 } // namespace
 
-HostProgress Progress;
-
-void ReportFault(const char* call, Fault fault, const std::string& text) {
-    if (reported_faults.emplace(call, fault).second) ReportError(std::string(call) + " - " + text);
+void ReportFault(const char* call, HostFault fault, const std::string& text) {
+    if (ReportedFaults.emplace(call, fault).second) ReportError(std::string(call) + " - " + text);
 }
 
 void ForgetFaults() {
-    reported_faults.clear();
+    ReportedFaults.clear();
 }
 
 bool MayCall(const char* call) {
@@ -42,31 +35,31 @@ bool MayFinish(const char* call) {
 
 bool MayBuild(const char* call, Phase phase) {
     if (!MayCall(call)) return false;
-    if (is_done(phase)) ReportFault(call, Fault::order, "must come before mhInitialize");
+    if (is_done(phase)) ReportFault(call, HostFault::order, "must come before mhInitialize");
     return !is_done(phase);
 }
 
 bool IsRecord(const char* call, const char* kind, int index, std::size_t count) {
     if (index >= 0 && static_cast<std::size_t>(index) < count) return true;
-    ReportFault(call, Fault::record,
+    ReportFault(call, HostFault::record,
                 std::string("there is no ") + kind + " " + std::to_string(index));
     return false;
 }
 
 bool IsGiven(const char* call, const char* name, const void* pointer) {
     if (pointer == nullptr)
-        ReportFault(call, Fault::null_pointer, std::string(name) + " is a null pointer");
+        ReportFault(call, HostFault::null_pointer, std::string(name) + " is a null pointer");
     return pointer != nullptr;
 }
 
 bool HasValues(const char* call, int count, const void* values) {
-    if (count < 0) ReportFault(call, Fault::count, "count is " + std::to_string(count));
+    if (count < 0) ReportFault(call, HostFault::count, "count is " + std::to_string(count));
     return count > 0 && IsGiven(call, "the array", values);
 }
 
 bool IsAtMost(const char* call, const char* name, int value, int highest) {
     if (value <= highest) return true;
-    ReportFault(call, Fault::value, std::string(name) + " is " + std::to_string(value));
+    ReportFault(call, HostFault::value, std::string(name) + " is " + std::to_string(value));
     return false;
 }
 

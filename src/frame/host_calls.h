@@ -3,6 +3,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "frame/state.h"
 #include "output/types.h"
 
 #include <cstdint>
@@ -10,35 +11,6 @@
 #include <vector>
 
 namespace mh {
-
-enum class Fault : std::uint8_t { order, record, null_pointer, count, value };
-
-// Phases that close the building of some records; `frames` stands for mhRender.
-enum class Phase : std::uint8_t {
-    cameras,
-    shaders,
-    accelerator,
-    sky,
-    geometry_light,
-    gaffer,
-    renderer,
-    frames,
-};
-
-enum class Stage : std::uint8_t {
-    down,      // before mhStartup, after mhShutdown
-    open,      // a scene is built, completed or rendered
-    dissolved, // its shaders are gone
-};
-
-// Where a host stands in the order of calls.
-struct HostProgress {
-    Stage stage = Stage::down;
-    std::uint32_t done = 0;      // a bit per Phase
-    bool finalized_late = false; // by mhShutdown, for a host that had not called mhFinalize
-};
-
-extern HostProgress Progress;
 
 constexpr std::uint32_t bit_of(Phase phase) {
     return 1u << static_cast<unsigned>(phase);
@@ -49,7 +21,7 @@ inline bool is_done(Phase phase) {
 }
 
 // An error line that names the call, unless it came before in this run.
-void ReportFault(const char* call, Fault fault, const std::string& text);
+void ReportFault(const char* call, HostFault fault, const std::string& text);
 
 // From here on every fault is told again; at the start of a run.
 void ForgetFaults();

@@ -4,29 +4,34 @@
 
 #include "accel/prepare.h"
 #include "accel/scene_assembly.h"
+#include "accel/state.h"
 #include "accel/tree.h"
-#include "accel/types.h"
 #include "accel/walk.h"
-#include "geometry/types.h"
+#include "frame/state.h"
+#include "geometry/state.h"
 #include "integrate/density.h"
 #include "integrate/pixel_loop.h"
+#include "integrate/progressive.h"
 #include "integrate/renderer.h"
+#include "integrate/state.h"
 #include "lights/gaffer.h"
 #include "lights/geometry_light.h"
 #include "lights/sky_light.h"
+#include "lights/state.h"
 #include "math/random.h"
 #include "math/rgbe.h"
 #include "math/sequence.h"
 #include "math/stop.h"
 #include "output/camera.h"
 #include "output/image_writer.h"
-#include "output/progressive.h"
+#include "output/state.h"
 #include "run/estimator.h"
 #include "run/report.h"
-#include "run/types.h"
+#include "run/state.h"
 #include "shading/hair_table.h"
 #include "shading/images.h"
 #include "shading/shaders.h"
+#include "shading/state.h"
 
 #include <algorithm>
 
@@ -36,46 +41,21 @@ namespace mh {
 
 namespace {
 
-bool image_library_started = false;
-
 void start_image_library() {
-    if (image_library_started) return;
+    if (ImageLibraryStarted) return;
     FreeImage_Initialise();
-    image_library_started = true;
+    ImageLibraryStarted = true;
 }
 
 void stop_image_library() {
-    if (!image_library_started) return;
+    if (!ImageLibraryStarted) return;
     FreeImage_DeInitialise();
-    image_library_started = false;
-}
-
-void reset_run() {
-    RootObjectIndex = 0;
-    SceneBounds = {};
-    SceneCenter = {};
-    SceneRadius = 0.0f;
-    SmoothingTimeMs = DisplacementTimeMs = 0;
-    RendererSettings = {};
-    RayStatistics = {};
-    TraversalTotals = {};
-    ThreadStates.fill({});
-    ActiveCameraIndex = 0;
-    FrameIndex = CurrentSample = 0;
-    SceneDirectory.clear();
-    ImageWriting = {};
-}
-
-// Releases the storage too: a vector that is only cleared keeps it.
-template<typename T>
-void destroy(std::vector<T>& records) {
-    std::vector<T>().swap(records);
+    ImageLibraryStarted = false;
 }
 
 void begin_frame(std::uint32_t) {
-    for (Object& object : Objects)
-        std::fill(object.tree.occlusion_log.begin(), object.tree.occlusion_log.end(),
-                  OcclusionLog{});
+    for (Tree& tree : Trees)
+        std::fill(tree.occlusion_log.begin(), tree.occlusion_log.end(), OcclusionLog{});
     for (ThreadState& thread : ThreadStates)
         thread.shadow_nodes = thread.shadow_leaves = thread.shadow_primitives = 0;
 }
@@ -87,9 +67,9 @@ void first_frame_done() {
         TraversalTotals.leaves += thread.shadow_leaves;
         TraversalTotals.primitives += thread.shadow_primitives;
     }
-    for (Object& object : Objects) {
-        if (ReorderTree(object) > 0.0f) PrepareWalk(object);
-        ReleaseWideNodes(object);
+    for (std::size_t i = 0; i < Trees.size(); ++i) {
+        if (ReorderTree(Trees[i]) > 0.0f) PrepareWalk(Objects[i], Trees[i]);
+        ReleaseWideNodes(Trees[i]);
     }
 }
 
@@ -135,7 +115,7 @@ void Startup() {
     if (draws_from_seed()) DrawFromHardware();
     BuildSequences();
     SelectWalks();
-    reset_run();
+    ResetRun();
     ResetGeometryLight(true);
     ResetSkyLight();
     ResetRenderer();
@@ -170,11 +150,14 @@ void Render() {
 }
 
 void FinalizeAccelerator() {
-    destroy(Objects);
+    ResetAccel();
+    ReleaseDensity();
+    ResetGeometry();
 }
 
-// The singletons lose their AOVs and links only here: the lights may have been finalised once
-// before, after the last frame, and their images are written again.
+// Each step writes and releases its own; the resets leave nothing of the scene, so that the next
+// begins as the first. The lights may have been finalised once before, after the last frame: they
+// lose their AOVs and links only here, and their images are written again.
 void Finalize() {
     FinalizeRenderer();
     FinalizeGaffer();
@@ -183,9 +166,10 @@ void Finalize() {
     FinalizeAccelerator();
     FinalizeCameras();
     FinalizeShaders();
-    destroy(Textures);
-    ResetGeometryLight(true);
-    ResetSkyLight();
+    ResetIntegrate();
+    ResetLights();
+    ResetOutput();
+    ResetShading();
 }
 
 void Shutdown() {

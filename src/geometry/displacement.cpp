@@ -6,12 +6,14 @@
 #include "geometry/objects.h"
 #include "geometry/patch.h"
 #include "geometry/smoothing.h"
+#include "geometry/state.h"
 #include "math/clock.h"
 #include "math/memory.h"
 #include "math/roots.h"
 #include "math/threads.h"
 #include "run/report.h"
 #include "shading/images.h"
+#include "shading/state.h"
 
 #include <algorithm>
 #include <limits>

@@ -7,7 +7,7 @@
 #include "geometry/objects.h"
 #include "geometry/smoothing.h"
 #include "geometry/strands.h"
-#include "shading/types.h"
+#include "shading/state.h"
 
 #include <algorithm>
 #include <cmath>

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "geometry/objects.h"
 
+#include "geometry/state.h"
+
 #include <algorithm>
 #include <filesystem>
 

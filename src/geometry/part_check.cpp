@@ -6,7 +6,7 @@
 #include "geometry/objects.h"
 #include "math/count_text.h"
 #include "run/report.h"
-#include "shading/types.h"
+#include "shading/state.h"
 
 #include <algorithm>
 #include <cmath>

@@ -6,6 +6,7 @@
 
 #include "geometry/direction_set.h"
 #include "geometry/objects.h"
+#include "geometry/state.h"
 #include "geometry/vertex_data.h"
 #include "geometry/weld_table.h"
 #include "math/clock.h"
@@ -14,7 +15,7 @@
 #include "math/roots.h"
 #include "math/threads.h"
 #include "run/report.h"
-#include "shading/types.h"
+#include "shading/state.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,11 +1,14 @@
-// The global tables of this folder.
+// The state of this folder.
 // SPDX-License-Identifier: MIT
-#include "geometry/types.h"
+#include "geometry/state.h"
 
 namespace mh {
 
-std::vector<Object> Objects;
+GeometryStateRecord GeometryState;
 std::vector<std::string> GeometrySearchPaths;
-std::int64_t SmoothingTimeMs = 0, DisplacementTimeMs = 0;
+
+void ResetGeometry() {
+    GeometryState = {};
+}
 
 } // namespace mh

@@ -2,13 +2,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "accel/types.h"
-#include "integrate/types.h"
 #include "math/box.h"
-#include "math/discrete_sampler.h"
 #include "math/matrix.h"
 #include "math/packed_unit.h"
-#include "math/raw_vector.h"
 #include "math/vec3.h"
 
 #include <array>
@@ -56,7 +52,6 @@ struct Part {
     std::string shader_name = "undefined";
     std::uint32_t shader_id = 0;
     bool has_motion = false; // an array is named "motion"
-    DensityGrid density;     // cells of the faces; empty outside the root object
 };
 
 constexpr std::uint32_t kUnresolved = 0xFFFFFFFFu;
@@ -73,25 +68,6 @@ struct Instance {
     bool usable = false;     // derived: resolved, invertible, and its target holds primitives
 };
 
-// One emitting primitive of an object, or an instance that leads to some.
-struct LightPrimitive {
-    std::uint32_t part = 0;                       // index within the object
-    PrimitiveKind kind = PrimitiveKind::triangle; // triangle, tetragon or instance
-    std::uint32_t index = 0;
-    bool front = true;   // which side emits
-    float weight = 0.0f; // area
-};
-
-// A tree of an object as rays walk it.
-struct Tree {
-    RawVector<WideNode> nodes;               // root at 0; empty when the object has no primitives
-    RawVector<PrimitiveRef> references;      // in leaf order
-    std::vector<OcclusionLog> occlusion_log; // one per node
-    RawVector<WalkUnit> walk;                // what rays read of it all; empty: they hit nothing
-    std::uint32_t wide_depth = 0;            // of the deepest node
-    double tree_cost = 0.0;                  // of the binary tree after restructuring
-};
-
 struct Object {
     Aabb box; // object space: all primitives and instances
     std::string name;
@@ -102,16 +78,6 @@ struct Object {
     std::uint32_t object_level = 0; // depth in the instance graph, 0 at the root
     bool referenced = false;        // some instance points here
     bool has_motion = false;
-    Tree tree;
-    RawVector<BinaryNode> binary_nodes; // kept after the build only with motion
-    RawVector<PrimitiveRef> binary_references;
-    std::vector<LightPrimitive> emission_list, virtual_light_list;
-    DiscreteSampler emission_distribution, virtual_light_distribution;
-    float emission_weight = 0.0f, virtual_light_weight = 0.0f; // areas
 };
-
-extern std::vector<Object> Objects;
-extern std::vector<std::string> GeometrySearchPaths;
-extern std::int64_t SmoothingTimeMs, DisplacementTimeMs;
 
 } // namespace mh

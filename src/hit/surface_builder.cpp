@@ -9,10 +9,11 @@
 #include "math/random.h"
 #include "math/roots.h"
 #include "run/estimator.h"
-#include "run/types.h"
+#include "run/state.h"
 #include "shading/evaluate.h"
 #include "shading/fresnel.h"
 #include "shading/shaders.h"
+#include "shading/state.h"
 
 #include <algorithm>
 #include <array>

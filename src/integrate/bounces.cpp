@@ -11,9 +11,10 @@
 #include "math/random.h"
 #include "math/stop.h"
 #include "run/estimator.h"
-#include "run/types.h"
+#include "run/state.h"
 #include "shading/hair_table.h"
 #include "shading/scattering.h"
+#include "shading/state.h"
 
 #include <algorithm>
 #include <array>

@@ -4,6 +4,7 @@
 
 #include "accel/walk.h"
 #include "integrate/atomic_sums.h"
+#include "integrate/state.h"
 #include "lights/light_sampling.h"
 #include "math/roots.h"
 #include "output/aov.h"
@@ -19,8 +20,6 @@ namespace {
 constexpr float kBorder = 1e-8f;           // a pixel coordinate is this much below the image's size
 constexpr float kSmallestCosine = 1e-6f;   // below it the normals' ratio means nothing
 constexpr float kGlossyScale = 4.0f * kPi; // lobes carry 1 / (4 pi), lights a folded pi
-
-AtomicSums pixels; // empty when nothing is to be splatted
 
 bool is_light_path(const Aov& aov) {
     return holds(aov, Channel::light_path);
@@ -65,18 +64,18 @@ float camera_weight(const CameraPose& pose, const SurfacePoint& point, const Vec
 } // namespace
 
 void StartSplats() {
-    ReleaseSums(pixels);
+    ReleaseSums(IntegrateState.splats);
     Camera* camera = ActiveCamera();
     if (camera == nullptr) return;
     for (Aov& aov : camera->aovs)
         if (is_light_path(aov)) std::fill(aov.image.floats.begin(), aov.image.floats.end(), 0.0f);
     if (camera->projection != Projection::pinhole) return;
     if (std::none_of(camera->aovs.begin(), camera->aovs.end(), is_light_path)) return;
-    ResizeSums(pixels, pixel_count(*camera));
+    ResizeSums(IntegrateState.splats, pixel_count(*camera));
 }
 
 bool splats_wanted() {
-    return !pixels.values.empty();
+    return !IntegrateState.splats.values.empty();
 }
 
 void splat_glossy(const Ray& photon, const SurfacePoint& point, const Vec3& power) {
@@ -93,7 +92,7 @@ void splat_glossy(const Ray& photon, const SurfacePoint& point, const Vec3& powe
     shadow_query(shadow);
     if (!any_above(shadow.weight, kNothing)) return;
     const float lobe = kGlossyScale * ward_lobe(point.outgoing, direction, point);
-    add_to_sum(pixels, pixel, lobe * weight * shadow.weight * power);
+    add_to_sum(IntegrateState.splats, pixel, lobe * weight * shadow.weight * power);
 }
 
 void FinishSplats() {
@@ -102,9 +101,9 @@ void FinishSplats() {
         if (!is_light_path(aov) || 3 * pixel_count(*ActiveCamera()) != aov.image.floats.size())
             continue;
         for (std::size_t i = 0; i < pixel_count(*ActiveCamera()); ++i)
-            write_pixel(aov.image, static_cast<std::int64_t>(i), sum_at(pixels, i));
+            write_pixel(aov.image, static_cast<std::int64_t>(i), sum_at(IntegrateState.splats, i));
     }
-    ReleaseSums(pixels);
+    ReleaseSums(IntegrateState.splats);
 }
 
 } // namespace mh

@@ -3,10 +3,11 @@
 #include "integrate/caustics.h"
 
 #include "integrate/photon_tree.h"
+#include "integrate/state.h"
 #include "math/random.h"
 #include "math/roots.h"
 #include "run/report.h"
-#include "run/types.h"
+#include "run/state.h"
 
 #include <algorithm>
 
@@ -22,12 +23,11 @@ constexpr int kFewest = 2;              // photons that make an estimate
 // of the photons on a floor has no thickness.
 constexpr float kHitRounding = 1e-5f;
 
-PhotonTree tree;
-
 bool near_photons(const Ray& ray, const Vec3& position) {
+    const Aabb& box = IntegrateState.photon_tree.box;
     const Vec3 size = max(position, -position);
     const Vec3 margin = splat(kHitRounding * (max_channel(size) + ray.distance));
-    return contains(Aabb{tree.box.min - margin, tree.box.max + margin}, position);
+    return contains(Aabb{box.min - margin, box.max + margin}, position);
 }
 
 // What a thread met before depends on the schedule, and with it the order in which powers are added:
@@ -58,7 +58,7 @@ void remember_lookup(const Ray& ray, const Vec3& position, int found, float radi
 void BuildPhotonTree() {
     RendererSettings.radius_squared = RendererSettings.radius * RendererSettings.radius;
     RendererSettings.radius_cubed = RendererSettings.radius_squared * RendererSettings.radius;
-    tree = GrowPhotonTree(Photons, kLeafPerRadius * RendererSettings.radius);
+    IntegrateState.photon_tree = GrowPhotonTree(Photons, kLeafPerRadius * RendererSettings.radius);
     for (ThreadState& thread : ThreadStates)
         thread.last_lookup_radius = kFar;
     ReportCount("photons", static_cast<std::int64_t>(Photons.size()),
@@ -66,10 +66,11 @@ void BuildPhotonTree() {
 }
 
 void ClearPhotonTree() {
-    tree = {};
+    IntegrateState.photon_tree = {};
 }
 
 Vec3 estimate_caustics(const Ray& ray, const SurfacePoint& point) {
+    const PhotonTree& tree = IntegrateState.photon_tree;
     if (tree.nodes.empty() || !(RendererSettings.radius >= kSmallestRadius)) return {};
     if (!near_photons(ray, point.position)) return {};
     NearestPhotons found;

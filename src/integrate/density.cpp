@@ -2,11 +2,15 @@
 // SPDX-License-Identifier: MIT
 #include "integrate/density.h"
 
+#include "accel/state.h"
+#include "geometry/state.h"
 #include "integrate/atomic_sums.h"
+#include "integrate/state.h"
 #include "math/faces.h"
 #include "math/memory.h"
 #include "run/report.h"
-#include "run/types.h"
+#include "run/state.h"
+#include "shading/state.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -23,10 +27,6 @@ constexpr std::uint64_t kMemoryLimit = 0x40000000; // bytes of cells in a part: 
 constexpr std::uint64_t kSides = 2;                // sums of a cell: front, back
 
 static_assert(sizeof(DensityCell) == 24);
-
-float laid_out_resolution = 0.0f;
-
-AtomicSums sums; // of all cells of the root object while photons fly
 
 float area_of(const Part& part, const Triangle& face) {
     const auto& v = face.vertex;
@@ -68,9 +68,7 @@ std::uint64_t lay_out(const Part& part, const std::vector<Face>& faces,
 }
 
 // Lays out the cells of the part's faces; returns how many there are.
-std::uint64_t lay_out(Part& part) {
-    DensityGrid& grid = part.density;
-    grid = {};
+std::uint64_t lay_out(const Part& part, DensityGrid& grid) {
     if (!(RendererSettings.resolution >= kSmallestResolution)) return 0;
     const std::uint64_t of_triangles = lay_out(part, part.triangles, grid.triangle_cells, 0);
     return lay_out(part, part.tetragons, grid.tetragon_cells, of_triangles);
@@ -125,86 +123,90 @@ std::uint64_t tetragon_cell(const Ray& ray, const FaceCells& face) {
     return face.first_cell + static_cast<std::uint64_t>(n * i + j);
 }
 
-// The cell of a hit: its index in the part, and the cells of its face; null without one.
+// The cell of a hit: its index in the grid of the part, and the cells of its face; null without one.
 struct CellOfHit {
+    const DensityGrid* grid = nullptr;
     const FaceCells* face = nullptr;
     std::uint64_t index = 0;
 };
 
 CellOfHit cell_of(const Ray& ray) {
     if (!ray.hit_in_root || ray.hit_part == nullptr) return {};
-    const DensityGrid& grid = ray.hit_part->density;
+    const auto part =
+        static_cast<std::size_t>(ray.hit_part - Objects[RootObjectIndex].parts.data());
+    if (part >= IntegrateState.density_grids.size()) return {};
+    const DensityGrid& grid = IntegrateState.density_grids[part];
     const auto primitive = static_cast<std::size_t>(ray.hit_primitive);
     const bool triangle = ray.hit_kind == HitKind::triangle;
     if (!triangle && ray.hit_kind != HitKind::tetragon) return {};
     const std::vector<FaceCells>& faces = triangle ? grid.triangle_cells : grid.tetragon_cells;
     if (primitive >= faces.size()) return {};
     const FaceCells& face = faces[primitive];
-    return {&face, triangle ? triangle_cell(ray, face) : tetragon_cell(ray, face)};
+    return {&grid, &face, triangle ? triangle_cell(ray, face) : tetragon_cell(ray, face)};
 }
 
 Vec3 read(const Ray& ray, bool front) {
     const CellOfHit hit = cell_of(ray);
     if (hit.face == nullptr) return {};
-    const DensityCell& cell = ray.hit_part->density.cells[hit.index];
+    const DensityCell& cell = hit.grid->cells[hit.index];
     return front ? cell.front : cell.back;
-}
-
-std::vector<Part>* root_parts() {
-    return RootObjectIndex < Objects.size() ? &Objects[RootObjectIndex].parts : nullptr;
 }
 
 } // namespace
 
 void InitializeDensity() {
-    laid_out_resolution = RendererSettings.resolution;
-    std::vector<Part>* parts = root_parts();
-    if (parts == nullptr) return;
+    IntegrateState.resolution_of_grids = RendererSettings.resolution;
+    std::vector<DensityGrid>& grids = IntegrateState.density_grids;
+    grids = {};
+    if (RootObjectIndex >= Objects.size()) return;
+    const std::vector<Part>& parts = Objects[RootObjectIndex].parts;
+    grids.resize(parts.size());
     std::vector<std::uint64_t> counts;
     double cells = 0.0;
-    for (Part& part : *parts) {
-        counts.push_back(lay_out(part));
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        counts.push_back(lay_out(parts[i], grids[i]));
         if (is_too_large(counts.back())) break; // where the run ends
         cells += static_cast<double>(counts.back());
     }
     if (!fits_memory(cells)) {
-        for (Part& part : *parts)
-            part.density = {};
+        ReleaseDensity();
         return;
     }
     for (std::size_t i = 0; i < counts.size(); ++i)
-        allocate((*parts)[i].density, counts[i]);
+        allocate(grids[i], counts[i]);
+}
+
+void ReleaseDensity() {
+    IntegrateState.density_grids = {};
 }
 
 void UpdateDensity() {
-    if (RendererSettings.resolution != laid_out_resolution) InitializeDensity();
+    if (RendererSettings.resolution != IntegrateState.resolution_of_grids) InitializeDensity();
 }
 
 void StartDeposits() {
-    std::vector<Part>* parts = root_parts();
-    if (parts == nullptr) return;
     std::uint64_t count = 0;
-    for (Part& part : *parts) {
-        part.density.first_sum = count;
-        count += kSides * part.density.cells.size();
+    for (DensityGrid& grid : IntegrateState.density_grids) {
+        grid.first_sum = count;
+        count += kSides * grid.cells.size();
     }
-    ResizeSums(sums, count);
+    ResizeSums(IntegrateState.density_sums, count);
 }
 
 void deposit(const Ray& ray, const Vec3& value) {
     const CellOfHit hit = cell_of(ray);
-    if (hit.face == nullptr || sums.values.empty()) return;
+    if (hit.face == nullptr || IntegrateState.density_sums.values.empty()) return;
     const std::uint64_t side = ray.front_side ? 0 : 1;
-    const std::uint64_t sum = ray.hit_part->density.first_sum + kSides * hit.index + side;
-    add_to_sum(sums, sum, value * hit.face->cells_per_area);
+    const std::uint64_t sum = hit.grid->first_sum + kSides * hit.index + side;
+    add_to_sum(IntegrateState.density_sums, sum, value * hit.face->cells_per_area);
 }
 
 void FinishDeposits() {
-    std::vector<Part>* parts = root_parts();
-    if (parts == nullptr || sums.values.empty()) return;
-    for (Part& part : *parts) {
-        std::uint64_t sum = part.density.first_sum;
-        for (DensityCell& cell : part.density.cells) {
+    AtomicSums& sums = IntegrateState.density_sums;
+    if (sums.values.empty()) return;
+    for (DensityGrid& grid : IntegrateState.density_grids) {
+        std::uint64_t sum = grid.first_sum;
+        for (DensityCell& cell : grid.cells) {
             cell = {sum_at(sums, sum), sum_at(sums, sum + 1)};
             sum += kSides;
         }

@@ -18,6 +18,9 @@ void InitializeDensity();
 // The same where the resolution has changed since: when the renderer starts.
 void UpdateDensity();
 
+// At the end of the scene's objects.
+void ReleaseDensity();
+
 // Before the photons: empties the cells of the root object.
 void StartDeposits();
 

@@ -9,18 +9,22 @@
 #include "integrate/density.h"
 #include "integrate/packed_direction.h"
 #include "integrate/run_context.h"
+#include "integrate/state.h"
 #include "lights/geometry_light.h"
 #include "lights/light_sampling.h"
 #include "lights/sky_light.h"
+#include "lights/state.h"
 #include "math/clock.h"
 #include "math/memory.h"
 #include "math/random.h"
 #include "math/stop.h"
 #include "math/threads.h"
 #include "output/run_hooks.h"
+#include "output/state.h"
 #include "run/report.h"
-#include "run/types.h"
+#include "run/state.h"
 #include "shading/evaluate.h"
+#include "shading/state.h"
 
 #include <algorithm>
 #include <array>
@@ -37,26 +41,6 @@ constexpr std::int64_t kProgressSteps = 100;
 // A stored photon and its path, in vectors that grow, and then in the joined one; nodes of the tree.
 constexpr double kBytesOfPhoton = 6.0 * sizeof(CausticPhoton);
 constexpr double kMostPhotons = 1073741824.0; // that the tree can number
-
-// Which path left a photon: the number of the light, and that of its photon.
-struct PathOfPhoton {
-    std::uint32_t light = 0;
-    std::int64_t number = 0;
-
-    auto operator<=>(const PathOfPhoton&) const = default;
-};
-
-// Caustic photons of each thread, joined at the end of the pass.
-struct alignas(64) ThreadPhotons {
-    std::vector<CausticPhoton> photons;
-    std::vector<PathOfPhoton> paths; // of each, with a seed; in ascending order
-    PathOfPhoton path;               // that is being traced
-    std::size_t left_out = 0;        // for want of memory
-};
-
-std::array<ThreadPhotons, kMaxThreads> photons_of_thread;
-std::size_t most_of_thread = 0; // photons that a thread may store
-std::uint32_t lights_cast = 0;  // in this pass
 
 // Whether every hit counts; without grid and splats nothing but caustics remains of a photon.
 bool light_lands() {
@@ -84,8 +68,8 @@ bool has_virtual_lights() {
 }
 
 void store_caustic(const Ray& ray, const SurfacePoint& point) {
-    ThreadPhotons& thread = photons_of_thread[ray.thread];
-    if (thread.photons.size() >= most_of_thread) {
+    ThreadPhotons& thread = IntegrateState.photons_of_thread[ray.thread];
+    if (thread.photons.size() >= IntegrateState.most_photons_of_thread) {
         ++thread.left_out;
         return;
     }
@@ -106,7 +90,7 @@ void join_by_path() {
     const auto later = [](const Source& a, const Source& b) {
         return b.thread->paths[b.next] < a.thread->paths[a.next];
     };
-    for (const ThreadPhotons& thread : photons_of_thread)
+    for (const ThreadPhotons& thread : IntegrateState.photons_of_thread)
         if (!thread.photons.empty()) sources.push_back({&thread, 0});
     std::make_heap(sources.begin(), sources.end(), later);
     while (!sources.empty()) {
@@ -123,13 +107,13 @@ void join_by_path() {
 // The later photons are left out: caustics are darker then.
 void join_photons() {
     std::size_t stored = 0, left_out = 0;
-    for (const ThreadPhotons& thread : photons_of_thread) {
+    for (const ThreadPhotons& thread : IntegrateState.photons_of_thread) {
         stored += thread.photons.size();
         left_out += thread.left_out;
     }
     Photons.reserve(stored);
     if (draws_from_seed()) join_by_path();
-    for (ThreadPhotons& thread : photons_of_thread) {
+    for (ThreadPhotons& thread : IntegrateState.photons_of_thread) {
         if (!draws_from_seed())
             Photons.insert(Photons.end(), thread.photons.begin(), thread.photons.end());
         thread = {};
@@ -204,7 +188,7 @@ void report_rate(std::int64_t start_microseconds) {
 
 void begin_path(const PathOfPhoton& path) {
     start_stream(Stream::photon, path.light, static_cast<std::uint64_t>(path.number));
-    photons_of_thread[static_cast<std::size_t>(thread_number())].path = path;
+    IntegrateState.photons_of_thread[static_cast<std::size_t>(thread_number())].path = path;
 }
 
 // Shares the numbers below count out to the threads of a team; ends early on request.
@@ -228,7 +212,7 @@ void cast(std::int64_t count, std::uint32_t pass, bool caustics, const Emit& emi
     const std::int64_t start = microseconds_now();
     const std::int64_t first = static_cast<std::int64_t>(pass) * count;
     const std::int64_t step = std::max<std::int64_t>(count / kProgressSteps, 1);
-    const std::uint32_t light = lights_cast++;
+    const std::uint32_t light = IntegrateState.lights_cast++;
     std::atomic<std::int64_t> taken = 0;
 #pragma omp parallel num_threads(team_size()) default(none)                                        \
     shared(count, first, step, traced, emit, light, taken)
@@ -274,11 +258,12 @@ void trace_photon(Ray& ray) {
 
 void StartPhotons() {
     ClearPhotons();
-    lights_cast = 0;
+    IntegrateState.lights_cast = 0;
     StartDeposits();
     StartSplats();
     const double most = std::clamp(SpareMemory() / kBytesOfPhoton, 0.0, kMostPhotons);
-    most_of_thread = static_cast<std::size_t>(most) / static_cast<std::size_t>(team_size());
+    IntegrateState.most_photons_of_thread =
+        static_cast<std::size_t>(most) / static_cast<std::size_t>(team_size());
 }
 
 void FinishPhotons() {

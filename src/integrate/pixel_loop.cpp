@@ -5,6 +5,7 @@
 
 #include "integrate/radiance.h"
 #include "integrate/run_context.h"
+#include "integrate/whole_frames.h"
 #include "math/clock.h"
 #include "math/random.h"
 #include "math/stop.h"
@@ -12,9 +13,9 @@
 #include "output/aov.h"
 #include "output/camera.h"
 #include "output/run_hooks.h"
-#include "output/whole_frames.h"
+#include "output/state.h"
 #include "run/estimator.h"
-#include "run/types.h"
+#include "run/state.h"
 
 #include <algorithm>
 #include <cmath>

@@ -11,13 +11,15 @@
 #include "lights/geometry_light.h"
 #include "lights/light_sampling.h"
 #include "lights/sky_light.h"
+#include "lights/state.h"
 #include "math/stop.h"
 #include "output/aov.h"
 #include "output/camera.h"
 #include "run/estimator.h"
-#include "run/types.h"
+#include "run/state.h"
 #include "shading/evaluate.h"
 #include "shading/media.h"
+#include "shading/state.h"
 
 #include <algorithm>
 

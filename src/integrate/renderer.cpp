@@ -8,8 +8,9 @@
 #include "integrate/run_context.h"
 #include "math/clock.h"
 #include "output/run_hooks.h"
+#include "output/state.h"
 #include "run/report.h"
-#include "run/types.h"
+#include "run/state.h"
 
 #include <algorithm>
 

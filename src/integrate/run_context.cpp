@@ -2,10 +2,13 @@
 // SPDX-License-Identifier: MIT
 #include "integrate/run_context.h"
 
+#include "integrate/state.h"
 #include "math/threads.h"
 #include "run/report.h"
+#include "run/state.h"
 
 #include <atomic>
+#include <utility>
 
 #include <pthread.h>
 
@@ -15,8 +18,6 @@ namespace {
 
 // What one bounce and the walks and light samples under it need at most, sanitizers included.
 constexpr std::uintptr_t kStackReserve = std::uintptr_t{128} * 1024;
-
-std::atomic<bool> path_was_cut = false;
 
 // Lowest address of the calling thread's stack that a bounce may start at; 0 when unknown.
 std::uintptr_t lowest_frame() {
@@ -49,12 +50,12 @@ void EnterWorker() {
 bool stack_is_low(const Ray& ray) {
     const auto frame = reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0));
     if (frame >= ThreadStates[ray.thread].lowest_frame) return false;
-    path_was_cut.store(true, std::memory_order_relaxed);
+    std::atomic_ref(IntegrateState.path_was_cut).store(true, std::memory_order_relaxed);
     return true;
 }
 
 void ReportCutPaths() {
-    if (!path_was_cut.exchange(false)) return;
+    if (!std::exchange(IntegrateState.path_was_cut, false)) return;
     ReportWarning("renderer - the stack of the threads is too small for ray_depth: paths were cut");
 }
 

@@ -6,7 +6,7 @@
 #include "hit/ray.h"
 #include "output/camera.h"
 #include "run/estimator.h"
-#include "run/types.h"
+#include "run/state.h"
 
 #include <cstdint>
 

@@ -1,9 +1,13 @@
-// The global tables of this folder.
+// The state of this folder.
 // SPDX-License-Identifier: MIT
-#include "integrate/types.h"
+#include "integrate/state.h"
 
 namespace mh {
 
-std::vector<CausticPhoton> Photons;
+IntegrateStateRecord IntegrateState;
+
+void ResetIntegrate() {
+    IntegrateState = {};
+}
 
 } // namespace mh

@@ -38,6 +38,4 @@ struct CausticPhoton {
 
 static_assert(sizeof(CausticPhoton) == 28);
 
-extern std::vector<CausticPhoton> Photons;
-
 } // namespace mh

@@ -2,11 +2,14 @@
 // SPDX-License-Identifier: MIT
 #include "lights/emitters.h"
 
+#include "accel/state.h"
 #include "geometry/objects.h"
+#include "geometry/state.h"
 #include "math/faces.h"
 #include "math/roots.h"
 #include "run/types.h"
 #include "shading/evaluate.h"
+#include "shading/state.h"
 
 #include <algorithm>
 #include <array>
@@ -35,21 +38,24 @@ struct FacePoint {
 
 // The same u is used again within an instance.
 bool find_emitter(float u, Emitter& emitter) {
-    const Object* object = root_object();
-    for (int level = 0; object != nullptr && level <= kMaxInstanceLevels; ++level) {
-        const std::int32_t index = pick(object->emission_distribution, u);
+    std::uint32_t number = RootObjectIndex;
+    for (int level = 0; number < LightListsOfObjects.size() && level <= kMaxInstanceLevels;
+         ++level) {
+        const Object& object = Objects[number];
+        const LightLists& lists = LightListsOfObjects[number];
+        const std::int32_t index = pick(lists.emission_distribution, u);
         if (index < 0) return false;
-        const LightPrimitive& primitive = object->emission_list[static_cast<std::size_t>(index)];
+        const LightPrimitive& primitive = lists.emission_list[static_cast<std::size_t>(index)];
         if (primitive.kind != PrimitiveKind::instance) {
-            emitter.part = &object->parts[primitive.part];
+            emitter.part = &object.parts[primitive.part];
             emitter.primitive = &primitive;
             return true;
         }
-        const Instance& instance = object->instances[primitive.index];
+        const Instance& instance = object.instances[primitive.index];
         if (!instance.usable) return false;
         emitter.matrix = emitter.matrix * instance.matrix;
         emitter.normal_matrix = emitter.normal_matrix * instance.normal_matrix;
-        object = &Objects[instance.object];
+        number = instance.object;
     }
     return false;
 }
@@ -124,8 +130,9 @@ void shade(const Emitter& emitter, const FacePoint& face, EmitterPoint& point) {
 
 } // namespace
 
-const Object* root_object() {
-    return RootObjectIndex < Objects.size() ? &Objects[RootObjectIndex] : nullptr;
+const LightLists* root_lights() {
+    return RootObjectIndex < LightListsOfObjects.size() ? &LightListsOfObjects[RootObjectIndex]
+                                                        : nullptr;
 }
 
 bool sample_emitter(float u, const Vec2& ab, EmitterPoint& point) {

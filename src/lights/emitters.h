@@ -3,13 +3,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "geometry/types.h"
+#include "accel/types.h"
 #include "hit/ray.h"
 
 namespace mh {
 
-// The root of the scene; null without objects.
-const Object* root_object();
+// Of the root of the scene; null without objects.
+const LightLists* root_lights();
 
 struct EmitterPoint {
     Vec3 position;

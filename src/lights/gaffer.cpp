@@ -2,8 +2,9 @@
 // SPDX-License-Identifier: MIT
 #include "lights/gaffer.h"
 
-#include "accel/types.h"
+#include "accel/state.h"
 #include "lights/analytic_light.h"
+#include "lights/state.h"
 #include "math/frame.h"
 #include "math/roots.h"
 #include "output/aov.h"

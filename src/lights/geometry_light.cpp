@@ -8,6 +8,7 @@
 #include "lights/lamps.h"
 #include "lights/light_shot.h"
 #include "lights/sky_light.h"
+#include "lights/state.h"
 #include "math/frame.h"
 #include "math/random.h"
 #include "math/roots.h"
@@ -16,7 +17,7 @@
 #include "output/camera.h"
 #include "run/estimator.h"
 #include "run/report.h"
-#include "run/types.h"
+#include "run/state.h"
 #include "shading/evaluate.h"
 
 #include <cstdlib>
@@ -192,7 +193,7 @@ void ResetGeometryLight(bool all) {
 
 void InitializeGeometryLight() {
     ResolveLink(GeometryLight.link);
-    const Object* root = root_object();
+    const LightLists* root = root_lights();
     GeometryLight.area = root == nullptr ? 0.0f : root->emission_weight;
     if (root == nullptr || root->emission_list.empty()) GeometryLight.photons = 0;
     if (GeometryLight.photons > 0)

@@ -5,6 +5,7 @@
 #include "lights/lamp_shape.h"
 #include "lights/lamp_tree.h"
 #include "lights/lamps.h"
+#include "lights/state.h"
 #include "run/types.h"
 
 namespace mh {

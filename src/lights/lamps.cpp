@@ -2,13 +2,16 @@
 // SPDX-License-Identifier: MIT
 #include "lights/lamps.h"
 
-#include "geometry/types.h"
+#include "accel/state.h"
+#include "geometry/state.h"
 #include "lights/emitters.h"
 #include "lights/lamp_tree.h"
+#include "lights/state.h"
 #include "math/roots.h"
 #include "run/types.h"
 #include "shading/evaluate.h"
 #include "shading/fresnel.h"
+#include "shading/state.h"
 
 #include <algorithm>
 #include <cmath>
@@ -184,8 +187,9 @@ Lamp make_lamp(const Object& object, const LightPrimitive& primitive, const Plac
     return lamp;
 }
 
-void collect(const Object& object, const Placement& placement, int level, LampSet& set) {
-    for (const LightPrimitive& primitive : object.emission_list) {
+void collect(std::uint32_t number, const Placement& placement, int level, LampSet& set) {
+    const Object& object = Objects[number];
+    for (const LightPrimitive& primitive : LightListsOfObjects[number].emission_list) {
         if (primitive.kind != PrimitiveKind::instance) {
             Lamp lamp = make_lamp(object, primitive, placement);
             if (lamp.shader >= Shaders.size() || !(lamp.area > 0.0f)) continue;
@@ -195,10 +199,9 @@ void collect(const Object& object, const Placement& placement, int level, LampSe
         }
         const Instance& instance = object.instances[primitive.index];
         if (!instance.usable || level >= kMaxInstanceLevels) continue;
-        const Object& target = Objects[instance.object];
-        if (target.emission_list.empty()) continue;
+        if (LightListsOfObjects[instance.object].emission_list.empty()) continue;
         collect(
-            target,
+            instance.object,
             {placement.matrix * instance.matrix, placement.normal_matrix * instance.normal_matrix},
             level + 1, set);
     }
@@ -231,7 +234,7 @@ bool is_virtual(const Lamp& lamp) {
 
 void CollectLamps(LampSet& set) {
     set = {};
-    if (const Object* root = root_object()) collect(*root, {}, 0, set);
+    if (root_lights() != nullptr) collect(RootObjectIndex, {}, 0, set);
     BuildLampTree(set);
     set_powers(set);
 }

@@ -9,7 +9,7 @@
 #include "math/sampling.h"
 #include "math/threads.h"
 #include "output/camera.h"
-#include "run/types.h"
+#include "run/state.h"
 #include "shading/shaders.h"
 
 #include <algorithm>

@@ -4,13 +4,15 @@
 
 #include "accel/walk.h"
 #include "hit/surface_builder.h"
+#include "lights/state.h"
 #include "math/stop.h"
 #include "output/aov.h"
 #include "run/estimator.h"
-#include "run/types.h"
+#include "run/state.h"
 #include "shading/hair_table.h"
 #include "shading/media.h"
 #include "shading/scattering.h"
+#include "shading/state.h"
 
 #include <array>
 #include <cstdlib>

@@ -1,8 +1,9 @@
 // Light from one direction, or from a cone of directions about it when blurred.
 // SPDX-License-Identifier: MIT
-#include "accel/types.h"
+#include "accel/state.h"
 #include "lights/analytic_light.h"
 #include "lights/gaffer.h"
+#include "lights/state.h"
 #include "math/frame.h"
 #include "math/sampling.h"
 #include "run/estimator.h"

@@ -3,6 +3,7 @@
 // SPDX-License-Identifier: MIT
 #include "lights/analytic_light.h"
 #include "lights/gaffer.h"
+#include "lights/state.h"
 #include "math/frame.h"
 #include "math/roots.h"
 #include "math/sampling.h"

@@ -2,10 +2,11 @@
 // SPDX-License-Identifier: MIT
 #include "lights/sky_light.h"
 
-#include "accel/types.h"
+#include "accel/state.h"
 #include "lights/light_shot.h"
 #include "lights/sky_distribution.h"
 #include "lights/sky_map.h"
+#include "lights/state.h"
 #include "math/frame.h"
 #include "math/roots.h"
 #include "math/sampling.h"
@@ -13,7 +14,7 @@
 #include "output/camera.h"
 #include "run/estimator.h"
 #include "run/report.h"
-#include "run/types.h"
+#include "run/state.h"
 #include "shading/images.h"
 #include "shading/media.h"
 

@@ -4,6 +4,7 @@
 #include "lights/sky_map.h"
 
 #include "lights/sky_light.h"
+#include "lights/state.h"
 #include "math/roots.h"
 #include "math/threads.h"
 

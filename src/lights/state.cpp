@@ -1,12 +1,13 @@
-// The global tables of this folder.
+// The state of this folder.
 // SPDX-License-Identifier: MIT
-#include "lights/types.h"
+#include "lights/state.h"
 
 namespace mh {
 
-std::vector<PointLight> PointLights;
-std::vector<ParallelLight> ParallelLights;
-SkyLightRecord SkyLight;
-GeometryLightRecord GeometryLight;
+LightsStateRecord LightsState;
+
+void ResetLights() {
+    LightsState = {};
+}
 
 } // namespace mh

@@ -180,9 +180,4 @@ struct GeometryLightRecord {
     std::vector<Aov> aov_list;
 };
 
-extern std::vector<PointLight> PointLights;
-extern std::vector<ParallelLight> ParallelLights;
-extern SkyLightRecord SkyLight;
-extern GeometryLightRecord GeometryLight;
-
 } // namespace mh

@@ -9,8 +9,9 @@
 #include "output/camera.h"
 #include "output/image_writer.h"
 #include "output/run_hooks.h"
+#include "output/state.h"
 #include "run/report.h"
-#include "run/types.h"
+#include "run/state.h"
 #include "shading/images.h"
 #include "shading/shaders.h"
 

@@ -7,6 +7,7 @@
 #include "math/memory.h"
 #include "math/roots.h"
 #include "output/aov.h"
+#include "output/state.h"
 #include "run/report.h"
 #include "run/types.h"
 

@@ -3,8 +3,8 @@
 #pragma once
 
 #include "hit/ray.h"
-#include "output/types.h"
-#include "run/types.h"
+#include "output/state.h"
+#include "run/state.h"
 
 #include <algorithm>
 #include <string>

@@ -6,6 +6,7 @@
 #include "math/rgbe.h"
 #include "output/file_writer.h"
 #include "output/run_hooks.h"
+#include "output/state.h"
 #include "run/report.h"
 
 #include <algorithm>

@@ -4,7 +4,6 @@
 
 #include "shading/types.h"
 
-#include <map>
 #include <string>
 
 namespace mh {
@@ -14,13 +13,6 @@ namespace mh {
 // writes nothing, a failed write. The file appears whole or not at all; a failed write keeps the
 // older file, and its reason is reported once.
 bool WriteImage(const Image& image);
-
-struct ImageWritingRecord {
-    bool exr_floats = false;                   // .exr files hold 32-bit floats, otherwise halves
-    std::map<std::string, std::string> faults; // by path: why the last write failed
-};
-
-extern ImageWritingRecord ImageWriting;
 
 // Whether the name has an extension in which images can be saved.
 bool CanWriteAs(const std::string& path);

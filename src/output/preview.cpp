@@ -7,6 +7,7 @@
 #include "output/camera.h"
 #include "output/image_writer.h"
 #include "output/run_hooks.h"
+#include "output/state.h"
 #include "run/report.h"
 
 #include <algorithm>

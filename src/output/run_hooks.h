@@ -22,6 +22,4 @@ struct RunHooks {
     std::atomic<std::int64_t> aov_values_not_finite = 0; // that were not added
 };
 
-extern RunHooks Hooks;
-
 } // namespace mh

@@ -1,13 +1,14 @@
-// The global tables of this folder.
+// The state of this folder.
 // SPDX-License-Identifier: MIT
-#include "output/image_writer.h"
-#include "output/run_hooks.h"
-#include "output/types.h"
+#include "output/state.h"
 
 namespace mh {
 
-std::vector<Camera> Cameras;
+OutputStateRecord OutputState;
 RunHooks Hooks;
-ImageWritingRecord ImageWriting;
+
+void ResetOutput() {
+    OutputState = {};
+}
 
 } // namespace mh

@@ -98,6 +98,4 @@ struct Camera {
     float ior = 1.0f; // of the medium in which primary rays start
 };
 
-extern std::vector<Camera> Cameras;
-
 } // namespace mh

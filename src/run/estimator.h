@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "run/types.h"
+#include "run/state.h"
 
 namespace mh {
 

@@ -61,15 +61,4 @@ struct alignas(64) ThreadState {
         instance_normal_matrices; // of the closest hit, outermost first
 };
 
-extern RendererSettingsRecord RendererSettings;
-extern RayStatisticsRecord RayStatistics;
-extern TraversalTotalsRecord TraversalTotals;
-extern std::array<ThreadState, kMaxThreads> ThreadStates;
-extern std::int32_t ActiveCameraIndex; // always 0: the first camera is the one rendered
-extern std::uint32_t FrameIndex;       // frames done so far
-extern std::uint32_t CurrentSample;    // the frame in progress; first index of split loops
-extern std::string SceneDirectory;
-extern bool PreviewWindow;
-extern float DisplayGamma; // stored only
-
 } // namespace mh

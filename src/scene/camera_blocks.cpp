@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: MIT
 #include "output/aov.h"
 #include "output/image_writer.h"
-#include "output/types.h"
-#include "run/types.h"
+#include "output/state.h"
+#include "run/state.h"
 #include "scene/blocks.h"
-#include "shading/types.h"
+#include "shading/state.h"
 
 #include <array>
 #include <iterator>

@@ -4,16 +4,20 @@
 #include "scene/scene_reader.h"
 
 #include "geometry/objects.h"
+#include "geometry/state.h"
 #include "lights/gaffer.h"
 #include "lights/sky_light.h"
+#include "lights/state.h"
 #include "math/input_file.h"
 #include "math/memory.h"
 #include "output/camera.h"
+#include "output/state.h"
 #include "run/report.h"
-#include "run/types.h"
+#include "run/state.h"
 #include "scene/blocks.h"
 #include "scene/line_reader.h"
 #include "shading/shaders.h"
+#include "shading/state.h"
 
 #include <algorithm>
 #include <filesystem>

@@ -4,6 +4,7 @@
 
 #include "math/constants.h"
 #include "shading/images.h"
+#include "shading/state.h"
 
 namespace mh {
 

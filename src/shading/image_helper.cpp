@@ -6,6 +6,7 @@
 #include "math/input_file.h"
 #include "math/memory.h"
 #include "shading/image_stream.h"
+#include "shading/state.h"
 
 #include <algorithm>
 #include <array>
@@ -27,8 +28,6 @@
 #include <unistd.h>
 
 namespace mh {
-
-std::string ImageHelper;
 
 namespace {
 

@@ -18,9 +18,6 @@ struct Budget {
 // By the file's length, and the size that its header claims.
 Budget BudgetOf(const std::string& file, FREE_IMAGE_FORMAT format);
 
-// The program to start. Empty, as it is but in tests: the one installed with this library.
-extern std::string ImageHelper;
-
 // Returns why the image stays without pixels, or an empty text.
 std::string DecodeApart(const std::string& file, Decoding decoding, Budget budget, Image& image);
 

@@ -7,6 +7,7 @@
 #include "run/estimator.h"
 #include "run/report.h"
 #include "shading/image_reader.h"
+#include "shading/state.h"
 
 #include <algorithm>
 #include <cmath>
@@ -15,8 +16,6 @@
 namespace mh {
 
 namespace {
-
-NameIndex paths; // of the image table
 
 // The value as an integer of the image's width; the converse of reading a texel.
 template<typename Integer>
@@ -58,7 +57,7 @@ std::string find_file(const std::string& path) {
 
 int FindOrAddImage(const std::string& path) {
     if (path.empty()) return -1;
-    const int found = FindName(paths, Textures, &Image::path, path);
+    const int found = FindName(ShadingState.texture_paths, Textures, &Image::path, path);
     if (found >= 0) return found;
     Textures.emplace_back();
     Textures.back().path = path;

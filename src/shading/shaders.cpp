@@ -9,6 +9,7 @@
 #include "shading/evaluate.h"
 #include "shading/images.h"
 #include "shading/media.h"
+#include "shading/state.h"
 
 #include <algorithm>
 
@@ -17,8 +18,6 @@ namespace mh {
 namespace {
 
 constexpr const char* kUndefined = "undefined";
-
-NameIndex names; // of the shader table
 
 void add_layer_of(Shader& shader, Sideness sideness) {
     const int layer = AddSurfaceLayer(shader);
@@ -147,11 +146,11 @@ int AddSurfaceLayer(Shader& shader) {
 
 void RenameShader(Shader& shader, const std::string& name) {
     shader.name = name;
-    names = {};
+    ShadingState.shader_names = {};
 }
 
 int FindNamedShader(const std::string& name) {
-    return FindName(names, Shaders, &Shader::name, name);
+    return FindName(ShadingState.shader_names, Shaders, &Shader::name, name);
 }
 
 int FindShader(const std::string& name) {
@@ -204,7 +203,7 @@ void InitializeShaders() {
 
 void FinalizeShaders() {
     Shaders = {};
-    names = {};
+    ShadingState.shader_names = {};
 }
 
 } // namespace mh

@@ -1,11 +1,15 @@
-// The global tables of this folder.
+// The state of this folder.
 // SPDX-License-Identifier: MIT
-#include "shading/types.h"
+#include "shading/state.h"
 
 namespace mh {
 
-std::vector<Shader> Shaders;
-std::vector<Image> Textures;
+ShadingStateRecord ShadingState;
 std::vector<std::string> ImageSearchPaths;
+std::string ImageHelper;
+
+void ResetShading() {
+    ShadingState = {};
+}
 
 } // namespace mh

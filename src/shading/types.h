@@ -197,8 +197,4 @@ struct Shader {
     SideFlags face, back;               // derived
 };
 
-extern std::vector<Shader> Shaders; // element 0 is "undefined" once started
-extern std::vector<Image> Textures; // the image table, in order of first mention
-extern std::vector<std::string> ImageSearchPaths;
-
 } // namespace mh

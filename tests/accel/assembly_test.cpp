@@ -1,10 +1,12 @@
 // Scene assembly: root, levels, order of the set-up, instances that cannot be used, light lists.
 // SPDX-License-Identifier: MIT
 #include "accel/scene_assembly.h"
+#include "accel/state.h"
 #include "geometry/objects.h"
+#include "geometry/state.h"
 #include "random_object.h"
 #include "scene/scene_reader.h"
-#include "shading/types.h"
+#include "shading/state.h"
 #include "support/expect.h"
 #include "support/fresh_scene.h"
 
@@ -105,8 +107,8 @@ TEST_F(SceneAssembly, InstancesThatCannotBeTracedAreLeftOut) {
     const Object& root = Objects[0];
     for (std::size_t i = 0; i < root.instances.size(); ++i)
         EXPECT_EQ(root.instances[i].usable, i == 0) << i;
-    EXPECT_EQ(root.tree.references.size(), 2u);
-    EXPECT_EQ(root.emission_list.size(), 1u); // the instance; no shader emits
+    EXPECT_EQ(Trees[0].references.size(), 2u);
+    EXPECT_EQ(LightListsOfObjects[0].emission_list.size(), 1u); // the instance; no shader emits
     const std::string report = scene.take_report();
     EXPECT_TRUE(contains_text(report, "warning :( \tobject - root instances an object that does "
                                       "not exist: \"unknown\""));
@@ -121,7 +123,7 @@ TEST_F(SceneAssembly, AnObjectThatNoTreeCanHoldIsLeftOutBeforeTheBuild) {
     EXPECT_TRUE(contains_text(scene.take_report(),
                               "object - dust of 69000001 primitives is left out: a tree holds up "
                               "to 69000000"));
-    EXPECT_TRUE(Objects[0].tree.nodes.empty());
+    EXPECT_TRUE(Trees[0].nodes.empty());
 }
 
 TEST_F(SceneAssembly, LongChainsAndManyPathsTakeLinearTime) {
@@ -159,14 +161,15 @@ TEST_F(SceneAssembly, LightListsFollowTheSidesAndSumTheTargets) {
     add_instance(1, "lamp", {5, 0, 0});
     EXPECT_TRUE(AssembleScene());
     std::string sides;
-    for (const auto* list : {&Objects[0].emission_list, &Objects[0].virtual_light_list})
+    for (const auto* list :
+         {&LightListsOfObjects[0].emission_list, &LightListsOfObjects[0].virtual_light_list})
         for (const LightPrimitive& face : *list)
             sides += (face.front ? 'f' : 'b') + std::to_string(face.index);
     EXPECT_EQ(sides, "f1b1b1");
-    EXPECT_FLOAT_EQ(Objects[1].emission_weight, 2.0f);
-    EXPECT_FLOAT_EQ(Objects[1].virtual_light_weight, 1.0f);
-    EXPECT_EQ(Objects[1].emission_list[1].kind, PrimitiveKind::instance);
-    EXPECT_EQ(Objects[1].emission_distribution.size, 2);
+    EXPECT_FLOAT_EQ(LightListsOfObjects[1].emission_weight, 2.0f);
+    EXPECT_FLOAT_EQ(LightListsOfObjects[1].virtual_light_weight, 1.0f);
+    EXPECT_EQ(LightListsOfObjects[1].emission_list[1].kind, PrimitiveKind::instance);
+    EXPECT_EQ(LightListsOfObjects[1].emission_distribution.size, 2);
 }
 
 TEST(TransferRootUvs, StrandsTakeTheUvOfTheNearestFaceUnderTheirRoot) {

@@ -108,20 +108,20 @@ std::string plain_shape(const Object& object) {
     return out.str();
 }
 
-void write_built(std::ostream& out, const Object& object, std::uint32_t index) {
-    const BinaryNode& node = object.binary_nodes[index];
+void write_built(std::ostream& out, const Tree& tree, std::uint32_t index) {
+    const BinaryNode& node = tree.binary_nodes[index];
     out << (node.count == 0 ? '(' : '[');
     for (std::uint32_t i = 0; node.count == 0 && i < 2; ++i)
-        write_built(out, object, node.first + i);
+        write_built(out, tree, node.first + i);
     for (std::uint32_t i = 0; i < node.count; ++i)
-        write(out, object.binary_references[node.first + i]);
+        write(out, tree.binary_references[node.first + i]);
     out << (node.count == 0 ? ')' : ']');
 }
 
-std::string built_shape(Object& object) {
-    printed_by([&] { Build(object); });
+std::string built_shape(const Object& object, Tree& tree) {
+    printed_by([&] { Build(object, tree); });
     std::ostringstream out;
-    write_built(out, object, 0);
+    write_built(out, tree, 0);
     return out.str();
 }
 
@@ -134,25 +134,27 @@ TEST(Build, AgreesWithThePlainBuildOnRandomObjectsAndRows) {
     for (const Vec3& step :
          {Vec3{}, Vec3{1, 0, 0}, Vec3{0, 0.1f, 0}, Vec3{0, 0, 3}, Vec3{1e-3f, 0, 1e3f}})
         objects.push_back(triangle_row(50, step));
+    Tree tree;
     for (std::size_t i = 0; i < objects.size(); ++i)
-        EXPECT_EQ(built_shape(objects[i]), plain_shape(objects[i])) << i;
+        EXPECT_EQ(built_shape(objects[i], tree), plain_shape(objects[i])) << i;
 }
 
 TEST(Build, MakesTheSameTreeWithOneAndManyThreads) {
     const int threads = omp_get_max_threads();
     std::string shapes[2];
+    Tree trees[2];
     Object objects[2] = {random_object(7, 20000, 0.02f), random_object(7, 20000, 0.02f)};
     for (int many = 0; many < 2; ++many) {
         omp_set_num_threads(many == 0 ? 1 : 4);
-        shapes[many] = built_shape(objects[many]);
-        Update(objects[many]);
-        SATOrder(objects[many]);
+        shapes[many] = built_shape(objects[many], trees[many]);
+        Update(objects[many], trees[many]);
+        SATOrder(trees[many]);
     }
     omp_set_num_threads(threads);
     EXPECT_EQ(shapes[0], shapes[1]);
-    EXPECT_EQ(objects[0].tree.tree_cost, objects[1].tree.tree_cost);
+    EXPECT_EQ(trees[0].tree_cost, trees[1].tree_cost);
     EXPECT_TRUE(std::ranges::equal(
-        objects[0].tree.nodes, objects[1].tree.nodes,
+        trees[0].nodes, trees[1].nodes,
         [](const WideNode& a, const WideNode& b) { return std::ranges::equal(a.child, b.child); }));
 }
 
@@ -163,10 +165,11 @@ TEST(Build, NoLeafIsLargerThanWhatNodesCanCount) {
     object.parts[0].positions.emplace_back();
     radii(object.parts[0]).push_back(1.0f);
     object.parts[0].particles.assign(kSpheres, 0);
-    printed_by([&] { Build(object); });
-    Update(object);
+    Tree tree;
+    printed_by([&] { Build(object, tree); });
+    Update(object, tree);
     std::uint32_t references = 0;
-    for (const WideNode& node : object.tree.nodes)
+    for (const WideNode& node : tree.nodes)
         for (const std::uint32_t count : node.count)
             references += count;
     EXPECT_EQ(references, kSpheres);
@@ -176,9 +179,10 @@ TEST(Build, EndsOnBoxesThatAreNotNumbers) {
     Object object = random_object(3, 40, 0.1f);
     for (std::size_t i = 0; i < 40; i += 7)
         radii(object.parts[0])[object.parts[0].particles[i]] = i % 2 == 0 ? kNan : kInfinity;
-    printed_by([&] { Build(object); });
-    Update(object);
-    EXPECT_EQ(object.tree.references.size(), 120u);
+    Tree tree;
+    printed_by([&] { Build(object, tree); });
+    Update(object, tree);
+    EXPECT_EQ(tree.references.size(), 120u);
 }
 
 TEST(Build, PartsBeyondTheirNumbersRepeatTheFirst) {
@@ -189,10 +193,11 @@ TEST(Build, PartsBeyondTheirNumbersRepeatTheFirst) {
         part.positions = {{static_cast<float>(i), 0, 0}, {1, 1, 0}, {0, 1, 1}};
         part.triangles.assign(i < 256 ? 1 : 2, {{0, 1, 2}, 0});
     }
-    const std::string report = printed_by([&] { Build(object); });
+    Tree tree;
+    const std::string report = printed_by([&] { Build(object, tree); });
     EXPECT_NE(report.find("and 4 primitives are lost"), std::string::npos) << report;
-    EXPECT_EQ(object.binary_references.size(), 258u); // one of each pair in the last two
-    for (const PrimitiveRef& ref : object.binary_references)
+    EXPECT_EQ(tree.binary_references.size(), 258u); // one of each pair in the last two
+    for (const PrimitiveRef& ref : tree.binary_references)
         EXPECT_LT(ref.index, object.parts[ref.part].triangles.size());
 }
 

@@ -3,7 +3,10 @@
 #include "ray_oracle.h"
 
 #include "accel/bounds.h"
+#include "accel/state.h"
 #include "geometry/objects.h"
+#include "geometry/state.h"
+#include "shading/state.h"
 
 #include <algorithm>
 #include <cmath>

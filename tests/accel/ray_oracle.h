@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "accel/types.h"
 #include "geometry/types.h"
 #include "hit/ray.h"
 

@@ -112,16 +112,17 @@ struct Census {
 };
 
 // Counts what the wide tree holds and checks that every box is the union of what lies below.
-Aabb take_census(const Object& object, std::uint32_t index, std::uint32_t depth, Census& census) {
-    const WideNode& node = object.tree.nodes[index];
+Aabb take_census(const Object& object, const Tree& tree, std::uint32_t index, std::uint32_t depth,
+                 Census& census) {
+    const WideNode& node = tree.nodes[index];
     census.depth = std::max(census.depth, depth);
     Aabb all;
     for (int k = 0; k < kWide; ++k) {
         Aabb box;
         if (node.count[k] == 0 && node.child[k] != kEmptyChild)
-            box = take_census(object, node.child[k], depth + 1, census);
+            box = take_census(object, tree, node.child[k], depth + 1, census);
         for (std::uint32_t i = 0; i < node.count[k]; ++i) {
-            const PrimitiveRef& ref = object.tree.references[node.child[k] + i];
+            const PrimitiveRef& ref = tree.references[node.child[k] + i];
             EXPECT_TRUE(census.references.insert({ref.part, ref.kind, ref.index}).second);
             merge(box, reference_bounds(object, ref));
         }
@@ -132,25 +133,26 @@ Aabb take_census(const Object& object, std::uint32_t index, std::uint32_t depth,
     return all;
 }
 
-void build_quietly(Object& object) {
-    printed_by([&] { Build(object); });
-    Update(object);
-    SATOrder(object);
+Tree build_quietly(Object& object) {
+    Tree tree;
+    printed_by([&] { Build(object, tree); });
+    Update(object, tree);
+    SATOrder(tree);
+    return tree;
 }
 
-double binary_cost(const Object& object, std::uint32_t index) {
-    const BinaryNode& node = object.binary_nodes[index];
+double binary_cost(const Tree& tree, std::uint32_t index) {
+    const BinaryNode& node = tree.binary_nodes[index];
     if (node.count != 0) return half_area(node.box) * static_cast<float>(node.count);
-    return half_area(node.box) + binary_cost(object, node.first)
-           + binary_cost(object, node.first + 1);
+    return half_area(node.box) + binary_cost(tree, node.first) + binary_cost(tree, node.first + 1);
 }
 
 // A balanced tree of sixteen leaves, of one and two references in turn. The eight nodes above the
 // leaves have unit boxes and cost `extra` more than as leaves; those above are larger.
-Object heap_of_pairs(float extra) {
-    Object object;
-    object.binary_references.assign(24, PrimitiveRef{});
-    auto& nodes = object.binary_nodes;
+Tree heap_of_pairs(float extra) {
+    Tree tree;
+    tree.binary_references.assign(24, PrimitiveRef{});
+    auto& nodes = tree.binary_nodes;
     nodes.assign(31, BinaryNode{});
     for (std::uint32_t i = 0, next = 0; i < 31; ++i) {
         nodes[i].box = {{}, splat(i < 7 ? 2.0f : 1.0f)};
@@ -162,7 +164,7 @@ Object heap_of_pairs(float extra) {
             nodes[nodes[i].first].primitives + nodes[nodes[i].first + 1].primitives;
     for (std::uint32_t i = 7; i < 15; ++i)
         nodes[i].cost = 3.0f * half_area(nodes[i].box) + extra;
-    return object;
+    return tree;
 }
 
 } // namespace
@@ -175,32 +177,32 @@ TEST(Restructure, TakesTheCheapestOfTheShapesOfThreeAndOfFour) {
 TEST(Update, HoldsEveryPrimitiveOnceInTightBoxes) {
     for (unsigned seed = 1; seed < 12; ++seed) {
         Object object = random_object(seed, seed * seed * seed, seed % 2 == 0 ? 0.05f : 0.5f);
-        build_quietly(object);
+        const Tree tree = build_quietly(object);
         Census census;
-        const Aabb box = take_census(object, 0, 0, census);
+        const Aabb box = take_census(object, tree, 0, 0, census);
         EXPECT_TRUE(box.min == object.box.min && box.max == object.box.max);
-        EXPECT_EQ(census.depth, object.tree.wide_depth);
-        EXPECT_EQ(census.references.size(), object.binary_references.size());
-        const double cost = binary_cost(object, 0);
-        EXPECT_NEAR(object.tree.tree_cost, cost, 1e-9 * cost) << "seed " << seed;
-        EXPECT_NEAR(object.binary_nodes[0].cost, cost, 1e-4 * cost); // float sums
+        EXPECT_EQ(census.depth, tree.wide_depth);
+        EXPECT_EQ(census.references.size(), tree.binary_references.size());
+        const double cost = binary_cost(tree, 0);
+        EXPECT_NEAR(tree.tree_cost, cost, 1e-9 * cost) << "seed " << seed;
+        EXPECT_NEAR(tree.binary_nodes[0].cost, cost, 1e-4 * cost); // float sums
     }
 }
 
 TEST(SATOrder, ChildrenStandByFallingArea) {
     Object object = random_object(4, 3000, 0.1f);
-    build_quietly(object);
-    for (const WideNode& node : object.tree.nodes)
+    const Tree tree = build_quietly(object);
+    for (const WideNode& node : tree.nodes)
         for (int k = 1; k < kWide; ++k)
             EXPECT_LE(half_area(slot_box(node, k)), half_area(slot_box(node, k - 1)));
 }
 
 TEST(Collapse, ASubtreeBecomesALeafWhenItsCostIsAboveThatOfItsPrimitives) {
     for (const float extra : {0.0f, 1e-3f}) {
-        Object object = heap_of_pairs(extra);
-        Collapse(object, 1);
-        EXPECT_EQ(object.tree.nodes.size(), extra > 0.0f ? 1u : 9u);
-        EXPECT_EQ(object.tree.nodes[0].count[0], extra > 0.0f ? 3 : 0);
+        Tree tree = heap_of_pairs(extra);
+        Collapse(tree, 1);
+        EXPECT_EQ(tree.nodes.size(), extra > 0.0f ? 1u : 9u);
+        EXPECT_EQ(tree.nodes[0].count[0], extra > 0.0f ? 3 : 0);
     }
 }
 
@@ -213,14 +215,14 @@ TEST(Collapse, StreamsAreNoLargerThanTheLimitsOfPrimitivesAssume) {
             for (std::uint32_t i = 0; i < 3 * triangles; i += 3, x = x * growth + 1.0f)
                 for (std::uint32_t k = i; k < i + 3; ++k)
                     object.parts[0].positions[k].x += x;
-            build_quietly(object);
-            const double plain = static_cast<double>(WalkUnits(object));
-            Collapse(object, kMaxBlockedLeaf);
+            Tree tree = build_quietly(object);
+            const double plain = static_cast<double>(WalkUnits(object, tree));
+            Collapse(tree, kMaxBlockedLeaf);
             Census census;
-            take_census(object, 0, 0, census);
+            take_census(object, tree, 0, 0, census);
             EXPECT_EQ(census.references.size(), triangles);
             EXPECT_LE(plain, 8 + double{kWalkUnitMask} / kMostPrimitivesOfAnyTree * triangles);
-            EXPECT_LE(static_cast<double>(WalkUnits(object)),
+            EXPECT_LE(static_cast<double>(WalkUnits(object, tree)),
                       8 + double{kWalkUnitMask} / kMostPrimitives * triangles);
         }
 }
@@ -230,21 +232,21 @@ TEST(Collapse, StreamsAreNoLargerThanTheLimitsOfPrimitivesAssume) {
 TEST(ReorderTree, PutsTheChildrenThatOccludeMostPerCostFirst) {
     Object object = triangle_row(4, {4, 0, 0});
     object.parts[0].triangles[2].vertex = object.parts[0].triangles[1].vertex;
-    build_quietly(object);
-    const WideNode& root = object.tree.nodes[0];
-    EXPECT_EQ(ReorderTree(object), 0.0f);                  // nothing measured: nothing moves
+    Tree tree = build_quietly(object);
+    const WideNode& root = tree.nodes[0];
+    EXPECT_EQ(ReorderTree(tree), 0.0f);                    // nothing measured: nothing moves
     const auto log_of = [&](int count) -> std::uint32_t& { // of the first leaf of that size
-        return object.tree.occlusion_log[0][static_cast<std::size_t>(
+        return tree.occlusion_log[0][static_cast<std::size_t>(
             std::find(root.count, root.count + 3, count) - root.count)];
     };
     log_of(2) = 300;
     log_of(1) = 100;
-    EXPECT_FLOAT_EQ(ReorderTree(object), 0.9f * (2.0f + 0.25f + 0.25f * 0.75f));
+    EXPECT_FLOAT_EQ(ReorderTree(tree), 0.9f * (2.0f + 0.25f + 0.25f * 0.75f));
     log_of(2) = 150;
-    EXPECT_FLOAT_EQ(ReorderTree(object), 0.9f * (1.0f + 0.6f * 2.0f + 0.6f * 0.4f));
-    EXPECT_EQ(object.tree.occlusion_log[0][0], 100u);
+    EXPECT_FLOAT_EQ(ReorderTree(tree), 0.9f * (1.0f + 0.6f * 2.0f + 0.6f * 0.4f));
+    EXPECT_EQ(tree.occlusion_log[0][0], 100u);
     Census census;
-    take_census(object, 0, 0, census); // boxes moved along
+    take_census(object, tree, 0, 0, census); // boxes moved along
     EXPECT_EQ(census.references.size(), 4u);
 }
 

@@ -4,14 +4,16 @@
 
 #include "accel/prepare.h"
 #include "accel/scene_assembly.h"
+#include "accel/state.h"
 #include "accel/tree.h"
+#include "geometry/state.h"
 #include "hit/surface_builder.h"
 #include "math/faces.h"
 #include "math/roots.h"
 #include "random_object.h"
 #include "ray_oracle.h"
-#include "run/types.h"
-#include "shading/types.h"
+#include "run/state.h"
+#include "shading/state.h"
 #include "support/expect.h"
 #include "support/fresh_scene.h"
 
@@ -198,9 +200,9 @@ TEST_F(Walks, ReorderedTreesGiveTheSameShadowsForLess) {
         }
         cost[pass] = ThreadStates[0].shadow_primitives;
         if (pass != 1) continue;
-        for (Object& object : Objects) {
-            ASSERT_GT(ReorderTree(object), 0.0f);
-            PrepareWalk(object);
+        for (std::size_t i = 0; i < Objects.size(); ++i) {
+            ASSERT_GT(ReorderTree(Trees[i]), 0.0f);
+            PrepareWalk(Objects[i], Trees[i]);
         }
     }
     EXPECT_EQ(passed[0], passed[1]);

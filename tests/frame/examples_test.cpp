@@ -3,13 +3,13 @@
 // SPDX-License-Identifier: MIT
 #include "frame/moonhare.h"
 #include "geometry/objects.h"
-#include "geometry/types.h"
-#include "lights/types.h"
+#include "geometry/state.h"
+#include "lights/state.h"
 #include "math/packed_unit.h"
-#include "output/types.h"
-#include "run/types.h"
+#include "output/state.h"
+#include "run/state.h"
 #include "scene/scene_reader.h"
-#include "shading/types.h"
+#include "shading/state.h"
 #include "support/expect.h"
 #include "support/fresh_scene.h"
 

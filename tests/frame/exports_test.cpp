@@ -2,11 +2,12 @@
 // SPDX-License-Identifier: MIT
 #include "frame/moonhare.h"
 #include "geometry/objects.h"
-#include "geometry/types.h"
-#include "lights/types.h"
-#include "output/types.h"
-#include "run/types.h"
-#include "shading/types.h"
+#include "geometry/state.h"
+#include "integrate/state.h"
+#include "lights/state.h"
+#include "output/state.h"
+#include "run/state.h"
+#include "shading/state.h"
 #include "support/fresh_scene.h"
 
 #include <functional>
@@ -190,7 +191,7 @@ TEST_F(Exports, SettingsOutsideTheirRangeAreLimitedWhenTheRendererStartsAgain) {
     mhAddTriangles(0, 0, 1, triangle);
     mhSetRendererResolution(0);
     mhInitialize();
-    EXPECT_TRUE(Objects[0].parts[0].density.cells.empty());
+    EXPECT_TRUE(IntegrateState.density_grids[0].cells.empty());
     mhSetRendererClamp(-1, 2, 3);
     mhSetRendererRayDepth(0);
     mhSetRendererPhotonDepth(-7);
@@ -201,7 +202,7 @@ TEST_F(Exports, SettingsOutsideTheirRangeAreLimitedWhenTheRendererStartsAgain) {
     EXPECT_EQ(RendererSettings.ray_depth, 1);
     EXPECT_EQ(RendererSettings.photon_depth, 1);
     EXPECT_EQ(RendererSettings.bounce, 1);
-    EXPECT_EQ(Objects[0].parts[0].density.cells.size(), 9u); // an area of 8 in cells below 1
+    EXPECT_EQ(IntegrateState.density_grids[0].cells.size(), 9u); // an area of 8 in cells below 1
 }
 
 TEST_F(Exports, RunAfterASceneThatWasFinalisedPhaseByPhase) {

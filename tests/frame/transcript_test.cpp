@@ -2,12 +2,12 @@
 // and what one run leaves to the next.
 // SPDX-License-Identifier: MIT
 #include "frame/phases.h"
-#include "geometry/types.h"
-#include "integrate/types.h"
-#include "lights/types.h"
-#include "output/types.h"
+#include "geometry/state.h"
+#include "integrate/state.h"
+#include "lights/state.h"
+#include "output/state.h"
 #include "run/types.h"
-#include "shading/types.h"
+#include "shading/state.h"
 #include "support/expect.h"
 #include "support/fresh_scene.h"
 

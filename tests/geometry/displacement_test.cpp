@@ -9,6 +9,7 @@
 #include "math/roots.h"
 #include "shading/images.h"
 #include "shading/shaders.h"
+#include "shading/state.h"
 
 #include <algorithm>
 #include <cmath>

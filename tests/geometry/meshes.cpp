@@ -5,6 +5,7 @@
 #include "geometry/obj_reader.h"
 #include "geometry/objects.h"
 #include "shading/shaders.h"
+#include "shading/state.h"
 
 #include <algorithm>
 #include <map>

@@ -4,7 +4,9 @@
 
 #include "geometry/meshes.h"
 #include "geometry/objects.h"
+#include "geometry/state.h"
 #include "shading/shaders.h"
+#include "shading/state.h"
 
 #include <tuple>
 

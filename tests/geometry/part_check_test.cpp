@@ -5,6 +5,7 @@
 #include "geometry/objects.h"
 #include "geometry/strands.h"
 #include "shading/shaders.h"
+#include "shading/state.h"
 
 #include <cmath>
 

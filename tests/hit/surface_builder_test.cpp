@@ -7,6 +7,7 @@
 #include "math/roots.h"
 #include "math/sampling.h"
 #include "shading/shaders.h"
+#include "shading/state.h"
 #include "support/expect.h"
 #include "support/fresh_scene.h"
 #include "support/replay.h"

@@ -5,7 +5,8 @@
 #include "integrate/bounces.h"
 #include "math/frame.h"
 #include "math/roots.h"
-#include "run/types.h"
+#include "output/state.h"
+#include "run/state.h"
 #include "support/expect.h"
 #include "support/scene.h"
 

@@ -4,10 +4,11 @@
 
 #include "integrate/caustics.h"
 #include "integrate/packed_direction.h"
+#include "integrate/state.h"
 #include "math/random.h"
 #include "math/roots.h"
 #include "math/sampling.h"
-#include "run/types.h"
+#include "run/state.h"
 #include "support/expect.h"
 #include "support/scene.h"
 

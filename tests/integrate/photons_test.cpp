@@ -3,19 +3,25 @@
 // SPDX-License-Identifier: MIT
 #include "integrate/photons.h"
 
+#include "accel/state.h"
 #include "accel/walk.h"
 #include "frame/phases.h"
+#include "geometry/state.h"
 #include "integrate/density.h"
 #include "integrate/radiance.h"
 #include "integrate/renderer.h"
+#include "integrate/state.h"
 #include "lights/gaffer.h"
+#include "lights/state.h"
 #include "math/faces.h"
 #include "math/random.h"
 #include "output/aov.h"
 #include "output/camera.h"
-#include "run/types.h"
+#include "output/state.h"
+#include "run/state.h"
 #include "scene/scene_reader.h"
 #include "shading/shaders.h"
+#include "shading/state.h"
 #include "support/expect.h"
 #include "support/scene.h"
 
@@ -44,7 +50,7 @@ const Part& part() {
 // Light in all cells: radiance times area, summed over both sides.
 double energy() {
     double sum_of_cells = 0.0;
-    const DensityGrid& grid = part().density;
+    const DensityGrid& grid = IntegrateState.density_grids[0];
     for (const auto* faces : {&grid.triangle_cells, &grid.tetragon_cells}) {
         for (const FaceCells& face : *faces) {
             for (std::uint32_t i = 0; i < face.resolution * face.resolution; ++i) {
@@ -76,7 +82,7 @@ TEST_F(PhotonScene, CellsPartTheFaceEvenly) {
     add_level({0, 0}, {1, 1}, 0, shader);
     RendererSettings.resolution = 0.0401f; // 5 by 5 cells of 0.04
     Initialize();
-    ASSERT_EQ(part().density.cells.size(), 50u);
+    ASSERT_EQ(IntegrateState.density_grids[0].cells.size(), 50u);
     constexpr int kSteps = 300;
     StartDeposits();
     for (int i = 0; i < kSteps; ++i) {
@@ -89,7 +95,7 @@ TEST_F(PhotonScene, CellsPartTheFaceEvenly) {
         }
     }
     FinishDeposits();
-    for (const DensityCell& cell : part().density.cells) {
+    for (const DensityCell& cell : IntegrateState.density_grids[0].cells) {
         EXPECT_NEAR(cell.front.x / (kSteps * kSteps), 1.0f, 0.03f); // borders cut rows of points
         EXPECT_EQ(cell.back.x, 0.0f);
     }
@@ -111,7 +117,8 @@ TEST_F(PhotonScene, EvenLightIsEvenOnQuadsOfAnyShape) {
         if (closest_hit(ray)) deposit(ray, splat(16.0f / kDrops)); // of 16 square metres
     }
     FinishDeposits();
-    for (const DensityCell& cell : part().density.cells) // 1200 drops: 5 standard deviations
+    for (const DensityCell& cell :
+         IntegrateState.density_grids[0].cells) // 1200 drops: 5 standard deviations
         EXPECT_NEAR(cell.front.x, 1.0f, 0.15f);
 }
 
@@ -138,7 +145,7 @@ TEST_F(PhotonScene, OddHitsStayWithinTheFace) {
 TEST_F(PhotonScene, MillionEqualDepositsKeepTheirSum) {
     add_floor(0.5f, 0.0f, add_shader({1.0f, 1.0f, 1.0f}));
     Initialize();
-    ASSERT_EQ(part().density.cells.size(), 4u);
+    ASSERT_EQ(IntegrateState.density_grids[0].cells.size(), 4u);
     constexpr int kDeposits = 1000000;
     StartDeposits();
 #pragma omp parallel for num_threads(4)

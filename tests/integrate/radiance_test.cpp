@@ -3,13 +3,17 @@
 #include "integrate/radiance.h"
 
 #include "frame/phases.h"
+#include "geometry/state.h"
 #include "integrate/pixel_loop.h"
 #include "integrate/renderer.h"
 #include "integrate/run_context.h"
+#include "lights/state.h"
 #include "output/aov.h"
 #include "output/camera.h"
 #include "output/run_hooks.h"
-#include "run/types.h"
+#include "output/state.h"
+#include "run/state.h"
+#include "shading/state.h"
 #include "support/expect.h"
 #include "support/scene.h"
 

@@ -4,7 +4,7 @@
 
 #include "shading/hair_table.h"
 #include "shading/scattering.h"
-#include "shading/types.h"
+#include "shading/state.h"
 
 #include <array>
 #include <cmath>

@@ -5,7 +5,8 @@
 #include "geometry/types.h"
 #include "output/camera.h"
 #include "output/run_hooks.h"
-#include "run/types.h"
+#include "output/state.h"
+#include "run/state.h"
 #include "support/expect.h"
 
 #include <utility>

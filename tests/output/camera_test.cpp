@@ -4,6 +4,7 @@
 
 #include "math/constants.h"
 #include "math/roots.h"
+#include "output/state.h"
 #include "run/types.h"
 #include "support/expect.h"
 #include "support/fresh_scene.h"

@@ -3,6 +3,7 @@
 #include "output/image_writer.h"
 
 #include "output/file_writer.h"
+#include "output/state.h"
 #include "shading/images.h"
 #include "support/expect.h"
 #include "support/fresh_scene.h"

@@ -2,12 +2,12 @@
 // SPDX-License-Identifier: MIT
 #include "scene/scene_reader.h"
 
-#include "geometry/types.h"
-#include "lights/types.h"
+#include "geometry/state.h"
+#include "lights/state.h"
 #include "output/image_writer.h"
-#include "output/types.h"
-#include "run/types.h"
-#include "shading/types.h"
+#include "output/state.h"
+#include "run/state.h"
+#include "shading/state.h"
 #include "support/expect.h"
 #include "support/fresh_scene.h"
 

@@ -4,6 +4,7 @@
 #include "shading/image_helper.h"
 #include "shading/image_stream.h"
 #include "shading/images.h"
+#include "shading/state.h"
 #include "support/expect.h"
 #include "support/fresh_scene.h"
 

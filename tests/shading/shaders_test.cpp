@@ -4,6 +4,7 @@
 
 #include "hit/surface_builder.h"
 #include "math/random.h"
+#include "shading/state.h"
 #include "support/expect.h"
 #include "support/fresh_scene.h"
 #include "support/replay.h"

@@ -4,8 +4,10 @@
 
 #include "geometry/objects.h"
 #include "lights/gaffer.h"
+#include "lights/state.h"
 #include "output/aov.h"
 #include "shading/images.h"
+#include "shading/state.h"
 #include "support/fresh_scene.h"
 
 #include <gtest/gtest.h>

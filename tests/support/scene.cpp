@@ -3,11 +3,15 @@
 #include "support/scene.h"
 
 #include "geometry/objects.h"
+#include "geometry/state.h"
 #include "integrate/radiance.h"
+#include "lights/state.h"
 #include "math/roots.h"
 #include "output/camera.h"
-#include "run/types.h"
+#include "output/state.h"
+#include "run/state.h"
 #include "shading/shaders.h"
+#include "shading/state.h"
 
 #include <string>
 

@@ -2,12 +2,12 @@
 // SPDX-License-Identifier: MIT
 #include "support/small_scene.h"
 
-#include "geometry/types.h"
-#include "lights/types.h"
+#include "geometry/state.h"
+#include "lights/state.h"
 #include "math/box.h"
-#include "output/types.h"
-#include "run/types.h"
-#include "shading/types.h"
+#include "output/state.h"
+#include "run/state.h"
+#include "shading/state.h"
 
 #include <algorithm>
 #include <type_traits>

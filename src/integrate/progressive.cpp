@@ -1,17 +1,18 @@
 // The loop around the frames: counters, the performance line, the closing statistics and files.
 // The render phase hands in what lies in other folders.
 // SPDX-License-Identifier: MIT
-#include "output/progressive.h"
+#include "integrate/progressive.h"
 
+#include "integrate/output_images.h"
+#include "integrate/whole_frames.h"
 #include "math/stop.h"
 #include "output/aov.h"
 #include "output/camera.h"
-#include "output/output_images.h"
 #include "output/preview.h"
 #include "output/run_hooks.h"
-#include "output/whole_frames.h"
+#include "output/state.h"
 #include "run/report.h"
-#include "run/types.h"
+#include "run/state.h"
 
 #include <algorithm>
 #include <array>

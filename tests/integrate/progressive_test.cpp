@@ -1,13 +1,14 @@
 // The order of the steps around the frames, the closing text, and the window.
 // SPDX-License-Identifier: MIT
-#include "output/progressive.h"
+#include "integrate/progressive.h"
 
+#include "integrate/whole_frames.h"
 #include "math/stop.h"
 #include "output/aov.h"
 #include "output/camera.h"
 #include "output/run_hooks.h"
-#include "output/whole_frames.h"
-#include "run/types.h"
+#include "output/state.h"
+#include "run/state.h"
 #include "support/expect.h"
 #include "support/fresh_scene.h"
 

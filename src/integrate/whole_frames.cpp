@@ -1,9 +1,10 @@
 // Rows of the images, kept before a frame changes them.
 // SPDX-License-Identifier: MIT
-#include "output/whole_frames.h"
+#include "integrate/whole_frames.h"
 
-#include "output/output_images.h"
+#include "integrate/output_images.h"
 #include "output/run_hooks.h"
+#include "output/state.h"
 
 #include <algorithm>
 #include <atomic>

@@ -1,12 +1,13 @@
 // All images that a run writes.
 // SPDX-License-Identifier: MIT
-#include "output/output_images.h"
+#include "integrate/output_images.h"
 
-#include "lights/types.h"
+#include "integrate/whole_frames.h"
+#include "lights/state.h"
 #include "output/camera.h"
 #include "output/image_writer.h"
-#include "output/whole_frames.h"
-#include "run/types.h"
+#include "output/state.h"
+#include "run/state.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,0 +1,48 @@
+// Where a host stands in the order of calls, and what was reported of its calls. None of it ends
+// with a scene.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <set>
+#include <string>
+#include <utility>
+
+namespace mh {
+
+enum class HostFault : std::uint8_t { order, record, null_pointer, count, value };
+
+// Phases that close the building of some records; `frames` stands for mhRender.
+enum class Phase : std::uint8_t {
+    cameras,
+    shaders,
+    accelerator,
+    sky,
+    geometry_light,
+    gaffer,
+    renderer,
+    frames,
+};
+
+enum class Stage : std::uint8_t {
+    down,      // before mhStartup, after mhShutdown
+    open,      // a scene is built, completed or rendered
+    dissolved, // its shaders are gone
+};
+
+// Where a host stands in the order of calls.
+struct HostProgress {
+    Stage stage = Stage::down;
+    std::uint32_t done = 0;      // a bit per Phase
+    bool finalized_late = false; // by mhShutdown, for a host that had not called mhFinalize
+};
+
+extern HostProgress Progress;
+
+// By call: what was reported since the start of the run.
+extern std::set<std::pair<std::string, HostFault>> ReportedFaults;
+
+// From mhStartup to mhShutdown.
+extern bool ImageLibraryStarted;
+
+} // namespace mh

@@ -1,0 +1,50 @@
+// What photons leave, and what they are gathered in while they fly.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "integrate/atomic_sums.h"
+#include "integrate/photon_tree.h"
+#include "integrate/types.h"
+#include "math/constants.h"
+
+#include <array>
+
+namespace mh {
+
+// Which path left a photon: the number of the light, and that of its photon.
+struct PathOfPhoton {
+    std::uint32_t light = 0;
+    std::int64_t number = 0;
+
+    auto operator<=>(const PathOfPhoton&) const = default;
+};
+
+// Caustic photons of a thread, joined at the end of the pass.
+struct alignas(64) ThreadPhotons {
+    std::vector<CausticPhoton> photons;
+    std::vector<PathOfPhoton> paths; // of each, with a seed; in ascending order
+    PathOfPhoton path;               // that is being traced
+    std::size_t left_out = 0;        // for want of memory
+};
+
+struct IntegrateStateRecord {
+    std::vector<CausticPhoton> photons;
+    PhotonTree photon_tree;
+    std::vector<DensityGrid> density_grids; // of the parts of the root object
+    float resolution_of_grids = 0.0f;       // that they were laid out for
+    AtomicSums density_sums;                // of all cells, while photons fly
+    AtomicSums splats;                      // of all pixels; empty when nothing is to be splatted
+    std::array<ThreadPhotons, kMaxThreads> photons_of_thread;
+    std::size_t most_photons_of_thread = 0; // that a thread may store
+    std::uint32_t lights_cast = 0;          // in this pass
+    bool path_was_cut = false;              // for want of stack; written by all threads
+};
+
+extern IntegrateStateRecord IntegrateState;
+
+inline constexpr auto& Photons = IntegrateState.photons;
+
+// At the end of a scene.
+void ResetIntegrate();
+
+} // namespace mh
