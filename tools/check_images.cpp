@@ -15,7 +15,6 @@ namespace {
 
 struct Look {
     bool missing = false, palette_indices = false;
-    double bytes = 0.0;
     std::vector<ReportMessage> messages;
 };
 
@@ -35,8 +34,7 @@ Look look_at(SceneCheck& check, const Mention& mention) {
     Image* record = find_record(mention);
     Image& image = record == nullptr ? other : *record;
     LoadImage(image);
-    const Look look = {image.failed, image.palette_indices, static_cast<double>(size_bytes(image)),
-                       check.report.take_messages()};
+    const Look look = {image.failed, image.palette_indices, check.report.take_messages()};
     if (image.width <= 0) image.loaded = image.failed = false; // the render says so once more
     return look;
 }
@@ -57,19 +55,14 @@ void check_image(SceneCheck& check, const Mention& mention, const Look& look) {
 
 } // namespace
 
-double CheckImages(SceneCheck& check) {
-    double bytes = 0.0;
+void CheckImages(SceneCheck& check) {
     std::map<std::string, Look> looks;
     for (const Mention& mention : check.lines.mentions) {
         if (mention.role != Role::image_file || mention.name.empty()) continue;
         const auto [look, is_new] = looks.try_emplace(mention.name);
-        if (is_new) {
-            look->second = look_at(check, mention);
-            bytes += look->second.bytes;
-        }
+        if (is_new) look->second = look_at(check, mention);
         check_image(check, mention, look->second);
     }
-    return bytes;
 }
 
 } // namespace mh

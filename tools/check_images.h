@@ -6,8 +6,7 @@
 
 namespace mh {
 
-// Reads each image once, into the records of the scene where they have a place; returns the sum of
-// their sizes in bytes.
-double CheckImages(SceneCheck& check);
+// Reads each image once, into the records of the scene where they have a place.
+void CheckImages(SceneCheck& check);
 
 } // namespace mh

@@ -222,7 +222,9 @@ constexpr PartRule kRules[] = {
 void check_part(SceneCheck& check, const PartSource& source) {
     const Object& object = Objects[source.object];
     const Part& part = object.parts[source.part];
-    if (!part.cylinders.empty()) check.hair_shaders.insert(Shaders[object.default_shader].name);
+    const std::string& shader = Shaders[object.default_shader].name;
+    if (!part.cylinders.empty()) check.hair_shaders.insert(shader);
+    if (!part.cylinders.empty() || !part.particles.empty()) check.round_shaders.insert(shader);
     PartCheck one = {check, source, object, part, {}};
     mark_shaders(object, part.triangles, one.shaders);
     mark_shaders(object, part.tetragons, one.shaders);

@@ -125,7 +125,8 @@ bool counts(const SceneCheck& check, const Doubt& doubt) {
     switch (doubt.rule->when) {
     case When::always: return true;
     case When::gathering: return gathers_photons();
-    case When::lamps_sampled: return GeometryLight.sample > 0;
+    case When::lamps_sampled:
+        return GeometryLight.sample > 0 && !check.round_shaders.contains(doubt.subject);
     case When::lamps_unsampled: return GeometryLight.sample < 1 && GeometryLight.photons > 0;
     case When::on_surfaces: return !check.hair_shaders.contains(doubt.subject);
     case When::wide_pixels: return has_wide_pixels(doubt.subject);
@@ -153,8 +154,8 @@ void check_content(SceneCheck& check) {
         add_scene_fault(check, "no object holds geometry");
 }
 
-void check_memory(SceneCheck& check, double image_bytes) {
-    const double needed = EstimatedMemory(image_bytes), present = MachineMemory();
+void check_memory(SceneCheck& check) {
+    const double needed = EstimatedMemory(), present = MachineMemory();
     if (needed <= present) return;
     add_scene_fault(check, "needs about " + std::to_string(needed / kBytesOfGigabyte)
                                + " GB of memory; the machine has "
@@ -177,13 +178,13 @@ bool gathers_photons() {
 
 void CheckReadScene(const std::string& directory, SceneLines& lines, CapturedReport& report) {
     report.take_messages();
-    SceneCheck check = {directory, lines, report, {}, {}, {}, 0};
+    SceneCheck check = {directory, lines, report, {}, {}, {}, {}};
     check.shaders = defined_names(check, Role::defines_shader, "shader");
     check.shaders.insert("undefined");
     check.objects = defined_names(check, Role::defines_object, "object");
     CheckFolders(check);
     check_used_names(check);
-    const double image_bytes = CheckImages(check);
+    CheckImages(check);
     check_outputs(check);
     check_channels(check);
     check_content(check);
@@ -192,7 +193,7 @@ void CheckReadScene(const std::string& directory, SceneLines& lines, CapturedRep
     CheckParts(check);
     CheckMeshes(check);
     settle_doubts(check);
-    check_memory(check, image_bytes);
+    check_memory(check);
 }
 
 } // namespace mh

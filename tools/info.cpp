@@ -113,7 +113,7 @@ std::string description() {
     return text + "mode: " + (gathers ? "gather" : "path")
            + "\ntotal: " + CountText(static_cast<std::int64_t>(Objects.size()), "object") + ", "
            + CountText(primitives, "primitive") + ", " + megabytes(image_bytes)
-           + " of images\nmemory: about " + megabytes(EstimatedMemory(image_bytes)) + " of "
+           + " of images\nmemory: about " + megabytes(EstimatedMemory()) + " of "
            + megabytes(MachineMemory()) + '\n';
 }
 

@@ -2,9 +2,12 @@
 // SPDX-License-Identifier: MIT
 #include "options.h"
 
+#include "fault.h"
 #include "option_table.h"
+#include "spelling.h"
 #include "version.h"
 
+#include <cmath>
 #include <cstdlib>
 #include <iostream>
 #include <span>
@@ -46,10 +49,12 @@ bool holds_pixels(const std::array<int, 4>& region) {
 }
 
 // Why the text is not used; a number that is none compares false with both limits.
-std::string fault_of(const std::string& text, const OptionRow& row) {
+std::string fault_of(const std::string& text, const OptionRow& row, bool whole) {
     char* end = nullptr;
     const double value = std::strtod(text.c_str(), &end);
-    if (*end == '\0' && value >= row.lowest && value <= row.highest) return {};
+    const bool is_number = *end == '\0' && !text.empty();
+    if (is_number && whole && value != std::floor(value)) return text + " is not a whole number";
+    if (is_number && value >= row.lowest && value <= row.highest) return {};
     std::ostringstream fault;
     fault.precision(10);
     fault << text << " is no number from " << row.lowest << " to " << row.highest;
@@ -60,7 +65,9 @@ template<typename T>
 void limit(CLI::Option& option, const OptionRow& row) {
     if constexpr (std::is_arithmetic_v<T>)
         if (row.lowest < row.highest)
-            option.check([&row](const std::string& text) { return fault_of(text, row); });
+            option.check([&row](const std::string& text) {
+                return fault_of(text, row, std::is_integral_v<T>);
+            });
 }
 
 // Stores into the member; a value placeholder of several words parted by | is the list of them.
@@ -175,6 +182,32 @@ constexpr CommandRow kCommands[] = {
     {"completion", "Print the completion of bash", Command::completion, {}},
 };
 
+const CommandRow& command_of(const CLI::App& app) {
+    for (const CommandRow& row : kCommands)
+        if (app.got_subcommand(row.name)) return row;
+    return kCommands[0]; // a render may leave its word out
+}
+
+// The argument that nothing takes, and what it may stand for.
+std::string unexpected(const CLI::App& app, const std::string& scene) {
+    const CommandRow& command = command_of(app);
+    const std::vector<std::string> left = app.remaining(true);
+    const std::string argument = left.empty() ? "" : left[0].substr(0, left[0].find('='));
+    std::vector<std::string_view> legal;
+    for (const OptionRow& row : command.options)
+        legal.emplace_back(row.name);
+    std::string word = argument;
+    if (!argument.starts_with('-')) { // then the first of two words is no command
+        legal.clear();
+        for (const CommandRow& row : kCommands)
+            legal.emplace_back(row.name);
+        word = scene;
+    }
+    const std::string nearest = NearestWord(word, legal);
+    return "no use for " + in_quotes(argument)
+           + (nearest.empty() ? "" : "; did you mean " + in_quotes(nearest) + "?");
+}
+
 void add_rows(CLI::App& app, std::span<const OptionRow> rows, Arguments& arguments) {
     for (const OptionRow& row : rows)
         row.add(app, row, arguments);
@@ -208,6 +241,9 @@ std::optional<int> ParseArguments(int argc, char** argv, Arguments& arguments) {
     app.require_subcommand(0, 1);
     try {
         app.parse(argc, argv);
+    } catch (const CLI::ExtrasError&) {
+        std::cerr << "moonhare: " << unexpected(app, arguments.scene) << "\n";
+        return kWrongUse;
     } catch (const CLI::ParseError& fault) {
         return app.exit(fault) == 0 ? kDone : kWrongUse;
     }

@@ -93,13 +93,13 @@ std::string machine_json() {
     return closed(object);
 }
 
+} // namespace
+
 double peak_memory_bytes() {
     rusage usage = {};
     getrusage(RUSAGE_SELF, &usage);
     return static_cast<double>(usage.ru_maxrss) * kBytesOfKilobyte;
 }
-
-} // namespace
 
 std::vector<std::string> ImageStatistics() {
     std::vector<std::string> images;

@@ -26,4 +26,7 @@ std::vector<std::string> ImageStatistics();
 
 std::string ReportText(const RunRecord& record, const std::string& scene, int status);
 
+// Of the process so far.
+double peak_memory_bytes();
+
 } // namespace mh

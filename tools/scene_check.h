@@ -16,8 +16,9 @@ struct SceneCheck {
     CapturedReport& report;
     std::set<std::string> shaders, objects; // names that blocks define
     std::set<std::string> hair_shaders;     // of strands
-    std::uint32_t root = 0;                 // object
-    std::size_t comparisons = 0;            // of unknown names with known ones, so far
+    std::set<std::string> round_shaders; // of strands and particles, which no lamp sample reaches
+    std::uint32_t root = 0;              // object
+    std::size_t comparisons = 0;         // of unknown names with known ones, so far
 };
 
 // Among thousands of unknown names and thousands of known ones, the later ones get no suggestion.

@@ -5,19 +5,29 @@
 #include "accel/tree.h"
 #include "geometry/state.h"
 #include "integrate/output_images.h"
+#include "lights/state.h"
 #include "output/state.h"
 #include "run/state.h"
+#include "run_report.h"
+#include "shading/state.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace mh {
 
 namespace {
 
-// At least one cell of two colours to a face, when photons are gathered.
-constexpr double kCellBytesOfPrimitive = 24.0 + 16.0;
+// Tables, stacks and code that rendering touches: measured on the examples.
+constexpr double kBytesOfRender = 6.0 * 1024.0 * 1024.0;
 
-constexpr double kBytesOfPixel = 24.0; // with those of the last whole frame
+// A cell and its sums; each face has at least one when photons are gathered.
+constexpr double kBytesOfCell = 24.0 + 48.0;
+
+constexpr double kBytesOfPixel = 12.0;        // of an output
+constexpr double kWorkingBytesOfPixel = 16.0; // an image while it is encoded
+constexpr double kBytesOfSkyMap = 12582912.0; // with its table of samples
+constexpr double kBytesOfDisplaced = 134.0; // of a triangle, its vertices and what smoothing takes
 
 template<typename T>
 double bytes_of(const std::vector<T>& values) {
@@ -29,7 +39,31 @@ double output_bytes() {
         Cameras.empty() ? 0.0 : static_cast<double>(Cameras[0].width) * Cameras[0].height;
     double count = 0.0;
     ForEachOutput([&](Aov&, Filling) { ++count; });
-    return std::max(pixels, 0.0) * kBytesOfPixel * count;
+    return std::max(pixels, 0.0) * (kBytesOfPixel * count + kWorkingBytesOfPixel);
+}
+
+// Triangles that displacement makes of one.
+double divisions(const Object& object, std::uint32_t number) {
+    const bool named = number < Shaders.size() && Shaders[number].name != "undefined";
+    const Shader& shader = Shaders[named ? number : object.default_shader];
+    double count = 1.0;
+    if (shader.smooth_angle > 0.0f)
+        for (const ShaderElement& layer : shader.displacement.vectors)
+            count *= std::pow(std::max(layer.level, 1), 2.0);
+    return count;
+}
+
+// Beyond the faces as they were read.
+double displaced_triangles(const Object& object) {
+    double count = 0.0;
+    for (const Part& part : object.parts) {
+        for (const Triangle& face : part.triangles)
+            count += divisions(object, face.shader) - 1.0;
+        for (const Tetragon& face : part.tetragons)
+            if (const double made = divisions(object, face.shader); made > 1.0)
+                count += 2.0 * made - 1.0;
+    }
+    return count;
 }
 
 } // namespace
@@ -59,14 +93,15 @@ double size_bytes(const Part& part) {
     return bytes;
 }
 
-double EstimatedMemory(double image_bytes) {
+double EstimatedMemory() {
     const bool gathers = RendererSettings.distance > 0.0f && RendererSettings.resolution > 0.0f;
-    const double of_primitive = kTreeBytesOfPrimitive + (gathers ? kCellBytesOfPrimitive : 0.0);
-    double bytes = image_bytes + output_bytes();
+    const double of_primitive = kTreeBytesOfPrimitive + (gathers ? kBytesOfCell : 0.0);
+    double bytes = peak_memory_bytes() + kBytesOfRender + output_bytes();
+    if (!SkyLight.image.path.empty()) bytes += kBytesOfSkyMap;
     for (const Object& object : Objects) {
-        bytes += of_primitive * static_cast<double>(primitive_count(object));
-        for (const Part& part : object.parts)
-            bytes += size_bytes(part);
+        const double made = displaced_triangles(object);
+        bytes += of_primitive * (static_cast<double>(primitive_count(object)) + made)
+                 + kBytesOfDisplaced * made;
     }
     return bytes;
 }

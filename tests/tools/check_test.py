@@ -205,6 +205,14 @@ class Check(ProgramTest):
         for command in ("check", "info", "render"):
             self.run_here(command, "nowhere", status=2)
 
+    def test_arguments_that_nothing_takes_are_named_with_what_is_meant(self):
+        for arguments, message in (
+                (("scene", "--smaple", "3"), 'no use for "--smaple"; did you mean "--sample"?'),
+                (("check", "scene", "--stirct"), 'no use for "--stirct"; did you mean "--strict"?'),
+                (("chekc", "scene"), 'no use for "scene"; did you mean "check"?'),
+                (("scene", "--sample", "1.5"), "1.5 is not a whole number")):
+            self.assertIn(message, self.run_here(*arguments, status=2).stderr)
+
     def test_info_tells_what_a_scene_holds(self):
         text = self.run_here("info", "scene").stdout
         for line in ("object floor: 1 part", "4 vertices, 1 tetragon,", "material clay: 1 layer",
