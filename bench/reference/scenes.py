@@ -137,6 +137,12 @@ def mapped(feature, **more):
                  lights=[Sun((0.7, 0.3, -1), (1, 1, 1))], levels=1)
 
 
+def scaled_block():
+    half = block("red", (0, 0, 0.301), (0.2, 0.25, 0.3))
+    half.instances = [placed(2.0, 20, (0.7, 0.8, 0))]
+    return half
+
+
 FIBRE, LOBES = {"lambertian": (0.9, 0.6, 0.3)}, {"glossy": (1, 1, 1)}
 
 
@@ -175,6 +181,8 @@ SCENES = {
                                                placed(1.0, 0, (1.5, 0.5, 2.5))])], LIT),
     "lamp_scaled": scaled_lamp("lamp in an instance of factor 2, sampled", 512),
     "lamp_scaled_found": scaled_lamp("the same, found", 0),
+    "block_scaled": Scene("block in an instance of factor 2", [
+        floor(), scaled_block(), ceiling_lamp(half=1.5)], LIT),
     "glossy_05": glossy_lamp(0.05),
     "glossy_10": glossy_lamp(0.1),
     "glossy_30": glossy_lamp(0.3),
