@@ -3,6 +3,7 @@ renders the scenes of scenes.py, or those named, in both estimators and prints a
 are rendered once and kept in reference/references beside the folder of the build.
 SPDX-License-Identifier: MIT"""
 import argparse
+import hashlib
 import os
 import subprocess
 
@@ -29,7 +30,12 @@ def has_exact(build):
 
 
 def reference_path(name, folder):
-    return os.path.join(folder, f"{name}-{SCENES[name].digest()}.pfm")
+    """Named by a digest of the scene and of the code that renders it."""
+    scene = SCENES[name]
+    maker = "cycles_side.py" if scene.reference == "Cycles" else "integrals.py"
+    with open(os.path.join(HERE, maker), "rb") as code:
+        digest = hashlib.sha256(code.read() + repr(scene).encode()).hexdigest()
+    return os.path.join(folder, f"{name}-{digest[:12]}.pfm")
 
 
 def make_references(names, folder):

@@ -115,9 +115,6 @@ class Scene:
     reference_samples: int = 1024
     resolution: int = 96
 
-    def digest(self):
-        return hashlib.sha256(repr(self).encode()).hexdigest()[:12]
-
 
 def unit(vector):
     vector = numpy.asarray(vector, dtype=float)

@@ -13,12 +13,12 @@ from model import BLACK, Sun
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 FOLDERS = ("shader", "render", "light", "camera", "geometry", "image")
-WORDS = {tuple, list, numpy.ndarray}
 
 
 def line(key, value):
-    return f"{key} " + (" ".join(f"{x:.9g}" for x in numpy.ravel(value)) if type(value) in WORDS
-                        else f'"{value}"' if isinstance(value, str) else f"{value:.9g}")
+    if isinstance(value, str):
+        return f'{key} "{value}"'
+    return " ".join([key, *(f"{x:.9g}" for x in numpy.ravel(value))])
 
 
 def block(name, *parts):
