@@ -60,7 +60,8 @@ void begin_frame(std::uint32_t) {
         thread.shadow_nodes = thread.shadow_leaves = thread.shadow_primitives = 0;
 }
 
-// Later frames walk the trees in the order that the first one measured.
+// Trees are put into the order of the occlusions that OccludeLog has counted. No walk of a render
+// counts any, so that trees stay as they were built; then what only the reordering reads is freed.
 void first_frame_done() {
     for (const ThreadState& thread : ThreadStates) {
         TraversalTotals.nodes += thread.shadow_nodes;
