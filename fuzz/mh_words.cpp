@@ -1,5 +1,5 @@
 // Prints a fuzzer's dictionary of the scene format: blocks, keys and choices, from the tables that
-// the reader works from.
+// the reader works from; with an argument, those tables: a line for each key.
 // SPDX-License-Identifier: MIT
 #include "scene/blocks.h"
 #include "scene/scene_reader.h"
@@ -21,15 +21,38 @@ void add_words(const mh::Block& block, Words& words) {
     }
 }
 
+constexpr const mh::Block* kBlocks[] = {
+    &mh::kRenderBlock,   &mh::kCameraBlock,        &mh::kPointLightBlock, &mh::kParallelLightBlock,
+    &mh::kSkyLightBlock, &mh::kGeometryLightBlock, &mh::kShaderBlock,     &mh::kObjectBlock};
+
+// BLOCK KEY KIND COUNT ROLE SUB_BLOCK CHOICE...: kinds and roles by number, a dash for no block.
+void print_table(const mh::Block& block, Words& done) {
+    if (!done.insert(block.name).second) return;
+    for (const mh::Key& key : block.keys) {
+        std::printf("%s %s %d %d %d %s", block.name, key.name, static_cast<int>(key.kind),
+                    key.count, static_cast<int>(key.role),
+                    key.block == nullptr ? "-" : key.block->name);
+        for (const char* choice : key.choices)
+            std::printf(" %s", choice);
+        std::printf("\n");
+    }
+    for (const mh::Key& key : block.keys)
+        if (key.block != nullptr) print_table(*key.block, done);
+}
+
 } // namespace
 
-int main() {
-    Words words = {"end"};
+int main(int count, char**) {
+    Words words;
+    if (count > 1) {
+        for (const mh::Block* block : kBlocks)
+            print_table(*block, words);
+        return 0;
+    }
+    words.insert("end");
     for (const std::string_view word : mh::BlockWords())
         words.emplace(word);
-    for (const mh::Block* block :
-         {&mh::kRenderBlock, &mh::kCameraBlock, &mh::kPointLightBlock, &mh::kParallelLightBlock,
-          &mh::kSkyLightBlock, &mh::kGeometryLightBlock, &mh::kShaderBlock, &mh::kObjectBlock})
+    for (const mh::Block* block : kBlocks)
         add_words(*block, words);
     for (const std::string& word : words)
         std::printf("\"%s\"\n", word.c_str());
