@@ -39,8 +39,10 @@ RTCGeometry triangle_geometry(RTCDevice device, const Mesh& mesh, RTCBuildQualit
     return geometry;
 }
 
-RTCScene scene_of(RTCDevice device, RTCGeometry geometry, RTCBuildQuality quality) {
+RTCScene scene_of(RTCDevice device, RTCGeometry geometry, RTCBuildQuality quality,
+                  RTCSceneFlags flags = RTC_SCENE_FLAG_NONE) {
     RTCScene scene = rtcNewScene(device);
+    rtcSetSceneFlags(scene, flags);
     rtcSetSceneBuildQuality(scene, quality);
     rtcAttachGeometry(scene, geometry);
     rtcReleaseGeometry(geometry);
@@ -168,6 +170,14 @@ RTCGeometry round_lines(RTCDevice device, const Part& part) {
 std::vector<EmbreeScene> MakeEmbreeScenes(const Scene& scene) {
     return every_way(
         [&](const char* isa, RTCBuildQuality quality) { return make_scene(scene, isa, quality); });
+}
+
+EmbreeScene MakeRobustEmbreeScene(const Scene& scene) {
+    EmbreeScene result = scene_with_device("avx2", RTC_BUILD_QUALITY_MEDIUM);
+    const auto device = static_cast<RTCDevice>(result.device);
+    RTCGeometry geometry = triangle_geometry(device, scene.mesh, RTC_BUILD_QUALITY_MEDIUM);
+    result.top = scene_of(device, geometry, RTC_BUILD_QUALITY_MEDIUM, RTC_SCENE_FLAG_ROBUST);
+    return result;
 }
 
 EmbreeScene MakeEmbreeMesh(const Scene& scene, int threads) {

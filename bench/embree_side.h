@@ -30,6 +30,8 @@ struct EmbreeScene {
 std::vector<EmbreeScene> MakeEmbreeScenes(const Scene& scene);
 // Medium quality on some threads, as the fastest instruction set has it.
 EmbreeScene MakeEmbreeMesh(const Scene& scene, int threads);
+// Medium quality in the mode that lets no ray through between neighbours.
+EmbreeScene MakeRobustEmbreeScene(const Scene& scene);
 // The hair of a finished part, in as many ways: flat Bezier curves cut into eight pieces, or those
 // pieces as round linear curves.
 std::vector<EmbreeScene> MakeEmbreeHair(const Part& part, bool round);

@@ -9,6 +9,9 @@
 #include "run/estimator.h"
 #include "shading/scattering.h"
 
+#include <algorithm>
+#include <cmath>
+
 namespace mh {
 
 namespace {
@@ -56,12 +59,33 @@ FacetSplit split(const Ray& ray, const SurfacePoint& point, const Vec3& facet, f
     return out;
 }
 
+bool is_behind(Scatter scatter) {
+    return scatter == Scatter::transmissive || scatter == Scatter::glossy_refraction
+           || scatter == Scatter::specular_refraction;
+}
+
+// Where a ray leaves the surface. Rounding puts the position on either side of its face. That face is
+// skipped by its number; but near its edge a position behind it lies behind the neighbour too, which
+// then cannot be hit. So far from the origin, where this is no longer rare, the ray starts as far
+// inside its side as the position may be off [Wachter19], [Pharr16] ch. 3.9.
+Vec3 origin_of_child(const Ray& ray, const SurfacePoint& point, Scatter scatter) {
+    constexpr float kRoundings = 0x1p-22f; // of the largest coordinate or the distance: 4 half ulps
+    constexpr float kNear = 1e-5f;         // ten times the shortest distance of a hit
+    if (ray.hit_kind != HitKind::triangle && ray.hit_kind != HitKind::tetragon)
+        return point.position;
+    const Vec3& p = point.position;
+    const float reach = std::max({std::fabs(p.x), std::fabs(p.y), std::fabs(p.z), ray.distance});
+    const float bound = kRoundings * reach;
+    if (!(bound > kNear)) return p;
+    return p + (is_behind(scatter) ? -bound : bound) * point.geometric_normal;
+}
+
 } // namespace
 
 Ray spawn_child(const Ray& ray, const SurfacePoint& point, Scatter scatter) {
     Ray child;
     child.cursor = ray.cursor;
-    child.origin = point.position;
+    child.origin = origin_of_child(ray, point, scatter);
     child.power = ray.power;
     child.source_point = &point;
     child.refraction = ray.refraction;
