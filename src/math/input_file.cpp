@@ -13,9 +13,32 @@
 
 namespace mh {
 
+namespace {
+
+struct Preopened {
+    std::string path;
+    int descriptor = -1;
+};
+
+Preopened preopened;
+
+int open_descriptor(const std::string& path) {
+    if (preopened.descriptor < 0 || path != preopened.path)
+        return open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    lseek(preopened.descriptor, 0, SEEK_SET);
+    return dup(preopened.descriptor);
+}
+
+} // namespace
+
+void PreopenInput(const std::string& path) {
+    const int descriptor = open_descriptor(path);
+    preopened = {path, descriptor};
+}
+
 // Without O_NONBLOCK the opening of a FIFO waits for its writer.
 InputFile OpenInput(const std::string& path) {
-    const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    const int descriptor = open_descriptor(path);
     if (descriptor < 0) return {};
     struct stat status = {};
     InputFile file;

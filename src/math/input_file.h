@@ -28,6 +28,9 @@ InputFile OpenInput(const std::string& path);
 // The same, behind a byte order mark of UTF-8.
 InputFile OpenText(const std::string& path);
 
+// Opens the file for a process that can open none later: OpenInput then hands it out, from its start.
+void PreopenInput(const std::string& path);
+
 // Whether the content and a copy of it fit into memory.
 bool FitsMemory(const InputFile& file);
 

@@ -3,6 +3,7 @@
 // SPDX-License-Identifier: MIT
 #include "shading/image_decoder.h"
 
+#include "math/memory.h"
 #include "math/rgbe.h"
 #include "shading/byte_source.h"
 #include "shading/images.h"
@@ -223,6 +224,12 @@ FREE_IMAGE_FORMAT FormatBySignature(const std::string& file) {
     return FIF_UNKNOWN;
 }
 
+FREE_IMAGE_FORMAT FormatWithRaw(const std::string& file) {
+    Input input = {{OpenInput(file)}};
+    if (!input.source.file) return FIF_UNKNOWN;
+    return FreeImage_GetFileTypeFromHandle(&input_calls, &input, 0);
+}
+
 ImageHeader HeaderOf(const std::string& file, FREE_IMAGE_FORMAT format) {
     const std::optional<ImageFormat> guarded = format_of(format);
     return guarded ? ReadImageHeader(file, *guarded) : ImageHeader();
@@ -233,6 +240,7 @@ std::string DecodeImageFile(const std::string& file, FREE_IMAGE_FORMAT format, D
     silence_decoders();
     const std::string fault = HeaderOf(file, format).fault;
     if (!fault.empty()) return fault;
+    const MemoryReserve reserve;
     const Bitmap bitmap(decode(file, format), FreeImage_Unload);
     if (bitmap == nullptr || FreeImage_HasPixels(bitmap.get()) == FALSE) return "cannot be decoded";
     if (pixel_count(bitmap.get()) > kMostPixels) return "has more than 2^28 pixels";

@@ -12,7 +12,7 @@ for file in bin/moonhare include/moonhare.h lib/libmh.so lib/pkgconfig/moonhare.
     lib/python3/dist-packages/moonhare.py; do
     grep -q "./usr/$file" "$2/content" || { echo "missing: $file"; exit 1; }
 done
-for dependency in libc6 libfreeimage3 libgomp1 libglut3; do
+for dependency in libc6 libfreeimage3 libgomp1 libglut3 libseccomp2; do
     dpkg-deb --field "$package" Depends | grep -q "$dependency" ||
         { echo "missing dependency: $dependency"; exit 1; }
 done

@@ -1,5 +1,6 @@
 // Image files of every format that is read, made here byte by byte, whole, cut and absurd.
 // SPDX-License-Identifier: MIT
+#include "confine.h"
 #include "math/rgbe.h"
 #include "shading/image_helper.h"
 #include "shading/image_stream.h"
@@ -13,7 +14,12 @@
 #include <filesystem>
 #include <tuple>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace mh::test {
 namespace {
@@ -224,6 +230,21 @@ TEST_F(ImageFile, TakesNoMoreMemoryThanItsBudget) {
     EXPECT_NE(DecodeApart("a.tga", {}, {5.0, 4e6}, image), "");
     EXPECT_EQ(image.width, 0);
     EXPECT_EQ(DecodeApart("a.tga", {}, {5.0, 1e9}, image), "");
+}
+
+// What code of an image could do in the helper: open a file, a socket, start a process.
+TEST(Confine, LeavesNothingButOpenFilesAndMemory) {
+    const pid_t child = fork();
+    if (child == 0) {
+        if (!Confine("5", "100000000000000")) _exit(1);
+        const bool opened = open("/dev/null", O_RDONLY) >= 0;
+        const bool connected = socket(AF_UNIX, SOCK_STREAM, 0) >= 0;
+        const bool started = syscall(SYS_fork) >= 0;
+        _exit(opened || connected || started ? 2 : 0);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
 }
 
 } // namespace

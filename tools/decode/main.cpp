@@ -2,44 +2,22 @@
 // and writes its pixels to standard output. What a damaged file does to its decoder ends here.
 // usage: moonhare-decode FILE rgbe|floats top|bottom SECONDS BYTES
 // SPDX-License-Identifier: MIT
+#include "confine.h"
+#include "math/input_file.h"
 #include "shading/image_decoder.h"
 #include "shading/image_stream.h"
 
 #include <algorithm>
-#include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 
-#include <sys/prctl.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 namespace {
 
-void limit(decltype(RLIMIT_CPU) resource, const char* most) {
-    const auto value = static_cast<rlim_t>(std::strtoull(most, nullptr, 10));
-    const rlimit limits = {value, value};
-    setrlimit(resource, &limits);
-}
-
-// Ends with the renderer, not by the interrupt that lets the renderer finish its frame; writes no
-// files, gains no rights, leaves no core.
-void confine(const char* seconds, const char* bytes) {
-    std::signal(SIGINT, SIG_IGN);
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
-    prctl(PR_SET_DUMPABLE, 0);
-    limit(RLIMIT_CORE, "0");
-    limit(RLIMIT_FSIZE, "0");
-    limit(RLIMIT_CPU, seconds);
-    limit(RLIMIT_AS, bytes);
-}
-
 std::string decode(const std::string& file, mh::Decoding decoding, mh::Image& image) {
-    FreeImage_Initialise();
-    const FREE_IMAGE_FORMAT format = FreeImage_GetFileType(file.c_str(), 0);
+    const FREE_IMAGE_FORMAT format = mh::FormatWithRaw(file);
     if (format == FIF_UNKNOWN) return "is no image of a known format";
     return mh::DecodeImageFile(file, format, decoding, image);
 }
@@ -61,7 +39,9 @@ bool answer(mh::Image& image, const std::string& fault) {
 
 int main(int count, char** arguments) {
     if (count != 6) return 2;
-    confine(arguments[4], arguments[5]);
+    mh::PreopenInput(arguments[1]);
+    FreeImage_Initialise();
+    if (!mh::Confine(arguments[4], arguments[5])) return 1;
     mh::Decoding decoding;
     if (std::string_view(arguments[2]) == "floats") decoding.storage = mh::FloatStorage::floats;
     decoding.top_first = std::string_view(arguments[3]) == "top";

@@ -1,0 +1,12 @@
+// What the helper program gives up before it looks at a file.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+namespace mh {
+
+// From here on the process has so much processor time and address space, reads and writes what is open
+// already, and has nothing else from the system but memory and its own end. False when the system cannot
+// be told so.
+bool Confine(const char* seconds, const char* bytes);
+
+} // namespace mh
