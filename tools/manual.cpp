@@ -43,8 +43,8 @@ constexpr const char* kClosing = R"(.SH SIGNALS
 SIGINT and SIGTERM end the render after the frame under way; its pictures are written. A second one
 ends it at once. SIGHUP writes the pictures and goes on.
 .SH EXIT STATUS
-0 done; 1 faults in the scene, or images that differ; 2 wrong use; 3 a file could not be written;
-130 interrupted.
+0 done; 1 faults in the scene, or images that differ; 2 wrong use; 3 a file could not be written,
+or memory ran out; 130 interrupted.
 )";
 
 // The words that may follow a command, and the values of those options that list them.

@@ -208,11 +208,14 @@ std::uint32_t build_subtrees(const Builder& builder, std::vector<BuildTask>& tas
         return a.range.count > b.range.count; // the longest first, so that threads end together
     });
     std::uint32_t deepest = 0;
+    Caught caught;
 #pragma omp parallel for num_threads(team_size()) if (tasks.size() > 1)                            \
-    schedule(dynamic, 1) default(none) shared(builder, tasks) reduction(max                        \
-                                                                        : deepest)
+    schedule(dynamic, 1) default(none) shared(builder, tasks, caught) reduction(max                \
+                                                                                : deepest)
     for (std::size_t i = 0; i < tasks.size(); ++i)
-        deepest = std::max(deepest, build_subtree(builder, tasks[i]));
+        keep_exceptions(caught,
+                        [&] { deepest = std::max(deepest, build_subtree(builder, tasks[i])); });
+    throw_caught(caught);
     return deepest;
 }
 

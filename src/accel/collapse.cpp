@@ -160,12 +160,15 @@ void join_all(Tree& tree, const std::vector<Subtree>& subtrees, std::vector<Bloc
 
 std::vector<Block> collapse_each(const Collapser& c, const std::vector<Subtree>& subtrees) {
     std::vector<Block> blocks(subtrees.size());
+    Caught caught;
 #pragma omp parallel for num_threads(team_size()) if (subtrees.size() > 1)                         \
-    schedule(dynamic, 1) default(none) shared(c, subtrees, blocks)
-    for (std::size_t i = 0; i < subtrees.size(); ++i) {
-        blocks[i].nodes.reserve(c.nodes[subtrees[i].binary].primitives / kPrimitivesPerNode);
-        collapse(c, subtrees[i], blocks[i], nullptr);
-    }
+    schedule(dynamic, 1) default(none) shared(c, subtrees, blocks, caught)
+    for (std::size_t i = 0; i < subtrees.size(); ++i)
+        keep_exceptions(caught, [&] {
+            blocks[i].nodes.reserve(c.nodes[subtrees[i].binary].primitives / kPrimitivesPerNode);
+            collapse(c, subtrees[i], blocks[i], nullptr);
+        });
+    throw_caught(caught);
     return blocks;
 }
 

@@ -5,6 +5,7 @@
 #include "frame/moonhare.h"
 #include "frame/phases.h"
 #include "geometry/state.h"
+#include "integrate/output_images.h"
 #include "integrate/pixel_loop.h"
 #include "integrate/renderer.h"
 #include "lights/gaffer.h"
@@ -76,7 +77,7 @@ void initialize_sky(const char* call) {
 
 extern "C" {
 
-MH_API void mhStartup(void) {
+MH_API void mhStartup(void) try {
     if (Progress.stage == Stage::open)
         return ReportFault(__func__, HostFault::order, "has run already");
     ForgetFaults();
@@ -84,128 +85,144 @@ MH_API void mhStartup(void) {
     Startup();
     Progress = {Stage::open};
 }
+MH_CATCH()
 
-MH_API void mhGo(const char* directory) {
+MH_API void mhGo(const char* directory) try {
     if (Progress.stage == Stage::down) ForgetFaults();
     if (!IsGiven(__func__, "the directory", directory)) return;
     if (!nothing_done(__func__, ~0u)) return;
     Go(directory);
     Progress = {};
 }
+MH_CATCH()
 
-MH_API void mhInitialize(void) {
+MH_API void mhInitialize(void) try {
     if (!MayCall(__func__) || !nothing_done(__func__, kOncePerScene)) return;
     Initialize();
     Progress.done = ~bit_of(Phase::frames);
 }
+MH_CATCH()
 
-MH_API void mhInitializeCameras(void) {
+MH_API void mhInitializeCameras(void) try {
     if (!MayCall(__func__)) return;
     InitializeCameras();
     mark_done(Phase::cameras);
 }
+MH_CATCH()
 
-MH_API void mhInitializeShaders(void) {
+MH_API void mhInitializeShaders(void) try {
     if (!MayCall(__func__)) return;
     InitializeShaders();
     mark_done(Phase::shaders);
 }
+MH_CATCH()
 
-MH_API void mhInitializeAccelerator(void) {
+MH_API void mhInitializeAccelerator(void) try {
     if (!MayCall(__func__) || !nothing_done(__func__, bit_of(Phase::accelerator))) return;
     InitializeAccelerator();
     if (!Objects.empty()) mark_done(Phase::accelerator);
 }
+MH_CATCH()
 
-MH_API void mhInitializeSkyLight(void) {
-    initialize_sky(__func__);
-}
+MH_API void mhInitializeSkyLight(void) try { initialize_sky(__func__); }
+MH_CATCH()
 
 // The sky's, as it stands: the light of emissive surfaces has no phase of its own in the interface.
-MH_API void mhInitializeGeometryLight(void) {
-    initialize_sky(__func__);
-}
+MH_API void mhInitializeGeometryLight(void) try { initialize_sky(__func__); }
+MH_CATCH()
 
-MH_API void mhInitializeGaffer(void) {
+MH_API void mhInitializeGaffer(void) try {
     if (!MayCall(__func__) || !nothing_done(__func__, bit_of(Phase::gaffer))) return;
     InitializeGaffer();
     mark_done(Phase::gaffer);
 }
+MH_CATCH()
 
 // Not after the frames, which end the lights.
-MH_API void mhInitializeRenderer(void) {
+MH_API void mhInitializeRenderer(void) try {
     if (!MayCall(__func__) || !nothing_done(__func__, bit_of(Phase::frames))) return;
     InitializeRenderer();
     mark_done(Phase::renderer);
 }
+MH_CATCH()
 
-MH_API void mhRender(void) {
+MH_API void mhRender(void) try {
     if (!ready_to_render(__func__)) return;
     Render();
     mark_done(Phase::frames);
 }
+MH_CATCH()
 
-MH_API void mhFinalize(void) {
+MH_API void mhFinalize(void) try {
     if (!MayFinish(__func__)) return;
-    Finalize();
-    Progress = {Stage::dissolved, 0};
+    try {
+        Finalize();
+    } catch (...) { // what could not be written any more is given up
+        EndCall(__func__);
+        ForgetOutputs();
+        Finalize();
+    }
+    Progress = {Stage::dissolved, 0, Progress.finalized_late, Progress.is_lost};
 }
+MH_CATCH()
 
-MH_API void mhFinalizeRenderer(void) {
+MH_API void mhFinalizeRenderer(void) try {
     if (!MayFinish(__func__)) return;
     FinalizeRenderer();
     mark_undone(Phase::renderer);
 }
+MH_CATCH()
 
-MH_API void mhFinalizeGaffer(void) {
+MH_API void mhFinalizeGaffer(void) try {
     if (!MayFinish(__func__)) return;
     FinalizeGaffer();
     mark_undone(Phase::gaffer);
 }
+MH_CATCH()
 
-MH_API void mhFinalizeSkyLight(void) {
-    finalize_sky(__func__);
-}
+MH_API void mhFinalizeSkyLight(void) try { finalize_sky(__func__); }
+MH_CATCH()
 
-MH_API void mhFinalizeGeometryLight(void) {
-    finalize_sky(__func__);
-}
+MH_API void mhFinalizeGeometryLight(void) try { finalize_sky(__func__); }
+MH_CATCH()
 
-MH_API void mhFinalizeAccelerator(void) {
+MH_API void mhFinalizeAccelerator(void) try {
     if (!MayFinish(__func__)) return;
     FinalizeAccelerator();
     mark_undone(Phase::accelerator);
 }
+MH_CATCH()
 
-MH_API void mhFinalizeCameras(void) {
+MH_API void mhFinalizeCameras(void) try {
     if (!MayFinish(__func__)) return;
     FinalizeCameras();
     mark_undone(Phase::cameras);
 }
+MH_CATCH()
 
-MH_API void mhFinalizeShaders(void) {
+MH_API void mhFinalizeShaders(void) try {
     if (!MayFinish(__func__)) return;
     FinalizeShaders();
     mark_undone(Phase::shaders);
     Progress.stage = Stage::dissolved;
 }
+MH_CATCH()
 
-MH_API void mhShutdown(void) {
+MH_API void mhShutdown(void) try {
     if (!MayFinish(__func__)) return;
     finalize_the_rest(__func__);
     Shutdown();
-    Progress = {Stage::down, 0, Progress.finalized_late};
+    Progress = {Stage::down, 0, Progress.finalized_late, false};
 }
+MH_CATCH()
 
-MH_API void mhSetPreviewWindow(bool on) {
-    PreviewWindow = on;
-}
+MH_API void mhSetPreviewWindow(bool on) try { PreviewWindow = on; }
+MH_CATCH()
 
-MH_API void mhSetDisplayGamma(float gamma) {
-    DisplayGamma = gamma;
-}
+MH_API void mhSetDisplayGamma(float gamma) try { DisplayGamma = gamma; }
+MH_CATCH()
 
-MH_API void mhRenderPixels(int count, float* out, int frame) {
+MH_API void mhRenderPixels(int count, float* out, int frame) try {
     if (!ready_to_render(__func__)) return;
     if (count < 0)
         return ReportFault(__func__, HostFault::count, "count is " + std::to_string(count));
@@ -221,6 +238,7 @@ MH_API void mhRenderPixels(int count, float* out, int frame) {
         out[3 * i + 2] = pixels[i].z;
     }
 }
+MH_CATCH()
 
 } // extern "C"
 

@@ -81,72 +81,85 @@ PackedUnit packed_of(const float* values) {
 
 extern "C" {
 
-MH_API int mhAddObject(void) {
+MH_API int mhAddObject(void) try {
     return MayBuild(__func__, Phase::accelerator) ? AddObject() : -1;
 }
+MH_CATCH(-1)
 
-MH_API void mhSetObjectName(int object, const char* name) {
+MH_API void mhSetObjectName(int object, const char* name) try {
     if (Object* record = object_at(__func__, object)) SetText(__func__, name, record->name);
 }
+MH_CATCH()
 
-MH_API int mhAddPart(int object) {
+MH_API int mhAddPart(int object) try {
     Object* record = object_at(__func__, object);
     return record == nullptr ? -1 : AddPart(*record);
 }
+MH_CATCH(-1)
 
-MH_API void mhSetShaderID(int object, int part, int shader) {
+MH_API void mhSetShaderID(int object, int part, int shader) try {
     Part* record = part_at(__func__, object, part);
     if (record == nullptr || !IsRecord(__func__, "shader", shader, Shaders.size())) return;
     record->shader_id = static_cast<std::uint32_t>(shader);
 }
+MH_CATCH()
 
-MH_API void mhAddPositions(int object, int part, int count, const float* positions) {
+MH_API void mhAddPositions(int object, int part, int count, const float* positions) try {
     if (Part* record = part_for(__func__, object, part, count, positions))
         append<3>(record->positions, count, positions, vec3_of);
 }
+MH_CATCH()
 
-MH_API void mhAddNormals(int object, int part, int count, const float* normals) {
+MH_API void mhAddNormals(int object, int part, int count, const float* normals) try {
     if (Part* record = part_for(__func__, object, part, count, normals))
         append<3>(record->normals, count, normals, packed_of);
 }
+MH_CATCH()
 
-MH_API void mhAddTangents(int object, int part, int count, const float* tangents) {
+MH_API void mhAddTangents(int object, int part, int count, const float* tangents) try {
     if (Part* record = part_for(__func__, object, part, count, tangents))
         append<3>(record->tangents, count, tangents, packed_of);
 }
+MH_CATCH()
 
-MH_API void mhAddUVs(int object, int part, int count, const float* uvs) {
+MH_API void mhAddUVs(int object, int part, int count, const float* uvs) try {
     if (Part* record = part_for(__func__, object, part, count, uvs))
         append<2>(mh::uvs(*record), count, uvs, vec2_of);
 }
+MH_CATCH()
 
-MH_API void mhAddRadii(int object, int part, int count, const float* radii) {
+MH_API void mhAddRadii(int object, int part, int count, const float* radii) try {
     if (Part* record = part_for(__func__, object, part, count, radii))
         append<1>(mh::radii(*record), count, radii, float_of);
 }
+MH_CATCH()
 
-MH_API void mhAddTriangles(int object, int part, int count, const int* indices) {
+MH_API void mhAddTriangles(int object, int part, int count, const int* indices) try {
     if (Part* record = part_for(__func__, object, part, count, indices))
         append_faces(record->triangles, count, indices, record->shader_id);
 }
+MH_CATCH()
 
-MH_API void mhAddTetragons(int object, int part, int count, const int* indices) {
+MH_API void mhAddTetragons(int object, int part, int count, const int* indices) try {
     if (Part* record = part_for(__func__, object, part, count, indices))
         append_faces(record->tetragons, count, indices, record->shader_id);
 }
+MH_CATCH()
 
-MH_API void mhAddCylinders(int object, int part, int count, const int* indices) {
+MH_API void mhAddCylinders(int object, int part, int count, const int* indices) try {
     if (Part* record = part_for(__func__, object, part, count, indices))
         append<1>(record->cylinders, count, indices, index_of);
 }
+MH_CATCH()
 
-MH_API void mhAddParticles(int object, int part, int count, const int* indices) {
+MH_API void mhAddParticles(int object, int part, int count, const int* indices) try {
     if (Part* record = part_for(__func__, object, part, count, indices))
         append<1>(record->particles, count, indices, index_of);
 }
+MH_CATCH()
 
 MH_API void mhAddVertexData(int object, int part, const char* name, int count, int components,
-                            const float* values) {
+                            const float* values) try {
     Part* record = part_for(__func__, object, part, count, values);
     if (record == nullptr || !IsGiven(__func__, "the name", name)) return;
     switch (components) {
@@ -156,14 +169,16 @@ MH_API void mhAddVertexData(int object, int part, const char* name, int count, i
     default: ReportFault(__func__, HostFault::value, "components is " + std::to_string(components));
     }
 }
+MH_CATCH()
 
-MH_API int mhAddInstance(int object) {
+MH_API int mhAddInstance(int object) try {
     Object* record = object_at(__func__, object);
     return record == nullptr ? -1 : AddInstance(*record);
 }
+MH_CATCH(-1)
 
 // The name has no effect once the target is set.
-MH_API void mhSetInstance(int object, int instance, int target, float (*matrix)[4]) {
+MH_API void mhSetInstance(int object, int instance, int target, float (*matrix)[4]) try {
     Object* owner = object_at(__func__, object);
     if (owner == nullptr || !IsRecord(__func__, "object", target, Objects.size())) return;
     Instance* record = RecordAt(__func__, owner->instances, "instance", instance);
@@ -172,6 +187,7 @@ MH_API void mhSetInstance(int object, int instance, int target, float (*matrix)[
     record->object_name = "particles";
     if (matrix != nullptr) std::memcpy(record->matrix.m, matrix, sizeof record->matrix.m);
 }
+MH_CATCH()
 
 } // extern "C"
 

@@ -51,84 +51,99 @@ void set_image(const char* call, ShaderElement* slot, const char* path, float ga
 
 extern "C" {
 
-MH_API int mhAddShader(void) {
-    return MayBuild(__func__, Phase::shaders) ? AddShader() : -1;
-}
+MH_API int mhAddShader(void) try { return MayBuild(__func__, Phase::shaders) ? AddShader() : -1; }
+MH_CATCH(-1)
 
-MH_API void mhSetShaderName(int shader, const char* name) {
+MH_API void mhSetShaderName(int shader, const char* name) try {
     Shader* record = shader_at(__func__, shader);
     if (record != nullptr && IsGiven(__func__, "the text", name)) RenameShader(*record, name);
 }
+MH_CATCH()
 
-MH_API void mhSetShaderVisibility(int shader, mhVisibility visibility) {
+MH_API void mhSetShaderVisibility(int shader, mhVisibility visibility) try {
     Shader* record = shader_at(__func__, shader);
     if (record == nullptr) return;
     if (!IsAtMost(__func__, "visibility", visibility, mhVisibilityAll)) return;
     record->visibility = static_cast<Visibility>(visibility);
 }
+MH_CATCH()
 
-MH_API void mhSetShaderSmoothAngle(int shader, float degrees) {
+MH_API void mhSetShaderSmoothAngle(int shader, float degrees) try {
     if (Shader* record = shader_at(__func__, shader)) record->smooth_angle = degrees;
 }
+MH_CATCH()
 
-MH_API void mhSetShaderRoundCorner(int shader, float radius) {
+MH_API void mhSetShaderRoundCorner(int shader, float radius) try {
     if (Shader* record = shader_at(__func__, shader)) record->round_corner = radius;
 }
+MH_CATCH()
 
 MH_API void mhSetShaderTime([[maybe_unused]] int shader, [[maybe_unused]] float time) {}
 
-MH_API int mhAddSurfaceShader(int shader) {
+MH_API int mhAddSurfaceShader(int shader) try {
     Shader* record = shader_at(__func__, shader);
     return record == nullptr ? -1 : AddSurfaceLayer(*record);
 }
+MH_CATCH(-1)
 
-MH_API void mhSetSurfaceColor(int shader, int layer, mhElement element, float r, float g, float b) {
+MH_API void mhSetSurfaceColor(int shader, int layer, mhElement element, float r, float g,
+                              float b) try {
     if (ShaderElement* slot = slot_at(__func__, shader, layer, element)) slot->color = {r, g, b};
 }
+MH_CATCH()
 
 MH_API void mhSetSurfaceImage(int shader, int layer, mhElement element, const char* path,
                               float gamma, const float (*color_matrix)[4],
-                              const float (*uv_matrix)[3]) {
+                              const float (*uv_matrix)[3]) try {
     set_image(__func__, slot_at(__func__, shader, layer, element), path, gamma, color_matrix,
               uv_matrix);
 }
+MH_CATCH()
 
-MH_API void mhSetSurfaceMaterial(int shader, int layer, mhMaterial material) {
+MH_API void mhSetSurfaceMaterial(int shader, int layer, mhMaterial material) try {
     SurfaceLayer* record = layer_at(__func__, shader, layer);
     if (record == nullptr || !IsAtMost(__func__, "material", material, mhMaterialThin)) return;
     record->material = static_cast<Material>(material);
 }
+MH_CATCH()
 
-MH_API void mhSetSurfaceSideness(int shader, int layer, mhSideness sideness) {
+MH_API void mhSetSurfaceSideness(int shader, int layer, mhSideness sideness) try {
     SurfaceLayer* record = layer_at(__func__, shader, layer);
     if (record == nullptr || !IsAtMost(__func__, "sideness", sideness, mhSidenessBoth)) return;
     record->sideness = static_cast<Sideness>(sideness);
 }
+MH_CATCH()
 
-MH_API void mhSetSurfaceVirtualLight(int shader, int layer, bool on) {
+MH_API void mhSetSurfaceVirtualLight(int shader, int layer, bool on) try {
     if (SurfaceLayer* record = layer_at(__func__, shader, layer)) record->virtual_light = on;
 }
+MH_CATCH()
 
-MH_API int mhAddDisplacementShader(int shader) {
+MH_API int mhAddDisplacementShader(int shader) try {
     Shader* record = shader_at(__func__, shader);
     if (record == nullptr) return -1;
     record->displacement.vectors.emplace_back();
     return static_cast<int>(record->displacement.vectors.size()) - 1;
 }
+MH_CATCH(-1)
 
-MH_API void mhSetDisplacementVector(int shader, int layer, float x, float y, float z) {
+MH_API void mhSetDisplacementVector(int shader, int layer, float x, float y, float z) try {
     if (ShaderElement* slot = displacement_at(__func__, shader, layer)) slot->color = {x, y, z};
 }
+MH_CATCH()
 
-MH_API void mhSetDisplacementLevel(int shader, int layer, int level) {
+MH_API void mhSetDisplacementLevel(int shader, int layer, int level) try {
     if (ShaderElement* slot = displacement_at(__func__, shader, layer)) slot->level = level;
 }
+MH_CATCH()
 
 MH_API void mhSetDisplacementImage(int shader, int layer, const char* path, float gamma,
-                                   const float (*color_matrix)[4], const float (*uv_matrix)[3]) {
+                                   const float (*color_matrix)[4],
+                                   const float (*uv_matrix)[3]) try {
     set_image(__func__, displacement_at(__func__, shader, layer), path, gamma, color_matrix,
               uv_matrix);
 }
+MH_CATCH()
 
 } // extern "C"
 

@@ -2,22 +2,49 @@
 // SPDX-License-Identifier: MIT
 #include "frame/host_calls.h"
 
+#include "integrate/output_images.h"
 #include "output/aov.h"
 #include "run/report.h"
+
+#include <iostream>
+#include <new>
 
 namespace mh {
 
 namespace {
 
 bool is_order_kept(const char* call, bool kept) {
-    if (!kept) ReportFault(call, HostFault::order, "must come after mhStartup");
+    if (!kept && !Progress.is_lost)
+        ReportFault(call, HostFault::order, "must come after mhStartup");
     return kept;
+}
+
+// Of the exception that is being handled; nothing is allocated.
+const char* reason_of_exception() {
+    try {
+        throw;
+    } catch (const std::bad_alloc&) {
+        return "a lack of memory";
+    } catch (...) {
+        return "an unexpected fault";
+    }
 }
 
 } // namespace
 
 void ReportFault(const char* call, HostFault fault, const std::string& text) {
     if (ReportedFaults.emplace(call, fault).second) ReportError(std::string(call) + " - " + text);
+}
+
+void EndCall(const char* call) noexcept {
+    if (!is_done(Phase::renderer)) ForgetOutputs();
+    std::cout.clear();
+    if (!Progress.is_lost)
+        std::cout << "error :( \t" << call << " - ended by " << reason_of_exception()
+                  << "; mhFinalize and mhShutdown end the scene\n"
+                  << std::flush;
+    Progress.is_lost = true;
+    Progress.stage = Stage::dissolved;
 }
 
 void ForgetFaults() {

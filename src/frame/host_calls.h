@@ -23,6 +23,18 @@ inline bool is_done(Phase phase) {
 // An error line that names the call, unless it came before in this run.
 void ReportFault(const char* call, HostFault fault, const std::string& text);
 
+// What ends an exported function by an exception: no memory, as a rule. One line is reported, and
+// all calls do nothing until mhFinalize and mhShutdown have run. A picture that no frame has filled
+// is not written by them.
+void EndCall(const char* call) noexcept;
+
+// Closes the try block that is the body of an exported function; holds what the function returns.
+#define MH_CATCH(...)                                                                              \
+    catch (...) {                                                                                  \
+        EndCall(__func__);                                                                         \
+        return __VA_ARGS__;                                                                        \
+    }
+
 // From here on every fault is told again; at the start of a run.
 void ForgetFaults();
 

@@ -35,6 +35,7 @@ struct HostProgress {
     Stage stage = Stage::down;
     std::uint32_t done = 0;      // a bit per Phase
     bool finalized_late = false; // by mhShutdown, for a host that had not called mhFinalize
+    bool is_lost = false;        // a call ended by an exception
 };
 
 extern HostProgress Progress;

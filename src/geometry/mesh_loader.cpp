@@ -127,7 +127,7 @@ void AssembleMesh(MeshLoader& loader, Part& part) {
     append_faces(assembly, loader.triangles, part.triangles);
     append_faces(assembly, loader.tetragons, part.tetragons);
     if (const std::int64_t count = assembly.faces_without_vertex; count > 0) {
-        ReportWarning("object - dropped " + CountText(count, "face") + " with missing positions "
+        ReportWarning("object - " + CountText(count, "face") + " with missing positions left out "
                       + loader.path);
         ReportRule();
     }

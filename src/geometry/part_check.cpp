@@ -117,8 +117,8 @@ std::string UntraceableFault(const Part& part) {
         + count_if(part.particles, [&](std::uint32_t v) { return !usable_sphere(part, v); })
         + count_if(part.cylinders, [&](std::uint32_t c) { return !usable_cylinder(part, c); });
     if (count == 0) return {};
-    return "object - removed " + CountText(count, "primitive")
-           + " with indices out of range or positions that are not finite";
+    return "object - " + CountText(count, "primitive")
+           + " with indices out of range or positions that are not finite left out";
 }
 
 void RemoveUntraceable(Part& part) {

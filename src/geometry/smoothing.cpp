@@ -341,10 +341,12 @@ void smooth_faces(Part& part) {
     Smoothing work = {part, face_frames(part), {}, {}};
     make_groups(work);
     std::vector<Run> runs = make_runs(work.group_start.size() - 1);
+    Caught caught;
 #pragma omp parallel for schedule(static) num_threads(team_size()) default(none)                   \
-    shared(work, runs) if (runs.size() > 1)
+    shared(work, runs, caught) if (runs.size() > 1)
     for (std::size_t i = 0; i < runs.size(); ++i)
-        smooth_run(work, runs[i]);
+        keep_exceptions(caught, [&] { smooth_run(work, runs[i]); });
+    throw_caught(caught);
     // Particles and cylinders go on using the old vertices.
     const bool mixed = !part.particles.empty() || !part.cylinders.empty();
     const std::size_t kept = mixed ? part.positions.size() : 0;

@@ -10,7 +10,7 @@
 
 #include <algorithm>
 #include <atomic>
-#include <system_error>
+#include <exception>
 #include <thread>
 
 namespace mh {
@@ -100,7 +100,7 @@ bool grow_apart(Construction& work, std::int32_t node, Range range, int level,
         try {
             thread = std::thread([=, &work] { grow(work, node, range, level); });
             return true;
-        } catch (const std::system_error&) { // the system is out of threads
+        } catch (const std::exception&) { // the system is out of threads or memory
         }
     }
     work.free_threads.fetch_add(1);

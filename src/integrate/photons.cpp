@@ -29,6 +29,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <mutex>
 
 namespace mh {
 
@@ -172,11 +173,10 @@ bool reaches(const Ray& ray) {
 
 void report_progress(std::int64_t number, std::int64_t count, std::int64_t step) {
     const double percent = 100.0 * static_cast<double>(number) / static_cast<double>(count);
-#pragma omp critical(photon_progress)
-    {
-        ReportProgress("photon cast ", static_cast<std::int32_t>(percent), "%", false);
-        if (Hooks.photons_cast != nullptr) Hooks.photons_cast(std::min(step, count - number));
-    }
+    static std::mutex console; // a critical section may not be left by an exception
+    const std::lock_guard lock(console);
+    ReportProgress("photon cast ", static_cast<std::int32_t>(percent), "%", false);
+    if (Hooks.photons_cast != nullptr) Hooks.photons_cast(std::min(step, count - number));
 }
 
 void report_rate(std::int64_t start_microseconds) {
@@ -214,19 +214,23 @@ void cast(std::int64_t count, std::uint32_t pass, bool caustics, const Emit& emi
     const std::int64_t step = std::max<std::int64_t>(count / kProgressSteps, 1);
     const std::uint32_t light = IntegrateState.lights_cast++;
     std::atomic<std::int64_t> taken = 0;
+    Caught caught;
 #pragma omp parallel num_threads(team_size()) default(none)                                        \
-    shared(count, first, step, traced, emit, light, taken)
+    shared(count, first, step, traced, emit, light, taken, caught)
     {
         EnterWorker();
         for_each_shared(count, taken, [&](std::int64_t i) {
-            if (i % step == 0) report_progress(i, count, step);
-            if (!traced) return;
-            begin_path({light, first + i});
-            Ray ray;
-            emit(ray, first + i);
-            if (max_channel(ray.weight) > 0.0f) trace_photon(ray);
+            keep_exceptions(caught, [&] {
+                if (i % step == 0) report_progress(i, count, step);
+                if (!traced) return;
+                begin_path({light, first + i});
+                Ray ray;
+                emit(ray, first + i);
+                if (max_channel(ray.weight) > 0.0f) trace_photon(ray);
+            });
         });
     }
+    throw_caught(caught);
     report_rate(start);
 }
 

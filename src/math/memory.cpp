@@ -5,6 +5,7 @@
 #include "math/control_group.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <fstream>
 #include <limits>
 #include <string>
@@ -56,7 +57,26 @@ double used_of(const std::string& group) {
     return used < std::numeric_limits<double>::infinity() ? used - reclaimable_of(group) : 0.0;
 }
 
+void* reserve = nullptr;
+
+void release_reserve() {
+    if (reserve == nullptr) throw std::bad_alloc();
+    std::free(reserve);
+    reserve = nullptr;
+}
+
 } // namespace
+
+MemoryReserve::MemoryReserve() : before(std::set_new_handler(release_reserve)) {
+    constexpr std::size_t kReserve = 65536;
+    reserve = std::malloc(kReserve);
+}
+
+MemoryReserve::~MemoryReserve() {
+    std::set_new_handler(before);
+    std::free(reserve);
+    reserve = nullptr;
+}
 
 double MachineMemory() {
     double bytes = of_machine("MemTotal:");

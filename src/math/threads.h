@@ -2,6 +2,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <atomic>
+#include <exception>
+
 namespace mh {
 
 // min(omp_get_max_threads(), 256); every parallel region asks for this many.
@@ -9,5 +12,27 @@ int team_size();
 
 // Number of the calling thread within its team, 0 outside of one.
 int thread_number();
+
+// The first exception of a parallel region, which none may leave.
+struct Caught {
+    std::atomic<bool> is_taken = false;
+    std::exception_ptr exception;
+};
+
+// For the body of a region: runs `act` unless an exception has come before.
+template<typename Act>
+void keep_exceptions(Caught& caught, const Act& act) {
+    if (caught.is_taken.load(std::memory_order_relaxed)) return;
+    try {
+        act();
+    } catch (...) {
+        if (!caught.is_taken.exchange(true)) caught.exception = std::current_exception();
+    }
+}
+
+// For behind the region.
+inline void throw_caught(const Caught& caught) {
+    if (caught.exception) std::rethrow_exception(caught.exception);
+}
 
 } // namespace mh

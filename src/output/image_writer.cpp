@@ -3,6 +3,7 @@
 // SPDX-License-Identifier: MIT
 #include "output/image_writer.h"
 
+#include "math/memory.h"
 #include "math/rgbe.h"
 #include "output/file_writer.h"
 #include "output/run_hooks.h"
@@ -220,6 +221,7 @@ bool has_known_extension(std::string_view path) {
 std::string save(const Image& image) {
     if (image.width < 1 || image.height < 1 || image.channels < 1) return "it has no pixels";
     if (!has_known_extension(image.path)) return "its name has no known extension";
+    const MemoryReserve reserve;
     const Bitmap bitmap = make_bitmap(image);
     if (!bitmap) return "not enough memory";
     const Memory memory = encode(bitmap.get(), image.path);

@@ -97,9 +97,9 @@ TEST_F(ObjReader, ReportsEachFaultOnce) {
     ReadObj(loader, "/no/such.obj");
     EXPECT_EQ(scene.take_report(), "error :( \tobject - cannot open /no/such.obj\n" + kRule);
     const std::tuple<const char*, std::size_t, const char*> outside[] = {
-        {"f 1 2 7\nf 0 1 2\nf 1 2 -9\nf 1 2 3\n", 1, "3 faces with missing positions were"},
-        {"f 1 2 3 7\nf 7 1 2 3\nf 1 7 2 3\n", 2, "3 faces with missing positions were"},
-        {"f 1 2 3 4\nf 7 1 2 3\n", 0, "1 face with missing positions was"}};
+        {"f 1 2 7\nf 0 1 2\nf 1 2 -9\nf 1 2 3\n", 1, "3 faces with missing positions"},
+        {"f 1 2 3 7\nf 7 1 2 3\nf 1 7 2 3\n", 2, "3 faces with missing positions"},
+        {"f 1 2 3 4\nf 7 1 2 3\n", 0, "1 face with missing positions"}};
     for (const auto& [faces, triangles, count] : outside) {
         EXPECT_EQ(part_from_obj(kSquare + faces).triangles.size(), triangles) << faces;
         const std::string report = scene.take_report();
