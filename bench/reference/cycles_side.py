@@ -170,7 +170,7 @@ def add_meshes(scene):
         if displacement:
             image, level = displacement
             mesh = shapes.height_field(mesh.material, mesh.points[2][0], image, level)
-        lamp = len(mesh.faces[0]) == 4 and looks.layers[0].emissive != BLACK
+        lamp = len(mesh.faces) == 1 and looks.layers[0].emissive != BLACK
         add_mesh(mesh, materials[mesh.material], smooth=bool(displacement), divided=lamp)
 
 
