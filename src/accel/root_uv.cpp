@@ -5,6 +5,7 @@
 
 #include "accel/bounds.h"
 #include "geometry/objects.h"
+#include "hit/hit_vertices.h"
 #include "math/faces.h"
 
 #include <algorithm>
@@ -71,10 +72,11 @@ void try_tetragon(const Part& part, std::uint32_t index, const Vec3& point, Foot
     set_edges(p);
     if (!is_nearer(p, foot)) return;
     const float s = p.edge[0] / (p.edge[0] + p.edge[2]), t = p.edge[3] / (p.edge[1] + p.edge[3]);
-    foot = {std::fabs(dot(p.normal, p.corner[0])), vertex_uv(part, v[0]) * ((1.0f - s) * (1.0f - t))
-                                                       + vertex_uv(part, v[1]) * ((1.0f - s) * t)
-                                                       + vertex_uv(part, v[2]) * (s * t)
-                                                       + vertex_uv(part, v[3]) * (s * (1.0f - t))};
+    const HitVertices<4> at = vertices_at(part.tetragons[index], s, t);
+    Vec2 sum;
+    for (std::size_t i = 0; i < 4; ++i)
+        sum = sum + vertex_uv(part, v[i]) * at.weight[i];
+    foot = {std::fabs(dot(p.normal, p.corner[0])), sum};
 }
 
 void try_leaf(const Object& object, const Tree& tree, const WideNode& node, int slot,

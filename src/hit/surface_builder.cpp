@@ -4,6 +4,7 @@
 #include "hit/surface_builder.h"
 
 #include "geometry/types.h"
+#include "hit/hit_vertices.h"
 #include "math/faces.h"
 #include "math/frame.h"
 #include "math/random.h"
@@ -30,23 +31,6 @@ constexpr float kSmoothRoughness = 1e-6f; // of layers without roughness; added 
 // Of hits on a shader that was never finished.
 const SurfaceLayer kNoLayer = default_surface_layer();
 
-// Corners of a face with the weights of the hit.
-template<std::size_t N>
-struct Corners {
-    std::array<std::uint32_t, N> vertex;
-    std::array<float, N> weight;
-};
-
-Corners<3> corners_of(const Triangle& triangle, const Ray& ray) {
-    return {triangle.vertex, {ray.hit_a, ray.hit_b, ray.hit_c}};
-}
-
-// hit_a runs from edge 0-1 to edge 2-3, hit_b from edge 3-0 to edge 1-2.
-Corners<4> corners_of(const Tetragon& quad, const Ray& ray) {
-    const float a = ray.hit_a, b = ray.hit_b;
-    return {quad.vertex, {(1.0f - a) * (1.0f - b), (1.0f - a) * b, a * b, a * (1.0f - b)}};
-}
-
 Vec3 face_normal(const Part& part, const std::array<std::uint32_t, 3>& v) {
     const std::vector<Vec3>& p = part.positions;
     return triangle_normal(p[v[0]], p[v[1]], p[v[2]]);
@@ -70,20 +54,16 @@ const std::vector<Vec2>* uvs_of(const Part& part) {
 }
 
 template<std::size_t N>
-Vec2 interpolate_uv(const Part& part, const Corners<N>& corners) {
+Vec2 interpolate_uv(const Part& part, const HitVertices<N>& corners) {
     const std::vector<Vec2>* uvs = uvs_of(part);
-    Vec2 result;
-    if (uvs == nullptr) return result;
-    for (std::size_t i = 0; i < N; ++i)
-        result = result + corners.weight[i] * (*uvs)[corners.vertex[i]];
-    return result;
+    return uvs == nullptr ? Vec2{} : interpolate(corners, *uvs);
 }
 
 // Weighted sum of stored unit vectors, normalised; false when the part has none, a corner has none
 // or they cancel.
 template<std::size_t N>
 bool interpolate_units(const std::vector<PackedUnit>& units, const Part& part,
-                       const Corners<N>& corners, Vec3& result) {
+                       const HitVertices<N>& corners, Vec3& result) {
     if (units.empty() || !is_per_vertex(units, part)) return false;
     Vec3 sum_vector;
     for (std::size_t i = 0; i < N; ++i) {
@@ -122,7 +102,7 @@ bool align_frame(const Vec3& along, SurfacePoint& point) {
 }
 
 template<std::size_t N>
-void build_face_frame(const Part& part, const Corners<N>& corners, SurfacePoint& point) {
+void build_face_frame(const Part& part, const HitVertices<N>& corners, SurfacePoint& point) {
     if (point.layer->needs_tangents) {
         Vec3 along;
         if ((interpolate_units(part.tangents, part, corners, along)
@@ -268,7 +248,7 @@ void finish_surface_point(const Ray& ray, SurfacePoint& point) {
 template<typename Face>
 void build_face_point(const Ray& ray, const Shader& shader, const Face& face, SurfacePoint& point) {
     const Part& part = *ray.hit_part;
-    const auto corners = corners_of(face, ray);
+    const auto corners = hit_vertices(face, ray);
     const float side = ray.front_side ? 1.0f : -1.0f;
     if (shader.has_image) point.uv = interpolate_uv(part, corners);
     choose_layer(ray, shader, ray.front_side, point);
@@ -290,7 +270,7 @@ void build_particle_point(const Ray& ray, const Shader& shader, SurfacePoint& po
     const Part& part = *ray.hit_part;
     if (shader.has_image) {
         const std::uint32_t vertex = part.particles[static_cast<std::size_t>(ray.hit_primitive)];
-        point.uv = interpolate_uv(part, Corners<1>{{vertex}, {1.0f}});
+        point.uv = interpolate_uv(part, HitVertices<1>{{vertex}, {1.0f}});
     }
     choose_layer(ray, shader, ray.front_side, point);
     const Vec3 outward = unit_direction({ray.hit_a, ray.hit_b, ray.hit_c});
@@ -301,7 +281,7 @@ void build_particle_point(const Ray& ray, const Shader& shader, SurfacePoint& po
 }
 
 // Unit direction of the segment at the hit: the curve's stored tangents, or its chord without them.
-Vec3 hair_axis(const Part& part, const Corners<2>& ends) {
+Vec3 hair_axis(const Part& part, const HitVertices<2>& ends) {
     Vec3 axis;
     if (is_per_vertex(part.tangents, part))
         for (std::size_t i = 0; i < 2; ++i)
@@ -326,7 +306,7 @@ void place_on_section(const Vec3& axis, const Vec3& direction, float h, SurfaceP
 void build_hair_point(const Ray& ray, const Shader& shader, SurfacePoint& point) {
     const Part& part = *ray.hit_part;
     const std::uint32_t first = part.cylinders[static_cast<std::size_t>(ray.hit_primitive)];
-    const Corners<2> ends = {{first, first + 1}, {1.0f - ray.hit_c, ray.hit_c}};
+    const HitVertices<2> ends = vertices_at(first, ray.hit_c);
     if (shader.has_image) point.uv = interpolate_uv(part, ends);
     choose_layer(ray, shader, true, point);
     const float u = ray.cursor.path != 0 ? draw_pair(ray.cursor, Draw::layer).y : random_unit();

@@ -132,9 +132,8 @@ struct CellOfHit {
 
 CellOfHit cell_of(const Ray& ray) {
     if (!ray.hit_in_root || ray.hit_part == nullptr) return {};
-    const auto part =
-        static_cast<std::size_t>(ray.hit_part - Objects[RootObjectIndex].parts.data());
-    if (part >= IntegrateState.density_grids.size()) return {};
+    if (IntegrateState.density_grids.empty()) return {};
+    const auto part = static_cast<std::size_t>(ray.hit_part - IntegrateState.first_part);
     const DensityGrid& grid = IntegrateState.density_grids[part];
     const auto primitive = static_cast<std::size_t>(ray.hit_primitive);
     const bool triangle = ray.hit_kind == HitKind::triangle;
@@ -161,6 +160,7 @@ void InitializeDensity() {
     if (RootObjectIndex >= Objects.size()) return;
     const std::vector<Part>& parts = Objects[RootObjectIndex].parts;
     grids.resize(parts.size());
+    IntegrateState.first_part = parts.data();
     std::vector<std::uint64_t> counts;
     double cells = 0.0;
     for (std::size_t i = 0; i < parts.size(); ++i) {

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "geometry/types.h"
 #include "integrate/atomic_sums.h"
 #include "integrate/photon_tree.h"
 #include "integrate/types.h"
@@ -31,6 +32,7 @@ struct IntegrateStateRecord {
     std::vector<CausticPhoton> photons;
     PhotonTree photon_tree;
     std::vector<DensityGrid> density_grids; // of the parts of the root object
+    const Part* first_part = nullptr;       // of these, while there are grids
     float resolution_of_grids = 0.0f;       // that they were laid out for
     AtomicSums density_sums;                // of all cells, while photons fly
     AtomicSums splats;                      // of all pixels; empty when nothing is to be splatted

@@ -5,6 +5,7 @@
 #include "accel/state.h"
 #include "geometry/objects.h"
 #include "geometry/state.h"
+#include "hit/hit_vertices.h"
 #include "math/faces.h"
 #include "math/roots.h"
 #include "run/types.h"
@@ -26,14 +27,6 @@ struct Emitter {
     const LightPrimitive* primitive = nullptr;
     Mat4 matrix;
     Mat3 normal_matrix;
-};
-
-// Corners of a face and their weights at a point.
-struct FacePoint {
-    std::array<std::uint32_t, 4> vertex = {};
-    std::array<float, 4> weight = {};
-    std::size_t count = 0;
-    std::uint32_t shader = 0;
 };
 
 // The same u is used again within an instance.
@@ -60,29 +53,14 @@ bool find_emitter(float u, Emitter& emitter) {
     return false;
 }
 
-FacePoint triangle_point(const Triangle& face, const Vec2& ab) {
+// The point of a face for one of the unit square; even in area on triangles and parallelograms.
+HitVertices<3> vertices_at_square(const Triangle& face, const Vec2& ab) {
     const float s = std::sqrt(ab.y);
-    return {{face.vertex[0], face.vertex[1], face.vertex[2], 0},
-            {1.0f - s, s * (1.0f - ab.x), ab.x * s, 0.0f},
-            3,
-            face.shader};
+    return vertices_at(face, 1.0f - s, s * (1.0f - ab.x), ab.x * s);
 }
 
-// Bilinear weights in the order of the corners: the hit parameters of the point are (b, a).
-FacePoint tetragon_point(const Tetragon& face, const Vec2& ab) {
-    const float a = ab.x, b = ab.y;
-    return {face.vertex,
-            {(1.0f - a) * (1.0f - b), a * (1.0f - b), a * b, (1.0f - a) * b},
-            4,
-            face.shader};
-}
-
-template<typename T>
-T interpolate(const FacePoint& face, const std::vector<T>& values) {
-    T result;
-    for (std::size_t i = 0; i < face.count; ++i)
-        result = result + face.weight[i] * values[face.vertex[i]];
-    return result;
+HitVertices<4> vertices_at_square(const Tetragon& face, const Vec2& ab) {
+    return vertices_at(face, ab.y, ab.x);
 }
 
 float largest_coordinate(const Vec3& p) {
@@ -95,37 +73,55 @@ Vec3 unit(const Vec3& v) {
     return largest > 0.0f ? normalize(v / largest) : v;
 }
 
-void place(const Emitter& emitter, const FacePoint& face, EmitterPoint& point) {
+void measure(const std::array<Vec3, 3>& p, Vec3& normal, float& area) {
+    normal = triangle_normal(p[0], p[1], p[2]);
+    area = triangle_area(p[0], p[1], p[2]);
+}
+
+void measure(const std::array<Vec3, 4>& p, Vec3& normal, float& area) {
+    normal = tetragon_normal(p[0], p[1], p[2], p[3]);
+    area = tetragon_area(p[0], p[1], p[2], p[3]);
+}
+
+template<std::size_t N>
+void place(const Emitter& emitter, const HitVertices<N>& at, EmitterPoint& point) {
     constexpr float kRounding = 4.0f * std::numeric_limits<float>::epsilon();
     const std::vector<Vec3>& positions = emitter.part->positions;
-    point.position = transform_point(emitter.matrix, interpolate(face, positions));
+    point.position = transform_point(emitter.matrix, interpolate(at, positions));
     float extent = largest_coordinate(point.position);
-    std::array<Vec3, 4> corner;
-    for (std::size_t i = 0; i < face.count; ++i) {
-        corner[i] = positions[face.vertex[i]];
+    std::array<Vec3, N> corner;
+    for (std::size_t i = 0; i < N; ++i) {
+        corner[i] = positions[at.vertex[i]];
         extent = std::max(extent, largest_coordinate(transform_point(emitter.matrix, corner[i])));
     }
     point.rounding = kRounding * extent;
-    const bool triangle = face.count == 3;
-    const Vec3 normal = triangle ? triangle_normal(corner[0], corner[1], corner[2])
-                                 : tetragon_normal(corner[0], corner[1], corner[2], corner[3]);
-    point.primitive_area = triangle ? triangle_area(corner[0], corner[1], corner[2])
-                                    : tetragon_area(corner[0], corner[1], corner[2], corner[3]);
+    Vec3 normal;
+    measure(corner, normal, point.primitive_area);
     const Vec3 outward = unit(emitter.normal_matrix * normal);
     point.normal = point.front ? outward : -outward;
 }
 
-void shade(const Emitter& emitter, const FacePoint& face, EmitterPoint& point) {
-    if (face.shader >= Shaders.size()) return;
-    const Shader& shader = Shaders[face.shader];
+template<std::size_t N>
+void shade(const Emitter& emitter, const HitVertices<N>& at, EmitterPoint& point) {
+    const auto index = static_cast<std::size_t>(point.shader);
+    if (index >= Shaders.size()) return;
+    const Shader& shader = Shaders[index];
     SurfacePoint lookup; // the emissive slots read nothing but its uv
-    if (!uvs(*emitter.part).empty()) lookup.uv = interpolate(face, uvs(*emitter.part));
+    if (!uvs(*emitter.part).empty()) lookup.uv = interpolate(at, uvs(*emitter.part));
     const LayerList& list = point.front ? shader.face_layers : shader.back_layers;
     for (std::int32_t i = 0; i < list.count; ++i) {
         const SurfaceLayer& layer = shader.layers[list.index[static_cast<std::size_t>(i)]];
         point.emission += evaluate_element(element_of(layer, Element::emissive), lookup);
     }
     point.virtual_light = (point.front ? shader.face : shader.back).virtual_light;
+}
+
+template<typename Face>
+void set_point(const Emitter& emitter, const Face& face, const Vec2& ab, EmitterPoint& point) {
+    const auto at = vertices_at_square(face, ab);
+    point.shader = static_cast<std::int32_t>(face.shader);
+    place(emitter, at, point);
+    shade(emitter, at, point);
 }
 
 } // namespace
@@ -140,15 +136,14 @@ bool sample_emitter(float u, const Vec2& ab, EmitterPoint& point) {
     if (!find_emitter(u, emitter)) return false;
     const LightPrimitive& primitive = *emitter.primitive;
     const bool triangle = primitive.kind == PrimitiveKind::triangle;
-    const FacePoint face = triangle ? triangle_point(emitter.part->triangles[primitive.index], ab)
-                                    : tetragon_point(emitter.part->tetragons[primitive.index], ab);
     point = {};
     point.primitive = static_cast<std::int32_t>(primitive.index);
     point.kind = triangle ? HitKind::triangle : HitKind::tetragon;
     point.front = primitive.front;
-    point.shader = static_cast<std::int32_t>(face.shader);
-    place(emitter, face, point);
-    shade(emitter, face, point);
+    if (triangle)
+        set_point(emitter, emitter.part->triangles[primitive.index], ab, point);
+    else
+        set_point(emitter, emitter.part->tetragons[primitive.index], ab, point);
     return true;
 }
 

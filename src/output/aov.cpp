@@ -4,6 +4,7 @@
 #include "output/aov.h"
 
 #include "geometry/types.h"
+#include "hit/hit_vertices.h"
 #include "math/memory.h"
 #include "math/roots.h"
 #include "output/camera.h"
@@ -58,50 +59,24 @@ Vec3 as_colour(const Vec3& value) {
     return value;
 }
 
-struct HitVertices {
-    int count = 0;
-    std::array<std::uint32_t, 4> vertex = {};
-    std::array<float, 4> weight = {};
-};
-
-HitVertices hit_vertices(const Ray& ray) {
-    const Part& part = *ray.hit_part;
-    const auto i = static_cast<std::size_t>(ray.hit_primitive);
-    const float a = ray.hit_a, b = ray.hit_b, c = ray.hit_c;
-    switch (ray.hit_kind) {
-    case HitKind::particle: return {1, {part.particles[i]}, {1.0f}};
-    case HitKind::hair: return {2, {part.cylinders[i], part.cylinders[i] + 1}, {1.0f - c, c}};
-    case HitKind::triangle: {
-        const auto& v = part.triangles[i].vertex;
-        return {3, {v[0], v[1], v[2]}, {a, b, c}};
-    }
-    case HitKind::tetragon:
-        return {4,
-                part.tetragons[i].vertex,
-                {(1.0f - a) * (1.0f - b), (1.0f - a) * b, a * b, a * (1.0f - b)}};
-    case HitKind::none:
-    case HitKind::unset: break;
-    }
-    return {};
-}
-
 template<typename T>
-Vec3 interpolate(const VertexArray<T>& array, const HitVertices& hit) {
-    Vec3 sum;
-    for (std::size_t k = 0; k < static_cast<std::size_t>(hit.count); ++k)
-        if (hit.vertex[k] < array.values.size())
-            sum += hit.weight[k] * as_colour(array.values[hit.vertex[k]]);
-    return sum;
+Vec3 value_at_hit(const VertexArray<T>& array, const Ray& ray) {
+    return with_hit_vertices(ray, [&array](const auto& at) {
+        Vec3 sum;
+        for (std::size_t k = 0; k < at.vertex.size(); ++k)
+            if (at.vertex[k] < array.values.size())
+                sum += at.weight[k] * as_colour(array.values[at.vertex[k]]);
+        return sum;
+    });
 }
 
 // The per-vertex array of that name at the hit; scalars are looked for first. Black without one.
 Vec3 primvar_at_hit(const Ray& ray, const std::string& name) {
     if (ray.hit_part == nullptr || ray.hit_primitive < 0) return {};
     const Part& part = *ray.hit_part;
-    const HitVertices hit = hit_vertices(ray);
-    if (const auto* array = find_array(part.scalar_arrays, name)) return interpolate(*array, hit);
-    if (const auto* array = find_array(part.vec2_arrays, name)) return interpolate(*array, hit);
-    if (const auto* array = find_array(part.vec3_arrays, name)) return interpolate(*array, hit);
+    if (const auto* array = find_array(part.scalar_arrays, name)) return value_at_hit(*array, ray);
+    if (const auto* array = find_array(part.vec2_arrays, name)) return value_at_hit(*array, ray);
+    if (const auto* array = find_array(part.vec3_arrays, name)) return value_at_hit(*array, ray);
     return {};
 }
 
