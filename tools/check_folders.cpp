@@ -3,7 +3,7 @@
 #include "check_folders.h"
 
 #include "math/input_file.h"
-#include "scene/line_reader.h"
+#include "scene/scene_text.h"
 #include "spelling.h"
 
 #include <algorithm>

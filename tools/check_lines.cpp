@@ -7,7 +7,7 @@
 #include "geometry/objects.h"
 #include "geometry/state.h"
 #include "scene/blocks.h"
-#include "scene/line_reader.h"
+#include "scene/scene_text.h"
 #include "shading/state.h"
 #include "spelling.h"
 

@@ -5,7 +5,7 @@
 #include "atomic_file.h"
 #include "geometry/objects.h"
 #include "math/count_text.h"
-#include "scene/line_reader.h"
+#include "scene/scene_text.h"
 #include "shading/shaders.h"
 
 #include <algorithm>

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "check_values.h"
 
-#include "scene/line_reader.h"
+#include "scene/scene_text.h"
 
 #include <cmath>
 #include <cstdio>

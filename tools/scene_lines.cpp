@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "scene_lines.h"
 
-#include "scene/line_reader.h"
+#include "scene/scene_text.h"
 
 #include <algorithm>
 #include <filesystem>

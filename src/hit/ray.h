@@ -27,6 +27,10 @@ enum class Scatter : std::uint8_t {
     specular_refraction = 7,
 };
 
+constexpr bool is_specular(Scatter scatter) {
+    return scatter == Scatter::specular_reflection || scatter == Scatter::specular_refraction;
+}
+
 // Kind of the primitive in a hit; equal to the values of PrimitiveKind.
 enum class HitKind : std::uint8_t {
     none = 0, // primary ray before its hit

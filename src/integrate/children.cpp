@@ -42,10 +42,6 @@ void count_bounce(Ray& child, Scatter scatter) {
     std::abort();
 }
 
-bool is_specular(Scatter scatter) {
-    return scatter == Scatter::specular_reflection || scatter == Scatter::specular_refraction;
-}
-
 // e: cosine between the facet and the direction towards the viewer.
 FacetSplit split(const Ray& ray, const SurfacePoint& point, const Vec3& facet, float e,
                  bool refractive) {

@@ -120,10 +120,6 @@ void add_geometry_sample(const LightShot& shot, LightSplit& sum) {
     add_face_arrival(shot, response, arrival, {face.shader, share}, sum);
 }
 
-bool is_specular(Scatter scatter) {
-    return scatter == Scatter::specular_reflection || scatter == Scatter::specular_refraction;
-}
-
 // Emission behind a specular bounce that no light sample could have found counts in full, unless
 // photons bring it.
 bool seen_in_mirror(const Ray& ray) {

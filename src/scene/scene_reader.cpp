@@ -15,7 +15,7 @@
 #include "run/report.h"
 #include "run/state.h"
 #include "scene/blocks.h"
-#include "scene/line_reader.h"
+#include "scene/scene_text.h"
 #include "shading/shaders.h"
 #include "shading/state.h"
 

@@ -1,6 +1,6 @@
 // The text of scene files: numbers as stream extraction reads them, strings, line ends.
 // SPDX-License-Identifier: MIT
-#include "scene/line_reader.h"
+#include "scene/scene_text.h"
 
 #include <iterator>
 #include <limits>

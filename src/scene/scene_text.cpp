@@ -1,6 +1,6 @@
 // Lines, words, numbers and quoted strings of scene files.
 // SPDX-License-Identifier: MIT
-#include "scene/line_reader.h"
+#include "scene/scene_text.h"
 
 #include <algorithm>
 #include <charconv>
