@@ -165,10 +165,13 @@ inline bool hit_particle(const WalkParticle& p, const SphereRoots& roots, const 
     return true;
 }
 
-// The shadow walk looks b - h and b + h ahead, with h as it is and no root.
-inline bool occluding_particle(const SphereRoots& roots, float limit) {
+// The shadow walk looks b - h and b + h ahead, with h as it is and no root, unless the distances are
+// to be true.
+inline bool occluding_particle(const SphereRoots& roots, float square, bool true_distances,
+                               float limit) {
     if (!(roots.h >= 0.0f)) return false;
-    return within(roots.b - roots.h, limit) || within(roots.b + roots.h, limit);
+    const float half = true_distances ? limited_root(roots.h / square) : roots.h;
+    return within(roots.b - half, limit) || within(roots.b + half, limit);
 }
 
 alignas(32) constexpr float kPieceStart[8] = {0.0f, 0.125f, 0.25f, 0.375f,

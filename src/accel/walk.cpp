@@ -6,6 +6,7 @@
 #include "accel/walk_types.h"
 #include "geometry/state.h"
 #include "math/roots.h"
+#include "run/estimator.h"
 #include "run/state.h"
 
 #include <atomic>
@@ -62,6 +63,7 @@ void fill_query(const Ray& ray, WalkQuery& query) {
     query.source = identity(ray.source_kind, ray.source_primitive);
     query.target = identity(ray.hit_kind, ray.hit_primitive);
     query.visible = visible_to(ray);
+    query.true_distances = is_exact();
 }
 
 // That of the instance, from what the walk has read already.

@@ -109,7 +109,8 @@ inline bool test_particle(const WalkPrimitive& p, const LocalRay& ray, const Wal
     if constexpr (is_shadow(walk)) {
         const float square = dot(ray.direction, ray.direction); // not 1 in scaled instances
         return !is_excluded(identity(p), walk, query)
-               && occluding_particle(sphere_roots(p.particle, ray, square), query.distance);
+               && occluding_particle(sphere_roots(p.particle, ray, square), square,
+                                     query.true_distances, query.distance);
     }
     const SphereRoots roots = sphere_roots(p.particle, ray, 1.0f);
     return !left_particle(p, roots, query)

@@ -109,24 +109,30 @@ inline float inverse_to_infinity(float d) {
 template<Walk walk>
 bool walk_nearest(const WalkUnit* units, const WalkRay& ray, WalkQuery& query, int level);
 
-// The box test takes the inverse of the direction as it came from the parent; the primitives see
-// the unit direction.
+// The primitives see the unit direction. The box test takes the inverse of the direction as it came
+// from the parent, so that distances in the boxes are the parent's; a query for true distances
+// takes them to the object's units and back.
 template<Walk walk>
 [[gnu::noinline]] bool walk_instance(const WalkPrimitive& p, const LocalRay& ray, int level,
                                      WalkQuery& query) {
     if (level == kWalkLevels) return false;
     const Triple<float> direction = direction_in_instance(p, ray);
-    const Triple<float> inverse = {inverse_to_infinity(direction.x),
-                                   inverse_to_infinity(direction.y),
-                                   inverse_to_infinity(direction.z)};
     const LocalRay inside = {origin_in_instance(p, ray),
                              walk == Walk::closest ? unit_direction(direction) : direction};
+    const bool rescales = walk == Walk::closest && query.true_distances;
+    const Triple<float>& timed = rescales ? inside.direction : direction;
+    const Triple<float> inverse = {inverse_to_infinity(timed.x), inverse_to_infinity(timed.y),
+                                   inverse_to_infinity(timed.z)};
+    const float limit = query.distance;
+    const float scale = rescales ? limited_root(dot(direction, direction)) : 1.0f;
+    query.distance *= scale;
     const WalkUnit* const units = target_stream(p);
     const WalkRay inner = walk_ray(inside, inverse);
-    if (!enters_root(units, inner, query.distance)) return false;
-    if (!walk_nearest<walk>(units, inner, query, level + 1)) return false;
-    query.hit_path[level] = &p;
-    return true;
+    const bool hit = enters_root(units, inner, query.distance)
+                     && walk_nearest<walk>(units, inner, query, level + 1);
+    query.distance = hit ? query.distance / scale : limit;
+    if (hit) query.hit_path[level] = &p;
+    return hit;
 }
 
 inline void keep_hit(const WalkPrimitive& p, const LocalHit& hit, int level, WalkQuery& query) {

@@ -134,6 +134,7 @@ struct WalkQuery {
     float distance;                 // limit, then the distance of the closest hit
     std::uint64_t source, target;   // index and kind << 32 of primitives that are not hit
     unsigned visible;               // bit v: primitives of visibility v are hit
+    bool true_distances = false;    // in scaled instances and of spheres' shadows
     int hit_level = 0;              // instances around the closest hit
     std::uint64_t hit = 0;          // its index and kind << 32; 0 before there is one
     std::uint32_t hit_shader;       // of a face

@@ -343,9 +343,9 @@ MH_API void mhAddVertexData(int object, int part, const char* name, int count, i
 MH_API int mhAddInstance(int object);
 /* Places object `target`. matrix: four rows of four, acts on column vectors (the translation
  * stands in the last column), from the target's space to the object's; null keeps what it is, at
- * first the identity. Rotations, translations and mirrors keep distances exact. Any other matrix
- * leaves those inside in the target's own units: scaled instances show before what is nearer, or
- * vanish. */
+ * first the identity. Rotations, translations and mirrors keep distances exact. With the classic
+ * estimator any other matrix leaves those inside in the target's own units: scaled instances show
+ * before what is nearer, or vanish. */
 MH_API void mhSetInstance(int object, int instance, int target, float (*matrix)[4]);
 
 /* ---- Shaders ----

@@ -192,6 +192,16 @@ float lamp_density(const Lamp& lamp, const Vec3& from, const Vec3& direction, fl
     return cosine > 0.0f ? distance * distance / (cosine * lamp.area) : 0.0f;
 }
 
+Vec2 place_on(const Lamp& lamp, const Vec3& position) {
+    const Vec3 v = position - lamp.corner;
+    const float uu = dot(lamp.edge_u, lamp.edge_u), vv = dot(lamp.edge_v, lamp.edge_v);
+    const float uv = dot(lamp.edge_u, lamp.edge_v);
+    const float pu = dot(v, lamp.edge_u), pv = dot(v, lamp.edge_v);
+    const float determinant = uu * vv - uv * uv;
+    if (!(determinant > 0.0f)) return {};
+    return {(pu * vv - pv * uv) / determinant, (pv * uu - pu * uv) / determinant};
+}
+
 float triangle_solid_angle(const Vec3& a, const Vec3& b, const Vec3& c) {
     const float volume = std::fabs(dot(a, cross(b, c)));
     return 2.0f * std::fabs(std::atan2(volume, 1.0f + dot(a, b) + dot(b, c) + dot(c, a)));

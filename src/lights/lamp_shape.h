@@ -20,6 +20,9 @@ LampPoint sample_lamp(const Lamp& lamp, const Vec3& from, const Vec2& uv);
 // The density that sample_lamp has for a direction in which the lamp is hit at this distance.
 float lamp_density(const Lamp& lamp, const Vec3& from, const Vec3& direction, float distance);
 
+// Coordinates of a point in the lamp's plane along its edges.
+Vec2 place_on(const Lamp& lamp, const Vec3& position);
+
 // Solid angle of the triangle between unit vectors a, b and c [VanOosteromStrackee83].
 float triangle_solid_angle(const Vec3& a, const Vec3& b, const Vec3& c);
 

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "lights/lamp_tree.h"
 
+#include "lights/lamp_shape.h"
 #include "math/axis.h"
 #include "math/constants.h"
 #include "math/roots.h"
@@ -173,10 +174,19 @@ bool is_near(const LampNode& node, const LampHit& hit) {
     return contains(Aabb{node.box.min - margin, node.box.max + margin}, hit.position);
 }
 
+// Faces of one number in several instances may lie in one plane, with boxes that overlap.
+bool lies_on(const Lamp& lamp, const LampHit& hit) {
+    if (std::fabs(dot(hit.position - lamp.corner, lamp.normal)) > hit.rounding) return false;
+    const Vec2 place = place_on(lamp, hit.position);
+    const float longest = std::max(length(lamp.edge_u), length(lamp.edge_v));
+    const float margin = hit.rounding * longest / lamp.area;
+    const float last = lamp.triangle ? place.x + place.y : std::max(place.x, place.y);
+    return std::min(place.x, place.y) >= -margin && last <= 1.0f + margin;
+}
+
 bool is_lamp(const Lamp& lamp, const LampHit& hit) {
     return lamp.part == hit.part && lamp.primitive == hit.primitive && lamp.front == hit.front
-           && lamp.triangle == hit.triangle
-           && std::fabs(dot(hit.position - lamp.corner, lamp.normal)) <= hit.rounding;
+           && lamp.triangle == hit.triangle && lies_on(lamp, hit);
 }
 
 LampChoice find_below(const LampSet& set, std::size_t node, const Vec3& from, const LampHit& hit,

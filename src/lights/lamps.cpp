@@ -5,6 +5,7 @@
 #include "accel/state.h"
 #include "geometry/state.h"
 #include "lights/emitters.h"
+#include "lights/lamp_shape.h"
 #include "lights/lamp_tree.h"
 #include "lights/state.h"
 #include "math/roots.h"
@@ -81,17 +82,6 @@ Vec3 emission_of(const Lamp& lamp, const SurfacePoint& lookup, float cosine, boo
         sum += share * passed_share(layer, lookup, cosine) * emission;
     });
     return sum;
-}
-
-// Coordinates of a point in the lamp's plane along its edges.
-Vec2 place_on(const Lamp& lamp, const Vec3& position) {
-    const Vec3 v = position - lamp.corner;
-    const float uu = dot(lamp.edge_u, lamp.edge_u), vv = dot(lamp.edge_v, lamp.edge_v);
-    const float uv = dot(lamp.edge_u, lamp.edge_v);
-    const float pu = dot(v, lamp.edge_u), pv = dot(v, lamp.edge_v);
-    const float determinant = uu * vv - uv * uv;
-    if (!(determinant > 0.0f)) return {};
-    return {(pu * vv - pv * uv) / determinant, (pv * uu - pu * uv) / determinant};
 }
 
 // The emissive and weight slots read nothing but the place in their textures.

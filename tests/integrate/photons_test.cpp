@@ -289,6 +289,22 @@ TEST_F(PhotonScene, LinksEndPhotonsAtTheirFirstHit) {
     }
 }
 
+// Exactly: the mean of the cosines over the cone of directions is that of the axis times
+// (1 + cos blur) / 2.
+TEST_F(PhotonScene, BlurredParallelLightBringsItsIrradiance) {
+    constexpr float kBlur_deg = 20.0f;
+    add_floor(1.0f, 0.0f, add_shader(splat(1.0f)));
+    RendererSettings.estimator = Estimator::exact;
+    for (const float tilt_deg : {30.0f, 60.0f}) {
+        ParallelLights.clear();
+        const float tilt = tilt_deg * kPi / 180.0f;
+        add_parallel_light({std::sin(tilt), 0.0f, -std::cos(tilt)}, 200000).blur = kBlur_deg;
+        Initialize();
+        const float cosine = std::cos(tilt) * 0.5f * (1.0f + std::cos(kBlur_deg * kPi / 180.0f));
+        EXPECT_NEAR(energy() / static_cast<double>(4.0f * cosine), 1.0, 0.01) << tilt_deg;
+    }
+}
+
 // Two lamps over glass, far from each other.
 TEST_F(PhotonScene, OnlyVirtualLightsThrowCaustics) {
     for (const float x : {-1000.0f, 1000.0f}) {

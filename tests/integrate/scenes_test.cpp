@@ -29,16 +29,6 @@ namespace {
 
 using namespace test;
 
-void add_ball(const Vec3& center, float radius, int shader) {
-    Part& part = Objects[0].parts[0];
-    part.particles.push_back(static_cast<std::uint32_t>(part.positions.size()));
-    part.positions.push_back(center);
-    radii(part).push_back(radius);
-    uvs(part).push_back({});
-    part.shader_id = static_cast<std::uint32_t>(shader);
-    part.shader_name = Shaders[static_cast<std::size_t>(shader)].name;
-}
-
 // A sphere of triangles, fronts outwards.
 void add_globe(const Vec3& center, float radius, int shader) {
     constexpr int kRings = 32;
@@ -174,32 +164,6 @@ TEST(Diffusion, TakesTheLightWhereItJumps) {
     Initialize();
     expect_near(seen_along({-1.0f, 0.0f, 1.0f}, {}), Vec3{2.0f, 1.0f, 0.0f} / 3.0f,
                 0.03f); // five deviations of the jumps that land
-}
-
-// A straight fibre along x, white, absorbing nothing.
-int add_fibre() {
-    const int shader = add_shader();
-    slot(shader, Element::glossy).color = splat(1.0f);
-    slot(shader, Element::roughness).color = {0.1f, 0.0f, 0.0f}; // three degrees
-    slot(shader, Element::ior).color = splat(1.55f);
-    Part& part = Objects[0].parts[0];
-    part.shader_id = static_cast<std::uint32_t>(shader);
-    part.shader_name = Shaders[static_cast<std::size_t>(shader)].name;
-    part.cylinders = {0};
-    part.positions = {{-2.0f, 0.0f, 0.0f}, {2.0f, 0.0f, 0.0f}};
-    radii(part).assign(2, 0.1f);
-    return shader;
-}
-
-// Radiance 1 everywhere. Without an image a sky is met by bounces alone.
-void set_white_sky(int samples, int bounces) {
-    SkyLight.color = splat(1.0f);
-    SkyLight.sample = samples;
-    RendererSettings.sample = bounces;
-    if (samples == 0) return;
-    AllocateImage(SkyLight.image, 1, 1, 3, 32, false);
-    set_texel(SkyLight.image, 0, splat(1.0f));
-    SkyLight.image.loaded = true;
 }
 
 float seen_of_fibres(int shader, bool all_lobes) {

@@ -19,7 +19,88 @@ namespace {
 
 constexpr int kDraws = 100000;
 
+// Whether every box of area 1 / count with sides 2^-i holds one point; count is a power of two.
+bool is_net(const std::vector<Vec2>& points) {
+    const auto count = static_cast<std::uint32_t>(points.size());
+    for (std::uint32_t columns = 1; columns <= count; columns *= 2) {
+        std::vector<bool> held(count);
+        for (const Vec2& p : points) {
+            const auto x = static_cast<std::uint32_t>(p.x * static_cast<float>(columns));
+            const auto y = static_cast<std::uint32_t>(p.y * static_cast<float>(count / columns));
+            const std::uint32_t box = y * columns + x;
+            if (box >= count || held[box]) return false;
+            held[box] = true;
+        }
+    }
+    return true;
+}
+
 } // namespace
+
+TEST(Sobol, PrefixesOfAllKeysAreNets) {
+    for (std::uint64_t key = 0; key < 200; ++key)
+        for (std::uint32_t count = 1; count <= 1024; count *= 4) {
+            std::vector<Vec2> points;
+            for (std::uint32_t i = 0; i < count; ++i)
+                points.push_back(scrambled_pair(i, derive_key(key, 1)));
+            EXPECT_TRUE(is_net(points)) << key << " " << count;
+        }
+}
+
+// Blocks of neighbours along the curve share the points of one net, whatever the frames; each pixel
+// has one of its own.
+TEST(Sobol, PixelsShareNetsWithTheirNeighbours) {
+    for (const int size : {1, 2, 4})
+        for (int block = 0; block < 64; ++block) {
+            std::vector<Vec2> points;
+            for (int i = 0; i < size * size; ++i)
+                for (std::uint32_t frame = 0; frame < 4; ++frame) {
+                    const int x = size * (block * 5 + 3) + i % size, y = size * block + i / size;
+                    points.push_back(draw_pair(pixel_cursor(7, x, y, frame, 4), Draw::lamp_place));
+                }
+            EXPECT_TRUE(is_net(points)) << size << " " << block;
+        }
+}
+
+// Over many pixels all pairs of numbers of a path fill the square: purposes, coordinates and bounces.
+TEST(Sobol, PurposesAndBouncesAreIndependent) {
+    constexpr std::uint32_t kFrames = 16, kPixels = 512;
+    const Draw purposes[] = {Draw::pixel,
+                             Draw::layer,
+                             Draw::bounce,
+                             Draw::lamp,
+                             Draw::lamp_place,
+                             Draw::sky,
+                             Draw::survival,
+                             Draw::point_light,
+                             numbered(Draw::bounce, 1),
+                             numbered(Draw::point_light, 1)};
+    std::vector<std::vector<int>> numbers; // of each: in which quarter of [0, 1) its values lie
+    for (const std::uint32_t bounces : {0u, 1u, 2u})
+        for (const Draw purpose : purposes) {
+            std::vector<int> x, y;
+            for (std::uint32_t i = 0; i < kPixels * kFrames; ++i) {
+                const auto pixel = static_cast<int>(i / kFrames);
+                SampleCursor cursor = pixel_cursor(3, pixel * 131, pixel * 7, i % kFrames, kFrames);
+                for (std::uint32_t k = 0; k < bounces; ++k)
+                    cursor.path = path_of_bounce(cursor, 1);
+                const Vec2 pair = draw_pair(cursor, purpose);
+                x.push_back(static_cast<int>(pair.x * 4.0f));
+                y.push_back(static_cast<int>(pair.y * 4.0f));
+            }
+            numbers.push_back(x);
+            numbers.push_back(y);
+        }
+    constexpr double kLargest = 70.0; // of 15 degrees of freedom and 1770 pairs: once in 1e5
+    for (std::size_t a = 0; a < numbers.size(); ++a)
+        for (std::size_t b = 0; b < a; ++b) {
+            std::vector<int> counts(16);
+            for (std::size_t i = 0; i < numbers[a].size(); ++i)
+                ++counts[static_cast<std::size_t>(4 * numbers[a][i] + numbers[b][i])];
+            EXPECT_LT(test::chi_square(counts, kPixels * kFrames / 16.0), kLargest)
+                << a << " " << b;
+        }
+}
 
 TEST(Sequence, IsTheRadicalInverseInPrimeBases) {
     BuildSequences();

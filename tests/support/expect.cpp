@@ -10,9 +10,31 @@
 #include "shading/state.h"
 #include "support/fresh_scene.h"
 
+#include <cmath>
+
 #include <gtest/gtest.h>
 
 namespace mh::test {
+
+Vec3 polygon_light(const std::vector<Vec3>& corners, const Vec3& from) {
+    double sum[3] = {};
+    for (std::size_t i = 0; i < corners.size(); ++i) {
+        const Vec3 p = corners[i] - from, q = corners[(i + 1) % corners.size()] - from;
+        const double a[3] = {double{p.x}, double{p.y}, double{p.z}};
+        const double b[3] = {double{q.x}, double{q.y}, double{q.z}};
+        double normal[3], square = 0.0, along = 0.0;
+        for (int k = 0; k < 3; ++k) {
+            const int l = (k + 1) % 3, m = (k + 2) % 3;
+            normal[k] = a[m] * b[l] - a[l] * b[m];
+            square += normal[k] * normal[k];
+            along += a[k] * b[k];
+        }
+        const double angle = std::atan2(std::sqrt(square), along);
+        for (int k = 0; k < 3; ++k)
+            sum[k] += square > 0.0 ? 0.5 * angle * normal[k] / std::sqrt(square) : 0.0;
+    }
+    return {static_cast<float>(sum[0]), static_cast<float>(sum[1]), static_cast<float>(sum[2])};
+}
 
 void expect_near(const Vec3& a, const Vec3& b, float tolerance) {
     EXPECT_NEAR(a.x, b.x, tolerance);

@@ -22,6 +22,11 @@ constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 constexpr float kTolerance = 1e-5f; // a few roundings of unit vectors
 
+// Integral of the direction over the solid angle of a polygon, for a viewer on the side from which
+// its corners run anticlockwise: light of radiance 1 on a surface is its product with the
+// normal.
+Vec3 polygon_light(const std::vector<Vec3>& corners, const Vec3& from);
+
 void expect_near(const Vec3& a, const Vec3& b, float tolerance = kTolerance);
 
 // Chi-square of counts against their expectation, or one expectation for all.

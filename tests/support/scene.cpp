@@ -10,6 +10,7 @@
 #include "output/camera.h"
 #include "output/state.h"
 #include "run/state.h"
+#include "shading/images.h"
 #include "shading/shaders.h"
 #include "shading/state.h"
 
@@ -128,6 +129,40 @@ void add_level(const Vec2& low, const Vec2& high, float z, int shader, bool up) 
 
 void add_floor(float half_width, float z, int shader, bool up) {
     add_level({-half_width, -half_width}, {half_width, half_width}, z, shader, up);
+}
+
+void add_ball(const Vec3& center, float radius, int shader) {
+    Part& balls = part();
+    balls.particles.push_back(static_cast<std::uint32_t>(balls.positions.size()));
+    balls.positions.push_back(center);
+    radii(balls).push_back(radius);
+    uvs(balls).push_back({});
+    balls.shader_id = static_cast<std::uint32_t>(shader);
+    balls.shader_name = Shaders[static_cast<std::size_t>(shader)].name;
+}
+
+int add_fibre(std::size_t object) {
+    const int shader = add_shader();
+    slot(shader, Element::glossy).color = splat(1.0f);
+    slot(shader, Element::roughness).color = {0.1f, 0.0f, 0.0f}; // three degrees
+    slot(shader, Element::ior).color = splat(1.55f);
+    Part& fibres = part(object);
+    fibres.shader_id = static_cast<std::uint32_t>(shader);
+    fibres.shader_name = Shaders[static_cast<std::size_t>(shader)].name;
+    fibres.cylinders = {0};
+    fibres.positions = {{-2.0f, 0.0f, 0.0f}, {2.0f, 0.0f, 0.0f}};
+    radii(fibres).assign(2, 0.1f);
+    return shader;
+}
+
+void set_white_sky(int samples, int bounces) {
+    SkyLight.color = splat(1.0f);
+    SkyLight.sample = samples;
+    RendererSettings.sample = bounces;
+    if (samples == 0) return;
+    AllocateImage(SkyLight.image, 1, 1, 3, 32, false);
+    set_texel(SkyLight.image, 0, splat(1.0f));
+    SkyLight.image.loaded = true;
 }
 
 Ray camera_ray(const Vec3& origin, const Vec3& target) {

@@ -50,6 +50,15 @@ void add_room(const Vec3& low, const Vec3& high, int shader);
 void add_level(const Vec2& low, const Vec2& high, float z, int shader, bool up = true);
 void add_floor(float half_width, float z, int shader, bool up = true);
 
+// A sphere; all of a part's are of one shader.
+void add_ball(const Vec3& center, float radius, int shader);
+
+// A straight white fibre along x of radius 0.1, all of a part; absorbs nothing.
+int add_fibre(std::size_t object = 0);
+
+// Radiance 1 everywhere. Without light samples there is no image, and bounces alone meet the sky.
+void set_white_sky(int samples, int bounces);
+
 // A camera ray from origin towards target, as the pixel loop makes them.
 Ray camera_ray(const Vec3& origin, const Vec3& target);
 
