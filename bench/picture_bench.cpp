@@ -18,6 +18,7 @@
 #include <fstream>
 #include <iostream>
 #include <string>
+#include <utility>
 
 #include <unistd.h>
 
@@ -96,13 +97,15 @@ void bench_look_ups(int channels, float tiles) {
 }
 
 // One sample of each kind a frame, whatever the number of frames: from reading the scene to its end.
-Picture render(const std::string& scene, int frames) {
+Picture render(const std::string& scene, Estimator estimator, std::int64_t seed, int frames) {
     Picture picture;
     const double start = seconds(CLOCK_MONOTONIC);
     OpenScene(scene + "/");
     write_nothing();
     GeometryLight.aov_list.clear();
     Cameras[0].sample = RendererSettings.sample = frames;
+    RendererSettings.estimator = estimator;
+    RendererSettings.seed = seed;
     if (options.brief) Cameras[0].width = Cameras[0].height = 16;
     if (SkyLight.sample > 0) SkyLight.sample = frames;
     if (GeometryLight.sample > 0) GeometryLight.sample = frames;
@@ -115,16 +118,21 @@ Picture render(const std::string& scene, int frames) {
     return picture;
 }
 
+// Both estimators, each against its own picture of many frames.
 void bench_picture(const std::string& scene) {
-    const Picture truth = render(scene, options.reference);
-    std::vector<double> errors;
-    const double time = median_seconds([&] {
-        const Picture picture = render(scene, options.frames);
-        errors.push_back(relative_error(picture, truth));
-    });
-    const double error = median(errors);
-    std::printf("  %s, %d frames: %.2f s, error %.5f, product %.5f\n", scene.c_str(),
-                options.frames, time, error, time * error);
+    for (const auto& [estimator, name] :
+         {std::pair(Estimator::classic, "classic"), std::pair(Estimator::exact, "exact")}) {
+        const Picture truth = render(scene, estimator, 0, options.reference);
+        std::vector<double> errors;
+        std::int64_t seed = 0;
+        const double time = median_seconds([&] {
+            const Picture picture = render(scene, estimator, ++seed, options.frames);
+            errors.push_back(relative_error(picture, truth));
+        });
+        const double error = median(errors);
+        std::printf("  %s, %s, %d frames: %.2f s, error %.5f, product %.5f\n", scene.c_str(), name,
+                    options.frames, time, error, time * error);
+    }
 }
 
 bool read_options(int argc, char** argv) {

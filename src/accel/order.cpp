@@ -1,5 +1,5 @@
-// Order of the children within the wide nodes: by area when the tree is made, by occlusions after
-// the first frame where OccludeLog has counted some.
+// Order of the children within the wide nodes: by area when the tree is made, by measured
+// occlusions after the first frame.
 // SPDX-License-Identifier: MIT
 #include "accel/bounds.h"
 #include "accel/tree.h"

@@ -30,7 +30,7 @@ bool probe_hit(Ray& ray);
 void shadow_query(Ray& ray);
 
 // The same, and counts the occlusion in Tree::occlusion_log for ReorderTree, unless
-// OcclusionLogging is 0. No light asks by it: in renders nothing is counted.
+// OcclusionLogging is 0.
 void OccludeLog(Ray& ray);
 
 } // namespace mh

@@ -337,7 +337,7 @@ void build_surface_point(const Ray& ray, SurfacePoint& point) {
 }
 
 void leave_surface(Ray& ray, const SurfacePoint& point) {
-    if (!is_exact() || ray.source_kind == HitKind::hair) return;
+    if (!is_exact() || !is_face(ray.source_kind)) return;
     const float side = dot(ray.direction, point.geometric_normal) > 0.0f ? 1.0f : -1.0f;
     ray.origin = point.position + side * point.rounding * point.geometric_normal;
     ray.source_kind = HitKind::unset;

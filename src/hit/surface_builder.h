@@ -17,8 +17,8 @@ void build_surface_point(const Ray& ray, SurfacePoint& point);
 int pick_layer(const Shader& shader, const SurfacePoint& point, bool front, float u);
 
 // Exact estimator: starts the ray, whose direction is set, so far off the point's surface that
-// rounding cannot let it hit the face that it leaves [WachterBinder19]. Fibres are left alone: their
-// own segment is not hit again.
+// rounding cannot let it hit the face that it leaves [Wachter19]. Fibres and particles are left
+// alone: they are not hit again.
 void leave_surface(Ray& ray, const SurfacePoint& point);
 
 // Evaluates the layer colours and their *_active flags: glossy and specular always, lambertian,

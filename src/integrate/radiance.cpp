@@ -114,16 +114,9 @@ bool survives(Ray& ray, float chance) {
     return true;
 }
 
-// Rays of this frame from the hit; see SentRays.
-SentRays plan_rays(const Ray& ray, const SurfacePoint& point) {
-    SentRays rays;
-    const auto of_frame = [&](std::int32_t sample) {
-        const SampleLoop loop = first_hit_loop(ray, point, sample);
-        return static_cast<std::int32_t>(loop.count / loop.stride);
-    };
-    if (spread_bounces(ray) == 0)
-        rays = {of_frame(RendererSettings.bounce_samples), of_frame(GeometryLight.sample),
-                of_frame(SkyLight.sample)};
+// Where paths end behind the hit, light samples have no bounces to compete with.
+SentRays rays_of(const Ray& ray, const SurfacePoint& point) {
+    SentRays rays = plan_rays(ray, point);
     if (ray.depth + 1 >= std::min(RendererSettings.ray_depth, kDeepest)) rays.bounces = 0;
     return rays;
 }
@@ -141,7 +134,7 @@ Vec3 radiance_of_survivor(Ray& ray) {
     if (!point.use_density && is_lost(ray)) return {};
     build_surface_point(ray, point);
     evaluate_layers(ray, point);
-    if (is_exact()) point.rays = plan_rays(ray, point);
+    if (is_exact()) point.rays = rays_of(ray, point);
     const LightSplit parts = scattered_light(ray, point);
     const Vec3 emission = surface_emission(ray, point, density_estimate(ray, point));
     if (ray.depth == 0) write_aovs(ray, point, parts, emission);

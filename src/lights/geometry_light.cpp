@@ -213,8 +213,10 @@ LightSplit direct_geometry(const Ray& ray, const SurfacePoint& point) {
     const bool none = is_exact() ? GeometryLight.lamps.tree.empty() : GeometryLight.table.size == 0;
     if (GeometryLight.sample < 1 || none) return {};
     if (!is_linked(GeometryLight.link, ray.hit_shader)) return {};
-    const AddSample add = is_exact() ? add_lamp_sample : add_geometry_sample;
-    const LightSplit sum = sum_light_samples(nullptr, ray, point, GeometryLight.sample, add);
+    const LightSplit sum =
+        is_exact()
+            ? sum_exact_samples(nullptr, ray, point, point.rays.lamps, add_lamp_sample)
+            : sum_light_samples(nullptr, ray, point, GeometryLight.sample, add_geometry_sample);
     for (Aov& aov : GeometryLight.aov_list)
         if (aov.shader == kAnyShader) add_light_aov(aov, ray, point, sum, 1.0f);
     return sum;

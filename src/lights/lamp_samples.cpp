@@ -43,7 +43,8 @@ bool photons_hold(const Ray& ray) {
 void add_lamp_sample(const LightShot& shot, LightSplit& sum) {
     const LampSet& set = GeometryLight.lamps;
     const Vec3& from = shot.target.position;
-    const LampChoice choice = choose_lamp(set, from, light_pair(shot, Draw::lamp).x);
+    const float u = is_choice(set) ? light_pair(shot, Draw::lamp).x : 0.0f;
+    const LampChoice choice = choose_lamp(set, from, u);
     if (choice.lamp < 0) return;
     const Lamp& lamp = set.lamps[static_cast<std::size_t>(choice.lamp)];
     const LampPoint x = sample_lamp(lamp, from, light_pair(shot, Draw::lamp_place));

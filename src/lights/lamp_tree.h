@@ -15,7 +15,11 @@ struct LampChoice {
     float probability = 0.0f;
 };
 
-// The lamp that u in [0, 1) chooses for a point.
+// The lamp that u in [0, 1) chooses for a point; u is not read where there is but one.
+inline bool is_choice(const LampSet& set) {
+    return set.tree.size() > 1;
+}
+
 LampChoice choose_lamp(const LampSet& set, const Vec3& from, float u);
 
 // A face that was hit: its lamp, and how likely choose_lamp is to choose it.

@@ -4,6 +4,7 @@
 
 #include "accel/walk.h"
 #include "hit/surface_builder.h"
+#include "lights/state.h"
 #include "math/random.h"
 #include "math/roots.h"
 #include "math/sampling.h"
@@ -29,6 +30,11 @@ float brightest_layer(const SurfacePoint& point) {
     const float transmissive = mean_if(point.transmissive_active, point.transmissive_color);
     const float glossy = mean_if(point.glossy_active, point.glossy_color);
     return std::max({0.0f, lambertian, transmissive, glossy});
+}
+
+// How much light the point can send on along the path, as a share of a white one's.
+float importance_of(const Ray& ray, const SurfacePoint& point) {
+    return brightest_layer(point) / 3.0f * sum(ray.weight);
 }
 
 // Radius of a jump: a Rayleigh distribution of the given variance.
@@ -83,6 +89,7 @@ bool is_linked(const LightLink& link, std::int32_t shader) {
 std::int32_t samples_of_run(float importance, std::int32_t sample, std::int32_t frames) {
     const std::int32_t most = std::max(sample, frames);
     const float wanted = importance * static_cast<float>(sample);
+    if (wanted <= static_cast<float>(frames) && sample <= frames) return frames;
     std::int32_t count = frames;
     if (wanted >= static_cast<float>(most))
         count = most; // NaN gives the smallest count
@@ -93,9 +100,21 @@ std::int32_t samples_of_run(float importance, std::int32_t sample, std::int32_t 
 
 SampleLoop first_hit_loop(const Ray& ray, const SurfacePoint& point, std::int32_t sample) {
     const std::int32_t frames = camera_frames();
-    const float importance = brightest_layer(point) / 3.0f * sum(ray.weight);
+    const float importance = importance_of(ray, point);
     return {CurrentSample, static_cast<std::uint32_t>(samples_of_run(importance, sample, frames)),
             static_cast<std::uint32_t>(frames)};
+}
+
+SentRays plan_rays(const Ray& ray, const SurfacePoint& point) {
+    if (spread_bounces(ray) > 0) return {};
+    const std::int32_t frames = camera_frames();
+    const float importance = importance_of(ray, point);
+    const auto of_frame = [&](std::int32_t sample) {
+        const std::int32_t count = samples_of_run(importance, sample, frames);
+        return count == frames ? 1 : count / frames;
+    };
+    return {of_frame(RendererSettings.bounce_samples), of_frame(GeometryLight.sample),
+            of_frame(SkyLight.sample)};
 }
 
 Ray shadow_ray(const Ray& ray, const Vec3& origin, const Vec3& direction, float distance) {

@@ -28,6 +28,10 @@ std::int32_t samples_of_run(float importance, std::int32_t sample, std::int32_t 
 // share of them.
 SampleLoop first_hit_loop(const Ray& ray, const SurfacePoint& point, std::int32_t sample);
 
+// Rays of this frame from the hit, in the exact estimator: of each kind of bounce, to lamps, to the
+// sky. Deeper hits send one each.
+SentRays plan_rays(const Ray& ray, const SurfacePoint& point);
+
 // A ray from the point, to be limited in distance by the caller, that excludes the receiver.
 Ray shadow_ray(const Ray& ray, const Vec3& origin, const Vec3& direction, float distance);
 

@@ -7,6 +7,7 @@
 #include "lights/state.h"
 #include "math/stop.h"
 #include "output/aov.h"
+#include "output/camera.h"
 #include "run/estimator.h"
 #include "run/state.h"
 #include "shading/hair_table.h"
@@ -78,16 +79,16 @@ LightSplit sum_first_hit(const Light* light, const Ray& ray, const SurfacePoint&
 
 // A frame's samples of a first hit, one stretch after the other along the pixel's sequence.
 LightSplit sum_exact_hit(const Light* light, const Ray& ray, const SurfacePoint& point,
-                         const SampleLoop& loop, AddSample add) {
-    const std::uint32_t count = loop.count / loop.stride;
+                         std::uint32_t count, AddSample add) {
+    const std::uint32_t of_run = count * static_cast<std::uint32_t>(camera_frames());
     LightSplit sum;
     LightShot shot = shot_at_hit(light, ray, point);
     shot.count = count;
     for (std::uint32_t i = 0; i < count; ++i) {
-        shot.cursor = in_stretch(ray.cursor, CurrentSample * count + i, loop.count);
+        shot.cursor = in_stretch(ray.cursor, CurrentSample * count + i, of_run);
         add_sample(shot, add, sum);
     }
-    scale(sum, 1.0f / static_cast<float>(count));
+    if (count > 1) scale(sum, 1.0f / static_cast<float>(count));
     return sum;
 }
 
@@ -182,8 +183,14 @@ LightSplit sum_light_samples(const Light* light, const Ray& ray, const SurfacePo
                              std::int32_t sample, AddSample add) {
     if (spread_bounces(ray) > 0) return take_one_sample(light, ray, point, add);
     const SampleLoop loop = first_hit_loop(ray, point, sample);
-    return is_exact() ? sum_exact_hit(light, ray, point, loop, add)
+    return is_exact() ? sum_exact_hit(light, ray, point, loop.count / loop.stride, add)
                       : sum_first_hit(light, ray, point, loop, add);
+}
+
+LightSplit sum_exact_samples(const Light* light, const Ray& ray, const SurfacePoint& point,
+                             std::int32_t samples, AddSample add) {
+    if (spread_bounces(ray) > 0) return take_one_sample(light, ray, point, add);
+    return sum_exact_hit(light, ray, point, static_cast<std::uint32_t>(samples), add);
 }
 
 LightSplit take_one_sample(const Light* light, const Ray& ray, const SurfacePoint& point,

@@ -59,6 +59,10 @@ using AddSample = void (*)(const LightShot& shot, LightSplit& sum);
 LightSplit sum_light_samples(const Light* light, const Ray& ray, const SurfacePoint& point,
                              std::int32_t sample, AddSample add);
 
+// `samples` of this frame at the first hit, one at deeper ones: the exact estimator's sum.
+LightSplit sum_exact_samples(const Light* light, const Ray& ray, const SurfacePoint& point,
+                             std::int32_t samples, AddSample add);
+
 // The one sample of hits within the limit of bounces.
 LightSplit take_one_sample(const Light* light, const Ray& ray, const SurfacePoint& point,
                            AddSample add);

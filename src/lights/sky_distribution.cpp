@@ -208,14 +208,11 @@ SkyDraw draw_sky(const Vec2& uv) {
             sky.texels[texel].density * norm * std::sqrt(norm)};
 }
 
-Vec3 filtered_sky(const Vec3& direction) {
-    return SkyLight.distribution.texels[static_cast<std::size_t>(sky_texel(direction))].radiance;
-}
-
-float sky_density(const Vec3& direction) {
+SkyDraw seen_sky(const Vec3& direction) {
     const float largest = max_channel(max(direction, -direction));
-    const auto texel = static_cast<std::size_t>(sky_texel(direction));
-    return SkyLight.distribution.texels[texel].density / (largest * largest * largest);
+    const auto number = static_cast<std::size_t>(sky_texel(direction));
+    const SkyTexel& texel = SkyLight.distribution.texels[number];
+    return {direction, texel.radiance, texel.density / (largest * largest * largest)};
 }
 
 } // namespace mh

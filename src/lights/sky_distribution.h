@@ -18,8 +18,7 @@ struct SkyDraw {
 
 SkyDraw draw_sky(const Vec2& uv);
 
-// Radiance and density of any unit direction, the same as a sample of it would have.
-Vec3 filtered_sky(const Vec3& direction);
-float sky_density(const Vec3& direction);
+// The same for a unit direction that a ray took.
+SkyDraw seen_sky(const Vec3& direction);
 
 } // namespace mh

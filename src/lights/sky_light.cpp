@@ -141,10 +141,9 @@ void add_exact_sky_sample(const LightShot& shot, LightSplit& sum) {
 Vec3 exact_radiance_seen(const Ray& ray) {
     if (spread_bounces(ray) == 0 || SkyLight.distribution.texels.empty())
         return radiance_seen(ray, kNoTexel);
-    const Vec3 radiance = filtered_sky(ray.direction);
-    if (SkyLight.sample < 1 || !competes_with_samples(ray)) return radiance;
-    return exact_bounce_share(ray, ray.source_point->rays.sky, sky_density(ray.direction))
-           * radiance;
+    const SkyDraw sky = seen_sky(ray.direction);
+    if (SkyLight.sample < 1 || !competes_with_samples(ray)) return sky.radiance;
+    return exact_bounce_share(ray, ray.source_point->rays.sky, sky.density) * sky.radiance;
 }
 
 Vec3 classic_radiance_seen(const Ray& ray) {
@@ -250,8 +249,9 @@ Vec3 sky_radiance(const Ray& ray) {
 LightSplit direct_sky(const Ray& ray, const SurfacePoint& point) {
     if (SkyLight.sample < 1) return {};
     if (!is_linked(SkyLight.link, ray.hit_shader)) return {};
-    const AddSample add = is_exact() ? add_exact_sky_sample : add_sky_sample;
-    const LightSplit sum = sum_light_samples(nullptr, ray, point, SkyLight.sample, add);
+    const LightSplit sum =
+        is_exact() ? sum_exact_samples(nullptr, ray, point, point.rays.sky, add_exact_sky_sample)
+                   : sum_light_samples(nullptr, ray, point, SkyLight.sample, add_sky_sample);
     add_light_aovs(SkyLight.aov_list, ray, point, sum);
     return sum;
 }

@@ -23,6 +23,7 @@ struct SampleCursor {
     std::uint32_t path = 0;        // exact estimator: key of the bounces so far; 0 in the classic
     std::uint32_t first = 0;       // index of the pixel's first point in the sequence
     std::uint32_t pixel_order = 0; // of the pixel along the curve that visits all pixels
+    bool random = false; // exact estimator: plain random pairs, where even ones gain little
 };
 
 // What a pair of the exact estimator is drawn for. Each has a sequence of its own at every bounce.
@@ -46,7 +47,11 @@ constexpr Draw numbered(Draw first, std::uint32_t number) {
 // The pair of the exact estimator at the cursor for this purpose.
 constexpr Vec2 draw_pair(const SampleCursor& cursor, Draw draw) {
     const std::uint64_t key = derive_key(cursor.path, static_cast<std::uint64_t>(draw));
-    return scrambled_pair(cursor.first + cursor.sample, key);
+    const std::uint32_t index = cursor.first + cursor.sample;
+    if (!cursor.random) return scrambled_pair(index, key);
+    const std::uint64_t bits = derive_key(key, index);
+    return {unit_of_bits(static_cast<std::uint32_t>(bits)),
+            unit_of_bits(static_cast<std::uint32_t>(bits >> 32))};
 }
 
 // A cursor over a pixel's samples: `count` of them, of which this is number `sample`. Stretches of

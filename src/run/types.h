@@ -43,7 +43,7 @@ struct RayStatisticsRecord {
     std::int64_t render_shadow_rays = 0;
 };
 
-// Work of the shadow walks in first frames of the run; stored only.
+// Work of the shadow walks in first frames of the run.
 struct TraversalTotalsRecord {
     std::uint64_t nodes = 0, leaves = 0, primitives = 0;
 };

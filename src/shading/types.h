@@ -115,8 +115,7 @@ struct HairTable {
     bool sample_all_lobes = false;       // false: the bounce follows R alone
 };
 
-// What fills a volume. `transmittance` attenuates, lights ask whether there is an `albedo`, hair
-// takes `sigma_t`; the rest is stored only.
+// What fills a volume. `transmittance` and `albedo` are input, the rest is derived.
 struct Medium {
     Vec3 scatter_ratio;
     Vec3 sigma_s;
