@@ -4,6 +4,7 @@
 #include "math/constants.h"
 #include "math/random.h"
 #include "math/roots.h"
+#include "run/estimator.h"
 #include "shading/fibre.h"
 #include "shading/fresnel.h"
 #include "shading/hair_table.h"
@@ -101,10 +102,11 @@ Vec3 longitudinals(const HairTable& table, const Inclinations& s) {
     return {longitudinal(table, 0, s), longitudinal(table, 1, s), longitudinal(table, 2, s)};
 }
 
-// Row or column of a table for a share of its range in [0, 1]; NaN gives 0.
+// Row or column of a table for a share of its range in [0, 1]; NaN gives 0. The classic estimator
+// reads the last one, where light goes straight on, at the very end alone.
 int table_place(float share) {
     constexpr float kLast = kHairTableSize - 1;
-    const float place = kLast * share;
+    const float place = (is_exact() ? float{kHairTableSize} : kLast) * share;
     return place > 0.0f ? static_cast<int>(std::min(place, kLast)) : 0;
 }
 
@@ -192,7 +194,11 @@ int sample_hair(const HairTable& table, float h, const SurfacePoint& point, Vec3
         c * std::cos(x) + safe_root(1.0f - c * c) * std::cos(turn) * std::sin(x), -1.0f, 1.0f);
     const float cos_i = safe_root(1.0f - sin_i * sin_i);
 
-    const float cos_d = std::cos(0.5f * (std::atan2(sin_i, cos_i) - theta_o));
+    // sin_i is that of the mirrored cone: the difference of the inclinations is the sum of the angles.
+    // Bounces of R alone take it for that of the direction itself.
+    const float theta_i = std::atan2(sin_i, cos_i);
+    const float sum_of_angles = table.sample_all_lobes ? theta_i + theta_o : theta_i - theta_o;
+    const float cos_d = std::cos(0.5f * sum_of_angles);
     const FibrePath path = fibre_path(h, cos_d, table.ior, table.f0, table.absorption);
     const float p = static_cast<float>(lobe);
     const float phi = p * kPi - 2.0f * path.gamma_i + 2.0f * p * path.gamma_t

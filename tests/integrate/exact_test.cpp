@@ -225,13 +225,25 @@ TEST(Exact, LampsAreTheirFormFactors) {
 
 constexpr Vec3 kOblique = {0.1f, -0.2f, 0.1f}, kGrazing = {0.99f, 0.0f, 0.02f};
 
+// Light that is mirrored inside of a fibre twice is lost.
+void expect_white_fibre(const Vec3& at) {
+    for (const Vec3& side : {Vec3{0.0f, 0.02f, 1.0f}, {0.93f, 0.01f, 0.36f}}) {
+        SkyLight.sample = 0;
+        RendererSettings.bounce_samples = 4096;
+        const Seen bounced = look(at + side, at);
+        EXPECT_NEAR(bounced.mean, 0.97, 0.03);
+        SkyLight.sample = 4096;
+        RendererSettings.bounce_samples = 4;
+        expect_same(look(at + side, at), bounced, "fibre", 4.0);
+    }
+}
+
 // What loses no light shows the sky from every side, however it is found.
 TEST(Exact, WhiteThingsVanishInAWhiteSky) {
     struct Thing {
         const char* name;
         int shader;
         double effort;
-        int bounces = 16;
     };
 
     for (const bool image : {false, true}) {
@@ -247,12 +259,11 @@ TEST(Exact, WhiteThingsVanishInAWhiteSky) {
                                 {"frosted glass", frosted, 8},
                                 {"gloss 0.1", add_gloss(0.1f), 6},
                                 {"gloss 0.3", add_gloss(0.3f), 12},
-                                {"gloss 0.8", add_gloss(0.8f), 16},
-                                {"fibre", 0, 14, 128}};
+                                {"gloss 0.8", add_gloss(0.8f), 16}};
         add_fibre(
             add_instanced_object({{{1, 0, 0, 70}, {0, 1, 0, 0}, {0, 0, 1, 0}, {0, 0, 0, 1}}}));
         add_level({9, -1}, {11, 1}, 0.1f, add_glass(Material::thin));
-        for (std::size_t i = 0; i + 1 < std::size(things); ++i) {
+        for (std::size_t i = 0; i < std::size(things); ++i) {
             const float x = 10.0f * static_cast<float>(i);
             add_level({x - 1, -1}, {x + 1, 1}, 0.0f, things[i].shader);
         }
@@ -264,12 +275,11 @@ TEST(Exact, WhiteThingsVanishInAWhiteSky) {
             for (std::size_t i = 0; i < std::size(things) && (image || samples == 4); ++i) {
                 const Thing& thing = things[i];
                 const Vec3 at = {10.0f * static_cast<float>(i), 0, 0};
-                RendererSettings.bounce_samples = thing.bounces;
                 expect_same(look(at + kOblique, at), {1.0, 0.0}, thing.name, thing.effort);
-                if (thing.shader == 0) continue; // the lobes of fibres gain light at grazing angles
                 expect_same(look(at + kGrazing, at), {1.0, 0.0}, thing.name, thing.effort);
             }
         }
+        if (image) expect_white_fibre({70, 0, 0});
     }
 }
 
