@@ -13,9 +13,12 @@ namespace mh {
 
 namespace {
 
-// Below this many steradians points are drawn by area: that is quicker, and the density varies
-// little there.
-constexpr float kSmallestAngle = 0.2f;
+// Points of lamps that fill less, at the distance of their nearest point, are drawn by area: that is
+// quicker, and the density varies little there.
+constexpr float kSmallAngle = 0.2f; // steradians
+
+// Below it angles lose their digits.
+constexpr float kSmallestAngle = 0.03f;
 
 Vec3 direction_to(const Vec3& from, const Vec3& to) {
     return unit_direction(to - from);
@@ -155,7 +158,7 @@ bool looks_small(const Lamp& lamp, const Vec3& from) {
     const Vec3 v = lamp.corner + 0.5f * (lamp.edge_u + lamp.edge_v) - from;
     const float radius = 0.5f * (length(lamp.edge_u) + length(lamp.edge_v));
     const float nearest = length(v) - radius;
-    return nearest > 0.0f && lamp.area < kSmallestAngle * nearest * nearest;
+    return nearest > 0.0f && lamp.area < kSmallAngle * nearest * nearest;
 }
 
 bool shines_on(const Lamp& lamp, const Vec3& from) {
