@@ -10,6 +10,7 @@
 #include "integrate/pixel_loop.h"
 #include "lights/gaffer.h"
 #include "lights/state.h"
+#include "math/packed_unit.h"
 #include "math/random.h"
 #include "output/camera.h"
 #include "output/state.h"
@@ -376,6 +377,12 @@ TEST(Exact, LampsAreTheSameByAnyNumberOfSamples) {
         {"coated lamp", 3, add_coated_lamp},
         {"mixed lamp", 14, add_mixed_lamp},
         {"painted lamp", 6, add_painted_lamp},
+        {"bent normals", 3,
+         [] { // a part of the bounces would go below the floor
+             add_under_lamp(add_shader(splat(1.0f)));
+             Objects[0].parts[0].normals.assign(4, pack_unit({0.6f, 0.0f, 0.8f}));
+             Objects[0].parts[0].normals.resize(8, pack_unit({0.0f, 0.0f, -1.0f}));
+         }},
         {"leaf", 3,
          [] {
              const int curtain = add_shader();

@@ -149,7 +149,9 @@ TEST_F(LampCloud, ChancesSumToOneAndAreFound) {
 // Squares on their corners in one plane, instances of one: their boxes overlap.
 TEST_F(LampCloud, NeighboursInAPlaneAreToldApart) {
     for (int i = 0; i < 16; ++i) {
-        const Vec3 corner = {static_cast<float>(i % 4), static_cast<float>(i / 4), 0};
+        const int row = i / 4; // every other one between those of the last
+        const Vec3 corner = {static_cast<float>(i % 4) + 0.5f * static_cast<float>(row % 2),
+                             0.5f * static_cast<float>(row), 0};
         set.lamps.push_back(make_lamp(corner, {0.5f, 0.5f, 0}, {-0.5f, 0.5f, 0}, false));
         set.lamps.back().emission = splat(1.0f + static_cast<float>(i));
     }
