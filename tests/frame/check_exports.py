@@ -24,7 +24,7 @@ def parameters(source, end):
 
 declared, defined = parameters(text, ";"), {}
 for source in pathlib.Path(header).parent.glob("*.cpp"):
-    defined |= parameters(source.read_text(), r"\{")
+    defined |= parameters(source.read_text(), r"(?:try )?\{")
 expected = {f"{name}@@MOONHARE_{major}" for name in declared}
 other = [name for name in declared if declared[name] != defined.get(name)]
 if len(declared) != 124 or exported != expected or other:
