@@ -247,7 +247,9 @@ Vec3 sky_radiance(const Ray& ray) {
 }
 
 LightSplit direct_sky(const Ray& ray, const SurfacePoint& point) {
-    if (SkyLight.sample < 1) return {};
+    const bool none =
+        is_exact() ? SkyLight.distribution.texels.empty() : SkyLight.sky_table.size == 0;
+    if (SkyLight.sample < 1 || none) return {};
     if (!is_linked(SkyLight.link, ray.hit_shader)) return {};
     const LightSplit sum =
         is_exact() ? sum_exact_samples(nullptr, ray, point, point.rays.sky, add_exact_sky_sample)
