@@ -3,6 +3,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "math/hash.h"
 #include "math/vec3.h"
 
 #include <bit>
@@ -42,13 +43,6 @@ constexpr bool same_value(const Vec2& a, const Vec2& b) {
 
 constexpr bool same_value(const Vec3& a, const Vec3& b) {
     return same_value(a.x, b.x) && same_value(a.y, b.y) && same_value(a.z, b.z);
-}
-
-// Finaliser of [Stafford11], variant 13: every input bit reaches every output bit.
-constexpr std::uint64_t mix_bits(std::uint64_t x) {
-    x = (x ^ (x >> 30)) * 0xBF58476D1CE4E5B9u;
-    x = (x ^ (x >> 27)) * 0x94D049BB133111EBu;
-    return x ^ (x >> 31);
 }
 
 constexpr std::uint64_t hash_value(float x) {

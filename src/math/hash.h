@@ -6,7 +6,7 @@
 
 namespace mh {
 
-// A bijection in which every bit of the result depends on every bit of x [Steele14].
+// A bijection in which every bit of the result depends on every bit of x [Stafford11], variant 13.
 constexpr std::uint64_t mix_bits(std::uint64_t x) {
     x ^= x >> 30;
     x *= 0xBF58476D1CE4E5B9u;
@@ -15,7 +15,7 @@ constexpr std::uint64_t mix_bits(std::uint64_t x) {
     return x ^ x >> 31;
 }
 
-// A key made of another and a number: its own for each pair of the two.
+// A key made of another and a number: its own for each pair of the two [Steele14].
 constexpr std::uint64_t derive_key(std::uint64_t key, std::uint64_t number) {
     constexpr std::uint64_t kGoldenRatio = 0x9E3779B97F4A7C15u; // of 2^64
     return mix_bits(key + kGoldenRatio * (number + 1));
