@@ -5,6 +5,7 @@
 
 #include "geometry/types.h"
 #include "hit/hit_vertices.h"
+#include "math/axis.h"
 #include "math/faces.h"
 #include "math/frame.h"
 #include "math/random.h"
@@ -126,10 +127,6 @@ void choose_layer(const Ray& ray, const Shader& shader, bool front, SurfacePoint
     else
         point.layer = &shader.layers[static_cast<std::size_t>(
             pick_layer(shader, point, front, layer_draw(ray)))];
-}
-
-float largest_coordinate(const Vec3& p) {
-    return max_channel(max(p, -p));
 }
 
 // Bound on the error of origin + distance * direction, and of the intersection that gave the

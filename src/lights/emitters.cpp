@@ -6,6 +6,7 @@
 #include "geometry/objects.h"
 #include "geometry/state.h"
 #include "hit/hit_vertices.h"
+#include "math/axis.h"
 #include "math/faces.h"
 #include "math/roots.h"
 #include "run/types.h"
@@ -61,10 +62,6 @@ HitVertices<3> vertices_at_square(const Triangle& face, const Vec2& ab) {
 
 HitVertices<4> vertices_at_square(const Tetragon& face, const Vec2& ab) {
     return vertices_at(face, ab.y, ab.x);
-}
-
-float largest_coordinate(const Vec3& p) {
-    return std::max({std::fabs(p.x), std::fabs(p.y), std::fabs(p.z)});
 }
 
 // Also of normals of tiny faces, which normalize() leaves too short.

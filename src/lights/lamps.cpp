@@ -8,6 +8,7 @@
 #include "lights/lamp_shape.h"
 #include "lights/lamp_tree.h"
 #include "lights/state.h"
+#include "math/axis.h"
 #include "math/roots.h"
 #include "run/types.h"
 #include "shading/evaluate.h"
@@ -203,10 +204,6 @@ void set_powers(LampSet& set) {
         set_weight(set.by_power, static_cast<std::int32_t>(i),
                    mean(set.lamps[i].emission) * set.lamps[i].area);
     FinishSampler(set.by_power);
-}
-
-float largest_coordinate(const Vec3& p) {
-    return max_channel(max(p, -p));
 }
 
 float rounding_of(const Lamp& lamp) {

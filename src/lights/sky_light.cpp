@@ -164,8 +164,6 @@ PhotonSource exact_photon_source(std::uint32_t number) {
     return {sky.direction, sky.radiance, weight};
 }
 
-// Direction to the sky of a photon, and its weight: 1 over the density of the direction, relative
-// to the uniform one.
 PhotonSource photon_source(std::uint32_t number) {
     if (!SkyLight.distribution.texels.empty()) return exact_photon_source(number);
     const float u = sequence_value(number, 0);

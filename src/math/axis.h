@@ -14,6 +14,11 @@ constexpr void set_component(Vec3& v, int axis, float value) {
     (axis == 0 ? v.x : axis == 1 ? v.y : v.z) = value;
 }
 
+// The size of the coordinate farthest from 0.
+constexpr float largest_coordinate(const Vec3& v) {
+    return max_channel(max(v, -v));
+}
+
 constexpr int longest_axis(const Vec3& size) {
     if (size.x >= size.y && size.x >= size.z) return 0;
     return size.y >= size.z ? 1 : 2;
