@@ -156,7 +156,7 @@ std::string SettingsText() {
 Checkpoint TakeCheckpoint(std::uint64_t scene) {
     Checkpoint checkpoint = {FrameIndex, ActiveCamera()->sample, scene, SettingsText(), {}};
     ForEachOutput([&](Aov& aov, Filling filling) {
-        if (filling == Filling::complete) return;
+        if (!grows(filling)) return;
         Image image = OfWholeFrames(aov.image);
         checkpoint.images.push_back(
             {image.width, image.height, image.channels, std::move(image.floats)});
@@ -167,7 +167,7 @@ Checkpoint TakeCheckpoint(std::uint64_t scene) {
 bool RestoreImages(const Checkpoint& checkpoint) {
     std::vector<std::pair<Image*, Filling>> images;
     ForEachOutput([&](Aov& aov, Filling filling) {
-        if (filling != Filling::complete) images.push_back({&aov.image, filling});
+        if (grows(filling)) images.push_back({&aov.image, filling});
     });
     if (images.size() != checkpoint.images.size()) return false;
     for (std::size_t i = 0; i < images.size(); ++i)

@@ -58,7 +58,10 @@ static_assert(same(mhChannelBeauty, Channel::beauty)
               && same(mhChannelEmissive, Channel::emissive)
               && same(mhChannelNormal, Channel::normal) && same(mhChannelTangent, Channel::tangent)
               && same(mhChannelPosition, Channel::position) && same(mhChannelDepth, Channel::depth)
-              && same(mhChannelCustom, Channel::primvar));
+              && same(mhChannelCustom, Channel::primvar) && same(mhChannelNoise, Channel::noise)
+              && same(mhChannelFeatureAlbedo, Channel::feature_albedo)
+              && same(mhChannelFeatureNormal, Channel::feature_normal)
+              && same(mhChannelFeatureDepth, Channel::feature_depth));
 
 } // namespace
 

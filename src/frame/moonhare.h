@@ -128,7 +128,12 @@ enum {
     mhChannelTangent = 4096,  /* 0.5 (1 + t) */
     mhChannelPosition = 8192, /* in scene coordinates */
     mhChannelDepth = 16384,   /* distance from the camera */
-    mhChannelCustom = 32768   /* the per-vertex array that the user data names */
+    mhChannelCustom = 32768,  /* the per-vertex array that the user data names */
+    mhChannelNoise = 65536,   /* standard error over brightness, of cameras */
+    /* Of the first surface that scatters, through mirrors and smooth glass; of cameras. */
+    mhChannelFeatureAlbedo = 131072,
+    mhChannelFeatureNormal = 262144, /* 0.5 (1 + n) */
+    mhChannelFeatureDepth = 524288
 };
 
 /* ---- Lifecycle ---- */

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "integrate/output_images.h"
 
+#include "integrate/plane_images.h"
 #include "integrate/whole_frames.h"
 #include "lights/state.h"
 #include "output/camera.h"
@@ -30,7 +31,9 @@ void for_each_of_light(std::vector<Aov>& list, const Act& act) {
 void for_each_of_camera(Camera& camera, bool active, const Act& act) {
     for (std::size_t i = 0; i < camera.aovs.size(); ++i) {
         Aov& aov = camera.aovs[i];
-        const Filling filling = i == 0 ? Filling::mean : filling_of(aov);
+        const Filling filling = i == 0              ? Filling::mean
+                                : shows_planes(aov) ? Filling::derived
+                                                    : filling_of(aov);
         act(aov, active ? filling : Filling::complete);
     }
 }
@@ -39,6 +42,11 @@ void write_whole_frames(const Image& image, float factor) {
     Image copy = OfWholeFrames(image);
     scale(copy, factor);
     WriteImage(copy);
+}
+
+void write_derived(Aov copy) {
+    ShowPlanes(copy);
+    WriteImage(copy.image);
 }
 
 } // namespace
@@ -54,6 +62,8 @@ void ForEachOutput(const Act& act) {
         for_each_of_light(light.aov_list, act);
     for (ParallelLight& light : ParallelLights)
         for_each_of_light(light.aov_list, act);
+    for (Aov& sum : PlaneSums.sums)
+        act(sum, Filling::plane);
 }
 
 float sum_scale() {
@@ -73,6 +83,7 @@ void WriteOutputs() {
     const float factor = sum_scale();
     ForEachOutput([&](Aov& aov, Filling filling) {
         if (filling == Filling::sum) write_whole_frames(aov.image, factor);
+        if (filling == Filling::derived) write_derived(aov);
         if (filling == Filling::complete) WriteImage(aov.image);
     });
     if (const Camera* camera = ActiveCamera()) write_whole_frames(camera->aovs[0].image, 1.0f);

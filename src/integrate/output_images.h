@@ -13,9 +13,17 @@ enum class Filling {
     mean,     // of the frames so far: the beauty image of the active camera
     sum,      // a share of 1 / (number of frames) with each frame
     complete, // by the photons, or never: it does not change with frames
+    plane,    // a sum of output/feature_planes.h; it has no file
+    derived,  // from the planes, when it is written
 };
 
-// Every AOV in a fixed order: active camera, other cameras, sky, geometry, point, parallel lights.
+// Whether frames add to the image, so that it is kept and restored with them.
+constexpr bool grows(Filling filling) {
+    return filling == Filling::mean || filling == Filling::sum || filling == Filling::plane;
+}
+
+// Every AOV in a fixed order: active camera, other cameras, sky, geometry, point, parallel lights,
+// planes.
 void ForEachOutput(const std::function<void(Aov& aov, Filling filling)>& act);
 
 // Writes all images as pictures of the whole frames done, also while a frame is under way.

@@ -3,6 +3,7 @@
 // SPDX-License-Identifier: MIT
 #include "integrate/pixel_loop.h"
 
+#include "integrate/features.h"
 #include "integrate/radiance.h"
 #include "integrate/run_context.h"
 #include "integrate/whole_frames.h"
@@ -87,6 +88,7 @@ Vec3 pixel_value(const Camera& camera, const CameraPose& pose, int x, int y) {
     start_stream(Stream::pixel, CurrentSample,
                  static_cast<std::uint64_t>(pixel_index(camera, x, y)));
     Ray ray = primary_ray(camera, pose, x, y);
+    begin_features(ray.thread);
     const Vec3 value = radiance(ray), limit = RendererSettings.clamp;
     if (is_finite(value)) return min(value, limit);
     bool lost = false;
@@ -138,6 +140,7 @@ void RenderPixels(std::uint32_t frame) {
     render_region(*camera, region_of(*camera), frame, [&](int x, int y, const Vec3& value) {
         const std::int64_t pixel = pixel_index(*camera, x, y);
         write_pixel(beauty, pixel, mean_with(read_pixel(beauty, pixel), done, value));
+        if (keeps_planes()) add_frame(pixel, value, take_features(thread_number()));
     });
 }
 

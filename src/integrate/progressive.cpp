@@ -4,6 +4,7 @@
 #include "integrate/progressive.h"
 
 #include "integrate/output_images.h"
+#include "integrate/plane_images.h"
 #include "integrate/whole_frames.h"
 #include "math/stop.h"
 #include "output/aov.h"
@@ -66,6 +67,7 @@ void close_run(const Camera& camera) {
         ReportText("            close the window to exit. happy rendering :) thank you!");
         ReportRule();
     }
+    ShowAllPlanes();
     WriteAovs(camera.aovs);
     Steps.finish_lights();
 }

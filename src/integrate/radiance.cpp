@@ -6,6 +6,7 @@
 #include "hit/surface_builder.h"
 #include "integrate/bounces.h"
 #include "integrate/density.h"
+#include "integrate/features.h"
 #include "integrate/run_context.h"
 #include "lights/gaffer.h"
 #include "lights/geometry_light.h"
@@ -127,17 +128,25 @@ void write_aovs(const Ray& ray, const SurfacePoint& point, const LightSplit& par
     if (camera != nullptr) write_first_hit_aovs(*camera, ray, point, parts, emission);
 }
 
+Vec3 sky_seen(const Ray& ray) {
+    const Vec3 light = sky_radiance(ray);
+    if (sees_features(ray)) add_sky_feature(ray, light);
+    return light;
+}
+
 Vec3 radiance_of_survivor(Ray& ray) {
-    if (!closest_hit(ray)) return sky_radiance(ray);
+    if (!closest_hit(ray)) return sky_seen(ray);
     SurfacePoint point;
     point.use_density = ends_in_density(ray);
     if (!point.use_density && is_lost(ray)) return {};
     build_surface_point(ray, point);
     evaluate_layers(ray, point);
     if (is_exact()) point.rays = rays_of(ray, point);
+    if (sees_features(ray)) measure_way(ray, point);
     const LightSplit parts = scattered_light(ray, point);
     const Vec3 emission = surface_emission(ray, point, density_estimate(ray, point));
     if (ray.depth == 0) write_aovs(ray, point, parts, emission);
+    if (sees_features(ray)) add_features(ray, point, emission);
     const Vec3 sum = parts.to_lambertian + parts.to_transmissive + parts.to_glossy
                      + parts.to_specular + emission;
     return attenuated(sum, ray);

@@ -28,6 +28,14 @@ struct alignas(64) ThreadPhotons {
     std::size_t left_out = 0;        // for want of memory
 };
 
+// Rough surfaces that a thread's path has seen so far, weighted; way: lengths of its segments up to
+// each depth.
+struct alignas(64) PathFeatures {
+    Vec3 albedo, normal;
+    float depth = 0.0f, weight = 0.0f;
+    std::array<float, 256> way = {};
+};
+
 struct IntegrateStateRecord {
     std::vector<CausticPhoton> photons;
     PhotonTree photon_tree;
@@ -37,6 +45,7 @@ struct IntegrateStateRecord {
     AtomicSums density_sums;                // of all cells, while photons fly
     AtomicSums splats;                      // of all pixels; empty when nothing is to be splatted
     std::array<ThreadPhotons, kMaxThreads> photons_of_thread;
+    std::array<PathFeatures, kMaxThreads> features_of_thread;
     std::size_t most_photons_of_thread = 0; // that a thread may store
     std::uint32_t lights_cast = 0;          // in this pass
     bool path_was_cut = false;              // for want of stack; written by all threads

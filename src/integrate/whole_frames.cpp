@@ -61,7 +61,7 @@ Image copy_during_frame(const KeptImage& kept) {
 
 void find_images() {
     ForEachOutput([](Aov& aov, Filling filling) {
-        if (filling == Filling::complete) return;
+        if (!grows(filling)) return;
         current.images.push_back({&aov.image, std::vector<float>(aov.image.floats.size())});
     });
 }

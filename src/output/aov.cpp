@@ -105,7 +105,10 @@ Vec3 first_hit_value(const Aov& aov, const Ray& ray, const SurfacePoint& point,
     case Channel::primvar: return primvar_at_hit(ray, aov.user_data);
     case Channel::beauty:     // the running mean of the pixel loop
     case Channel::light_path: // splats of the photons
-        break;
+    case Channel::noise:      // from the planes, and so are the following
+    case Channel::feature_albedo:
+    case Channel::feature_normal:
+    case Channel::feature_depth: break;
     }
     return {};
 }

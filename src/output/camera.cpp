@@ -7,6 +7,7 @@
 #include "math/memory.h"
 #include "math/roots.h"
 #include "output/aov.h"
+#include "output/feature_planes.h"
 #include "output/state.h"
 #include "run/report.h"
 #include "run/types.h"
@@ -151,6 +152,7 @@ void InitializeCamera(Camera& camera) {
 void InitializeCameras() {
     for (Camera& camera : Cameras)
         InitializeCamera(camera);
+    if (const Camera* camera = ActiveCamera()) AllocatePlanes(*camera);
 }
 
 // Names may repeat ("beauty.hdr" does by default): the rendered first camera is written last.
@@ -160,6 +162,7 @@ void FinalizeCameras() {
         ResetCamera(*camera);
     }
     Cameras.clear();
+    ReleasePlanes();
 }
 
 void BuildCameraFrame(CameraPose& pose, float width) {

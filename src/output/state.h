@@ -14,14 +14,23 @@ struct ImageWritingRecord {
     std::map<std::string, std::string> faults; // by path: why the last write failed
 };
 
+// Sums of the planes: of each pixel its number of frames, then for light, albedo, normal and depth
+// the sum over even frames, over odd ones, and that of squares.
+struct PlaneSumsRecord {
+    PlaneNeed asked = PlaneNeed::none, kept = PlaneNeed::none;
+    std::vector<Aov> sums; // as many as are kept
+};
+
 struct OutputStateRecord {
     std::vector<Camera> cameras;
+    PlaneSumsRecord planes;
     ImageWritingRecord image_writing;
 };
 
 extern OutputStateRecord OutputState;
 
 inline constexpr auto& Cameras = OutputState.cameras;
+inline constexpr auto& PlaneSums = OutputState.planes;
 inline constexpr auto& ImageWriting = OutputState.image_writing;
 
 // At the end of a scene.

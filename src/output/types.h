@@ -31,7 +31,15 @@ enum class Channel : std::uint32_t {
     position = 8192,
     depth = 16384,
     primvar = 32768, // the per-vertex array that user_data names
+    // Means over the frames of a pixel, in the planes of output/feature_planes.h.
+    noise = 65536,
+    feature_albedo = 131072,
+    feature_normal = 262144,
+    feature_depth = 524288,
 };
+
+// Which planes of output/feature_planes.h are kept; each with all before it.
+enum class PlaneNeed : std::uint8_t { none, noise, features };
 
 constexpr std::int32_t kAnyShader = -1; // of Aov::shader
 

@@ -77,6 +77,10 @@ constexpr ChannelName kChannelNames[] = {
     {"tangent", Channel::tangent},
     {"depth", Channel::depth},
     {"light_path", Channel::light_path},
+    {"noise", Channel::noise},
+    {"feature_albedo", Channel::feature_albedo},
+    {"feature_normal", Channel::feature_normal},
+    {"feature_depth", Channel::feature_depth},
 };
 
 // Known names add their bit; any other is the name of a per-vertex array.

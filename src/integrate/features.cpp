@@ -1,0 +1,75 @@
+// Sums over the rough surfaces that one path sees by specular bounces alone.
+// SPDX-License-Identifier: MIT
+#include "integrate/features.h"
+
+#include "integrate/state.h"
+#include "math/roots.h"
+
+namespace mh {
+
+namespace {
+
+PathFeatures& features_of(const Ray& ray) {
+    return IntegrateState.features_of_thread[ray.thread];
+}
+
+float brightness(const Vec3& colour) {
+    return (colour.x + colour.y + colour.z) / 3.0f;
+}
+
+// Share of a reflecting layer's light that comes from this side, or from both of a layer that refracts.
+float sent_share(const Ray& ray, const SurfacePoint& point) {
+    const bool all = ray.hit_kind == HitKind::hair || point.refraction_kind != Material::opaque;
+    return all ? 1.0f : point.reflectance;
+}
+
+// How much of what the surface sends to the ray is its own, and not that of what mirrors show.
+float rough_share(const Ray& ray, const SurfacePoint& point, const Vec3& rough) {
+    if (!point.specular_active) return 1.0f;
+    const float own = brightness(rough);
+    const float mirrored = sent_share(ray, point) * brightness(point.specular_color);
+    return own > 0.0f ? own / (own + mirrored) : 0.0f;
+}
+
+} // namespace
+
+void begin_features(int thread) {
+    if (!keeps_features()) return;
+    PathFeatures& path = IntegrateState.features_of_thread[static_cast<std::size_t>(thread)];
+    path.albedo = path.normal = {};
+    path.depth = path.weight = 0.0f;
+}
+
+void measure_way(const Ray& ray, const SurfacePoint& point) {
+    PathFeatures& path = features_of(ray);
+    const float before = ray.depth > 0 ? path.way[ray.depth - 1u] : 0.0f;
+    path.way[ray.depth] = before + length(point.position - ray.origin);
+}
+
+void add_features(const Ray& ray, const SurfacePoint& point, const Vec3& emission) {
+    PathFeatures& path = features_of(ray);
+    const Vec3 rough = point.transmittance * (point.lambertian_color + point.transmissive_color)
+                       + sent_share(ray, point) * point.glossy_color + min(emission, splat(1.0f));
+    path.albedo += ray.weight * min(rough, splat(1.0f));
+    const float weight = brightness(ray.weight) * rough_share(ray, point, rough);
+    path.normal += weight * point.normal;
+    path.depth += weight * path.way[ray.depth];
+    path.weight += weight;
+}
+
+void add_sky_feature(const Ray& ray, const Vec3& light) {
+    features_of(ray).albedo += ray.weight * min(light, splat(1.0f));
+    features_of(ray).weight += brightness(ray.weight);
+}
+
+FeatureSample take_features(int thread) {
+    if (!keeps_features()) return {};
+    const PathFeatures& path = IntegrateState.features_of_thread[static_cast<std::size_t>(thread)];
+    if (!(path.weight > 0.0f)) return {path.albedo, {}, 0.0f};
+    const FeatureSample sample = {path.albedo, path.normal / path.weight, path.depth / path.weight};
+    return is_finite(sample.albedo) && is_finite(sample.normal) && std::isfinite(sample.depth)
+               ? sample
+               : FeatureSample{};
+}
+
+} // namespace mh

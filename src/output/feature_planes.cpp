@@ -1,0 +1,151 @@
+// Sums over the frames of a pixel, and what they come to.
+// SPDX-License-Identifier: MIT
+#include "output/feature_planes.h"
+
+#include "math/memory.h"
+#include "output/aov.h"
+#include "output/state.h"
+#include "run/report.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdlib>
+#include <limits>
+#include <utility>
+
+namespace mh {
+
+namespace {
+
+constexpr std::size_t kSumsOfNoise = 4, kSumsOfFeatures = 13, kFirstOfDepth = 10;
+
+std::size_t sums_of(PlaneNeed need) {
+    switch (need) {
+    case PlaneNeed::none: return 0;
+    case PlaneNeed::noise: return kSumsOfNoise;
+    case PlaneNeed::features: return kSumsOfFeatures;
+    }
+    std::abort();
+}
+
+std::int32_t channels_of(std::size_t sum) {
+    return sum == 0 || sum >= kFirstOfDepth ? 1 : 3;
+}
+
+PlaneNeed need_of(const Aov& aov) {
+    if (holds(aov, Channel::noise)) return PlaneNeed::noise;
+    const bool feature = holds(aov, Channel::feature_albedo) || holds(aov, Channel::feature_normal)
+                         || holds(aov, Channel::feature_depth);
+    return feature ? PlaneNeed::features : PlaneNeed::none;
+}
+
+void add_to(float& sum, float value) {
+    constexpr float kMost = std::numeric_limits<float>::max();
+    sum = std::clamp(sum + value, -kMost, kMost);
+}
+
+void add_sample(Quantity quantity, bool odd, std::int64_t pixel, const Vec3& value) {
+    Image& half = plane_sum(quantity, odd ? Half::odd : Half::even).image;
+    Image& squares = plane_sum(quantity, Half::squares).image;
+    const auto channels = static_cast<std::size_t>(half.channels);
+    const std::size_t first = static_cast<std::size_t>(pixel) * channels;
+    const float components[3] = {value.x, value.y, value.z};
+    for (std::size_t c = 0; c < channels; ++c) {
+        add_to(half.floats[first + c], components[c]);
+        add_to(squares.floats[first + c], components[c] * components[c]);
+    }
+}
+
+// Makes means of the sums of halves, and of the squares the variance of the mean over all frames.
+Plane finished(Quantity quantity, const std::vector<float>& frames) {
+    Plane plane;
+    plane.channels = plane_sum(quantity, Half::even).image.channels;
+    plane.half = {std::move(plane_sum(quantity, Half::even).image.floats),
+                  std::move(plane_sum(quantity, Half::odd).image.floats)};
+    plane.variance = std::move(plane_sum(quantity, Half::squares).image.floats);
+    const auto channels = static_cast<std::size_t>(plane.channels);
+    for (std::size_t i = 0; i < plane.variance.size(); ++i) {
+        const float n = frames[i / channels];
+        const float odd = std::floor(0.5f * n), even = n - odd;
+        float &a = plane.half[0][i], &b = plane.half[1][i], &v = plane.variance[i];
+        v = variance_of_mean(a + b, v, n);
+        a = a / std::max(even, 1.0f);
+        b = odd > 0.0f ? b / odd : a; // a single frame is all there is to know
+    }
+    return plane;
+}
+
+} // namespace
+
+float variance_of_mean(float sum, float squares, float n) {
+    if (n < 2.0f) return squares;
+    const double mean = static_cast<double>(sum) / static_cast<double>(n);
+    const double spread = static_cast<double>(squares) / static_cast<double>(n) - mean * mean;
+    return static_cast<float>(std::max(spread, 0.0) / (static_cast<double>(n) - 1.0));
+}
+
+void AskForPlanes(PlaneNeed need) {
+    PlaneSums.asked = std::max(PlaneSums.asked, need);
+}
+
+void AllocatePlanes(const Camera& camera) {
+    PlaneNeed need = PlaneSums.asked;
+    for (const Aov& aov : camera.aovs)
+        need = std::max(need, need_of(aov));
+    PlaneSums.kept = PlaneNeed::none;
+    PlaneSums.sums.clear();
+    const double pixels = 1.0 * camera.width * camera.height;
+    if (!FitsMemory(pixels * bytes_of_planes(need))) {
+        ReportError("camera - what estimates noise needs more memory than there is");
+        return;
+    }
+    PlaneSums.kept = need;
+    PlaneSums.sums.resize(sums_of(need));
+    for (std::size_t i = 0; i < PlaneSums.sums.size(); ++i) {
+        PlaneSums.sums[i].image.channels = channels_of(i);
+        AllocateAov(PlaneSums.sums[i], camera.width, camera.height);
+    }
+}
+
+void ReleasePlanes() {
+    PlaneSums = {};
+}
+
+void add_frame(std::int64_t pixel, const Vec3& value, const FeatureSample& features) {
+    if (!keeps_planes()) return;
+    float& frames = PlaneSums.sums[0].image.floats[static_cast<std::size_t>(pixel)];
+    const bool odd = static_cast<std::uint32_t>(frames) % 2 == 1;
+    frames += 1.0f;
+    add_sample(Quantity::beauty, odd, pixel, value);
+    if (!keeps_features()) return;
+    add_sample(Quantity::albedo, odd, pixel, features.albedo);
+    add_sample(Quantity::normal, odd, pixel, features.normal);
+    add_sample(Quantity::depth, odd, pixel, splat(features.depth));
+}
+
+double bytes_of_planes(PlaneNeed need) {
+    double floats = 0.0;
+    for (std::size_t i = 0; i < sums_of(need); ++i)
+        floats += channels_of(i);
+    return floats * bytes_of_pixel() / 3.0;
+}
+
+FeaturePlanes TakeFeaturePlanes() {
+    FeaturePlanes planes;
+    if (!keeps_planes()) return planes;
+    planes.width = PlaneSums.sums[0].image.width;
+    planes.height = PlaneSums.sums[0].image.height;
+    planes.frames = std::move(PlaneSums.sums[0].image.floats);
+    planes.beauty = finished(Quantity::beauty, planes.frames);
+    if (keeps_features()) {
+        planes.albedo = finished(Quantity::albedo, planes.frames);
+        planes.normal = finished(Quantity::normal, planes.frames);
+        planes.depth = finished(Quantity::depth, planes.frames);
+    }
+    PlaneSums.kept = PlaneNeed::none;
+    PlaneSums.sums.clear();
+    return planes;
+}
+
+} // namespace mh

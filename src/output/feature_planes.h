@@ -1,0 +1,87 @@
+// What tells noise from detail: sums over the frames of a pixel, even and odd ones apart, of its
+// light and of the features of its first rough surface. Kept only when something asks for it, by the
+// active camera; frames that are cut, checkpoints and regions treat them like all images.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "math/vec3.h"
+#include "output/state.h"
+#include "output/types.h"
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+namespace mh {
+
+// Means over the frames of a pixel, row by row.
+struct Plane {
+    std::int32_t channels = 0;              // 3; 1 of the depth
+    std::array<std::vector<float>, 2> half; // over its even, and over its odd frames
+    std::vector<float> variance;            // of the mean over all its frames, as a stray sample
+                                            // of the same variance would have it
+};
+
+// Features follow mirrors and smooth glass to the first surface that scatters. Of a pixel that sees
+// several, they are weighted by what each can send.
+struct FeaturePlanes {
+    std::int32_t width = 0, height = 0;
+    std::vector<float> frames; // of each pixel; 0 outside the region
+    Plane beauty;
+    Plane albedo; // of the diffuse and glossy layers, of lamps and sky their light up to 1; tinted
+                  // by the mirrors and glass before it
+    Plane normal; // unit or shorter, each component in -1..1; 0 where nothing is hit
+    Plane depth;  // length of the way to it; 0 where nothing is hit
+};
+
+// Features of one path.
+struct FeatureSample {
+    Vec3 albedo, normal;
+    float depth = 0.0f;
+};
+
+// A sum of the planes.
+enum class Quantity : std::uint8_t { beauty, albedo, normal, depth };
+enum class Half : std::uint8_t { even, odd, squares };
+
+inline Aov& plane_sum(Quantity quantity, Half half) {
+    return PlaneSums
+        .sums[1 + 3 * static_cast<std::size_t>(quantity) + static_cast<std::size_t>(half)];
+}
+
+// Variance of the mean of n values from their sum and that of their squares; that of a single value
+// is not known and counts as its square.
+float variance_of_mean(float sum, float squares, float n);
+
+// At least so much is kept by the run that follows; before cameras are initialised. A run ends with
+// what it kept being forgotten.
+void AskForPlanes(PlaneNeed need);
+
+// Once the active camera has its size: what was asked for, and what its AOVs need.
+void AllocatePlanes(const Camera& camera);
+void ReleasePlanes();
+
+inline bool keeps_planes() {
+    return PlaneSums.kept != PlaneNeed::none;
+}
+
+inline bool keeps_features() {
+    return PlaneSums.kept == PlaneNeed::features;
+}
+
+// By the thread that owns the pixel.
+void add_frame(std::int64_t pixel, const Vec3& value, const FeatureSample& features);
+
+// Frames that the pixel has; planes are kept.
+inline float frames_of(std::int64_t pixel) {
+    return PlaneSums.sums[0].image.floats[static_cast<std::size_t>(pixel)];
+}
+
+// Bytes that a pixel's sums take.
+double bytes_of_planes(PlaneNeed need);
+
+// What the frames done left, in place of the sums, which are given up. Empty planes where the need
+// was less.
+FeaturePlanes TakeFeaturePlanes();
+
+} // namespace mh
