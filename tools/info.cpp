@@ -52,11 +52,20 @@ void describe_object(std::string& text, const Object& object) {
     }
 }
 
+// Empty for a region that covers the picture.
+std::string region_text(const Camera& camera) {
+    if (camera.region_x0 <= 0 && camera.region_y0 <= 0 && camera.region_x1 >= camera.width
+        && camera.region_y1 >= camera.height)
+        return {};
+    return ", region " + std::to_string(camera.region_x0) + ',' + std::to_string(camera.region_y0)
+           + ',' + std::to_string(camera.region_x1) + ',' + std::to_string(camera.region_y1);
+}
+
 void describe_camera(std::string& text, const Camera& camera, std::size_t number) {
     text += "camera " + std::to_string(number) + (camera.name.empty() ? "" : ' ' + camera.name)
             + ": " + std::to_string(camera.width) + 'x' + std::to_string(camera.height) + ", "
             + CountText(camera.sample, "frame") + ", "
-            + CountText(std::max(camera.pose_count, 0), "pose") + "\n";
+            + CountText(std::max(camera.pose_count, 0), "pose") + region_text(camera) + "\n";
     for (const Aov& aov : camera.aovs)
         text += "  output " + aov.image.path + '\n';
 }
@@ -110,7 +119,8 @@ std::string description() {
         describe_camera(text, Cameras[i], i);
     const double image_bytes = describe_images(text);
     const bool gathers = RendererSettings.distance > 0.0f && RendererSettings.resolution > 0.0f;
-    return text + "mode: " + (gathers ? "gather" : "path")
+    return text + "mode: " + (gathers ? "gather" : "path") + "\nseed: "
+           + (RendererSettings.seed < 0 ? "none" : std::to_string(RendererSettings.seed))
            + "\ntotal: " + CountText(static_cast<std::int64_t>(Objects.size()), "object") + ", "
            + CountText(primitives, "primitive") + ", " + megabytes(image_bytes)
            + " of images\nmemory: about " + megabytes(EstimatedMemory()) + " of "

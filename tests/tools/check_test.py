@@ -217,5 +217,9 @@ class Check(ProgramTest):
         text = self.run_here("info", "scene").stdout
         for line in ("object floor: 1 part", "4 vertices, 1 tetragon,", "material clay: 1 layer",
                      "camera 0: 24x16, 6 frames", "output albedo.exr", "mode: path",
-                     "total: 1 object, 1 primitive,"):
+                     "seed: none", "total: 1 object, 1 primitive,"):
             self.assertIn(line, text)
+        write_scene(self.scene, {"render/render.mh": RENDER.replace("render", "render\n    seed 7", 1),
+                                 C: CAMERA.replace("camera", "camera\n    region 1 2 9 8", 1)})
+        text = self.run_here("info", "scene").stdout
+        self.assertRegex(text, "camera 0: .*, region 1,2,9,8\n(.*\n)*seed: 7\n")
