@@ -3,13 +3,18 @@
 #include "checkpoint.h"
 
 #include "atomic_file.h"
+#include "byte_fields.h"
 #include "geometry/state.h"
+#include "integrate/frame_sums.h"
 #include "integrate/output_images.h"
+#include "integrate/state.h"
 #include "integrate/whole_frames.h"
+#include "lights/state.h"
 #include "math/digest.h"
 #include "output/camera.h"
 #include "output/file_writer.h"
 #include "run/state.h"
+#include "shading/images.h"
 #include "shading/state.h"
 
 #include <algorithm>
@@ -21,11 +26,11 @@ namespace mh {
 
 namespace {
 
-constexpr std::string_view kMagic = "moonhare checkpoint 2\n";
+constexpr std::string_view kMagic = "moonhare checkpoint 3\n";
 
 template<typename T>
 void digest_array(Digest& digest, const std::vector<T>& values) {
-    add(digest, {reinterpret_cast<const char*>(values.data()), values.size() * sizeof(T)});
+    add(digest, bytes_of(values));
 }
 
 void digest_files(Digest& digest, const std::string& directory) {
@@ -63,55 +68,20 @@ void digest_image(Digest& digest, const Image& image) {
     digest_array(digest, image.rgbe);
 }
 
-// Fields one after the other; false once the bytes have run out.
-struct Bytes {
-    std::string_view rest;
-    bool good = true;
-};
-
-template<typename T>
-void put(std::string& bytes, const T& value) {
-    bytes.append(reinterpret_cast<const char*>(&value), sizeof value);
-}
-
-template<typename T>
-void take(Bytes& bytes, T& value) {
-    bytes.good = bytes.good && bytes.rest.size() >= sizeof value;
-    if (!bytes.good) return;
-    std::memcpy(&value, bytes.rest.data(), sizeof value);
-    bytes.rest.remove_prefix(sizeof value);
-}
-
-void take_text(Bytes& bytes, std::string& text) {
-    std::uint64_t size = 0;
-    take(bytes, size);
-    bytes.good = bytes.good && size <= bytes.rest.size();
-    if (!bytes.good) return;
-    text = bytes.rest.substr(0, size);
-    bytes.rest.remove_prefix(size);
-}
-
 void put_image(std::string& bytes, const SavedImage& image) {
     put(bytes, image.width);
     put(bytes, image.height);
     put(bytes, image.channels);
-    put(bytes, static_cast<std::uint64_t>(image.values.size()));
-    bytes.append(reinterpret_cast<const char*>(image.values.data()),
-                 image.values.size() * sizeof(float));
+    put_array(bytes, image.values);
+    put_array(bytes, image.sums);
 }
 
 void take_image(Bytes& bytes, SavedImage& image) {
-    std::uint64_t count = 0;
     take(bytes, image.width);
     take(bytes, image.height);
     take(bytes, image.channels);
-    take(bytes, count);
-    bytes.good = bytes.good && count <= bytes.rest.size() / sizeof(float);
-    if (!bytes.good) return;
-    image.values.resize(count);
-    const std::size_t size = count * sizeof(float);
-    if (size > 0) std::memcpy(image.values.data(), bytes.rest.data(), size);
-    bytes.rest.remove_prefix(size);
+    take_array(bytes, image.values);
+    take_array(bytes, image.sums);
 }
 
 std::uint64_t sum_of(std::string_view bytes) {
@@ -122,7 +92,34 @@ std::uint64_t sum_of(std::string_view bytes) {
 
 bool same_size(const SavedImage& saved, const Image& image) {
     return saved.width == image.width && saved.height == image.height
-           && saved.channels == image.channels && saved.values.size() == image.floats.size();
+           && saved.channels == image.channels;
+}
+
+// Whether sums were kept of these images; each then has its own instead of its means.
+bool fits_sums(const Checkpoint& checkpoint) {
+    const std::vector<FrameSum>& sums = IntegrateState.frame_sums.images;
+    if (checkpoint.images.size() != sums.size()) return false;
+    for (std::size_t i = 0; i < sums.size(); ++i)
+        if (!same_size(checkpoint.images[i], *sums[i].image)
+            || checkpoint.images[i].sums.size() != sums[i].values.size())
+            return false;
+    return true;
+}
+
+bool restore_sums(const Checkpoint& checkpoint) {
+    if (!fits_sums(checkpoint)) return false;
+    FrameSums& sums = IntegrateState.frame_sums;
+    for (std::size_t i = 0; i < sums.images.size(); ++i)
+        sums.images[i].values = checkpoint.images[i].sums;
+    sums.frames = checkpoint.frames;
+    ShowMeans();
+    return true;
+}
+
+void digest_image_of(Digest& digest, Image& image) {
+    if (image.path.empty()) return;
+    LoadImage(image); // lights load theirs later
+    digest_image(digest, image);
 }
 
 } // namespace
@@ -135,43 +132,62 @@ std::uint64_t SceneDigest(const std::string& directory) {
             digest_part(digest, part);
     for (const Image& image : Textures)
         digest_image(digest, image);
+    digest_image_of(digest, SkyLight.image);
+    digest_image_of(digest, SkyLight.backdrop);
     return digest.value;
 }
 
-std::string SettingsText() {
+std::string PictureSettings() {
     const Camera& camera = *ActiveCamera();
     const RendererSettingsRecord& settings = RendererSettings;
+    const bool gathers = settings.distance > 0.0f && settings.resolution > 0.0f;
     std::ostringstream text;
-    text << "resolution " << camera.width << 'x' << camera.height << ", region " << camera.region_x0
-         << ',' << camera.region_y0 << ',' << camera.region_x1 << ',' << camera.region_y1
-         << ", gather " << settings.sample << ", bounce " << settings.bounce << ", ray depth "
-         << settings.ray_depth << ", mode " << (settings.final_gather ? "gather" : "path")
-         << ", estimator " << (settings.estimator == Estimator::exact ? "exact" : "classic")
-         << ", seed " << (settings.seed < 0 ? "none" : std::to_string(settings.seed)) << ", camera "
+    text << "resolution " << camera.width << 'x' << camera.height << ", gather " << settings.sample
+         << ", bounce " << settings.bounce << ", ray depth " << settings.ray_depth << ", mode "
+         << (gathers ? "gather" : "path") << ", estimator "
+         << (settings.estimator == Estimator::exact ? "exact" : "classic") << ", seed "
+         << (settings.seed < 0 ? "none" : std::to_string(settings.seed)) << ", camera "
          << camera.name << " at " << camera.poses[0].position.x << ' ' << camera.poses[0].position.y
          << ' ' << camera.poses[0].position.z;
     return text.str();
 }
 
+std::string SettingsText() {
+    const Camera& camera = *ActiveCamera();
+    std::ostringstream text;
+    text << "region " << camera.region_x0 << ',' << camera.region_y0 << ',' << camera.region_x1
+         << ',' << camera.region_y1 << ", " << PictureSettings();
+    return text.str();
+}
+
 Checkpoint TakeCheckpoint(std::uint64_t scene) {
     Checkpoint checkpoint = {FrameIndex, ActiveCamera()->sample, scene, SettingsText(), {}};
+    for (const FrameSum& sum : IntegrateState.frame_sums.images) {
+        const Image& image = *sum.image;
+        checkpoint.images.push_back({image.width, image.height, image.channels, {}, sum.values});
+    }
+    if (sums_frames()) return checkpoint;
     ForEachOutput([&](Aov& aov, Filling filling) {
         if (!grows(filling)) return;
         Image image = OfWholeFrames(aov.image);
         checkpoint.images.push_back(
-            {image.width, image.height, image.channels, std::move(image.floats)});
+            {image.width, image.height, image.channels, std::move(image.floats), {}});
     });
     return checkpoint;
 }
 
 bool RestoreImages(const Checkpoint& checkpoint) {
+    StartFrameSums();
+    if (sums_frames()) return restore_sums(checkpoint);
     std::vector<std::pair<Image*, Filling>> images;
     ForEachOutput([&](Aov& aov, Filling filling) {
         if (grows(filling)) images.push_back({&aov.image, filling});
     });
     if (images.size() != checkpoint.images.size()) return false;
     for (std::size_t i = 0; i < images.size(); ++i)
-        if (!same_size(checkpoint.images[i], *images[i].first)) return false;
+        if (!same_size(checkpoint.images[i], *images[i].first)
+            || checkpoint.images[i].values.size() != images[i].first->floats.size())
+            return false;
     const float share =
         static_cast<float>(checkpoint.sample) / static_cast<float>(ActiveCamera()->sample);
     for (std::size_t i = 0; i < images.size(); ++i) {
@@ -186,8 +202,7 @@ std::string WriteCheckpoint(const std::string& path, const Checkpoint& checkpoin
     put(bytes, checkpoint.frames);
     put(bytes, checkpoint.sample);
     put(bytes, checkpoint.scene);
-    put(bytes, static_cast<std::uint64_t>(checkpoint.settings.size()));
-    bytes += checkpoint.settings;
+    put_text(bytes, checkpoint.settings);
     put(bytes, static_cast<std::uint64_t>(checkpoint.images.size()));
     for (const SavedImage& image : checkpoint.images)
         put_image(bytes, image);

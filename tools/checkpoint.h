@@ -3,6 +3,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "math/fixed_point.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -12,6 +14,7 @@ namespace mh {
 struct SavedImage {
     std::int32_t width = 0, height = 0, channels = 0;
     std::vector<float> values;
+    std::vector<FixedPoint> sums; // with a seed, in place of the values
 };
 
 struct Checkpoint {
@@ -23,10 +26,12 @@ struct Checkpoint {
         images; // in the order of ForEachOutput, without those that are complete
 };
 
-// Digest of the scene that was read and initialised: its files' text, geometry and textures.
+// Digest of a scene whose files have all been read: their text, geometry, textures and skies.
 std::uint64_t SceneDigest(const std::string& directory);
 
-// What changes a picture and may be set by options; not the number of frames.
+// What changes a picture and may be set by options: without the number of frames and the region, and
+// with the region.
+std::string PictureSettings();
 std::string SettingsText();
 
 // Copies the images as they stand after FrameIndex frames, and the converse: sums become shares of

@@ -108,6 +108,20 @@ void bind_wholes(CLI::App& app, const OptionRow& row, Arguments& arguments) {
         ->type_name(row.value);
 }
 
+void bind_frames(CLI::App& app, const OptionRow& row, Arguments& arguments) {
+    app.add_option_function<std::string>(
+           row.name,
+           [&arguments, &row](const std::string& text) {
+               std::array<int, 2>& frames = arguments.frames.emplace();
+               if (!parse_wholes(text, ':', frames))
+                   throw CLI::ValidationError(row.name, text + " is not of the form " + row.value);
+               if (frames[0] >= frames[1])
+                   throw CLI::ValidationError(row.name, text + " holds no frame");
+           },
+           row.help)
+        ->type_name(row.value);
+}
+
 using A = Arguments;
 
 constexpr OptionRow kRenderRows[] = {
@@ -140,9 +154,21 @@ constexpr OptionRow kRenderRows[] = {
      bind<&A::write_every_s>, 0, kMostSeconds},
     {"--checkpoint", "FILE", "Save there what is needed to go on later", bind<&A::checkpoint>},
     {"--resume", "FILE", "Go on from a checkpoint of the same scene", bind<&A::resume>},
+    {"--frames", "A:B", "Render frames A to B - 1 alone, for --partial", bind_frames},
+    {"--partial", "FILE", "Write the sums of the frames there, for merge, and no pictures",
+     bind<&A::partial>},
     {"--progress", "bar|plain|json|none", "Form of the progress on standard error",
      bind<&A::progress>},
     {"--report", "FILE", "Write times, memory, rays and statistics as JSON", bind<&A::report>},
+};
+
+constexpr OptionRow kMergeRows[] = {
+    {"FILE", "FILE", "Partial files of one picture", bind<&A::pieces>},
+    {"--output-dir", "DIR", "Where pictures go; made if it is missing", bind<&A::output_dir>},
+    {"--region", "x0,y0,x1,y1", "Columns and rows asked for, where they are not the scene's",
+     bind_wholes<&A::region, ','>},
+    {"--allow-gaps", "", "Write what there is where frames or parts of the picture are missing",
+     bind<&A::allow_gaps>},
 };
 
 constexpr OptionRow kCheckRows[] = {
@@ -174,6 +200,7 @@ constexpr OptionRow kDiffRows[] = {
 
 constexpr CommandRow kCommands[] = {
     {"render", "Render a scene; the same as leaving the word out", Command::render, kRenderRows},
+    {"merge", "Put a picture together from partial files", Command::merge, kMergeRows},
     {"check", "Find every fault of a scene", Command::check, kCheckRows},
     {"info", "Tell what a scene holds, without rendering", Command::info, kInfoRows},
     {"convert", "Write an image in another format", Command::convert, kConvertRows},

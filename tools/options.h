@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace mh {
 
@@ -17,7 +18,7 @@ constexpr int kWrongUse = 2;
 constexpr int kNotWritten = 3;
 constexpr int kInterrupted = 130;
 
-enum class Command { none, render, check, info, convert, diff, man, completion };
+enum class Command { none, render, merge, check, info, convert, diff, man, completion };
 
 // Everything that a command line can say; what is not given stays empty.
 struct Arguments {
@@ -34,12 +35,17 @@ struct Arguments {
     std::optional<std::int64_t> seed;
 
     std::string output_dir, beauty, report, checkpoint, resume;
+    std::optional<std::array<int, 2>> frames; // first, one behind the last
+    std::string partial;
     std::string progress; // bar, plain, json, none; empty: by where standard error goes
     std::optional<int> threads;
     std::optional<double> time_limit_s, write_every_s;
     bool preview = false;
 
     bool json = false, strict = false;
+
+    std::vector<std::string> pieces;
+    bool allow_gaps = false;
 
     std::string first_image, second_image; // IN and OUT, or A and B
     std::string tonemap = "none";

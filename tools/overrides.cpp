@@ -33,6 +33,9 @@ void set_size(Camera& camera, const Arguments& arguments) {
         camera.height = (*arguments.resolution)[1];
         if (whole) camera.region_x1 = camera.width, camera.region_y1 = camera.height;
     }
+}
+
+void set_region(Camera& camera, const Arguments& arguments) {
     if (!arguments.region) return;
     const auto& [x0, y0, x1, y1] = *arguments.region;
     camera.region_x0 = x0;
@@ -71,11 +74,10 @@ bool has_geometry() {
 } // namespace
 
 bool has_pixels(const Camera& camera) {
-    return std::max(camera.region_x0, 0) < std::min(camera.region_x1, camera.width)
-           && std::max(camera.region_y0, 0) < std::min(camera.region_y1, camera.height);
+    return pixel_count(RenderedRegion(camera)) > 0;
 }
 
-std::string ApplyOverrides(const Arguments& arguments) {
+std::string ApplyOverrides(const Arguments& arguments, PixelRegion& region_of_scene) {
     set_renderer(arguments);
     if (Cameras.empty()) return "the scene has no camera";
     if (!has_geometry()) return "no object of the scene holds geometry";
@@ -88,6 +90,8 @@ std::string ApplyOverrides(const Arguments& arguments) {
     if (!arguments.exr.empty()) ImageWriting.exr_floats = arguments.exr == "float";
     Camera& camera = Cameras[0];
     set_size(camera, arguments);
+    region_of_scene = RenderedRegion(camera);
+    set_region(camera, arguments);
     if (arguments.sample) camera.sample = *arguments.sample;
     if (!arguments.beauty.empty()) camera.aovs[0].image.path = arguments.beauty;
     if (!arguments.output_dir.empty()) move_outputs(arguments.output_dir);

@@ -10,8 +10,9 @@ namespace mh {
 constexpr const char* kNoPixel = "the region holds no pixel of the picture";
 bool has_pixels(const Camera& camera);
 
-// Puts the options onto the records of the scene. Empty, or why there is nothing to render.
-std::string ApplyOverrides(const Arguments& arguments);
+// Puts the options onto the records of the scene. Empty, or why there is nothing to render. The
+// region is that without --region.
+std::string ApplyOverrides(const Arguments& arguments, PixelRegion& region_of_scene);
 
 // Makes the folder of --output-dir and looks whether every image's folder can be written to.
 // Empty, or why not.

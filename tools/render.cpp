@@ -14,10 +14,15 @@
 #include "output/run_hooks.h"
 #include "output/state.h"
 #include "overrides.h"
+#include "piece.h"
 #include "progress.h"
 #include "run/state.h"
 #include "run_control.h"
 #include "run_report.h"
+
+#include <algorithm>
+#include <optional>
+#include <span>
 
 #include <omp.h>
 
@@ -37,6 +42,7 @@ struct Run {
     std::uint32_t written_frames = 0;
     bool files_failed = false;
     bool cut_short = false; // frames are missing
+    PieceHeader piece;      // of a run that renders one
 };
 
 Run run; // frames report to it through hooks that are plain functions
@@ -68,8 +74,24 @@ void during_frame() {
     if (due || requested) write_now();
 }
 
+// One behind the last frame of this run.
+std::uint32_t end_of_frames() {
+    return std::min(static_cast<std::uint32_t>(ActiveCamera()->sample), Hooks.end_frame);
+}
+
+// The pictures stay unwritten: they are of some frames alone.
+void finish_piece() {
+    if (FrameIndex == run.piece.end) {
+        const std::string& path = run.arguments->partial;
+        const std::string fault = WritePiece(path, run.piece);
+        if (!fault.empty()) note_failed_write(path, fault);
+    }
+    ForgetOutputs();
+}
+
 void finish_record() {
     run.record.images = ImageStatistics();
+    if (is_piece(*run.arguments)) finish_piece();
     run.record.samples_not_finite = Hooks.samples_not_finite;
     run.record.aov_values_not_finite = Hooks.aov_values_not_finite;
     save_checkpoint();
@@ -83,9 +105,9 @@ void after_frame() {
     const double seconds =
         static_cast<double>(RayStatistics.render_microseconds) * kSecondsOfMicrosecond;
     record.frame_seconds += seconds;
-    ShowFrame(FrameIndex, RayStatistics.render_rays, seconds);
+    ShowFrame(FrameIndex - run.piece.first, RayStatistics.render_rays, seconds);
     const bool ends_early = is_interrupted() || is_time_up();
-    if (ends_early || FrameIndex >= static_cast<std::uint32_t>(ActiveCamera()->sample)) {
+    if (ends_early || FrameIndex >= end_of_frames()) {
         finish_record();
         if (ends_early) EndWithFramesDone(); // changes the sums that a checkpoint keeps
         return;
@@ -137,8 +159,8 @@ int give_up(int status, const std::string& reason) {
     return status;
 }
 
-void initialize_phases() {
-    for (const InitialPhase& phase : InitialPhases())
+void initialize(std::span<const InitialPhase> phases) {
+    for (const InitialPhase& phase : phases)
         if (!stop_requested()) time_phase(phase.name, phase.run);
 }
 
@@ -152,9 +174,9 @@ void write_finished() {
 }
 
 void render_frames() {
-    const auto frames = static_cast<std::uint32_t>(ActiveCamera()->sample);
+    const std::uint32_t frames = end_of_frames();
     if (Hooks.first_frame >= frames) return write_finished();
-    StartFrames(Hooks.first_frame, frames);
+    StartFrames(Hooks.first_frame - run.piece.first, frames - run.piece.first);
     run.written_s = seconds_running();
     run.written_frames = Hooks.first_frame;
     FramesBegin();
@@ -162,41 +184,68 @@ void render_frames() {
     EndingBegins();
     run.cut_short = FrameIndex < frames;
     if (run.cut_short && !run.files_failed) ForgetFrames(); // a second writing takes too long
-    if (FrameIndex > 0) return;
+    if (FrameIndex > run.piece.first) return;
     EndProgress();
     Complain(kEndedWithoutFrames);
 }
 
 // A window that was closed counts as an interrupt, the time limit does not.
 int status_of_run() {
-    const bool stopped = run.cut_short && (FrameIndex == 0 || !is_time_up());
+    const bool nothing = FrameIndex == 0 || is_piece(*run.arguments);
+    const bool stopped = run.cut_short && (nothing || !is_time_up());
     if (is_interrupted() || stopped) return kInterrupted;
     return run.files_failed ? kNotWritten : kDone;
 }
 
+// Of the render or the piece, with the scene's files read; empty to go on.
+std::optional<int> status_before_phases(const Arguments& arguments,
+                                        const PixelRegion& region_of_scene) {
+    if (!is_piece(arguments)) {
+        if (!arguments.checkpoint.empty() || !arguments.resume.empty())
+            run.scene = SceneDigest(arguments.scene);
+        return std::nullopt;
+    }
+    run.piece = HeaderOfPiece(arguments, region_of_scene);
+    std::string fault;
+    if (HoldsPiece(arguments.partial, run.piece, fault))
+        return give_up(kDone, arguments.partial + " holds " + FramesText(run.piece) + " already");
+    return fault.empty() ? std::nullopt : std::optional(give_up(kWrongUse, fault));
+}
+
 int render_opened(const Arguments& arguments) {
-    const std::string nothing = ApplyOverrides(arguments);
+    PixelRegion region_of_scene;
+    const std::string nothing = ApplyOverrides(arguments, region_of_scene);
     if (!nothing.empty())
         return give_up(kSceneFaults,
                        nothing + "; moonhare check " + arguments.scene + " tells more");
-    const std::string no_folder = PrepareOutputFolders(arguments);
-    if (!no_folder.empty()) return give_up(kNotWritten, no_folder);
+    if (is_piece(arguments)) {
+        PickSeed();
+        const std::string fault = LimitToFrames(arguments);
+        if (!fault.empty()) return give_up(kWrongUse, fault);
+    } else if (const std::string fault = PrepareOutputFolders(arguments); !fault.empty()) {
+        return give_up(kNotWritten, fault);
+    }
     Checkpoint checkpoint;
     if (!arguments.resume.empty()) {
         const std::string fault = ReadCheckpoint(arguments.resume, checkpoint);
         if (!fault.empty()) return give_up(kWrongUse, arguments.resume + ' ' + fault);
     }
-    initialize_phases();
+    initialize(InitialPhases().first(kReadingPhases));
+    if (!stop_requested())
+        if (const auto status = status_before_phases(arguments, region_of_scene)) return *status;
+    initialize(InitialPhases().subspan(kReadingPhases));
     if (stop_requested()) return give_up(kInterrupted, kEndedWithoutFrames);
-    if (!arguments.checkpoint.empty() || !arguments.resume.empty())
-        run.scene = SceneDigest(arguments.scene);
     if (!arguments.resume.empty()) {
         const std::string fault = resume_from(checkpoint);
         if (!fault.empty()) return give_up(kWrongUse, arguments.resume + ' ' + fault);
     }
     render_frames();
     time_phase("closing", CloseScene);
-    return status_of_run();
+    const int status = status_of_run();
+    if (is_piece(arguments))
+        Complain(arguments.partial
+                 + (status == kDone ? " holds " + FramesText(run.piece) : " is not written"));
+    return status;
 }
 
 // Says that the scene has faults; whether that ends the run.
@@ -218,6 +267,10 @@ int write_report(const std::string& path, const std::string& scene, int status) 
 
 int RenderScene(const Arguments& arguments) {
     if (!IsDirectory(arguments.scene)) return kWrongUse;
+    if (const std::string fault = PieceOptionsFault(arguments); !fault.empty()) {
+        Complain(fault);
+        return kWrongUse;
+    }
     set_up(arguments);
     const std::string slash = arguments.scene.ends_with('/') ? "" : "/";
     std::vector<Fault> faults;

@@ -31,8 +31,10 @@ struct InitialPhase {
     void (*run)();
 };
 
-// What Initialize runs, in order.
+// What Initialize runs, in order. After the first few all files of the scene have been read but for
+// those of the sky.
 std::span<const InitialPhase> InitialPhases();
+constexpr std::size_t kReadingPhases = 4;
 
 // Phase 4: the traversable scene, density grids of the root's parts, tables of hair shaders.
 // Silent without an object.

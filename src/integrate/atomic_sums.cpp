@@ -2,29 +2,19 @@
 // SPDX-License-Identifier: MIT
 #include "integrate/atomic_sums.h"
 
-#include <algorithm>
 #include <atomic>
-#include <cmath>
 
 namespace mh {
 
 namespace {
 
-constexpr double kTwoTo64 = 18446744073709551616.0;
-
-FixedPoint fixed(float value) {
-    constexpr float kLargest = 4.6116860e18f; // 2^62
-    const double limited = static_cast<double>(std::clamp(value, -kLargest, kLargest));
-    const double whole = std::floor(limited);
-    return {static_cast<std::uint64_t>((limited - whole) * kTwoTo64),
-            static_cast<std::uint64_t>(static_cast<std::int64_t>(whole))};
-}
+constexpr float kLargest = 4.6116860e18f; // 2^62
 
 // The addition whose fraction overflows carries one over: how often that happens depends on the
 // total alone.
 void add(FixedPoint& sum, float value) {
     if (value == 0.0f) return;
-    const FixedPoint term = fixed(value);
+    const FixedPoint term = to_fixed(value, kLargest);
     const std::uint64_t before = std::atomic_ref<std::uint64_t>(sum.fraction)
                                      .fetch_add(term.fraction, std::memory_order_relaxed);
     const std::uint64_t carry = before > ~term.fraction ? 1 : 0;
@@ -34,8 +24,7 @@ void add(FixedPoint& sum, float value) {
 }
 
 float value_of(const FixedPoint& sum) {
-    const auto whole = static_cast<double>(static_cast<std::int64_t>(sum.whole));
-    return static_cast<float>(whole + static_cast<double>(sum.fraction) / kTwoTo64);
+    return static_cast<float>(to_double(sum));
 }
 
 } // namespace

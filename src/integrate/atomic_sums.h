@@ -3,18 +3,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "math/fixed_point.h"
 #include "math/vec3.h"
 
 #include <cstddef>
-#include <cstdint>
 #include <vector>
 
 namespace mh {
-
-// 128 bits in two's complement, the lower 64 behind the point: values from 5e-20 to 9e18.
-struct FixedPoint {
-    std::uint64_t fraction = 0, whole = 0;
-};
 
 // One triple of numbers for each of the sums.
 struct AtomicSums {

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "integrate/output_images.h"
 
+#include "integrate/frame_sums.h"
 #include "integrate/plane_images.h"
 #include "integrate/whole_frames.h"
 #include "lights/state.h"
@@ -20,7 +21,8 @@ namespace {
 using Act = std::function<void(Aov& aov, Filling filling)>;
 
 Filling filling_of(const Aov& aov) {
-    return holds(aov, Channel::light_path) ? Filling::complete : Filling::sum;
+    if (holds(aov, Channel::light_path)) return Filling::complete;
+    return sums_frames() ? Filling::mean : Filling::sum;
 }
 
 void for_each_of_light(std::vector<Aov>& list, const Act& act) {
@@ -72,6 +74,17 @@ float sum_scale() {
     return static_cast<float>(camera->sample) / static_cast<float>(FrameIndex);
 }
 
+Image EmptyCopy(const Image& image) {
+    Image copy;
+    copy.path = image.path;
+    copy.width = image.width;
+    copy.height = image.height;
+    copy.channels = image.channels;
+    copy.bits = image.bits;
+    copy.floats.resize(image.floats.size());
+    return copy;
+}
+
 void scale(Image& image, float factor) {
     constexpr float kMost = std::numeric_limits<float>::max();
     for (float& value : image.floats)
@@ -81,12 +94,15 @@ void scale(Image& image, float factor) {
 // The image of the active camera comes last, as one of another camera may have its name.
 void WriteOutputs() {
     const float factor = sum_scale();
+    const Camera* camera = ActiveCamera();
     ForEachOutput([&](Aov& aov, Filling filling) {
-        if (filling == Filling::sum) write_whole_frames(aov.image, factor);
-        if (filling == Filling::derived) write_derived(aov);
         if (filling == Filling::complete) WriteImage(aov.image);
+        if (filling == Filling::derived) write_derived(aov);
+        if (filling == Filling::sum) write_whole_frames(aov.image, factor);
+        const bool is_first = camera != nullptr && &aov == camera->aovs.data();
+        if (filling == Filling::mean && !is_first) write_whole_frames(aov.image, 1.0f);
     });
-    if (const Camera* camera = ActiveCamera()) write_whole_frames(camera->aovs[0].image, 1.0f);
+    if (camera != nullptr) write_whole_frames(camera->aovs[0].image, 1.0f);
 }
 
 void EndWithFramesDone() {

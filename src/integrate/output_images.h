@@ -1,5 +1,6 @@
 // All images that a run writes, of the cameras and of the lights, and what holds for them between
-// frames: the beauty image is a mean, the others are sums that become means with the last frame.
+// frames: the beauty image is a mean, the others are sums that become means with the last frame, or
+// means too while the frames are summed apart.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -10,7 +11,7 @@
 namespace mh {
 
 enum class Filling {
-    mean,     // of the frames so far: the beauty image of the active camera
+    mean,     // of the frames so far: the beauty image of the active camera, or all with a seed
     sum,      // a share of 1 / (number of frames) with each frame
     complete, // by the photons, or never: it does not change with frames
     plane,    // a sum of output/feature_planes.h; it has no file
@@ -31,6 +32,9 @@ void WriteOutputs();
 
 // Makes the frames done all there are, so that the run ends: sums become means of these frames.
 void EndWithFramesDone();
+
+// An image of the same name, size and format, black.
+Image EmptyCopy(const Image& image);
 
 // Nothing will be written; or nothing of what changes with frames.
 void ForgetOutputs();

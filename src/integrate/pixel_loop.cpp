@@ -4,6 +4,7 @@
 #include "integrate/pixel_loop.h"
 
 #include "integrate/features.h"
+#include "integrate/frame_sums.h"
 #include "integrate/radiance.h"
 #include "integrate/run_context.h"
 #include "integrate/whole_frames.h"
@@ -24,18 +25,6 @@
 namespace mh {
 
 namespace {
-
-// Pixels of the frame: columns x0..x1 - 1, rows y0..y1 - 1.
-struct Region {
-    int x0 = 0, y0 = 0, x1 = 0, y1 = 0;
-};
-
-Region region_of(const Camera& camera) {
-    const Region region = {std::max(camera.region_x0, 0), std::max(camera.region_y0, 0),
-                           std::min(camera.region_x1, camera.width),
-                           std::min(camera.region_y1, camera.height)};
-    return region.x0 < region.x1 && region.y0 < region.y1 ? region : Region{};
-}
 
 // The camera when its beauty image stands ready.
 Camera* camera_with_image() {
@@ -107,7 +96,7 @@ Vec3 mean_with(const Vec3& mean, float done, const Vec3& value) {
 
 // Hands the value of each pixel of the region to store(x, y, value), on any thread.
 template<typename Store>
-void render_region(const Camera& camera, const Region& region, std::uint32_t frame,
+void render_region(const Camera& camera, const PixelRegion& region, std::uint32_t frame,
                    const Store& store) {
     const std::int64_t start = microseconds_now();
     const CameraPose pose = FramePose(camera, frame);
@@ -136,10 +125,12 @@ void RenderPixels(std::uint32_t frame) {
     Camera* camera = camera_with_image();
     if (camera == nullptr) return;
     Image& beauty = camera->aovs[0].image;
+    const bool alone = sums_frames();
     const float done = static_cast<float>(frame);
-    render_region(*camera, region_of(*camera), frame, [&](int x, int y, const Vec3& value) {
+    render_region(*camera, RenderedRegion(*camera), frame, [&](int x, int y, const Vec3& value) {
         const std::int64_t pixel = pixel_index(*camera, x, y);
-        write_pixel(beauty, pixel, mean_with(read_pixel(beauty, pixel), done, value));
+        const Vec3 before = read_pixel(beauty, pixel);
+        write_pixel(beauty, pixel, alone ? value : mean_with(before, done, value));
         if (keeps_planes()) add_frame(pixel, value, take_features(thread_number()));
     });
 }
@@ -148,7 +139,7 @@ void RenderPixelsTo(std::vector<Vec3>& pixels, std::uint32_t frame) {
     pixels.clear();
     Camera* camera = camera_with_image();
     if (camera == nullptr) return;
-    const Region region = region_of(*camera);
+    const PixelRegion region = RenderedRegion(*camera);
     const auto width = static_cast<std::size_t>(region.x1 - region.x0);
     pixels.resize(width * static_cast<std::size_t>(region.y1 - region.y0));
     Image& beauty = camera->aovs[0].image;

@@ -9,7 +9,8 @@
 
 namespace mh {
 
-// Folds the frame into the running mean of the beauty image; adds to RayStatistics.
+// Folds the frame into the running mean of the beauty image, or writes it there while frames are
+// summed; adds to RayStatistics.
 void RenderPixels(std::uint32_t frame);
 
 // Hands out the clamped, unaveraged colours of the region, row by row, and adds value / sample to

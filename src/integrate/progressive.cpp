@@ -3,6 +3,7 @@
 // SPDX-License-Identifier: MIT
 #include "integrate/progressive.h"
 
+#include "integrate/frame_sums.h"
 #include "integrate/output_images.h"
 #include "integrate/plane_images.h"
 #include "integrate/whole_frames.h"
@@ -80,8 +81,13 @@ void end_early(const Camera& camera) {
     close_run(camera);
 }
 
+// One behind the last frame of this run.
+std::uint32_t end_of_frames(const Camera& camera) {
+    return std::min(static_cast<std::uint32_t>(camera.sample), Hooks.end_frame);
+}
+
 bool frames_are_missing(const Camera* camera) {
-    return camera != nullptr && FrameIndex < static_cast<std::uint32_t>(camera->sample);
+    return camera != nullptr && FrameIndex < end_of_frames(*camera);
 }
 
 } // namespace
@@ -98,7 +104,7 @@ bool RunFrame() {
     ++FrameIndex;
     report_performance();
     if (Hooks.frame_done != nullptr) Hooks.frame_done();
-    if (FrameIndex == static_cast<std::uint32_t>(camera->sample)) close_run(*camera);
+    if (FrameIndex == end_of_frames(*camera)) close_run(*camera);
     return true;
 }
 
@@ -106,6 +112,7 @@ void RunProgressiveLoop(const FrameSteps& steps) {
     Steps = steps;
     FrameIndex = Hooks.first_frame;
     if (ActiveCamera() == nullptr) return;
+    StartFrameSums();
     if (!PreviewWindow || !RunPreview(RunFrame)) {
         while (RunFrame()) {
         }

@@ -48,6 +48,7 @@ struct IntegrateStateRecord {
     std::array<PathFeatures, kMaxThreads> features_of_thread;
     std::size_t most_photons_of_thread = 0; // that a thread may store
     std::uint32_t lights_cast = 0;          // in this pass
+    FrameSums frame_sums;                   // of a seeded run
     bool path_was_cut = false;              // for want of stack; written by all threads
 };
 

@@ -1,8 +1,10 @@
-// Records of photons and of the density estimator.
+// Records of photons, of the density estimator and of the sums of frames.
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "math/fixed_point.h"
 #include "math/vec3.h"
+#include "output/types.h"
 
 #include <cstdint>
 #include <vector>
@@ -37,5 +39,21 @@ struct CausticPhoton {
 };
 
 static_assert(sizeof(CausticPhoton) == 28);
+
+// The sum of all frames of one image, of the region's pixels row by row; of what each pixel would be
+// if it held that frame alone.
+struct FrameSum {
+    Image* image = nullptr;
+    float per_sample = 1.0f; // what a frame's value is multiplied by: an image may hold shares
+    bool shows_sum = false;  // where others show the mean
+    std::vector<FixedPoint> values;
+};
+
+// Of all images that change with frames, in the order of ForEachOutput; empty while none are kept.
+struct FrameSums {
+    PixelRegion region;
+    std::uint32_t frames = 0; // that they hold
+    std::vector<FrameSum> images;
+};
 
 } // namespace mh

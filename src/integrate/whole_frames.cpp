@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "integrate/whole_frames.h"
 
+#include "integrate/frame_sums.h"
 #include "integrate/output_images.h"
 #include "output/run_hooks.h"
 #include "output/state.h"
@@ -47,13 +48,7 @@ void put_back(const KeptImage& kept) {
 
 // Other threads write to the rows that are kept.
 Image copy_during_frame(const KeptImage& kept) {
-    Image copy;
-    copy.path = kept.image->path;
-    copy.width = kept.image->width;
-    copy.height = kept.image->height;
-    copy.channels = kept.image->channels;
-    copy.bits = kept.image->bits;
-    copy.floats.resize(kept.image->floats.size());
+    Image copy = EmptyCopy(*kept.image);
     for (std::size_t y = 0; y < current.row_is_kept.size(); ++y)
         copy_row(copy, y, current.row_is_kept[y] ? kept.floats : kept.image->floats, copy.floats);
     return copy;
@@ -72,15 +67,17 @@ void BeginFrame() {
     current.cut = false;
     if (!Hooks.drops_cut_frames) return;
     const std::lock_guard guard(current.lock);
+    current.under_way = true;
+    if (sums_frames()) return; // these stay as the last whole frame left them
     if (current.images.empty()) find_images();
     int height = 0;
     for (const KeptImage& kept : current.images)
         height = std::max(height, kept.image->height);
     current.row_is_kept.assign(static_cast<std::size_t>(height), false);
-    current.under_way = true;
 }
 
 void keep_row(int y) {
+    if (sums_frames()) return clear_row(y);
     if (!current.under_way) return;
     const auto row = static_cast<std::size_t>(y);
     for (KeptImage& kept : current.images)
@@ -95,7 +92,9 @@ void cut_frame() {
 
 bool EndFrame() {
     const std::lock_guard guard(current.lock);
-    if (current.under_way && current.cut)
+    if (sums_frames())
+        current.cut ? ShowMeans() : AddFrameToSums();
+    else if (current.under_way && current.cut)
         for (const KeptImage& kept : current.images)
             put_back(kept);
     current.row_is_kept.clear();
@@ -110,6 +109,7 @@ bool DuringFrame(const std::function<void()>& act) {
 }
 
 Image OfWholeFrames(const Image& image) {
+    if (sums_frames()) return MeansOf(image);
     for (const KeptImage& kept : current.images)
         if (current.under_way && kept.image == &image) return copy_during_frame(kept);
     return image;
@@ -117,6 +117,7 @@ Image OfWholeFrames(const Image& image) {
 
 void ReleaseWholeFrames() {
     current.images = {};
+    ReleaseFrameSums();
 }
 
 } // namespace mh

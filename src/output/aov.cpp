@@ -11,6 +11,7 @@
 #include "output/image_writer.h"
 #include "output/run_hooks.h"
 #include "output/state.h"
+#include "run/estimator.h"
 #include "run/report.h"
 #include "run/state.h"
 #include "shading/images.h"
@@ -219,7 +220,8 @@ void WriteAovs(const std::vector<Aov>& list) {
 }
 
 double bytes_of_pixel() {
-    constexpr double kThreeFloats = 12.0;
+    constexpr double kThreeFloats = 12.0, kThreeSums = 48.0;
+    if (is_seeded()) return kThreeFloats + kThreeSums;
     return Hooks.drops_cut_frames ? 2.0 * kThreeFloats : kThreeFloats;
 }
 

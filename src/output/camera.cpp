@@ -124,6 +124,18 @@ std::string SizeFault(const Camera& camera) {
     return {};
 }
 
+PixelRegion RenderedRegion(const Camera& camera) {
+    const PixelRegion region = {std::max(camera.region_x0, 0), std::max(camera.region_y0, 0),
+                                std::min(camera.region_x1, camera.width),
+                                std::min(camera.region_y1, camera.height)};
+    return region.x0 < region.x1 && region.y0 < region.y1 ? region : PixelRegion{};
+}
+
+std::size_t pixel_count(const PixelRegion& region) {
+    return static_cast<std::size_t>(region.x1 - region.x0)
+           * static_cast<std::size_t>(region.y1 - region.y0);
+}
+
 void LimitCamera(Camera& camera) {
     camera.sample = std::clamp(camera.sample, 1, kMostFrames);
     camera.inverse_sample = 1.0f / static_cast<float>(camera.sample);

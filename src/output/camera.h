@@ -29,6 +29,11 @@ inline int camera_frames() {
     return camera == nullptr ? 1 : std::max(camera->sample, 1);
 }
 
+// The part of the camera's picture that is rendered; all 0 when it holds no pixel.
+PixelRegion RenderedRegion(const Camera& camera);
+
+std::size_t pixel_count(const PixelRegion& region);
+
 // Brings the number of frames and the region into their limits; the image's size is given.
 void LimitCamera(Camera& camera);
 

@@ -6,6 +6,7 @@
 #include "output/aov.h"
 #include "output/state.h"
 #include "run/report.h"
+#include "run/state.h"
 
 #include <algorithm>
 #include <cmath>
@@ -108,15 +109,25 @@ void AllocatePlanes(const Camera& camera) {
     }
 }
 
+bool RestorePlanes(std::vector<Aov> sums) {
+    for (const PlaneNeed need : {PlaneNeed::none, PlaneNeed::noise, PlaneNeed::features})
+        if (sums.size() == sums_of(need)) PlaneSums.kept = need;
+    bool fits = sums.size() == sums_of(PlaneSums.kept);
+    for (std::size_t i = 0; fits && i < sums.size(); ++i)
+        fits = sums[i].image.channels == channels_of(i);
+    if (!fits) return false;
+    PlaneSums.sums = std::move(sums);
+    return true;
+}
+
 void ReleasePlanes() {
     PlaneSums = {};
 }
 
 void add_frame(std::int64_t pixel, const Vec3& value, const FeatureSample& features) {
     if (!keeps_planes()) return;
-    float& frames = PlaneSums.sums[0].image.floats[static_cast<std::size_t>(pixel)];
-    const bool odd = static_cast<std::uint32_t>(frames) % 2 == 1;
-    frames += 1.0f;
+    const bool odd = CurrentSample % 2 == 1;
+    PlaneSums.sums[0].image.floats[static_cast<std::size_t>(pixel)] += 1.0f;
     add_sample(Quantity::beauty, odd, pixel, value);
     if (!keeps_features()) return;
     add_sample(Quantity::albedo, odd, pixel, features.albedo);

@@ -61,6 +61,9 @@ void AskForPlanes(PlaneNeed need);
 void AllocatePlanes(const Camera& camera);
 void ReleasePlanes();
 
+// Takes sums over as they stand; false when there is no such set.
+bool RestorePlanes(std::vector<Aov> sums);
+
 inline bool keeps_planes() {
     return PlaneSums.kept != PlaneNeed::none;
 }

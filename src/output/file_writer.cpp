@@ -6,6 +6,7 @@
 
 #include "math/digest.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
@@ -114,6 +115,10 @@ bool sync(int descriptor) {
 } // namespace
 
 std::string ReplaceFile(const std::string& path, std::string_view content) {
+    return ReplaceFile(path, std::span(&content, 1));
+}
+
+std::string ReplaceFile(const std::string& path, std::span<const std::string_view> parts) {
     std::error_code ignored;
     const fs::path target = target_of(path);
     const fs::file_status status = fs::status(target, ignored);
@@ -121,7 +126,10 @@ std::string ReplaceFile(const std::string& path, std::string_view content) {
         return "it is no regular file"; // not even a link to a device is replaced
     TemporaryFile temporary(temporary_name(target));
     if (std::string fault = open_locked(temporary); !fault.empty()) return fault;
-    if (write_all(temporary.descriptor, content) && sync(temporary.descriptor)
+    const auto write_part = [&](std::string_view part) {
+        return write_all(temporary.descriptor, part);
+    };
+    if (std::all_of(parts.begin(), parts.end(), write_part) && sync(temporary.descriptor)
         && std::rename(temporary.name.c_str(), target.c_str()) == 0)
         return {};
     const std::string reason = std::strerror(errno);

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -10,5 +11,8 @@ namespace mh {
 // Writes beside the target, syncs and renames; a link is followed. Empty on success, else why the
 // older file stands. Of several processes that write the same file, one writes at a time.
 std::string ReplaceFile(const std::string& path, std::string_view content);
+
+// The same with a content of several parts.
+std::string ReplaceFile(const std::string& path, std::span<const std::string_view> parts);
 
 } // namespace mh

@@ -10,8 +10,11 @@
 
 namespace mh {
 
+constexpr std::uint32_t kAllFrames = 0xFFFFFFFFu;
+
 struct RunHooks {
-    std::uint32_t first_frame = 0;   // where the loop starts: frames that the images hold already
+    std::uint32_t first_frame = 0; // where the loop starts: frames that the images hold already
+    std::uint32_t end_frame = kAllFrames; // one behind the last, where the camera has more
     void (*frame_done)() = nullptr;  // after each frame; the run ends when FrameIndex has reached
                                      // the camera's number of frames, which may be set here
     void (*ended_early)() = nullptr; // frames are missing, and the images not written yet

@@ -87,6 +87,13 @@ struct CameraPose {
     float field_of_view = 45.0f; // horizontal, degrees
 };
 
+// Columns x0 to x1 - 1 and rows y0 to y1 - 1 of a picture.
+struct PixelRegion {
+    std::int32_t x0 = 0, y0 = 0, x1 = 0, y1 = 0;
+
+    bool operator==(const PixelRegion&) const = default;
+};
+
 // A default camera is made by ResetCamera, which gives it its beauty AOV.
 struct Camera {
     float inverse_sample = 0.0f; // derived

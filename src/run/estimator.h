@@ -1,4 +1,4 @@
-// Which estimator the run has.
+// Which estimator the run has, and whether its random numbers come from a seed.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -8,6 +8,11 @@ namespace mh {
 
 inline bool is_exact() {
     return RendererSettings.estimator == Estimator::exact;
+}
+
+// Settings alone tell, before the numbers are chosen: the exact estimator has a seed in any case.
+inline bool is_seeded() {
+    return RendererSettings.seed >= 0 || is_exact();
 }
 
 } // namespace mh

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "math/angles.h"
 #include "math/faces.h"
+#include "math/fixed_point.h"
 #include "math/frame.h"
 #include "math/matrix.h"
 #include "math/packed_unit.h"
@@ -53,6 +54,28 @@ TEST(Angles, AreThoseOfTheStandardLibrary) {
     EXPECT_EQ(arc_tangent(0.0f, 0.0f), 0.0f);
     EXPECT_EQ(arc_cosine(1.5f), 0.0f);
     EXPECT_EQ(arc_cosine(-1.5f), kPi);
+}
+
+// Doubles hold sums of a few floats of a range exactly.
+TEST(FixedPoint, SumsDoNotDependOnOrderOrGrouping) {
+    std::vector<float> values;
+    for (int i = 0; i < 1000; ++i)
+        values.push_back(std::ldexp(random_vector().x, i % 25 - 12));
+    double exact = 0.0;
+    FixedPoint forward, backward, parts[2];
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        exact += static_cast<double>(values[i]);
+        add(forward, to_fixed(values[i], 1e6f));
+        add(backward, to_fixed(values[values.size() - 1 - i], 1e6f));
+        add(parts[i < 300 ? 0 : 1], to_fixed(values[i], 1e6f));
+        EXPECT_EQ(to_double(to_fixed(values[i], 1e6f)), static_cast<double>(values[i]));
+    }
+    add(parts[1], parts[0]);
+    for (const FixedPoint& sum : {forward, backward, parts[1]})
+        EXPECT_EQ(to_double(sum), exact);
+    EXPECT_EQ(to_double(to_fixed(-kInfinity, 4.0f)), -4.0);
+    for (const float none : {kNan, -0.0f, 1e-25f, -1e-40f})
+        EXPECT_EQ(to_double(to_fixed(none, 4.0f)), 0.0);
 }
 
 TEST(TangentFrame, HasTheLimitOfItsFormulaAtThePole) { // elsewhere: points of surfaces

@@ -1,0 +1,124 @@
+// Sums of frames.
+// SPDX-License-Identifier: MIT
+#include "integrate/frame_sums.h"
+
+#include "integrate/output_images.h"
+#include "integrate/state.h"
+#include "math/random.h"
+#include "math/threads.h"
+#include "output/camera.h"
+
+#include <algorithm>
+
+namespace mh {
+
+namespace {
+
+inline constexpr auto& Sums = IntegrateState.frame_sums;
+
+// The values of a row of the region: where they begin in an image and in its sum, and how many.
+struct RowOfValues {
+    std::size_t in_image = 0, in_sum = 0, count = 0;
+};
+
+RowOfValues row_of(const Image& image, int y) {
+    const auto channels = static_cast<std::size_t>(image.channels);
+    const auto width = static_cast<std::size_t>(image.width);
+    const auto first = static_cast<std::size_t>(Sums.region.x0), row = static_cast<std::size_t>(y);
+    const auto columns = static_cast<std::size_t>(Sums.region.x1 - Sums.region.x0);
+    const auto row_of_sum = static_cast<std::size_t>(y - Sums.region.y0);
+    return {channels * (width * row + first), channels * columns * row_of_sum, channels * columns};
+}
+
+void show_row(const FrameSum& sum, int y, std::vector<float>& floats) {
+    const RowOfValues row = row_of(*sum.image, y);
+    const std::uint32_t frames = sum.shows_sum ? 1 : Sums.frames;
+    for (std::size_t i = 0; i < row.count; ++i)
+        floats[row.in_image + i] = mean_of(sum.values[row.in_sum + i], frames);
+}
+
+void add_row(FrameSum& sum, int y) {
+    const RowOfValues row = row_of(*sum.image, y);
+    const float* values = &sum.image->floats[row.in_image];
+    for (std::size_t i = 0; i < row.count; ++i)
+        add(sum.values[row.in_sum + i], to_fixed(values[i] * sum.per_sample, kLargestOfFrame));
+}
+
+// Hands the rows of the region to act(sum, y), on any thread.
+template<typename Act>
+void for_each_row(const Act& act) {
+    const PixelRegion region = Sums.region;
+#pragma omp parallel for schedule(static) num_threads(team_size()) default(none)                   \
+    shared(region, act, IntegrateState)
+    for (int y = region.y0; y < region.y1; ++y)
+        for (FrameSum& sum : IntegrateState.frame_sums.images)
+            act(sum, y);
+}
+
+bool has_size_of(const Camera& camera, const Image& image) {
+    const auto pixels =
+        static_cast<std::size_t>(camera.width) * static_cast<std::size_t>(camera.height);
+    return image.width == camera.width && image.height == camera.height
+           && image.floats.size() == pixels * static_cast<std::size_t>(image.channels);
+}
+
+} // namespace
+
+void StartFrameSums() {
+    const Camera* camera = ActiveCamera();
+    if (camera == nullptr || !draws_from_seed() || sums_frames()) return;
+    Sums = {RenderedRegion(*camera), 0, {}};
+    std::vector<FrameSum> sums;
+    ForEachOutput([&](Aov& aov, Filling filling) {
+        if (!grows(filling) || !has_size_of(*camera, aov.image)) return;
+        const auto channels = static_cast<std::size_t>(aov.image.channels);
+        const bool is_share = filling == Filling::sum;
+        sums.push_back({&aov.image, is_share ? static_cast<float>(camera->sample) : 1.0f,
+                        filling == Filling::plane,
+                        std::vector<FixedPoint>(pixel_count(Sums.region) * channels)});
+    });
+    Sums.images = std::move(sums); // from here on no image holds shares
+}
+
+bool sums_frames() {
+    return !Sums.images.empty();
+}
+
+void clear_row(int y) {
+    for (FrameSum& sum : Sums.images) {
+        const RowOfValues row = row_of(*sum.image, y);
+        std::fill_n(&sum.image->floats[row.in_image], row.count, 0.0f);
+    }
+}
+
+void AddFrameToSums() {
+    ++Sums.frames;
+    for_each_row([](FrameSum& sum, int y) {
+        add_row(sum, y);
+        show_row(sum, y, sum.image->floats);
+    });
+}
+
+void ShowMeans() {
+    for_each_row([](const FrameSum& sum, int y) { show_row(sum, y, sum.image->floats); });
+}
+
+Image MeansOf(const Image& image) {
+    const auto sum = std::find_if(Sums.images.begin(), Sums.images.end(),
+                                  [&](const FrameSum& one) { return one.image == &image; });
+    if (sum == Sums.images.end()) return image;
+    Image copy = EmptyCopy(image);
+    for (int y = Sums.region.y0; y < Sums.region.y1; ++y)
+        show_row(*sum, y, copy.floats);
+    return copy;
+}
+
+float mean_of(const FixedPoint& sum, std::uint32_t frames) {
+    return frames == 0 ? 0.0f : static_cast<float>(to_double(sum) / frames);
+}
+
+void ReleaseFrameSums() {
+    Sums = {};
+}
+
+} // namespace mh

@@ -1,0 +1,40 @@
+// The frames of a run with a seed are summed exactly: pictures do not depend on the order of frames,
+// nor on how they were shared out among runs. While a frame is under way the images hold that frame
+// alone, otherwise the means of the frames summed, or, of planes, their sums.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "math/fixed_point.h"
+#include "shading/types.h"
+
+#include <cstdint>
+
+namespace mh {
+
+// The largest value of a frame that counts: sums of 65535 of them keep within their 64 bits.
+constexpr float kLargestOfFrame = 7.0368744e13f; // 2^46
+
+// Sums of 0 frames, of the images as they are. Nothing without a seed, or when they are kept already.
+void StartFrameSums();
+
+// Whether they are kept.
+bool sums_frames();
+
+// By the thread that is about to render row y of all images.
+void clear_row(int y);
+
+// Adds the frame that the images hold, and puts means in its place.
+void AddFrameToSums();
+
+// Puts the means of the frames summed into the images.
+void ShowMeans();
+
+// A copy of an image, with the means; of an image that has no sums, a copy.
+Image MeansOf(const Image& image);
+
+// The mean of so many frames, with their sum.
+float mean_of(const FixedPoint& sum, std::uint32_t frames);
+
+void ReleaseFrameSums();
+
+} // namespace mh

@@ -1,0 +1,147 @@
+"""Pictures from pieces: partial files and their merge, by the program.
+SPDX-License-Identifier: MIT"""
+import os
+import shutil
+import signal
+import subprocess
+import unittest
+
+from program import EXAMPLES, PROGRAM, ProgramTest, write_scene
+from seed_test import MIRROR
+
+FRAMES = ("0:2", "2:3", "3:9")
+LEFT, RIGHT = ("--region", "0,0,10,16"), ("--region", "10,0,24,16")
+
+
+class Pieces(ProgramTest):
+    def setUp(self):
+        super().setUp()
+        write_scene(self.scene, MIRROR)
+        camera = MIRROR["camera/camera.mh"].rsplit("end", 1)[0]
+        for kind in ("noise", "feature_albedo", "feature_depth"):
+            camera += f'    aov\n        image "{kind}.pfm"\n        type "{kind}"\n    end\n'
+        write_scene(self.scene, {"camera/camera.mh": camera + "end\n"})
+        self.settings = ("--resolution", "24x16", "--sample", "9", "--seed", "7")
+
+    def render(self, *options, scene="scene", status=0):
+        return self.run_here(scene, *self.settings, "--progress", "none", *options, status=status)
+
+    def pictures(self, folder):
+        return {name: self.bytes_of(folder + "/" + name) for name in os.listdir(self.path(folder))}
+
+    def pieces(self, *splits, scene="scene"):
+        for i, split in enumerate(splits):
+            self.render("--partial", f"{i}.part", *split, scene=scene)
+        return [f"{i}.part" for i in range(len(splits))]
+
+    def merged(self, *arguments, status=0):
+        return self.run_here("merge", *arguments, "--output-dir", "merged", status=status)
+
+    def test_pieces_give_the_bytes_of_one_run_however_it_was_split(self):
+        by_frames = [("--frames", frames) for frames in FRAMES]
+        splits = (by_frames, [("--frames", f) for f in ("0:8", "8:9")],
+                  [("--frames", str(i) + ":" + str(i + 1)) for i in range(9)],
+                  [LEFT, RIGHT], [("--region", "0,0,24,5"), ("--region", "0,5,24,16")],
+                  [(*LEFT, "--frames", "0:4"), (*LEFT, "--frames", "4:9"), RIGHT])
+        scenes = (("scene", ("--mode", "gather")), (EXAMPLES + "/cornell", ("--mode", "path")))
+        for i, (scene, mode) in enumerate(scenes):
+            for estimator in ("classic", "exact"):
+                self.settings = (*self.settings[:6], *mode, "--estimator", estimator, "--exr",
+                                 "float", "--threads", "1")
+                self.render("--output-dir", "one", scene=scene)
+                self.settings = (*self.settings[:-1], "3")
+                for split in splits if i == 0 else (by_frames,):
+                    self.merged(*reversed(self.pieces(*split, scene=scene)))
+                    self.assertEqual(self.pictures("merged"), self.pictures("one"),
+                                     (scene, estimator, split))
+                shutil.rmtree(self.path("one"))
+                shutil.rmtree(self.path("merged"))
+
+    def test_a_whole_piece_is_kept_and_another_one_replaced(self):
+        self.pieces(("--frames", "0:2"))
+        before = os.stat(self.path("0.part")).st_mtime_ns
+        self.assertIn("already", self.render("--frames", "0:2", "--partial", "0.part").stderr)
+        self.assertEqual(os.stat(self.path("0.part")).st_mtime_ns, before)
+        content = self.bytes_of("0.part")
+        for damaged in (b"", content[:-1], content[:200] + b"?" + content[201:], content + b"?"):
+            self.write_bytes("0.part", damaged)
+            self.render("--frames", "0:2", "--partial", "0.part")
+            self.assertEqual(self.bytes_of("0.part"), content)
+        self.write_bytes("0.part", b"a picture")
+        self.assertIn("no partial file",
+                      self.render("--frames", "0:2", "--partial", "0.part", status=2).stderr)
+        self.assertEqual(self.bytes_of("0.part"), b"a picture")
+
+    def test_an_end_in_the_middle_leaves_no_piece(self):
+        for number, status in ((signal.SIGTERM, 130), (signal.SIGKILL, -9)):
+            with subprocess.Popen([PROGRAM, "scene", *self.settings[:2], "--sample", "65535",
+                                   "--seed", "7", "--partial", "long.part", "--progress", "json"],
+                                  cwd=self.folder, stdout=subprocess.DEVNULL,
+                                  stderr=subprocess.PIPE, text=True) as process:
+                while '"frame"' not in process.stderr.readline():
+                    pass
+                process.send_signal(number)
+                process.stderr.read()
+            self.assertEqual(process.returncode, status)
+            self.assertFalse(os.path.exists(self.path("long.part")))
+        self.render("--partial", "long.part", "--time-limit", "0", status=130)
+        self.assertFalse(os.path.exists(self.path("long.part")))
+
+    def test_what_does_not_fit_together_is_refused_with_a_line(self):
+        a, b, c = self.pieces(*(("--frames", frames) for frames in FRAMES))
+        content = self.bytes_of(b)
+
+        def refuse(line, *files):
+            result = self.merged(*files, status=2)
+            self.assertRegex(result.stderr, r"^moonhare: [^\n]*" + line + r"[^\n]*\n$")
+            self.assertFalse(os.path.exists(self.path("merged")))
+
+        refuse("no piece holds frames 2 to 2 of", a, c)
+        refuse("overlap: frames 0 to 1", a, b, c, a)
+        refuse("cannot be read", a, "none")
+        refuse("no partial file", a, "scene/camera/camera.mh")
+        for place in (0, 30, 100, 700, len(content) - 9):
+            self.write_bytes("bad", content[:place] + bytes([content[place] ^ 1])
+                             + content[place + 1:])
+            refuse("damaged|no partial file", a, "bad", c)
+            self.write_bytes("bad", content[:place])
+            refuse("damaged|no partial file", a, "bad", c)
+        for option, value, line in (("--seed", "8", "other settings: .*seed 8"),
+                                    ("--sample", "10", "picture of 10 frames")):
+            before, place = self.settings, self.settings.index(option) + 1
+            self.settings = (*before[:place], value, *before[place + 1:])
+            self.render("--partial", "other", "--frames", "2:3")
+            self.settings = before
+            refuse(line, a, "other", c)
+        with open(self.path("scene/light/light.mh"), "a") as light:
+            light.write("point_light\n    position 0 0 2\nend\n")
+        self.render("--partial", "other", "--frames", "2:3")
+        refuse("another scene", a, "other", c)
+        self.assertIn("goes beyond", self.render("--frames", "8:10", "--partial", "x", status=2).stderr)
+        self.assertIn("--partial", self.render("--frames", "8:9", status=2).stderr)
+
+    def test_means_are_of_the_frames_that_are_there_where_gaps_are_allowed(self):
+        self.settings = (*self.settings, "--beauty", "b.pfm")
+        left, right, short = self.pieces(LEFT, RIGHT, (*RIGHT, "--frames", "0:5"))
+
+        def columns(*arguments):
+            result = self.merged(*arguments)
+            values = memoryview(self.pictures("merged")["b.pfm"][-24 * 16 * 12:]).cast("f")
+            return result.stderr, [[values[72 * y + i] for y in range(16) for i in range(first, end)]
+                                   for first, end in ((0, 30), (30, 72))]
+
+        _, whole = columns(left, right)
+        self.assertIn("columns 10 to 23", self.merged(left, "--region", "0,0,24,16", status=2).stderr)
+        line, gap = columns(left, short, "--allow-gaps")
+        self.assertIn("frames 5 to 8 of columns 10 to 23 and rows 0 to 15", line)
+        self.assertEqual(gap[0], whole[0])
+        self.assertNotEqual(gap[1], whole[1])
+        self.assertAlmostEqual(sum(gap[1]) / sum(whole[1]), 1, delta=0.2)
+
+    def test_a_seed_is_picked_where_none_is_given(self):
+        self.settings = ("--resolution", "8x8", "--sample", "2")
+        self.assertRegex(self.render("--partial", "p").stderr, "no seed is given, .* must share it")
+
+
+if __name__ == "__main__":
+    unittest.main()
