@@ -22,15 +22,24 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/moonhare.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 find_package(Python3 COMPONENTS Interpreter REQUIRED)
-set(python_module ${CMAKE_CURRENT_BINARY_DIR}/python/moonhare.py)
-add_custom_command(OUTPUT ${python_module}
-    COMMAND ${CMAKE_COMMAND} -E make_directory python
+set(python_package ${CMAKE_CURRENT_BINARY_DIR}/python/moonhare)
+add_custom_command(OUTPUT ${python_package}/__init__.py
+    COMMAND ${CMAKE_COMMAND} -E make_directory ${python_package}
     COMMAND Python3::Interpreter ${PROJECT_SOURCE_DIR}/tools/python/generate.py
         ${PROJECT_SOURCE_DIR}/src/frame/moonhare.h libmh.so.${PROJECT_VERSION_MAJOR}
-        ${python_module}
+        ${python_package}/__init__.py
     DEPENDS tools/python/generate.py src/frame/moonhare.h VERBATIM)
-add_custom_target(python_module ALL DEPENDS ${python_module})
-install(FILES ${python_module} DESTINATION ${MOONHARE_PYTHON_DIR})
+set(python_files ${python_package}/__init__.py)
+foreach(part __init__ __main__ clusters dask_calls engine picture_job pictures pieces progress
+        scene_pack worker)
+    add_custom_command(OUTPUT ${python_package}/farm/${part}.py
+        COMMAND ${CMAKE_COMMAND} -E copy ${PROJECT_SOURCE_DIR}/tools/python/farm/${part}.py
+            ${python_package}/farm/${part}.py
+        DEPENDS tools/python/farm/${part}.py VERBATIM)
+    list(APPEND python_files ${python_package}/farm/${part}.py)
+endforeach()
+add_custom_target(python_module ALL DEPENDS ${python_files})
+install(DIRECTORY ${python_package} DESTINATION ${MOONHARE_PYTHON_DIR} PATTERN __pycache__ EXCLUDE)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
@@ -39,5 +48,5 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION graphics)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_SUGGESTS "python3, python3-numpy")
+set(CPACK_DEBIAN_PACKAGE_SUGGESTS "python3, python3-numpy, python3-distributed")
 include(CPack)

@@ -9,7 +9,7 @@ package=$(ls "$2"/*.deb)
 dpkg-deb --contents "$package" >"$2/content"
 for file in bin/moonhare include/moonhare.h lib/libmh.so lib/pkgconfig/moonhare.pc \
     libexec/moonhare/moonhare-decode lib/cmake/moonhare/moonhareConfig.cmake share/man/man1/moonhare.1 \
-    lib/python3/dist-packages/moonhare.py; do
+    lib/python3/dist-packages/moonhare/__init__.py lib/python3/dist-packages/moonhare/farm/__main__.py; do
     grep -q "./usr/$file" "$2/content" || { echo "missing: $file"; exit 1; }
 done
 for dependency in libc6 libfreeimage3 libgomp1 libglut3 libseccomp2; do

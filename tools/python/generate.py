@@ -46,9 +46,10 @@ _SONAME = "@SONAME@"
 
 
 def _load():
-    """The library of the same installation, or the one that the system finds."""
-    beside = _os.path.join(_os.path.dirname(_os.path.abspath(__file__)), "..", "..", _SONAME)
-    return _ctypes.CDLL(beside if _os.path.exists(beside) else _SONAME)
+    """The library of the same installation or build, or the one that the system finds."""
+    here = _os.path.dirname(_os.path.abspath(__file__))
+    beside = [_os.path.join(here, way, _SONAME) for way in ("../../..", "../../src")]
+    return _ctypes.CDLL(next(filter(_os.path.exists, beside), _SONAME))
 
 
 _library = _load()
