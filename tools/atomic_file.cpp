@@ -2,16 +2,14 @@
 // SPDX-License-Identifier: MIT
 #include "atomic_file.h"
 
-#include "math/input_file.h"
-
 #include <filesystem>
 #include <iostream>
 #include <system_error>
 
 namespace mh {
 
-bool ReadWholeFile(const std::string& path, std::string& content) {
-    InputFile file = OpenInput(path);
+bool ReadWholeFile(const std::string& path, std::string& content, Origin origin) {
+    InputFile file = OpenInput(path, origin);
     if (!file || !FitsMemory(file)) return false;
     content = ReadRest(file);
     return std::ferror(file.handle.get()) == 0;

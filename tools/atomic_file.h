@@ -2,12 +2,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "math/input_file.h"
+
 #include <string>
 
 namespace mh {
 
 // Whether all of the file could be read.
-bool ReadWholeFile(const std::string& path, std::string& content);
+bool ReadWholeFile(const std::string& path, std::string& content, Origin origin = Origin::scene);
 
 // A line on standard error, led by the program's name.
 void Complain(const std::string& message);

@@ -4,6 +4,7 @@
 
 #include "atomic_file.h"
 #include "check_scene.h"
+#include "confinement.h"
 #include "frame/phases.h"
 #include "integrate/output_images.h"
 #include "json_text.h"
@@ -133,6 +134,7 @@ int StatusOf(const std::vector<Fault>& faults, bool strict) {
 
 int CheckScene(const Arguments& arguments) {
     if (!IsDirectory(arguments.scene)) return kWrongUse;
+    ConfineToScene(arguments);
     const std::vector<Fault> faults =
         faults_of(arguments.scene + (arguments.scene.ends_with('/') ? "" : "/"));
     if (arguments.json)

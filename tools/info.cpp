@@ -3,6 +3,7 @@
 #include "atomic_file.h"
 #include "captured_report.h"
 #include "check.h"
+#include "confinement.h"
 #include "frame/phases.h"
 #include "geometry/state.h"
 #include "integrate/output_images.h"
@@ -131,6 +132,7 @@ std::string description() {
 
 int DescribeScene(const Arguments& arguments) {
     if (!IsDirectory(arguments.scene)) return kWrongUse;
+    ConfineToScene(arguments);
     std::string text;
     {
         CapturedReport report;

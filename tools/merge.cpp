@@ -162,7 +162,7 @@ void count_frames(Merge& merge) {
 }
 
 bool open_plane(const Piece& piece, std::size_t plane, InputFile& input) {
-    input = OpenInput(piece.path);
+    input = OpenInput(piece.path, Origin::user);
     return input
            && fseeko(input.handle.get(), static_cast<off_t>(piece.file.offsets[plane]), SEEK_SET)
                   == 0;

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "check.h"
 #include "convert.h"
+#include "farm_script.h"
 #include "merge.h"
 #include "options.h"
 #include "render.h"
@@ -20,6 +21,7 @@ int run(const mh::Arguments& arguments) {
     switch (arguments.command) {
     case mh::Command::render: return mh::RenderScene(arguments);
     case mh::Command::merge: return mh::MergePieces(arguments);
+    case mh::Command::farm: return mh::PrintFarmScript(arguments);
     case mh::Command::check: return mh::CheckScene(arguments);
     case mh::Command::info: return mh::DescribeScene(arguments);
     case mh::Command::diff: return mh::CompareImages(arguments);

@@ -20,6 +20,7 @@ namespace mh {
 
 namespace {
 
+constexpr double kMostTasks = 65535;
 constexpr double kMostThreads = 256, kMostFrames = 65535, kMostInt = 2147483647, kMostSeconds = 1e9,
                  kMostSeed = 9.2233720368547e18;
 
@@ -93,6 +94,12 @@ void bind(CLI::App& app, const OptionRow& row, Arguments& arguments) {
     if (row.name[0] != '-') option->required();
 }
 
+template<auto member>
+void bind_required(CLI::App& app, const OptionRow& row, Arguments& arguments) {
+    bind<member>(app, row, arguments);
+    app.get_option(row.name)->required();
+}
+
 template<auto member, char separator>
 void bind_wholes(CLI::App& app, const OptionRow& row, Arguments& arguments) {
     auto& field = arguments.*member;
@@ -154,6 +161,7 @@ constexpr OptionRow kRenderRows[] = {
      bind<&A::write_every_s>, 0, kMostSeconds},
     {"--checkpoint", "FILE", "Save there what is needed to go on later", bind<&A::checkpoint>},
     {"--resume", "FILE", "Go on from a checkpoint of the same scene", bind<&A::resume>},
+    {"--confine", "", "Read no file that the scene names outside of its folder", bind<&A::confine>},
     {"--frames", "A:B", "Render frames A to B - 1 alone, for --partial", bind_frames},
     {"--partial", "FILE", "Write the sums of the frames there, for merge, and no pictures",
      bind<&A::partial>},
@@ -171,14 +179,33 @@ constexpr OptionRow kMergeRows[] = {
      bind<&A::allow_gaps>},
 };
 
+constexpr OptionRow kFarmRows[] = {
+    {"ENGINE", "slurm", "What starts the pieces", bind<&A::engine>},
+    {"SCENE", "DIR", "Directory of the scene", bind<&A::scene>},
+    {"--tasks", "N", "Pieces to split the frames into", bind_required<&A::tasks>, 1, kMostTasks},
+    {"--output-dir", "DIR", "Where pieces and pictures go", bind<&A::output_dir>},
+    {"--resolution", "WxH", "Size of the picture in pixels", bind_wholes<&A::resolution, 'x'>},
+    {"--sample", "N", "Frames; each adds one sample to every pixel", bind<&A::sample>, 1,
+     kMostFrames},
+    {"--mode", "gather|path", "Final gathering from photons, or path tracing", bind<&A::mode>},
+    {"--estimator", "classic|exact", "How light is estimated; exact has no known bias",
+     bind<&A::estimator>},
+    {"--seed", "N", "Of all random numbers; picked where scene and option give none",
+     bind<&A::seed>, 0, kMostSeed},
+    {"--camera", "N", "Which camera renders, from 0", bind<&A::camera>, 0, kMostInt},
+    {"--confine", "", "Read no file that the scene names outside of its folder", bind<&A::confine>},
+};
+
 constexpr OptionRow kCheckRows[] = {
     {"SCENE", "DIR", "Directory of the scene", bind<&A::scene>},
+    {"--confine", "", "Read no file that the scene names outside of its folder", bind<&A::confine>},
     {"--strict", "", "End with status 1 for warnings too", bind<&A::strict>},
     {"--json", "", "One JSON object with all faults", bind<&A::json>},
 };
 
 constexpr OptionRow kInfoRows[] = {
     {"SCENE", "DIR", "Directory of the scene", bind<&A::scene>},
+    {"--confine", "", "Read no file that the scene names outside of its folder", bind<&A::confine>},
 };
 
 constexpr OptionRow kConvertRows[] = {
@@ -201,6 +228,7 @@ constexpr OptionRow kDiffRows[] = {
 constexpr CommandRow kCommands[] = {
     {"render", "Render a scene; the same as leaving the word out", Command::render, kRenderRows},
     {"merge", "Put a picture together from partial files", Command::merge, kMergeRows},
+    {"farm", "Print a script that has a batch system render a scene", Command::farm, kFarmRows},
     {"check", "Find every fault of a scene", Command::check, kCheckRows},
     {"info", "Tell what a scene holds, without rendering", Command::info, kInfoRows},
     {"convert", "Write an image in another format", Command::convert, kConvertRows},

@@ -18,7 +18,7 @@ constexpr int kWrongUse = 2;
 constexpr int kNotWritten = 3;
 constexpr int kInterrupted = 130;
 
-enum class Command { none, render, merge, check, info, convert, diff, man, completion };
+enum class Command { none, render, merge, farm, check, info, convert, diff, man, completion };
 
 // Everything that a command line can say; what is not given stays empty.
 struct Arguments {
@@ -42,7 +42,10 @@ struct Arguments {
     std::optional<double> time_limit_s, write_every_s;
     bool preview = false;
 
-    bool json = false, strict = false;
+    bool json = false, strict = false, confine = false;
+
+    std::string engine; // slurm
+    int tasks = 0;
 
     std::vector<std::string> pieces;
     bool allow_gaps = false;

@@ -194,7 +194,7 @@ std::string WritePartial(const std::string& path, const PieceHeader& header,
 }
 
 std::string ReadPartial(const std::string& path, PartialFile& file) {
-    InputFile input = OpenInput(path);
+    InputFile input = OpenInput(path, Origin::user);
     if (!input) return "cannot be read";
     Size position = 0;
     if (std::string fault = read_header(input, file.header, position); !fault.empty()) return fault;
@@ -212,7 +212,7 @@ std::string ReadPartial(const std::string& path, PartialFile& file) {
 }
 
 bool IsPartial(const std::string& path) {
-    InputFile input = OpenInput(path);
+    InputFile input = OpenInput(path, Origin::user);
     std::string bytes;
     return input && read(input.handle.get(), bytes, std::min<Size>(kMagic.size(), input.size_bytes))
            && bytes == kMagic;

@@ -5,6 +5,7 @@
 #include "atomic_file.h"
 #include "check.h"
 #include "checkpoint.h"
+#include "confinement.h"
 #include "frame/phases.h"
 #include "integrate/output_images.h"
 #include "math/count_text.h"
@@ -272,6 +273,7 @@ int RenderScene(const Arguments& arguments) {
         return kWrongUse;
     }
     set_up(arguments);
+    ConfineToScene(arguments);
     const std::string slash = arguments.scene.ends_with('/') ? "" : "/";
     std::vector<Fault> faults;
     time_phase("scene", [&] { faults = OpenChecked(arguments.scene + slash); });

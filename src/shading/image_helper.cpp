@@ -167,7 +167,7 @@ std::string DecodeApart(const std::string& file, Decoding decoding, Budget budge
         spawn(program,
               {program, file, decoding.storage == FloatStorage::rgbe ? "rgbe" : "floats",
                decoding.top_first ? "top" : "bottom", std::to_string(std::lround(budget.seconds)),
-               std::to_string(std::llround(budget.bytes))},
+               std::to_string(std::llround(budget.bytes)), ConfiningFolder()},
               ends[1]);
     const int reason = errno;
     close(ends[1]);

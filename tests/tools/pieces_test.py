@@ -138,6 +138,49 @@ class Pieces(ProgramTest):
         self.assertNotEqual(gap[1], whole[1])
         self.assertAlmostEqual(sum(gap[1]) / sum(whole[1]), 1, delta=0.2)
 
+    def test_a_script_for_a_batch_system_renders_and_merges(self):
+        self.render("--output-dir", "one")
+        script = self.run_here("farm", "slurm", "scene", "--tasks", 4, "--output-dir", "it's done",
+                               *self.settings).stdout
+        with open(self.path("sbatch"), "w") as sbatch:
+            sbatch.write('#!/bin/bash\nprintf %s "${@: -1}" > merge\n')
+        os.chmod(self.path("sbatch"), 0o755)
+        for task in (3, 0, 2, 1, 2):
+            subprocess.run(["bash", "-c", script], cwd=self.folder, check=True, capture_output=True,
+                           env=dict(os.environ, SLURM_ARRAY_JOB_ID="7", SLURM_ARRAY_TASK_ID=str(task),
+                                    PATH=self.folder + ":" + os.environ["PATH"]))
+        subprocess.run(["sh", "merge"], cwd=self.folder, check=True, capture_output=True)
+        shutil.rmtree(self.path("it's done/pieces"))
+        self.assertEqual(self.pictures("it's done"), self.pictures("one"))
+        self.assertIn("slurm is", self.run_here("farm", "lsf", "scene", "--tasks", 4, status=2).stderr)
+
+    def test_a_confined_scene_reads_nothing_outside_of_its_folder(self):
+        write_scene(self.folder, {"out/mesh.obj": MIRROR["geometry/floor.obj"],
+                                  "out/secret.ppm": "P3 1 1 255 9 9 9\n", "out/secret.exr": "v/1",
+                                  "out/geometry/more.mh": "object\nend\n"})
+        outside = self.path("out")
+        image = 'surface_shader\n    emissive\n        image "{}"\n    end\nend\n'
+        names = [outside + "/secret.ppm", "../out/secret.exr", "leading.ppm", "in.ppm"]
+        parts = [outside + "/mesh.obj", "../../out/mesh.obj", "../out/mesh.obj", "leading.obj",
+                 "out/mesh.obj"]
+        shader = "shader\n    name \"s\"\n" + "".join(map(image.format, names)) + "end\n"
+        objects = "".join(f'object\n    obj "{name}"\nend\n' for name in parts)
+        write_scene(self.scene, {"shader/secrets.mh": shader, "geometry/secrets.mh": objects,
+                                 "image/kept.ppm": "P3 1 1 255 9 9 9\n"})
+        os.symlink("kept.ppm", self.path("scene/image/in.ppm"))
+        os.symlink(outside + "/secret.ppm", self.path("scene/image/leading.ppm"))
+        os.symlink("../../out/mesh.obj", self.path("scene/geometry/leading.obj"))
+        os.symlink("../../out/geometry/more.mh", self.path("scene/geometry/more.mh"))
+        lines = self.render("--confine").stderr.splitlines()
+        refused = [line for line in lines if "outside of the scene's folder" in line]
+        for name in (*names[:3], *parts, "more.mh"):
+            self.assertTrue(any(name.lstrip("./") in line for line in refused), (name, lines))
+        self.assertFalse(any("in.ppm" in line for line in refused), refused)
+        for command in ("check", "info"):
+            status = 1 if command == "check" else 0
+            self.assertIn("outside", self.run_here(command, "scene", "--confine", status=status).stderr)
+        self.assertNotIn("outside", self.render().stderr)
+
     def test_a_seed_is_picked_where_none_is_given(self):
         self.settings = ("--resolution", "8x8", "--sample", "2")
         self.assertRegex(self.render("--partial", "p").stderr, "no seed is given, .* must share it")

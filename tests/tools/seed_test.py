@@ -10,12 +10,10 @@ from program import EXAMPLES, PROGRAM, RENDER, ProgramTest, write_scene
 
 # A mirror that throws caustics of two lights on a floor, seen by a splat image as well.
 MIRROR = {
-    "shader/shader.mh": 'shader\n    name "undefined"\n    layer\n        lambertian\n'
-                        "            color 0.7 0.7 0.7\n        end\n        glossy\n"
-                        "            color 0.3 0.3 0.3\n        end\n        specular\n"
-                        "            color 0.6 0.6 0.6\n        end\n        roughness\n"
-                        "            color 0.3 0.3 0.3\n        end\n        ior\n"
-                        "            color 2 2 2\n        end\n    end\nend\n",
+    "shader/shader.mh": 'shader\n    name "clay"\n    surface_shader\n' + "".join(
+        f"        {slot}\n            color {value} {value} {value}\n        end\n" for slot, value in (
+            ("lambertian", 0.7), ("glossy", 0.3), ("specular", 0.6), ("roughness", 0.3), ("ior", 2)))
+                        + "    end\nend\n",
     "geometry/floor.obj": "v -2 0 0\nv 2 0 0\nv 2 4 0\nv -2 4 0\nv -2 4 3\nv 2 4 3\n"
                           "f 1 2 3 4\nf 4 3 6 5\n",
     "light/light.mh": "point_light\n    position 0 1 2\n    color 2 2 2\n    photon 3000\nend\n"

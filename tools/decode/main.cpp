@@ -1,6 +1,7 @@
 // The helper program of the image loader: decodes one image file under limits on time and memory
 // and writes its pixels to standard output. What a damaged file does to its decoder ends here.
-// usage: moonhare-decode FILE rgbe|floats top|bottom SECONDS BYTES
+// usage: moonhare-decode FILE rgbe|floats top|bottom SECONDS BYTES FOLDER
+// FOLDER: outside of which no file is read; empty for any.
 // SPDX-License-Identifier: MIT
 #include "confine.h"
 #include "math/input_file.h"
@@ -38,7 +39,8 @@ bool answer(mh::Image& image, const std::string& fault) {
 } // namespace
 
 int main(int count, char** arguments) {
-    if (count != 6) return 2;
+    if (count != 7) return 2;
+    mh::ConfineInputs(arguments[6], nullptr);
     mh::PreopenInput(arguments[1]);
     FreeImage_Initialise();
     if (!mh::Confine(arguments[4], arguments[5])) return 1;
