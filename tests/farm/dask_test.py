@@ -4,6 +4,7 @@ SPDX-License-Identifier: MIT"""
 import importlib.util
 import os
 import re
+import shutil
 import signal
 import socket
 import subprocess
@@ -110,6 +111,10 @@ class Farm(ProgramTest):
     def test_photons_and_strips_make_the_picture_of_one_run(self):
         options = ("--resolution", "48x320", "--sample", "3", "--seed", "5", "--region",
                    "3,20,47,300")
+        shutil.copytree(self.scene, self.path("room"))
+        self.scene = "room"
+        lamp = self.bytes_of("room/light/light.mh")
+        self.write_bytes("room/light/light.mh", lamp.replace(b"photon 1000000", b"photon 20000"))
         farm = self.start_farm("--local", "2", "--no-shared-files", *options)
         self.finish(farm, options)
         self.assertIn("100 %, 3.0 of 3 samples a pixel", self.text_of(farm))

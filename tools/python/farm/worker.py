@@ -187,7 +187,8 @@ def run_program(place: Place, job: Job, arguments: list[str],
                 limit_s: Optional[float] = None) -> Outcome:
     """Ends with the worker, at the limit, or when nobody wants the piece any more."""
     threads = job.threads or max(1, len(os.sched_getaffinity(0)) // place.slots)
-    command = ["setpriv", "--pdeathsig", "KILL", find_program(), *arguments, "--progress", "none", "--threads", str(threads)]
+    command = ["setpriv", "--pdeathsig", "KILL", find_program(), *arguments, "--confine",
+               "--progress", "none", "--threads", str(threads)]
     started = time.monotonic()
     with tempfile.TemporaryFile() as complaints, subprocess.Popen(
             command, cwd=place.folder, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
