@@ -1,5 +1,5 @@
 // The table of commands and options of the program: parsing, --help, the manual page and the
-// completion of bash all come from it.
+// completion of shells all come from it.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -18,7 +18,20 @@ constexpr int kWrongUse = 2;
 constexpr int kNotWritten = 3;
 constexpr int kInterrupted = 130;
 
-enum class Command { none, render, merge, farm, check, info, convert, diff, man, completion };
+enum class Command {
+    none,
+    render,
+    merge,
+    farm,
+    check,
+    info,
+    convert,
+    diff,
+    fmt,
+    make,
+    man,
+    completion
+};
 
 // Everything that a command line can say; what is not given stays empty.
 struct Arguments {
@@ -42,7 +55,8 @@ struct Arguments {
     std::optional<double> time_limit_s, write_every_s;
     bool preview = false;
 
-    bool json = false, strict = false, confine = false;
+    bool json = false, strict = false, confine = false, only_check = false;
+    std::string shell = "bash";
 
     std::string engine; // slurm
     int tasks = 0;
@@ -62,7 +76,7 @@ std::optional<int> ParseArguments(int argc, char** argv, Arguments& arguments);
 
 // Pages made from the table.
 std::string ManualPage();
-std::string BashCompletion();
+std::string Completion(const std::string& shell); // bash, zsh, fish
 
 // Name, version, commit, compiler and the instruction set in use, in lines.
 std::string VersionText();
