@@ -148,6 +148,7 @@ constexpr OptionRow kRenderRows[] = {
      0, kMostSeed},
     {"--camera", "N", "Which camera renders, from 0; the others write nothing", bind<&A::camera>, 0,
      kMostInt},
+    {"--denoise", "", "Write a denoised picture too, and denoised light AOVs", bind<&A::denoise>},
     {"--strict", "", "Refuse a scene with faults or warnings", bind<&A::strict>},
     {"--output-dir", "DIR", "Where pictures go; made if it is missing", bind<&A::output_dir>},
     {"--beauty", "FILE", "File name of the picture; its extension is the format", bind<&A::beauty>},
@@ -216,6 +217,17 @@ constexpr OptionRow kConvertRows[] = {
     {"--tonemap", "none|aces|filmic", "Curve that brings highlights into range", bind<&A::tonemap>},
 };
 
+constexpr OptionRow kDenoiseRows[] = {
+    {"IMAGE", "FILE", "Picture to denoise", bind<&A::first_image>},
+    {"--albedo", "FILE", "Colours of what the picture shows", bind<&A::albedo>},
+    {"--normal", "FILE", "Normals of what the picture shows", bind<&A::normal>},
+    {"--depth", "FILE", "Depths of what the picture shows", bind<&A::depth>},
+    {"--noise", "FILE", "Relative noise of the picture, as an AOV of that type", bind<&A::noise>},
+    {"--output", "FILE", "File to write, also over an old one; default: IMAGE_denoised",
+     bind<&A::output>},
+    {"--exr", "half|float", "Width of the numbers in an .exr file", bind<&A::exr>},
+};
+
 constexpr OptionRow kDiffRows[] = {
     {"A", "FILE", "Image to compare", bind<&A::first_image>},
     {"B", "FILE", "Image to compare it with: the reference", bind<&A::second_image>},
@@ -225,20 +237,6 @@ constexpr OptionRow kDiffRows[] = {
     {"--json", "", "One JSON object in place of lines", bind<&A::json>},
 };
 
-constexpr OptionRow kFormatRows[] = {
-    {"SCENE", "DIR", "Directory of the scene", bind<&A::scene>},
-    {"--check", "", "List files that would change, with status 1, and change none",
-     bind<&A::only_check>},
-};
-
-constexpr OptionRow kNewRows[] = {
-    {"DIR", "DIR", "Directory to make", bind<&A::scene>},
-};
-
-constexpr OptionRow kCompletionRows[] = {
-    {"--shell", "bash|zsh|fish", "Which shell; bash unless it is given", bind<&A::shell>},
-};
-
 constexpr CommandRow kCommands[] = {
     {"render", "Render a scene; the same as leaving the word out", Command::render, kRenderRows},
     {"merge", "Put a picture together from partial files", Command::merge, kMergeRows},
@@ -246,11 +244,10 @@ constexpr CommandRow kCommands[] = {
     {"check", "Find every fault of a scene", Command::check, kCheckRows},
     {"info", "Tell what a scene holds, without rendering", Command::info, kInfoRows},
     {"convert", "Write an image in another format", Command::convert, kConvertRows},
+    {"denoise", "Take the noise out of a picture", Command::denoise, kDenoiseRows},
     {"diff", "Measure how two images differ", Command::diff, kDiffRows},
-    {"fmt", "Lay out the files of a scene", Command::fmt, kFormatRows},
-    {"new", "Make a small scene to begin with", Command::make, kNewRows},
     {"man", "Print the manual page", Command::man, {}},
-    {"completion", "Print the completion of a shell", Command::completion, kCompletionRows},
+    {"completion", "Print the completion of bash", Command::completion, {}},
 };
 
 const CommandRow& command_of(const CLI::App& app) {

@@ -1,5 +1,5 @@
 // The table of commands and options of the program: parsing, --help, the manual page and the
-// completion of shells all come from it.
+// completion of bash all come from it.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -26,9 +26,8 @@ enum class Command {
     check,
     info,
     convert,
+    denoise,
     diff,
-    fmt,
-    make,
     man,
     completion
 };
@@ -55,8 +54,7 @@ struct Arguments {
     std::optional<double> time_limit_s, write_every_s;
     bool preview = false;
 
-    bool json = false, strict = false, confine = false, only_check = false;
-    std::string shell = "bash";
+    bool json = false, strict = false, confine = false, denoise = false;
 
     std::string engine; // slurm
     int tasks = 0;
@@ -64,7 +62,8 @@ struct Arguments {
     std::vector<std::string> pieces;
     bool allow_gaps = false;
 
-    std::string first_image, second_image; // IN and OUT, or A and B
+    std::string first_image, second_image;            // IN and OUT, or A and B
+    std::string albedo, normal, depth, noise, output; // of the command "denoise"
     std::string tonemap = "none";
     std::string difference_image;
     std::optional<double> fail_above;
@@ -76,7 +75,7 @@ std::optional<int> ParseArguments(int argc, char** argv, Arguments& arguments);
 
 // Pages made from the table.
 std::string ManualPage();
-std::string Completion(const std::string& shell); // bash, zsh, fish
+std::string BashCompletion();
 
 // Name, version, commit, compiler and the instruction set in use, in lines.
 std::string VersionText();

@@ -6,17 +6,20 @@
 #include "check.h"
 #include "checkpoint.h"
 #include "confinement.h"
+#include "frame/denoised_images.h"
 #include "frame/phases.h"
 #include "integrate/output_images.h"
 #include "math/count_text.h"
 #include "math/stop.h"
 #include "output/camera.h"
+#include "output/feature_planes.h"
 #include "output/file_writer.h"
 #include "output/run_hooks.h"
 #include "output/state.h"
 #include "overrides.h"
 #include "piece.h"
 #include "progress.h"
+#include "run/report.h"
 #include "run/state.h"
 #include "run_control.h"
 #include "run_report.h"
@@ -190,6 +193,20 @@ void render_frames() {
     Complain(kEndedWithoutFrames);
 }
 
+// A piece writes no pictures.
+bool denoises(const Arguments& arguments) {
+    return arguments.denoise && !is_piece(arguments);
+}
+
+// Frames that a time limit leaves are denoised like all; whoever interrupts a run wants its end.
+void denoise_frames() {
+    if (!denoises(*run.arguments) || FrameIndex == 0 || is_interrupted()) return;
+    time_phase("denoiser", [] {
+        const float error = WriteDenoisedImages();
+        ReportLine("denoised error", error, "relative");
+    });
+}
+
 // A window that was closed counts as an interrupt, the time limit does not.
 int status_of_run() {
     const bool nothing = FrameIndex == 0 || is_piece(*run.arguments);
@@ -226,6 +243,7 @@ int render_opened(const Arguments& arguments) {
     } else if (const std::string fault = PrepareOutputFolders(arguments); !fault.empty()) {
         return give_up(kNotWritten, fault);
     }
+    if (denoises(arguments)) AskForPlanes(PlaneNeed::features);
     Checkpoint checkpoint;
     if (!arguments.resume.empty()) {
         const std::string fault = ReadCheckpoint(arguments.resume, checkpoint);
@@ -241,6 +259,7 @@ int render_opened(const Arguments& arguments) {
         if (!fault.empty()) return give_up(kWrongUse, arguments.resume + ' ' + fault);
     }
     render_frames();
+    denoise_frames();
     time_phase("closing", CloseScene);
     const int status = status_of_run();
     if (is_piece(arguments))

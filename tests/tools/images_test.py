@@ -1,7 +1,8 @@
-"""The commands on image files: convert and diff.
+"""The commands on image files: convert, denoise and diff.
 SPDX-License-Identifier: MIT"""
 import json
 import math
+import random
 import struct
 import unittest
 
@@ -66,6 +67,51 @@ class Convert(ProgramTest):
                                    (3, "in.pfm", "nowhere/out.png"), (2, "in.pfm"),
                                    (2, "in.pfm", "out.png", "--tonemap", "film")):
             self.run_here("convert", *arguments, status=status)
+
+
+class Denoise(ProgramTest):
+    def write(self, name, value, width=24, height=16):
+        pixels = [value(x, y) for y in range(height) for x in range(width)]
+        self.write_bytes(name, pfm(width, height, pixels))
+
+    def setUp(self):
+        super().setUp()
+        draw = random.Random(3).gauss
+        self.write("clean.pfm", lambda x, y: (0.2, 0.2, 0.2) if x < 12 else (0.8, 0.4, 0.2))
+        self.write("in.pfm", lambda x, y: tuple(draw(v, 0.1) for v in (
+            (0.2, 0.2, 0.2) if x < 12 else (0.8, 0.4, 0.2))))
+
+    def error(self, name):
+        return json.loads(self.run_here("diff", name, "clean.pfm", "--json").stdout)["rmse"]
+
+    def test_a_picture_comes_out_cleaner_and_no_file_is_lost(self):
+        before = self.bytes_of("in.pfm")
+        self.run_here("denoise", "in.pfm", "--albedo", "clean.pfm")
+        self.assertLess(self.error("in_denoised.pfm"), self.error("in.pfm") / 3)
+        self.assertEqual(self.bytes_of("in.pfm"), before)
+        self.assertIn("--output", self.run_here("denoise", "in.pfm", status=3).stderr)
+        self.write("noise.pfm", lambda x, y: (0.0, 0.0, 0.0))  # clean, it says
+        self.run_here("denoise", "in.pfm", "--noise", "noise.pfm", "--output", "in_denoised.pfm")
+        self.assertLess(abs(self.error("in_denoised.pfm") / self.error("in.pfm") - 1), 0.01)
+
+    def test_bad_features_get_a_line_each(self):
+        self.write("small.pfm", lambda x, y: (0, 0, 0), 8)
+        self.write("nan.pfm", lambda x, y: (math.nan if x == 3 else x, 0, 0))
+        self.write("black.pfm", lambda x, y: (0, 0, 0))
+        self.write("dot.pfm", lambda x, y: (0.5, 0.5, 0.5), 1, 1)
+        self.write_bytes("grey.pfm", b"Pf\n24 16\n-1.0\n" + bytes(4 * 24 * 16))
+        for status, line, *arguments in (
+                (1, "small.pfm has 8x16 pixels, the picture 24x16", "in.pfm", "--normal", "small.pfm"),
+                (1, "--depth: cannot read none.pfm", "in.pfm", "--depth", "none.pfm"),
+                (1, "cannot read none.pfm", "none.pfm"),
+                (0, "nan.pfm: 16 pixels with values that are no finite", "nan.pfm"),
+                (0, "black.pfm: all pixels are alike", "in.pfm", "--depth", "black.pfm"),
+                (0, "grey.pfm: all pixels are alike", "in.pfm", "--depth", "grey.pfm"),
+                (0, "", "black.pfm"), (0, "", "dot.pfm")):
+            with self.subTest(arguments=arguments):
+                result = self.run_here("denoise", *arguments, "--output", "out.pfm", status=status)
+                self.assertIn(line, result.stderr)
+                self.assertEqual(result.stderr.count("\n"), 1 if line else 0)
 
 
 class Diff(ProgramTest):

@@ -1,0 +1,44 @@
+// The denoiser: a picture becomes what first-order regressions on its features say of it [Bitterli16],
+// as far as that is nearer to the truth than the picture itself. Runs after rendering, on pictures
+// alone; takes 250 bytes a pixel.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <span>
+#include <vector>
+
+namespace mh {
+
+// Pixels row by row, channels interleaved. The halves are means over two halves of the samples, the
+// picture that of both; where there are none, both are the picture.
+struct NoisyImage {
+    int channels = 0; // 3; 1 of the depth; 0 where there is none
+    std::array<std::span<const float>, 2> half;
+};
+
+// No value is infinite or NaN.
+struct DenoiseInput {
+    int width = 0, height = 0;
+    NoisyImage picture, albedo, normal, depth;
+    std::span<const float>
+        variance;                  // of the picture, a value a pixel, sum over its channels; where
+                                   // it is empty the halves tell, or the picture's roughness
+    std::span<const float> frames; // pixels with 0 are left as they are; empty for none
+    std::vector<std::span<const float>> parts; // of the picture, as the light of one lamp: what the
+                                               // picture's windows make of them
+};
+
+struct DenoiseOutput {
+    std::vector<float> picture;
+    std::vector<float> error; // expected standard error of a channel, a value a pixel
+    std::vector<std::vector<float>> parts;
+};
+
+DenoiseOutput Denoise(const DenoiseInput& input);
+
+// Which kernels the filter uses: those for AVX2 where there are any, unless told otherwise.
+void UseVectorDenoiser(bool vector);
+
+} // namespace mh

@@ -1,0 +1,152 @@
+// Features and noise from what a render or files give.
+// SPDX-License-Identifier: MIT
+#include "denoise/guides.h"
+
+#include "denoise/tiles.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace mh {
+
+namespace {
+
+std::size_t pixels_of(const DenoiseInput& input) {
+    return static_cast<std::size_t>(input.width) * static_cast<std::size_t>(input.height);
+}
+
+// Of the mean of both halves.
+float half_variance(const NoisyImage& image, std::size_t i) {
+    const float d = image.half[0][i] - image.half[1][i];
+    return 0.25f * d * d;
+}
+
+float mean_of_halves(const NoisyImage& image, std::size_t i) {
+    return 0.5f * (image.half[0][i] + image.half[1][i]);
+}
+
+// What makes the standard deviation over the picture 1; 1 where there is none.
+float scale_of(const NoisyImage& image, std::size_t channel) {
+    const auto channels = static_cast<std::size_t>(image.channels);
+    double sum = 0.0, squares = 0.0;
+    for (std::size_t i = channel; i < image.half[0].size(); i += channels) {
+        const double value = mean_of_halves(image, i);
+        sum += value;
+        squares += value * value;
+    }
+    const double count = static_cast<double>(image.half[0].size()) / image.channels;
+    const double variance = squares / count - sum / count * (sum / count);
+    constexpr double kFlat = 1e-12; // relative: rounding of a constant
+    return variance > kFlat * (1.0 + squares / count)
+               ? static_cast<float>(1.0 / std::sqrt(variance))
+               : 1.0f;
+}
+
+struct RawFeatures {
+    std::array<FloatPlane, kFeatures> value, variance;
+};
+
+void add_feature(const NoisyImage& image, const PlaneShape& shape, std::size_t first,
+                 RawFeatures& raw) {
+    const auto channels = static_cast<std::size_t>(image.channels);
+    for (std::size_t c = 0; c < channels; ++c) {
+        const float scale = scale_of(image, c);
+        std::vector<float> variance(image.half[0].size() / channels);
+        for (std::size_t i = 0; i < variance.size(); ++i)
+            variance[i] = scale * scale * half_variance(image, i * channels + c);
+        variance = BoxMean(variance, shape.width, shape.height, 1);
+        raw.variance[first + c] = MakePlane(shape, [&](std::size_t i) { return variance[i]; });
+        raw.value[first + c] = MakePlane(
+            shape, [&](std::size_t i) { return scale * mean_of_halves(image, i * channels + c); });
+    }
+}
+
+// Smooths the features, and with them the noise.
+void prefilter(const RawFeatures& raw, const FloatPlane& noise, Guides& guides) {
+    PrefilterJob job = {};
+    job.shape = guides.shape;
+    job.inside = guides.inside.data();
+    job.noise = noise.data();
+    job.smoothed_noise = guides.noise.data();
+    for (std::size_t i = 0; i < kFeatures; ++i) {
+        job.feature[i] = raw.value[i].data();
+        job.variance[i] = raw.variance[i].data();
+        job.smoothed[i] = guides.feature[i].data();
+        job.left_variance[i] = guides.left_variance[i].data();
+    }
+    for_tiles(guides.shape, [&](int x, int y) { DenoiseKernelInUse().prefilter(job, x, y); });
+    for (std::size_t i = 0; i < kFeatures; ++i) {
+        RepeatEdges(guides.shape, guides.feature[i]);
+        RepeatEdges(guides.shape, guides.left_variance[i]);
+    }
+    RepeatEdges(guides.shape, guides.noise);
+}
+
+// Second differences that plane patches of a picture do not have [Immerkaer96].
+std::vector<float> roughness(const DenoiseInput& input) {
+    constexpr float kMask[3] = {1.0f, -2.0f, 1.0f}; // by its transpose
+    constexpr float kGain = 36.0f;                  // sum of the squares of the mask
+    std::vector<float> result(pixels_of(input));
+    const auto value = [&](int x, int y, int c) {
+        const int column = std::clamp(x, 0, input.width - 1),
+                  row = std::clamp(y, 0, input.height - 1);
+        return input.picture.half[0][3 * static_cast<std::size_t>(row * input.width + column)
+                                     + static_cast<std::size_t>(c)];
+    };
+    for (int y = 0; y < input.height; ++y)
+        for (int x = 0; x < input.width; ++x)
+            for (int c = 0; c < kColours; ++c) {
+                float sum = 0.0f;
+                for (int i = 0; i < 9; ++i)
+                    sum += kMask[i / 3] * kMask[i % 3] * value(x + i % 3 - 1, y + i / 3 - 1, c);
+                result[static_cast<std::size_t>(y * input.width + x)] += sum * sum / kGain;
+            }
+    return BoxMean(result, input.width, input.height, 2);
+}
+
+std::vector<float> raw_noise(const DenoiseInput& input) {
+    if (!input.variance.empty()) return {input.variance.begin(), input.variance.end()};
+    if (!HasHalves(input.picture)) return roughness(input);
+    std::vector<float> noise(pixels_of(input));
+    for (std::size_t i = 0; i < noise.size(); ++i)
+        for (std::size_t c = 0; c < kColours; ++c)
+            noise[i] += half_variance(input.picture, kColours * i + c);
+    return noise;
+}
+
+} // namespace
+
+bool HasHalves(const NoisyImage& picture) {
+    return picture.half[0].data() != picture.half[1].data();
+}
+
+// Noise is smoothed in two ways, of which the mean counts: among pixels of like features it keeps clear
+// of edges, but a pixel that is like no other is left with its own estimate; that of the pixels
+// beside it is the steadier one there.
+Guides MakeGuides(const DenoiseInput& input) {
+    Guides guides = {};
+    guides.shape = ShapeOf(input.width, input.height);
+    guides.inside = EmptyPlane(guides.shape);
+    for (int y = 0; y < input.height; ++y)
+        for (int x = 0; x < input.width; ++x) {
+            const auto pixel = static_cast<std::size_t>(y * input.width + x);
+            const bool counts = input.frames.empty() || input.frames[pixel] > 0.0f;
+            guides.inside[guides.shape.place(x, y)] = counts ? 1.0f : 0.0f;
+        }
+    guides.noise = EmptyPlane(guides.shape);
+    RawFeatures raw;
+    raw.value.fill(guides.noise);
+    raw.variance = guides.feature = guides.left_variance = raw.value;
+    add_feature(input.albedo, guides.shape, 0, raw);
+    add_feature(input.normal, guides.shape, 3, raw);
+    add_feature(input.depth, guides.shape, 6, raw);
+    const std::vector<float> noise = raw_noise(input);
+    prefilter(raw, MakePlane(guides.shape, [&](std::size_t i) { return noise[i]; }), guides);
+    const std::vector<float> near = BoxMean(noise, input.width, input.height, 1);
+    const FloatPlane boxed = MakePlane(guides.shape, [&](std::size_t i) { return near[i]; });
+    for (std::size_t i = 0; i < boxed.size(); ++i)
+        guides.noise[i] = 0.5f * (guides.noise[i] + boxed[i]);
+    return guides;
+}
+
+} // namespace mh

@@ -1,0 +1,86 @@
+// Estimates of squared errors from halves that were filtered crosswise.
+// SPDX-License-Identifier: MIT
+#include "denoise/mixing.h"
+
+#include "denoise/guides.h"
+#include "denoise/kernel_types.h"
+#include "denoise/planes.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace mh {
+
+namespace {
+
+// Of a pixel, sums over its channels: squared distances over squared brightness.
+struct Distances {
+    std::vector<float> variance; // of the picture
+    std::vector<float> residual; // of a half from the other, filtered
+    std::vector<float> spread;   // between the filtered halves, as variance of their mean
+    std::vector<float> moved;    // of the picture from its filtered self
+    std::vector<float> scale;    // squared brightness
+};
+
+float square(float x) {
+    return x * x;
+}
+
+Distances distances_of(const DenoiseInput& input, const std::vector<float>& noise,
+                       const Filtered& filtered) {
+    const std::size_t pixels = noise.size();
+    Distances d;
+    for (std::vector<float>* list : {&d.variance, &d.residual, &d.spread, &d.moved, &d.scale})
+        list->resize(pixels);
+    constexpr float kDarkest = 0.03f; // three channels of 0.1, below which errors are absolute
+    for (std::size_t i = 0; i < pixels; ++i) {
+        float residual = 0.0f, spread = 0.0f, moved = 0.0f, halves = 0.0f, light = kDarkest;
+        for (std::size_t at = kColours * i; at < kColours * (i + 1); ++at) {
+            const float a = input.picture.half[0][at], b = input.picture.half[1][at];
+            const float fa = filtered.half[0][at], fb = filtered.half[1][at];
+            residual += 0.5f * (square(fa - b) + square(fb - a));
+            spread += 0.25f * square(fa - fb);
+            moved += 0.25f * square(fa + fb - a - b);
+            halves += 0.25f * square(a - b);
+            light += 0.25f * square(fa + fb);
+        }
+        d.scale[i] = light;
+        d.variance[i] = (HasHalves(input.picture) ? halves : noise[i]) / light;
+        d.residual[i] = residual / light;
+        d.spread[i] = spread / light;
+        d.moved[i] = moved / light;
+    }
+    return d;
+}
+
+} // namespace
+
+// With picture I = t + e, filtered F = t + f, E[e^2] = V, E[f^2] = M, and D = (F - I)^2, whose mean is
+// V + M - 2 E[e f], the mixture I + s (F - I) has the least error where s = (V - M + D) / (2 D).
+Mixture MixtureOf(const DenoiseInput& input, const std::vector<float>& noise,
+                  const Filtered& filtered) {
+    constexpr int kErrorReach = 8; // of the squares over which errors are averaged
+    Distances d = distances_of(input, noise, filtered);
+    for (std::vector<float>* list : {&d.variance, &d.residual, &d.spread, &d.moved})
+        *list = BoxMean(*list, input.width, input.height, kErrorReach);
+    const bool halves = HasHalves(input.picture);
+    Mixture mixture;
+    mixture.share.resize(noise.size());
+    mixture.error.resize(noise.size());
+    for (std::size_t i = 0; i < noise.size(); ++i) {
+        const float v = d.variance[i], moved = d.moved[i];
+        // A half has twice the variance; the mean of the filtered ones is nearer than each by their
+        // spread, and no nearer than that. Without halves, what was moved beyond the noise is lost.
+        const float m = halves ? std::max(d.residual[i] - 2.0f * v - d.spread[i], d.spread[i])
+                               : std::max(moved - v, 0.0f);
+        const float s =
+            moved > 0.0f ? std::clamp(0.5f * (v - m + moved) / moved, 0.0f, 1.0f) : 1.0f;
+        mixture.share[i] = s;
+        const float common = 0.5f * (v + m - moved);
+        const float least = square(1.0f - s) * v + s * s * m + 2.0f * s * (1.0f - s) * common;
+        mixture.error[i] = std::sqrt(std::max(least, 0.0f) * d.scale[i] / kColours);
+    }
+    return mixture;
+}
+
+} // namespace mh

@@ -1,0 +1,126 @@
+// From the images and planes of a render to the denoiser and out to files.
+// SPDX-License-Identifier: MIT
+#include "frame/denoised_images.h"
+
+#include "denoise/denoise.h"
+#include "integrate/output_images.h"
+#include "output/camera.h"
+#include "output/feature_planes.h"
+#include "output/image_writer.h"
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+
+namespace mh {
+
+namespace {
+
+std::string beside(const std::string& path, const char* suffix) {
+    if (path.empty()) return {};
+    const std::filesystem::path whole = path;
+    std::filesystem::path name = whole.stem();
+    name += suffix;
+    name += whole.extension();
+    return (whole.parent_path() / name).string();
+}
+
+NoisyImage view(const Plane& plane) {
+    return {plane.channels, {plane.half[0], plane.half[1]}};
+}
+
+// A single frame has no halves.
+NoisyImage picture_of(const FeaturePlanes& planes) {
+    NoisyImage picture = view(planes.beauty);
+    const float most = *std::max_element(planes.frames.begin(), planes.frames.end());
+    if (most < 2.0f) picture.half[1] = picture.half[0];
+    return picture;
+}
+
+bool is_light_of(const Aov& aov, const FeaturePlanes& planes) {
+    const Image& image = aov.image;
+    return !image.path.empty() && image.width == planes.width && image.height == planes.height
+           && image.floats.size() == planes.beauty.half[0].size();
+}
+
+// AOVs of lights: sums of frames that are no AOVs of a camera.
+std::vector<const Image*> light_images(const FeaturePlanes& planes) {
+    std::vector<const Image*> images;
+    ForEachOutput([&](Aov& aov, Filling filling) {
+        const auto own = [&](const Camera& camera) {
+            return std::any_of(camera.aovs.begin(), camera.aovs.end(),
+                               [&](const Aov& other) { return &other == &aov; });
+        };
+        if (filling != Filling::sum || !is_light_of(aov, planes)) return;
+        if (std::none_of(Cameras.begin(), Cameras.end(), own)) images.push_back(&aov.image);
+    });
+    return images;
+}
+
+void write_as(const Image& like, const std::string& path, std::vector<float> floats) {
+    Image image;
+    image.width = like.width;
+    image.height = like.height;
+    image.path = path;
+    image.floats = std::move(floats);
+    WriteImage(image);
+}
+
+std::vector<float> in_three_channels(const std::vector<float>& values) {
+    std::vector<float> result;
+    for (const float value : values)
+        result.insert(result.end(), 3, value);
+    return result;
+}
+
+float relative_error(const DenoiseOutput& output) {
+    constexpr double kDarkest = 0.01; // of squared brightness
+    double sum = 0.0;
+    for (std::size_t i = 0; i < output.error.size(); ++i) {
+        double light = 0.0;
+        for (std::size_t c = 0; c < 3; ++c)
+            light += static_cast<double>(output.picture[3 * i + c]) / 3.0;
+        const double error = output.error[i];
+        sum += error * error / (light * light + kDarkest);
+    }
+    return static_cast<float>(
+        std::sqrt(sum / std::max(static_cast<double>(output.error.size()), 1.0)));
+}
+
+} // namespace
+
+std::string DenoisedPath(const std::string& path) {
+    return beside(path, "_denoised");
+}
+
+std::string ErrorPath(const std::string& path) {
+    return beside(path, "_error");
+}
+
+float WriteDenoisedImages() {
+    const Camera* camera = ActiveCamera();
+    if (camera == nullptr || !keeps_features()) return 0.0f;
+    const FeaturePlanes planes = TakeFeaturePlanes();
+    const std::vector<const Image*> lights = light_images(planes);
+    DenoiseInput input = {planes.width,
+                          planes.height,
+                          picture_of(planes),
+                          view(planes.albedo),
+                          view(planes.normal),
+                          view(planes.depth),
+                          {},
+                          planes.frames,
+                          {}};
+    for (const Image* light : lights)
+        input.parts.emplace_back(light->floats);
+    DenoiseOutput output = Denoise(input);
+    const float error = relative_error(output);
+    for (std::size_t i = 0; i < lights.size(); ++i)
+        write_as(*lights[i], DenoisedPath(lights[i]->path), std::move(output.parts[i]));
+    const Image& beauty = camera->aovs[0].image;
+    write_as(beauty, DenoisedPath(beauty.path), std::move(output.picture));
+    write_as(beauty, ErrorPath(beauty.path), in_three_channels(output.error));
+    return error;
+}
+
+} // namespace mh
