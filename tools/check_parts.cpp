@@ -9,6 +9,7 @@
 #include "math/count_text.h"
 #include "math/input_file.h"
 #include "math/roots.h"
+#include "run/estimator.h"
 #include "scene_memory.h"
 #include "shading/state.h"
 
@@ -97,7 +98,7 @@ std::string textures_without_uv(const PartCheck& check) {
 
 // Hits below the root have no tangents of their own.
 std::string frames_of_instances(const PartCheck& check) {
-    if (check.source.object == check.scene.root) return {};
+    if (check.source.object == check.scene.root || is_exact()) return {};
     const std::string* shader = find_shader(check, needs_tangents);
     if (shader == nullptr) return {};
     return "the normal map or anisotropy of shader " + in_quotes(*shader)

@@ -4,6 +4,7 @@
 
 #include "atomic_file.h"
 #include "frame/phases.h"
+#include "math/srgb.h"
 #include "output/image_writer.h"
 #include "output/state.h"
 #include "pixels.h"
@@ -45,12 +46,6 @@ float converted(float value, float factor, Curve curve, bool linear) {
     if (curve != nullptr) value = value > 0.0f ? curve(std::fmin(value, 1e15f)) : 0.0f;
     constexpr float kHalfStep = 0.5f / 255.0f; // the writer cuts to a byte: this rounds
     return linear ? value : std::fmin(srgb_of(value) + kHalfStep, 1.0f);
-}
-
-float linear_of_srgb(float value) {
-    constexpr float kKnee = 0.04045f, kSlope = 12.92f;
-    constexpr float kScale = 1.055f, kShift = 0.055f, kExponent = 2.4f;
-    return value <= kKnee ? value / kSlope : std::pow((value + kShift) / kScale, kExponent);
 }
 
 void convert(Pixels& pixels, bool from_linear, bool to_linear, float factor, Curve curve) {

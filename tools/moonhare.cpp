@@ -4,6 +4,7 @@
 #include "convert.h"
 #include "denoise.h"
 #include "farm_script.h"
+#include "import/import.h"
 #include "merge.h"
 #include "options.h"
 #include "render.h"
@@ -20,11 +21,14 @@ int print(const std::string& text) {
 
 int run(const mh::Arguments& arguments) {
     switch (arguments.command) {
-    case mh::Command::render: return mh::RenderScene(arguments);
+    case mh::Command::render:
+        return mh::IsForeignFile(arguments.scene) ? mh::RenderForeignFile(arguments)
+                                                  : mh::RenderScene(arguments);
     case mh::Command::merge: return mh::MergePieces(arguments);
     case mh::Command::farm: return mh::PrintFarmScript(arguments);
     case mh::Command::check: return mh::CheckScene(arguments);
     case mh::Command::info: return mh::DescribeScene(arguments);
+    case mh::Command::import: return mh::ImportFile(arguments);
     case mh::Command::diff: return mh::CompareImages(arguments);
     case mh::Command::convert: return mh::ConvertImage(arguments);
     case mh::Command::denoise: return mh::DenoiseImage(arguments);

@@ -20,6 +20,7 @@ struct OptionRow {
     const char* help;
     void (*add)(CLI::App& app, const OptionRow& row, Arguments& arguments);
     double lowest = 0.0, highest = 0.0; // of a number; equal: any
+    bool optional = false;              // of an argument by its place
 };
 
 struct CommandRow {

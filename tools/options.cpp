@@ -91,7 +91,7 @@ void bind(CLI::App& app, const OptionRow& row, Arguments& arguments) {
     if constexpr (!std::is_same_v<Field, bool>) option->type_name(row.value);
     const std::vector<std::string> words = choices(row);
     if (!words.empty()) option->check(CLI::IsMember(words).description(""))->type_name(row.value);
-    if (row.name[0] != '-') option->required();
+    if (row.name[0] != '-' && !row.optional) option->required();
 }
 
 template<auto member>
@@ -209,6 +209,20 @@ constexpr OptionRow kInfoRows[] = {
     {"--confine", "", "Read no file that the scene names outside of its folder", bind<&A::confine>},
 };
 
+constexpr OptionRow kImportRows[] = {
+    {"FILE", "FILE", "glTF, OBJ, PLY, STL, FBX, Collada or another that --list-formats lists",
+     bind<&A::import_file>, 0, 0, true},
+    {"DIR", "DIR", "Directory of the scene; default: the file's name without its extension",
+     bind<&A::import_dir>, 0, 0, true},
+    {"--force", "", "Replace a scene that is there", bind<&A::force>},
+    {"--textures", "copy|link", "Copy pictures into the scene, or link to them",
+     bind<&A::textures>},
+    {"--time", "S", "Pose the animation at so many seconds", bind<&A::time_s>, 0, kMostSeconds},
+    {"--json", "", "One JSON object in place of lines", bind<&A::json>},
+    {"--list-formats", "", "Print extensions and names of all formats and end",
+     bind<&A::list_formats>},
+};
+
 constexpr OptionRow kConvertRows[] = {
     {"IN", "FILE", "Image to read", bind<&A::first_image>},
     {"OUT", "FILE", "File to write; its extension is the format", bind<&A::second_image>},
@@ -243,6 +257,7 @@ constexpr CommandRow kCommands[] = {
     {"farm", "Print a script that has a batch system render a scene", Command::farm, kFarmRows},
     {"check", "Find every fault of a scene", Command::check, kCheckRows},
     {"info", "Tell what a scene holds, without rendering", Command::info, kInfoRows},
+    {"import", "Make a scene of a file of another program", Command::import, kImportRows},
     {"convert", "Write an image in another format", Command::convert, kConvertRows},
     {"denoise", "Take the noise out of a picture", Command::denoise, kDenoiseRows},
     {"diff", "Measure how two images differ", Command::diff, kDiffRows},

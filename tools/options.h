@@ -25,6 +25,7 @@ enum class Command {
     farm,
     check,
     info,
+    import,
     convert,
     denoise,
     diff,
@@ -61,6 +62,11 @@ struct Arguments {
 
     std::vector<std::string> pieces;
     bool allow_gaps = false;
+
+    std::string import_file, import_dir;
+    std::string textures = "copy"; // copy, link
+    std::optional<double> time_s;  // of the imported animation
+    bool force = false, list_formats = false;
 
     std::string first_image, second_image;            // IN and OUT, or A and B
     std::string albedo, normal, depth, noise, output; // of the command "denoise"

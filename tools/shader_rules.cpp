@@ -65,7 +65,8 @@ bool has_index_of_air(const ClosedBlock& closed) {
 }
 
 bool specular_of_air(const ClosedBlock& closed) {
-    return shows(closed, Element::specular) && has_index_of_air(closed);
+    return shows(closed, Element::specular) && has_index_of_air(closed)
+           && record_of<SurfaceLayer>(closed).material == Material::opaque;
 }
 
 bool glossy_of_air(const ClosedBlock& closed) {

@@ -1,6 +1,7 @@
 // Keys of the block "object": geometry files are read into new parts as their keys come.
 // SPDX-License-Identifier: MIT
 #include "geometry/hair_reader.h"
+#include "geometry/mesh_file.h"
 #include "geometry/mesh_loader.h"
 #include "geometry/obj_reader.h"
 #include "geometry/objects.h"
@@ -57,6 +58,10 @@ void read_obj(ObjectReading& reading, const std::string& file) {
     AssembleMesh(loader, next_part(reading));
 }
 
+void read_mesh(ObjectReading& reading, const std::string& file) {
+    ReadMeshFile(FindGeometryFile(file), next_part(reading));
+}
+
 using ObjectKeys = KeysOf<ObjectReading>;
 using InstanceKeys = KeysOf<Instance>;
 
@@ -80,6 +85,7 @@ constexpr Key kObjectKeys[] = {
     with(ObjectKeys::text<read_hair>("hair"), Role::geometry_file),
     with(ObjectKeys::text<read_fur>("fur"), Role::geometry_file),
     with(ObjectKeys::text<read_obj>("obj"), Role::geometry_file),
+    with(ObjectKeys::text<read_mesh>("mesh"), Role::geometry_file),
 };
 
 } // namespace

@@ -30,6 +30,23 @@ void set_pixel_sampler(ShaderElement& element, const std::string& text) {
     if (text == "nearest") element.pixel_sampler = PixelSampler::nearest;
 }
 
+void set_transfer(ShaderElement& element, const std::string& text) {
+    if (text == "srgb") element.srgb = true;
+    if (text == "power") element.srgb = false;
+}
+
+void set_texels(ShaderElement& element, const std::string& text) {
+    if (text == "middle") element.centered = true;
+    if (text == "corner") element.centered = false;
+}
+
+template<Wrap ShaderElement::*axis>
+void set_wrap(ShaderElement& element, const std::string& text) {
+    if (text == "repeat") element.*axis = Wrap::repeat;
+    if (text == "clamp") element.*axis = Wrap::clamp;
+    if (text == "mirror") element.*axis = Wrap::mirror;
+}
+
 Mat3& used_uv_matrix(ShaderElement& element) {
     element.uv_matrix_identity = false;
     return element.uv_matrix;
@@ -49,6 +66,12 @@ void set_sideness(SurfaceLayer& layer, const std::string& text) {
     if (text == "both") layer.sideness = Sideness::both;
     if (text == "face") layer.sideness = Sideness::face;
     if (text == "back") layer.sideness = Sideness::back;
+}
+
+void set_material(SurfaceLayer& layer, const std::string& text) {
+    if (text == "opaque") layer.material = Material::opaque;
+    if (text == "solid") layer.material = Material::solid;
+    if (text == "thin") layer.material = Material::thin;
 }
 
 Shader& same_shader(Shader& shader) {
@@ -86,6 +109,10 @@ SurfaceLayer& next_layer(Shader& shader) {
 }
 
 constexpr const char* kPixelSamplers[] = {"stochastic", "bilinear", "nearest"};
+constexpr const char* kTransfers[] = {"power", "srgb"};
+constexpr const char* kTexels[] = {"corner", "middle"};
+constexpr const char* kWraps[] = {"repeat", "clamp", "mirror"};
+constexpr const char* kMaterials[] = {"opaque", "solid", "thin"};
 constexpr const char* kSides[] = {"both", "face", "back"};
 
 // Shares of light; a surface that sends out more than it gets never comes to an end.
@@ -101,6 +128,10 @@ constexpr Key kSamplerKeys[] = {
     within(SlotKeys::value<&ShaderElement::gamma>("gamma"), above(0)),
     SlotKeys::value<used_uv_matrix>("uv_matrix"),
     SlotKeys::value<used_color_matrix>("color_matrix"),
+    one_of(SlotKeys::text<set_transfer>("transfer"), kTransfers),
+    one_of(SlotKeys::text<set_texels>("texels"), kTexels),
+    one_of(SlotKeys::text<set_wrap<&ShaderElement::wrap_u>>("wrap_u"), kWraps),
+    one_of(SlotKeys::text<set_wrap<&ShaderElement::wrap_v>>("wrap_v"), kWraps),
 };
 constexpr Block kSamplerBlock = {"sampler", kSamplerKeys};
 
@@ -139,6 +170,7 @@ constexpr Key kSurfaceShaderKeys[] = {
     LayerKeys::flag<&SurfaceLayer::window>("window"),
     LayerKeys::flag<&SurfaceLayer::virtual_light>("virtual_light"),
     one_of(LayerKeys::text<set_sideness>("sideness"), kSides),
+    one_of(LayerKeys::text<set_material>("material"), kMaterials),
 };
 constexpr Block kSurfaceShaderBlock = {"surface_shader", kSurfaceShaderKeys};
 

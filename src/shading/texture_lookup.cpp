@@ -3,6 +3,7 @@
 // SPDX-License-Identifier: MIT
 #include "math/random.h"
 #include "math/simd4.h"
+#include "math/srgb.h"
 #include "shading/images.h"
 
 #include <algorithm>
@@ -51,9 +52,15 @@ bool is_finite(const Vec2& uv) {
     return std::isfinite(uv.x) && std::isfinite(uv.y);
 }
 
+int repeated(int x, int size) {
+    return x < 0 ? size - 1 + (x + 1) % size : x % size;
+}
+
 int wrap(int x, int size, Wrap mode) {
     if (mode == Wrap::clamp) return std::clamp(x, 0, size - 1);
-    return x < 0 ? size - 1 + (x + 1) % size : x % size;
+    if (mode == Wrap::repeat) return repeated(x, size);
+    const int turned = repeated(x, 2 * size); // images have at most 2^28 pixels
+    return turned < size ? turned : 2 * size - 1 - turned;
 }
 
 Vec3 transform_color(const Mat4& m, const Vec3& c) {
@@ -68,7 +75,10 @@ Vec2 transform_uv(const Mat3& m, const Vec2& uv) {
     return {p.x * w, p.y * w};
 }
 
-Vec3 corrected(const Vec3& texel, float gamma) {
+Vec3 corrected(const Vec3& texel, const ShaderElement& element) {
+    const float gamma = element.gamma;
+    if (element.srgb)
+        return {linear_of_srgb(texel.x), linear_of_srgb(texel.y), linear_of_srgb(texel.z)};
     if (gamma == 1.0f) return texel;
     return {std::pow(texel.x, gamma), std::pow(texel.y, gamma), std::pow(texel.z, gamma)};
 }
@@ -90,15 +100,15 @@ Place place_of(float coordinate, int size, Wrap mode) {
     return {wrapped, wrap(low + 1, size, mode), t};
 }
 
-Vec3 texel_at(const Image& image, int x, int y, float gamma) {
+Vec3 texel_at(const Image& image, int x, int y, const ShaderElement& element) {
     const std::int64_t index = static_cast<std::int64_t>(y) * image.width + x;
-    return corrected(read_texel(image, index), gamma);
+    return corrected(read_texel(image, index), element);
 }
 
-Vec3 stochastic(const Image& image, const Place& x, const Place& y, float gamma) {
+Vec3 stochastic(const Image& image, const Place& x, const Place& y, const ShaderElement& element) {
     const float d1 = random_unit();
     const float d2 = random_unit();
-    return texel_at(image, x.t > d1 ? x.high : x.low, y.t > d2 ? y.high : y.low, gamma);
+    return texel_at(image, x.t > d1 ? x.high : x.low, y.t > d2 ? y.high : y.low, element);
 }
 
 Vec3 mix(const Vec3& a, const Vec3& b, float t) {
@@ -106,10 +116,10 @@ Vec3 mix(const Vec3& a, const Vec3& b, float t) {
 }
 
 // First along x, then along y.
-Vec3 bilinear(const Image& image, const Place& x, const Place& y, float gamma) {
+Vec3 bilinear(const Image& image, const Place& x, const Place& y, const ShaderElement& element) {
     const auto row = [&](int number) {
-        return mix(texel_at(image, x.low, number, gamma), texel_at(image, x.high, number, gamma),
-                   x.t);
+        return mix(texel_at(image, x.low, number, element),
+                   texel_at(image, x.high, number, element), x.t);
     };
     return mix(row(y.low), row(y.high), y.t);
 }
@@ -121,9 +131,9 @@ Vec3 bilinear(const Image& image, const Place& x, const Place& y, float gamma) {
     const Place x = place_of(static_cast<float>(image.width) * uv.x, image.width, element.wrap_u);
     const Place y = place_of(static_cast<float>(image.height) * uv.y, image.height, element.wrap_v);
     switch (element.pixel_sampler) {
-    case PixelSampler::nearest: return texel_at(image, x.low, y.low, element.gamma);
-    case PixelSampler::stochastic: return stochastic(image, x, y, element.gamma);
-    case PixelSampler::bilinear: return bilinear(image, x, y, element.gamma);
+    case PixelSampler::nearest: return texel_at(image, x.low, y.low, element);
+    case PixelSampler::stochastic: return stochastic(image, x, y, element);
+    case PixelSampler::bilinear: return bilinear(image, x, y, element);
     }
     std::abort();
 }
@@ -210,7 +220,7 @@ bool has_last_texel(const TexelGrid& grid, const Square& square) {
     const TexelGrid& grid = image.grid;
     Square square;
     if (grid.format == TexelFormat::other || element.pixel_sampler != PixelSampler::bilinear
-        || element.gamma != 1.0f || !find_square(grid, uv, element, square))
+        || element.gamma != 1.0f || element.srgb || !find_square(grid, uv, element, square))
         return filter_any(image, uv, element);
     switch (grid.format) {
     case TexelFormat::grey_bytes:
@@ -227,11 +237,17 @@ bool has_last_texel(const TexelGrid& grid, const Square& square) {
     return filter_any(image, uv, element);
 }
 
+Vec2 moved_to_middles(const Vec2& uv, const Image& image) {
+    return {uv.x - 0.5f / static_cast<float>(image.width),
+            uv.y - 0.5f / static_cast<float>(image.height)};
+}
+
 // Out of line: with a call in it that comes back, the look-up without transforms would need a frame.
 [[gnu::noinline]] Vec3 transformed(const Image& image, const Vec2& uv,
                                    const ShaderElement& element) {
-    const Vec2 place = element.uv_matrix_identity ? uv : transform_uv(element.uv_matrix, uv);
+    Vec2 place = element.uv_matrix_identity ? uv : transform_uv(element.uv_matrix, uv);
     if (!has_pixels(image) || !is_finite(place)) return {};
+    if (element.centered) place = moved_to_middles(place, image);
     const Vec3 color = filtered(image, place, element);
     return element.color_matrix_identity ? color : transform_color(element.color_matrix, color);
 }
@@ -253,7 +269,7 @@ std::int64_t texel_index(const Image& image, int x, int y, Wrap wrap_u, Wrap wra
 }
 
 Vec3 sample_texture(const Image& image, const Vec2& uv, const ShaderElement& element) {
-    if (element.uv_matrix_identity && element.color_matrix_identity)
+    if (element.uv_matrix_identity && element.color_matrix_identity && !element.centered)
         return filtered(image, uv, element);
     return transformed(image, uv, element);
 }

@@ -48,7 +48,7 @@ enum class Visibility : std::uint8_t { hidden = 0, camera_only = 1, light_only =
 
 enum class PixelSampler : std::uint8_t { nearest = 0, stochastic = 1, bilinear = 2 };
 
-enum class Wrap : std::uint8_t { repeat = 0, clamp = 1 };
+enum class Wrap : std::uint8_t { repeat = 0, clamp = 1, mirror = 2 };
 
 // Layouts of texels that have look-ups of their own.
 enum class TexelFormat : std::uint8_t { other, grey_bytes, rgb_bytes, rgba_bytes, rgbe };
@@ -93,6 +93,8 @@ struct ShaderElement {
     PixelSampler pixel_sampler = PixelSampler::bilinear;
     Wrap wrap_u = Wrap::repeat, wrap_v = Wrap::repeat;
     bool color_matrix_identity = true, uv_matrix_identity = true; // cleared: the transform is on
+    bool srgb = false;     // texels are coded as in sRGB, which replaces the exponent
+    bool centered = false; // texels lie at their middles, and not at their lower left corners
     std::int32_t level = 1;
     std::int32_t fresnel_image_index = -1; // in Textures; -1 for none
     Vec3 fresnel;

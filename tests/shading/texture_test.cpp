@@ -55,7 +55,8 @@ TEST(Address, WrapsAndClamps) {
     const std::tuple<int, int, Wrap, std::int64_t> cases[] = {
         {-2, 0, Wrap::repeat, 6},         {-8, -1, Wrap::repeat, 24},
         {17, 9, Wrap::repeat, 9},         {-5, 99, Wrap::clamp, 24},
-        {kLeast, kMost, Wrap::clamp, 24}, {kLeast, kMost, Wrap::repeat, 24}};
+        {kLeast, kMost, Wrap::clamp, 24}, {kLeast, kMost, Wrap::repeat, 24},
+        {-1, 4, Wrap::mirror, 24},        {17, -5, Wrap::mirror, 25}};
     for (const auto& [x, y, mode, index] : cases)
         EXPECT_EQ(texel_index(image, x, y, mode, mode), index) << x << " " << y;
 }
@@ -109,6 +110,18 @@ TEST(Lookup, BilinearAgreesWithTheFourTexels) {
             ASSERT_FALSE(HasFailure()) << bits << " " << channels << " " << n;
         }
     }
+}
+
+TEST(Lookup, TakesTexelsAtTheirMiddlesAndTheCurveOfSrgb) {
+    Image image;
+    AllocateImage(image, 2, 1, 3, 8, false);
+    set_texel(image, 1, splat(188.0f / 255.0f));
+    ShaderElement element = element_with(PixelSampler::bilinear, Wrap::clamp);
+    element.srgb = true;
+    EXPECT_NEAR(sample_texture(image, {0.5f, 0.0f}, element).x, 0.5029f, 1e-4f);
+    element.centered = true;
+    EXPECT_NEAR(sample_texture(image, {0.5f, 0.0f}, element).x, 0.5f * 0.5029f, 1e-4f);
+    EXPECT_NEAR(sample_texture(image, {0.75f, 0.0f}, element).x, 0.5029f, 1e-4f);
 }
 
 TEST(Lookup, StochasticPickHasTheBilinearMean) {

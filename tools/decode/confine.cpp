@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <span>
 
 #include <seccomp.h>
 #include <sys/prctl.h>
@@ -31,12 +32,22 @@ constexpr int kAllowed[] = {
     SCMP_SYS(sysinfo),      SCMP_SYS(exit),          SCMP_SYS(exit_group),
 };
 
-bool filter_calls() {
+// Opens by the rule that its caller gives to the kernel; what it opens cannot be written, since no
+// file may grow, nor run.
+constexpr int kAllowedBelow[] = {SCMP_SYS(openat2), SCMP_SYS(pread64)};
+
+bool allow(scmp_filter_ctx filter, std::span<const int> calls) {
+    bool good = true;
+    for (const int call : calls)
+        good = good && seccomp_rule_add(filter, SCMP_ACT_ALLOW, call, 0) == 0;
+    return good;
+}
+
+bool filter_calls(Reads reads) {
     const scmp_filter_ctx filter = seccomp_init(SCMP_ACT_ERRNO(EPERM));
     if (filter == nullptr) return false;
-    bool good = true;
-    for (const int call : kAllowed)
-        good = good && seccomp_rule_add(filter, SCMP_ACT_ALLOW, call, 0) == 0;
+    bool good = allow(filter, kAllowed);
+    if (reads == Reads::files_below_a_folder) good = good && allow(filter, kAllowedBelow);
     good = good && seccomp_load(filter) == 0;
     seccomp_release(filter);
     return good;
@@ -46,7 +57,7 @@ bool filter_calls() {
 
 // Ends with the renderer, not by the interrupt that lets the renderer finish its frame; writes no
 // files, gains no rights, leaves no core.
-bool Confine(const char* seconds, const char* bytes) {
+bool Confine(const char* seconds, const char* bytes, Reads reads) {
     std::signal(SIGINT, SIG_IGN);
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
@@ -55,7 +66,7 @@ bool Confine(const char* seconds, const char* bytes) {
     limit(RLIMIT_FSIZE, "0");
     limit(RLIMIT_CPU, seconds);
     limit(RLIMIT_AS, bytes);
-    return filter_calls();
+    return filter_calls(reads);
 }
 
 } // namespace mh

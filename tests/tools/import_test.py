@@ -1,0 +1,165 @@
+"""Import of small files that are written here, and of damaged ones.
+SPDX-License-Identifier: MIT"""
+import base64
+import copy
+import json
+import os
+import struct
+import unittest
+
+from program import ProgramTest
+
+CORNERS = struct.pack("<12f", 0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0)
+UVS = struct.pack("<8f", 0, 1, 1, 1, 1, 0, 0, 0)
+FACES = struct.pack("<6H", 0, 1, 2, 2, 3, 0)
+
+
+def uri(content, kind="application/octet-stream"):
+    return f"data:{kind};base64," + base64.b64encode(content).decode()
+
+
+# A square of two triangles in the plane of x and y, which glTF has upright.
+SQUARE = {
+    "asset": {"version": "2.0"}, "scene": 0, "scenes": [{"nodes": [0]}],
+    "nodes": [{"mesh": 0, "name": "wall"}],
+    "meshes": [{"name": "square", "primitives": [
+        {"attributes": {"POSITION": 0, "TEXCOORD_0": 1}, "indices": 2, "material": 0}]}],
+    "materials": [{"name": "paint", "pbrMetallicRoughness": {
+        "baseColorFactor": [0.5, 0.25, 1, 1], "metallicFactor": 0, "roughnessFactor": 0.5}}],
+    "buffers": [{"byteLength": 92, "uri": uri(CORNERS + UVS + FACES)}],
+    "bufferViews": [{"buffer": 0, "byteOffset": start, "byteLength": size}
+                    for start, size in ((0, 48), (48, 32), (80, 12))],
+    "accessors": [
+        {"bufferView": 0, "componentType": 5126, "count": 4, "type": "VEC3", "min": [0, 0, 0],
+         "max": [1, 1, 0]},
+        {"bufferView": 1, "componentType": 5126, "count": 4, "type": "VEC2"},
+        {"bufferView": 2, "componentType": 5123, "count": 6, "type": "SCALAR"}]}
+
+
+class ImportTest(ProgramTest):
+    def write(self, name, scene):
+        with open(self.path(name), "w") as file:
+            json.dump(scene, file)
+
+    def changed(self, change):
+        scene = copy.deepcopy(SQUARE)
+        change(scene)
+        self.write("square.gltf", scene)
+
+    def imported(self, *options):
+        return json.loads(self.run_here("import", "square.gltf", "--json", *options).stdout)
+
+    def text(self, name):
+        with open(self.path("square/" + name)) as file:
+            return file.read()
+
+    def refused(self, *words, name="square.gltf"):
+        """One line, status 2, and nothing left behind."""
+        before = sorted(os.listdir(self.folder))
+        result = self.run_here("import", name, "made", status=2)
+        self.assertEqual(result.stderr.count("\n"), 1, result.stderr)
+        for word in words:
+            self.assertIn(word, result.stderr)
+        self.assertEqual(sorted(os.listdir(self.folder)), before)
+
+
+class WhatComesIn(ImportTest):
+    def test_a_square_stands_upright_in_a_sound_scene(self):
+        self.write("square.gltf", SQUARE)
+        summary = self.imported()
+        self.assertEqual([summary[key] for key in ("triangles", "meshes", "instances", "dropped")],
+                         [2, 1, 1, []])
+        self.assertEqual(self.run_here("check", "square").stdout, "")
+        objects = self.text("geometry/objects.mh")
+        self.assertIn("matrix 1 0 0 0   0 0 -1 0   0 1 0 0   0 0 0 1", objects)
+        mesh = self.bytes_of("square/geometry/square.mesh")
+        self.assertEqual(mesh[24:72], CORNERS)
+        self.assertIn("color 0.5 0.25 1", self.text("shader/materials.mh"))
+        self.assertIn("color 0.275 0.275 0.275", self.text("shader/materials.mh"))
+
+    def test_uses_of_a_mesh_share_it_but_for_what_stretches(self):
+        def change(scene):
+            scene["nodes"] = [{"mesh": 0, "translation": [n, 0, 0]} for n in range(3)]
+            scene["nodes"] += [{"mesh": 0, "scale": [-2, 2, 2]}, {"mesh": 0, "scale": [-2, 2, 2]}]
+            scene["scenes"][0]["nodes"] = [0, 1, 2, 3, 4]
+        self.changed(change)
+        summary = self.imported()
+        self.assertEqual((summary["meshes"], summary["instances"]), (2, 5))
+        self.assertIn("applied to a copy", summary["approximated"][0])
+        mirrored = self.bytes_of("square/geometry/square_2.mesh")
+        self.assertEqual(struct.unpack("<3I", mirrored[-24:-12]), (0, 2, 1))
+        self.assertEqual(self.run_here("check", "square").stdout, "")
+
+    def test_lights_and_cameras_keep_their_units(self):
+        def change(scene):
+            scene["extensionsUsed"] = ["KHR_lights_punctual"]
+            scene["extensions"] = {"KHR_lights_punctual": {"lights": [
+                {"type": "point", "intensity": 314.15927, "color": [1, 0.5, 0]},
+                {"type": "directional", "intensity": 3.1415927}]}}
+            scene["cameras"] = [{"type": "perspective", "perspective": {
+                "yfov": 0.7853981, "aspectRatio": 2, "znear": 0.1}}]
+            scene["nodes"] += [
+                {"translation": [0, 2, 0], "name": "bulb",
+                 "extensions": {"KHR_lights_punctual": {"light": 0}}},
+                {"name": "sun", "extensions": {"KHR_lights_punctual": {"light": 1}}},
+                {"name": "eye", "translation": [0, 0, 5], "camera": 0}]
+            scene["scenes"][0]["nodes"] = [0, 1, 2, 3]
+        self.changed(change)
+        self.imported()
+        lights, camera = self.text("light/lights.mh"), self.text("camera/cameras.mh")
+        for line in ("position 0 0 2", "color 100 50 0", "direction 0 1 0", "color 1 1 1"):
+            self.assertIn(line, lights)
+        for line in ("resolution 960 480", "position 0 -5 0", "target 0 -4 0", "up_vector 0 0 1",
+                     "field_of_view 79.27"):
+            self.assertIn(line, camera)
+
+    def test_a_file_is_rendered_directly(self):
+        self.write("square.gltf", SQUARE)
+        self.run_here("square.gltf", "--resolution", "16x9", "--sample", 2)
+        self.assertEqual(sorted(n for n in os.listdir(self.folder) if n.startswith("square")),
+                         ["square.gltf", "square.hdr", "square.png"])
+
+
+class Refusals(ImportTest):
+    def test_a_directory_is_replaced_by_force_and_only_if_it_is_a_scene(self):
+        self.write("square.gltf", SQUARE)
+        self.imported()
+        self.assertIn("--force", self.run_here("import", "square.gltf", status=2).stderr)
+        self.imported("--force")
+        self.write("square/letter", {})
+        self.assertIn("more than a scene",
+                      self.run_here("import", "square.gltf", "--force", status=2).stderr)
+
+    def test_damaged_files_take_one_line(self):
+        def buffer(**values):
+            return lambda scene: scene["buffers"][0].update(values)
+        bomb = struct.pack(">4s4sI4sIIBBBBBI", b"\x89PNG", b"\r\n\x1a\n", 13, b"IHDR", 1 << 20,
+                           1 << 20, 8, 6, 0, 0, 0, 0)
+        def bombed(scene):
+            scene["images"] = [{"uri": uri(bomb, "image/png")}]
+            scene["textures"] = [{"source": 0}]
+            scene["materials"][0]["pbrMetallicRoughness"]["baseColorTexture"] = {"index": 0}
+        def picture(name):
+            def change(scene):
+                bombed(scene)
+                scene["images"] = [{"uri": name}]
+            return change
+        changes = [
+            (buffer(uri="../../etc/passwd"), "outside"), (buffer(uri="/etc/passwd"), "outside"),
+            (buffer(uri="missing.bin"), "is not read"),
+            (buffer(uri="http://localhost/a.bin"), "outside"),
+            (buffer(byteLength=2 ** 31), "is not read"),
+            (lambda scene: scene["accessors"][2].update(count=2 ** 31), "is not read"),
+            (lambda scene: scene["nodes"][0].update(children=[0]), ""),
+            (picture("../../etc/passwd"), "outside"), (bombed, "more than 2^28 pixels")]
+        for number, (change, words) in enumerate(changes):
+            with self.subTest(number):
+                self.changed(change)
+                self.refused("square.gltf", words)
+        self.write_bytes("noise.glb", b"glTF" + bytes(range(256)))
+        self.refused("noise.glb", name="noise.glb")
+        self.refused("cannot be opened", name="nothing.glb")
+
+
+if __name__ == "__main__":
+    unittest.main()

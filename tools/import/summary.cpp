@@ -1,0 +1,127 @@
+// The summary in words and as JSON.
+// SPDX-License-Identifier: MIT
+#include "summary.h"
+
+#include "../json_text.h"
+#include "../pixels.h"
+#include "frame/phases.h"
+#include "math/count_text.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+namespace mh {
+
+namespace {
+
+std::string count(std::size_t number, const char* one, const char* more = "") {
+    return CountText(static_cast<std::int64_t>(number), one, more);
+}
+
+std::string lines(const char* head, const std::vector<std::string>& items) {
+    std::string text;
+    for (const std::string& item : items)
+        text += std::string(head) + ": " + item + '\n';
+    return text;
+}
+
+std::string array_of(const std::vector<std::string>& items) {
+    std::vector<std::string> strings;
+    for (const std::string& item : items)
+        strings.push_back(JsonString(item));
+    return JsonArray(strings);
+}
+
+std::vector<std::string> each_once(std::vector<std::string> items) {
+    std::vector<std::string> kept;
+    for (const std::string& item : items)
+        if (std::find(kept.begin(), kept.end(), item) == kept.end()) kept.push_back(item);
+    return kept;
+}
+
+} // namespace
+
+Summary SummaryOf(const ImportedScene& scene, const MappedScene& mapped, const std::string& file,
+                  const std::string& directory) {
+    Summary s;
+    s.file = file;
+    s.directory = directory;
+    s.meshes = mapped.meshes.size();
+    for (const MeshFile& mesh : mapped.meshes)
+        s.triangles += scene.meshes[mesh.mesh].triangles.size();
+    s.instances = mapped.instances;
+    s.materials = scene.materials.size();
+    s.pictures = mapped.pictures.size();
+    s.lights = mapped.lamps;
+    s.cameras = scene.cameras.size();
+    const Extent extent = ExtentOf(scene, PlaceNodes(scene));
+    const Vec3 diagonal = extent.high - extent.low;
+    s.size_m = std::sqrt(static_cast<double>(dot(diagonal, diagonal)));
+    s.duration_s = scene.duration_s;
+    s.own_light = mapped.lamps > 0;
+    s.own_camera = mapped.has_camera;
+    s.approximated = each_once(mapped.approximated);
+    s.dropped = each_once(mapped.dropped);
+    return s;
+}
+
+std::string TextOf(const Summary& s, bool is_short) {
+    char size[32] = {};
+    std::snprintf(size, sizeof size, "%.3g", s.size_m);
+    const std::string counts =
+        s.file + ": " + count(s.triangles, "triangle") + " in " + count(s.meshes, "mesh", "meshes")
+        + ", " + count(s.instances, "instance") + ", " + count(s.materials, "material") + ", "
+        + count(s.pictures, "picture") + ", " + count(s.lights, "light") + ", "
+        + count(s.cameras, "camera") + "; " + size + " m across";
+    if (is_short)
+        return counts + "; " + std::to_string(s.approximated.size()) + " approximated, "
+               + std::to_string(s.dropped.size()) + " dropped";
+    std::string text = counts + '\n';
+    if (s.duration_s > 0.0)
+        text += "an animation of " + JsonNumber(s.duration_s) + " s: --time poses it\n";
+    if (!s.own_light) text += "no light: a grey sky and a soft light were added\n";
+    if (!s.own_camera) text += "no camera: one that sees everything was added\n";
+    return text + lines("approximated", s.approximated) + lines("dropped", s.dropped)
+           + "render it with: moonhare " + s.directory + '\n';
+}
+
+std::string JsonOf(const Summary& s) {
+    JsonObject object;
+    const auto number = [](std::size_t value) { return std::to_string(value); };
+    const auto flag = [](bool value) { return std::string(value ? "true" : "false"); };
+    add(object, "file", JsonString(s.file));
+    add(object, "directory", JsonString(s.directory));
+    add(object, "meshes", number(s.meshes));
+    add(object, "triangles", number(s.triangles));
+    add(object, "instances", number(s.instances));
+    add(object, "materials", number(s.materials));
+    add(object, "pictures", number(s.pictures));
+    add(object, "lights", number(s.lights));
+    add(object, "cameras", number(s.cameras));
+    add(object, "size_m", JsonNumber(s.size_m));
+    add(object, "duration_s", JsonNumber(s.duration_s));
+    add(object, "own_light", flag(s.own_light));
+    add(object, "own_camera", flag(s.own_camera));
+    add(object, "approximated", array_of(s.approximated));
+    add(object, "dropped", array_of(s.dropped));
+    return closed(object) + '\n';
+}
+
+std::optional<double> FittingExposure(const std::string& picture) {
+    constexpr double kDark = 0.02, kBright = 1.0, kWanted = 0.25;
+    Startup();
+    Pixels pixels;
+    const std::string fault = ReadPixels(picture, pixels);
+    Finalize();
+    Shutdown();
+    double sum = 0.0;
+    for (const Vec3& v : pixels.values)
+        sum += (v.x + v.y + v.z) / 3.0;
+    const double mean = sum / std::max<double>(1.0, static_cast<double>(pixels.values.size()));
+    if (!fault.empty() || !(mean > 0.0) || !std::isfinite(mean)) return std::nullopt;
+    if (mean >= kDark && mean <= kBright) return 0.0;
+    return std::clamp(std::round(std::log2(kWanted / mean)), -30.0, 30.0);
+}
+
+} // namespace mh

@@ -1,0 +1,32 @@
+// What an import tells of itself.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "map_scene.h"
+
+#include <optional>
+
+namespace mh {
+
+struct Summary {
+    std::string file, directory;
+    std::size_t meshes = 0, triangles = 0, instances = 0, materials = 0, pictures = 0;
+    std::size_t lights = 0, cameras = 0;
+    double size_m = 0.0; // diagonal of the box around all
+    double duration_s = 0.0;
+    bool own_light = false, own_camera = false;
+    std::vector<std::string> approximated, dropped;
+};
+
+Summary SummaryOf(const ImportedScene& scene, const MappedScene& mapped, const std::string& file,
+                  const std::string& directory);
+
+// Lines for people; the short form is one line.
+std::string TextOf(const Summary& summary, bool is_short = false);
+std::string JsonOf(const Summary& summary);
+
+// Whole stops that bring a picture to a mean that a screen shows; 0 where it is there already, none
+// for a picture that is black or cannot be read.
+std::optional<double> FittingExposure(const std::string& picture);
+
+} // namespace mh
