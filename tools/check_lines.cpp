@@ -18,7 +18,13 @@ namespace mh {
 
 namespace {
 
-constexpr const char* kOfPolygons = "please triangulate";
+// What other checks tell with more.
+constexpr const char* kToldApart[] = {"please triangulate", " gives no faces"};
+
+bool is_told_apart(const std::string& message) {
+    return std::any_of(std::begin(kToldApart), std::end(kToldApart),
+                       [&](const char* part) { return message.find(part) != message.npos; });
+}
 
 struct Listening {
     SceneLines* lines;
@@ -166,18 +172,18 @@ void check_geometry_file(SceneLines& lines, const Mention& mention,
         return;
     }
     for (const ReportMessage& message : messages)
-        if (message.text.find(kOfPolygons) == message.text.npos) // told line by line
-            AddMessage(lines, mention.place, message);
+        if (!is_told_apart(message.text)) AddMessage(lines, mention.place, message);
 }
 
 // Where the key had a part made.
 void note_part(SceneLines& lines, const Mention& mention, const ReadNote& note) {
     OpenBlock& open = lines.open.back();
-    const Object& object = *static_cast<const ObjectReading*>(note.record)->object;
+    const auto& reading = *static_cast<const ObjectReading*>(note.record);
+    const Object& object = *reading.object;
     if (object.parts.size() == open.parts) return;
     open.parts = object.parts.size();
     lines.parts.push_back({Objects.size() - 1, open.parts - 1, mention.name, mention.key,
-                           mention.place, Shaders.size()});
+                           mention.place, Shaders.size(), reading.splits_polygons});
 }
 
 void hear_values(Listening& to, const ReadNote& note) {

@@ -3,6 +3,7 @@
 #include "check_meshes.h"
 
 #include "atomic_file.h"
+#include "geometry/obj_reader.h"
 #include "geometry/objects.h"
 #include "math/count_text.h"
 #include "scene/scene_text.h"
@@ -40,7 +41,7 @@ struct MeshText {
     std::string path;
     int line_number = 0;
     std::string_view line = {};
-    Spot polygons = {}, bad_numbers = {}, continued = {};
+    Spot polygons = {}, bad_numbers = {};
     std::set<std::string> materials = {}; // that were told
 };
 
@@ -76,13 +77,14 @@ std::size_t count_words(std::string_view rest) {
 void check_numbers(MeshText& mesh, std::string_view rest, const std::array<bool, 256>& table) {
     if (holds_only(rest, table)) return;
     const std::string_view odd = odd_token(rest, table);
-    if (!odd.empty() && odd != "\\") add_spot(mesh, mesh.bad_numbers, odd);
+    if (!odd.empty()) add_spot(mesh, mesh.bad_numbers, odd);
 }
 
 void check_face(MeshText& mesh, std::string_view word, std::string_view rest) {
     constexpr std::size_t kMostCorners = 4;
     check_numbers(mesh, rest, kInFaces);
-    if (count_words(rest) > kMostCorners) add_spot(mesh, mesh.polygons, word);
+    if (count_words(rest) > kMostCorners && !mesh.source.splits_polygons)
+        add_spot(mesh, mesh.polygons, word);
 }
 
 void check_material(MeshText& mesh, std::string_view rest) {
@@ -110,32 +112,41 @@ void check_line(MeshText& mesh) {
     if (word == "v" || word == "vt" || word == "vn") check_numbers(mesh, rest, kInNumbers);
     if (word == "f") check_face(mesh, word, rest);
     if (word == "usemtl") check_material(mesh, rest);
-    const std::size_t last = rest.find_last_not_of(" \t\r");
-    if (last != rest.npos && rest[last] == '\\')
-        add_spot(mesh, mesh.continued, rest.substr(last, 1));
 }
 
 void tell(SceneCheck& check, const Spot& spot, const std::string& message) {
     if (spot.count > 0) add_fault(check.lines, spot.place, message);
 }
 
+bool take_line(std::string_view& content, std::string_view& line) {
+    if (content.empty()) return false;
+    const std::size_t end = std::min(content.find('\n'), content.size());
+    line = content.substr(0, end);
+    content.remove_prefix(std::min(end + 1, content.size()));
+    return true;
+}
+
 void check_text(MeshText& mesh, std::string_view content) {
-    while (!content.empty()) {
-        const std::size_t end = std::min(content.find('\n'), content.size() - 1);
-        mesh.line = content.substr(0, end + (content[end] != '\n'));
-        ++mesh.line_number;
+    int lines = 1; // of a statement
+    for (std::string_view line; take_line(content, line);) {
+        std::string joined;
+        mesh.line_number += lines;
+        for (lines = 1; continues(line); ++lines) {
+            joined += line.substr(0, line.rfind('\\'));
+            joined += ' ';
+            if (!take_line(content, line)) line = {};
+        }
+        if (!joined.empty()) joined += line;
+        mesh.line = joined.empty() ? line : std::string_view(joined);
         check_line(mesh);
-        content.remove_prefix(end + 1);
     }
     tell(mesh.check, mesh.polygons,
          CountText(mesh.polygons.count, "face has", "faces have")
-             + " more than 4 corners and are not read: triangulate the mesh");
+             + " more than 4 corners and are not read: triangulate the mesh, or write "
+               "polygons \"split\" before it");
     tell(mesh.check, mesh.bad_numbers,
          CountText(mesh.bad_numbers.count, "line holds", "lines hold")
              + " what is no number, and is read as 0");
-    tell(mesh.check, mesh.continued,
-         CountText(mesh.continued.count, "line ends", "lines end")
-             + " in a backslash, which does not continue it");
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "check_parts.h"
 
 #include "geometry/finalise.h"
+#include "geometry/obj_reader.h"
 #include "geometry/objects.h"
 #include "geometry/state.h"
 #include "geometry/strands.h"
@@ -174,17 +175,6 @@ bool has_fault_at(const SceneLines& lines, const Place& place) {
     });
 }
 
-// Why a file gives nothing, by how it starts; empty when that is no reason.
-std::string reason_in(std::string_view start) {
-    if (start.empty()) return ": it is empty";
-    if (start.starts_with("\x1f\x8b")) return ": it is packed by gzip";
-    if (start.starts_with("\xff\xfe") || start.starts_with("\xfe\xff"))
-        return ": it is UTF-16 text";
-    if (start.find('\n') == start.npos && start.find('\r') != start.npos)
-        return ": its lines end in CR alone";
-    return {};
-}
-
 std::string no_geometry(const PartCheck& check) {
     constexpr std::size_t kStart = 65536; // bytes
     if (primitive_count(check.part) > 0) return {};
@@ -192,7 +182,7 @@ std::string no_geometry(const PartCheck& check) {
     std::string start(kStart, '\0');
     if (const InputFile file = OpenInput(FindGeometryFile(check.source.file)))
         start.resize(std::fread(start.data(), 1, start.size(), file.handle.get()));
-    return in_quotes(check.source.file) + " gives no geometry" + reason_in(start);
+    return in_quotes(check.source.file) + " gives no geometry" + ReasonOfNothing(start);
 }
 
 std::string points_to_spare(const PartCheck& check) {

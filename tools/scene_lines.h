@@ -53,6 +53,7 @@ struct PartSource {
     std::string file, key;
     Place place;
     std::size_t shaders = 0; // known when it was read
+    bool splits_polygons = false;
 };
 
 struct SceneLines {

@@ -27,7 +27,8 @@ struct LoaderFace {
 struct MeshLoader {
     std::string path;                                        // of the last file read, for messages
     bool warned_polygons = false, warned_degenerate = false; // each message comes once
-    std::vector<Vec3> positions, normals, tangents;          // pools
+    bool splits_polygons = false; // those of more than four corners become triangles
+    std::vector<Vec3> positions, normals, tangents; // pools
     std::vector<Vec2> uvs;
     std::vector<LoaderFace> triangles, tetragons;
 };

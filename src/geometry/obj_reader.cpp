@@ -3,19 +3,23 @@
 #include "geometry/obj_reader.h"
 
 #include "geometry/line_reader.h"
+#include "geometry/polygon.h"
 #include "math/memory.h"
 #include "math/roots.h"
 #include "run/report.h"
 #include "shading/shaders.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace mh {
 
 namespace {
 
-constexpr int kMostCorners = 8;              // read of a face line
-constexpr std::size_t kLinesOfCheck = 65536; // of memory
+constexpr int kMostCorners = 8;                  // read of a face line
+constexpr std::size_t kMostSplit = 1024;         // corners of a polygon that is split
+constexpr std::size_t kLongestStatement = 65536; // of lines that continue each other
+constexpr std::size_t kLinesOfCheck = 65536;     // of memory
 
 // State of one file.
 struct ObjFile {
@@ -166,10 +170,33 @@ void add_quad(ObjFile& file, const Polygon& polygon) {
     file.loader.triangles.back().is_second_half = true;
 }
 
-void add_polygon(ObjFile& file, const Polygon& polygon) {
+// False where a corner has no position yet, or there are too many corners.
+bool add_split(ObjFile& file, TextCursor text) {
+    std::vector<LoaderCorner> corners;
+    std::vector<Vec3> points;
+    skip_blanks(text);
+    for (; has_corner(text, std::min<int>(3, static_cast<int>(corners.size())));
+         skip_blanks(text)) {
+        corners.push_back(next_corner(file, text));
+        const std::uint32_t position = corners.back().position;
+        if (position >= file.loader.positions.size() || corners.size() > kMostSplit) return false;
+        points.push_back(file.loader.positions[position]);
+    }
+    for (const PolygonTriangle& triangle : SplitPolygon(points)) {
+        LoaderFace& face = file.loader.triangles.emplace_back();
+        for (std::size_t i = 0; i < 3; ++i)
+            face.corner[i] = corners[triangle[i]];
+        face.shader = file.shader;
+    }
+    return true;
+}
+
+void add_face(ObjFile& file, const TextCursor& text) {
+    const Polygon polygon = read_polygon(file, text);
     if (polygon.count < 3) return;
     if (polygon.count == 3) return add_triangle(file, polygon, {0, 1, 2});
     if (polygon.count == 4) return add_quad(file, polygon);
+    if (file.loader.splits_polygons && add_split(file, text)) return;
     warn_once(file.loader.warned_polygons,
               "object - please triangulate/quadrangulate the input model(s)");
 }
@@ -204,7 +231,7 @@ void read_statement(ObjFile& file, TextCursor text) {
     if (at_end(text)) return;
     switch (*text.next) {
     case 'f':
-        if (skip_keyword(text, "f", 1)) add_polygon(file, read_polygon(file, text));
+        if (skip_keyword(text, "f", 1)) add_face(file, text);
         return;
     case 'u':
         if (text.end - text.next >= kMaterialWord
@@ -238,7 +265,49 @@ bool may_grow(const MeshLoader& loader) {
                          + bytes_of(loader.tetragons)));
 }
 
+std::string_view view_of(const TextCursor& line) {
+    return {line.next, static_cast<std::size_t>(line.end - line.next)};
+}
+
+// A line, or the lines that continue each other joined by blanks.
+bool read_whole_line(LineReader& reader, std::string& joined, TextCursor& line) {
+    if (!read_line(reader, line)) return false;
+    if (!continues(view_of(line))) return true;
+    joined.clear();
+    for (bool more = true; more && joined.size() < kLongestStatement;) {
+        more = continues(view_of(line));
+        joined += view_of(line).substr(0, view_of(line).rfind(more ? '\\' : '\0'));
+        joined += ' ';
+        more = more && read_line(reader, line);
+    }
+    line = {joined.data(), joined.data() + joined.size()};
+    return true;
+}
+
+std::string start_of(const std::string& path) {
+    constexpr std::size_t kStart = 4096;
+    InputFile file = OpenText(path);
+    std::string start(kStart, '\0');
+    start.resize(file ? std::fread(start.data(), 1, kStart, file.handle.get()) : 0);
+    return start;
+}
+
 } // namespace
+
+std::string ReasonOfNothing(std::string_view start) {
+    if (start.empty()) return ": it is empty";
+    if (start.starts_with("\x1f\x8b")) return ": it is packed by gzip";
+    if (start.starts_with("\xff\xfe") || start.starts_with("\xfe\xff"))
+        return ": it is UTF-16 text";
+    if (start.find('\n') == start.npos && start.find('\r') != start.npos)
+        return ": its lines end in CR alone";
+    return {};
+}
+
+bool continues(std::string_view line) {
+    if (line.ends_with('\r')) line.remove_suffix(1);
+    return line.ends_with('\\') && line.find_first_not_of(" \t") != line.find('#');
+}
 
 void ReadObj(MeshLoader& loader, const std::string& path) {
     LineReader reader;
@@ -246,14 +315,19 @@ void ReadObj(MeshLoader& loader, const std::string& path) {
     if (!reader.file) return ReportError("object - cannot open " + path);
     loader.path = path;
     ObjFile file = {loader, loader.positions.size(), loader.uvs.size(), loader.normals.size()};
+    const std::size_t faces = loader.triangles.size() + loader.tetragons.size();
     std::size_t lines = 0;
-    for (TextCursor line; read_line(reader, line); ++lines) {
+    std::string joined;
+    for (TextCursor line; read_whole_line(reader, joined, line); ++lines) {
         if (lines % kLinesOfCheck == kLinesOfCheck - 1 && !may_grow(loader))
             return ReportError("object - " + path
                                + " needs more memory than there is; it is read up to line "
                                + std::to_string(lines));
         read_statement(file, line);
     }
+    if (loader.triangles.size() + loader.tetragons.size() > faces || loader.warned_polygons) return;
+    ReportWarning("object - " + path + " gives no faces" + ReasonOfNothing(start_of(path)));
+    ReportRule();
 }
 
 } // namespace mh

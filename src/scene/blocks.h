@@ -12,6 +12,7 @@ namespace mh {
 struct ObjectReading {
     Object* object = nullptr;
     TextureMesh mesh;
+    bool splits_polygons = false; // of the files that follow
 };
 
 extern const Block kRenderBlock;        // RendererSettingsRecord

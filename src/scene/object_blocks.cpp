@@ -54,6 +54,7 @@ void read_fur(ObjectReading& reading, const std::string& file) {
 
 void read_obj(ObjectReading& reading, const std::string& file) {
     MeshLoader loader;
+    loader.splits_polygons = reading.splits_polygons;
     ReadObj(loader, FindGeometryFile(file));
     AssembleMesh(loader, next_part(reading));
 }
@@ -61,6 +62,13 @@ void read_obj(ObjectReading& reading, const std::string& file) {
 void read_mesh(ObjectReading& reading, const std::string& file) {
     ReadMeshFile(FindGeometryFile(file), next_part(reading));
 }
+
+void set_polygons(ObjectReading& reading, const std::string& text) {
+    if (text == "split") reading.splits_polygons = true;
+    if (text == "drop") reading.splits_polygons = false;
+}
+
+constexpr const char* kPolygons[] = {"drop", "split"};
 
 using ObjectKeys = KeysOf<ObjectReading>;
 using InstanceKeys = KeysOf<Instance>;
@@ -84,6 +92,7 @@ constexpr Key kObjectKeys[] = {
     with(ObjectKeys::text<set_shader>("shader"), Role::shader_name),
     with(ObjectKeys::text<read_hair>("hair"), Role::geometry_file),
     with(ObjectKeys::text<read_fur>("fur"), Role::geometry_file),
+    one_of(ObjectKeys::text<set_polygons>("polygons"), kPolygons),
     with(ObjectKeys::text<read_obj>("obj"), Role::geometry_file),
     with(ObjectKeys::text<read_mesh>("mesh"), Role::geometry_file),
 };

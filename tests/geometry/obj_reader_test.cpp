@@ -107,6 +107,45 @@ TEST_F(ObjReader, ReportsEachFaultOnce) {
     }
 }
 
+// An L of six corners in two lines, seen from either side.
+TEST_F(ObjReader, SplitsPolygonsWhenItIsTold) {
+    const TemporaryFolder folder;
+    const std::string corners = "v 0 0 0\nv 2 0 0\nv 2 1 0\nv 1 1 0\nv 1 2 0\nv 0 2 0\n";
+    for (const char* face : {"f 1 2 3 \\\r\n 4 5 6\n", "f 6 5 4 3 \\\n2 1\n", "f 4 5 6 1 2 3\n"}) {
+        folder.write("l.obj", corners + "# a comment \\\n" + face);
+        MeshLoader loader;
+        loader.splits_polygons = true;
+        ReadObj(loader, "l.obj");
+        ASSERT_EQ(loader.triangles.size(), 4u) << face;
+        double area = 0.0;
+        for (const LoaderFace& triangle : loader.triangles) {
+            const Vec3& a = loader.positions[triangle.corner[0].position];
+            const Vec3& b = loader.positions[triangle.corner[1].position];
+            const Vec3& c = loader.positions[triangle.corner[2].position];
+            const float part = 0.5f * cross(b - a, c - a).z * (face[2] == '6' ? -1.0f : 1.0f);
+            EXPECT_GT(part, 0.0f) << face;
+            area += part;
+        }
+        EXPECT_EQ(area, 3.0) << face;
+    }
+    EXPECT_EQ(scene.take_report(), "");
+}
+
+TEST_F(ObjReader, TellsWhyAFileGivesNothing) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"", "it is empty"},
+        {"\x1f\x8b\x08", "gzip"},
+        {"\xff\xfev", "UTF-16"},
+        {"v 0 0 0\rv 1 0 0\rf 1 1 1\r", "CR alone"},
+        {"v 0 0 0\n", "no faces\n"}};
+    for (const auto& [text, reason] : cases) {
+        load_obj(text);
+        const std::string report = scene.take_report();
+        EXPECT_EQ(report.find("warning :( \tobject - a.obj gives no faces"), 0u) << report;
+        EXPECT_NE(report.find(reason), report.npos) << report;
+    }
+}
+
 TEST_F(ObjReader, TakesShadersByName) {
     const int red = AddShader();
     Shaders[static_cast<std::size_t>(red)].name = "red";

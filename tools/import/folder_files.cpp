@@ -6,11 +6,14 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <memory>
 
 #include <assimp/IOStream.hpp>
 #include <fcntl.h>
+#include <linux/landlock.h>
 #include <linux/openat2.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -72,6 +75,21 @@ FolderFiles::FolderFiles(const std::string& folder)
 
 FolderFiles::~FolderFiles() {
     if (folder_descriptor >= 0) close(folder_descriptor);
+}
+
+void FolderFiles::hold_process() const {
+    constexpr std::uint64_t kReading = LANDLOCK_ACCESS_FS_READ_FILE | LANDLOCK_ACCESS_FS_READ_DIR;
+    constexpr std::uint64_t kAll = (LANDLOCK_ACCESS_FS_MAKE_SYM << 1) - 1; // of the first version
+    const landlock_ruleset_attr all = {.handled_access_fs = kAll};
+    const auto rules = static_cast<int>(syscall(SYS_landlock_create_ruleset, &all, sizeof all, 0));
+    if (rules < 0) return;
+    landlock_path_beneath_attr below = {};
+    below.allowed_access = kReading;
+    below.parent_fd = folder_descriptor;
+    prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+    syscall(SYS_landlock_add_rule, rules, LANDLOCK_RULE_PATH_BENEATH, &below, 0);
+    syscall(SYS_landlock_restrict_self, rules, 0);
+    close(rules);
 }
 
 int FolderFiles::open_below(const char* given) const {

@@ -24,6 +24,10 @@ public:
     Assimp::IOStream* Open(const char* name, const char* mode) override;
     void Close(Assimp::IOStream* stream) override;
 
+    // From here on the process may read below the folder and touch no other file, where the kernel has
+    // Landlock.
+    void hold_process() const;
+
     // The first name that led out of the folder; empty without one.
     const std::string& outside() const { return first_outside; }
 

@@ -81,6 +81,7 @@ int main(int count, char** arguments) {
     const std::string path = arguments[1];
     const std::size_t slash = path.rfind('/');
     mh::FolderFiles files(slash == path.npos ? "." : path.substr(0, slash + 1));
+    files.hold_process();
     if (!mh::Confine(arguments[2], arguments[3], mh::Reads::files_below_a_folder)) return 1;
     const std::string name = slash == path.npos ? path : path.substr(slash + 1);
     const mh::ImportAnswer answer = answer_for(name, files, std::strtod(arguments[4], nullptr));
