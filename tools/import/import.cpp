@@ -190,7 +190,7 @@ int convert_beauty(const Arguments& arguments, const std::string& picture, const
 } // namespace
 
 bool IsForeignFile(const std::string& path) {
-    return static_cast<bool>(OpenInput(path));
+    return static_cast<bool>(OpenInput(path, Origin::user));
 }
 
 int ImportFile(const Arguments& arguments) {

@@ -39,7 +39,7 @@ std::string find_below(const std::string& folder, const std::string& name) {
     for (const std::string& candidate : {name, last}) {
         if (candidate.empty() || LeadsOutside(candidate)) continue;
         const std::string path = folder + '/' + candidate;
-        if (OpenInput(path) && lies_below(folder, path)) return path;
+        if (OpenInput(path, Origin::user) && lies_below(folder, path)) return path;
     }
     return {};
 }

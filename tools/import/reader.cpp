@@ -25,7 +25,7 @@ struct Limits {
 // The slowest format, with its numbers in text, is read at a megabyte a second at least.
 Limits limits_for(const std::string& path) {
     constexpr double kSeconds = 60.0, kSecondsOfByte = 1e-6, kBytes = 2048.0 * kBytesOfMegabyte;
-    const auto file_bytes = static_cast<double>(OpenInput(path).size_bytes);
+    const auto file_bytes = static_cast<double>(OpenInput(path, Origin::user).size_bytes);
     return {kSeconds + kSecondsOfByte * file_bytes, kBytes + 0.5 * SpareMemory()};
 }
 
@@ -86,7 +86,7 @@ std::string receive_answer(const HelperProcess& helper, const Limits& limits,
 std::string ReadForeignFile(const std::string& path, double seconds, ImportedScene& scene) {
     const std::string program = InstalledHelper(MOONHARE_IMPORT_HELPER);
     if (program.empty()) return "needs " MOONHARE_IMPORT_HELPER ", which is not installed";
-    if (!OpenInput(path)) return "cannot be opened";
+    if (!OpenInput(path, Origin::user)) return "cannot be opened";
     const Limits limits = limits_for(path);
     HelperProcess helper;
     std::string fault =
