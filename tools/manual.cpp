@@ -1,21 +1,12 @@
-// The manual page and the completion of bash, from the table of options.
+// The manual page, from the table of options.
 // SPDX-License-Identifier: MIT
 #include "option_table.h"
 
-#include <cstring>
 #include <string>
 
 namespace mh {
 
 namespace {
-
-bool is_positional(const OptionRow& row) {
-    return row.name[0] != '-';
-}
-
-bool takes_file(const OptionRow& row) {
-    return std::strcmp(row.value, "FILE") == 0 || std::strcmp(row.value, "DIR") == 0;
-}
 
 // Dashes that a reader may copy.
 std::string roff(const std::string& text) {
@@ -47,26 +38,6 @@ ends it at once. SIGHUP writes the pictures and goes on.
 or memory ran out; 130 interrupted.
 )";
 
-// The words that may follow a command, and the values of those options that list them.
-std::string completion_of(const CommandRow& command) {
-    std::string words, values;
-    for (const OptionRow& row : command.options) {
-        if (is_positional(row)) continue;
-        words += std::string(row.name) + ' ';
-        std::string list;
-        for (const std::string& word : choices(row))
-            list += word + ' ';
-        if (!list.empty())
-            values += std::string("    ") + row.name + ") COMPREPLY=($(compgen -W \"" + list
-                      + "\" -- \"$word\")); return ;;\n";
-        else if (takes_file(row))
-            values += std::string("    ") + row.name
-                      + ") COMPREPLY=($(compgen -f -- \"$word\")); return ;;\n";
-    }
-    return std::string("  ") + command.name + ")\n    case $before in\n" + values
-           + "    esac\n    words=\"" + words + "--help\" ;;\n";
-}
-
 } // namespace
 
 std::string ManualPage() {
@@ -80,30 +51,6 @@ std::string ManualPage() {
     for (const CommandRow& command : Commands())
         text += manual_of(command);
     return text + kClosing;
-}
-
-std::string BashCompletion() {
-    std::string names, cases;
-    for (const CommandRow& command : Commands()) {
-        names += std::string(command.name) + ' ';
-        cases += completion_of(command);
-    }
-    return "_moonhare() {\n"
-           "  local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD-1]} words=\n"
-           "  local command=${COMP_WORDS[1]}\n"
-           "  [[ \" "
-           + names
-           + "\" == *\" $command \"* ]] || command=render\n"
-             "  case $command in\n"
-           + cases
-           + "  esac\n"
-             "  [[ $COMP_CWORD == 1 ]] && words+=\" --version "
-           + names
-           + "\"\n"
-             "  COMPREPLY=($(compgen -W \"$words\" -- \"$word\"))\n"
-             "  [[ $word == -* ]] || COMPREPLY+=($(compgen -f -- \"$word\"))\n"
-             "}\n"
-             "complete -o filenames -F _moonhare moonhare\n";
 }
 
 } // namespace mh

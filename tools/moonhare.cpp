@@ -5,6 +5,7 @@
 #include "denoise.h"
 #include "farm_script.h"
 #include "import/import.h"
+#include "layout.h"
 #include "merge.h"
 #include "options.h"
 #include "render.h"
@@ -32,8 +33,10 @@ int run(const mh::Arguments& arguments) {
     case mh::Command::diff: return mh::CompareImages(arguments);
     case mh::Command::convert: return mh::ConvertImage(arguments);
     case mh::Command::denoise: return mh::DenoiseImage(arguments);
+    case mh::Command::fmt: return mh::LayOutScene(arguments);
+    case mh::Command::make: return mh::MakeScene(arguments);
     case mh::Command::man: return print(mh::ManualPage());
-    case mh::Command::completion: return print(mh::BashCompletion());
+    case mh::Command::completion: return print(mh::Completion(arguments.shell));
     case mh::Command::none: break;
     }
     std::abort();

@@ -33,6 +33,10 @@ struct CommandRow {
 constexpr const char* kSummary =
     "Renders the scene of a directory, by physically based ray tracing.";
 
+inline bool is_positional(const OptionRow& row) {
+    return row.name[0] != '-';
+}
+
 std::span<const CommandRow> Commands();
 
 // The legal values of a row that lists them.

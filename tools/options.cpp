@@ -251,6 +251,20 @@ constexpr OptionRow kDiffRows[] = {
     {"--json", "", "One JSON object in place of lines", bind<&A::json>},
 };
 
+constexpr OptionRow kFormatRows[] = {
+    {"SCENE", "DIR", "Directory of the scene", bind<&A::scene>},
+    {"--check", "", "List files that would change, with status 1, and change none",
+     bind<&A::only_check>},
+};
+
+constexpr OptionRow kNewRows[] = {
+    {"DIR", "DIR", "Directory to make", bind<&A::scene>},
+};
+
+constexpr OptionRow kCompletionRows[] = {
+    {"--shell", "bash|zsh|fish", "Which shell; bash unless it is given", bind<&A::shell>},
+};
+
 constexpr CommandRow kCommands[] = {
     {"render", "Render a scene; the same as leaving the word out", Command::render, kRenderRows},
     {"merge", "Put a picture together from partial files", Command::merge, kMergeRows},
@@ -261,8 +275,10 @@ constexpr CommandRow kCommands[] = {
     {"convert", "Write an image in another format", Command::convert, kConvertRows},
     {"denoise", "Take the noise out of a picture", Command::denoise, kDenoiseRows},
     {"diff", "Measure how two images differ", Command::diff, kDiffRows},
+    {"fmt", "Lay out the files of a scene", Command::fmt, kFormatRows},
+    {"new", "Make a small scene to begin with", Command::make, kNewRows},
     {"man", "Print the manual page", Command::man, {}},
-    {"completion", "Print the completion of bash", Command::completion, {}},
+    {"completion", "Print the completion of a shell", Command::completion, kCompletionRows},
 };
 
 const CommandRow& command_of(const CLI::App& app) {

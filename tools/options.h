@@ -1,5 +1,5 @@
 // The table of commands and options of the program: parsing, --help, the manual page and the
-// completion of bash all come from it.
+// completion of shells all come from it.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -29,6 +29,8 @@ enum class Command {
     convert,
     denoise,
     diff,
+    fmt,
+    make,
     man,
     completion
 };
@@ -55,7 +57,8 @@ struct Arguments {
     std::optional<double> time_limit_s, write_every_s;
     bool preview = false;
 
-    bool json = false, strict = false, confine = false, denoise = false;
+    bool json = false, strict = false, confine = false, only_check = false, denoise = false;
+    std::string shell = "bash";
 
     std::string engine; // slurm
     int tasks = 0;
@@ -81,7 +84,7 @@ std::optional<int> ParseArguments(int argc, char** argv, Arguments& arguments);
 
 // Pages made from the table.
 std::string ManualPage();
-std::string BashCompletion();
+std::string Completion(const std::string& shell); // bash, zsh, fish
 
 // Name, version, commit, compiler and the instruction set in use, in lines.
 std::string VersionText();

@@ -1,16 +1,19 @@
 """Rendering by the program: overrides, progress, early ends, checkpoints, exit statuses.
 SPDX-License-Identifier: MIT"""
+import glob
 import json
 import os
+import pathlib
 import pty
 import re
 import resource
+import shutil
 import signal
 import subprocess
 import time
 import unittest
 
-from program import CAMERA, PROGRAM, SHADER, ProgramTest, write_scene
+from program import CAMERA, EXAMPLES, PROGRAM, SHADER, ProgramTest, write_scene
 
 # Long enough to be interrupted, with a light whose noise the frames share out evenly.
 LONG = {"camera/camera.mh": CAMERA.replace("24 16", "96 64").replace("sample 6", "sample 60000")}
@@ -133,14 +136,47 @@ class Statuses(RenderTest):
         self.assertRegex(self.run_here("--version").stdout,
                          r"moonhare \d.*\ncommit .+\ncompiler .+\ninstruction set (AVX2|portable)")
         help_text, manual = self.run_here("--help").stdout, self.run_here("man").stdout
-        script = self.run_here("completion").stdout
+        shells = {s: self.run_here("completion", "--shell", s).stdout for s in ("bash", "zsh", "fish")}
         for option in re.findall(r"--[a-z-]+", help_text):
             if option not in ("--help", "--version"):
                 self.assertIn(option.replace("-", "\\-"), manual)
-                self.assertIn(option, script)
+                for shell, script in shells.items():
+                    self.assertIn("-l " + option[2:] if shell == "fish" else option, script)
+        script = shells["bash"]
         script += "\nCOMP_WORDS=(moonhare --progress j); COMP_CWORD=2; _moonhare; echo ${COMPREPLY[@]}"
         completed = subprocess.run(["bash", "-c", script], capture_output=True, text=True)
         self.assertEqual(completed.stdout.strip(), "json")
+
+
+class SceneText(RenderTest):
+    def test_the_layout_shows_the_same_picture_and_is_laid_out(self):
+        scene = shutil.copytree(os.path.join(EXAMPLES, "still_life"), self.path("still"))
+        files = glob.glob(scene + "/*/*.mh")
+        words = lambda: sorted(word for name in files for word in pathlib.Path(name).read_text().split())
+        options = (scene, "--resolution", "16x12", "--sample", "1", "--seed", "1", "--mode", "path",
+                   "--progress", "none", "--beauty")
+        self.run_here(*options, "a.pfm")
+        before = words()
+        self.assertIn("light.mh", self.run_here("fmt", scene, "--check", status=1).stdout)
+        self.run_here("fmt", scene)
+        self.assertEqual(words(), before)  # comments included
+        self.assertEqual(self.run_here("fmt", scene, "--check").stdout, "")
+        self.run_here(*options, "b.pfm")
+        self.assertEqual(self.bytes_of("a.pfm"), self.bytes_of("b.pfm"))
+
+    def test_files_that_the_reader_would_not_take_whole_stay_as_they_are(self):
+        for text, fault in (("camera\n  posse\n", '2: "camera" has no key "posse"'),
+                            ("#\ncamera\n pose\n end\n", '2: "camera" has no "end"'),
+                            ("room\nend\n", '1: no block is called "room"')):
+            write_scene(self.scene, {"camera/camera.mh": text})
+            self.assertIn("camera.mh:" + fault, self.run_here("fmt", "scene", status=1).stderr)
+            self.assertEqual(self.bytes_of("scene/camera/camera.mh"), text.encode())
+
+    def test_a_new_scene_is_sound_laid_out_and_never_written_over(self):
+        self.run_here("new", "fresh")
+        self.assertEqual(self.run_here("check", "--strict", "fresh").stdout, "")
+        self.run_here("fmt", "--check", "fresh")
+        self.assertIn("fresh exists already", self.run_here("new", "fresh", status=2).stderr)
 
 
 class Progress(RenderTest):
