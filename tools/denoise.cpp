@@ -97,7 +97,7 @@ int denoise_started(const Arguments& arguments) {
     FeatureFile files[] = {{"--albedo", &arguments.albedo, {}},
                            {"--normal", &arguments.normal, {}},
                            {"--depth", &arguments.depth, {}},
-                           {"--noise", &arguments.noise, {}}};
+                           {"--noise", &arguments.noise_image, {}}};
     for (FeatureFile& file : files)
         if (const std::string fault = read_feature(picture, file); !fault.empty())
             return fail(kSceneFaults, std::string(file.option) + ": " + fault);

@@ -71,8 +71,8 @@ struct Arguments {
     std::optional<double> time_s;  // of the imported animation
     bool force = false, list_formats = false;
 
-    std::string first_image, second_image;            // IN and OUT, or A and B
-    std::string albedo, normal, depth, noise, output; // of the command "denoise"
+    std::string first_image, second_image;                  // IN and OUT, or A and B
+    std::string albedo, normal, depth, noise_image, output; // of the command "denoise"
     std::string tonemap = "none";
     std::string difference_image;
     std::optional<double> fail_above;
