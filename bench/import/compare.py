@@ -25,7 +25,7 @@ FILES = {
     "AnimatedMorphCube": "glTF-Sample-Models/AnimatedMorphCube-glTF/AnimatedMorphCube.gltf",
     "TextureTransform": "textureTransform/TextureTransformTest.gltf",
 }
-SKY, SAMPLES, FRAMES = 0.7, 256, 64
+SKY, SAMPLES, FRAMES = 0.7, 128, 32
 SIZE, STRIP_SIZE = (320, 192), (480, 96)
 
 

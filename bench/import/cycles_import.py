@@ -15,6 +15,9 @@ sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../
 import pictures  # noqa: E402
 
 
+numpy.bool = bool  # the importer of Blender 3.4 asks for it by the name that NumPy dropped
+
+
 def open_file(path):
     bpy.ops.wm.read_factory_settings(use_empty=True)
     extension = path.rsplit(".", 1)[1].lower()

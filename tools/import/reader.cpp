@@ -24,7 +24,7 @@ struct Limits {
 
 // The slowest format, with its numbers in text, is read at a megabyte a second at least.
 Limits limits_for(const std::string& path) {
-    constexpr double kSeconds = 60.0, kSecondsOfByte = 1e-6, kBytes = 2048.0 * kBytesOfMegabyte;
+    constexpr double kSeconds = 20.0, kSecondsOfByte = 1e-6, kBytes = 2048.0 * kBytesOfMegabyte;
     const auto file_bytes = static_cast<double>(OpenInput(path, Origin::user).size_bytes);
     return {kSeconds + kSecondsOfByte * file_bytes, kBytes + 0.5 * SpareMemory()};
 }
