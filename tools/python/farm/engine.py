@@ -4,11 +4,12 @@ SPDX-License-Identifier: MIT"""
 from __future__ import annotations
 
 import concurrent.futures
-import itertools
+import contextlib
 import os
 import sys
 import threading
 import time
+import uuid
 from dataclasses import dataclass, field
 from typing import Callable, Optional
 
@@ -24,7 +25,8 @@ FAULTS_OF_WORKER = 3  # in a row; then it gets no more pieces
 FAULTS_IN_A_ROW = 12  # of all workers, without one piece that is done: nothing will come
 USERS_FAULTS = (1, 2)  # statuses for faults of scene and options, which are the same everywhere
 LIMIT_FACTOR, SHORTEST_LIMIT_S = 30.0, 900.0  # a piece that takes longer hangs
-PATIENCE_S = 600.0  # without a scheduler
+CLOSE_S = 5.0
+PATIENCE_S = 600.0  # without a scheduler, or for an answer
 REPLACEMENT_S = 30.0  # until an engine has started a worker again
 SENDERS = 4  # workers that get the scene at the same time
 PACKING = threading.Lock()
@@ -61,7 +63,6 @@ class Farm:
     runs: dict[Attempt, Run] = field(default_factory=dict)
     senders: concurrent.futures.ThreadPoolExecutor = field(
         default_factory=lambda: concurrent.futures.ThreadPoolExecutor(SENDERS))
-    numbers: itertools.count = field(default_factory=itertools.count)
 
 
 def say(text: str) -> None:
@@ -79,7 +80,7 @@ def slots_of(farm: Farm) -> int:
 
 def submit(farm: Farm, call: Callable[..., Outcome], *arguments, workers) -> Future:
     """Each call has a key of its own: Dask would take a second run of a piece for the first."""
-    key = f"moonhare-{call.__name__}-{os.getpid()}-{next(farm.numbers)}"
+    key = f"moonhare-{call.__name__}-{uuid.uuid4().hex}"
     return farm.client.submit(call, *arguments, key=key, workers=list(workers), pure=False)
 
 
@@ -107,7 +108,7 @@ def keep_connected(farm: Farm, plan: Plan) -> None:
     plan.lost_in_a_row = 0
     farm.runs.clear()
     farm.members.clear()
-    farm.client.close(timeout=1)
+    close_client(farm)
     given_up_s = time.monotonic() + PATIENCE_S
     while True:
         try:
@@ -180,7 +181,7 @@ def send_scene(farm: Farm, job: Job, address: str) -> None:
     offset, size = 0, os.path.getsize(archive)
     for chunk in scene_pack.chunks_of(archive):
         outcome = submit(farm, dask_calls.store_chunk, job, offset, chunk,
-                         offset + len(chunk) == size, workers=[address]).result()
+                         offset + len(chunk) == size, workers=[address]).result(PATIENCE_S)
         if outcome.fault:
             raise FarmFault(outcome.fault)
         offset += len(chunk)
@@ -233,10 +234,8 @@ def result_of(future: Future) -> Optional[Outcome]:
 
 
 def drop(future: Future) -> None:
-    try:
+    with contextlib.suppress(OSError):
         future.cancel()
-    except OSError:
-        pass
 
 
 def take_outcome(farm: Farm, job: Job, plan: Plan, attempt: Attempt,
@@ -267,7 +266,7 @@ def store_piece(job: Job, attempt: Attempt, data: bytes) -> None:
 
 
 def count_fault(outcome: Outcome, member: Optional[Member], plan: Plan) -> None:
-    say(f"a piece is tried again: worker {outcome.worker}: {outcome.fault}")
+    say(f"a piece is tried again: {outcome.worker or 'Dask'}: {outcome.fault}")
     if outcome.status in USERS_FAULTS and not plan.done:
         raise FarmFault(outcome.fault)
     if plan.lost_in_a_row >= FAULTS_IN_A_ROW:
@@ -283,4 +282,9 @@ def close_farm(farm: Farm) -> None:
     for run in farm.runs.values():
         drop(run.future)
     farm.senders.shutdown(wait=False, cancel_futures=True)
-    farm.client.close(timeout=5)
+    close_client(farm)
+
+
+def close_client(farm: Farm) -> None:
+    with contextlib.suppress(OSError):  # of a connection that is gone
+        farm.client.close(timeout=CLOSE_S)
