@@ -10,8 +10,11 @@ from typing import Iterable, Optional
 
 PIECE_S = 60.0  # what a piece should take: long against its start, short against what a kill loses
 STARTS_PER_PIECE = 9.0  # a start is at most a tenth of a piece, however long it takes
-SHARES = 2.0  # a piece is at most what is left for its slot, divided by this: small at the end
+# A piece is at most what is left for its slot, divided by the ratio of the slowest and the fastest
+# worker, so that all end together; between these.
+LEAST_SHARES, MOST_SHARES = 1.25, 2.0
 STARTS_AT_THE_END = 4.0  # below so many starts a piece costs more than it saves at the end
+LEAST_S = 3.0  # the same for its file, which may take half a second to reach the disk
 FRAME_S = 20.0  # a frame of a strip takes no longer, so that pieces can be sized by frames
 STRIP_PIXELS = 1 << 22  # keeps the memory of a merge small
 STRIP_ROWS = 8  # thinner strips are all start and no render
@@ -62,6 +65,7 @@ class Plan:
     timed: list[tuple[float, int]] = field(default_factory=list)  # of each strip: seconds, frames
     running: list[Attempt] = field(default_factory=list)
     done: set[Piece] = field(default_factory=set)
+    rates: tuple[float, float] = (math.inf, 0.0)  # least and greatest seconds a pixel of a frame
     lost_in_a_row: int = 0
 
 
@@ -104,14 +108,21 @@ def seconds_left(plan: Plan) -> float:
     return sum(frames_left(plan, i) * seconds_a_frame(plan, i) for i in range(len(plan.strips)))
 
 
+def shares(plan: Plan) -> float:
+    least, greatest = plan.rates
+    if greatest <= least:
+        return MOST_SHARES
+    return max(LEAST_SHARES, min(greatest / least, MOST_SHARES))
+
+
 def piece_frames(plan: Plan, strip: int, slots: int) -> int:
     """As many as take a minute; fewer when little is left, so that all slots end together."""
     seconds = seconds_a_frame(plan, strip)
     if seconds <= 0.0:
         return 1
-    share = seconds_left(plan) / (SHARES * max(1, slots))
+    share = seconds_left(plan) / (shares(plan) * max(1, slots))
     target = min(max(PIECE_S, STARTS_PER_PIECE * plan.start_s),
-                 max(share, STARTS_AT_THE_END * plan.start_s))
+                 max(share, STARTS_AT_THE_END * plan.start_s, LEAST_S))
     return max(1, int(target / seconds))
 
 
@@ -164,6 +175,9 @@ def attempt_done(plan: Plan, attempt: Attempt, frames_s: Optional[float] = None,
     if frames_s is not None:
         seconds, frames = plan.timed[attempt.piece.strip]
         plan.timed[attempt.piece.strip] = (seconds + frames_s, frames + attempt.piece.frames)
+        if frames_s >= LEAST_S:
+            rate = frames_s / (attempt.piece.frames * plan.strips[attempt.piece.strip].pixels)
+            plan.rates = (min(plan.rates[0], rate), max(plan.rates[1], rate))
     if start_s is not None:
         pieces = len(plan.done)
         plan.start_s += (start_s - plan.start_s) / pieces
