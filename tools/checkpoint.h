@@ -26,12 +26,7 @@ struct Checkpoint {
         images; // in the order of ForEachOutput, without those that are complete
 };
 
-// Digest of a scene whose files have all been read: their text, geometry, textures and skies.
-std::uint64_t SceneDigest(const std::string& directory);
-
-// What changes a picture and may be set by options: without the number of frames and the region, and
-// with the region.
-std::string PictureSettings();
+// What changes a picture and may be set by options; not the number of frames.
 std::string SettingsText();
 
 // Copies the images as they stand after FrameIndex frames, and the converse: sums become shares of

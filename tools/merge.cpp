@@ -63,11 +63,7 @@ std::string read_pieces(const std::vector<std::string>& paths, Merge& merge) {
 }
 
 std::string difference(const PictureHeader& a, const PictureHeader& b) {
-    if (a.program != b.program)
-        return "was rendered by moonhare " + b.program + ", not " + a.program;
-    if (a.scene != b.scene) return "is of another scene, or the scene has changed";
-    if (a.settings != b.settings)
-        return "was rendered with other settings: " + b.settings + "; not " + a.settings;
+    if (std::string text = DifferenceFrom(a.identity, b.identity); !text.empty()) return text;
     if (a.frames != b.frames)
         return "is of a picture of " + CountText(b.frames, "frame") + ", not "
                + std::to_string(a.frames);

@@ -51,7 +51,7 @@ struct Arguments {
 
     std::string output_dir, beauty, report, checkpoint, resume;
     std::optional<std::array<int, 2>> frames; // first, one behind the last
-    std::string partial;
+    std::string partial, photons, use_photons;
     std::string progress; // bar, plain, json, none; empty: by where standard error goes
     std::optional<int> threads;
     std::optional<double> time_limit_s, write_every_s;

@@ -1,14 +1,11 @@
-// Partial files: a magic line, the header with its size and check sum, the data of each plane with a
-// check sum.
+// Partial files: the data of each plane is a section.
 // SPDX-License-Identifier: MIT
 #include "partial_file.h"
 
 #include "byte_fields.h"
-#include "math/digest.h"
-#include "output/file_writer.h"
+#include "section_file.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 
 namespace mh {
@@ -16,29 +13,14 @@ namespace mh {
 namespace {
 
 constexpr std::string_view kMagic = "moonhare partial 1\n";
-constexpr std::uint32_t kByteOrder = 0x01020304;
-constexpr std::uint64_t kLargestHeader = 1u << 24;
-constexpr std::uint64_t kBlock = 1u << 20; // bytes that are read and summed at once
 constexpr std::int32_t kLargestSide = 1 << 24;
-constexpr const char* kDamaged = "is damaged";
 
 using Size = std::uint64_t;
-
-std::uint64_t sum_of(std::string_view bytes) {
-    Digest digest;
-    for (; bytes.size() > kBlock; bytes.remove_prefix(kBlock))
-        add(digest, bytes.substr(0, kBlock));
-    add(digest, bytes);
-    return digest.value;
-}
 
 std::string bytes_of(const PieceHeader& header) {
     const PictureHeader& picture = header.picture;
     std::string bytes;
-    put(bytes, kByteOrder);
-    put_text(bytes, picture.program);
-    put(bytes, picture.scene);
-    put_text(bytes, picture.settings);
+    put(bytes, picture.identity);
     put(bytes, picture.frames);
     put(bytes, picture.width);
     put(bytes, picture.height);
@@ -95,67 +77,6 @@ bool is_valid(const PieceHeader& header) {
                           [&](const PlaneHeader& plane) { return is_valid(plane, picture); });
 }
 
-// False when the bytes are no header.
-bool take_header(Bytes& bytes, PieceHeader& header) {
-    PictureHeader& picture = header.picture;
-    Size planes = 0;
-    take_text(bytes, picture.program);
-    take(bytes, picture.scene);
-    take_text(bytes, picture.settings);
-    take(bytes, picture.frames);
-    take(bytes, picture.width);
-    take(bytes, picture.height);
-    take(bytes, picture.region);
-    take(bytes, picture.exr_floats);
-    take(bytes, header.region);
-    take(bytes, header.first);
-    take(bytes, header.end);
-    take(bytes, planes);
-    for (Size i = 0; bytes.good && i < planes; ++i)
-        take_plane(bytes, picture.planes.emplace_back());
-    return bytes.good && bytes.rest.empty() && is_valid(header);
-}
-
-bool read(std::FILE* file, std::string& bytes, Size size) {
-    bytes.resize(size);
-    return std::fread(bytes.data(), 1, size, file) == size;
-}
-
-bool read_number(std::FILE* file, Size& number) {
-    return std::fread(&number, sizeof number, 1, file) == 1;
-}
-
-std::string read_header(InputFile& input, PieceHeader& header, Size& position) {
-    std::FILE* file = input.handle.get();
-    std::string bytes;
-    Size size = 0, sum = 0;
-    if (!read(file, bytes, std::min<Size>(kMagic.size(), input.size_bytes)) || bytes != kMagic)
-        return "is no partial file";
-    if (!read_number(file, size) || size > std::min(kLargestHeader, input.size_bytes))
-        return kDamaged;
-    if (!read(file, bytes, size) || !read_number(file, sum) || sum != sum_of(bytes))
-        return kDamaged;
-    position = kMagic.size() + size + 2 * sizeof(Size);
-    Bytes fields = {bytes};
-    std::uint32_t order = 0;
-    take(fields, order);
-    if (order != kByteOrder) return "was written by a machine of another kind";
-    return take_header(fields, header) ? std::string() : kDamaged;
-}
-
-// Goes over the data block by block; false when it ends early or is not what was written.
-bool check_data(std::FILE* file, Size size, Size& sum) {
-    Digest digest;
-    std::string block;
-    do {
-        const Size part = std::min(size, kBlock);
-        if (!read(file, block, part)) return false;
-        add(digest, block);
-        size -= part;
-    } while (size > 0);
-    return read_number(file, sum) && sum == digest.value;
-}
-
 } // namespace
 
 std::uint64_t data_size(const PieceHeader& header, const PlaneHeader& plane) {
@@ -176,46 +97,50 @@ std::uint64_t data_size(const PieceHeader& header, const PlaneHeader& plane) {
     std::abort();
 }
 
+bool ParsePieceHeader(std::string_view fields, PieceHeader& header) {
+    Bytes bytes = {fields};
+    PictureHeader& picture = header.picture;
+    Size planes = 0;
+    take(bytes, picture.identity);
+    take(bytes, picture.frames);
+    take(bytes, picture.width);
+    take(bytes, picture.height);
+    take(bytes, picture.region);
+    take(bytes, picture.exr_floats);
+    take(bytes, header.region);
+    take(bytes, header.first);
+    take(bytes, header.end);
+    take(bytes, planes);
+    for (Size i = 0; bytes.good && i < planes; ++i)
+        take_plane(bytes, picture.planes.emplace_back());
+    return bytes.good && bytes.rest.empty() && is_valid(header);
+}
+
 std::string WritePartial(const std::string& path, const PieceHeader& header,
                          std::span<const std::string_view> data) {
-    const std::string fields = bytes_of(header);
-    std::string start(kMagic);
-    put_text(start, fields);
-    put(start, sum_of(fields));
-    std::vector<std::string> sums;
-    for (const std::string_view plane : data)
-        put(sums.emplace_back(), sum_of(plane));
-    std::vector<std::string_view> parts = {start};
-    for (std::size_t i = 0; i < data.size(); ++i) {
-        parts.push_back(data[i]);
-        parts.push_back(sums[i]);
-    }
-    return ReplaceFile(path, parts);
+    return WriteSections(path, kMagic, bytes_of(header), data);
 }
 
 std::string ReadPartial(const std::string& path, PartialFile& file) {
-    InputFile input = OpenInput(path, Origin::user);
-    if (!input) return "cannot be read";
-    Size position = 0;
-    if (std::string fault = read_header(input, file.header, position); !fault.empty()) return fault;
+    SectionFile checked;
+    if (std::string fault = OpenSections(path, kMagic, "partial file", checked); !fault.empty())
+        return fault;
+    if (!ParsePieceHeader(checked.header, file.header)) return kDamaged;
+    Size position = checked.data;
     for (const PlaneHeader& plane : file.header.picture.planes) {
         file.offsets.push_back(position);
-        position += data_size(file.header, plane) + sizeof(Size);
-        if (position > input.size_bytes) return kDamaged;
+        position += data_size(file.header, plane) + kSumSize;
+        if (position > checked.input.size_bytes) return kDamaged;
     }
-    if (position != input.size_bytes) return kDamaged;
+    if (position != checked.input.size_bytes) return kDamaged;
     for (const PlaneHeader& plane : file.header.picture.planes)
-        if (!check_data(input.handle.get(), data_size(file.header, plane),
-                        file.check_sums.emplace_back()))
+        if (!CheckSection(checked, data_size(file.header, plane), file.check_sums.emplace_back()))
             return kDamaged;
     return {};
 }
 
-bool IsPartial(const std::string& path) {
-    InputFile input = OpenInput(path, Origin::user);
-    std::string bytes;
-    return input && read(input.handle.get(), bytes, std::min<Size>(kMagic.size(), input.size_bytes))
-           && bytes == kMagic;
+bool IsNoPartial(const std::string& path) {
+    return IsOfOtherKind(path, kMagic);
 }
 
 } // namespace mh

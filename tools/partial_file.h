@@ -4,8 +4,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "identity.h"
 #include "math/fixed_point.h"
-#include "math/input_file.h"
 #include "output/types.h"
 
 #include <cstdint>
@@ -36,9 +36,7 @@ struct PlaneHeader {
 
 // What all pieces of a picture share.
 struct PictureHeader {
-    std::string program;     // version and commit
-    std::uint64_t scene = 0; // SceneDigest
-    std::string settings;    // of the picture, the seed among them
+    Identity identity;
     std::uint32_t frames = 0;
     std::int32_t width = 0, height = 0;
     PixelRegion region; // that the scene itself renders
@@ -68,10 +66,13 @@ std::uint64_t data_size(const PieceHeader& header, const PlaneHeader& plane);
 std::string WritePartial(const std::string& path, const PieceHeader& header,
                          std::span<const std::string_view> data);
 
+// The fields of a header; false when the bytes are none.
+bool ParsePieceHeader(std::string_view bytes, PieceHeader& header);
+
 // Reads the header and checks all of the file. Empty on success, else what is wrong.
 std::string ReadPartial(const std::string& path, PartialFile& file);
 
-// Whether the file begins like one.
-bool IsPartial(const std::string& path);
+// Whether there is a file of some other kind.
+bool IsNoPartial(const std::string& path);
 
 } // namespace mh

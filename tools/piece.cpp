@@ -4,16 +4,14 @@
 
 #include "atomic_file.h"
 #include "byte_fields.h"
-#include "checkpoint.h"
 #include "integrate/output_images.h"
 #include "integrate/state.h"
 #include "math/count_text.h"
 #include "output/camera.h"
 #include "run/estimator.h"
-#include "version.h"
+#include "scene_digest.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <random>
 
 namespace mh {
@@ -81,14 +79,21 @@ bool is_piece(const Arguments& arguments) {
     return !arguments.partial.empty();
 }
 
+bool writes_no_pictures(const Arguments& arguments) {
+    return is_piece(arguments) || !arguments.photons.empty();
+}
+
 std::string PieceOptionsFault(const Arguments& arguments) {
+    const bool keeps = !arguments.checkpoint.empty() || !arguments.resume.empty();
     if (arguments.frames && !is_piece(arguments))
         return "--frames renders a piece of a picture: --partial FILE has to name its file";
-    if (!is_piece(arguments)) return {};
-    if (!arguments.checkpoint.empty() || !arguments.resume.empty())
-        return "--partial goes with no checkpoint: a piece is rendered whole or not at all";
+    if (!arguments.photons.empty() && (is_piece(arguments) || !arguments.use_photons.empty()))
+        return "--photons renders nothing: it goes with neither --partial nor --use-photons";
+    if (!writes_no_pictures(arguments)) return {};
+    if (keeps)
+        return "--partial and --photons go with no checkpoint: their files are whole or not there";
     if (arguments.write_every_s)
-        return "--partial goes without --write-every: it writes no pictures";
+        return "--partial and --photons write no pictures: --write-every is of no use";
     return {};
 }
 
@@ -115,10 +120,7 @@ PieceHeader HeaderOfPiece(const Arguments& arguments, const PixelRegion& region_
     const Camera& camera = *ActiveCamera();
     PieceHeader header;
     PictureHeader& picture = header.picture;
-    picture.program = ProgramVersion() + ' ' + CommitName();
-    picture.scene = SceneDigest(arguments.scene);
-    picture.settings =
-        PictureSettings() + ", camera number " + std::to_string(arguments.camera.value_or(0));
+    picture.identity = IdentityOf(arguments);
     picture.frames = static_cast<std::uint32_t>(camera.sample);
     picture.width = camera.width;
     picture.height = camera.height;
@@ -137,13 +139,7 @@ std::string FramesText(const PieceHeader& header) {
            + " of " + std::to_string(header.picture.frames);
 }
 
-bool HoldsPiece(const std::string& path, const PieceHeader& header, std::string& fault) {
-    std::error_code none;
-    if (!std::filesystem::exists(path, none)) return false;
-    if (!IsPartial(path) && std::filesystem::file_size(path, none) > 0) {
-        fault = path + " is no partial file; it is left as it is";
-        return false;
-    }
+bool HoldsPiece(const std::string& path, const PieceHeader& header) {
     PartialFile file;
     return ReadPartial(path, file).empty() && file.header == header;
 }

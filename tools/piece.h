@@ -11,6 +11,9 @@ namespace mh {
 
 bool is_piece(const Arguments& arguments);
 
+// Of a piece, or of photons alone.
+bool writes_no_pictures(const Arguments& arguments);
+
 // Why options do not go together, or empty.
 std::string PieceOptionsFault(const Arguments& arguments);
 
@@ -26,9 +29,8 @@ PieceHeader HeaderOfPiece(const Arguments& arguments, const PixelRegion& region_
 // The words for what the piece holds: "frames 0 to 3 of 64".
 std::string FramesText(const PieceHeader& header);
 
-// Whether the file holds this piece already. A file that is something else than a partial file gives
-// a fault.
-bool HoldsPiece(const std::string& path, const PieceHeader& header, std::string& fault);
+// Whether the file holds this piece already, whole.
+bool HoldsPiece(const std::string& path, const PieceHeader& header);
 
 // The sums as they stand. Empty on success, else why not.
 std::string WritePiece(const std::string& path, const PieceHeader& header);

@@ -17,12 +17,14 @@
 #include "output/run_hooks.h"
 #include "output/state.h"
 #include "overrides.h"
+#include "photon_file.h"
 #include "piece.h"
 #include "progress.h"
 #include "run/report.h"
 #include "run/state.h"
 #include "run_control.h"
 #include "run_report.h"
+#include "scene_digest.h"
 
 #include <algorithm>
 #include <optional>
@@ -47,6 +49,8 @@ struct Run {
     bool files_failed = false;
     bool cut_short = false; // frames are missing
     PieceHeader piece;      // of a run that renders one
+    Identity identity;      // of a run with files of photons
+    std::string photon_fault;
 };
 
 Run run; // frames report to it through hooks that are plain functions
@@ -168,6 +172,50 @@ void initialize(std::span<const InitialPhase> phases) {
         if (!stop_requested()) time_phase(phase.name, phase.run);
 }
 
+// Before the photons: what keeps a file from being replaced, or has it be there already.
+std::optional<int> status_of_target(const std::string& path, bool of_other_kind, bool holds_all,
+                                    const std::string& content) {
+    if (of_other_kind)
+        return give_up(kWrongUse, path + " is a file of another kind, and left as it is");
+    if (holds_all) return give_up(kDone, path + " holds " + content + " already");
+    return std::nullopt;
+}
+
+bool restore_photons() {
+    run.photon_fault = ReadPhotons(run.arguments->use_photons, run.identity);
+    return true;
+}
+
+void store_photons() {
+    if (!stop_requested()) run.photon_fault = WritePhotons(run.arguments->photons, run.identity);
+}
+
+std::optional<int> prepare_photons(const Arguments& arguments) {
+    const std::string& path = arguments.photons;
+    if (path.empty() && arguments.use_photons.empty()) return std::nullopt;
+    run.identity = IdentityOf(arguments);
+    if (!path.empty()) {
+        Hooks.photons_stored = store_photons;
+        return status_of_target(path, IsNoPhotonFile(path),
+                                CheckPhotons(path, run.identity).empty(), "these photons");
+    }
+    Hooks.restore_photons = restore_photons;
+    const std::string fault = CheckPhotons(arguments.use_photons, run.identity);
+    return fault.empty() ? std::nullopt
+                         : std::optional(give_up(kWrongUse, arguments.use_photons + ' ' + fault));
+}
+
+// Once photons are there; empty to go on with frames.
+std::optional<int> status_after_photons(const Arguments& arguments) {
+    const std::string& fault = run.photon_fault;
+    if (!arguments.photons.empty())
+        return fault.empty()
+                   ? give_up(kDone, arguments.photons + " holds the photons")
+                   : give_up(kNotWritten, "cannot write " + arguments.photons + ": " + fault);
+    return fault.empty() ? std::nullopt
+                         : std::optional(give_up(kWrongUse, arguments.use_photons + ' ' + fault));
+}
+
 // All frames are there already: the pictures are written, with no frame added.
 void write_finished() {
     Complain("the checkpoint holds " + CountText(Hooks.first_frame, "frame")
@@ -215,19 +263,19 @@ int status_of_run() {
     return run.files_failed ? kNotWritten : kDone;
 }
 
-// Of the render or the piece, with the scene's files read; empty to go on.
+// With the scene's files read; empty to go on.
 std::optional<int> status_before_phases(const Arguments& arguments,
                                         const PixelRegion& region_of_scene) {
-    if (!is_piece(arguments)) {
-        if (!arguments.checkpoint.empty() || !arguments.resume.empty())
-            run.scene = SceneDigest(arguments.scene);
-        return std::nullopt;
+    if (!arguments.checkpoint.empty() || !arguments.resume.empty())
+        run.scene = SceneDigest(arguments.scene);
+    if (is_piece(arguments)) {
+        const std::string& path = arguments.partial;
+        run.piece = HeaderOfPiece(arguments, region_of_scene);
+        const auto status = status_of_target(path, IsNoPartial(path), HoldsPiece(path, run.piece),
+                                             FramesText(run.piece));
+        if (status) return status;
     }
-    run.piece = HeaderOfPiece(arguments, region_of_scene);
-    std::string fault;
-    if (HoldsPiece(arguments.partial, run.piece, fault))
-        return give_up(kDone, arguments.partial + " holds " + FramesText(run.piece) + " already");
-    return fault.empty() ? std::nullopt : std::optional(give_up(kWrongUse, fault));
+    return prepare_photons(arguments);
 }
 
 int render_opened(const Arguments& arguments) {
@@ -236,7 +284,7 @@ int render_opened(const Arguments& arguments) {
     if (!nothing.empty())
         return give_up(kSceneFaults,
                        nothing + "; moonhare check " + arguments.scene + " tells more");
-    if (is_piece(arguments)) {
+    if (writes_no_pictures(arguments)) {
         PickSeed();
         const std::string fault = LimitToFrames(arguments);
         if (!fault.empty()) return give_up(kWrongUse, fault);
@@ -254,6 +302,7 @@ int render_opened(const Arguments& arguments) {
         if (const auto status = status_before_phases(arguments, region_of_scene)) return *status;
     initialize(InitialPhases().subspan(kReadingPhases));
     if (stop_requested()) return give_up(kInterrupted, kEndedWithoutFrames);
+    if (const auto status = status_after_photons(arguments)) return *status;
     if (!arguments.resume.empty()) {
         const std::string fault = resume_from(checkpoint);
         if (!fault.empty()) return give_up(kWrongUse, arguments.resume + ' ' + fault);

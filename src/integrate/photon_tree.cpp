@@ -56,7 +56,9 @@ std::array<std::int32_t, kPlanes + 1> count_intervals(const Construction& work, 
     for (std::int32_t i = range.first; i < range.first + range.count; ++i) {
         const Vec3& position = work.photons[static_cast<std::size_t>(i)].position;
         const float at = (component(position, axis) - low) * scale;
-        ++counts[static_cast<std::size_t>(std::clamp(at, 0.0f, static_cast<float>(kPlanes)))];
+        // Of positions too far apart to subtract nothing is known: they count as the first.
+        const float limited = std::min(std::max(0.0f, at), static_cast<float>(kPlanes));
+        ++counts[static_cast<std::size_t>(limited)];
     }
     return counts;
 }

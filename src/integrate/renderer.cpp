@@ -70,7 +70,8 @@ void InitializeRenderer() {
     clamp_settings();
     choose_mode();
     UpdateDensity();
-    cast_photons();
+    if (Hooks.restore_photons == nullptr || !Hooks.restore_photons()) cast_photons();
+    if (Hooks.photons_stored != nullptr) Hooks.photons_stored();
     BuildPhotonTree();
     TakeRayCounts();
     RendererSettings.bounce_samples = RendererSettings.sample;

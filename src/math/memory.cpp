@@ -97,8 +97,8 @@ double AvailableMemory() {
 
 double SpareMemory() {
     constexpr double kReserve = 1.0 / 16.0, kMostReserve = 256.0 * kMegabyte;
-    const double reserve = std::min(kReserve * MachineMemory(), kMostReserve);
-    return std::max(AvailableMemory() - reserve, kSmall);
+    const double kept_free = std::min(kReserve * MachineMemory(), kMostReserve);
+    return std::max(AvailableMemory() - kept_free, kSmall);
 }
 
 bool FitsMemory(double bytes) {

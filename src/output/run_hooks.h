@@ -19,6 +19,8 @@ struct RunHooks {
                                      // the camera's number of frames, which may be set here
     void (*ended_early)() = nullptr; // frames are missing, and the images not written yet
     bool drops_cut_frames = false;   // whether images are kept as they were before the frame
+    bool (*restore_photons)() = nullptr; // in place of a pass: true when it has
+    void (*photons_stored)() = nullptr;  // before the tree brings them into its order
     void (*photons_cast)(std::int64_t count) = nullptr; // so many more; one call at a time
     void (*write_failed)(const std::string& path, const std::string& reason) = nullptr;
     std::atomic<std::int64_t> samples_not_finite = 0;    // of pixels; such channels count as 0

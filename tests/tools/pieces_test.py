@@ -68,7 +68,7 @@ class Pieces(ProgramTest):
             self.render("--frames", "0:2", "--partial", "0.part")
             self.assertEqual(self.bytes_of("0.part"), content)
         self.write_bytes("0.part", b"a picture")
-        self.assertIn("no partial file",
+        self.assertIn("another kind",
                       self.render("--frames", "0:2", "--partial", "0.part", status=2).stderr)
         self.assertEqual(self.bytes_of("0.part"), b"a picture")
 
@@ -180,6 +180,28 @@ class Pieces(ProgramTest):
             status = 1 if command == "check" else 0
             self.assertIn("outside", self.run_here(command, "scene", "--confine", status=status).stderr)
         self.assertNotIn("outside", self.render().stderr)
+
+    def test_photons_from_a_file_give_the_picture_of_those_that_are_cast(self):
+        self.settings += ("--mode", "gather")
+        self.render("--output-dir", "one")
+        self.render("--photons", "photons")
+        output = self.render("--use-photons", "photons", "--output-dir", "read").stdout
+        self.assertNotIn("photon cast", output)
+        self.assertEqual(self.pictures("read"), self.pictures("one"))
+        self.render("--frames", "0:4", "--partial", "cast")
+        self.render("--frames", "4:9", "--partial", "read.part", "--use-photons", "photons")
+        self.merged("cast", "read.part")
+        self.assertEqual(self.pictures("merged"), self.pictures("one"))
+        content = self.bytes_of("photons")
+        self.assertIn("already", self.render("--photons", "photons").stderr)
+        for place in (0, 25, 60, len(content) // 2, len(content) - 3):
+            for damaged in (content[:place], content[:place] + bytes([content[place] ^ 4])
+                            + content[place + 1:]):
+                self.write_bytes("bad", damaged)
+                self.assertRegex(self.render("--use-photons", "bad", status=2).stderr,
+                                 "is damaged|no photon file")
+        self.settings = (*self.settings[:4], "--seed", "8", *self.settings[6:])
+        self.assertIn("other settings", self.render("--use-photons", "photons", status=2).stderr)
 
     def test_a_seed_is_picked_where_none_is_given(self):
         self.settings = ("--resolution", "8x8", "--sample", "2")
