@@ -69,6 +69,7 @@ struct Arguments {
     std::string import_file, import_dir;
     std::string textures = "copy"; // copy, link
     std::optional<double> time_s;  // of the imported animation
+    std::optional<double> frames_per_second;
     bool force = false, list_formats = false;
 
     std::string first_image, second_image;                  // IN and OUT, or A and B

@@ -113,6 +113,28 @@ class WhatComesIn(ImportTest):
                      "field_of_view 79.27"):
             self.assertIn(line, camera)
 
+    def test_frames_share_what_does_not_move(self):
+        def change(scene):
+            keys = struct.pack("<2f", 0, 1) + struct.pack("<6f", 0, 0, 0, 4, 0, 0)
+            scene["buffers"].append({"byteLength": 32, "uri": uri(keys)})
+            scene["bufferViews"] += [{"buffer": 1, "byteLength": 8},
+                                     {"buffer": 1, "byteOffset": 8, "byteLength": 24}]
+            scene["accessors"] += [
+                {"bufferView": 3, "componentType": 5126, "count": 2, "type": "SCALAR",
+                 "min": [0], "max": [1]},
+                {"bufferView": 4, "componentType": 5126, "count": 2, "type": "VEC3"}]
+            scene["animations"] = [{"samplers": [{"input": 3, "output": 4}], "channels": [
+                {"sampler": 0, "target": {"node": 0, "path": "translation"}}]}]
+        self.changed(change)
+        self.imported("--frames", "1:3", "--fps", "4")
+        self.assertEqual(sorted(os.listdir(self.path("square"))), ["frame_0001", "frame_0002"])
+        self.assertIn("matrix 1 0 0 1 ", self.text("frame_0001/geometry/objects.mh"))
+        self.assertIn("matrix 1 0 0 2 ", self.text("frame_0002/geometry/objects.mh"))
+        meshes = [os.stat(self.path(f"square/frame_000{n}/geometry/square.mesh")) for n in (1, 2)]
+        self.assertEqual(meshes[0].st_ino, meshes[1].st_ino)
+        self.imported("--time", "0.25", "--force")
+        self.assertIn("matrix 1 0 0 1 ", self.text("geometry/objects.mh"))
+
     def test_a_file_is_rendered_directly(self):
         self.write("square.gltf", SQUARE)
         self.run_here("square.gltf", "--resolution", "16x9", "--sample", 2)

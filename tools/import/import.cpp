@@ -29,6 +29,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr const char* kFrame = "frame_"; // and its number: a scene of several
+
 int fail(int status, const std::string& reason) {
     Complain(reason);
     return status;
@@ -76,7 +78,9 @@ bool holds_a_scene_alone(const std::string& directory) {
     std::error_code error;
     for (const fs::directory_entry& entry : fs::directory_iterator(directory, error)) {
         const std::string name = entry.path().filename();
-        if (std::find(std::begin(kFolders), std::end(kFolders), name) == std::end(kFolders))
+        const bool frame = name.starts_with(kFrame) && fs::is_directory(entry.path(), error);
+        if (!frame
+            && std::find(std::begin(kFolders), std::end(kFolders), name) == std::end(kFolders))
             return false;
     }
     return !error;
@@ -138,6 +142,51 @@ Import import_of(const Arguments& arguments) {
     return import;
 }
 
+bool same_content(const fs::path& a, const fs::path& b) {
+    std::string first, second;
+    std::error_code error;
+    return fs::is_regular_file(fs::symlink_status(b, error)) && ReadWholeFile(a, first)
+           && ReadWholeFile(b, second) && first == second;
+}
+
+// Files that two frames have in common become one on the disk.
+void share_files(const fs::path& older, const fs::path& newer) {
+    std::error_code error;
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(newer, error)) {
+        const fs::path other = older / fs::relative(entry.path(), newer, error);
+        if (!entry.is_regular_file(error) || !same_content(entry.path(), other)) continue;
+        const fs::path linked = entry.path().string() + ".linked";
+        fs::create_hard_link(other, linked, error);
+        if (!error) fs::rename(linked, entry.path(), error);
+    }
+}
+
+std::string frame_name(int frame) {
+    std::string digits = std::to_string(frame);
+    return kFrame + std::string(digits.size() < 4 ? 4 - digits.size() : 0, '0') + digits;
+}
+
+// A scene for each frame below the directory.
+int import_frames(const Arguments& arguments, Import& import, const std::string& directory) {
+    constexpr double kUsualRate = 24.0;
+    std::string previous;
+    for (int frame = (*arguments.frames)[0]; frame < (*arguments.frames)[1]; ++frame) {
+        const std::string file = import.file;
+        import = import_of(arguments);
+        import.file = file;
+        import.seconds = frame / arguments.frames_per_second.value_or(kUsualRate);
+        const std::string folder = directory + '/' + frame_name(frame);
+        std::error_code error;
+        if (!fs::create_directory(folder, error))
+            return fail(kNotWritten, "cannot make " + folder + ": " + error.message());
+        const int status = import_into(import, folder);
+        if (status != kDone) return status;
+        if (!previous.empty()) share_files(previous, folder);
+        previous = folder;
+    }
+    return kDone;
+}
+
 int import_started(const Arguments& arguments) {
     Import import = import_of(arguments);
     import.file = arguments.import_file;
@@ -149,11 +198,14 @@ int import_started(const Arguments& arguments) {
     Aside aside;
     const std::string unmade = make_aside(directory, aside);
     if (!unmade.empty()) return fail(kNotWritten, unmade);
-    const int status = import_into(import, aside.path);
+    const int status = arguments.frames ? import_frames(arguments, import, aside.path)
+                                        : import_into(import, aside.path);
     if (status != kDone) return status;
     const std::string unsettled = settle(aside, directory);
     if (!unsettled.empty()) return fail(kNotWritten, unsettled);
-    const Summary summary = SummaryOf(import.scene, import.mapped, import.file, directory);
+    const Summary summary = SummaryOf(
+        import.scene, import.mapped, import.file,
+        arguments.frames ? directory + '/' + frame_name((*arguments.frames)[0]) : directory);
     std::cout << (arguments.json ? JsonOf(summary) : TextOf(summary)) << std::flush;
     return std::cout ? kDone : kNotWritten;
 }
