@@ -149,10 +149,10 @@ def main() -> int:
         scene = os.path.abspath(given.scene)
         picture = picture_job.with_options(
             picture_job.describe(scene, given.camera or 0), given.resolution, given.region,
-            given.sample)
+            given.sample, given.mode)
         job = picture_job.make_job(
             scene, os.path.abspath(given.output_dir), program_options(given, others, picture),
-            given.threads or threads_beside(given.local), not given.no_shared_files)
+            picture.gathers, given.threads or threads_beside(given.local), not given.no_shared_files)
     except (OSError, ValueError, subprocess.CalledProcessError) as fault:
         said = getattr(fault, "stderr", None) or f"moonhare farm: {fault}"
         print(said.strip(), file=sys.stderr)

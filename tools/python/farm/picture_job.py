@@ -31,6 +31,7 @@ class Picture:
     height: int
     frames: int
     region: Region
+    gathers: bool
     has_seed: bool
 
 
@@ -44,11 +45,12 @@ def describe(scene: str, camera: int) -> Picture:
     found = cameras[camera]
     width, height, frames = (int(found[i]) for i in (2, 3, 4))
     region = tuple(int(found[i]) for i in (5, 6, 7, 8)) if found[5] else (0, 0, width, height)
-    return Picture(len(cameras), width, height, frames, region, re.search(r"^seed: \d", text, re.MULTILINE) is not None)
+    return Picture(len(cameras), width, height, frames, region, "\nmode: gather" in text,
+                   re.search(r"^seed: \d", text, re.MULTILINE) is not None)
 
 
 def with_options(picture: Picture, resolution: Optional[tuple[int, int]], region: Optional[Region],
-                 sample: Optional[int]) -> Picture:
+                 sample: Optional[int], mode: Optional[str]) -> Picture:
     """The picture that the program makes with these options."""
     width, height = resolution or (picture.width, picture.height)
     whole = picture.region == (0, 0, picture.width, picture.height)
@@ -57,10 +59,11 @@ def with_options(picture: Picture, resolution: Optional[tuple[int, int]], region
     if inside[0] >= inside[2] or inside[1] >= inside[3]:
         raise ValueError("the region holds no pixel of the picture")
     return dataclasses.replace(picture, width=width, height=height, region=inside,
-                               frames=sample or picture.frames)
+                               frames=sample or picture.frames,
+                               gathers=mode == "gather" if mode else picture.gathers)
 
 
-def make_job(scene: str, output_dir: str, options: list[str], threads: int,
+def make_job(scene: str, output_dir: str, options: list[str], gathers: bool, threads: int,
              shares_files: bool) -> Job:
     """With a folder for its pieces that another run of the same picture finds again."""
     digest, version = scene_digest(scene), program_version()
@@ -70,7 +73,7 @@ def make_job(scene: str, output_dir: str, options: list[str], threads: int,
     token = secrets.token_hex(16)
     with open(os.path.join(folder, "token"), "w", encoding="utf-8") as file:
         file.write(token)
-    return Job(scene, digest, tuple(options), version, folder,
+    return Job(scene, digest, tuple(options), version, gathers, folder,
                token if shares_files else "", threads)
 
 

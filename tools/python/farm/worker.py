@@ -1,9 +1,10 @@
 """What runs on a worker: the program as a process of its own, for one piece. A worker finds its own
-program, keeps the scene in a folder of its own, and runs no code that is sent to it.
+program, keeps the scene and its photons in a folder of its own, and runs no code that is sent to it.
 SPDX-License-Identifier: MIT"""
 from __future__ import annotations
 
 import functools
+import hashlib
 import json
 import os
 import shutil
@@ -30,6 +31,7 @@ class Job:
     digest: str  # of its files
     options: tuple[str, ...]  # of the program
     version: str  # of the program
+    gathers: bool
     pieces: str  # folder for the pieces on the machine that asks
     token: str  # the text of the file "token" in that folder
     threads: int = 0  # of a piece; 0: the processors of a worker, divided by its slots
@@ -125,7 +127,7 @@ def store_chunk(place: Place, job: Job, offset: int, chunk: bytes, is_last: bool
 
 
 def prepare(place: Place, job: Job) -> Outcome:
-    """Version and scene: whether this worker can take pieces."""
+    """Scene and photons: whether this worker can take pieces."""
     try:
         version = program_version()
         if version != job.version:
@@ -134,9 +136,21 @@ def prepare(place: Place, job: Job) -> Outcome:
             scene = find_scene(place, job)
             if scene is None:
                 return Outcome(scene_missing=True)
-            return Outcome()
+            return cast_photons(place, job, scene)
     except (OSError, subprocess.SubprocessError) as fault:
         return Outcome(str(fault))
+
+
+def photons_of(place: Place, job: Job) -> str:
+    """They depend on the seed, and on whatever else the options say."""
+    return kept(place, job, "photons-" + hashlib.sha256(repr(job.options).encode()).hexdigest()[:16])
+
+
+def cast_photons(place: Place, job: Job, scene: str) -> Outcome:
+    photons = photons_of(place, job)
+    if not job.gathers or os.path.exists(photons):
+        return Outcome()
+    return run_program(place, job, [scene, *job.options, "--photons", photons])
 
 
 def render_piece(place: Place, job: Job, strip: Strip, piece: Piece,
@@ -172,8 +186,11 @@ def render_piece(place: Place, job: Job, strip: Strip, piece: Piece,
 
 
 def piece_arguments(place: Place, job: Job, strip: Strip, piece: Piece) -> list[str]:
-    return [find_scene(place, job) or "", *job.options, "--region",
+    arguments = [find_scene(place, job) or "", *job.options, "--region",
                  region_text(strip.region), "--frames", f"{piece.first}:{piece.end}"]
+    if job.gathers:
+        arguments += ["--use-photons", photons_of(place, job)]
+    return arguments
 
 
 def read_times(report: str, outcome: Outcome) -> None:
