@@ -200,6 +200,7 @@ void keep_reflection_above(SurfacePoint& point) {
     const Vec3 reflected = 2.0f * point.cos_outgoing * point.normal - point.outgoing;
     if (point.cos_outgoing > 0.0f && dot(reflected, point.geometric_normal) >= 0.0f) return;
     point.normal = point.geometric_normal;
+    point.normal_replaced = true;
     point.cos_outgoing = dot(point.outgoing, point.normal);
 }
 

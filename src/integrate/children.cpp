@@ -25,7 +25,7 @@ constexpr float kIndexRounding = 1e-5f;
 
 // Spreading bounces up to which paths draw from even points. Deeper ones differ in so many numbers
 // that evenness in two at a time no longer shows.
-constexpr int kEvenBounces = 1;
+constexpr int kEvenBounces = 0;
 
 float settle_index(float index) {
     if (std::fabs(index - 1.0f) < kIndexRounding) return 1.0f;

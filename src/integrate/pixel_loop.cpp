@@ -7,6 +7,7 @@
 #include "integrate/frame_sums.h"
 #include "integrate/radiance.h"
 #include "integrate/run_context.h"
+#include "integrate/shared_bounces.h"
 #include "integrate/whole_frames.h"
 #include "math/clock.h"
 #include "math/random.h"
@@ -20,7 +21,9 @@
 #include "run/state.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <limits>
 
 namespace mh {
 
@@ -73,12 +76,8 @@ float clamped_channel(float value, float limit, bool& lost) {
     return 0.0f;
 }
 
-Vec3 pixel_value(const Camera& camera, const CameraPose& pose, int x, int y) {
-    start_stream(Stream::pixel, CurrentSample,
-                 static_cast<std::uint64_t>(pixel_index(camera, x, y)));
-    Ray ray = primary_ray(camera, pose, x, y);
-    begin_features(ray.thread);
-    const Vec3 value = radiance(ray), limit = RendererSettings.clamp;
+Vec3 clamped(const Vec3& value) {
+    const Vec3 limit = RendererSettings.clamp;
     if (is_finite(value)) return min(value, limit);
     bool lost = false;
     const Vec3 clamped = {clamped_channel(value.x, limit.x, lost),
@@ -88,27 +87,95 @@ Vec3 pixel_value(const Camera& camera, const CameraPose& pose, int x, int y) {
     return clamped;
 }
 
+// A pixel's value in this frame, and what its path has met.
+struct PixelSample {
+    Vec3 value;
+    FeatureSample features;
+};
+
+// The path of a pixel, noted in `bounce` if there is one. What is not stored leaves nothing in images.
+PixelSample path_sample(const Camera& camera, const CameraPose& pose, int x, int y,
+                        bool stored = true, SharedBounce* bounce = nullptr) {
+    constexpr std::int32_t kNoPixel = std::numeric_limits<std::int32_t>::max();
+    start_stream(Stream::pixel, CurrentSample,
+                 static_cast<std::uint64_t>(pixel_index(camera, x, y)));
+    Ray ray = primary_ray(camera, pose, x, y);
+    if (!stored) ThreadStates[ray.thread].pixel = kNoPixel;
+    begin_features(ray.thread);
+    note_bounces_in(ray.thread, bounce);
+    const Vec3 value = radiance(ray);
+    note_bounces_in(ray.thread, nullptr);
+    return {value, take_features(ray.thread)};
+}
+
+// What sharing changes may bring a value below 0 by rounding alone.
+void change(Camera& camera, std::int64_t pixel, const Vec3& light, PixelSample& sample) {
+    add_lambertian_light(camera, pixel, light);
+    sample.value = clamped(max(sample.value + light, min(sample.value, Vec3{})));
+}
+
+bool is_inside(const PixelRegion& region, int x) {
+    return x >= region.x0 && x < region.x1;
+}
+
+// Two pixels of a row that share their bounces, of which those in the region are stored: so a pixel's
+// value does not depend on the region.
+template<typename Store>
+void render_pair(Camera& camera, const CameraPose& pose, const PixelRegion& region, int x, int y,
+                 const Store& store) {
+    std::array<SharedBounce, 2> bounces;
+    std::array<PixelSample, 2> samples;
+    std::array<Vec3, 2> changes;
+    for (int i = 0; i < 2; ++i) {
+        const auto slot = static_cast<std::size_t>(i);
+        samples[slot] =
+            path_sample(camera, pose, x + i, y, is_inside(region, x + i), &bounces[slot]);
+    }
+    share_bounces(bounces[0], bounces[1], changes[0], changes[1]);
+    for (int i = 0; i < 2; ++i) {
+        const auto slot = static_cast<std::size_t>(i);
+        if (!is_inside(region, x + i)) continue;
+        change(camera, pixel_index(camera, x + i, y), changes[slot], samples[slot]);
+        store(x + i, y, samples[slot]);
+    }
+}
+
+template<typename Store>
+void render_row(Camera& camera, const CameraPose& pose, const PixelRegion& region, int y,
+                bool sharing, const Store& store) {
+    for (int x = sharing ? region.x0 & ~1 : region.x0; x < region.x1; ++x) {
+        if (sharing && x + 1 < camera.width) {
+            render_pair(camera, pose, region, x++, y, store);
+            continue;
+        }
+        PixelSample sample = path_sample(camera, pose, x, y);
+        sample.value = clamped(sample.value);
+        store(x, y, sample);
+    }
+}
+
 // Of `done` values and one more. The products of large values overflow, their shares do not.
 Vec3 mean_with(const Vec3& mean, float done, const Vec3& value) {
     const Vec3 next = (done * mean + value) / (done + 1.0f);
     return is_finite(next) ? next : mean * (done / (done + 1.0f)) + value / (done + 1.0f);
 }
 
-// Hands the value of each pixel of the region to store(x, y, value), on any thread.
+// Hands each pixel of the region to store(x, y, sample), on any thread.
 template<typename Store>
-void render_region(const Camera& camera, const PixelRegion& region, std::uint32_t frame,
+void render_region(Camera& camera, const PixelRegion& region, std::uint32_t frame,
                    const Store& store) {
     const std::int64_t start = microseconds_now();
     const CameraPose pose = FramePose(camera, frame);
     CurrentSample = frame;
-#pragma omp parallel num_threads(team_size()) default(none) shared(camera, region, pose, store)
+    const bool sharing = can_share_bounces();
+#pragma omp parallel num_threads(team_size()) default(none)                                        \
+    shared(camera, region, pose, sharing, store)
     {
         EnterWorker();
 #pragma omp for schedule(dynamic, 1)
         for (int y = region.y0; y < region.y1; ++y) {
             keep_row(y);
-            for (int x = region.x0; x < region.x1; ++x)
-                store(x, y, pixel_value(camera, pose, x, y));
+            render_row(camera, pose, region, y, sharing, store);
             if (stop_requested()) cut_frame();
         }
     }
@@ -127,12 +194,14 @@ void RenderPixels(std::uint32_t frame) {
     Image& beauty = camera->aovs[0].image;
     const bool alone = sums_frames();
     const float done = static_cast<float>(frame);
-    render_region(*camera, RenderedRegion(*camera), frame, [&](int x, int y, const Vec3& value) {
-        const std::int64_t pixel = pixel_index(*camera, x, y);
-        const Vec3 before = read_pixel(beauty, pixel);
-        write_pixel(beauty, pixel, alone ? value : mean_with(before, done, value));
-        if (keeps_planes()) add_frame(pixel, value, take_features(thread_number()));
-    });
+    render_region(*camera, RenderedRegion(*camera), frame,
+                  [&](int x, int y, const PixelSample& sample) {
+                      const std::int64_t pixel = pixel_index(*camera, x, y);
+                      const Vec3 before = read_pixel(beauty, pixel);
+                      write_pixel(beauty, pixel,
+                                  alone ? sample.value : mean_with(before, done, sample.value));
+                      if (keeps_planes()) add_frame(pixel, sample.value, sample.features);
+                  });
 }
 
 void RenderPixelsTo(std::vector<Vec3>& pixels, std::uint32_t frame) {
@@ -144,11 +213,11 @@ void RenderPixelsTo(std::vector<Vec3>& pixels, std::uint32_t frame) {
     pixels.resize(width * static_cast<std::size_t>(region.y1 - region.y0));
     Image& beauty = camera->aovs[0].image;
     const float frames = static_cast<float>(camera_frames());
-    render_region(*camera, region, frame, [&](int x, int y, const Vec3& value) {
+    render_region(*camera, region, frame, [&](int x, int y, const PixelSample& sample) {
         const auto row = static_cast<std::size_t>(y - region.y0);
-        pixels[width * row + static_cast<std::size_t>(x - region.x0)] = value;
+        pixels[width * row + static_cast<std::size_t>(x - region.x0)] = sample.value;
         const std::int64_t pixel = pixel_index(*camera, x, y);
-        const Vec3 sum = read_pixel(beauty, pixel) + value / frames;
+        const Vec3 sum = read_pixel(beauty, pixel) + sample.value / frames;
         if (is_finite(sum)) write_pixel(beauty, pixel, sum);
     });
 }

@@ -8,6 +8,7 @@
 #include "integrate/density.h"
 #include "integrate/features.h"
 #include "integrate/run_context.h"
+#include "integrate/shared_bounces.h"
 #include "lights/gaffer.h"
 #include "lights/geometry_light.h"
 #include "lights/light_sampling.h"
@@ -102,7 +103,7 @@ Vec3 attenuated(const Vec3& light, const Ray& ray) {
 // light are thinned out, and what is left counts for all [ArvoKirk90].
 float survival(const Ray& ray) {
     constexpr int kSafeBounces = 3;
-    constexpr float kFullWeight = 0.25f; // paths of this throughput are not thinned
+    constexpr float kFullWeight = 0.5f; // paths of this throughput are not thinned
     if (!is_exact() || ray.depth <= kSafeBounces) return 1.0f;
     return std::min(max_channel(ray.weight) / kFullWeight, 1.0f);
 }
@@ -144,7 +145,11 @@ Vec3 radiance_of_survivor(Ray& ray) {
     if (is_exact()) point.rays = rays_of(ray, point);
     if (sees_features(ray)) measure_way(ray, point);
     const LightSplit parts = scattered_light(ray, point);
-    const Vec3 emission = surface_emission(ray, point, density_estimate(ray, point));
+    const Vec3 density = density_estimate(ray, point);
+    const Vec3 emission = surface_emission(ray, point, density);
+    if (is_exact() && ray.depth == 0) note_first_hit(ray, point);
+    if (is_exact() && ray.depth == 1)
+        note_bounce_end(ray, point, parts.to_lambertian + parts.to_transmissive + density);
     if (ray.depth == 0) write_aovs(ray, point, parts, emission);
     if (sees_features(ray)) add_features(ray, point, emission);
     const Vec3 sum = parts.to_lambertian + parts.to_transmissive + parts.to_glossy

@@ -36,6 +36,13 @@ struct alignas(64) PathFeatures {
     std::array<float, 256> way = {};
 };
 
+struct SharedBounce;
+
+// Where the paths of a thread note what their neighbour shares; null: nowhere.
+struct alignas(64) NotedBounce {
+    SharedBounce* bounce = nullptr;
+};
+
 struct IntegrateStateRecord {
     std::vector<CausticPhoton> photons;
     PhotonTree photon_tree;
@@ -46,6 +53,7 @@ struct IntegrateStateRecord {
     AtomicSums splats;                      // of all pixels; empty when nothing is to be splatted
     std::array<ThreadPhotons, kMaxThreads> photons_of_thread;
     std::array<PathFeatures, kMaxThreads> features_of_thread;
+    std::array<NotedBounce, kMaxThreads> bounce_of_thread;
     std::size_t most_photons_of_thread = 0; // that a thread may store
     std::uint32_t lights_cast = 0;          // in this pass
     FrameSums frame_sums;                   // of a seeded run

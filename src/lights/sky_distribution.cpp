@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cmath>
 
 namespace mh {
@@ -17,8 +18,7 @@ namespace mh {
 namespace {
 
 constexpr int kRows = kSkyFaces * kSkyFaceSize;
-constexpr int kCoarse = 4; // subsamples of a texel along an edge
-
+constexpr std::size_t kFaceTexels = std::size_t{kSkyFaceSize} * kSkyFaceSize;
 using Edges = std::array<float, kSkyFaceSize + 1>;
 
 const Edges kEdges = [] {
@@ -51,22 +51,42 @@ double corner_angle(float a, float b) {
     return std::atan(x * y / std::sqrt(1.0 + x * x + y * y));
 }
 
-double solid_angle(const TexelSquare& s) {
-    return corner_angle(s.a0, s.b0) - corner_angle(s.a1, s.b0) - corner_angle(s.a0, s.b1)
-           + corner_angle(s.a1, s.b1);
+// Solid angles of the texels of a face, the same on all of them.
+std::vector<double> texel_angles() {
+    std::vector<double> corners(kEdges.size() * kEdges.size()), angles(kFaceTexels);
+#pragma omp parallel for num_threads(team_size())
+    for (std::size_t j = 0; j < kEdges.size(); ++j)
+        for (std::size_t i = 0; i < kEdges.size(); ++i)
+            corners[j * kEdges.size() + i] = corner_angle(kEdges[i], kEdges[j]);
+    for (std::size_t j = 0; j < kSkyFaceSize; ++j)
+        for (std::size_t i = 0; i < kSkyFaceSize; ++i) {
+            const double* corner = &corners[j * kEdges.size() + i];
+            angles[j * kSkyFaceSize + i] =
+                corner[0] - corner[1] - corner[kEdges.size()] + corner[kEdges.size() + 1];
+        }
+    return angles;
+}
+
+// Solid angle per area of the cube.
+float angle_density(float a, float b) {
+    const float norm = 1.0f + a * a + b * b;
+    return 1.0f / (norm * std::sqrt(norm));
+}
+
+// The middle of part i of `steps` between two edges.
+float subsample(float from, float to, std::size_t i, std::size_t steps) {
+    return std::lerp(from, to, (static_cast<float>(i) + 0.5f) / static_cast<float>(steps));
 }
 
 // Mean radiance of steps * steps subsamples, weighted by their solid angles.
-Vec3 filtered(const TexelSquare& square, int steps) {
-    const float step = 1.0f / static_cast<float>(steps);
+Vec3 filtered(const TexelSquare& square, std::size_t steps) {
     Vec3 sum;
     float weights = 0.0f;
-    for (int j = 0; j < steps; ++j) {
-        const float b = std::lerp(square.b0, square.b1, (static_cast<float>(j) + 0.5f) * step);
-        for (int i = 0; i < steps; ++i) {
-            const float a = std::lerp(square.a0, square.a1, (static_cast<float>(i) + 0.5f) * step);
-            const float norm = 1.0f + a * a + b * b;
-            const float weight = 1.0f / (norm * std::sqrt(norm));
+    for (std::size_t j = 0; j < steps; ++j) {
+        const float b = subsample(square.b0, square.b1, j, steps);
+        for (std::size_t i = 0; i < steps; ++i) {
+            const float a = subsample(square.a0, square.a1, i, steps);
+            const float weight = angle_density(a, b);
             const Vec3 direction = SkyLight.to_sky * sky_cube_direction(square.face, a, b);
             sum += weight * sky_image_radiance(sky_uv(direction));
             weights += weight;
@@ -75,15 +95,15 @@ Vec3 filtered(const TexelSquare& square, int steps) {
     return sum / weights;
 }
 
-double energy_of(std::int32_t texel) {
-    const SkyTexel& filled = SkyLight.distribution.texels[static_cast<std::size_t>(texel)];
-    return static_cast<double>(mean(filled.radiance)) * solid_angle(square_of(texel));
+double energy_of(std::size_t texel, const std::vector<double>& angles) {
+    const SkyTexel& filled = SkyLight.distribution.texels[texel];
+    return static_cast<double>(mean(filled.radiance)) * angles[texel % kFaceTexels];
 }
 
-double total_energy() {
+double total_energy(const std::vector<double>& angles) {
     double total = 0.0;
-    for (std::int32_t texel = 0; texel < kSkyTexels; ++texel)
-        total += energy_of(texel);
+    for (std::size_t texel = 0; texel < kSkyTexels; ++texel)
+        total += energy_of(texel, angles);
     return total;
 }
 
@@ -95,26 +115,30 @@ Vec3 image_direction(float x, float y) {
     return SkyLight.from_sky * Vec3{s * std::cos(turn), s * std::sin(turn), std::cos(polar)};
 }
 
+using Marks = std::vector<std::uint8_t>; // of texels, 1: marked
+
 // Texels that take light of the pixel, whose look-ups reach into its neighbours.
-void mark_around(int x, int y, std::vector<bool>& marked) {
+void mark_around(int x, int y, Marks& marked) {
     constexpr int kSteps = 3; // from one neighbour to the other, twice as many halves of a pixel
     for (int j = -kSteps; j <= kSteps; ++j)
         for (int i = -kSteps; i <= kSteps; ++i) {
             const Vec3 direction =
                 image_direction(static_cast<float>(x) + 0.5f + 0.5f * static_cast<float>(i),
                                 static_cast<float>(y) + 0.5f + 0.5f * static_cast<float>(j));
-            marked[static_cast<std::size_t>(sky_texel(direction))] = true;
+            std::uint8_t& mark = marked[static_cast<std::size_t>(sky_texel(direction))];
+            std::atomic_ref(mark).store(1, std::memory_order_relaxed);
         }
 }
 
 // Texels whose few subsamples may miss a pixel that holds a share of the sky's light: a sun.
-std::vector<bool> bright_texels() {
+Marks bright_texels(const std::vector<double>& angles) {
     constexpr double kShare = 1e-4;
     const Image& image = SkyLight.image;
-    const double least = kShare * total_energy();
+    const double least = kShare * total_energy(angles);
     const double pixel_angle =
         static_cast<double>(kTwoPi) / image.width * static_cast<double>(kPi) / image.height;
-    std::vector<bool> marked(kSkyTexels);
+    Marks marked(kSkyTexels);
+#pragma omp parallel for schedule(dynamic, 8) num_threads(team_size())
     for (int y = 0; y < image.height; ++y) {
         const float v = (static_cast<float>(y) + 0.5f) / static_cast<float>(image.height);
         const double angle = pixel_angle * std::sin(static_cast<double>(kPi * v));
@@ -127,30 +151,60 @@ std::vector<bool> bright_texels() {
     return marked;
 }
 
-void fill_texels() {
-#pragma omp parallel for schedule(dynamic, kSkyFaceSize) num_threads(team_size())
-    for (std::int32_t texel = 0; texel < kSkyTexels; ++texel)
-        SkyLight.distribution.texels[static_cast<std::size_t>(texel)].radiance =
-            filtered(square_of(texel), kCoarse);
+// Weighted sums of a row of texels.
+struct RowSums {
+    std::array<Vec3, kSkyFaceSize> radiance;
+    std::array<float, kSkyFaceSize> weight = {};
+};
+
+void add_line(int face, const SkyLine& as, float b, RowSums& sums) {
+    SkyPlaces places;
+    place_sky_line(face, as, b, places);
+    for (std::size_t i = 0; i < places.size(); ++i) {
+        const float weight = angle_density(as[i], b);
+        sums.radiance[i / kSkySubsamples] += weight * sky_image_radiance(places[i]);
+        sums.weight[i / kSkySubsamples] += weight;
+    }
 }
 
-void refine_texels(const std::vector<bool>& marked) {
+void fill_row(int row, const SkyLine& as) {
+    const std::size_t first = static_cast<std::size_t>(row) * kSkyFaceSize;
+    const TexelSquare square = square_of(static_cast<std::int32_t>(first));
+    RowSums sums;
+    for (std::size_t j = 0; j < kSkySubsamples; ++j)
+        add_line(square.face, as, subsample(square.b0, square.b1, j, kSkySubsamples), sums);
+    for (std::size_t i = 0; i < kSkyFaceSize; ++i)
+        SkyLight.distribution.texels[first + i].radiance = sums.radiance[i] / sums.weight[i];
+}
+
+void fill_texels() {
+    SkyLine as;
+    for (std::size_t i = 0; i < as.size(); ++i)
+        as[i] = subsample(kEdges[i / kSkySubsamples], kEdges[i / kSkySubsamples + 1],
+                          i % kSkySubsamples, kSkySubsamples);
+#pragma omp parallel for schedule(dynamic, 8) num_threads(team_size())
+    for (int row = 0; row < kRows; ++row)
+        fill_row(row, as);
+}
+
+void refine_texels(const Marks& marked) {
     constexpr int kFewest = 16, kMost = 64;
-    const int steps = std::clamp(SkyLight.image.width / kSkyFaceSize * kCoarse, kFewest, kMost);
+    const int per_texel = SkyLight.image.width / kSkyFaceSize * int{kSkySubsamples};
+    const auto steps = static_cast<std::size_t>(std::clamp(per_texel, kFewest, kMost));
 #pragma omp parallel for schedule(dynamic, kSkyFaceSize) num_threads(team_size())
     for (std::int32_t texel = 0; texel < kSkyTexels; ++texel)
-        if (marked[static_cast<std::size_t>(texel)])
+        if (marked[static_cast<std::size_t>(texel)] != 0)
             SkyLight.distribution.texels[static_cast<std::size_t>(texel)].radiance =
                 filtered(square_of(texel), steps);
 }
 
-void weigh_row(int row, double total) {
+void weigh_row(int row, const std::vector<double>& angles, double total) {
     SkyDistribution& sky = SkyLight.distribution;
     std::array<double, kSkyFaceSize> running;
     double sum = 0.0;
     for (int column = 0; column < kSkyFaceSize; ++column) {
         const std::int32_t texel = row * kSkyFaceSize + column;
-        const double energy = energy_of(texel);
+        const double energy = energy_of(static_cast<std::size_t>(texel), angles);
         sky.texels[static_cast<std::size_t>(texel)].density =
             static_cast<float>(energy / total) / cube_area(square_of(texel));
         running[static_cast<std::size_t>(column)] = sum += energy;
@@ -178,9 +232,10 @@ std::size_t column_of(const float* shares, float u) {
 void BuildSkyDistribution() {
     SkyDistribution& sky = SkyLight.distribution;
     sky.texels.assign(kSkyTexels, {});
+    const std::vector<double> angles = texel_angles();
     fill_texels();
-    refine_texels(bright_texels());
-    const double total = total_energy();
+    refine_texels(bright_texels(angles));
+    const double total = total_energy(angles);
     if (!(total > 0.0)) {
         sky = {};
         return;
@@ -188,7 +243,7 @@ void BuildSkyDistribution() {
     CreateSampler(sky.rows, kRows);
     sky.columns.resize(kSkyTexels);
     for (int row = 0; row < kRows; ++row)
-        weigh_row(row, total);
+        weigh_row(row, angles, total);
     FinishSampler(sky.rows);
 }
 

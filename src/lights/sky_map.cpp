@@ -18,8 +18,7 @@ namespace {
 
 constexpr float kHalfFace = 0.5f * kSkyFaceSize;
 constexpr int kFaceTexels = kSkyFaceSize * kSkyFaceSize;
-constexpr int kSubsamples = 4;                                         // per texel and axis
-constexpr std::size_t kLine = std::size_t{kSkyFaceSize} * kSubsamples; // along an edge
+constexpr int kSubsamples = kSkySubsamples;
 
 // Face coordinate c in [-1, 1] to the coordinate on the cube: s / sqrt(1/2 - s^2) with
 // s = sin(pi / 6 c).
@@ -63,23 +62,12 @@ std::int32_t texel_of(int face, float a, float b) {
 
 // Warped coordinates of all subsamples along an edge: the build and the samples would otherwise
 // spend their time on sines.
-using EdgeTable = std::array<float, kLine>;
-
-const EdgeTable kEdge = [] {
-    EdgeTable edge;
+const SkyLine kEdge = [] {
+    SkyLine edge;
     for (std::size_t i = 0; i < edge.size(); ++i)
         edge[i] = warp(1.0f - static_cast<float>(i) / (kSubsamples * kHalfFace));
     return edge;
 }();
-
-// Places in the image of a line of subsamples of a face.
-using SubsampleLine = std::array<Vec2, kLine>;
-
-void place_line(const FaceAxes& face, float b, SubsampleLine& line) {
-    const Mat3 to_sky = SkyLight.to_sky;
-    for (std::size_t i = 0; i < line.size(); ++i)
-        line[i] = sky_uv(to_sky * cube_direction(face, kEdge[i], b));
-}
 
 // Sums of the subsamples of a row of texels, and the first subsample of each, its corner.
 struct MapRow {
@@ -87,10 +75,10 @@ struct MapRow {
 };
 
 void sum_row(int face, int row, MapRow& texels) {
-    SubsampleLine line;
+    SkyPlaces line;
     for (std::size_t j = 0; j < kSubsamples; ++j) {
         const std::size_t line_number = static_cast<std::size_t>(row) * kSubsamples + j;
-        place_line(kFaceAxes[static_cast<std::size_t>(face)], kEdge[line_number], line);
+        place_sky_line(face, kEdge, kEdge[line_number], line);
         for (std::size_t i = 0; i < line.size(); ++i) {
             const Vec3 value = sky_image_radiance(line[i]);
             if (j == 0 && i % kSubsamples == 0) texels.corner[i / kSubsamples] = value;
@@ -135,6 +123,13 @@ float sky_edge(int line) {
 
 Vec3 sky_cube_direction(int face, float a, float b) {
     return cube_direction(kFaceAxes[static_cast<std::size_t>(face)], a, b);
+}
+
+void place_sky_line(int face, const SkyLine& as, float b, SkyPlaces& places) {
+    const FaceAxes& axes = kFaceAxes[static_cast<std::size_t>(face)];
+    const Mat3 to_sky = SkyLight.to_sky;
+    for (std::size_t i = 0; i < places.size(); ++i)
+        places[i] = sky_uv(to_sky * cube_direction(axes, as[i], b));
 }
 
 Vec3 sky_face_direction(int face, float x, float y) {

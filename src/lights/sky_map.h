@@ -6,6 +6,8 @@
 #include "lights/types.h"
 #include "math/angles.h"
 
+#include <array>
+
 namespace mh {
 
 // Texels per steradian; the warp of the faces makes this nearly the same everywhere.
@@ -15,6 +17,15 @@ constexpr float kTexelDensity = static_cast<float>(kSkyTexels) / (4.0f * kPi);
 inline Vec2 sky_uv(const Vec3& d) {
     return {1.0f - (arc_tangent(d.y, d.x) + kPi) / kTwoPi, arc_cosine(d.z) / kPi};
 }
+
+constexpr std::size_t kSkySubsamples = 4; // of a texel along an edge
+
+// Coordinates on the cube of all subsamples along an edge of a face, and their places in the image.
+using SkyLine = std::array<float, kSkyFaceSize * kSkySubsamples>;
+using SkyPlaces = std::array<Vec2, kSkyFaceSize * kSkySubsamples>;
+
+// The places of a line of subsamples at the cube coordinate b, whose arcs run several at a time.
+void place_sky_line(int face, const SkyLine& as, float b, SkyPlaces& places);
 
 // The image, times the colour.
 Vec3 sky_image_radiance(const Vec2& uv);

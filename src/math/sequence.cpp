@@ -65,7 +65,8 @@ void FillPixelPattern() {
 SampleCursor pixel_cursor(std::uint64_t seed, int x, int y, std::uint32_t frame,
                           std::uint32_t frames) {
     const auto column = static_cast<std::uint32_t>(x), row = static_cast<std::uint32_t>(y);
-    const std::uint64_t tile = derive_key(derive_key(seed, column / kCurveTile), row / kCurveTile);
+    const std::uint64_t place = std::uint64_t{column / kCurveTile} << 32 | row / kCurveTile;
+    const std::uint64_t tile = mix_bits(derive_key(seed, 0) ^ place);
     SampleCursor cursor;
     cursor.path = static_cast<std::uint32_t>(tile) | 1u;
     cursor.pixel_order = spread_bits(column) | spread_bits(row) << 1;

@@ -21,7 +21,7 @@ struct SampleCursor {
     std::uint32_t sample = 0;
     std::uint32_t dimension = 0;
     std::uint32_t path = 0;        // exact estimator: key of the bounces so far; 0 in the classic
-    std::uint32_t first = 0;       // index of the pixel's first point in the sequence
+    std::uint32_t place = 0;       // in the sequence, its digits in reverse order
     std::uint32_t pixel_order = 0; // of the pixel along the curve that visits all pixels
     bool random = false; // exact estimator: plain random pairs, where even ones gain little
 };
@@ -46,10 +46,9 @@ constexpr Draw numbered(Draw first, std::uint32_t number) {
 
 // The pair of the exact estimator at the cursor for this purpose.
 constexpr Vec2 draw_pair(const SampleCursor& cursor, Draw draw) {
-    const std::uint64_t key = derive_key(cursor.path, static_cast<std::uint64_t>(draw));
-    const std::uint32_t index = cursor.first + cursor.sample;
-    if (!cursor.random) return scrambled_pair(index, key);
-    const std::uint64_t bits = derive_key(key, index);
+    const auto purpose = static_cast<std::uint64_t>(draw);
+    if (!cursor.random) return scrambled_pair(cursor.place, derive_key(cursor.path, purpose));
+    const std::uint64_t bits = derive_key(std::uint64_t{cursor.place} << 32 | cursor.path, purpose);
     return {unit_of_bits(static_cast<std::uint32_t>(bits)),
             unit_of_bits(static_cast<std::uint32_t>(bits >> 32))};
 }
@@ -60,7 +59,7 @@ constexpr Vec2 draw_pair(const SampleCursor& cursor, Draw draw) {
 constexpr SampleCursor in_stretch(SampleCursor cursor, std::uint32_t sample, std::uint32_t count) {
     constexpr std::uint32_t kLongest = 18; // bits of a stretch, 14 more are those of the curve
     const auto bits = std::min(static_cast<std::uint32_t>(std::bit_width(count - 1)), kLongest);
-    cursor.first = cursor.pixel_order << bits;
+    cursor.place = reverse_bits((cursor.pixel_order << bits) + sample);
     cursor.sample = sample;
     return cursor;
 }

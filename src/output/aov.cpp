@@ -7,6 +7,7 @@
 #include "hit/hit_vertices.h"
 #include "math/memory.h"
 #include "math/roots.h"
+#include "math/threads.h"
 #include "output/camera.h"
 #include "output/image_writer.h"
 #include "output/run_hooks.h"
@@ -191,6 +192,16 @@ void write_first_hit_aovs(Camera& camera, const Ray& ray, const SurfacePoint& po
     const float share = sample_share(ray);
     for (Aov& aov : camera.aovs)
         add_to_aov(aov, ray, share * first_hit_value(aov, ray, point, parts, emission));
+}
+
+void add_lambertian_light(Camera& camera, std::int64_t pixel, const Vec3& light) {
+    if (camera.aovs.size() < 2 || light == Vec3{}) return;
+    Ray ray;
+    ray.thread = static_cast<std::uint8_t>(thread_number());
+    ThreadStates[ray.thread].pixel = static_cast<std::int32_t>(pixel);
+    for (Aov& aov : camera.aovs)
+        if (static_cast<Channel>(aov.channel & ~1u) == Channel::lambertian)
+            add_to_aov(aov, ray, light / static_cast<float>(std::max(camera.sample, 1)));
 }
 
 Vec3 read_pixel(const Image& image, std::int64_t pixel) {

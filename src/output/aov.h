@@ -37,6 +37,9 @@ void add_light_aovs(std::vector<Aov>& list, const Ray& ray, const SurfacePoint& 
 void write_first_hit_aovs(Camera& camera, const Ray& ray, const SurfacePoint& point,
                           const LightSplit& parts, const Vec3& emission);
 
+// Adds light that the lambertian layer of a pixel's first hit sends on in this frame.
+void add_lambertian_light(Camera& camera, std::int64_t pixel, const Vec3& light);
+
 // Pixel of the first AOV as a colour, and the converse; 8-bit and 16-bit formats share the factor
 // 1 / 255 on reading.
 Vec3 read_pixel(const Image& image, std::int64_t pixel);

@@ -40,6 +40,7 @@ struct SurfacePoint {
     bool transmissive_active = false;
     bool glossy_active = false;
     bool specular_active = false;
+    bool normal_replaced = false; // the viewer's place has made the normal the geometric one
     bool diffusion_active = false;
 };
 

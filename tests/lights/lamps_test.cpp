@@ -50,7 +50,8 @@ void expect_even_points(const Lamp& lamp, const Vec3& from, const std::string& n
     constexpr float kMargin = 0.05f; // of places; directions at grazing angles are that coarse
     double light[3] = {};
     for (std::uint32_t i = 0; i < kPoints; ++i) {
-        const LampPoint x = sample_lamp(lamp, from, scrambled_pair(i, 0x123456789ABCDEFu));
+        const LampPoint x =
+            sample_lamp(lamp, from, scrambled_pair(reverse_bits(i), 0x123456789ABCDEFu));
         ASSERT_GT(x.density, 0.0f) << name;
         const Vec3 p = from + x.distance * x.direction;
         const Vec2 place = place_on(lamp, p);
@@ -220,7 +221,7 @@ TEST(SkyDistribution, KeepsTheLightOfSmallSpotsAnywhere) {
     int strangers = 0; // rounded across the border of a texel
     constexpr std::uint32_t kDraws = 1 << 18;
     for (std::uint32_t i = 0; i < kDraws; ++i) {
-        const SkyDraw draw = draw_sky(scrambled_pair(i, 0x123456789ABCDEFu));
+        const SkyDraw draw = draw_sky(scrambled_pair(reverse_bits(i), 0x123456789ABCDEFu));
         ASSERT_GT(draw.density, 0.0f);
         const bool known =
             seen_sky(draw.direction).radiance == draw.radiance

@@ -42,7 +42,7 @@ TEST(Sobol, PrefixesOfAllKeysAreNets) {
         for (std::uint32_t count = 1; count <= 1024; count *= 4) {
             std::vector<Vec2> points;
             for (std::uint32_t i = 0; i < count; ++i)
-                points.push_back(scrambled_pair(i, derive_key(key, 1)));
+                points.push_back(scrambled_pair(reverse_bits(i), derive_key(key, 1)));
             EXPECT_TRUE(is_net(points)) << key << " " << count;
         }
 }
