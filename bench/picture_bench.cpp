@@ -3,6 +3,7 @@
 // SPDX-License-Identifier: MIT
 #include "frame/phases.h"
 #include "integrate/pixel_loop.h"
+#include "lamp_room.h"
 #include "lights/state.h"
 #include "math/random.h"
 #include "output/state.h"
@@ -26,10 +27,16 @@ namespace mh::bench {
 
 namespace {
 
+// A scene directory, and how it is rendered.
+struct Subject {
+    std::string scene;
+    int photons = 0; // of its lamps: final gathering; 0: as the scene says
+};
+
 struct Options {
-    bool brief = false;
-    int frames = 64, reference = 4096, runs = 5;
-    std::vector<std::string> scenes;
+    bool brief = false, slope = false;
+    int frames = 64, reference = 4096, runs = 5, size = 0;
+    std::vector<Subject> subjects;
 };
 
 Options options;
@@ -96,60 +103,133 @@ void bench_look_ups(int channels, float tiles) {
                 tiles > 1.0f ? "repeated" : "once", 1e9 * best / kPlaces);
 }
 
-// One sample of each kind a frame, whatever the number of frames: from reading the scene to its end.
-Picture render(const std::string& scene, Estimator estimator, std::int64_t seed, int frames) {
+// Cells and reach of the room example.
+void gather(int photons) {
+    RendererSettings.resolution = 0.0025f;
+    RendererSettings.distance = 0.3f;
+    GeometryLight.photons = photons;
+}
+
+// One sample of each kind a frame, whatever the number of frames: from reading the scene to its end, in
+// seconds of all threads together, set-up apart from frames.
+Picture render(const Subject& subject, Estimator estimator, std::int64_t seed, int frames) {
     Picture picture;
-    const double start = seconds(CLOCK_MONOTONIC);
-    OpenScene(scene + "/");
+    const double start = seconds(CLOCK_PROCESS_CPUTIME_ID);
+    OpenScene(subject.scene + "/");
     write_nothing();
+    if (subject.photons > 0) gather(subject.photons);
     GeometryLight.aov_list.clear();
     Cameras[0].sample = RendererSettings.sample = frames;
     RendererSettings.estimator = estimator;
     RendererSettings.seed = seed;
     if (options.brief) Cameras[0].width = Cameras[0].height = 16;
+    if (options.size > 0) Cameras[0].width = Cameras[0].height = options.size;
     if (SkyLight.sample > 0) SkyLight.sample = frames;
     if (GeometryLight.sample > 0) GeometryLight.sample = frames;
     Initialize();
+    const double ready = seconds(CLOCK_PROCESS_CPUTIME_ID);
     for (int i = 0; i < frames; ++i)
         RenderPixels(static_cast<std::uint32_t>(i));
-    picture.seconds = seconds(CLOCK_MONOTONIC) - start;
+    picture.setup = ready - start;
+    picture.seconds = seconds(CLOCK_PROCESS_CPUTIME_ID) - ready;
     picture.pixels = beauty_pixels();
     CloseScene();
     return picture;
 }
 
-// Both estimators, each against its own picture of many frames.
-void bench_picture(const std::string& scene) {
+// Of the runs of an estimator.
+struct Measured {
+    std::vector<double> setup, seconds, errors;
+};
+
+void measure(const Subject& subject, Estimator estimator, std::int64_t seed, const Picture& truth,
+             Measured& runs) {
+    const Picture picture = render(subject, estimator, seed, options.frames);
+    runs.setup.push_back(picture.setup);
+    runs.seconds.push_back(picture.seconds);
+    runs.errors.push_back(relative_error(picture, truth));
+}
+
+void print(const Subject& subject, const char* name, const Measured& runs) {
+    std::printf("  %s, %d photons, %s, %d frames: set-up %.2f s, frames %.2f s, error %.5f\n",
+                std::filesystem::path(subject.scene).filename().c_str(), subject.photons, name,
+                options.frames, median(runs.setup), median(runs.seconds), median(runs.errors));
+}
+
+// Both estimators by turns, each against its own picture of many frames. Classic as it comes, without a
+// seed. The time ratio is the median of that of neighbouring runs.
+void bench_picture(const Subject& subject) {
+    constexpr std::int64_t kNoSeed = -1, kSeedOfTruth = 1000;
+    const Picture classic_truth = render(subject, Estimator::classic, kNoSeed, options.reference);
+    const Picture exact_truth = render(subject, Estimator::exact, kSeedOfTruth, options.reference);
+    Measured classic, exact;
+    std::vector<double> ratios;
+    for (int run = 0; run < options.runs; ++run) {
+        measure(subject, Estimator::classic, kNoSeed, classic_truth, classic);
+        measure(subject, Estimator::exact, run, exact_truth, exact);
+        ratios.push_back(exact.seconds.back() / classic.seconds.back());
+    }
+    print(subject, "classic", classic);
+    print(subject, "exact", exact);
+    std::printf("    a frame of exact costs %.2f of classic\n", median(ratios));
+}
+
+// Error of the exact estimator by the number of frames on the lowest quarter of the
+// picture, in lines for plot_slope.py.
+void bench_slope(const Subject& subject) {
+    const auto below = [](Picture picture) {
+        const auto rows = picture.pixels.size() / 4 * 3; // the floor in front
+        picture.pixels.erase(picture.pixels.begin(),
+                             picture.pixels.begin() + static_cast<std::ptrdiff_t>(rows));
+        return picture;
+    };
     for (const auto& [estimator, name] :
          {std::pair(Estimator::classic, "classic"), std::pair(Estimator::exact, "exact")}) {
-        const Picture truth = render(scene, estimator, 0, options.reference);
-        std::vector<double> errors;
-        std::int64_t seed = 0;
-        const double time = median_seconds([&] {
-            const Picture picture = render(scene, estimator, ++seed, options.frames);
-            errors.push_back(relative_error(picture, truth));
-        });
-        const double error = median(errors);
-        std::printf("  %s, %s, %d frames: %.2f s, error %.5f, product %.5f\n", scene.c_str(), name,
-                    options.frames, time, error, time * error);
+        const Picture truth = below(render(subject, estimator, 1000, options.reference));
+        for (int frames = 16; frames <= 1024; frames *= 2) {
+            std::vector<double> errors;
+            for (int run = 0; run < options.runs; ++run)
+                errors.push_back(
+                    relative_error(below(render(subject, estimator, run, frames)), truth));
+            std::printf("slope %s %d %.4e\n", name, frames, median(errors));
+        }
     }
 }
 
+// The directory of the generated room.
+std::string lamp_room() {
+    const std::filesystem::path scene =
+        std::filesystem::temp_directory_path() / ("lamps." + std::to_string(getpid()));
+    WriteLampRoom(scene);
+    return scene.string();
+}
+
 bool read_options(int argc, char** argv) {
+    int photons = 0; // of the next scene
     for (int i = 1; i < argc; ++i) {
         const char* text = argv[i];
         if (std::strcmp(text, "--brief") == 0)
-            options = {true, 4, 16, 1, {MOONHARE_EXAMPLES "/cornell"}};
+            options = {true, false, 4, 16, 1, 0, {{MOONHARE_EXAMPLES "/cornell"}}};
         else if (std::strncmp(text, "--frames=", 9) == 0)
             options.frames = std::atoi(text + 9);
         else if (std::strncmp(text, "--reference=", 12) == 0)
             options.reference = std::atoi(text + 12);
+        else if (std::strncmp(text, "--runs=", 7) == 0)
+            options.runs = std::atoi(text + 7);
+        else if (std::strncmp(text, "--size=", 7) == 0)
+            options.size = std::atoi(text + 7);
+        else if (std::strncmp(text, "--photons=", 10) == 0)
+            photons = std::atoi(text + 10);
+        else if (std::strcmp(text, "--slope") == 0)
+            options.slope = true;
+        else if (std::strcmp(text, "--lamps") == 0)
+            options.subjects.push_back({lamp_room()});
         else if (text[0] != '-')
-            options.scenes.emplace_back(text);
+            options.subjects.push_back({text, std::exchange(photons, 0)});
         else
             return false;
     }
-    return options.frames > 0 && options.reference > 0;
+    return options.frames > 0 && options.reference > 0 && options.runs > 0;
 }
 
 } // namespace
@@ -159,8 +239,8 @@ bool read_options(int argc, char** argv) {
 int main(int argc, char** argv) {
     using namespace mh::bench;
     if (!read_options(argc, argv))
-        return std::printf(
-                   "usage: picture_bench [--brief] [--frames=N] [--reference=N] [SCENE...]\n"),
+        return std::printf("usage: picture_bench [--brief] [--frames=N] [--reference=N] [--runs=N] "
+                           "[--size=N] [--slope] [[--photons=N] SCENE | --lamps]...\n"),
                1;
     std::streambuf* const console = std::cout.rdbuf(nullptr);
     bench_startup();
@@ -168,8 +248,8 @@ int main(int argc, char** argv) {
     for (const int channels : {1, 3, 4})
         for (const float tiles : {1.0f, 4.0f})
             bench_look_ups(channels, tiles);
-    for (const std::string& scene : options.scenes)
-        bench_picture(scene);
+    for (const Subject& subject : options.subjects)
+        options.slope ? bench_slope(subject) : bench_picture(subject);
     std::cout.rdbuf(console);
     return 0;
 }

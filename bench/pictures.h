@@ -14,7 +14,7 @@ namespace mh::bench {
 
 struct Picture {
     std::vector<Vec3> pixels;
-    double seconds = 0.0;
+    double setup = 0.0, seconds = 0.0;
 };
 
 // The pixels of the first camera's beauty image.

@@ -12,6 +12,7 @@
 #include "lights/state.h"
 #include "math/packed_unit.h"
 #include "math/random.h"
+#include "output/aov.h"
 #include "output/camera.h"
 #include "output/state.h"
 #include "run/state.h"
