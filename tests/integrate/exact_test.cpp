@@ -272,11 +272,11 @@ TEST(Exact, WhiteThingsVanishInAWhiteSky) {
         std::swap(slot(frosted, Element::glossy).color, slot(frosted, Element::specular).color);
         slot(frosted, Element::roughness).color = splat(0.2f);
         const Thing things[] = {{"white", white, 3},
-                                {"under a pane", white, 7},
+                                {"under a pane", white, 10},
                                 {"leaf", leaf, 3},
                                 {"frosted glass", frosted, 8},
                                 {"gloss 0.1", add_gloss(0.1f), 6},
-                                {"gloss 0.3", add_gloss(0.3f), 15},
+                                {"gloss 0.3", add_gloss(0.3f), 18},
                                 {"gloss 0.8", add_gloss(0.8f), 16}};
         add_fibre(
             add_instanced_object({{{1, 0, 0, 70}, {0, 1, 0, 0}, {0, 0, 1, 0}, {0, 0, 0, 1}}}));
@@ -365,7 +365,7 @@ struct Scenery {
 TEST(Exact, LampsAreTheSameByAnyNumberOfSamples) {
     const Vec3 oblique = {0.1f, 0.2f, 0.1f}, below = {0.1f, 0.2f, -0.3f};
     const Scenery cases[] = {
-        {"pane", 9,
+        {"pane", 12,
          [] {
              add_under_lamp(add_shader(splat(1.0f))), add_floor(1, 0.1f, add_glass(Material::thin));
          }},
@@ -377,7 +377,7 @@ TEST(Exact, LampsAreTheSameByAnyNumberOfSamples) {
         {"frosted glass", 3, add_frosted_glass, {0.2f, -0.3f, 1.0f}},
         {"coated lamp", 3, add_coated_lamp},
         {"mixed lamp", 24, add_mixed_lamp},
-        {"painted lamp", 8, add_painted_lamp},
+        {"painted lamp", 10, add_painted_lamp},
         {"bent normals", 3,
          [] { // a part of the bounces would go below the floor
              add_under_lamp(add_shader(splat(1.0f)));
