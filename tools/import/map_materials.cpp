@@ -246,12 +246,21 @@ void emission_slot(Shading& s, float share) {
     line(s, 2, "virtual_light 1");
 }
 
+// What one reflection by GGX facets returns, the rest of which is lost in further ones: over the table of
+// docs/materials.md, for one roughness of the whole surface.
+float albedo_of_lobe(const Shading& s) {
+    constexpr float kLoss = 1.9f;
+    if (has_map(s, MapKind::metallic_roughness) || has_map(s, MapKind::roughness)) return 1.0f;
+    const float squared = unit(s.material.roughness) * unit(s.material.roughness);
+    return 1.0f / (1.0f + kLoss * squared * squared);
+}
+
 // Reflection by a lobe, or a mirror, of the index that comes with it.
 void reflection(Shading& s, float share, float ior) {
     if (is_mirror(s)) {
         grey_slot(s, "specular", share);
     } else {
-        grey_slot(s, "glossy", share);
+        grey_slot(s, "glossy", share * albedo_of_lobe(s));
         roughness_slot(s);
     }
     grey_slot(s, "ior", ior);
@@ -268,7 +277,7 @@ void dielectric_layer(Shading& s) {
     const float ior = sound_ior(m), coat = unit(m.clearcoat);
     if (ior > 1.0f && coat > 0.0f && !is_mirror(s)) {
         if (coat < 1.0f) {
-            grey_slot(s, "glossy", 1.0f - coat);
+            grey_slot(s, "glossy", (1.0f - coat) * albedo_of_lobe(s));
             roughness_slot(s);
         }
         grey_slot(s, "specular", coat);
@@ -290,7 +299,8 @@ void metal_layer(Shading& s) {
     const float ior = full ? kPerfect : (1.0f + root) / (1.0f - root);
     const bool black = !textured && max_channel(base) < 1e-3f; // but for grazing light
     const Vec3 color = black ? Vec3{1.0f, 1.0f, 1.0f} : textured ? base : (1.0f / brightest) * base;
-    color_slot(s, is_mirror(s) ? "specular" : "glossy", limited(color), MapKind::base);
+    const float albedo = is_mirror(s) ? 1.0f : albedo_of_lobe(s);
+    color_slot(s, is_mirror(s) ? "specular" : "glossy", albedo * limited(color), MapKind::base);
     if (!is_mirror(s)) roughness_slot(s);
     grey_slot(s, "ior", ior);
 }
