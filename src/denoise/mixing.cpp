@@ -60,6 +60,7 @@ Distances distances_of(const DenoiseInput& input, const std::vector<float>& nois
 Mixture MixtureOf(const DenoiseInput& input, const std::vector<float>& noise,
                   const Filtered& filtered) {
     constexpr int kErrorReach = 8; // of the squares over which errors are averaged
+    constexpr float kDoubt = 0.1f; // of the variance: what chance adds to a loss that is none
     Distances d = distances_of(input, noise, filtered);
     for (std::vector<float>* list : {&d.variance, &d.residual, &d.spread, &d.moved})
         *list = BoxMean(*list, input.width, input.height, kErrorReach);
@@ -68,13 +69,17 @@ Mixture MixtureOf(const DenoiseInput& input, const std::vector<float>& noise,
     mixture.share.resize(noise.size());
     mixture.error.resize(noise.size());
     for (std::size_t i = 0; i < noise.size(); ++i) {
-        const float v = d.variance[i], moved = d.moved[i];
-        // A half has twice the variance; the mean of the filtered ones is nearer than each by their
-        // spread, and no nearer than that. Without halves, what was moved beyond the noise is lost.
-        const float m = halves ? std::max(d.residual[i] - 2.0f * v - d.spread[i], d.spread[i])
+        // Halves of one even set of points differ more than twice as much as they both miss the truth
+        // by: the picture is no further from it than from its filtered self.
+        const float moved = d.moved[i], apart = d.variance[i];
+        const float v = halves ? std::min(apart, moved) : apart;
+        // The mean of the filtered halves is nearer than each by their spread, and no nearer than
+        // that. Without halves, what was moved beyond the noise is lost.
+        const float m = halves ? std::max(d.residual[i] - (v + apart) - d.spread[i], d.spread[i])
                                : std::max(moved - v, 0.0f);
+        const float sure = halves ? std::max(m - kDoubt * v, d.spread[i]) : m;
         const float s =
-            moved > 0.0f ? std::clamp(0.5f * (v - m + moved) / moved, 0.0f, 1.0f) : 1.0f;
+            moved > 0.0f ? std::clamp(0.5f * (v - sure + moved) / moved, 0.0f, 1.0f) : 1.0f;
         mixture.share[i] = s;
         const float common = 0.5f * (v + m - moved);
         const float least = square(1.0f - s) * v + s * s * m + 2.0f * s * (1.0f - s) * common;

@@ -140,8 +140,8 @@ TEST(Denoise, KnowsHowFarItIsFromTheTruth) {
         expected += std::pow(static_cast<double>(error), 2.0) / static_cast<double>(kWide * kHigh);
     const double error = mean_square(output.picture, made.truth);
     EXPECT_LT(error, 0.02 / 5.0);
-    EXPECT_GT(expected, error / 1.8); // both are means over some thousand pixels of one draw
-    EXPECT_LT(expected, error * 1.8);
+    EXPECT_GT(expected, error / 1.3); // rather too much than too little
+    EXPECT_LT(expected, error * 3.0);
 }
 
 // Detail that no feature shows, far above the noise.
