@@ -10,7 +10,7 @@ from program import EXAMPLES, PROGRAM, ProgramTest, write_scene
 from seed_test import MIRROR
 
 FRAMES = ("0:2", "2:3", "3:9")
-LEFT, RIGHT = ("--region", "0,0,10,16"), ("--region", "10,0,24,16")
+LEFT, RIGHT = ("--region", "0,0,11,16"), ("--region", "11,0,24,16")
 
 
 class Pieces(ProgramTest):
@@ -43,14 +43,15 @@ class Pieces(ProgramTest):
                   [("--frames", str(i) + ":" + str(i + 1)) for i in range(9)],
                   [LEFT, RIGHT], [("--region", "0,0,24,5"), ("--region", "0,5,24,16")],
                   [(*LEFT, "--frames", "0:4"), (*LEFT, "--frames", "4:9"), RIGHT])
-        scenes = (("scene", ("--mode", "gather")), (EXAMPLES + "/cornell", ("--mode", "path")))
+        scenes = (("scene", ("--mode", "gather")),
+                  (EXAMPLES + "/cornell", ("--mode", "path", "--gather", "9")))
         for i, (scene, mode) in enumerate(scenes):
             for estimator in ("classic", "exact"):
                 self.settings = (*self.settings[:6], *mode, "--estimator", estimator, "--exr",
                                  "float", "--threads", "1")
                 self.render("--output-dir", "one", scene=scene)
                 self.settings = (*self.settings[:-1], "3")
-                for split in splits if i == 0 else (by_frames,):
+                for split in splits if i == 0 else (by_frames, [LEFT, RIGHT]):
                     self.merged(*reversed(self.pieces(*split, scene=scene)))
                     self.assertEqual(self.pictures("merged"), self.pictures("one"),
                                      (scene, estimator, split))
@@ -128,12 +129,12 @@ class Pieces(ProgramTest):
             result = self.merged(*arguments)
             values = memoryview(self.pictures("merged")["b.pfm"][-24 * 16 * 12:]).cast("f")
             return result.stderr, [[values[72 * y + i] for y in range(16) for i in range(first, end)]
-                                   for first, end in ((0, 30), (30, 72))]
+                                   for first, end in ((0, 33), (33, 72))]
 
         _, whole = columns(left, right)
-        self.assertIn("columns 10 to 23", self.merged(left, "--region", "0,0,24,16", status=2).stderr)
+        self.assertIn("columns 11 to 23", self.merged(left, "--region", "0,0,24,16", status=2).stderr)
         line, gap = columns(left, short, "--allow-gaps")
-        self.assertIn("frames 5 to 8 of columns 10 to 23 and rows 0 to 15", line)
+        self.assertIn("frames 5 to 8 of columns 11 to 23 and rows 0 to 15", line)
         self.assertEqual(gap[0], whole[0])
         self.assertNotEqual(gap[1], whole[1])
         self.assertAlmostEqual(sum(gap[1]) / sum(whole[1]), 1, delta=0.2)
