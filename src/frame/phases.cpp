@@ -109,7 +109,6 @@ void finish_lights() {
 } // namespace
 
 void Startup() {
-    BuildExponentTable();
     start_image_library();
     if (std::find(ImageSearchPaths.begin(), ImageSearchPaths.end(), "") == ImageSearchPaths.end())
         ImageSearchPaths.emplace_back();

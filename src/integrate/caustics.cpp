@@ -30,8 +30,8 @@ bool near_photons(const Ray& ray, const Vec3& position) {
     return contains(Aabb{box.min - margin, box.max + margin}, position);
 }
 
-// What a thread met before depends on the schedule, and with it the order in which powers are added:
-// a seed rules that out.
+// What a thread met before depends on the schedule, and with it the order in which powers are
+// added: a seed rules that out.
 bool may_remember(const Ray& ray) {
     return ray.depth == 0 && !draws_from_seed();
 }

@@ -171,9 +171,9 @@ bool reaches(const Ray& ray) {
            || is_linked(*ray.photon_link, ray.hit_shader);
 }
 
-void report_progress(std::int64_t number, std::int64_t count, std::int64_t step) {
+void report_progress(std::int64_t number, std::int64_t count, std::int64_t step,
+                     std::mutex& console) {
     const double percent = 100.0 * static_cast<double>(number) / static_cast<double>(count);
-    static std::mutex console; // a critical section may not be left by an exception
     const std::lock_guard lock(console);
     ReportProgress("photon cast ", static_cast<std::int32_t>(percent), "%", false);
     if (Hooks.photons_cast != nullptr) Hooks.photons_cast(std::min(step, count - number));
@@ -214,14 +214,15 @@ void cast(std::int64_t count, std::uint32_t pass, bool caustics, const Emit& emi
     const std::int64_t step = std::max<std::int64_t>(count / kProgressSteps, 1);
     const std::uint32_t light = IntegrateState.lights_cast++;
     std::atomic<std::int64_t> taken = 0;
+    std::mutex console; // an exception may not leave a critical section
     Caught caught;
 #pragma omp parallel num_threads(team_size()) default(none)                                        \
-    shared(count, first, step, traced, emit, light, taken, caught)
+    shared(count, first, step, traced, emit, light, taken, console, caught)
     {
         EnterWorker();
         for_each_shared(count, taken, [&](std::int64_t i) {
             keep_exceptions(caught, [&] {
-                if (i % step == 0) report_progress(i, count, step);
+                if (i % step == 0) report_progress(i, count, step, console);
                 if (!traced) return;
                 begin_path({light, first + i});
                 Ray ray;

@@ -6,6 +6,7 @@
 #include "integrate/frame_sums.h"
 #include "integrate/output_images.h"
 #include "integrate/plane_images.h"
+#include "integrate/state.h"
 #include "integrate/whole_frames.h"
 #include "math/stop.h"
 #include "output/aov.h"
@@ -22,8 +23,6 @@
 namespace mh {
 
 namespace {
-
-FrameSteps Steps;
 
 void report_performance() {
     const std::int64_t microseconds =
@@ -70,7 +69,7 @@ void close_run(const Camera& camera) {
     }
     ShowAllPlanes();
     WriteAovs(camera.aovs);
-    Steps.finish_lights();
+    IntegrateState.steps.finish_lights();
 }
 
 // The frames done become all there are. Without one nothing is written.
@@ -95,12 +94,12 @@ bool frames_are_missing(const Camera* camera) {
 bool RunFrame() {
     const Camera* camera = ActiveCamera();
     if (!frames_are_missing(camera) || stop_requested()) return false;
-    Steps.begin_frame(FrameIndex);
+    IntegrateState.steps.begin_frame(FrameIndex);
     RayStatistics = {};
     BeginFrame();
-    Steps.render_pixels(FrameIndex);
+    IntegrateState.steps.render_pixels(FrameIndex);
     if (!EndFrame()) return false;
-    if (FrameIndex == Hooks.first_frame) Steps.first_frame_done();
+    if (FrameIndex == Hooks.first_frame) IntegrateState.steps.first_frame_done();
     ++FrameIndex;
     report_performance();
     if (Hooks.frame_done != nullptr) Hooks.frame_done();
@@ -109,7 +108,7 @@ bool RunFrame() {
 }
 
 void RunProgressiveLoop(const FrameSteps& steps) {
-    Steps = steps;
+    IntegrateState.steps = steps;
     FrameIndex = Hooks.first_frame;
     if (ActiveCamera() == nullptr) return;
     StartFrameSums();

@@ -3,17 +3,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <cstdint>
+#include "integrate/types.h"
 
 namespace mh {
-
-// What a frame needs from folders further down; all are set.
-struct FrameSteps {
-    void (*begin_frame)(std::uint32_t frame) = nullptr;   // clears counters of the trees
-    void (*render_pixels)(std::uint32_t frame) = nullptr; // adds to RayStatistics
-    void (*first_frame_done)() = nullptr;                 // reorders the trees
-    void (*finish_lights)() = nullptr;                    // writes and releases the lights
-};
 
 // All frames of the active camera, in the preview window when PreviewWindow is set. A stop request
 // and a window that is closed end the run early: images are those of the whole frames, and without

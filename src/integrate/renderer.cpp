@@ -9,6 +9,7 @@
 #include "math/clock.h"
 #include "output/run_hooks.h"
 #include "output/state.h"
+#include "run/estimator.h"
 #include "run/report.h"
 #include "run/state.h"
 
@@ -26,7 +27,7 @@ void clamp_settings() {
 }
 
 void choose_mode() {
-    const bool gather = RendererSettings.distance > 0.0f && RendererSettings.resolution > 0.0f;
+    const bool gather = chooses_gathering();
     RendererSettings.final_gather = gather;
     ReportText(gather ? "progressive final gathering" : "unidirectional path tracing");
     ReportRule();

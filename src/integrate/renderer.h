@@ -11,7 +11,8 @@ void ResetRenderer();
 // Phase 8: clamps settings, decides the mode, casts photons, builds the photon tree; reports.
 void InitializeRenderer();
 
-// Reports the values that were not finite. Forgets the photons; radius at its default, and the reset above.
+// Reports the values that were not finite. Forgets the photons, and resets the radius and what
+// ResetRenderer does.
 void FinalizeRenderer();
 
 } // namespace mh

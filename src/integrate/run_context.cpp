@@ -43,8 +43,8 @@ RayCounts TakeRayCounts() {
 }
 
 void EnterWorker() {
-    thread_local const std::uintptr_t lowest = lowest_frame();
-    ThreadStates[static_cast<std::size_t>(thread_number())].lowest_frame = lowest;
+    thread_local const std::uintptr_t kLowest = lowest_frame();
+    ThreadStates[static_cast<std::size_t>(thread_number())].lowest_frame = kLowest;
 }
 
 bool stack_is_low(const Ray& ray) {

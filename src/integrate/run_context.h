@@ -44,7 +44,7 @@ void EnterWorker();
 // usual size no path of 255 bounces comes near.
 bool stack_is_low(const Ray& ray);
 
-// One warning line when a path has ended for want of stack since the last call.
+// One warning line when a path has ended for lack of stack since the last call.
 void ReportCutPaths();
 
 } // namespace mh

@@ -5,6 +5,7 @@
 namespace mh {
 
 IntegrateStateRecord IntegrateState;
+FrameUnderWay CurrentFrame;
 
 void ResetIntegrate() {
     IntegrateState = {};

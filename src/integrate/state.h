@@ -1,4 +1,5 @@
-// What photons leave, and what they are gathered in while they fly.
+// What photons leave, what they are gathered in while they fly, and the steps of the loop over
+// frames.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -7,8 +8,11 @@
 #include "integrate/photon_tree.h"
 #include "integrate/types.h"
 #include "math/constants.h"
+#include "shading/types.h"
 
 #include <array>
+#include <atomic>
+#include <mutex>
 
 namespace mh {
 
@@ -25,7 +29,7 @@ struct alignas(64) ThreadPhotons {
     std::vector<CausticPhoton> photons;
     std::vector<PathOfPhoton> paths; // of each, with a seed; in ascending order
     PathOfPhoton path;               // that is being traced
-    std::size_t left_out = 0;        // for want of memory
+    std::size_t left_out = 0;        // for lack of memory
 };
 
 // Rough surfaces that a thread's path has seen so far, weighted; way: lengths of its segments up to
@@ -57,7 +61,8 @@ struct IntegrateStateRecord {
     std::size_t most_photons_of_thread = 0; // that a thread may store
     std::uint32_t lights_cast = 0;          // in this pass
     FrameSums frame_sums;                   // of a seeded run
-    bool path_was_cut = false;              // for want of stack; written by all threads
+    bool path_was_cut = false;              // for lack of stack; written by all threads
+    FrameSteps steps;                       // of the loop over frames that runs
 };
 
 extern IntegrateStateRecord IntegrateState;
@@ -66,5 +71,21 @@ inline constexpr auto& Photons = IntegrateState.photons;
 
 // At the end of a scene.
 void ResetIntegrate();
+
+struct KeptImage {
+    Image* image = nullptr;
+    std::vector<float> floats; // of the rows that are kept
+};
+
+// The frame under way, as it was before it began. It ends with the loop over frames.
+struct FrameUnderWay {
+    std::mutex lock; // of all but the rows' values, which one thread at a time has
+    bool under_way = false;
+    std::vector<KeptImage> images; // all that change with frames
+    std::vector<bool> row_is_kept;
+    std::atomic<bool> cut = false;
+};
+
+extern FrameUnderWay CurrentFrame;
 
 } // namespace mh

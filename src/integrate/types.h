@@ -1,4 +1,4 @@
-// Records of photons, of the density estimator and of the sums of frames.
+// Records of photons, of the density estimator, and of the loop and the sums of frames.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -54,6 +54,14 @@ struct FrameSums {
     PixelRegion region;
     std::uint32_t frames = 0; // that they hold
     std::vector<FrameSum> images;
+};
+
+// What a frame needs from folders further down; all are set.
+struct FrameSteps {
+    void (*begin_frame)(std::uint32_t frame) = nullptr;   // clears counters of the trees
+    void (*render_pixels)(std::uint32_t frame) = nullptr; // adds to RayStatistics
+    void (*first_frame_done)() = nullptr;                 // reorders the trees
+    void (*finish_lights)() = nullptr;                    // writes and releases the lights
 };
 
 } // namespace mh

@@ -4,11 +4,11 @@
 
 #include "integrate/frame_sums.h"
 #include "integrate/output_images.h"
+#include "integrate/state.h"
 #include "output/run_hooks.h"
 #include "output/state.h"
 
 #include <algorithm>
-#include <atomic>
 #include <mutex>
 #include <vector>
 
@@ -16,20 +16,7 @@ namespace mh {
 
 namespace {
 
-struct KeptImage {
-    Image* image = nullptr;
-    std::vector<float> floats; // of the rows that are kept
-};
-
-struct Frame {
-    std::mutex lock; // of all but the rows' values, which one thread at a time has
-    bool under_way = false;
-    std::vector<KeptImage> images; // all that change with frames
-    std::vector<bool> row_is_kept;
-    std::atomic<bool> cut = false;
-};
-
-Frame current;
+constexpr auto& current = CurrentFrame;
 
 std::size_t row_values(const Image& image) {
     return static_cast<std::size_t>(image.width) * static_cast<std::size_t>(image.channels);

@@ -3,7 +3,6 @@
 #include "math/rgbe.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 
 namespace mh {
@@ -23,14 +22,6 @@ Vec3 in_range(const Vec3& color) {
 }
 
 } // namespace
-
-std::array<float, 256> RgbeExponents;
-
-void BuildExponentTable() {
-    constexpr int kBias = 136; // 128 of the exponent and 8 of the mantissa's bits
-    for (int i = 1; i < 256; ++i)
-        RgbeExponents[static_cast<std::size_t>(i)] = std::ldexp(1.0f, i - kBias);
-}
 
 Rgbe encode_rgbe(const Vec3& color) {
     const Vec3 c = in_range(color);

@@ -14,9 +14,8 @@ namespace {
 constexpr int kPrimeCount = 1024;
 constexpr std::uint32_t kCurveTile = 128; // pixels along an edge of what one curve visits
 
-std::array<std::uint32_t, kPrimeCount> primes;
-
-void find_primes() {
+constexpr std::array<std::uint32_t, kPrimeCount> first_primes() {
+    std::array<std::uint32_t, kPrimeCount> primes = {};
     std::size_t found = 0;
     for (std::uint32_t candidate = 2; found < primes.size(); ++candidate) {
         bool prime = true;
@@ -24,11 +23,13 @@ void find_primes() {
             prime = candidate % primes[i] != 0;
         if (prime) primes[found++] = candidate;
     }
+    return primes;
 }
+
+constexpr std::array<std::uint32_t, kPrimeCount> kPrimes = first_primes();
 
 // The same in every run: made once in a process.
 void fill_tables() {
-    find_primes();
 #pragma omp parallel for num_threads(team_size())
     for (std::uint32_t d = 0; d < kTableDimensions; ++d) {
         for (std::uint32_t i = 0; i < kTableSamples; ++i)
@@ -50,7 +51,7 @@ float HaltonTable[kTableDimensions][kTableSamples];
 Vec2 PixelPattern[kPatternSize * kPatternSize];
 
 void BuildSequences() {
-    if (primes[0] == 0) fill_tables();
+    if (HaltonTable[0][1] == 0.0f) fill_tables();
     FillPixelPattern();
 }
 
@@ -75,7 +76,7 @@ SampleCursor pixel_cursor(std::uint64_t seed, int x, int y, std::uint32_t frame,
 
 float radical_inverse(std::uint32_t sample, std::uint32_t dimension) {
     constexpr float kLargestBelowOne = 0.99999994f; // late sums of digits can round to 1
-    const std::uint32_t base = primes[dimension % kPrimeCount];
+    const std::uint32_t base = kPrimes[dimension % kPrimeCount];
     const float step = 1.0f / static_cast<float>(base);
     float result = 0.0f, scale = step;
     for (; sample > 0; sample /= base, scale *= step)

@@ -10,8 +10,8 @@ namespace mh {
 // A new AOV at the end of the list; returns its index.
 int AddAov(std::vector<Aov>& list);
 
-// Gives every AOV of the list the active camera's size and clears it; its format stays (three 32-bit
-// floats by default). Without a camera nothing happens.
+// Gives every AOV of the list the active camera's size and clears it; its format stays (three
+// 32-bit floats by default). Without a camera nothing happens.
 void AllocateAovs(std::vector<Aov>& list);
 void AllocateAov(Aov& aov, int width, int height);
 

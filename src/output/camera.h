@@ -47,8 +47,8 @@ void InitializeCameras();
 // Writes all AOVs and resets, from the last camera to the first; then empties the table.
 void FinalizeCameras();
 
-// A camera whose poses were never set sees the whole scene: from the front, the right and above, with
-// y upwards, as most programs write meshes. The scene is the sphere around center.
+// A camera whose poses were never set sees the whole scene: from the front, the right and above,
+// with y upwards, as most programs write meshes. The scene is the sphere around center.
 void FrameScene(Camera& camera, const Vec3& center, float radius);
 
 // Frame, matrix and distances from position, target and up vector; width in pixels.

@@ -1,6 +1,6 @@
 // Writing of files. The temporary file is named by its target alone: the next writer of the target
-// takes up what a killed one left. A lock, which ends with its process, tells a leftover from a file
-// that is being written.
+// takes up what a killed one left. A lock, which ends with its process, tells a leftover from a
+// file that is being written.
 // SPDX-License-Identifier: MIT
 #include "output/file_writer.h"
 

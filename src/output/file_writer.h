@@ -8,8 +8,8 @@
 
 namespace mh {
 
-// Writes beside the target, syncs and renames; a link is followed. Empty on success, else why the
-// older file stands. Of several processes that write the same file, one writes at a time.
+// Writes beside the target, syncs and renames; a link is followed. Empty on success, otherwise why
+// the older file was kept. Of several processes that write the same file, one writes at a time.
 std::string ReplaceFile(const std::string& path, std::string_view content);
 
 // The same with a content of several parts.

@@ -1,5 +1,6 @@
 // Saves image buffers in the format that their file name asks for. Called on the main thread after
-// the last frame and by the finalisation phases. A file is encoded in memory and replaced as a whole.
+// the last frame and by the finalisation phases. A file is encoded in memory and replaced as a
+// whole.
 // SPDX-License-Identifier: MIT
 #include "output/image_writer.h"
 
@@ -168,8 +169,8 @@ Bitmap make_bitmap(const Image& image) {
     return bitmap;
 }
 
-// The encoder cuts mantissas, which loses half a step on average: 0.2 to 0.4 % of the largest channel
-// and more of the others.
+// The encoder cuts mantissas, which loses half a step on average: 0.2 to 0.4 % of the largest
+// channel and more of the others.
 void round_mantissas(FIBITMAP* bitmap) {
     if (FreeImage_GetImageType(bitmap) != FIT_RGBF) return;
     const std::size_t width = FreeImage_GetWidth(bitmap);

@@ -25,9 +25,6 @@ namespace {
 
 constexpr auto kPauseWhenDone = std::chrono::milliseconds(20); // 50 redraws a second at most
 
-bool (*NextFrame)() = nullptr;
-bool is_open = false, was_shown = false;
-
 struct WindowFault {
     std::string reason;
 };
@@ -55,7 +52,7 @@ void draw() {
 // The loop still calls this once after the window is gone.
 void run_idle() {
     if (glutGetWindow() == 0) return;
-    if (!NextFrame()) std::this_thread::sleep_for(kPauseWhenDone);
+    if (!Preview.next_frame()) std::this_thread::sleep_for(kPauseWhenDone);
     if (stop_requested()) glutLeaveMainLoop();
     if (glutGetWindow() != 0) glutPostRedisplay();
 }
@@ -78,28 +75,27 @@ void open_window() {
 } // namespace
 
 bool RunPreview(bool (*frame)()) {
-    NextFrame = frame;
-    was_shown = false;
+    Preview = {frame};
     try {
         open_window();
-        is_open = was_shown = true;
+        Preview.is_open = Preview.was_shown = true;
         glutMainLoop();
     } catch (const WindowFault& fault) {
-        is_open = false;
+        Preview.is_open = false;
         glutExit(); // forgets a display that was opened, so that a later window may try again
         ReportError("preview - no window: " + fault.reason + "; rendering goes on without it");
         return false;
     }
-    is_open = false;
+    Preview.is_open = false;
     return true;
 }
 
 bool PreviewIsOpen() {
-    return is_open;
+    return Preview.is_open;
 }
 
 bool PreviewWasShown() {
-    return was_shown;
+    return Preview.was_shown;
 }
 
 } // namespace mh

@@ -4,7 +4,7 @@
 
 namespace mh {
 
-// Opens the window, calls frame whenever idle (it tells whether there was one to render), draws,
+// Opens the window, calls frame whenever idle (it returns whether there was one to render), draws,
 // and returns after the window was closed. False, with one error line, when there is no display;
 // the caller then renders without a window.
 bool RunPreview(bool (*frame)());

@@ -1,5 +1,5 @@
 // What a program around the library may ask of a run: news of its progress, an early end, a later
-// start. Unset by default, and then a run takes no notice of them. StopRequested of math/stop.h
+// start. Unset by default, and ignored while unset. StopRequested of math/stop.h
 // ends a run early.
 // SPDX-License-Identifier: MIT
 #pragma once

@@ -6,6 +6,7 @@ namespace mh {
 
 OutputStateRecord OutputState;
 RunHooks Hooks;
+PreviewRecord Preview;
 
 void ResetOutput() {
     OutputState = {};

@@ -39,4 +39,12 @@ void ResetOutput();
 // Of the program around the library, for all runs.
 extern RunHooks Hooks;
 
+// Of the last run that asked for a window; read after its scene has ended.
+struct PreviewRecord {
+    bool (*next_frame)() = nullptr;
+    bool is_open = false, was_shown = false;
+};
+
+extern PreviewRecord Preview;
+
 } // namespace mh

@@ -1,4 +1,4 @@
-// Which estimator the run has, and whether its random numbers come from a seed.
+// Which estimator and which mode the run has, and whether its random numbers come from a seed.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -13,6 +13,11 @@ inline bool is_exact() {
 // Settings alone tell, before the numbers are chosen: the exact estimator has a seed in any case.
 inline bool is_seeded() {
     return RendererSettings.seed >= 0 || is_exact();
+}
+
+// Whether the settings choose final gathering; paths are traced otherwise.
+inline bool chooses_gathering() {
+    return RendererSettings.distance > 0.0f && RendererSettings.resolution > 0.0f;
 }
 
 } // namespace mh

@@ -7,6 +7,7 @@
 #include "math/rgbe.h"
 #include "shading/byte_source.h"
 #include "shading/images.h"
+#include "shading/jpeg_segment.h"
 
 #include <algorithm>
 #include <cstring>
@@ -128,8 +129,8 @@ bool copy_pixels(FIBITMAP* bitmap, Image& image, FloatStorage storage) {
     }
 }
 
-// A JPEG file without its metadata, whose parsers do not check what they are given: segments of
-// applications but JFIF's and the one that tells how colours are coded.
+// A JPEG file without its metadata, whose parsers do not check what they are given. Dropped are the
+// segments of applications, except JFIF's and the one that says how colours are coded.
 std::vector<std::uint8_t> without_metadata(std::span<const std::uint8_t> jpeg) {
     constexpr std::uint8_t kFirst = 0xE1, kLast = 0xEF, kColors = 0xEE, kScan = 0xDA;
     std::vector<std::uint8_t> kept(jpeg.begin(),
@@ -137,10 +138,8 @@ std::vector<std::uint8_t> without_metadata(std::span<const std::uint8_t> jpeg) {
     std::size_t at = 2;
     while (at + 4 <= jpeg.size() && jpeg[at] == 0xFF && jpeg[at + 1] != kScan) {
         const std::uint8_t marker = jpeg[at + 1];
-        const bool fill = marker == 0xFF,
-                   alone = marker == 0x01 || (marker >= 0xD0 && marker <= 0xD8);
-        const std::size_t payload = static_cast<std::size_t>(jpeg[at + 2] << 8 | jpeg[at + 3]);
-        const std::size_t end = std::min(at + (fill ? 1 : alone ? 2 : 2 + payload), jpeg.size());
+        const auto length = static_cast<std::uint64_t>(jpeg[at + 2] << 8 | jpeg[at + 3]);
+        const std::size_t end = std::min(at + jpeg_segment_bytes(marker, length), jpeg.size());
         if (marker < kFirst || marker > kLast || marker == kColors)
             kept.insert(kept.end(), jpeg.begin() + static_cast<std::ptrdiff_t>(at),
                         jpeg.begin() + static_cast<std::ptrdiff_t>(end));
@@ -182,12 +181,15 @@ long DLL_CALLCONV tell_input(fi_handle handle) {
     return static_cast<Input*>(handle)->at;
 }
 
-FreeImageIO input_calls = {read_input, nullptr, seek_input, tell_input}; // FreeImage changes none
+FreeImageIO input_calls() {
+    return {read_input, nullptr, seek_input, tell_input};
+}
 
 FIBITMAP* decode(const std::string& file, FREE_IMAGE_FORMAT format) {
     Input input = {{OpenInput(file)}};
     if (!input.source.file) return nullptr;
-    if (format != FIF_JPEG) return FreeImage_LoadFromHandle(format, &input_calls, &input, 0);
+    FreeImageIO calls = input_calls();
+    if (format != FIF_JPEG) return FreeImage_LoadFromHandle(format, &calls, &input, 0);
     if (!FitsMemory(input.source.file)) return nullptr;
     const std::string content = ReadRest(input.source.file);
     std::vector<std::uint8_t> bytes =
@@ -215,10 +217,11 @@ void silence_decoders() {
 // all others compare a few bytes.
 FREE_IMAGE_FORMAT FormatBySignature(const std::string& file) {
     Input input = {{OpenInput(file)}};
+    FreeImageIO calls = input_calls();
     if (!input.source.file) return FIF_UNKNOWN;
     for (int i = 0; i < FreeImage_GetFIFCount(); ++i) {
         const auto format = static_cast<FREE_IMAGE_FORMAT>(i);
-        if (format != FIF_RAW && FreeImage_ValidateFromHandle(format, &input_calls, &input))
+        if (format != FIF_RAW && FreeImage_ValidateFromHandle(format, &calls, &input))
             return format;
     }
     return FIF_UNKNOWN;
@@ -226,8 +229,9 @@ FREE_IMAGE_FORMAT FormatBySignature(const std::string& file) {
 
 FREE_IMAGE_FORMAT FormatWithRaw(const std::string& file) {
     Input input = {{OpenInput(file)}};
+    FreeImageIO calls = input_calls();
     if (!input.source.file) return FIF_UNKNOWN;
-    return FreeImage_GetFileTypeFromHandle(&input_calls, &input, 0);
+    return FreeImage_GetFileTypeFromHandle(&calls, &input, 0);
 }
 
 ImageHeader HeaderOf(const std::string& file, FREE_IMAGE_FORMAT format) {

@@ -5,6 +5,7 @@
 
 #include "math/memory.h"
 #include "shading/byte_source.h"
+#include "shading/jpeg_segment.h"
 
 #include <algorithm>
 #include <cmath>
@@ -55,8 +56,6 @@ Claimed claim_of_jpeg(ByteSource& s) {
     while (at + 9 < s.file.size_bytes) {
         const int marker = byte_at(s, at + 1);
         if (byte_at(s, at) != 0xFF) return {};
-        const bool fill = marker == 0xFF;
-        const bool alone = marker == 0x01 || (marker >= 0xD0 && marker <= 0xD8);
         const bool frame =
             marker >= 0xC0 && marker <= 0xCF && marker != 0xC4 && marker != 0xC8 && marker != 0xCC;
         if (marker == 0xD9 || marker == 0xDA) return {}; // picture data before its frame
@@ -65,7 +64,7 @@ Claimed claim_of_jpeg(ByteSource& s) {
             const double width = as_double(big_endian(s, at + 7, 2));
             return Claim{width, height, width * height / kPixelsPerByte};
         }
-        at += fill ? 1 : alone ? 2 : 2 + big_endian(s, at + 2, 2);
+        at += jpeg_segment_bytes(marker, big_endian(s, at + 2, 2));
     }
     return {};
 }

@@ -161,9 +161,9 @@ Int4 zero_above(Int4 v, Int4 last) {
     return v & ~(v > last);
 }
 
-// False at places far away, and where a clamped axis ends. Wrapped without a division: the tile that
-// a place lies in is known from its coordinate, whose product with the size may only be rounded up to
-// the first texel of the next tile.
+// False at places far away, and where a clamped axis ends. Wrapped without a division: the tile
+// that a place lies in is known from its coordinate, whose product with the size may only be
+// rounded up to the first texel of the next tile.
 [[gnu::always_inline]] inline bool find_square(const TexelGrid& grid, const Vec2& uv,
                                                const ShaderElement& element, Square& square) {
     const Float4 size = load_two<Float4>(grid.size), coordinates = load_two<Float4>(uv);
@@ -208,7 +208,7 @@ Float4 byte_texel(const std::uint8_t* row, std::uint64_t column) {
 
 Float4 rgbe_texel(const std::uint8_t* row, std::uint64_t column) {
     const std::uint8_t* const texel = row + sizeof(Rgbe) * column;
-    return RgbeExponents[texel[3]] * load_bytes(texel);
+    return kRgbeExponents[texel[3]] * load_bytes(texel);
 }
 
 bool has_last_texel(const TexelGrid& grid, const Square& square) {
@@ -242,7 +242,8 @@ Vec2 moved_to_middles(const Vec2& uv, const Image& image) {
             uv.y - 0.5f / static_cast<float>(image.height)};
 }
 
-// Out of line: with a call in it that comes back, the look-up without transforms would need a frame.
+// Out of line: with a call in it that comes back, the look-up without transforms would need a
+// frame.
 [[gnu::noinline]] Vec3 transformed(const Image& image, const Vec2& uv,
                                    const ShaderElement& element) {
     Vec2 place = element.uv_matrix_identity ? uv : transform_uv(element.uv_matrix, uv);

@@ -62,7 +62,8 @@ TEST(Sobol, PixelsShareNetsWithTheirNeighbours) {
         }
 }
 
-// Over many pixels all pairs of numbers of a path fill the square: purposes, coordinates and bounces.
+// Over many pixels all pairs of numbers of a path fill the square: purposes, coordinates and
+// bounces.
 TEST(Sobol, PurposesAndBouncesAreIndependent) {
     constexpr std::uint32_t kFrames = 16, kPixels = 512;
     const Draw purposes[] = {Draw::pixel,

@@ -88,7 +88,6 @@ constexpr int kRgbe = 4; // bits of a test case whose texels share an exponent
 
 TEST(Lookup, BilinearAgreesWithTheFourTexels) {
     const SeededDraws seed(11);
-    BuildExponentTable();
     for (int kind = 0; kind < 12; ++kind) {
         const int channels = kind % 3 == 0 ? 1 : kind % 3 + 2;
         const int bits = kind / 3 == 3 ? kRgbe : 8 << kind / 3;
