@@ -94,7 +94,8 @@ EmbreeScene make_scene(const Scene& scene, const std::string& isa, RTCBuildQuali
     return result;
 }
 
-// Calls make(isa, quality) for medium and high quality, with AVX2 and with AVX-512 where it is there.
+// Calls make(isa, quality) for medium and high quality, with AVX2 and with AVX-512 where it is
+// there.
 template<typename Make>
 std::vector<EmbreeScene> every_way(Make make) {
     std::vector<EmbreeScene> scenes;

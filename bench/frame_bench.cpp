@@ -1,5 +1,5 @@
-// Whole frames of the room example: their rate on one and two threads, the error of gathering and of
-// path tracing after equal time, photons, and the tree of caustic photons.
+// Whole frames of the room example: their rate on one and two threads, the error of gathering and
+// of path tracing after equal time, photons, and the tree of caustic photons.
 // SPDX-License-Identifier: MIT
 #include "frame/phases.h"
 #include "integrate/caustics.h"

@@ -1,7 +1,7 @@
-// Counts paths that leave a closed sphere: its faces share their vertices, so none should. The sphere
-// stands at growing distances from the origin, where positions have fewer digits. Embree's robust mode
-// is asked for the same rays; it knows of no face that a ray has left.
-// usage: leaks [BOUNCES]
+// Counts paths that leave a closed sphere: its faces share their vertices, so none should. The
+// sphere stands at growing distances from the origin, where positions have fewer digits. Embree's
+// robust mode is asked for the same rays; it knows of no face that a ray has left. usage: leaks
+// [BOUNCES]
 // SPDX-License-Identifier: MIT
 #ifdef MOONHARE_EMBREE
 #include "embree_side.h"

@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: MIT
 #include "check.h"
 
-#include "atomic_file.h"
 #include "check_scene.h"
 #include "confinement.h"
+#include "files.h"
 #include "frame/phases.h"
 #include "integrate/output_images.h"
 #include "json_text.h"

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "check_meshes.h"
 
-#include "atomic_file.h"
+#include "files.h"
 #include "geometry/obj_reader.h"
 #include "geometry/objects.h"
 #include "math/count_text.h"

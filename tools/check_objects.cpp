@@ -8,6 +8,7 @@
 #include "accel/tree.h"
 #include "geometry/state.h"
 #include "math/count_text.h"
+#include "run/estimator.h"
 #include "run/types.h"
 #include "scene_memory.h"
 
@@ -121,7 +122,7 @@ void check_face_numbers(SceneCheck& check, const Graph& graph) {
 
 // Cells for photons lie on the faces of the root, and only there.
 void check_cells(SceneCheck& check, const Graph& graph) {
-    if (!gathers_photons()) return;
+    if (!chooses_gathering()) return;
     for (const std::uint32_t i : graph.loose)
         if (i != graph.root && primitive_count(Objects[i]) > 0)
             add_warning(check.lines, check.lines.object_places[i],

@@ -13,6 +13,7 @@
 #include "math/memory.h"
 #include "output/image_writer.h"
 #include "output/state.h"
+#include "run/estimator.h"
 #include "run/state.h"
 #include "scene/blocks.h"
 #include "scene_memory.h"
@@ -124,7 +125,7 @@ bool has_wide_pixels(const std::string& path) {
 bool counts(const SceneCheck& check, const Doubt& doubt) {
     switch (doubt.rule->when) {
     case When::always: return true;
-    case When::gathering: return gathers_photons();
+    case When::gathering: return chooses_gathering();
     case When::lamps_sampled:
         return GeometryLight.sample > 0 && !check.round_shaders.contains(doubt.subject);
     case When::lamps_unsampled: return GeometryLight.sample < 1 && GeometryLight.photons > 0;
@@ -170,10 +171,6 @@ std::string NearestOf(SceneCheck& check, const std::string& name,
     if (check.comparisons > kMostComparisons) return {};
     const std::vector<std::string_view> legal(names.begin(), names.end());
     return NearestWord(name, legal);
-}
-
-bool gathers_photons() {
-    return RendererSettings.distance > 0.0f && RendererSettings.resolution > 0.0f;
 }
 
 void CheckReadScene(const std::string& directory, SceneLines& lines, CapturedReport& report) {

@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "checkpoint.h"
 
-#include "atomic_file.h"
 #include "byte_fields.h"
+#include "files.h"
 #include "integrate/frame_sums.h"
 #include "integrate/output_images.h"
 #include "integrate/state.h"

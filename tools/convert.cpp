@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "convert.h"
 
-#include "atomic_file.h"
+#include "files.h"
 #include "frame/phases.h"
 #include "math/srgb.h"
 #include "output/image_writer.h"

@@ -1,7 +1,7 @@
 // The command "diff".
 // SPDX-License-Identifier: MIT
-#include "atomic_file.h"
 #include "convert.h"
+#include "files.h"
 #include "frame/phases.h"
 #include "json_text.h"
 #include "pixels.h"

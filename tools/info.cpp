@@ -1,9 +1,9 @@
 // The command "info": what a scene holds, without rendering it.
 // SPDX-License-Identifier: MIT
-#include "atomic_file.h"
 #include "captured_report.h"
 #include "check.h"
 #include "confinement.h"
+#include "files.h"
 #include "frame/phases.h"
 #include "geometry/state.h"
 #include "integrate/output_images.h"
@@ -12,6 +12,7 @@
 #include "math/memory.h"
 #include "output/camera.h"
 #include "output/state.h"
+#include "run/estimator.h"
 #include "run/state.h"
 #include "scene_memory.h"
 #include "shading/images.h"
@@ -119,8 +120,7 @@ std::string description() {
     for (std::size_t i = 0; i < Cameras.size(); ++i)
         describe_camera(text, Cameras[i], i);
     const double image_bytes = describe_images(text);
-    const bool gathers = RendererSettings.distance > 0.0f && RendererSettings.resolution > 0.0f;
-    return text + "mode: " + (gathers ? "gather" : "path") + "\nseed: "
+    return text + "mode: " + (chooses_gathering() ? "gather" : "path") + "\nseed: "
            + (RendererSettings.seed < 0 ? "none" : std::to_string(RendererSettings.seed))
            + "\ntotal: " + CountText(static_cast<std::int64_t>(Objects.size()), "object") + ", "
            + CountText(primitives, "primitive") + ", " + megabytes(image_bytes)

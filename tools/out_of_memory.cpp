@@ -1,6 +1,6 @@
-// The end of the program when memory has run out. An allocation that returns nothing crashes or ends
-// many of the libraries below this one, each in its own way: so none does. Files are written under
-// another name first, and stay whole.
+// The end of the program when memory has run out. An allocation that returns nothing crashes or
+// ends many of the libraries below this one, each in its own way: so none does. Files are written
+// under another name first, and stay whole.
 // SPDX-License-Identifier: MIT
 #include "options.h"
 
@@ -11,7 +11,8 @@
 
 #include <unistd.h>
 
-// The C library's own functions, under the names that remain when a program replaces the usual ones.
+// The C library's own functions, under the names that remain when a program replaces the usual
+// ones.
 extern "C" {
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);

@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: MIT
 #include "render.h"
 
-#include "atomic_file.h"
 #include "check.h"
 #include "checkpoint.h"
 #include "confinement.h"
+#include "files.h"
 #include "frame/denoised_images.h"
 #include "frame/phases.h"
 #include "integrate/output_images.h"
@@ -326,7 +326,7 @@ bool is_refused(const Arguments& arguments, const std::vector<Fault>& faults) {
 }
 
 int write_report(const std::string& path, const std::string& scene, int status) {
-    const std::string fault = ReplaceFile(path, ReportText(run.record, scene, status));
+    const std::string fault = ReplaceFile(path, RunReportText(run.record, scene, status));
     if (fault.empty()) return status;
     Complain("cannot write " + path + ": " + fault);
     return status == kDone ? kNotWritten : status;

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "run_control.h"
 
-#include "atomic_file.h"
+#include "files.h"
 #include "integrate/whole_frames.h"
 #include "math/stop.h"
 #include "options.h"

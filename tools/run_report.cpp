@@ -110,7 +110,7 @@ std::vector<std::string> ImageStatistics() {
     return images;
 }
 
-std::string ReportText(const RunRecord& record, const std::string& scene, int status) {
+std::string RunReportText(const RunRecord& record, const std::string& scene, int status) {
     JsonObject object;
     add(object, "scene", JsonString(scene));
     add(object, "exit_status", std::to_string(status));

@@ -24,7 +24,7 @@ struct RunRecord {
 // Statistics of all images as they are written after the frame just done.
 std::vector<std::string> ImageStatistics();
 
-std::string ReportText(const RunRecord& record, const std::string& scene, int status);
+std::string RunReportText(const RunRecord& record, const std::string& scene, int status);
 
 // Of the process so far.
 double peak_memory_bytes();

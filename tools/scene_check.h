@@ -25,7 +25,4 @@ struct SceneCheck {
 std::string NearestOf(SceneCheck& check, const std::string& name,
                       const std::set<std::string>& names);
 
-// Whether the settings choose final gathering.
-bool gathers_photons();
-
 } // namespace mh

@@ -7,6 +7,7 @@
 #include "integrate/output_images.h"
 #include "lights/state.h"
 #include "output/state.h"
+#include "run/estimator.h"
 #include "run/state.h"
 #include "run_report.h"
 #include "shading/state.h"
@@ -94,8 +95,7 @@ double size_bytes(const Part& part) {
 }
 
 double EstimatedMemory() {
-    const bool gathers = RendererSettings.distance > 0.0f && RendererSettings.resolution > 0.0f;
-    const double of_primitive = kTreeBytesOfPrimitive + (gathers ? kBytesOfCell : 0.0);
+    const double of_primitive = kTreeBytesOfPrimitive + (chooses_gathering() ? kBytesOfCell : 0.0);
     double bytes = peak_memory_bytes() + kBytesOfRender + output_bytes();
     if (!SkyLight.image.path.empty()) bytes += kBytesOfSkyMap;
     for (const Object& object : Objects) {

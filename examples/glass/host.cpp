@@ -1,6 +1,6 @@
-// Glass on a table, in the default mode: a ball and a block, whose caustics come from the photons of
-// a spot light, and a standing pane. Scene files have no key for glass. Writes glass.hdr; an argument
-// makes it a trial of few pixels and photons.
+// Glass on a table, in the default mode: a ball and a block, whose caustics come from the photons
+// of a spot light, and a standing pane. Scene files have no key for glass. Writes glass.hdr; an
+// argument makes it a trial of few pixels and photons.
 // SPDX-License-Identifier: MIT
 #include <array>
 #include <cmath>
@@ -64,8 +64,8 @@ void add_ball(int part, int shader, Point center, float radius) {
     mhAddParticles(0, part, 1, vertex);
 }
 
-// Flat faces in one part, since a ray that leaves face i of a part cannot hit face i of another; the
-// ball is of another kind and has its own.
+// Flat faces in one part, since a ray that leaves face i of a part cannot hit face i of another;
+// the ball is of another kind and has its own.
 void add_objects() {
     mhAddObject();
     const int faces = mhAddPart(0), balls = mhAddPart(0);

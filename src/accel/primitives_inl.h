@@ -165,8 +165,8 @@ inline bool hit_particle(const WalkParticle& p, const SphereRoots& roots, const 
     return true;
 }
 
-// The shadow walk looks b - h and b + h ahead, with h as it is and no root, unless the distances are
-// to be true.
+// The shadow walk looks b - h and b + h ahead, with h as it is and no root, unless the distances
+// are to be true.
 inline bool occluding_particle(const SphereRoots& roots, float square, bool true_distances,
                                float limit) {
     if (!(roots.h >= 0.0f)) return false;
@@ -188,7 +188,7 @@ inline Triple<Float8> curve_points(const WalkCylinder& c, const HairCoefficients
            + start * fill<Float8>(triple(c.t0)) + end * fill<Float8>(triple(c.t1));
 }
 
-inline Triple<Float8> unit(const Triple<Float8>& a) {
+inline Triple<Float8> unit_direction(const Triple<Float8>& a) {
     return (fill<Float8>(1.0f) / root(dot(a, a))) * a;
 }
 
@@ -207,11 +207,11 @@ inline bool hit_cylinder(const WalkCylinder& c, const LocalRay& ray, float limit
     const Float8 radius =
         fill<Float8>(c.radius0) * (fill<Float8>(1.0f) - weight) + fill<Float8>(c.radius1) * weight;
     const Triple<Float8> piece = b - a;
-    const Triple<Float8> across = unit(cross(direction, piece));
+    const Triple<Float8> across = unit_direction(cross(direction, piece));
     const Float8 offset = dot(across, a - origin);
     unsigned lanes = less(absolute(offset), radius);
     if (lanes == 0) return false;
-    const Triple<Float8> facing = unit(cross(piece, across));
+    const Triple<Float8> facing = unit_direction(cross(piece, across));
     const Float8 t = dot(facing, a - origin) / dot(facing, direction);
     const Float8 epsilon = fill<Float8>(kRayEpsilon);
     lanes &= less(epsilon, t) & less(t + epsilon, fill<Float8>(limit));

@@ -33,8 +33,7 @@ inline bool any_block(const WalkNode<N>& node, unsigned slots, const Visit& visi
 template<int M, typename F>
 inline unsigned hit_block(const WalkBlock<M>& block, const WalkRay& ray, float limit,
                           TriangleHits<F>& hits) {
-    const F* const type = nullptr;
-    return hit_triangles(block.triangles, lanes_of(ray.origin, type), lanes_of(ray.direction, type),
+    return hit_triangles(block.triangles, lanes_of<F>(ray.origin), lanes_of<F>(ray.direction),
                          limit, hits);
 }
 

@@ -53,7 +53,7 @@ inline StackKey nearest_child(const std::uint32_t* children, unsigned entered, c
     while (entered != 0) { // NOLINT(bugprone-infinite-loop): next_key takes a bit off it
         StackKey key = next_key();
         order(a, key);
-        // Past all places, without a branch that stops at the right one: it would be guessed wrong.
+        // Past all places, without a branch that stops at the right one: it would be mispredicted.
         for (StackKey* place = first; place != top; ++place)
             order(key, *place);
         *top++ = key;

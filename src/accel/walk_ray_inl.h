@@ -15,7 +15,7 @@ struct PlaneRows {
     std::uint32_t near[3], far[3];
 };
 
-// Set by the signs of the inverse direction, without a branch, which would be guessed wrong on every
+// Set by the signs of the inverse direction, without a branch, which would be mispredicted on every
 // other ray.
 inline PlaneRows plane_rows(const Triple<float>& inverse) {
     constexpr std::uint32_t kRow = sizeof(Float8), kSide = 3 * kRow;
@@ -41,17 +41,18 @@ inline WalkRay walk_ray(const LocalRay& local, const Triple<float>& inverse) {
             plane_rows(inverse)};
 }
 
-inline Float8 lanes_of(const Float8& a, const Float8*) {
-    return a;
-}
-
-inline Float4 lanes_of(const Float8& a, const Float4*) {
-    return low_half(a);
+// All of eight equal lanes, or as many as F has.
+template<typename F>
+inline F lanes_of(const Float8& a) {
+    if constexpr (std::is_same_v<F, Float8>)
+        return a;
+    else
+        return low_half(a);
 }
 
 template<typename F>
-inline Triple<F> lanes_of(const Triple<Float8>& a, const F* type) {
-    return {lanes_of(a.x, type), lanes_of(a.y, type), lanes_of(a.z, type)};
+inline Triple<F> lanes_of(const Triple<Float8>& a) {
+    return {lanes_of<F>(a.x), lanes_of<F>(a.y), lanes_of<F>(a.z)};
 }
 
 // As many floats as a node has children, or a block triangles.
@@ -65,7 +66,7 @@ struct FloatLanes<8> {
 
 template<>
 struct FloatLanes<4> {
-    using Type = Float4;
+    using Type = Lanes4;
 };
 
 // The children that the ray enters within the limit, a bit each, with their entry and exit
@@ -74,11 +75,10 @@ template<int N>
 inline unsigned enter_children(const WalkNode<N>& node, const WalkRay& ray, float limit,
                                float* entries, float* exits) {
     using F = typename FloatLanes<N>::Type;
-    const F* const type = nullptr;
     const char* planes = reinterpret_cast<const char*>(node.planes);
     const auto distance = [&](std::size_t row, const Float8& origin, const Float8& inverse) {
         const F plane = load<F>(reinterpret_cast<const float*>(planes + row * N / kWide));
-        return (plane - lanes_of(origin, type)) * lanes_of(inverse, type);
+        return (plane - lanes_of<F>(origin)) * lanes_of<F>(inverse);
     };
     F entry = fill<F>(kBoxStart);
     entry = max(distance(ray.rows.near[0], ray.origin.x, ray.inverse.x), entry);

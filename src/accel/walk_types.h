@@ -1,6 +1,6 @@
 // What the walks read and write: the stream of an object's nodes and primitives, made by
-// PrepareWalk, and the query that a kernel answers. Plain fields only, no functions: the kernels are
-// compiled for different processors.
+// PrepareWalk, and the query that a kernel answers. Plain fields only, no functions: the kernels
+// are compiled for different processors.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -22,7 +22,7 @@ constexpr std::uint32_t kWalkLeaf = 0x20000000u;   // primitives up to the one t
 // A node whose children all stand in one block behind it, of as many triangles as it has slots.
 constexpr std::uint32_t kWalkBottom = kWalkBlocks;
 constexpr std::uint32_t kWalkKind = kWalkBlocks | kWalkNarrow | kWalkLeaf;
-// The place of a triangle in a walk's own list, in the unit's stead; never in a stream.
+// The place of a triangle in a walk's own list, in place of the unit; never in a stream.
 constexpr std::uint32_t kWalkCandidate = kWalkLeaf | kWalkNarrow;
 
 // A WideNode, cut to N slots.
@@ -51,8 +51,8 @@ struct WalkTriangles {
     std::uint32_t shader[N];
 };
 
-// Triangles of the leaves of a node, in the order of slots and, within a slot, of references. Places
-// that are left over have a zero normal and are never hit.
+// Triangles of the leaves of a node, in the order of slots and, within a slot, of references.
+// Places that are left over have a zero normal and are never hit.
 template<int N>
 struct alignas(64) WalkBlock {
     WalkTriangles<N> triangles;

@@ -20,7 +20,7 @@ inline bool is_done(Phase phase) {
     return (Progress.done & bit_of(phase)) != 0;
 }
 
-// An error line that names the call, unless it came before in this run.
+// An error line that names the call, unless this run has printed it before.
 void ReportFault(const char* call, HostFault fault, const std::string& text);
 
 // What ends an exported function by an exception: no memory, as a rule. One line is reported, and
@@ -35,7 +35,7 @@ void EndCall(const char* call) noexcept;
         return __VA_ARGS__;                                                                        \
     }
 
-// From here on every fault is told again; at the start of a run.
+// From here on every fault is reported again; at the start of a run.
 void ForgetFaults();
 
 // Between mhStartup and the end of the scene.

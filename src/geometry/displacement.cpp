@@ -87,7 +87,8 @@ void warn_of_size(const Shader& shader, std::int64_t level) {
     ReportRule();
 }
 
-// Levels of layer k of the shaders that have it; those whose grids would not fit into the machine are refused.
+// Levels of layer k of the shaders that have it; those whose grids would not fit into the machine
+// are refused.
 std::map<std::uint32_t, std::int64_t> admitted_levels(const Part& part, std::size_t k) {
     constexpr double kMostVertices = std::numeric_limits<std::uint32_t>::max();
     std::map<std::uint32_t, double> faces_of_shader;

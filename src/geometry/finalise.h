@@ -8,7 +8,7 @@
 
 namespace mh {
 
-// Reports mixed kinds and arrays of another size than the positions, which are then brought to it;
+// Reports mixed kinds, and arrays whose size differs from the positions', which are resized;
 // gives faces without a shader the part's, and removes primitives that cannot be traced.
 void CheckPart(Part& part);
 
@@ -17,11 +17,11 @@ void CheckPart(Part& part);
 std::string UntraceableFault(const Part& part);
 
 // Removes primitives with indices out of range or with coordinates that are not finite or beyond
-// 1e18; one error line tells how many.
+// 1e18; one error line reports how many.
 void RemoveUntraceable(Part& part);
 
-// CheckPart, hair parameters and tangents, winding, the split of quads that are no parallelograms,
-// displacement, smoothing, spare memory.
+// CheckPart, hair parameters and tangents, winding, the split of tetragons that are not
+// parallelograms, displacement, smoothing, spare memory.
 void FinalisePart(Part& part);
 
 // Counts, memory and bounds.

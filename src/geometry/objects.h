@@ -11,7 +11,7 @@ int AddObject();
 int AddPart(Object& object); // with its "radius" and "uv" arrays
 int AddInstance(Object& object);
 
-// Both triangles of a quad.
+// Both triangles of a tetragon.
 void AppendHalves(Part& part, const Tetragon& face);
 
 // Arrays of positions, and of the two that every part has.

@@ -52,8 +52,9 @@ struct Ray {
     Vec3 origin;
     Vec3 direction;         // unit
     Vec3 inverse_direction; // written by the walks
-    // Triangle: barycentric weights of the corners. Quad: bilinear parameters, 0. Hair: position
-    // across in -1..1, undefined, position along the segment. Particle: hit point - centre.
+    // Triangle: barycentric weights of the corners. Tetragon: bilinear parameters, 0. Hair:
+    // position across in -1..1, undefined, position along the segment. Particle: hit point -
+    // centre.
     float hit_a = 0.0f, hit_b = 0.0f, hit_c = 0.0f;
     float distance = kFar;                      // in: limit of the ray; out: distance of the hit
     Vec3 weight = {1.0f, 1.0f, 1.0f};           // throughput; of a shadow query: the transparency
@@ -72,7 +73,7 @@ struct Ray {
     std::uint8_t hair_lobe = 0; // sampled by a hair glossy bounce: 0 R, 1 TT, 2 TRT
     Scatter prior_scatter = Scatter::specular_reflection;
     Scatter scatter = Scatter::specular_reflection;
-    Scatter last_spread = Scatter::none; // the last bounce that was none of a mirror
+    Scatter last_spread = Scatter::none; // the last bounce that was not specular
     std::uint8_t thread = 0;             // index into ThreadStates
     std::uint8_t depth = 0;              // bounces of any kind
     std::uint8_t diffuse_bounces = 0;

@@ -242,7 +242,7 @@ void finish_surface_point(const Ray& ray, SurfacePoint& point) {
     set_fresnel(layer, ray, point);
 }
 
-// Triangles and quads.
+// Triangles and tetragons.
 template<typename Face>
 void build_face_point(const Ray& ray, const Shader& shader, const Face& face, SurfacePoint& point) {
     const Part& part = *ray.hit_part;

@@ -17,7 +17,7 @@ void build_surface_point(const Ray& ray, SurfacePoint& point);
 int pick_layer(const Shader& shader, const SurfacePoint& point, bool front, float u);
 
 // Exact estimator: starts the ray, whose direction is set, so far off the point's surface that
-// rounding cannot let it hit the face that it leaves [Wachter19]. Fibres and particles are left
+// rounding cannot let it hit the face that it leaves [Wachter19]. Hair and particles are left
 // alone: they are not hit again.
 void leave_surface(Ray& ray, const SurfacePoint& point);
 

@@ -64,12 +64,6 @@ HitVertices<4> vertices_at_square(const Tetragon& face, const Vec2& ab) {
     return vertices_at(face, ab.y, ab.x);
 }
 
-// Also of normals of tiny faces, which normalize() leaves too short.
-Vec3 unit(const Vec3& v) {
-    const float largest = largest_coordinate(v);
-    return largest > 0.0f ? normalize(v / largest) : v;
-}
-
 void measure(const std::array<Vec3, 3>& p, Vec3& normal, float& area) {
     normal = triangle_normal(p[0], p[1], p[2]);
     area = triangle_area(p[0], p[1], p[2]);
@@ -94,7 +88,7 @@ void place(const Emitter& emitter, const HitVertices<N>& at, EmitterPoint& point
     point.rounding = kRounding * extent;
     Vec3 normal;
     measure(corner, normal, point.primitive_area);
-    const Vec3 outward = unit(emitter.normal_matrix * normal);
+    const Vec3 outward = unit_direction(emitter.normal_matrix * normal);
     point.normal = point.front ? outward : -outward;
 }
 

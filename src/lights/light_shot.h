@@ -21,8 +21,8 @@ struct LightShot {
     std::int32_t target_primitive;
     HitKind target_kind;
     SampleCursor cursor; // index of the sample, at the ray's dimension
-    // Samples of a first-hit loop: over the whole run, of the exact estimator in this frame; 0 for a
-    // deep hit.
+    // Samples of a first-hit loop: over the whole run, of the exact estimator in this frame; 0 for
+    // a deep hit.
     std::uint32_t count = 0;
 };
 

@@ -136,8 +136,8 @@ void add_exact_sky_sample(const LightShot& shot, LightSplit& sum) {
     add_arrival(shot, response, arrival, sum);
 }
 
-// What a ray that has spread sees of the exact estimator's sky, weighed against the samples that its
-// source point took.
+// What a ray that has spread sees of the exact estimator's sky, weighed against the samples that
+// its source point took.
 Vec3 exact_radiance_seen(const Ray& ray) {
     if (spread_bounces(ray) == 0 || SkyLight.distribution.texels.empty())
         return radiance_seen(ray, kNoTexel);

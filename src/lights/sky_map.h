@@ -30,7 +30,8 @@ void place_sky_line(int face, const SkyLine& as, float b, SkyPlaces& places);
 // The image, times the colour.
 Vec3 sky_image_radiance(const Vec2& uv);
 
-// Filters the image into the faces, keeps the radiance of the texels' corners and fills the table. An image that is black leaves the table empty.
+// Filters the image into the faces, keeps the radiance of the texels' corners and fills the table.
+// An image that is black leaves the table empty.
 void BuildSkyMap();
 
 // Coordinate on the cube, from 1 down to -1, of a face's line between texels, 0 to kSkyFaceSize.

@@ -1,5 +1,5 @@
-// Control groups of both versions, by the files under /proc and /sys. In a container only the root of
-// a hierarchy may be visible; files that are missing set no limit.
+// Control groups of both versions, by the files under /proc and /sys. In a container only the root
+// of a hierarchy may be visible; files that are missing set no limit.
 // SPDX-License-Identifier: MIT
 #include "math/control_group.h"
 

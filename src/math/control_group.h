@@ -7,7 +7,7 @@
 
 namespace mh {
 
-// Leads the names of the system's files; empty but in tests.
+// Prefix of the names of the system's files; empty except in tests.
 extern std::string SystemRoot;
 
 // The number that a file of the system starts with; infinite where it is missing or holds a word.

@@ -1,4 +1,4 @@
-// A 64-bit digest of bytes: tells files and scenes apart, and is no defence against intent.
+// A 64-bit digest of bytes: distinguishes files and scenes, and is no defence against forgery.
 // SPDX-License-Identifier: MIT
 #pragma once
 

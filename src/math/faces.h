@@ -1,4 +1,4 @@
-// Areas and normals of triangles and of quads that need not be exactly flat.
+// Areas and normals of triangles and of tetragons, which need not be exactly flat.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -6,8 +6,8 @@
 
 namespace mh {
 
-// Half the cross product of two edges, and of the diagonals of a quad, in double: what Heron's and
-// Bretschneider's formulas give, without their cancellation on thin faces. 0 for a face without
+// Half the cross product of two edges, and of the diagonals of a tetragon, in double: what Heron's
+// and Bretschneider's formulas give, without their cancellation on thin faces. 0 for a face without
 // area: the root has no floor, since the light of a lamp is proportional to its area.
 float triangle_area(const Vec3& p0, const Vec3& p1, const Vec3& p2);
 float tetragon_area(const Vec3& p0, const Vec3& p1, const Vec3& p2, const Vec3& p3);

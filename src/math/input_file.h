@@ -1,5 +1,5 @@
-// The one way to open a file that a scene or a user names. What is no regular file, such as a FIFO, a
-// device or a directory, may block for ever or have no end, and is not opened.
+// The one way to open a file that a scene or a user names. Anything but a regular file is refused:
+// a FIFO may block for ever, and a device may have no end.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -33,7 +33,8 @@ InputFile OpenInput(const std::string& path, Origin origin = Origin::scene);
 // The same, behind a byte order mark of UTF-8.
 InputFile OpenText(const std::string& path);
 
-// Opens the file for a process that can open none later: OpenInput then hands it out, from its start.
+// Opens the file for a process that can open none later: OpenInput then hands it out, from its
+// start.
 void PreopenInput(const std::string& path);
 
 // From here on nothing that a scene names is opened outside of the folder, links followed, and

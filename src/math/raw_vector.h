@@ -1,5 +1,5 @@
-// Vectors of records that their maker writes in full: what resize() adds is left as the memory is, so
-// that it is touched once, and by the threads that fill it.
+// Vectors of records that their maker writes in full: what resize() adds is left as the memory is,
+// so that it is touched once, and by the threads that fill it.
 // SPDX-License-Identifier: MIT
 #pragma once
 

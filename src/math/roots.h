@@ -29,8 +29,8 @@ inline Vec3 normalize(const Vec3& v) {
     return square == 0.0f ? v : v * (1.0f / safe_root(square));
 }
 
-// Unit length whatever the scale of v, for the normals of tiny and of huge faces; zero only for zero
-// and for what is not finite.
+// Unit length whatever the scale of v, for the normals of tiny and of huge faces; zero only for
+// zero and for what is not finite.
 inline Vec3 unit_direction(const Vec3& v) {
     const float square = dot(v, v);
     if (square > kSmallestSquare && square < kLargestSquare) return v * (1.0f / std::sqrt(square));

@@ -1,5 +1,5 @@
-// A selection between two numbers by a condition that is as good as random, where a branch would be
-// guessed wrong every other time.
+// A selection between two numbers by a condition that varies at random, where a branch would be
+// mispredicted every other time.
 // SPDX-License-Identifier: MIT
 #pragma once
 

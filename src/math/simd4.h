@@ -1,5 +1,6 @@
 // Four floats or integers side by side, in the vector types of g++ and clang, and the bytes of
-// texels that become such: SSE2 where there is any, plain code elsewhere, with bit-identical results.
+// texels that become such: SSE2 where there is any, plain code elsewhere, with bit-identical
+// results.
 // SPDX-License-Identifier: MIT
 #pragma once
 

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <type_traits>
 
 #ifdef __AVX2__
 #include <immintrin.h>
@@ -45,7 +46,7 @@ struct Float8 {
     __m256 v;
 };
 
-struct Float4 {
+struct Lanes4 {
     __m128 v;
 };
 
@@ -69,23 +70,25 @@ inline void store_falling(std::uint32_t* to, const std::uint32_t (&from)[4], uns
     _mm_storeu_ps(reinterpret_cast<float*>(to), some);
 }
 
-inline Float8 load(const float* p, Float8*) {
-    return {_mm256_loadu_ps(p)};
-}
-
-inline Float4 load(const float* p, Float4*) {
-    return {_mm_loadu_ps(p)};
-}
-
-inline Double4 load(const float* p, Double4*) { // widened
-    return {_mm256_cvtps_pd(_mm_loadu_ps(p))};
+// The type of the lanes is named at the call; doubles are widened floats. One float stands where a
+// template wants lanes.
+template<typename F>
+inline F load(const float* p) {
+    if constexpr (std::is_same_v<F, Float8>)
+        return {_mm256_loadu_ps(p)};
+    else if constexpr (std::is_same_v<F, Lanes4>)
+        return {_mm_loadu_ps(p)};
+    else if constexpr (std::is_same_v<F, Double4>)
+        return {_mm256_cvtps_pd(_mm_loadu_ps(p))};
+    else
+        return *p;
 }
 
 inline void store(float* p, Float8 a) {
     _mm256_storeu_ps(p, a.v);
 }
 
-inline void store(float* p, Float4 a) {
+inline void store(float* p, Lanes4 a) {
     _mm_storeu_ps(p, a.v);
 }
 
@@ -93,19 +96,19 @@ inline void store(double* p, Double4 a) {
     _mm256_storeu_pd(p, a.v);
 }
 
-inline Float8 fill(float s, Float8*) {
-    return {_mm256_set1_ps(s)};
+template<typename F>
+inline F fill(float s) {
+    if constexpr (std::is_same_v<F, Float8>)
+        return {_mm256_set1_ps(s)};
+    else if constexpr (std::is_same_v<F, Lanes4>)
+        return {_mm_set1_ps(s)};
+    else if constexpr (std::is_same_v<F, Double4>)
+        return {_mm256_set1_pd(static_cast<double>(s))};
+    else
+        return s;
 }
 
-inline Float4 fill(float s, Float4*) {
-    return {_mm_set1_ps(s)};
-}
-
-inline Double4 fill(float s, Double4*) {
-    return {_mm256_set1_pd(static_cast<double>(s))};
-}
-
-inline Float4 low_half(Float8 a) {
+inline Lanes4 low_half(Float8 a) {
     return {_mm256_castps256_ps128(a.v)};
 }
 
@@ -125,19 +128,19 @@ inline Float8 operator/(Float8 a, Float8 b) {
     return {_mm256_div_ps(a.v, b.v)};
 }
 
-inline Float4 operator+(Float4 a, Float4 b) {
+inline Lanes4 operator+(Lanes4 a, Lanes4 b) {
     return {_mm_add_ps(a.v, b.v)};
 }
 
-inline Float4 operator-(Float4 a, Float4 b) {
+inline Lanes4 operator-(Lanes4 a, Lanes4 b) {
     return {_mm_sub_ps(a.v, b.v)};
 }
 
-inline Float4 operator*(Float4 a, Float4 b) {
+inline Lanes4 operator*(Lanes4 a, Lanes4 b) {
     return {_mm_mul_ps(a.v, b.v)};
 }
 
-inline Float4 operator/(Float4 a, Float4 b) {
+inline Lanes4 operator/(Lanes4 a, Lanes4 b) {
     return {_mm_div_ps(a.v, b.v)};
 }
 
@@ -158,7 +161,7 @@ inline Float8 max(Float8 a, Float8 b) {
     return {_mm256_max_ps(a.v, b.v)};
 }
 
-inline Float4 max(Float4 a, Float4 b) {
+inline Lanes4 max(Lanes4 a, Lanes4 b) {
     return {_mm_max_ps(a.v, b.v)};
 }
 
@@ -167,7 +170,7 @@ inline Float8 min(Float8 a, Float8 b) {
     return {_mm256_min_ps(a.v, b.v)};
 }
 
-inline Float4 min(Float4 a, Float4 b) {
+inline Lanes4 min(Lanes4 a, Lanes4 b) {
     return {_mm_min_ps(a.v, b.v)};
 }
 
@@ -193,7 +196,7 @@ inline unsigned less_equal(Float8 a, Float8 b) {
     return static_cast<unsigned>(_mm256_movemask_ps(_mm256_cmp_ps(a.v, b.v, _CMP_LE_OQ)));
 }
 
-inline unsigned less_equal(Float4 a, Float4 b) {
+inline unsigned less_equal(Lanes4 a, Lanes4 b) {
     return static_cast<unsigned>(_mm_movemask_ps(_mm_cmple_ps(a.v, b.v)));
 }
 
@@ -209,7 +212,7 @@ struct Lanes {
 };
 
 using Float8 = Lanes<float, 8>;
-using Float4 = Lanes<float, 4>;
+using Lanes4 = Lanes<float, 4>;
 using Double4 = Lanes<double, 4>;
 
 template<int N, typename Operation>
@@ -234,9 +237,16 @@ inline void store_falling(std::uint32_t* to, const std::uint32_t (&from)[N], uns
         to[k] = from[kFallingBits.bit[set][k]];
 }
 
-template<typename T, int N>
-inline Lanes<T, N> load(const float* p, Lanes<T, N>*) {
-    return each<N>([&](int k) { return static_cast<T>(p[k]); });
+template<typename F>
+inline F load(const float* p) {
+    if constexpr (std::is_same_v<F, float>) {
+        return *p;
+    } else {
+        F result;
+        for (auto& lane : result.v)
+            lane = *p++;
+        return result;
+    }
 }
 
 template<typename T, int N>
@@ -245,12 +255,19 @@ inline void store(T* p, const Lanes<T, N>& a) {
         p[k] = a.v[k];
 }
 
-template<typename T, int N>
-inline Lanes<T, N> fill(float s, Lanes<T, N>*) {
-    return each<N>([&](int) { return static_cast<T>(s); });
+template<typename F>
+inline F fill(float s) {
+    if constexpr (std::is_same_v<F, float>) {
+        return s;
+    } else {
+        F result;
+        for (auto& lane : result.v)
+            lane = s;
+        return result;
+    }
 }
 
-inline Float4 low_half(const Float8& a) {
+inline Lanes4 low_half(const Float8& a) {
     return each<4>([&](int k) { return a.v[k]; });
 }
 
@@ -309,31 +326,12 @@ inline unsigned less_equal(const Lanes<T, N>& a, const Lanes<T, N>& b) {
 #endif
 
 // One float, where a template wants lanes.
-inline float load(const float* p, float*) {
-    return *p;
-}
-
-inline float fill(float s, float*) {
-    return s;
-}
-
 inline float min(float a, float b) {
     return a < b ? a : b;
 }
 
 inline unsigned less_equal(float a, float b) {
     return a <= b ? 1u : 0u;
-}
-
-// load<Float8>(p), fill<Float8>(s): the type of the lanes named at the call.
-template<typename F>
-inline F load(const float* p) {
-    return load(p, static_cast<F*>(nullptr));
-}
-
-template<typename F>
-inline F fill(float s) {
-    return fill(s, static_cast<F*>(nullptr));
 }
 
 } // namespace

@@ -1,6 +1,6 @@
-// Pairs of the Sobol sequence, scrambled by nested random flips of their binary digits [Owen95] that
-// a hash stands in for [Burley20]. Pairs of different keys are independent of one another, each
-// stays as even as the sequence itself, and so does every prefix.
+// Pairs of the Sobol sequence, scrambled by nested random flips of their binary digits [Owen95]
+// that a hash stands in for [Burley20]. Pairs of different keys are independent of one another,
+// each stays as even as the sequence itself, and so does every prefix.
 // SPDX-License-Identifier: MIT
 #pragma once
 

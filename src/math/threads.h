@@ -30,7 +30,7 @@ void keep_exceptions(Caught& caught, const Act& act) {
     }
 }
 
-// For behind the region.
+// To be called after the region.
 inline void throw_caught(const Caught& caught) {
     if (caught.exception) std::rethrow_exception(caught.exception);
 }

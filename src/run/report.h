@@ -1,5 +1,5 @@
 // The console report: a column-aligned table of measured quantities on std::cout, in sections
-// parted by rules. Names carry their own trailing blanks; call from the main thread only.
+// separated by rules. Names carry their own trailing blanks; call from the main thread only.
 // SPDX-License-Identifier: MIT
 #pragma once
 

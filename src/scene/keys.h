@@ -88,7 +88,8 @@ struct Key {
     void* (*open)(void* record) = nullptr;
     Role role = Role::plain;
     std::span<const char* const> choices = {}; // the texts that have an effect; empty: any
-    // Where a wrong value must not pass in silence: what the key takes, and whether values are that.
+    // Where a wrong value must not pass in silence: what the key takes, and whether values are
+    // that.
     const char* wanted = nullptr;
     bool (*accepts)(const Values& values) = nullptr;
     Range range = {};
@@ -126,7 +127,7 @@ struct Block {
     std::span<const Key> keys;
 };
 
-// How values go into a field that starts with value number `first`; kWidth tells how many it takes.
+// How values go into a field that starts with value number `first`; it takes kWidth of them.
 template<typename Field>
 struct FieldOf;
 

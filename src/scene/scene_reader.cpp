@@ -196,8 +196,8 @@ void read_sub_block(Reading& reading, const Block& block, const Key& key, void* 
     read_block(reading, *key.block, nullptr); // what follows is told of in its own terms
 }
 
-// Up to the block's "end" or the end of the text. Blocks nest no deeper than their tables do. Without
-// a record values go nowhere.
+// Up to the block's "end" or the end of the text. Blocks nest no deeper than their tables do.
+// Without a record values go nowhere.
 void read_block(Reading& reading, const Block& block, void* record) {
     tell(reading, ReadEvent::block_opened, block, record);
     std::string_view rest;

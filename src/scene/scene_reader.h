@@ -50,7 +50,7 @@ std::vector<std::string_view> BlockWords();
 // Reads every regular file *.mh of the folder, sorted by name; a missing folder reads as empty.
 void ScanSceneFolder(const std::string& folder, const ReadListener& listener = {});
 
-// Whether the file could be opened; what it holds is added to the scene.
+// Whether the file could be opened; its content is added to the scene.
 bool ReadSceneFile(const std::string& path, const ReadListener& listener = {});
 
 } // namespace mh

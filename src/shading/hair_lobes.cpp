@@ -194,8 +194,8 @@ int sample_hair(const HairTable& table, float h, const SurfacePoint& point, Vec3
         c * std::cos(x) + safe_root(1.0f - c * c) * std::cos(turn) * std::sin(x), -1.0f, 1.0f);
     const float cos_i = safe_root(1.0f - sin_i * sin_i);
 
-    // sin_i is that of the mirrored cone: the difference of the inclinations is the sum of the angles.
-    // Bounces of R alone take it for that of the direction itself.
+    // sin_i is that of the mirrored cone: the difference of the inclinations is the sum of the
+    // angles. Bounces of R alone take it for that of the direction itself.
     const float theta_i = std::atan2(sin_i, cos_i);
     const float sum_of_angles = table.sample_all_lobes ? theta_i + theta_o : theta_i - theta_o;
     const float cos_d = std::cos(0.5f * sum_of_angles);

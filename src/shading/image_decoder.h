@@ -20,7 +20,7 @@ struct Decoding {
 // The format by the file's signature alone; FIF_UNKNOWN without one.
 FREE_IMAGE_FORMAT FormatBySignature(const std::string& file);
 
-// The same with camera raw files, in place of TIFF where one has its signature: for the helper alone.
+// The same with camera raw files, which may have the signature of TIFF: for the helper alone.
 FREE_IMAGE_FORMAT FormatWithRaw(const std::string& file);
 
 // What the file's header claims; nothing for formats whose headers are not read.

@@ -16,7 +16,8 @@ float ward_lobe(const Vec3& outgoing, const Vec3& incoming, const SurfacePoint& 
 Vec3 sample_ward_half_vector(float u, float v, const SurfacePoint& point);
 
 // Density of the directions into which facets of sample_ward_half_vector mirror `outgoing`, 1/sr:
-// that of the facets, exp(-(ht^2 + hb^2) / hn^2) / (pi ru rv hn^3), over 4 (outgoing . h) [Walter05].
+// that of the facets, exp(-(ht^2 + hb^2) / hn^2) / (pi ru rv hn^3), over 4 (outgoing . h)
+// [Walter05].
 float facet_density(const Vec3& outgoing, const Vec3& incoming, const SurfacePoint& point);
 
 // Facets that are tried for one that sends light to its side of the surface.
@@ -25,8 +26,8 @@ constexpr int kMostFacets = 32;
 // A facet by random numbers.
 Vec3 random_facet(const SurfacePoint& point);
 
-// How many facets it took to find one that mirrors `outgoing` to the outer side: 1 over the share of
-// such facets on average, and exactly 1 where all but 1e-7 of them do.
+// How many facets it took to find one that mirrors `outgoing` to the outer side: 1 over the share
+// of such facets on average, and exactly 1 where all but 1e-7 of them do.
 int facets_until_reflection(const SurfacePoint& point);
 
 // Diffuse fibre about the point's tangent [KajiyaKay89, lambertian cylinder], over 4 pi.

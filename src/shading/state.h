@@ -24,8 +24,8 @@ void ResetShading();
 // Folders of images, in the order in which they are tried; kept from scene to scene.
 extern std::vector<std::string> ImageSearchPaths;
 
-// The program that decodes images; kept. Empty, as it is but in tests: the one installed with this
-// library.
+// The program that decodes images; kept from scene to scene. Empty, except in tests: the one
+// installed with this library.
 extern std::string ImageHelper;
 
 } // namespace mh

@@ -1,5 +1,5 @@
-// The surface point that a hit expands into: shading frame, roughness, Fresnel terms and the colours
-// of the layers. It lives on the stack of the function that shades the hit.
+// The surface point that a hit expands into: shading frame, roughness, Fresnel terms and the
+// colours of the layers. It lives on the stack of the function that shades the hit.
 // SPDX-License-Identifier: MIT
 #pragma once
 

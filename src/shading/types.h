@@ -53,8 +53,8 @@ enum class Wrap : std::uint8_t { repeat = 0, clamp = 1, mirror = 2 };
 // Layouts of texels that have look-ups of their own.
 enum class TexelFormat : std::uint8_t { other, grey_bytes, rgb_bytes, rgba_bytes, rgbe };
 
-// Texels along an axis up to which such look-ups are exact: floats hold the integers up to four times
-// as many.
+// Texels along an axis up to which such look-ups are exact: floats hold the integers up to four
+// times as many.
 constexpr std::int32_t kLargestGrid = 1 << 22;
 
 // What such look-ups need of an image beside its pixels.

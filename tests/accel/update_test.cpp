@@ -227,8 +227,8 @@ TEST(Collapse, StreamsAreNoLargerThanTheLimitsOfPrimitivesAssume) {
         }
 }
 
-// A leaf of two triangles between two leaves of one. Each costs its triangles, for the share of rays
-// that those before have let pass.
+// A leaf of two triangles between two leaves of one. Each costs its triangles, for the share of
+// rays that those before have let pass.
 TEST(ReorderTree, PutsTheChildrenThatOccludeMostPerCostFirst) {
     Object object = triangle_row(4, {4, 0, 0});
     object.parts[0].triangles[2].vertex = object.parts[0].triangles[1].vertex;

@@ -126,8 +126,8 @@ TEST_F(Displacing, LeavesFacesWithoutNormalsOrWithTooManyPiecesAlone) {
     }
 }
 
-// Corners and normals of a sphere, 0.2 radians apart. The patch agrees with the sphere but for terms
-// of fourth order in that angle; a flat triangle would be off by its square / 8, 5e-3.
+// Corners and normals of a sphere, 0.2 radians apart. The patch agrees with the sphere but for
+// terms of fourth order in that angle; a flat triangle would be off by its square / 8, 5e-3.
 TEST(PatchPoint, PassesThroughCornersAndFollowsASphere) {
     std::array<OrientedPoint, 3> corners;
     const std::array<Vec3, 3> points = {{{1, 0, 0}, {1, 0.2f, 0}, {1, 0.1f, 0.17f}}};

@@ -69,7 +69,8 @@ TEST(Lamps, RectangleOverItsCornerHasItsFormFactor) {
     EXPECT_NEAR(lit_floor() / 0.167375f, 1.0f, kNoise);
 }
 
-// Overhead, and on the horizon, where half of it is seen: L (t - sin t) / (2 pi), t = 2 asin(r / d).
+// Overhead, and on the horizon, where half of it is seen: L (t - sin t) / (2 pi), t = 2 asin(r /
+// d).
 TEST(Lamps, GlobeHasItsFormFactor) {
     for (const bool overhead : {true, false}) {
         Scene scene;
@@ -188,7 +189,8 @@ TEST(Hair, FibreVanishesInAWhiteSkyBySamplesOfItAndByBounces) {
     }
 }
 
-// Seen across, a smooth fibre mirrors the sky at every offset h by the Fresnel factor of cos(asin h).
+// Seen across, a smooth fibre mirrors the sky at every offset h by the Fresnel factor of cos(asin
+// h).
 TEST(Hair, BouncesOfTheFirstLobeMirrorTheSky) {
     Scene scene;
     set_white_sky(0, 4096);

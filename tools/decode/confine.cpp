@@ -21,8 +21,8 @@ void limit(decltype(RLIMIT_CPU) resource, const char* most) {
     setrlimit(resource, &limits);
 }
 
-// What decoders and the C library need once the file is open. All else fails as without the right to
-// it: no file, no socket, no process.
+// What decoders and the C library need once the file is open. All else fails as without the right
+// to it: no file, no socket, no process.
 constexpr int kAllowed[] = {
     SCMP_SYS(read),         SCMP_SYS(write),         SCMP_SYS(lseek),        SCMP_SYS(close),
     SCMP_SYS(fstat),        SCMP_SYS(newfstatat),    SCMP_SYS(dup),          SCMP_SYS(fcntl),

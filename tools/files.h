@@ -1,4 +1,4 @@
-// Files of the program's own: they appear whole or not at all.
+// Files and folders that the user names, and the complaints about them.
 // SPDX-License-Identifier: MIT
 #pragma once
 

@@ -1,6 +1,6 @@
-// Files of the program's own.
+// Reading of whole files.
 // SPDX-License-Identifier: MIT
-#include "atomic_file.h"
+#include "files.h"
 
 #include <filesystem>
 #include <iostream>
