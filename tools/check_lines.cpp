@@ -113,7 +113,8 @@ void check_missing_value(SceneLines& lines, const ReadNote& note) {
     if (token.empty())
         message += ", " + std::to_string(note.values->count) + " given";
     else
-        message += ": " + in_quotes(token) + " is none, or is out of range";
+        message += ": " + in_quotes(token) + " is not a " + kind_of_value(note.key->kind)
+                   + ", or is out of range";
     add_fault(lines, place_at(note, at), message);
 }
 
@@ -123,7 +124,7 @@ void check_rest(SceneLines& lines, const ReadNote& note) {
     const bool runs_on = !note.unread.empty() && token.data() == note.unread.data();
     add_fault(lines, place_at(note, token.data()),
               needs(*note.key)
-                  + (runs_on ? ": " + in_quotes(token) + " behind it is no part of one"
+                  + (runs_on ? ": " + in_quotes(token) + " follows without a space"
                              : "; the rest is not read"));
 }
 
@@ -157,7 +158,8 @@ void check_choice(SceneLines& lines, const ReadNote& note) {
     if (std::find(words.begin(), words.end(), text) != words.end()) return;
     const std::string_view token = next_word(note.given);
     add_fault(lines, place_at(note, token.data()),
-              in_quotes(note.key->name) + " knows no " + in_quotes(text), NearestWord(text, words));
+              in_quotes(note.key->name) + " does not accept " + in_quotes(text),
+              NearestWord(text, words));
 }
 
 // What the reader said of the file, or that it is not there.
@@ -201,7 +203,8 @@ void hear_values(Listening& to, const ReadNote& note) {
     if (key.role == Role::geometry_file) check_geometry_file(lines, mention, messages);
     if (note.block == &kObjectBlock && note.record != nullptr) note_part(lines, mention, note);
     if (key.role != Role::image_file) return;
-    for (const ReportMessage& message : messages) // of the file itself, the images' check tells
+    for (const ReportMessage& message :
+         messages) // of the file itself: the check of images reports them
         if (!message.text.starts_with("image - ")) AddMessage(lines, mention.place, message);
 }
 

@@ -145,8 +145,8 @@ void check_text(MeshText& mesh, std::string_view content) {
              + " more than 4 corners and are not read: triangulate the mesh, or write "
                "polygons \"split\" before it");
     tell(mesh.check, mesh.bad_numbers,
-         CountText(mesh.bad_numbers.count, "line holds", "lines hold")
-             + " what is no number, and is read as 0");
+         CountText(mesh.bad_numbers.count, "line contains", "lines contain")
+             + " something that is not a number and is read as 0");
 }
 
 } // namespace

@@ -25,31 +25,20 @@ struct Graph {
     std::vector<ReportMessage> messages;
 };
 
-std::vector<std::uint32_t> depths(const std::vector<std::uint32_t>& order) {
-    std::vector<std::uint32_t> depth(Objects.size(), 0);
-    for (const std::uint32_t object : order)
-        for (const Instance& instance : Objects[object].instances)
-            if (instance.object != kUnresolved)
-                depth[instance.object] = std::max(depth[instance.object], depth[object] + 1);
-    return depth;
-}
-
 Graph graph_of(CapturedReport& report) {
     std::vector<std::size_t> counts;
     for (const Object& object : Objects)
         counts.push_back(object.instances.size());
     ResolveInstances();
-    report.take_messages(); // of unknown names, which the lines tell
+    report.take_messages(); // of unknown names, which the check of lines reports
     Graph graph;
     ChooseRoot();
     report.take_messages(); // of the choice
     graph.root = RootObjectIndex;
     for (std::size_t i = 0; i < Objects.size(); ++i)
         if (!Objects[i].referenced) graph.loose.push_back(static_cast<std::uint32_t>(i));
-    std::vector<std::uint32_t> order = OrderObjects();
+    graph.depth = InstanceDepths(OrderObjects());
     graph.messages = report.take_messages();
-    std::reverse(order.begin(), order.end()); // from the root down
-    graph.depth = depths(order);
     for (std::size_t i = 0; i < Objects.size(); ++i)
         Objects[i].instances.resize(counts[i]);
     return graph;
@@ -117,7 +106,7 @@ void check_face_numbers(SceneCheck& check, const Graph& graph) {
         if (share_face_numbers(Objects[graph.loose[i]], Objects[graph.loose[i + 1]]))
             add_warning(check.lines, check.lines.object_places[graph.loose[i]],
                         "rays that leave a face of this object miss the face of the same number in "
-                        "the next one, and the reverse: put them into one object");
+                        "the next one, and vice versa: put them into one object");
 }
 
 // Cells for photons lie on the faces of the root, and only there.

@@ -94,7 +94,7 @@ std::string textures_without_uv(const PartCheck& check) {
     const std::string* shader = find_shader(check, has_image);
     if (shader == nullptr) return {};
     return "no texture coordinates, which the images of shader " + in_quotes(*shader)
-           + " need: one texel covers it all";
+           + " need: one texel covers the whole surface";
 }
 
 // Hits below the root have no tangents of their own.
@@ -103,7 +103,7 @@ std::string frames_of_instances(const PartCheck& check) {
     const std::string* shader = find_shader(check, needs_tangents);
     if (shader == nullptr) return {};
     return "the normal map or anisotropy of shader " + in_quotes(*shader)
-           + " keeps its alignment in the last object without instances alone: put these faces "
+           + " keeps its alignment only in the last object without instances: put these faces "
              "there";
 }
 
@@ -147,7 +147,7 @@ std::string lengths_of_segments(const PartCheck& check) {
     const double mean = sum / static_cast<double>(std::max<std::size_t>(part.cylinders.size(), 1));
     if (part.cylinders.empty() || sum == 0.0 || (mean >= kShort && mean <= kLong)) return {};
     return "segments are " + std::to_string(mean)
-           + " long in the mean: curves have tangents of length 1, and "
+           + " long on average: curves have tangents of length 1, and "
            + (mean < 1.0 ? "bulge; scale the model up" : "look straight; scale the model down");
 }
 

@@ -41,7 +41,7 @@ std::set<std::string> defined_names(SceneCheck& check, Role role, const std::str
     for (const Mention& mention : check.lines.mentions) {
         if (mention.role != role || names.insert(mention.name).second) continue;
         const std::string effect = role == Role::defines_shader ? "this one replaces the first"
-                                                                : "instances see the first alone";
+                                                                : "instances see only the first";
         add_fault(check.lines, mention.place,
                   kind + ' ' + in_quotes(mention.name) + " is defined twice: " + effect);
     }
@@ -67,7 +67,7 @@ void check_outputs(SceneCheck& check) {
         if (!CanWriteAs(mention.name))
             add_fault(check.lines, mention.place,
                       in_quotes(mention.name)
-                          + " has no extension of an image format that is written");
+                          + " has no extension of an image format that can be written");
         if (!names.insert(mention.name).second)
             add_fault(check.lines, mention.place,
                       "another output is named " + in_quotes(mention.name) + " too");
@@ -98,7 +98,8 @@ void check_channels(SceneCheck& check) {
     for (const Mention& mention : check.lines.mentions)
         if (mention.role == Role::channel && !legal.contains(mention.name))
             add_fault(check.lines, mention.place,
-                      in_quotes(mention.name) + " is no channel, and no geometry has such an array",
+                      in_quotes(mention.name)
+                          + " is not a channel, and no geometry has such an array",
                       NearestOf(check, mention.name, legal));
 }
 
@@ -114,7 +115,7 @@ bool any_emission() {
 void check_lights(SceneCheck& check) {
     if (PointLights.empty() && ParallelLights.empty() && !any_emission()
         && !(max_channel(SkyLight.color) > 0.0f))
-        add_scene_fault(check, "no light: the sky is black, and nothing else shines");
+        add_scene_fault(check, "no light: the sky is black, and nothing else emits");
 }
 
 bool has_wide_pixels(const std::string& path) {

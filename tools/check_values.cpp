@@ -50,7 +50,7 @@ void check_numbers(SceneLines& lines, const ReadNote& note, const Range& range,
     }
     if (range.has_length && all_zero)
         add_warning(lines, place_of_word(note),
-                    subject + " is a direction, and this has no length");
+                    subject + " is a direction, but all its numbers are 0");
 }
 
 bool is_number(ValueKind kind) {

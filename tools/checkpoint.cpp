@@ -134,7 +134,7 @@ std::string WriteCheckpoint(const std::string& path, const Checkpoint& checkpoin
 std::string ReadCheckpoint(const std::string& path, Checkpoint& checkpoint) {
     std::string content;
     if (!ReadWholeFile(path, content, Origin::user)) return "cannot be read";
-    if (!content.starts_with(kMagic)) return "is no checkpoint";
+    if (!content.starts_with(kMagic)) return "is not a checkpoint";
     std::uint64_t sum = 0;
     if (content.size() < kMagic.size() + sizeof sum) return "is damaged";
     const std::string_view body(content.data(), content.size() - sizeof sum);

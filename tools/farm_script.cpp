@@ -141,7 +141,7 @@ int PrintFarmScript(const Arguments& arguments) {
     ConfineToScene(arguments);
     const Plan plan = plan_of(arguments);
     if (!plan.fault.empty()) {
-        Complain(plan.fault + "; moonhare check " + arguments.scene + " tells more");
+        Complain(plan.fault + "; run moonhare check " + arguments.scene + "");
         return kSceneFaults;
     }
     std::cout << slurm_script(arguments, plan) << std::flush;

@@ -57,24 +57,25 @@ bool links_nothing(const ClosedBlock& closed) {
 
 constexpr BlockRule kRules[] = {
     {"point_light", nullptr, Severity::warning, When::gathering, casts_no_photons,
-     "\"point_light\" sends no photons, and gathering lives on them: set \"photon\""},
+     "\"point_light\" casts no photons, which gathering needs: set \"photon\""},
     {"parallel_light", nullptr, Severity::warning, When::gathering, casts_no_photons,
-     "\"parallel_light\" sends no photons, and gathering lives on them: set \"photon\""},
+     "\"parallel_light\" casts no photons, which gathering needs: set \"photon\""},
     {"point_light", nullptr, Severity::note, When::always, shines_upwards,
-     "it shines along 0 1 0 and fades to nothing behind; \"inner_angle\" 180 and \"outer_angle\" "
-     "180.1 make it equal to all sides"},
+     "it shines along 0 1 0 and fades to nothing behind; with with with with \"inner_angle\" 180 and "
+     "\"outer_angle\" "
+     "180.1 it shines equally in all directions"},
     {"point_light", "inner_angle", Severity::warning, When::always, cone_inside_out,
      "\"inner_angle\" is larger than \"outer_angle\""},
     {"point_light", "sample", Severity::note, When::always, samples_without_area<PointLight>,
-     "without \"blur\" one sample is as good as many"},
+     "without \"blur\" all samples are equal: one is enough"},
     {"parallel_light", "sample", Severity::note, When::always, samples_without_area<ParallelLight>,
-     "without \"blur\" one sample is as good as many"},
+     "without \"blur\" all samples are equal: one is enough"},
     {"parallel_light", nullptr, Severity::warning, When::always, has_no_direction,
      "\"parallel_light\" without \"direction\": it shines along 0 0 1"},
     {"sky_light", "color", Severity::warning, When::always, sky_image_times_black,
      "the image multiplies \"color\", which is 0: the sky is black"},
     {"sky_light", "image", Severity::warning, When::always, stands_on_its_head,
-     "a sky in another format than .hdr stands upside down, unless its rows were flipped"},
+     "a sky image that is not .hdr appears upside down unless its rows were flipped"},
     {"sky_light", "north", Severity::warning, When::always, north_along_zenith,
      "\"north\" and \"zenith\" are parallel: the sky has no east"},
     {"sky_light", "sample", Severity::note, When::always, samples_plain_sky,

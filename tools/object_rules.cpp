@@ -73,7 +73,7 @@ constexpr BlockRule kRules[] = {
     {"object", "position_texture", Severity::warning, When::always, mesh_without_triangles,
      "no \"triangle_texture\" follows: the images of its vertices are not read"},
     {"object", "triangle_texture", Severity::fault, When::always, triangles_without_positions,
-     "\"triangle_texture\" without \"position_texture\" before it: it gives no faces"},
+     "\"triangle_texture\" without \"position_texture\" before it: it makes no faces"},
     {"object", nullptr, Severity::warning, When::always, holds_nothing, "\"object\" holds nothing"},
     {"instance", nullptr, Severity::fault, When::always, places_nothing,
      "\"instance\" without \"object\": it places nothing"},
@@ -82,8 +82,8 @@ constexpr BlockRule kRules[] = {
     {"instance", "matrix", Severity::fault, When::always, has_no_inverse,
      "the matrix has no inverse: the instance is left out"},
     {"instance", "matrix", Severity::warning, When::always, is_not_rigid,
-     "the matrix is not rigid: distances inside the instance are not those outside, and what "
-     "it holds may hide behind what is further away"},
+     "the matrix is not rigid: distances inside the instance differ from those "
+     "outside, and what it holds may be hidden by things farther away"},
 };
 
 } // namespace

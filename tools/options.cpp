@@ -58,7 +58,7 @@ std::string fault_of(const std::string& text, const OptionRow& row, bool whole) 
     if (is_number && value >= row.lowest && value <= row.highest) return {};
     std::ostringstream fault;
     fault.precision(10);
-    fault << text << " is no number from " << row.lowest << " to " << row.highest;
+    fault << text << " is not a number from " << row.lowest << " to " << row.highest;
     return fault.str();
 }
 
@@ -109,7 +109,7 @@ void bind_wholes(CLI::App& app, const OptionRow& row, Arguments& arguments) {
                if (!parse_wholes(text, separator, field.emplace()))
                    throw CLI::ValidationError(row.name, text + " is not of the form " + row.value);
                if (!holds_pixels(*field))
-                   throw CLI::ValidationError(row.name, text + " holds no pixel");
+                   throw CLI::ValidationError(row.name, text + " contains no pixels");
            },
            row.help)
         ->type_name(row.value);
@@ -156,15 +156,15 @@ constexpr OptionRow kRenderRows[] = {
     {"--preview", "", "Show the picture in a window while it grows", bind<&A::preview>},
     {"--threads", "N", "Number of threads; default: what the process may use", bind<&A::threads>, 1,
      kMostThreads},
-    {"--time-limit", "S", "Stop after so many seconds, without the frame under way",
+    {"--time-limit", "S", "Stop after this many seconds, dropping the frame in progress",
      bind<&A::time_limit_s>, 0, kMostSeconds},
-    {"--write-every", "S", "Write pictures and checkpoint every so many seconds",
+    {"--write-every", "S", "Write pictures and checkpoint at this interval in seconds",
      bind<&A::write_every_s>, 0, kMostSeconds},
-    {"--checkpoint", "FILE", "Save there what is needed to go on later", bind<&A::checkpoint>},
-    {"--resume", "FILE", "Go on from a checkpoint of the same scene", bind<&A::resume>},
+    {"--checkpoint", "FILE", "Save what is needed to resume later", bind<&A::checkpoint>},
+    {"--resume", "FILE", "Resume from a checkpoint of the same scene", bind<&A::resume>},
     {"--confine", "", "Read no file that the scene names outside of its folder", bind<&A::confine>},
-    {"--frames", "A:B", "Render frames A to B - 1 alone, for --partial", bind_frames},
-    {"--partial", "FILE", "Write the sums of the frames there, for merge, and no pictures",
+    {"--frames", "A:B", "Render only frames A to B - 1, for --partial", bind_frames},
+    {"--partial", "FILE", "Write the sums of the frames, for merge, and no pictures",
      bind<&A::partial>},
     {"--photons", "FILE", "Cast the photons, write them there, and render nothing",
      bind<&A::photons>},
@@ -278,7 +278,7 @@ constexpr CommandRow kCommands[] = {
     {"merge", "Put a picture together from partial files", Command::merge, kMergeRows},
     {"farm", "Print a script that has a batch system render a scene", Command::farm, kFarmRows},
     {"check", "Find every fault of a scene", Command::check, kCheckRows},
-    {"info", "Tell what a scene holds, without rendering", Command::info, kInfoRows},
+    {"info", "Describe a scene without rendering it", Command::info, kInfoRows},
     {"import", "Make a scene of a file of another program", Command::import, kImportRows},
     {"convert", "Write an image in another format", Command::convert, kConvertRows},
     {"denoise", "Take the noise out of a picture", Command::denoise, kDenoiseRows},
@@ -337,7 +337,7 @@ std::vector<std::string> choices(const OptionRow& row) {
 std::optional<int> ParseArguments(int argc, char** argv, Arguments& arguments) {
     CLI::App app(kSummary, "moonhare");
     app.set_version_flag("--version", VersionText());
-    app.footer("moonhare COMMAND --help tells more of a command.");
+    app.footer("moonhare COMMAND --help describes a command.");
     for (const CommandRow& row : kCommands) {
         CLI::App& command = *app.add_subcommand(row.name, row.help);
         add_rows(command, row.options, arguments);
@@ -357,7 +357,7 @@ std::optional<int> ParseArguments(int argc, char** argv, Arguments& arguments) {
     if (arguments.command == Command::none && !arguments.scene.empty())
         arguments.command = Command::render;
     if (arguments.command != Command::none) return std::nullopt;
-    std::cerr << "moonhare: a SCENE is required; --help tells more\n";
+    std::cerr << "moonhare: a SCENE is required; see --help\n";
     return kWrongUse;
 }
 

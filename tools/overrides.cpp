@@ -113,7 +113,7 @@ std::string PrepareOutputFolders(const Arguments& arguments) {
         const std::filesystem::path parent = std::filesystem::path(aov.image.path).parent_path();
         const std::string folder = parent.empty() ? "." : parent.string();
         if (access(folder.c_str(), W_OK | X_OK) != 0)
-            reason = "cannot write " + aov.image.path + ": no folder that can be written to";
+            reason = "cannot write " + aov.image.path + ": the folder is not writable";
     });
     return reason;
 }

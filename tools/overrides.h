@@ -7,7 +7,7 @@
 
 namespace mh {
 
-constexpr const char* kNoPixel = "the region holds no pixel of the picture";
+constexpr const char* kNoPixel = "the region contains no pixels of the picture";
 bool has_pixels(const Camera& camera);
 
 // Puts the options onto the records of the scene. Empty, or why there is nothing to render. The

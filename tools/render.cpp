@@ -38,7 +38,7 @@ namespace {
 
 constexpr double kSecondsOfMicrosecond = 1e-6;
 constexpr const char* kEndedWithoutFrames =
-    "the run ended before its first frame; nothing is written";
+    "the run ended before its first frame; nothing was written";
 
 struct Run {
     const Arguments* arguments = nullptr;
@@ -149,9 +149,9 @@ void time_phase(const char* name, const std::function<void()>& act) {
 std::string resume_from(const Checkpoint& checkpoint) {
     if (checkpoint.scene != run.scene) return "belongs to another scene, or the scene has changed";
     if (checkpoint.settings != SettingsText())
-        return "was rendered with other settings: " + checkpoint.settings + "; now "
+        return "was rendered with different settings: " + checkpoint.settings + "; now "
                + SettingsText();
-    if (!RestoreImages(checkpoint)) return "holds other images than the scene writes";
+    if (!RestoreImages(checkpoint)) return "does not hold the images that the scene writes";
     Hooks.first_frame = checkpoint.frames;
     return {};
 }
@@ -283,7 +283,7 @@ int render_opened(const Arguments& arguments) {
     const std::string nothing = ApplyOverrides(arguments, region_of_scene);
     if (!nothing.empty())
         return give_up(kSceneFaults,
-                       nothing + "; moonhare check " + arguments.scene + " tells more");
+                       nothing + "; run moonhare check " + arguments.scene);
     if (writes_no_pictures(arguments)) {
         PickSeed();
         const std::string fault = LimitToFrames(arguments);

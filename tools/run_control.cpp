@@ -31,7 +31,7 @@ constexpr double kPatience_s = 0.5; // for a frame to end, and for what does not
 
 // As wide as the bar of the progress, over which it may be written.
 constexpr std::string_view kFinishing =
-    "moonhare: finishing the frame; again: write what there is and end             \n";
+    "moonhare: finishing the frame; interrupt again to end it now                \n";
 
 enum class Stage { before_frames, frames, ending };
 
@@ -81,7 +81,7 @@ void catch_signals() {
 }
 
 void end_without_frames() {
-    Complain("the run ended before its first frame; nothing is written");
+    Complain("the run ended before its first frame; nothing was written");
     _exit(kInterrupted);
 }
 

@@ -1,7 +1,7 @@
 // Rules on shaders, their layers and slots.
 // SPDX-License-Identifier: MIT
 #include "block_rules.h"
-#include "shading/types.h"
+#include "shading/evaluate.h"
 
 #include <algorithm>
 #include <vector>
@@ -51,16 +51,12 @@ bool divides_by_nothing(const ClosedBlock& closed) {
 
 // Layers.
 
-const ShaderElement& slot_of(const SurfaceLayer& layer, Element element) {
-    return layer.elements[static_cast<std::size_t>(element)];
-}
-
 bool shows(const ClosedBlock& closed, Element element) {
-    return !is_dark(slot_of(record_of<SurfaceLayer>(closed), element).color);
+    return !is_dark(element_of(record_of<SurfaceLayer>(closed), element).color);
 }
 
 bool has_index_of_air(const ClosedBlock& closed) {
-    const ShaderElement& ior = slot_of(record_of<SurfaceLayer>(closed), Element::ior);
+    const ShaderElement& ior = element_of(record_of<SurfaceLayer>(closed), Element::ior);
     return ior.image.empty() && ior.color == Vec3{1.0f, 1.0f, 1.0f};
 }
 
@@ -87,7 +83,7 @@ bool stretch_without_width(const ClosedBlock& closed) {
 }
 
 bool has_normal_map(const ClosedBlock& closed) {
-    return !slot_of(record_of<SurfaceLayer>(closed), Element::normal).image.empty();
+    return !element_of(record_of<SurfaceLayer>(closed), Element::normal).image.empty();
 }
 
 bool turns_nothing(const ClosedBlock& closed) {
@@ -102,8 +98,8 @@ bool normal_without_map(const ClosedBlock& closed) {
 bool gives_more_than_it_gets(const ClosedBlock& closed) {
     constexpr float kRounding = 1e-4f;
     const auto& layer = record_of<SurfaceLayer>(closed);
-    const Vec3& back = slot_of(layer, Element::lambertian).color;
-    const Vec3& through = slot_of(layer, Element::transmissive).color;
+    const Vec3& back = element_of(layer, Element::lambertian).color;
+    const Vec3& through = element_of(layer, Element::transmissive).color;
     return max_channel(through) > 0.0f && max_channel(back) <= 1.0f && max_channel(through) <= 1.0f
            && max_channel(back + through) > 1.0f + kRounding;
 }
@@ -137,7 +133,7 @@ bool shares_without_weight(const ClosedBlock& closed, Sideness side) {
     const std::vector<const SurfaceLayer*> layers = layers_of(closed, side);
     return layers.size() > 1
            && std::any_of(layers.begin(), layers.end(), [](const SurfaceLayer* layer) {
-                  return is_dark(slot_of(*layer, Element::weight).color);
+                  return is_dark(element_of(*layer, Element::weight).color);
               });
 }
 
@@ -184,27 +180,27 @@ constexpr BlockRule kRules[] = {
     {"slot", "image", Severity::warning, When::always, image_times_black,
      "the image multiplies \"color\", which is 0: nothing of it is seen"},
     {"slot", "image", Severity::warning, When::always, texture_on_its_head,
-     "as a texture an .hdr image is upside down"},
+     "an .hdr texture appears upside down"},
     {"slot", "image", Severity::warning, When::wide_pixels, is_bright,
      "16-bit images read as 0 to 257: \"color\" 0.0039 brings them to 0 to 1"},
     {"slot", "level", Severity::warning, When::always, level_without_use,
-     "\"level\" counts in displacement alone"},
+     "\"level\" has an effect only in displacement"},
     {"slot", "sampler", Severity::warning, When::always, samples_no_image,
      "\"sampler\" without \"image\" has no effect"},
     {"sampler", "uv_matrix", Severity::warning, When::always, divides_by_nothing,
-     "the last row of a matrix divides, and is 0 here"},
+     "coordinates are divided by the last row of the matrix, which is 0"},
     {"surface_shader", "specular", Severity::warning, When::on_surfaces, specular_of_air,
      "\"specular\" without \"ior\": at 1 nothing is reflected"},
     {"surface_shader", "glossy", Severity::warning, When::on_surfaces, glossy_of_air,
      "\"glossy\" without \"ior\": at 1 nothing is reflected"},
     {"surface_shader", "glossy", Severity::warning, When::always, glossy_and_smooth,
-     "\"glossy\" without \"roughness\": the lobe is as narrow as can be"},
+     "\"glossy\" without \"roughness\": the lobe is as narrow as possible"},
     {"surface_shader", "roughness", Severity::warning, When::always, rough_without_gloss,
-     "\"roughness\" acts on \"glossy\" alone"},
+     "\"roughness\" affects only \"glossy\""},
     {"surface_shader", "anisotropy", Severity::warning, When::always, stretch_without_width,
-     "\"anisotropy\" acts on \"glossy\" with \"roughness\" alone"},
+     "\"anisotropy\" affects only \"glossy\" with \"roughness\""},
     {"surface_shader", "angle", Severity::warning, When::always, turns_nothing,
-     "\"angle\" acts with \"anisotropy\" or a map in \"normal\" alone"},
+     "\"angle\" has an effect only with \"anisotropy\" or a map in \"normal\""},
     {"surface_shader", "normal", Severity::warning, When::always, normal_without_map,
      "\"normal\" without \"image\" has no effect"},
     {"surface_shader", "transmissive", Severity::warning, When::always, gives_more_than_it_gets,
@@ -221,7 +217,7 @@ constexpr BlockRule kRules[] = {
      "emissive layer without \"virtual_light 1\", while \"geometry_light\" is sampled: bounces and "
      "samples both count its light in full"},
     {"shader", nullptr, Severity::warning, When::always, layers_without_weight,
-     "several layers on one side, and not each has a \"weight\": those without are never seen"},
+     "several layers on one side, but not all have a \"weight\": those without one are never seen"},
     {"shader", nullptr, Severity::warning, When::always, too_many_layers,
      "a side has at most 16 layers: the others are never seen"},
     {"shader", nullptr, Severity::warning, When::always, has_no_layer,
@@ -229,7 +225,7 @@ constexpr BlockRule kRules[] = {
     {"shader", nullptr, Severity::note, When::always, has_no_name,
      "without \"name\" it replaces the grey of objects that name no shader"},
     {"shader", "volume_shader", Severity::warning, When::on_surfaces, fills_no_solid,
-     "\"volume_shader\" fills solids and hair, and no layer makes a solid of this"},
+     "\"volume_shader\" fills solids and hair, but no layer makes this a solid"},
     {"geometry_shader", "vector", Severity::warning, When::always, displaces_without_normals,
      "missing vertex normals for displacement mapping: \"smooth_angle\" has to be above 0"},
     {"geometry_shader", "invisible", Severity::warning, When::always, hides_twice,

@@ -57,7 +57,7 @@ bool has_records() {
 void finalize_the_rest(const char* call) {
     Progress.finalized_late = has_records();
     if (Progress.finalized_late)
-        ReportFault(call, HostFault::order, "mhFinalize has not destroyed the scene; it runs now");
+        ReportFault(call, HostFault::order, "the scene was not finalised; mhFinalize runs now");
     Finalize();
 }
 

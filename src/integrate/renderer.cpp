@@ -52,7 +52,7 @@ void report_lost_values() {
     if (samples == 0 && values == 0) return;
     ReportWarning("renderer - " + std::to_string(samples) + " samples of pixels and "
                   + std::to_string(values)
-                  + " values of AOVs are infinite or no numbers; they count as 0");
+                  + " values of AOVs are infinite or not numbers; they count as 0");
 }
 
 } // namespace

@@ -56,7 +56,7 @@ bool stack_is_low(const Ray& ray) {
 
 void ReportCutPaths() {
     if (!std::exchange(IntegrateState.path_was_cut, false)) return;
-    ReportWarning("renderer - the stack of the threads is too small for ray_depth: paths were cut");
+    ReportWarning("renderer - the stack of the threads is too small for ray_depth: paths were cut short short");
 }
 
 } // namespace mh

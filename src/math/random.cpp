@@ -45,7 +45,7 @@ std::uint32_t hardware_bits() {
     return static_cast<std::uint32_t>(pair);
 }
 
-// Not __builtin_cpu_supports: clang knows no such name.
+// Not __builtin_cpu_supports: clang has no such name.
 bool has_instruction() {
     unsigned eax = 0, ebx = 0, ecx = 0, edx = 0;
     return __get_cpuid(1, &eax, &ebx, &ecx, &edx) != 0 && (ecx & bit_RDRND) != 0;

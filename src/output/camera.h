@@ -29,7 +29,7 @@ inline int camera_frames() {
     return camera == nullptr ? 1 : std::max(camera->sample, 1);
 }
 
-// The part of the camera's picture that is rendered; all 0 when it holds no pixel.
+// The part of the camera's picture that is rendered; all 0 when it contains no pixels.
 PixelRegion RenderedRegion(const Camera& camera);
 
 std::size_t pixel_count(const PixelRegion& region);

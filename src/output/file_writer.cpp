@@ -123,7 +123,7 @@ std::string ReplaceFile(const std::string& path, std::span<const std::string_vie
     const fs::path target = target_of(path);
     const fs::file_status status = fs::status(target, ignored);
     if (fs::exists(status) && !fs::is_regular_file(status))
-        return "it is no regular file"; // not even a link to a device is replaced
+        return "it is not a regular file"; // not even a link to a device is replaced
     TemporaryFile temporary(temporary_name(target));
     if (std::string fault = open_locked(temporary); !fault.empty()) return fault;
     const auto write_part = [&](std::string_view part) {

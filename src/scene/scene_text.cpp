@@ -49,7 +49,7 @@ std::size_t real_length(std::string_view text) {
     return exponent == 0 ? 0 : length + exponent;
 }
 
-// from_chars knows no plus sign.
+// from_chars does not accept a plus sign.
 const char* after_plus(std::string_view number) {
     return number.data() + (number[0] == '+' ? 1 : 0);
 }

@@ -26,9 +26,9 @@ std::string fault_of(Received received, Budget budget) {
     const auto megabytes = static_cast<int>(budget.bytes / kBytesOfMegabyte);
     switch (received) {
     case Received::whole: return {};
-    case Received::late: return "is not decoded within " + std::to_string(2 * seconds) + " seconds";
+    case Received::late: return "was not decoded within " + std::to_string(2 * seconds) + " seconds";
     case Received::cut:
-        return "has ended its decoder, which may take " + std::to_string(seconds) + " seconds and "
+        return "made its decoder fail, which may use " + std::to_string(seconds) + " seconds and "
                + std::to_string(megabytes) + " megabytes";
     }
     std::abort();
@@ -41,7 +41,7 @@ std::string receive_image(const HelperProcess& helper, Budget budget, Image& ima
     StreamHead head;
     Received received = Receive(helper, std::as_writable_bytes(std::span(&head, 1)), deadline);
     if (received != Received::whole) return fault_of(received, budget);
-    if (head.version != kStreamVersion) return "is answered by a helper program of another version";
+    if (head.version != kStreamVersion) return "was answered by a helper program of another version";
     if (head.fault_bytes > 0) {
         std::string fault(std::min(head.fault_bytes, kLongestFault), '\0');
         received = Receive(helper, std::as_writable_bytes(std::span(fault)), deadline);
@@ -76,7 +76,7 @@ std::string DecodeApart(const std::string& file, Decoding decoding, Budget budge
     const std::string program =
         ImageHelper.empty() ? InstalledHelper(MOONHARE_IMAGE_HELPER) : ImageHelper;
     if (program.empty())
-        return "is of a format that needs the helper program " MOONHARE_IMAGE_HELPER
+        return "is in a format that needs the helper program " MOONHARE_IMAGE_HELPER
                ", which is not installed";
     HelperProcess helper;
     std::string fault = StartHelper(

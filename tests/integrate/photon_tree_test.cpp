@@ -41,11 +41,11 @@ TEST(PackedDirection, StaysWithinThreeDegrees) {
     const float limit = std::cos(3.0f * kRadiansPerDegree);
     for (int i = 0; i < 20000; ++i) {
         const Vec3 v = random_direction();
-        const Vec3 unpacked = unpack_direction(pack_direction(7.0f * v));
+        const Vec3 unpacked = normalize(unpack_unscaled(pack_direction(7.0f * v)));
         EXPECT_GT(dot(v, unpacked), limit) << v.x << " " << v.y << " " << v.z;
     }
     for (const float bad : {0.0f, kNan, kInfinity})
-        EXPECT_TRUE(is_finite(unpack_direction(pack_direction(splat(bad)))));
+        EXPECT_TRUE(is_finite(unpack_unscaled(pack_direction(splat(bad)))));
 }
 
 enum class Cloud { volume, sheet, clusters, coincident };
@@ -69,7 +69,7 @@ std::vector<float> nearest_by_force(const std::vector<CausticPhoton>& photons, c
     std::vector<float> found;
     for (const CausticPhoton& photon : photons) {
         const Vec3 offset = photon.position - position;
-        if (dot(offset, offset) < limit && dot(unpack_direction(photon.direction), normal) >= 0.0f)
+        if (dot(offset, offset) < limit && dot(unpack_unscaled(photon.direction), normal) >= 0.0f)
             found.push_back(dot(offset, offset));
     }
     std::sort(found.begin(), found.end());

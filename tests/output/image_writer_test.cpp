@@ -261,7 +261,7 @@ TEST_F(ImageWriter, LeavesPipesDevicesAndFoldersInPlace) {
     EXPECT_TRUE(std::filesystem::is_fifo("real"));
     EXPECT_EQ(files_here(), 2u);
     EXPECT_EQ(scene.take_report(),
-              "warning :( \timage - a.png\tcannot be written: it is no regular file\n");
+              "warning :( \timage - a.png\tcannot be written: it is not a regular file\n");
 }
 
 } // namespace

@@ -19,7 +19,7 @@ namespace {
 
 std::string decode(const std::string& file, mh::Decoding decoding, mh::Image& image) {
     const FREE_IMAGE_FORMAT format = mh::FormatWithRaw(file);
-    if (format == FIF_UNKNOWN) return "is no image of a known format";
+    if (format == FIF_UNKNOWN) return "is not an image of a known format";
     return mh::DecodeImageFile(file, format, decoding, image);
 }
 

@@ -57,7 +57,7 @@ def with_options(picture: Picture, resolution: Optional[tuple[int, int]], region
     x0, y0, x1, y1 = region or ((0, 0, width, height) if whole else picture.region)
     inside = (max(x0, 0), max(y0, 0), min(x1, width), min(y1, height))
     if inside[0] >= inside[2] or inside[1] >= inside[3]:
-        raise ValueError("the region holds no pixel of the picture")
+        raise ValueError("the region contains no pixels of the picture")
     return dataclasses.replace(picture, width=width, height=height, region=inside,
                                frames=sample or picture.frames,
                                gathers=mode == "gather" if mode else picture.gathers)
