@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "accel/hair_curve.h"
 
+#include "math/at.h"
+
 namespace mh {
 
 namespace {
@@ -15,7 +17,7 @@ Vec3 hair_point(const HairSegment& s, const HairCoefficients& table, int k) {
 std::array<Vec3, kHairPieces + 1> hair_samples(const HairSegment& segment) {
     std::array<Vec3, kHairPieces + 1> samples;
     for (int k = 0; k < kHairPieces; ++k)
-        samples[static_cast<std::size_t>(k)] = hair_point(segment, kHairBegin, k);
+        at(samples, k) = hair_point(segment, kHairBegin, k);
     samples[kHairPieces] = hair_point(segment, kHairEnd, kHairPieces - 1);
     return samples;
 }

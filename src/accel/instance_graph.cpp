@@ -5,6 +5,7 @@
 #include "accel/state.h"
 #include "geometry/objects.h"
 #include "geometry/state.h"
+#include "math/at.h"
 #include "math/name_index.h"
 #include "run/report.h"
 
@@ -109,18 +110,6 @@ void search_from(Search& search, std::uint32_t object) {
     }
 }
 
-// Length of the longest path to each object.
-std::vector<std::uint32_t> longest_depths(const std::vector<std::uint32_t>& targets_first) {
-    std::vector<std::uint32_t> depth(Objects.size(), 0);
-    for (auto object = targets_first.rbegin(); object != targets_first.rend(); ++object) {
-        for (const Instance& instance : Objects[*object].instances) {
-            if (instance.object != kUnresolved)
-                depth[instance.object] = std::max(depth[instance.object], depth[*object] + 1);
-        }
-    }
-    return depth;
-}
-
 } // namespace
 
 void ResolveInstances() {
@@ -141,9 +130,20 @@ bool ChooseRoot() {
     for (const std::uint32_t candidate : candidates) {
         if (candidate == RootObjectIndex) continue;
         const int instance = AddInstance(root);
-        root.instances[static_cast<std::size_t>(instance)].object = candidate;
+        at(root.instances, instance).object = candidate;
     }
     return true;
+}
+
+std::vector<std::uint32_t> InstanceDepths(const std::vector<std::uint32_t>& targets_first) {
+    std::vector<std::uint32_t> depth(Objects.size(), 0);
+    for (auto object = targets_first.rbegin(); object != targets_first.rend(); ++object) {
+        for (const Instance& instance : Objects[*object].instances) {
+            if (instance.object != kUnresolved)
+                depth[instance.object] = std::max(depth[instance.object], depth[*object] + 1);
+        }
+    }
+    return depth;
 }
 
 std::vector<std::uint32_t> OrderObjects() {
@@ -152,7 +152,7 @@ std::vector<std::uint32_t> OrderObjects() {
     search_from(search, RootObjectIndex);
     for (std::size_t i = 0; i < Objects.size(); ++i)
         search_from(search, static_cast<std::uint32_t>(i)); // what the root does not reach
-    const std::vector<std::uint32_t> depth = longest_depths(search.finished);
+    const std::vector<std::uint32_t> depth = InstanceDepths(search.finished);
     std::vector<std::uint32_t> order(Objects.size());
     for (std::size_t i = 0; i < order.size(); ++i)
         order[i] = static_cast<std::uint32_t>(i);

@@ -4,6 +4,7 @@
 #include "accel/light_lists.h"
 
 #include "accel/state.h"
+#include "math/at.h"
 #include "math/faces.h"
 #include "shading/state.h"
 
@@ -58,7 +59,7 @@ float make_distribution(DiscreteSampler& table, const std::vector<LightPrimitive
     const auto size = static_cast<std::int32_t>(list.size());
     CreateSampler(table, size);
     for (std::int32_t i = 0; i < size; ++i)
-        set_weight(table, i, list[static_cast<std::size_t>(i)].weight);
+        set_weight(table, i, at(list, i).weight);
     FinishSampler(table);
     return static_cast<float>(table.total);
 }

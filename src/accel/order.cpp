@@ -3,6 +3,7 @@
 // SPDX-License-Identifier: MIT
 #include "accel/bounds.h"
 #include "accel/tree.h"
+#include "math/at.h"
 #include "math/threads.h"
 
 #include <utility>
@@ -29,8 +30,8 @@ void swap_slots(WideNode& node, OcclusionLog& log, SlotValues& values, int a, in
     }
     std::swap(node.child[a], node.child[b]);
     std::swap(node.count[a], node.count[b]);
-    std::swap(log[static_cast<std::size_t>(a)], log[static_cast<std::size_t>(b)]);
-    std::swap(values[static_cast<std::size_t>(a)], values[static_cast<std::size_t>(b)]);
+    std::swap(at(log, a), at(log, b));
+    std::swap(at(values, a), at(values, b));
 }
 
 // Insertion sort: equal ranks keep their order, empty slots stay behind.

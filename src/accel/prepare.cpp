@@ -172,21 +172,39 @@ void write_primitive(const Object& object, const PrimitiveRef& ref, WalkPrimitiv
     }
 }
 
-template<int N>
-void write_node(const Object& object, Tree& tree, std::uint32_t index, const Layout& layout) {
-    const WideNode& from = tree.nodes[index];
-    const std::uint32_t unit_number = layout.reference[index] & kWalkUnitMask;
-    WalkUnit* const unit = tree.walk.data() + unit_number;
-    auto& node = *new (unit) WalkNode<N>;
+// What a node says of itself: boxes and blocks.
+template<std::uint32_t N>
+void write_head(const WideNode& from, std::uint32_t index, const BlockPlan& plan,
+                WalkNode<N>& node) {
     for (int side = 0; side < 2; ++side)
         for (int axis = 0; axis < 3; ++axis)
             std::copy_n(from.planes[side][axis], N, node.planes[side][axis]);
     node.wide_node = index;
     node.leaves = 0;
-    const BlockPlan plan = plan_blocks(object, tree, from);
     node.blocked = static_cast<std::uint8_t>(plan.slots);
     node.wide_blocks = static_cast<std::uint8_t>(plan.wide);
     node.narrow_blocks = static_cast<std::uint8_t>(plan.narrow);
+}
+
+// The primitives of a leaf that stands in no block, from unit `next` on; returns the unit after them.
+std::uint32_t write_leaf(const Object& object, Tree& tree, std::uint32_t first, std::uint32_t count,
+                         std::uint32_t next) {
+    for (std::uint32_t k = 0; k < count; ++k) {
+        auto& p = *new (tree.walk.data() + next++) WalkPrimitive{};
+        write_primitive(object, tree.references[first + k], p);
+        p.last = k + 1 == count;
+    }
+    return next;
+}
+
+template<std::uint32_t N>
+void write_node(const Object& object, Tree& tree, std::uint32_t index, const Layout& layout) {
+    const WideNode& from = tree.nodes[index];
+    const std::uint32_t unit_number = layout.reference[index] & kWalkUnitMask;
+    WalkUnit* const unit = tree.walk.data() + unit_number;
+    auto& node = *new (unit) WalkNode<N>;
+    const BlockPlan plan = plan_blocks(object, tree, from);
+    write_head(from, index, plan, node);
     std::uint32_t next = unit_number + static_cast<std::uint32_t>(sizeof node / sizeof *unit);
     write_blocks(object, tree, from, plan, node.block_slots, tree.walk.data() + next);
     next += plan.units;
@@ -204,11 +222,7 @@ void write_node(const Object& object, Tree& tree, std::uint32_t index, const Lay
             continue;
         }
         node.child[slot] = next | kWalkLeaf;
-        for (std::uint32_t k = 0; k < count; ++k) {
-            auto& p = *new (tree.walk.data() + next++) WalkPrimitive{};
-            write_primitive(object, tree.references[child + k], p);
-            p.last = k + 1 == count;
-        }
+        next = write_leaf(object, tree, child, count, next);
     }
 }
 

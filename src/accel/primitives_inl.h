@@ -61,7 +61,7 @@ inline Triple<T> fill(const Triple<float>& a) {
     return {fill<T>(a.x), fill<T>(a.y), fill<T>(a.z)};
 }
 
-template<typename F, int N>
+template<typename F, std::uint32_t N>
 inline Triple<F> load_triple(const float (&rows)[3][N]) {
     return {load<F>(rows[0]), load<F>(rows[1]), load<F>(rows[2])};
 }
@@ -88,7 +88,7 @@ struct TriangleHits {
 
 // Tests triangles side by side; a bit for each one hit. With b1 and b2 at least 0, b0 is below 0
 // when one of them is above 1. If one of the three is NaN so is b0, which min() then returns.
-template<typename F, int N>
+template<typename F, std::uint32_t N>
 inline unsigned hit_triangles(const WalkTriangles<N>& f, const Triple<F>& origin,
                               const Triple<F>& direction, float limit, TriangleHits<F>& hits) {
     const Triple<F> to_p0 = load_triple<F>(f.p0) - origin;

@@ -26,14 +26,14 @@ bool fits_blocks(const Object& object, const Tree& tree, std::uint32_t first, st
     return true;
 }
 
-template<int N>
+template<std::uint32_t N>
 void set_lane(const Vec3& v, int lane, float (&rows)[3][N]) {
     rows[0][lane] = v.x;
     rows[1][lane] = v.y;
     rows[2][lane] = v.z;
 }
 
-template<int N>
+template<std::uint32_t N>
 void write_lane(const Part& part, const Triangle& face, int lane, WalkTriangles<N>& out) {
     const Vec3 p0 = part.positions[face.vertex[0]];
     const Vec3 e1 = part.positions[face.vertex[1]] - p0;
@@ -47,7 +47,7 @@ void write_lane(const Part& part, const Triangle& face, int lane, WalkTriangles<
     out.shader[lane] = face.shader;
 }
 
-template<int N>
+template<std::uint32_t N>
 void write_block_lane(const Object& object, const PrimitiveRef& ref, std::uint32_t slot, int lane,
                       WalkBlock<N>& block) {
     const Part& part = object.parts[ref.part];
@@ -64,7 +64,7 @@ struct SlotTriangle {
     std::uint32_t slot;
 };
 
-template<int N>
+template<std::uint32_t N>
 WalkUnit* write_block(const Object& object, const SlotTriangle* from, std::size_t count,
                       std::uint8_t& slots, WalkUnit* unit) {
     auto& block = *new (unit) WalkBlock<N>{};

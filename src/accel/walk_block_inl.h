@@ -17,7 +17,7 @@ inline unsigned take_bit(unsigned& set) {
 
 // Calls visit(block) for the blocks behind a node that hold triangles of one of the slots, until
 // it returns true. The others are not even read.
-template<int N, typename Visit>
+template<std::uint32_t N, typename Visit>
 inline bool any_block(const WalkNode<N>& node, unsigned slots, const Visit& visit) {
     const auto* unit = reinterpret_cast<const WalkUnit*>(&node + 1);
     unsigned k = 0;
@@ -30,7 +30,7 @@ inline bool any_block(const WalkNode<N>& node, unsigned slots, const Visit& visi
     return visit(*reinterpret_cast<const WalkBlock<4>*>(unit));
 }
 
-template<int M, typename F>
+template<std::uint32_t M, typename F>
 inline unsigned hit_block(const WalkBlock<M>& block, const WalkRay& ray, float limit,
                           TriangleHits<F>& hits) {
     return hit_triangles(block.triangles, lanes_of<F>(ray.origin), lanes_of<F>(ray.direction),
@@ -38,7 +38,7 @@ inline unsigned hit_block(const WalkBlock<M>& block, const WalkRay& ray, float l
 }
 
 // All triangles of a bottom node.
-template<int N>
+template<std::uint32_t N>
 inline const WalkBlock<N>& bottom_block(const WalkNode<N>& node) {
     return *reinterpret_cast<const WalkBlock<N>*>(&node + 1);
 }
@@ -50,7 +50,7 @@ struct BlockHits {
     const std::uint8_t* part;
 };
 
-template<int M, typename F>
+template<std::uint32_t M, typename F>
 inline void store_hits(const WalkBlock<M>& block, const TriangleHits<F>& hits, BlockHits& stored) {
     store(stored.t, hits.t);
     store(stored.b0, hits.b0);
@@ -92,7 +92,7 @@ struct Candidates {
 
 // Adds the slots with triangles that were hit to those visited, if the ray enters them. Leaves with
 // one hit become candidates among the children, the others stay what they are.
-template<Walk walk, int N, int M, typename F>
+template<Walk walk, std::uint32_t N, std::uint32_t M, typename F>
 inline void visit_hits(const WalkNode<N>& node, const WalkBlock<M>& block, unsigned lanes,
                        const TriangleHits<F>& hits, unsigned entered, const WalkQuery& query,
                        Candidates& candidates, std::uint32_t (&children)[N], unsigned& visited) {
@@ -115,12 +115,12 @@ inline void visit_hits(const WalkNode<N>& node, const WalkBlock<M>& block, unsig
 
 // Of the slots that the ray enters, those to visit: leaves in which nothing is hit are left out,
 // as the limit only falls from here on.
-template<Walk walk, int N>
+template<Walk walk, std::uint32_t N>
 inline unsigned test_blocks(const WalkNode<N>& node, unsigned entered, const WalkRay& ray,
                             const WalkQuery& query, Candidates& candidates,
                             std::uint32_t (&children)[N]) {
     unsigned visited = entered & ~static_cast<unsigned>(node.blocked);
-    any_block(node, entered, [&]<int M>(const WalkBlock<M>& block) {
+    any_block(node, entered, [&]<std::uint32_t M>(const WalkBlock<M>& block) {
         TriangleHits<typename FloatLanes<M>::Type> hits;
         const unsigned lanes = hit_block(block, ray, query.distance, hits);
         visit_hits<walk>(node, block, lanes, hits, entered, query, candidates, children, visited);
@@ -130,11 +130,11 @@ inline unsigned test_blocks(const WalkNode<N>& node, unsigned entered, const Wal
 }
 
 // A leaf in its turn.
-template<Walk walk, int N>
+template<Walk walk, std::uint32_t N>
 [[gnu::noinline]] bool walk_blocks(const WalkNode<N>& node, unsigned slot, const WalkRay& ray,
                                    int level, WalkQuery& query) {
     bool any = false;
-    any_block(node, 1u << slot, [&]<int M>(const WalkBlock<M>& block) {
+    any_block(node, 1u << slot, [&]<std::uint32_t M>(const WalkBlock<M>& block) {
         TriangleHits<typename FloatLanes<M>::Type> hits;
         unsigned lanes = hit_block(block, ray, query.distance, hits);
         if (lanes == 0) return false;
@@ -152,7 +152,7 @@ template<Walk walk, int N>
 }
 
 // Whether a triangle that was hit occludes: one of the slots that the ray enters.
-template<Walk walk, int M>
+template<Walk walk, std::uint32_t M>
 inline bool any_occludes(const WalkBlock<M>& block, unsigned lanes, unsigned entered,
                          const WalkQuery& query) {
     while (lanes != 0) {
@@ -165,10 +165,10 @@ inline bool any_occludes(const WalkBlock<M>& block, unsigned lanes, unsigned ent
 }
 
 // Whether a triangle of one of the slots occludes.
-template<Walk walk, int N>
+template<Walk walk, std::uint32_t N>
 inline bool occluded_by_blocks(const WalkNode<N>& node, unsigned slots, const WalkRay& ray,
                                WalkQuery& query) {
-    return any_block(node, slots, [&]<int M>(const WalkBlock<M>& block) {
+    return any_block(node, slots, [&]<std::uint32_t M>(const WalkBlock<M>& block) {
         query.primitives += block.used;
         TriangleHits<typename FloatLanes<M>::Type> hits;
         const unsigned lanes = hit_block(block, ray, query.distance, hits);

@@ -62,7 +62,7 @@ inline StackKey nearest_child(const std::uint32_t* children, unsigned entered, c
 }
 
 // Pushes the children to visit but the nearest, and finds that one; false for none.
-template<Walk walk, int N>
+template<Walk walk, std::uint32_t N>
 inline bool enter_node(const WalkNode<N>& node, const WalkRay& ray, const WalkQuery& query,
                        Candidates& candidates, StackKey& nearest, StackKey*& top) {
     alignas(32) float entries[N], exits[N];
@@ -83,7 +83,7 @@ inline bool enter_node(const WalkNode<N>& node, const WalkRay& ray, const WalkQu
 
 // The same for a bottom node. Its triangles are tested first: most often none is hit, and then the
 // boxes are not even read.
-template<Walk walk, int N>
+template<Walk walk, std::uint32_t N>
 inline bool enter_bottom(const WalkNode<N>& node, const WalkRay& ray, const WalkQuery& query,
                          Candidates& candidates, StackKey& nearest, StackKey*& top) {
     const WalkBlock<N>& block = bottom_block(node);

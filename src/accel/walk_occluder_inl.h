@@ -49,7 +49,7 @@ inline bool occluded_by_leaf(const WalkPrimitive* p, const LocalRay& ray, WalkQu
 
 // Goes on with one of the children that the ray enters and pushes the others. Leaves come first,
 // then what has the largest box: the lowest slot.
-template<int N>
+template<std::uint32_t N>
 inline std::uint32_t next_child(const WalkNode<N>& node, unsigned entered, std::uint32_t*& top) {
     const unsigned leaves = entered & node.leaves;
     const int slot = __builtin_ctz(leaves != 0 ? leaves : entered);
@@ -60,7 +60,7 @@ inline std::uint32_t next_child(const WalkNode<N>& node, unsigned entered, std::
 }
 
 // Whether a triangle of the node's blocks occludes; else finds what to visit next.
-template<int N>
+template<std::uint32_t N>
 inline bool occluded_in_node(const WalkNode<N>& node, const WalkRay& ray, WalkQuery& query,
                              std::uint32_t& next, std::uint32_t*& top) {
     ++query.nodes;
@@ -76,7 +76,7 @@ inline bool occluded_in_node(const WalkNode<N>& node, const WalkRay& ray, WalkQu
 }
 
 // Whether a triangle of a bottom node occludes. Boxes are looked at when a triangle is hit.
-template<int N>
+template<std::uint32_t N>
 inline bool occluded_in_bottom(const WalkNode<N>& node, const WalkRay& ray, WalkQuery& query) {
     const WalkBlock<N>& block = bottom_block(node);
     ++query.nodes;
@@ -116,7 +116,7 @@ bool walk_occluder<Walk::occlude>(const WalkUnit* units, const WalkRay& ray, Wal
 }
 
 // The lowest slot last.
-template<int N>
+template<std::uint32_t N>
 inline void push_entered(const WalkNode<N>& node, const WalkRay& ray, const WalkQuery& query,
                          StackKey*& top) {
     unsigned entered = enter_children(node, ray, query.distance, nullptr, nullptr);

@@ -56,7 +56,7 @@ inline Triple<F> lanes_of(const Triple<Float8>& a) {
 }
 
 // As many floats as a node has children, or a block triangles.
-template<int N>
+template<std::uint32_t N>
 struct FloatLanes;
 
 template<>
@@ -71,7 +71,7 @@ struct FloatLanes<4> {
 
 // The children that the ray enters within the limit, a bit each, with their entry and exit
 // distances. A NaN, from 0 times infinity, leaves the other axes to decide.
-template<int N>
+template<std::uint32_t N>
 inline unsigned enter_children(const WalkNode<N>& node, const WalkRay& ray, float limit,
                                float* entries, float* exits) {
     using F = typename FloatLanes<N>::Type;

@@ -26,7 +26,7 @@ constexpr std::uint32_t kWalkKind = kWalkBlocks | kWalkNarrow | kWalkLeaf;
 constexpr std::uint32_t kWalkCandidate = kWalkLeaf | kWalkNarrow;
 
 // A WideNode, cut to N slots.
-template<int N>
+template<std::uint32_t N>
 struct alignas(64) WalkNode {
     float planes[2][3][N]; // lower and upper planes of the boxes: x, y, z
     std::uint32_t child[N];
@@ -44,7 +44,7 @@ constexpr std::uint32_t kMaxBlockedLeaf = 8; // triangles
 
 // What the test of a triangle needs of its corners P0, P1, P2: P0, the normal N = E1 x E2 of the
 // edges E1, E2 from P0, E2 x N, N x E1, and the square N . N. Side by side for N triangles.
-template<int N>
+template<std::uint32_t N>
 struct WalkTriangles {
     float p0[3][N], normal[3][N], e2_normal[3][N], normal_e1[3][N];
     float normal_square[N];
@@ -53,7 +53,7 @@ struct WalkTriangles {
 
 // Triangles of the leaves of a node, in the order of slots and, within a slot, of references.
 // Places that are left over have a zero normal and are never hit.
-template<int N>
+template<std::uint32_t N>
 struct alignas(64) WalkBlock {
     WalkTriangles<N> triangles;
     std::uint32_t index[N];

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "frame/state.h"
+#include "math/at.h"
 #include "output/types.h"
 
 #include <cstdint>
@@ -53,7 +54,7 @@ bool IsRecord(const char* call, const char* kind, int index, std::size_t count);
 template<typename T>
 T* RecordAt(const char* call, std::vector<T>& records, const char* kind, int index) {
     if (!IsRecord(call, kind, index, records.size())) return nullptr;
-    return &records[static_cast<std::size_t>(index)];
+    return &at(records, index);
 }
 
 bool IsGiven(const char* call, const char* name, const void* pointer);

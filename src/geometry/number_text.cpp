@@ -3,6 +3,8 @@
 // SPDX-License-Identifier: MIT
 #include "geometry/number_text.h"
 
+#include "math/at.h"
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -67,8 +69,8 @@ constexpr std::uint64_t kExactDigits = std::uint64_t{1} << 53;
 // Both operands are exact, so the one operation rounds correctly [Clinger90].
 double exact_value(const Decimal& number) {
     const double digits = static_cast<double>(number.digits);
-    return number.exponent < 0 ? digits / kPowers[static_cast<std::size_t>(-number.exponent)]
-                               : digits * kPowers[static_cast<std::size_t>(number.exponent)];
+    return number.exponent < 0 ? digits / at(kPowers, -number.exponent)
+                               : digits * at(kPowers, number.exponent);
 }
 
 double library_value(const char* first, const char* last, const Decimal& number) {

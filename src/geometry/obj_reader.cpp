@@ -4,6 +4,7 @@
 
 #include "geometry/line_reader.h"
 #include "geometry/polygon.h"
+#include "math/at.h"
 #include "math/memory.h"
 #include "math/roots.h"
 #include "run/report.h"
@@ -100,7 +101,7 @@ Polygon read_polygon(const ObjFile& file, TextCursor text) {
     Polygon polygon;
     skip_blanks(text);
     while (has_corner(text, polygon.count)) {
-        polygon.corner[static_cast<std::size_t>(polygon.count++)] = next_corner(file, text);
+        at(polygon.corner, polygon.count++) = next_corner(file, text);
         skip_blanks(text);
     }
     return polygon;

@@ -5,6 +5,7 @@
 
 #include "geometry/types.h"
 #include "hit/hit_vertices.h"
+#include "math/at.h"
 #include "math/axis.h"
 #include "math/faces.h"
 #include "math/frame.h"
@@ -125,8 +126,7 @@ void choose_layer(const Ray& ray, const Shader& shader, bool front, SurfacePoint
     else if (list.count == 1)
         point.layer = &shader.layers[list.index[0]];
     else
-        point.layer = &shader.layers[static_cast<std::size_t>(
-            pick_layer(shader, point, front, layer_draw(ray)))];
+        point.layer = &at(shader.layers, pick_layer(shader, point, front, layer_draw(ray)));
 }
 
 // Bound on the error of origin + distance * direction, and of the intersection that gave the
@@ -165,7 +165,7 @@ void leave_instances(const Ray& ray, SurfacePoint& point) {
     const int levels = std::min<int>(ray.hit_instance_level, kMaxInstanceLevels);
     Mat3 product = matrices[0];
     for (int level = 1; level < levels; ++level)
-        product = product * matrices[static_cast<std::size_t>(level)];
+        product = product * at(matrices, level);
     point.geometric_normal = normalize(product * point.geometric_normal);
     point.normal = normalize(normalize(product * point.normal));
     if (is_exact() && carry_tangent(product, point)) return;
@@ -193,7 +193,7 @@ void bend_normal(const SurfaceLayer& layer, SurfacePoint& point) {
 }
 
 // A shading normal that faces away from the viewer, or would reflect the viewer's direction below
-// the surface, gives way to the geometric one; the tangents stay.
+// the surface, is replaced by the geometric one; the tangents stay.
 void keep_reflection_above(SurfacePoint& point) {
     point.cos_outgoing = dot(point.outgoing, point.normal);
     if (point.normal == point.geometric_normal) return;
@@ -267,7 +267,7 @@ void build_face_point(const Ray& ray, const Shader& shader, const Face& face, Su
 void build_particle_point(const Ray& ray, const Shader& shader, SurfacePoint& point) {
     const Part& part = *ray.hit_part;
     if (shader.has_image) {
-        const std::uint32_t vertex = part.particles[static_cast<std::size_t>(ray.hit_primitive)];
+        const std::uint32_t vertex = at(part.particles, ray.hit_primitive);
         point.uv = interpolate_uv(part, HitVertices<1>{{vertex}, {1.0f}});
     }
     choose_layer(ray, shader, ray.front_side, point);
@@ -303,7 +303,7 @@ void place_on_section(const Vec3& axis, const Vec3& direction, float h, SurfaceP
 
 void build_hair_point(const Ray& ray, const Shader& shader, SurfacePoint& point) {
     const Part& part = *ray.hit_part;
-    const std::uint32_t first = part.cylinders[static_cast<std::size_t>(ray.hit_primitive)];
+    const std::uint32_t first = at(part.cylinders, ray.hit_primitive);
     const HitVertices<2> ends = vertices_at(first, ray.hit_c);
     if (shader.has_image) point.uv = interpolate_uv(part, ends);
     choose_layer(ray, shader, true, point);
@@ -318,7 +318,7 @@ void build_hair_point(const Ray& ray, const Shader& shader, SurfacePoint& point)
 } // namespace
 
 void build_surface_point(const Ray& ray, SurfacePoint& point) {
-    const Shader& shader = Shaders[static_cast<std::size_t>(ray.hit_shader)];
+    const Shader& shader = at(Shaders, ray.hit_shader);
     const auto primitive = static_cast<std::size_t>(ray.hit_primitive);
     begin_point(ray, point);
     switch (ray.hit_kind) {
@@ -356,7 +356,7 @@ int pick_layer(const Shader& shader, const SurfacePoint& point, bool front, floa
     }
     const auto begin = sums.begin();
     const auto found = std::upper_bound(begin, begin + list.count, u * total);
-    return list.index[static_cast<std::size_t>(std::min<std::ptrdiff_t>(found - begin, last))];
+    return at(list.index, std::min<std::ptrdiff_t>(found - begin, last));
 }
 
 namespace {

@@ -8,6 +8,7 @@
 #include "integrate/radiance.h"
 #include "integrate/run_context.h"
 #include "lights/light_sampling.h"
+#include "math/at.h"
 #include "math/random.h"
 #include "math/stop.h"
 #include "run/estimator.h"
@@ -150,7 +151,7 @@ void gather_glossy(const Ray& ray, const SurfacePoint& point, const Vec3& w, Mea
 }
 
 void gather_hair(const Ray& ray, const SurfacePoint& point, const Vec3& w, Mean& mean) {
-    const HairTable& table = Shaders[static_cast<std::size_t>(ray.hit_shader)].hair_table;
+    const HairTable& table = at(Shaders, ray.hit_shader).hair_table;
     const bool even = ray.cursor.path != 0;
     const float u = even ? draw_pair(ray.cursor, Draw::hair_offset).x : random_unit();
     const float h = 2.0f * u - 1.0f;

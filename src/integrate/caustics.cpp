@@ -4,6 +4,7 @@
 
 #include "integrate/photon_tree.h"
 #include "integrate/state.h"
+#include "math/at.h"
 #include "math/random.h"
 #include "math/roots.h"
 #include "run/report.h"
@@ -79,7 +80,7 @@ Vec3 estimate_caustics(const Ray& ray, const SurfacePoint& point) {
     Vec3 power;
     float farthest = kSmallestSquare;
     for (std::size_t i = 0; i < static_cast<std::size_t>(found.count); ++i) {
-        power += Photons[static_cast<std::size_t>(found.photon[i])].power;
+        power += at(Photons, found.photon[i]).power;
         farthest = std::max(farthest, found.distance_squared[i]);
     }
     remember_lookup(ray, point.position, found.count, farthest);

@@ -3,6 +3,7 @@
 #include "integrate/features.h"
 
 #include "integrate/state.h"
+#include "math/at.h"
 #include "math/roots.h"
 
 namespace mh {
@@ -35,7 +36,7 @@ float rough_share(const Ray& ray, const SurfacePoint& point, const Vec3& rough) 
 
 void begin_features(int thread) {
     if (!keeps_features()) return;
-    PathFeatures& path = IntegrateState.features_of_thread[static_cast<std::size_t>(thread)];
+    PathFeatures& path = at(IntegrateState.features_of_thread, thread);
     path.albedo = path.normal = {};
     path.depth = path.weight = 0.0f;
 }
@@ -64,7 +65,7 @@ void add_sky_feature(const Ray& ray, const Vec3& light) {
 
 FeatureSample take_features(int thread) {
     if (!keeps_features()) return {};
-    const PathFeatures& path = IntegrateState.features_of_thread[static_cast<std::size_t>(thread)];
+    const PathFeatures& path = at(IntegrateState.features_of_thread, thread);
     if (!(path.weight > 0.0f)) return {path.albedo, {}, 0.0f};
     const FeatureSample sample = {path.albedo, path.normal / path.weight, path.depth / path.weight};
     return is_finite(sample.albedo) && is_finite(sample.normal) && std::isfinite(sample.depth)

@@ -57,8 +57,4 @@ Vec3 unpack_unscaled(std::uint16_t packed) {
             signs & 1 ? -size.z : size.z};
 }
 
-Vec3 unpack_direction(std::uint16_t packed) {
-    return normalize(unpack_unscaled(packed));
-}
-
 } // namespace mh

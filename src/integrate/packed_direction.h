@@ -10,9 +10,7 @@ namespace mh {
 
 std::uint16_t pack_direction(const Vec3& v);
 
-// Within 3 degrees of the packed vector. The second form has the same direction, but not the
-// length 1.
-Vec3 unpack_direction(std::uint16_t packed);
+// Within 3 degrees of the packed vector; not of length 1.
 Vec3 unpack_unscaled(std::uint16_t packed);
 
 } // namespace mh

@@ -14,6 +14,7 @@
 #include "lights/light_sampling.h"
 #include "lights/sky_light.h"
 #include "lights/state.h"
+#include "math/at.h"
 #include "math/clock.h"
 #include "math/memory.h"
 #include "math/random.h"
@@ -188,7 +189,7 @@ void report_rate(std::int64_t start_microseconds) {
 
 void begin_path(const PathOfPhoton& path) {
     start_stream(Stream::photon, path.light, static_cast<std::uint64_t>(path.number));
-    IntegrateState.photons_of_thread[static_cast<std::size_t>(thread_number())].path = path;
+    at(IntegrateState.photons_of_thread, thread_number()).path = path;
 }
 
 // Shares the numbers below count out to the threads of a team; ends early on request.

@@ -48,8 +48,8 @@ void report_beauty_statistics(const Image& image) {
         squares += largest * largest;
     }
     const double count = static_cast<double>(std::max<std::int64_t>(pixels, 1));
-    const auto average = [&](int c) { return sums[c] / count; };
-    const auto variance = [&](int c) {
+    const auto average = [&](std::size_t c) { return sums[c] / count; };
+    const auto variance = [&](std::size_t c) {
         return static_cast<float>(squares / count - average(c) * average(c));
     };
     ReportRule();

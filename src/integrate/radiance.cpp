@@ -14,6 +14,7 @@
 #include "lights/light_sampling.h"
 #include "lights/sky_light.h"
 #include "lights/state.h"
+#include "math/at.h"
 #include "math/stop.h"
 #include "output/aov.h"
 #include "output/camera.h"
@@ -50,7 +51,7 @@ bool ends_in_density(const Ray& ray) {
 // Whether nothing can come from the hit: beyond the limit of bounces, on a side that is dark.
 bool is_lost(const Ray& ray) {
     if (ray.depth == 0 || within_bounces(ray)) return false;
-    const Shader& shader = Shaders[static_cast<std::size_t>(ray.hit_shader)];
+    const Shader& shader = at(Shaders, ray.hit_shader);
     return ray.front_side ? shader.face.dark : shader.back.dark;
 }
 
@@ -93,8 +94,7 @@ Vec3 density_estimate(const Ray& ray, const SurfacePoint& point) {
 
 Vec3 attenuated(const Vec3& light, const Ray& ray) {
     const bool in_solid = std::fabs(camera_ior() - ray.refraction) >= kSameIndex;
-    const Medium& medium =
-        in_solid ? Shaders[static_cast<std::size_t>(ray.hit_shader)].medium : SkyLight.medium;
+    const Medium& medium = in_solid ? at(Shaders, ray.hit_shader).medium : SkyLight.medium;
     if (medium.transmittance == splat(1.0f)) return light;
     return light * medium_attenuation(medium, ray.distance);
 }

@@ -3,6 +3,7 @@
 #include "integrate/run_context.h"
 
 #include "integrate/state.h"
+#include "math/at.h"
 #include "math/threads.h"
 #include "run/report.h"
 #include "run/state.h"
@@ -44,7 +45,7 @@ RayCounts TakeRayCounts() {
 
 void EnterWorker() {
     thread_local const std::uintptr_t kLowest = lowest_frame();
-    ThreadStates[static_cast<std::size_t>(thread_number())].lowest_frame = kLowest;
+    at(ThreadStates, thread_number()).lowest_frame = kLowest;
 }
 
 bool stack_is_low(const Ray& ray) {
@@ -56,7 +57,8 @@ bool stack_is_low(const Ray& ray) {
 
 void ReportCutPaths() {
     if (!std::exchange(IntegrateState.path_was_cut, false)) return;
-    ReportWarning("renderer - the stack of the threads is too small for ray_depth: paths were cut short short");
+    ReportWarning(
+        "renderer - the stack of the threads is too small for ray_depth: paths were cut short");
 }
 
 } // namespace mh

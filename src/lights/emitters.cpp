@@ -6,6 +6,7 @@
 #include "geometry/objects.h"
 #include "geometry/state.h"
 #include "hit/hit_vertices.h"
+#include "math/at.h"
 #include "math/axis.h"
 #include "math/faces.h"
 #include "math/roots.h"
@@ -39,7 +40,7 @@ bool find_emitter(float u, Emitter& emitter) {
         const LightLists& lists = LightListsOfObjects[number];
         const std::int32_t index = pick(lists.emission_distribution, u);
         if (index < 0) return false;
-        const LightPrimitive& primitive = lists.emission_list[static_cast<std::size_t>(index)];
+        const LightPrimitive& primitive = at(lists.emission_list, index);
         if (primitive.kind != PrimitiveKind::instance) {
             emitter.part = &object.parts[primitive.part];
             emitter.primitive = &primitive;

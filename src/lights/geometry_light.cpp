@@ -9,6 +9,7 @@
 #include "lights/light_shot.h"
 #include "lights/sky_light.h"
 #include "lights/state.h"
+#include "math/at.h"
 #include "math/frame.h"
 #include "math/random.h"
 #include "math/roots.h"
@@ -28,7 +29,7 @@ namespace mh {
 namespace {
 
 LightFace& face_of(const LightSample& sample) {
-    return GeometryLight.faces[static_cast<std::size_t>(sample.face)];
+    return at(GeometryLight.faces, sample.face);
 }
 
 bool same_face(const LightFace& a, const LightFace& b) {
@@ -75,8 +76,7 @@ void build_table() {
         fill_sample(i);
     FinishSampler(GeometryLight.table);
     for (std::int32_t i = 0; i < GeometryLight.table.size; ++i)
-        face_of(GeometryLight.samples[static_cast<std::size_t>(i)]).share =
-            probability(GeometryLight.table, i);
+        face_of(at(GeometryLight.samples, i)).share = probability(GeometryLight.table, i);
 }
 
 // The table outgrows the first cache. Where all emit alike the pick is close to u times its size.
@@ -97,7 +97,7 @@ void add_geometry_sample(const LightShot& shot, LightSplit& sum) {
     prefetch_sample(u);
     const std::int32_t index = pick(GeometryLight.table, u);
     if (index < 0) return;
-    const LightSample& x = GeometryLight.samples[static_cast<std::size_t>(index)];
+    const LightSample& x = at(GeometryLight.samples, index);
     const LightFace& face = face_of(x);
     if (!(face.share > 0.0f)) return;
     const Vec3 v = x.position - shot.target.position;

@@ -32,12 +32,13 @@ float brightest_layer(const SurfacePoint& point) {
     return std::max({0.0f, lambertian, transmissive, glossy});
 }
 
-// How much light the point can send on along the path, as a share of a white one's.
+// How much light the point can send on along the path, as a share of a white one's: the mean of its
+// brightest layer times the mean of the weight.
 float importance_of(const Ray& ray, const SurfacePoint& point) {
     return brightest_layer(point) / 3.0f * sum(ray.weight);
 }
 
-// Radius of a jump: a Rayleigh distribution of the given variance.
+// Radius of a jump: a Rayleigh distribution, by the inverse of its cumulative one.
 float jump_radius(float variance) {
     constexpr float kSmallestDraw = 1e-10f, kLogOfSmallest = -10.0f;
     const float u = random_unit();

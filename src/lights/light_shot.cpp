@@ -5,6 +5,7 @@
 #include "accel/walk.h"
 #include "hit/surface_builder.h"
 #include "lights/state.h"
+#include "math/at.h"
 #include "math/stop.h"
 #include "output/aov.h"
 #include "output/camera.h"
@@ -38,8 +39,15 @@ void add_diffused(const LightShot& shot, AddSample add, LightSplit& sum) {
     Ray chord;
     for (int i = 0; i < kTries; ++i) {
         if (!relocate_in_diffusion(shot.ray, shot.point, moved, weight, chord)) continue;
-        add({shot.light, shot.ray, shot.point, moved, weight, chord.hit_primitive, chord.hit_kind,
-             shot.cursor, shot.count},
+        add({.light = shot.light,
+             .ray = shot.ray,
+             .point = shot.point,
+             .target = moved,
+             .jump = weight,
+             .target_primitive = chord.hit_primitive,
+             .target_kind = chord.hit_kind,
+             .cursor = shot.cursor,
+             .count = shot.count},
             sum);
         return;
     }
@@ -54,7 +62,14 @@ void add_sample(const LightShot& shot, AddSample add, LightSplit& sum) {
 }
 
 LightShot shot_at_hit(const Light* light, const Ray& ray, const SurfacePoint& point) {
-    return {light, ray, point, point, splat(1.0f), ray.hit_primitive, ray.hit_kind, ray.cursor, 0};
+    return {.light = light,
+            .ray = ray,
+            .point = point,
+            .target = point,
+            .jump = splat(1.0f),
+            .target_primitive = ray.hit_primitive,
+            .target_kind = ray.hit_kind,
+            .cursor = ray.cursor};
 }
 
 void scale(LightSplit& sum, float factor) {
@@ -93,7 +108,7 @@ LightSplit sum_exact_hit(const Light* light, const Ray& ray, const SurfacePoint&
 }
 
 const HairTable& hair_table(std::int32_t shader) {
-    return Shaders[static_cast<std::size_t>(shader)].hair_table;
+    return at(Shaders, shader).hair_table;
 }
 
 float hair_bounce_density(const Ray& ray, const SurfacePoint& source) {

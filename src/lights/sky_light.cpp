@@ -7,6 +7,7 @@
 #include "lights/sky_distribution.h"
 #include "lights/sky_map.h"
 #include "lights/state.h"
+#include "math/at.h"
 #include "math/frame.h"
 #include "math/roots.h"
 #include "math/sampling.h"
@@ -106,7 +107,7 @@ void add_sky_sample(const LightShot& shot, LightSplit& sum) {
     const float u =
         rotate_unit(sequence_value(shot.cursor.sample, shot.cursor.dimension), rotation);
     const std::int32_t texel = pick(SkyLight.sky_table, u);
-    const SkySample& sample = SkyLight.sky_samples[static_cast<std::size_t>(texel)];
+    const SkySample& sample = at(SkyLight.sky_samples, texel);
     const float density = kTexelDensity * sample.share;
     if (!(density > (looped ? kSmallestDensity : 0.0f))) return;
     const Vec3 direction = sky_texel_direction(texel);

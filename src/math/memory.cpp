@@ -38,7 +38,7 @@ double limit_of(const std::string& group) {
                     SystemNumber(group + "/memory.limit_in_bytes"));
 }
 
-// File cache and the like, which gives way to whoever asks for memory. Version 1 counts the groups
+// File cache and the like, which is freed for whoever asks for memory. Version 1 counts the groups
 // within a group in totals of their own.
 double reclaimable_of(const std::string& group) {
     std::ifstream file(SystemRoot + group + "/memory.stat");

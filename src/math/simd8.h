@@ -206,7 +206,7 @@ inline unsigned less_equal(Double4 a, Double4 b) {
 
 #else
 
-template<typename T, int N>
+template<typename T, std::uint32_t N>
 struct Lanes {
     T v[N];
 };
@@ -215,25 +215,25 @@ using Float8 = Lanes<float, 8>;
 using Lanes4 = Lanes<float, 4>;
 using Double4 = Lanes<double, 4>;
 
-template<int N, typename Operation>
+template<std::uint32_t N, typename Operation>
 inline auto each(Operation operation) {
-    Lanes<decltype(operation(0)), N> result;
-    for (int k = 0; k < N; ++k)
+    Lanes<decltype(operation(0u)), N> result;
+    for (std::uint32_t k = 0; k < N; ++k)
         result.v[k] = operation(k);
     return result;
 }
 
-template<int N, typename Condition>
+template<std::uint32_t N, typename Condition>
 inline unsigned bits(Condition condition) {
     unsigned result = 0;
-    for (int k = 0; k < N; ++k)
+    for (std::uint32_t k = 0; k < N; ++k)
         result |= static_cast<unsigned>(condition(k)) << k;
     return result;
 }
 
-template<int N>
+template<std::uint32_t N>
 inline void store_falling(std::uint32_t* to, const std::uint32_t (&from)[N], unsigned set) {
-    for (int k = 0; k < N; ++k)
+    for (std::uint32_t k = 0; k < N; ++k)
         to[k] = from[kFallingBits.bit[set][k]];
 }
 
@@ -249,9 +249,9 @@ inline F load(const float* p) {
     }
 }
 
-template<typename T, int N>
+template<typename T, std::uint32_t N>
 inline void store(T* p, const Lanes<T, N>& a) {
-    for (int k = 0; k < N; ++k)
+    for (std::uint32_t k = 0; k < N; ++k)
         p[k] = a.v[k];
 }
 
@@ -268,59 +268,59 @@ inline F fill(float s) {
 }
 
 inline Lanes4 low_half(const Float8& a) {
-    return each<4>([&](int k) { return a.v[k]; });
+    return each<4>([&](std::uint32_t k) { return a.v[k]; });
 }
 
-template<typename T, int N>
+template<typename T, std::uint32_t N>
 inline Lanes<T, N> operator+(const Lanes<T, N>& a, const Lanes<T, N>& b) {
-    return each<N>([&](int k) { return a.v[k] + b.v[k]; });
+    return each<N>([&](std::uint32_t k) { return a.v[k] + b.v[k]; });
 }
 
-template<typename T, int N>
+template<typename T, std::uint32_t N>
 inline Lanes<T, N> operator-(const Lanes<T, N>& a, const Lanes<T, N>& b) {
-    return each<N>([&](int k) { return a.v[k] - b.v[k]; });
+    return each<N>([&](std::uint32_t k) { return a.v[k] - b.v[k]; });
 }
 
-template<typename T, int N>
+template<typename T, std::uint32_t N>
 inline Lanes<T, N> operator*(const Lanes<T, N>& a, const Lanes<T, N>& b) {
-    return each<N>([&](int k) { return a.v[k] * b.v[k]; });
+    return each<N>([&](std::uint32_t k) { return a.v[k] * b.v[k]; });
 }
 
-template<typename T, int N>
+template<typename T, std::uint32_t N>
 inline Lanes<T, N> operator/(const Lanes<T, N>& a, const Lanes<T, N>& b) {
-    return each<N>([&](int k) { return a.v[k] / b.v[k]; });
+    return each<N>([&](std::uint32_t k) { return a.v[k] / b.v[k]; });
 }
 
-template<typename T, int N>
+template<typename T, std::uint32_t N>
 inline Lanes<T, N> max(const Lanes<T, N>& a, const Lanes<T, N>& b) {
-    return each<N>([&](int k) { return a.v[k] > b.v[k] ? a.v[k] : b.v[k]; });
+    return each<N>([&](std::uint32_t k) { return a.v[k] > b.v[k] ? a.v[k] : b.v[k]; });
 }
 
-template<typename T, int N>
+template<typename T, std::uint32_t N>
 inline Lanes<T, N> min(const Lanes<T, N>& a, const Lanes<T, N>& b) {
-    return each<N>([&](int k) { return a.v[k] < b.v[k] ? a.v[k] : b.v[k]; });
+    return each<N>([&](std::uint32_t k) { return a.v[k] < b.v[k] ? a.v[k] : b.v[k]; });
 }
 
 inline Float8 root(const Float8& a) {
-    return each<8>([&](int k) { return exact_root(a.v[k]); });
+    return each<8>([&](std::uint32_t k) { return exact_root(a.v[k]); });
 }
 
 inline Float8 absolute(const Float8& a) {
-    return each<8>([&](int k) { return __builtin_fabsf(a.v[k]); });
+    return each<8>([&](std::uint32_t k) { return __builtin_fabsf(a.v[k]); });
 }
 
 inline Double4 rotate(const Double4& a) {
-    return each<4>([&](int k) { return a.v[(k + 1) % 4]; });
+    return each<4>([&](std::uint32_t k) { return a.v[(k + 1) % 4]; });
 }
 
-template<typename T, int N>
+template<typename T, std::uint32_t N>
 inline unsigned less(const Lanes<T, N>& a, const Lanes<T, N>& b) {
-    return bits<N>([&](int k) { return a.v[k] < b.v[k]; });
+    return bits<N>([&](std::uint32_t k) { return a.v[k] < b.v[k]; });
 }
 
-template<typename T, int N>
+template<typename T, std::uint32_t N>
 inline unsigned less_equal(const Lanes<T, N>& a, const Lanes<T, N>& b) {
-    return bits<N>([&](int k) { return a.v[k] <= b.v[k]; });
+    return bits<N>([&](std::uint32_t k) { return a.v[k] <= b.v[k]; });
 }
 
 #endif

@@ -1,5 +1,6 @@
 // Keys of the blocks "render" and "camera", and of their sub-blocks.
 // SPDX-License-Identifier: MIT
+#include "math/at.h"
 #include "output/aov.h"
 #include "output/image_writer.h"
 #include "output/state.h"
@@ -46,11 +47,11 @@ void set_projection(Camera& camera, const std::string& text) {
 // A third pose is not read: its keys mean nothing to the camera, and its "end" ends the camera.
 CameraPose* next_pose(Camera& camera) {
     if (camera.pose_count >= static_cast<std::int32_t>(camera.poses.size())) return nullptr;
-    return &camera.poses[static_cast<std::size_t>(camera.pose_count++)];
+    return &at(camera.poses, camera.pose_count++);
 }
 
 Aov* next_aov(Camera& camera) {
-    return &camera.aovs[static_cast<std::size_t>(AddAov(camera.aovs))];
+    return &at(camera.aovs, AddAov(camera.aovs));
 }
 
 std::string& image_path(Aov& aov) {

@@ -1,6 +1,7 @@
 // Keys of the four light blocks, and of the sub-blocks "link" and "volume_shader".
 // SPDX-License-Identifier: MIT
 #include "lights/types.h"
+#include "math/at.h"
 #include "output/aov.h"
 #include "scene/blocks.h"
 
@@ -10,7 +11,7 @@ namespace {
 
 template<typename Owner>
 Aov* next_aov(Owner& owner) {
-    return &owner.aov_list[static_cast<std::size_t>(AddAov(owner.aov_list))];
+    return &at(owner.aov_list, AddAov(owner.aov_list));
 }
 
 void add_name(LightLink& link, const std::string& name) {

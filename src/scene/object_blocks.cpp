@@ -5,6 +5,7 @@
 #include "geometry/mesh_loader.h"
 #include "geometry/obj_reader.h"
 #include "geometry/objects.h"
+#include "math/at.h"
 #include "scene/blocks.h"
 #include "shading/shaders.h"
 
@@ -13,7 +14,7 @@ namespace mh {
 namespace {
 
 Part& next_part(ObjectReading& reading) {
-    return reading.object->parts[static_cast<std::size_t>(AddPart(*reading.object))];
+    return at(reading.object->parts, AddPart(*reading.object));
 }
 
 std::string& name(ObjectReading& reading) {
@@ -22,7 +23,7 @@ std::string& name(ObjectReading& reading) {
 
 Instance& next_instance(ObjectReading& reading) {
     Object& object = *reading.object;
-    return object.instances[static_cast<std::size_t>(AddInstance(object))];
+    return at(object.instances, AddInstance(object));
 }
 
 template<std::string TextureMesh::*image>

@@ -8,6 +8,7 @@
 #include "lights/gaffer.h"
 #include "lights/sky_light.h"
 #include "lights/state.h"
+#include "math/at.h"
 #include "math/input_file.h"
 #include "math/memory.h"
 #include "output/camera.h"
@@ -241,17 +242,17 @@ void read_camera(Reading& reading) {
 
 void read_point_light(Reading& reading) {
     const int light = AddPointLight();
-    read_block(reading, kPointLightBlock, &PointLights[static_cast<std::size_t>(light)]);
+    read_block(reading, kPointLightBlock, &at(PointLights, light));
 }
 
 void read_parallel_light(Reading& reading) {
     const int light = AddParallelLight();
-    read_block(reading, kParallelLightBlock, &ParallelLights[static_cast<std::size_t>(light)]);
+    read_block(reading, kParallelLightBlock, &at(ParallelLights, light));
 }
 
 void read_object(Reading& reading) {
     const int object = AddObject();
-    ObjectReading record{&Objects[static_cast<std::size_t>(object)], {}};
+    ObjectReading record{&at(Objects, object), {}};
     read_block(reading, kObjectBlock, &record);
 }
 
@@ -260,7 +261,7 @@ void read_shader(Reading& reading) {
     Shader shader;
     read_block(reading, kShaderBlock, &shader);
     const int index = FindOrAddShader(shader.name);
-    Shaders[static_cast<std::size_t>(index)] = std::move(shader);
+    at(Shaders, index) = std::move(shader);
 }
 
 struct Keyword {

@@ -1,6 +1,8 @@
 // Keys of the block "shader" and of its sub-blocks.
 // SPDX-License-Identifier: MIT
+#include "math/at.h"
 #include "scene/blocks.h"
+#include "shading/evaluate.h"
 #include "shading/images.h"
 #include "shading/shaders.h"
 #include "shading/types.h"
@@ -59,7 +61,7 @@ Mat4& used_color_matrix(ShaderElement& element) {
 
 template<Element element>
 ShaderElement& slot(SurfaceLayer& layer) {
-    return layer.elements[static_cast<std::size_t>(element)];
+    return element_of(layer, element);
 }
 
 void set_sideness(SurfaceLayer& layer, const std::string& text) {
@@ -105,7 +107,7 @@ void set_invisible(Shader& shader, std::int64_t value) {
 }
 
 SurfaceLayer& next_layer(Shader& shader) {
-    return shader.layers[static_cast<std::size_t>(AddSurfaceLayer(shader))];
+    return at(shader.layers, AddSurfaceLayer(shader));
 }
 
 constexpr const char* kPixelSamplers[] = {"stochastic", "bilinear", "nearest"};

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "shading/evaluate.h"
 
+#include "math/at.h"
 #include "math/constants.h"
 #include "shading/images.h"
 #include "shading/state.h"
@@ -11,7 +12,7 @@ namespace mh {
 namespace {
 
 Vec3 look_up(const ShaderElement& element, const SurfacePoint& point) {
-    const Image& image = Textures[static_cast<std::size_t>(element.image_index)];
+    const Image& image = at(Textures, element.image_index);
     return sample_texture(image, point.uv, element);
 }
 

@@ -19,4 +19,8 @@ inline const ShaderElement& element_of(const SurfaceLayer& layer, Element elemen
     return layer.elements[static_cast<std::size_t>(element)];
 }
 
+inline ShaderElement& element_of(SurfaceLayer& layer, Element element) {
+    return layer.elements[static_cast<std::size_t>(element)];
+}
+
 } // namespace mh

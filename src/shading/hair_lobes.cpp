@@ -19,6 +19,15 @@ namespace {
 
 constexpr float kLobes = 3.0f;
 
+// Horner's scheme; coefficients from the constant one on.
+template<std::size_t N>
+constexpr double polynomial(double x, const double (&coefficients)[N]) {
+    double value = coefficients[N - 1];
+    for (std::size_t k = N - 1; k-- > 0;)
+        value = coefficients[k] + x * value;
+    return value;
+}
+
 double guarded_log(double x) {
     constexpr double kSmallest = 1e-10, kOfLess = -10.0;
     return x >= kSmallest ? std::log(x) : kOfLess;
@@ -27,37 +36,14 @@ double guarded_log(double x) {
 // Modified Bessel function of order 0, [AbramowitzStegun64] 9.8.1 and 9.8.2; x >= 0.
 double bessel_i0(double x) {
     constexpr double kSplit = 3.75;
+    constexpr double kSmallArguments[] = {1.0,       3.5156229, 3.0899424, 1.2067492,
+                                          0.2659732, 0.0360768, 0.0045813};
+    constexpr double kLargeArguments[] = {0.39894228,  0.01328592,  0.00225319,
+                                          -0.00157565, 0.00916281,  -0.02057706,
+                                          0.02635537,  -0.01647633, 0.00392377};
     const double t = x / kSplit;
-    if (x < kSplit) {
-        const double y = t * t;
-        return 1.0
-               + y
-                     * (3.5156229
-                        + y
-                              * (3.0899424
-                                 + y
-                                       * (1.2067492
-                                          + y * (0.2659732 + y * (0.0360768 + y * 0.0045813)))));
-    }
-    const double y = 1.0 / t;
-    const double series =
-        0.39894228
-        + y
-              * (0.01328592
-                 + y
-                       * (0.00225319
-                          + y
-                                * (-0.00157565
-                                   + y
-                                         * (0.00916281
-                                            + y
-                                                  * (-0.02057706
-                                                     + y
-                                                           * (0.02635537
-                                                              + y
-                                                                    * (-0.01647633
-                                                                       + y * 0.00392377)))))));
-    return std::exp(x) / std::sqrt(x) * series;
+    if (x < kSplit) return polynomial(t * t, kSmallArguments);
+    return std::exp(x) / std::sqrt(x) * polynomial(1.0 / t, kLargeArguments);
 }
 
 // Two directions seen from the axis of the fibre.

@@ -3,6 +3,7 @@
 // SPDX-License-Identifier: MIT
 #include "shading/hair_table.h"
 
+#include "math/at.h"
 #include "math/clock.h"
 #include "math/constants.h"
 #include "math/threads.h"
@@ -48,8 +49,7 @@ Paths paths_of(const HairTable& table, float cos_d) {
     for (int k = 0; k < kOffsets; ++k) {
         constexpr float kHalf = kOffsets / 2.0f;
         const float h = (static_cast<float>(k) + 0.5f - kHalf) / kHalf;
-        paths[static_cast<std::size_t>(k)] =
-            fibre_path(h, cos_d, table.ior, table.f0, table.absorption);
+        at(paths, k) = fibre_path(h, cos_d, table.ior, table.f0, table.absorption);
     }
     return paths;
 }

@@ -26,7 +26,8 @@ std::string fault_of(Received received, Budget budget) {
     const auto megabytes = static_cast<int>(budget.bytes / kBytesOfMegabyte);
     switch (received) {
     case Received::whole: return {};
-    case Received::late: return "was not decoded within " + std::to_string(2 * seconds) + " seconds";
+    case Received::late:
+        return "was not decoded within " + std::to_string(2 * seconds) + " seconds";
     case Received::cut:
         return "made its decoder fail, which may use " + std::to_string(seconds) + " seconds and "
                + std::to_string(megabytes) + " megabytes";
@@ -41,7 +42,8 @@ std::string receive_image(const HelperProcess& helper, Budget budget, Image& ima
     StreamHead head;
     Received received = Receive(helper, std::as_writable_bytes(std::span(&head, 1)), deadline);
     if (received != Received::whole) return fault_of(received, budget);
-    if (head.version != kStreamVersion) return "was answered by a helper program of another version";
+    if (head.version != kStreamVersion)
+        return "was answered by a helper program of another version";
     if (head.fault_bytes > 0) {
         std::string fault(std::min(head.fault_bytes, kLongestFault), '\0');
         received = Receive(helper, std::as_writable_bytes(std::span(fault)), deadline);

@@ -3,6 +3,7 @@
 // SPDX-License-Identifier: MIT
 #include "shading/shaders.h"
 
+#include "math/at.h"
 #include "math/constants.h"
 #include "math/name_index.h"
 #include "run/report.h"
@@ -21,7 +22,7 @@ constexpr const char* kUndefined = "undefined";
 
 void add_layer_of(Shader& shader, Sideness sideness) {
     const int layer = AddSurfaceLayer(shader);
-    shader.layers[static_cast<std::size_t>(layer)].sideness = sideness;
+    at(shader.layers, layer).sideness = sideness;
 }
 
 bool has_layer_of(const Shader& shader, Sideness side) {
@@ -44,7 +45,7 @@ LayerList list_of(const Shader& shader, Sideness side) {
         const Sideness sideness = shader.layers[i].sideness;
         if (sideness != side && sideness != Sideness::both) continue;
         if (static_cast<std::size_t>(list.count) == list.index.size()) break;
-        list.index[static_cast<std::size_t>(list.count++)] = static_cast<std::uint8_t>(i);
+        at(list.index, list.count++) = static_cast<std::uint8_t>(i);
     }
     return list;
 }
@@ -54,7 +55,7 @@ LayerList list_of(const Shader& shader, Sideness side) {
 std::int32_t image_of(const std::string& path) {
     const int index = FindOrAddImage(path);
     if (index < 0) return -1;
-    Image& image = Textures[static_cast<std::size_t>(index)];
+    Image& image = at(Textures, index);
     LoadImage(image);
     return image.loaded ? index : -1;
 }
@@ -115,7 +116,7 @@ SideFlags flags_of(const Shader& shader, const LayerList& list) {
     SideFlags flags;
     flags.dark = true;
     for (int i = 0; i < list.count; ++i) {
-        const SurfaceLayer& layer = shader.layers[list.index[static_cast<std::size_t>(i)]];
+        const SurfaceLayer& layer = shader.layers[at(list.index, i)];
         flags.dark = flags.dark && is_dark(layer);
         flags.virtual_light = flags.virtual_light || layer.virtual_light;
         flags.emissive = flags.emissive || visible(layer, Element::emissive);
@@ -130,7 +131,7 @@ SideFlags flags_of(const Shader& shader, const LayerList& list) {
 SurfaceLayer default_surface_layer() {
     SurfaceLayer layer;
     for (const Element element : {Element::normal, Element::ior, Element::reserved_13})
-        layer.elements[static_cast<std::size_t>(element)].color = {1.0f, 1.0f, 1.0f};
+        element_of(layer, element).color = {1.0f, 1.0f, 1.0f};
     return layer;
 }
 
@@ -168,10 +169,10 @@ int FindOrAddShader(const std::string& name) {
 void CreateUndefinedShader() {
     constexpr Vec3 kGrey = {0.85f, 0.85f, 0.85f};
     const int index = FindOrAddShader(kUndefined);
-    Shader& shader = Shaders[static_cast<std::size_t>(index)];
+    Shader& shader = at(Shaders, index);
     shader = {};
     AddSurfaceLayer(shader);
-    shader.layers[0].elements[static_cast<std::size_t>(Element::lambertian)].color = kGrey;
+    element_of(shader.layers[0], Element::lambertian).color = kGrey;
 }
 
 void FinishShader(Shader& shader) {
@@ -193,7 +194,7 @@ void FinishShader(Shader& shader) {
 
 void InitializeShaders() {
     const int undefined = FindNamedShader(kUndefined);
-    if (undefined >= 0) FinishShader(Shaders[static_cast<std::size_t>(undefined)]);
+    if (undefined >= 0) FinishShader(at(Shaders, undefined));
     for (Shader& shader : Shaders)
         FinishShader(shader);
     ReportCount("shaders ", static_cast<std::int64_t>(Shaders.size()),

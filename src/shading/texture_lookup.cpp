@@ -1,6 +1,7 @@
 // Texel reads and filtered look-ups: per hit, by all rendering threads. Images keep the width of
 // their file; conversion happens here.
 // SPDX-License-Identifier: MIT
+#include "math/at.h"
 #include "math/random.h"
 #include "math/simd4.h"
 #include "math/srgb.h"
@@ -257,7 +258,7 @@ Vec2 moved_to_middles(const Vec2& uv, const Image& image) {
 
 Vec3 read_texel(const Image& image, std::int64_t index) {
     if (!has_pixels(image)) return {};
-    if (image.rgbe_encoded) return decode_rgbe(image.rgbe[static_cast<std::size_t>(index)]);
+    if (image.rgbe_encoded) return decode_rgbe(at(image.rgbe, index));
     if (image.channels == 2) return {};
     const std::size_t i = first_value(image, index);
     if (image.channels == 1) return splat(value_at(image, i));
