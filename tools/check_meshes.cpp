@@ -42,7 +42,7 @@ struct MeshText {
     int line_number = 0;
     std::string_view line = {};
     Spot polygons = {}, bad_numbers = {};
-    std::set<std::string> materials = {}; // that were told
+    std::set<std::string> materials = {}; // that were reported
 };
 
 Place place_in(const MeshText& mesh, std::string_view at) {

@@ -11,6 +11,7 @@
 #include "math/digest.h"
 #include "output/camera.h"
 #include "output/file_writer.h"
+#include "run/estimator.h"
 #include "run/state.h"
 #include "scene_digest.h"
 

@@ -3,7 +3,7 @@
 // SPDX-License-Identifier: MIT
 #include "merge.h"
 
-#include "atomic_file.h"
+#include "files.h"
 #include "frame/phases.h"
 #include "integrate/frame_sums.h"
 #include "integrate/plane_images.h"
@@ -271,7 +271,7 @@ std::string write_pictures(const Arguments& arguments, const Merge& merge) {
         Aov aov = aov_of(planes[i]);
         if (!fill(merge, i, aov)) return kChanged;
         aov.image.path = path_in(arguments.output_dir, planes[i].name);
-        std::error_code fault; // the writing tells
+        std::error_code fault; // the writing reports it
         fs::create_directories(fs::path(aov.image.path).parent_path(), fault);
         WriteImage(aov.image);
     }

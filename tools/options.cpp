@@ -49,7 +49,7 @@ bool holds_pixels(const std::array<int, 4>& region) {
     return region[0] < region[2] && region[1] < region[3];
 }
 
-// Why the text is not used; a number that is none compares false with both limits.
+// Why the text is not used; NaN compares false with both limits.
 std::string fault_of(const std::string& text, const OptionRow& row, bool whole) {
     char* end = nullptr;
     const double value = std::strtod(text.c_str(), &end);
@@ -71,7 +71,7 @@ void limit(CLI::Option& option, const OptionRow& row) {
             });
 }
 
-// Stores into the member; a value placeholder of several words parted by | is the list of them.
+// Stores into the member; a value placeholder of several words separated by | is the list of them.
 template<auto member>
 void bind(CLI::App& app, const OptionRow& row, Arguments& arguments) {
     auto& field = arguments.*member;

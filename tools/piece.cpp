@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 #include "piece.h"
 
-#include "atomic_file.h"
 #include "byte_fields.h"
 #include "integrate/output_images.h"
 #include "integrate/state.h"

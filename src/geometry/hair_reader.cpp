@@ -131,7 +131,7 @@ std::string_view next_word(TextCursor& text) {
     return {first, static_cast<std::size_t>(text.next - first)};
 }
 
-// The next number; text that is none stops the line, what is left of it reads as 0.
+// The next number; other text stops the line, and the rest of it reads as 0.
 float next_real(TextCursor& text) {
     skip_blanks(text);
     const char* const first = text.next;

@@ -63,7 +63,7 @@ Vec2 next_vec2(TextCursor text) {
     return {x, y};
 }
 
-// Indices count from 1 at the start of the file, or back from the end of the pool; 0 is none.
+// Indices count from 1 at the start of the file, or back from the end of the pool; 0 is not an index.
 std::uint32_t next_index(TextCursor& text, std::size_t first, std::size_t size) {
     const std::int64_t value = read_whole(text);
     skip_token(text);
@@ -91,7 +91,7 @@ LoaderCorner next_corner(const ObjFile& file, TextCursor& text) {
     return corner;
 }
 
-// Behind three corners a zero, or a word that is no number, as of a comment, ends the face.
+// After three corners a zero, or a word that is not a number, such as a comment, ends the face.
 bool has_corner(TextCursor text, int count) {
     if (at_end(text) || count == kMostCorners) return false;
     return count < 3 || read_whole(text) != 0;

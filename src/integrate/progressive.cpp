@@ -53,6 +53,7 @@ void report_beauty_statistics(const Image& image) {
         return static_cast<float>(squares / count - average(c) * average(c));
     };
     ReportRule();
+    // Spelled so on purpose: programs look for this text.
     ReportLine("avgerage of " + image.path,
                Vec3{static_cast<float>(average(0)), static_cast<float>(average(1)),
                     static_cast<float>(average(2))},

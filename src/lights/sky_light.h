@@ -35,9 +35,4 @@ LightSplit direct_sky(const Ray& ray, const SurfacePoint& point);
 // First ray of sky photon `number`; ray.weight is black when no light comes from there.
 void emit_sky_photon(Ray& ray, std::int64_t number);
 
-// Cube map addressing: direction of continuous texel coordinates, and texel of a direction as
-// face * 65536 + 256 y + x.
-Vec3 sky_face_direction(int face, float x, float y);
-std::int32_t sky_texel(const Vec3& direction);
-
 } // namespace mh

@@ -40,6 +40,11 @@ float sky_edge(int line);
 // Unit direction of a point of a face by its cube coordinates a (along a row) and b.
 Vec3 sky_cube_direction(int face, float a, float b);
 
+// Cube map addressing: direction of continuous texel coordinates, and texel of a direction as
+// face * 65536 + 256 y + x.
+Vec3 sky_face_direction(int face, float x, float y);
+std::int32_t sky_texel(const Vec3& direction);
+
 // Direction of the corner of a texel that the table was picked for.
 Vec3 sky_texel_direction(std::int32_t texel);
 

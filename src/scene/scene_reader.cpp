@@ -194,7 +194,7 @@ void read_sub_block(Reading& reading, const Block& block, const Key& key, void* 
     if (opened != nullptr) return read_block(reading, *key.block, opened);
     if (!reading.listener) return;
     if (record != nullptr) tell(reading, ReadEvent::block_refused, block, record);
-    read_block(reading, *key.block, nullptr); // what follows is told of in its own terms
+    read_block(reading, *key.block, nullptr); // what follows is reported line by line
 }
 
 // Up to the block's "end" or the end of the text. Blocks nest no deeper than their tables do.

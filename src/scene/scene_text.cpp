@@ -101,7 +101,7 @@ bool take_real(std::string_view& rest, float& value) {
     float result = 0.0f;
     const auto [end, error] =
         std::from_chars(after_plus(number), number.data() + number.size(), result);
-    // Out of range on the small side is as good as 0.
+    // Too small for a float: counts as 0.
     const bool tiny = number.find("e-") != number.npos || number.find("E-") != number.npos;
     if (error != std::errc() && !tiny) return false;
     value = error == std::errc() ? result : 0.0f;

@@ -200,7 +200,7 @@ FIBITMAP* decode(const std::string& file, FREE_IMAGE_FORMAT format) {
     return bitmap;
 }
 
-// The report tells of a fault; what the decoders' own libraries would print is kept from the
+// The report names a fault; what the decoders' own libraries would print is kept from the
 // console.
 void silence_decoders() {
     using SetHandler = void* (*)(void*);

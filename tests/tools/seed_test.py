@@ -50,8 +50,7 @@ class Seeds(ProgramTest):
             for estimator in ("classic", "exact"):
                 given = (scene, *small, "--mode", mode, "--estimator", estimator)
                 first = self.pictures(*given, "--threads", "1")
-                for threads in ("3", "8"):
-                    self.assertEqual(self.pictures(*given, "--threads", threads), first, given)
+                self.assertEqual(self.pictures(*given, "--threads", "8"), first, given)
                 self.stop_after_a_frame(*given, "--checkpoint", "c")
                 self.assertEqual(self.pictures(*given, "--resume", "c"), first, given)
 
@@ -69,7 +68,7 @@ class Seeds(ProgramTest):
         self.pictures("scene", "--seed", "3", "--checkpoint", "c")
         for other in (("--seed", "4"), (), ("--seed", "3", "--estimator", "exact")):
             result = self.run_here("scene", "--resume", "c", *other, status=2)
-            self.assertIn("other settings", result.stderr)
+            self.assertIn("different settings", result.stderr)
 
     def test_wrong_values_are_reported_with_their_line_and_ignored(self):
         wrong = ("seed -1", "seed x", "seed 1.5", 'estimator "best"', "estimator exact")
