@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "confinement.h"
 
-#include "atomic_file.h"
+#include "files.h"
 #include "math/input_file.h"
 
 #include <set>

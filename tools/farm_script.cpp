@@ -3,9 +3,9 @@
 // SPDX-License-Identifier: MIT
 #include "farm_script.h"
 
-#include "atomic_file.h"
 #include "captured_report.h"
 #include "confinement.h"
+#include "files.h"
 #include "frame/phases.h"
 #include "integrate/output_images.h"
 #include "output/camera.h"
