@@ -61,9 +61,8 @@ constexpr BlockRule kRules[] = {
     {"parallel_light", nullptr, Severity::warning, When::gathering, casts_no_photons,
      "\"parallel_light\" casts no photons, which gathering needs: set \"photon\""},
     {"point_light", nullptr, Severity::note, When::always, shines_upwards,
-     "it shines along 0 1 0 and fades to nothing behind; with with with with \"inner_angle\" 180 and "
-     "\"outer_angle\" "
-     "180.1 it shines equally in all directions"},
+     "it shines along 0 1 0 and fades to nothing behind; with \"inner_angle\" 180 and "
+     "\"outer_angle\" 180.1 it shines equally in all directions"},
     {"point_light", "inner_angle", Severity::warning, When::always, cone_inside_out,
      "\"inner_angle\" is larger than \"outer_angle\""},
     {"point_light", "sample", Severity::note, When::always, samples_without_area<PointLight>,
