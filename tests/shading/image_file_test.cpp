@@ -209,8 +209,8 @@ TEST_F(ImageFile, IsOneErrorLineWhateverBecomesOfTheHelper) {
         return fault;
     };
     const std::tuple<const char*, std::string, const char*> cases[] = {
-        {"crash", "kill -SEGV $$\n", "has ended its decoder"},
-        {"hang", "exec sleep 60\n", "is not decoded within"},
+        {"crash", "kill -SEGV $$\n", "made its decoder fail"},
+        {"hang", "exec sleep 60\n", "was not decoded within"},
         {"other", "head -c 99 /dev/zero\n", "another version"}};
     for (const auto& [program, script, fault] : cases)
         EXPECT_NE(fault_with(program, script).find(fault), std::string::npos) << program;
