@@ -84,7 +84,7 @@ TEST_F(Radiance, ChannelsThatAreNotFiniteCountAsNothing) {
     library_report();
     FinalizeRenderer();
     EXPECT_EQ(library_report().find("warning :( \trenderer - 3 samples of pixels and 0 values of "
-                                    "AOVs are infinite or no numbers"),
+                                    "AOVs are infinite or not numbers"),
               0u);
 }
 
