@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "denoise.h"
 
-#include "atomic_file.h"
 #include "denoise/denoise.h"
+#include "files.h"
 #include "frame/denoised_images.h"
 #include "frame/phases.h"
 #include "math/count_text.h"
