@@ -3,7 +3,7 @@
 // SPDX-License-Identifier: MIT
 #include "layout.h"
 
-#include "atomic_file.h"
+#include "files.h"
 #include "math/input_file.h"
 #include "output/file_writer.h"
 #include "scene/blocks.h"

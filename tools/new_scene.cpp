@@ -1,6 +1,6 @@
 // The command "new": a scene to begin with.
 // SPDX-License-Identifier: MIT
-#include "atomic_file.h"
+#include "files.h"
 #include "layout.h"
 #include "output/file_writer.h"
 

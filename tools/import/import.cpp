@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "import.h"
 
-#include "../atomic_file.h"
 #include "../convert.h"
+#include "../files.h"
 #include "../render.h"
 #include "frame/phases.h"
 #include "math/input_file.h"
