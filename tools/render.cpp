@@ -149,7 +149,7 @@ void time_phase(const char* name, const std::function<void()>& act) {
 std::string resume_from(const Checkpoint& checkpoint) {
     if (checkpoint.scene != run.scene) return "belongs to another scene, or the scene has changed";
     if (checkpoint.settings != SettingsText())
-        return "was rendered with different settings: " + checkpoint.settings + "; now "
+        return "was rendered with other settings: " + checkpoint.settings + "; now "
                + SettingsText();
     if (!RestoreImages(checkpoint)) return "does not hold the images that the scene writes";
     Hooks.first_frame = checkpoint.frames;
@@ -282,8 +282,7 @@ int render_opened(const Arguments& arguments) {
     PixelRegion region_of_scene;
     const std::string nothing = ApplyOverrides(arguments, region_of_scene);
     if (!nothing.empty())
-        return give_up(kSceneFaults,
-                       nothing + "; run moonhare check " + arguments.scene);
+        return give_up(kSceneFaults, nothing + "; run moonhare check " + arguments.scene);
     if (writes_no_pictures(arguments)) {
         PickSeed();
         const std::string fault = LimitToFrames(arguments);

@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "scene_digest.h"
 
-#include "atomic_file.h"
 #include "byte_fields.h"
+#include "files.h"
 #include "geometry/state.h"
 #include "lights/state.h"
 #include "math/digest.h"

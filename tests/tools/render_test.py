@@ -362,7 +362,7 @@ class Checkpoints(RenderTest):
     def test_files_of_other_scenes_and_damaged_ones_are_refused(self):
         self.render("--checkpoint", "c")
         good = self.bytes_of("c")
-        self.assertIn("different settings", self.render("--resume", "c", "--bounce", "3", status=2).stderr)
+        self.assertIn("other settings", self.render("--resume", "c", "--bounce", "3", status=2).stderr)
         before = self.bytes_of("beauty.hdr")
         for at in (0, 10, 25, len(good) // 2, len(good) - 1):
             for damaged in (good[:at], good[:at] + bytes([good[at] ^ 1]) + good[at + 1:]):
