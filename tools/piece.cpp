@@ -3,6 +3,7 @@
 #include "piece.h"
 
 #include "byte_fields.h"
+#include "files.h"
 #include "integrate/output_images.h"
 #include "integrate/state.h"
 #include "math/count_text.h"
