@@ -4,6 +4,7 @@
 
 #include "denoise/guides.h"
 #include "denoise/mixing.h"
+#include "denoise/state.h"
 #include "denoise/tiles.h"
 
 #include <algorithm>
@@ -11,8 +12,6 @@
 namespace mh {
 
 namespace {
-
-bool UsesVectors = true;
 
 using Colours = std::array<FloatPlane, kColours>;
 

@@ -1,0 +1,9 @@
+// The state of this folder.
+// SPDX-License-Identifier: MIT
+#include "denoise/state.h"
+
+namespace mh {
+
+bool UsesVectors = true;
+
+} // namespace mh

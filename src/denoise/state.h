@@ -1,0 +1,9 @@
+// What the denoiser keeps between pictures.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+namespace mh {
+
+extern bool UsesVectors; // cleared by tests alone
+
+} // namespace mh
