@@ -261,7 +261,7 @@ class EarlyEnds(RenderTest):
                 process.send_signal(signal.SIGINT)
                 time.sleep(0.05)
             self.assertLess(self.seconds_to_end(process), longest)
-            self.assertIn("finishing the frame; again:", process.stderr.read())
+            self.assertIn("finishing the frame; interrupt again", process.stderr.read())
             self.assertFalse(os.path.exists(self.path("beauty.hdr")))  # no frame was whole
 
     def test_a_signal_ends_photons_without_number(self):
@@ -368,7 +368,7 @@ class Checkpoints(RenderTest):
             for damaged in (good[:at], good[:at] + bytes([good[at] ^ 1]) + good[at + 1:]):
                 self.write_bytes("d", damaged)
                 self.assertRegex(self.render("--resume", "d", status=2).stderr,
-                                 "damaged|no checkpoint")
+                                 "damaged|not a checkpoint")
         self.render("--resume", "none", status=2)
         for file, text in (("shader/shader.mh", SHADER.replace("0.6", "0.5")),
                            ("geometry/floor.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n")):
