@@ -30,7 +30,7 @@ bool probe_hit(Ray& ray);
 void shadow_query(Ray& ray);
 
 // The same, and counts the occlusion in Tree::occlusion_log for ReorderTree, unless
-// OcclusionLogging is 0. Renders call shadow_query alone, see docs/performance.md.
+// OcclusionLogging is 0. Renders call shadow_query alone.
 void OccludeLog(Ray& ray);
 
 } // namespace mh
