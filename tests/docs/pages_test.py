@@ -24,7 +24,7 @@ LINK = re.compile(r"\]\(([^)#:]+)(?:#[^)]*)?\)")
 TINY = ((r"resolution \d+ \d+", "resolution 8 8"), (r"\bsample \d+", "sample 2"),
         (r"photon \d+", "photon 100"), (r"\blevel \d+", "level 2"),
         (r"Resolution\((\w+), \d+, \d+\)", r"Resolution(\1, 8, 8)"))
-ELSEWHERE = re.compile("is not found|no (shader|object) is named|(sends|hold) no photons"
+ELSEWHERE = re.compile("is not found|no (shader|object) is named|(casts|hold) no photons"
                        "|of an empty object|geometry is instanced")
 CAMERA = "camera\n    resolution 8 8\n    sample 1\nend\n"
 faults = []
