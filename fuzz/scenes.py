@@ -11,6 +11,7 @@ import os
 import random
 import re
 import shutil
+import struct
 import subprocess
 import sys
 import tempfile
@@ -65,6 +66,20 @@ class Maker:
         shutil.copy(file, folder)
         return os.path.basename(file)
 
+    def mesh(self):
+        """Of random triangles, one in eight with a vertex that is not there."""
+        vertices, faces, normals, uvs = 6, 8, self.random.randint(0, 1), self.random.randint(0, 1)
+        floats = [self.random.uniform(-2, 2) for _ in range(vertices * (3 + 3 * normals + 2 * uvs))]
+        corners = [self.random.randrange(vertices) for _ in range(3 * faces)]
+        if self.random.random() < 0.125:
+            corners[0] = self.random.choice((vertices, 2**32 - 1))
+        os.makedirs(os.path.join(self.folder, "geometry"), exist_ok=True)
+        with open(os.path.join(self.folder, "geometry/random.mesh"), "wb") as file:
+            file.write(b"MHMESH1\n" + struct.pack("<4I", vertices, faces, normals, uvs)
+                       + struct.pack(f"<{len(floats)}f", *floats)
+                       + struct.pack(f"<{len(corners)}I", *corners))
+        return "random.mesh"
+
     def text(self, key, role, choices):
         if self.random.random() < 0.03:
             return self.random.choice(["", "none", "\xff", 'a"b', "../.."])
@@ -72,7 +87,8 @@ class Maker:
             return self.random.choice(choices)
         return {1: lambda: self.name("s"), 3: lambda: self.name("s"), 2: lambda: self.name("o"),
                 4: lambda: self.name("o"), 5: lambda: self.copied("image"),
-                6: lambda: self.copied(key), 7: lambda: self.random.choice(OUTPUTS),
+                6: lambda: self.mesh() if key == "mesh" else self.copied(key),
+                7: lambda: self.random.choice(OUTPUTS),
                 }.get(role, lambda: self.random.choice(["uv", "radius", "a b"]))()
 
     def line(self, key, kind, count, role, choices):
