@@ -48,6 +48,14 @@ TEST_F(MeshFileReader, GivesArraysAsTheyStand) {
     EXPECT_EQ(scene.take_report(), "");
 }
 
+TEST_F(MeshFileReader, LeavesOutFacesWithoutPositions) {
+    std::string content = square();
+    content.replace(content.size() - 24, 4, bytes_of(std::uint32_t{4}));
+    EXPECT_EQ(part_from(content).triangles.size(), 1u);
+    EXPECT_NE(scene.take_report().find("1 face with missing positions left out a.mesh"),
+              std::string::npos);
+}
+
 TEST_F(MeshFileReader, RefusesWhatIsNoWholeFile) {
     MeshFileHead other;
     other.signature[0] = 'X';
