@@ -114,7 +114,7 @@ bool RestoreImages(const Checkpoint& checkpoint) {
         static_cast<float>(checkpoint.sample) / static_cast<float>(ActiveCamera()->sample);
     for (std::size_t i = 0; i < images.size(); ++i) {
         images[i].first->floats = checkpoint.images[i].values;
-        if (images[i].second == Filling::sum && share != 1.0f) scale(*images[i].first, share);
+        if (images[i].second == Filling::sum && share != 1.0f) scale(*images[i].first, {share, {}});
     }
     return true;
 }

@@ -260,8 +260,9 @@ std::string join_parts(const Merge& merge) {
         if (planes[i].kind == PlaneKind::part
             && !fill(merge, i, parts.emplace_back(aov_of(planes[i]))))
             return kChanged;
-    return RestorePlanes(std::move(parts)) ? ""
-                                           : "the pieces lack planes that images are made from";
+    return RestorePlanes(std::move(parts), static_cast<std::int32_t>(picture_of(merge).frames))
+               ? ""
+               : "the pieces lack planes that images are made from";
 }
 
 std::string write_pictures(const Arguments& arguments, const Merge& merge) {

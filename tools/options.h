@@ -48,6 +48,8 @@ struct Arguments {
     std::string exr;       // half, float
     std::string estimator; // classic, exact
     std::optional<std::int64_t> seed;
+    std::optional<double> noise_target;
+    bool adaptive = false;
 
     std::string output_dir, beauty, report, checkpoint, resume;
     std::optional<std::array<int, 2>> frames; // first, one behind the last

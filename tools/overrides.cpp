@@ -7,6 +7,7 @@
 #include "math/control_group.h"
 #include "math/count_text.h"
 #include "output/camera.h"
+#include "output/feature_planes.h"
 #include "output/image_writer.h"
 #include "output/state.h"
 #include "run/state.h"
@@ -52,6 +53,12 @@ void set_renderer(const Arguments& arguments) {
     if (arguments.seed) settings.seed = *arguments.seed;
     if (!arguments.estimator.empty())
         settings.estimator = arguments.estimator == "exact" ? Estimator::exact : Estimator::classic;
+    if (arguments.noise_target) settings.noise = static_cast<float>(*arguments.noise_target);
+    if (arguments.adaptive) settings.adaptive = true;
+    // What is put together with other runs is of the same images with and without a report.
+    const bool stands_alone =
+        arguments.checkpoint.empty() && arguments.resume.empty() && arguments.partial.empty();
+    if (!arguments.report.empty() && stands_alone) AskForPlanes(PlaneNeed::noise);
     if (arguments.mode == "path") settings.distance = 0.0f;
     if (arguments.mode != "gather") return;
     const RendererSettingsRecord defaults; // a scene for path tracing has a 0 in either

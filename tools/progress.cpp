@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "progress.h"
 
+#include "integrate/noise.h"
 #include "json_text.h"
 #include "lights/state.h"
 #include "run_control.h"
@@ -105,6 +106,7 @@ void print_json_frame(std::uint32_t done, int percent, double rate, double remai
     add(line, "rays_per_second", JsonNumber(rate));
     add(line, "elapsed_s", JsonNumber(seconds_running()));
     add(line, "remaining_s", JsonNumber(remaining_s));
+    if (followed_noise() > 0.0) add(line, "noise", JsonNumber(followed_noise()));
     std::cerr << closed(line) + '\n' << std::flush;
 }
 
@@ -140,14 +142,17 @@ void StartFrames(std::uint32_t first, std::uint32_t frames) {
 void ShowFrame(std::uint32_t done, std::int64_t rays, double frame_seconds) {
     const double now_s = seconds_running();
     const double per_frame_s = (now_s - progress.frames_start_s) / (done - progress.first);
-    const double remaining_s = per_frame_s * (progress.frames - done);
+    const double expected = std::max(frames_expected(), static_cast<double>(done));
+    const double remaining_s = per_frame_s * (expected - done);
     const double rate = static_cast<double>(rays) / std::max(frame_seconds, 1e-6);
-    const int percent = percent_of(done, progress.frames);
+    const int percent = percent_of(done, expected);
+    const std::string noise =
+        followed_noise() > 0.0 ? ", noise " + formatted("%.4f", followed_noise()) : "";
     if (progress.form == Form::json) return print_json_frame(done, percent, rate, remaining_s);
     show_text(percent,
               std::to_string(done) + '/' + std::to_string(progress.frames) + ", "
                   + formatted("%.2f", rate * 1e-6) + " M rays/s, " + duration_text(now_s) + ", "
-                  + duration_text(remaining_s) + " left",
+                  + duration_text(remaining_s) + " left" + noise,
               done == progress.frames);
 }
 

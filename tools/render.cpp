@@ -8,6 +8,7 @@
 #include "files.h"
 #include "frame/denoised_images.h"
 #include "frame/phases.h"
+#include "integrate/noise.h"
 #include "integrate/output_images.h"
 #include "math/count_text.h"
 #include "math/stop.h"
@@ -99,6 +100,7 @@ void finish_piece() {
 
 void finish_record() {
     run.record.images = ImageStatistics();
+    run.record.noise = NoiseStatistics();
     if (is_piece(*run.arguments)) finish_piece();
     run.record.samples_not_finite = Hooks.samples_not_finite;
     run.record.aov_values_not_finite = Hooks.aov_values_not_finite;
@@ -114,7 +116,7 @@ void after_frame() {
         static_cast<double>(RayStatistics.render_microseconds) * kSecondsOfMicrosecond;
     record.frame_seconds += seconds;
     ShowFrame(FrameIndex - run.piece.first, RayStatistics.render_rays, seconds);
-    const bool ends_early = is_interrupted() || is_time_up();
+    const bool ends_early = is_interrupted() || is_time_up() || target_is_reached();
     if (ends_early || FrameIndex >= end_of_frames()) {
         finish_record();
         if (ends_early) EndWithFramesDone(); // changes the sums that a checkpoint keeps
@@ -223,6 +225,7 @@ void write_finished() {
     FrameIndex = Hooks.first_frame;
     EndWithFramesDone();
     run.record.images = ImageStatistics();
+    run.record.noise = NoiseStatistics();
 }
 
 void render_frames() {
@@ -234,7 +237,7 @@ void render_frames() {
     FramesBegin();
     time_phase("frames", Render);
     EndingBegins();
-    run.cut_short = FrameIndex < frames;
+    run.cut_short = FrameIndex < frames && !target_is_reached();
     if (run.cut_short && !run.files_failed) ForgetFrames(); // a second writing takes too long
     if (FrameIndex > run.piece.first) return;
     EndProgress();
@@ -284,6 +287,9 @@ int render_opened(const Arguments& arguments) {
     if (!nothing.empty())
         return give_up(kSceneFaults, nothing + "; run moonhare check " + arguments.scene);
     if (writes_no_pictures(arguments)) {
+        if (is_piece(arguments) && (RendererSettings.adaptive || RendererSettings.noise > 0.0f))
+            return give_up(kWrongUse, "--partial goes without a noise target and adaptive frames: "
+                                      "a piece cannot tell what the whole picture needs");
         PickSeed();
         const std::string fault = LimitToFrames(arguments);
         if (!fault.empty()) return give_up(kWrongUse, fault);

@@ -2,9 +2,12 @@
 // SPDX-License-Identifier: MIT
 #include "run_report.h"
 
+#include "integrate/noise.h"
 #include "integrate/output_images.h"
+#include "integrate/plane_images.h"
 #include "json_text.h"
 #include "math/threads.h"
+#include "output/feature_planes.h"
 #include "output/run_hooks.h"
 #include "output/state.h"
 #include "run/state.h"
@@ -28,7 +31,7 @@ struct Statistics {
 };
 
 // Of each channel over the finite pixels, in double precision by Welford's update, [Welford62].
-Statistics statistics_of(const Image& image, float factor) {
+Statistics statistics_of(const Image& image, const SumScale& factor) {
     Statistics result;
     const auto channels = static_cast<std::size_t>(image.channels);
     if (channels < 3) return result;
@@ -40,8 +43,9 @@ Statistics statistics_of(const Image& image, float factor) {
             continue;
         }
         ++count;
+        const auto scale = static_cast<double>(factor.at(i / channels));
         for (std::size_t c = 0; c < 3; ++c) {
-            const double value = static_cast<double>(pixel[c]) * static_cast<double>(factor);
+            const double value = static_cast<double>(pixel[c]) * scale;
             const double delta = value - result.mean[c];
             result.mean[c] += delta / count;
             result.variance[c] += delta * (value - result.mean[c]);
@@ -58,7 +62,7 @@ std::string triple(const std::array<double, 3>& values) {
     return JsonArray(texts);
 }
 
-std::string image_json(const Image& image, float factor) {
+std::string image_json(const Image& image, const SumScale& factor) {
     const Statistics statistics = statistics_of(image, factor);
     JsonObject object;
     add(object, "file", JsonString(image.path));
@@ -103,11 +107,22 @@ double peak_memory_bytes() {
 
 std::vector<std::string> ImageStatistics() {
     std::vector<std::string> images;
+    const SumScale of_sums = SumsToMeans(), of_means = {1.0f, {}};
     ForEachOutput([&](Aov& aov, Filling filling) {
         if (aov.image.path.empty()) return;
-        images.push_back(image_json(aov.image, filling == Filling::sum ? sum_scale() : 1.0f));
+        if (filling == Filling::derived) ShowPlanes(aov);
+        images.push_back(image_json(aov.image, filling == Filling::sum ? of_sums : of_means));
     });
     return images;
+}
+
+std::string NoiseStatistics() {
+    if (!keeps_planes()) return {};
+    const Noise noise = MeasureNoise();
+    JsonObject object;
+    add(object, "mean_of_pixels", JsonNumber(noise.mean));
+    add(object, "percentile_95_of_blocks", JsonNumber(noise.percentile));
+    return closed(object);
 }
 
 std::string RunReportText(const RunRecord& record, const std::string& scene, int status) {
@@ -126,6 +141,7 @@ std::string RunReportText(const RunRecord& record, const std::string& scene, int
         JsonNumber(static_cast<double>(record.rays) / std::max(record.frame_seconds, 1e-6)));
     add(object, "samples_not_finite", std::to_string(record.samples_not_finite));
     add(object, "aov_values_not_finite", std::to_string(record.aov_values_not_finite));
+    if (!record.noise.empty()) add(object, "noise", record.noise);
     add(object, "images", JsonArray(record.images));
     return closed(object) + '\n';
 }

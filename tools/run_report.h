@@ -19,10 +19,14 @@ struct RunRecord {
     double frame_seconds = 0.0;
     std::int64_t samples_not_finite = 0, aov_values_not_finite = 0;
     std::vector<std::string> images; // JSON of each
+    std::string noise;               // JSON; empty where none is estimated
 };
 
 // Statistics of all images as they are written after the frame just done.
 std::vector<std::string> ImageStatistics();
+
+// The estimated relative error of the picture.
+std::string NoiseStatistics();
 
 std::string RunReportText(const RunRecord& record, const std::string& scene, int status);
 

@@ -90,7 +90,8 @@ std::string PictureSettings() {
     text << "resolution " << camera.width << 'x' << camera.height << ", gather " << settings.sample
          << ", bounce " << settings.bounce << ", ray depth " << settings.ray_depth << ", mode "
          << (gathers ? "gather" : "path") << ", estimator "
-         << (settings.estimator == Estimator::exact ? "exact" : "classic") << ", seed "
+         << (settings.estimator == Estimator::exact ? "exact" : "classic")
+         << (settings.adaptive ? ", adaptive" : "") << ", seed "
          << (settings.seed < 0 ? "none" : std::to_string(settings.seed)) << ", camera "
          << camera.name << " at " << camera.poses[0].position.x << ' ' << camera.poses[0].position.y
          << ' ' << camera.poses[0].position.z;

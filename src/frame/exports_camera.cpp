@@ -77,6 +77,16 @@ MH_API void mhSetRendererClamp(float r, float g, float b) try {
 }
 MH_CATCH()
 
+MH_API void mhSetRendererNoise(float error) try {
+    if (MayCall(__func__)) RendererSettings.noise = error;
+}
+MH_CATCH()
+
+MH_API void mhSetRendererAdaptive(bool on) try {
+    if (MayCall(__func__)) RendererSettings.adaptive = on;
+}
+MH_CATCH()
+
 MH_API int mhAddCamera(void) try { return MayBuild(__func__, Phase::cameras) ? AddCamera() : -1; }
 MH_CATCH(-1)
 

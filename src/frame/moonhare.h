@@ -256,6 +256,13 @@ MH_API void mhSetRendererRadius(float radius);
  * other output image. An infinite channel counts as the limit that was set, by default as 0, and
  * one that is no number as 0; mhFinalize warns of the number of such samples. */
 MH_API void mhSetRendererClamp(float r, float g, float b);
+/* Ends the run when the 95th percentile of the relative error of blocks of 8 x 8 pixels, as it is
+ * estimated, falls below; the frames of the camera are then the most. 0, the default, and less: never.
+ * Before the phase of the cameras. */
+MH_API void mhSetRendererNoise(float error);
+/* Gives frames after the 16th to the blocks that need them; default false. Before the phase of the
+ * cameras; frames of mhRenderPixels stay even. */
+MH_API void mhSetRendererAdaptive(bool on);
 
 /* ---- Cameras ----
  * The first camera is the one that is rendered. The setters of poses, region and sample stay legal

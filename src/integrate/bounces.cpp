@@ -49,7 +49,7 @@ void for_each_exact_ray(const Ray& ray, const SurfacePoint& point, const Gather&
     Ray parent = ray;
     parent.sample_divisor *= point.rays.bounces;
     for (std::uint32_t i = 0; i < count; ++i) {
-        parent.cursor = in_stretch(ray.cursor, CurrentSample * count + i, of_run);
+        parent.cursor = in_stretch(ray.cursor, frame_of(ray) * count + i, of_run);
         gather(parent);
     }
 }
@@ -65,7 +65,7 @@ void for_each_gather_ray(const Ray& ray, const SurfacePoint& point, const Vec3& 
     const auto count = static_cast<std::uint32_t>(gather_count(w));
     Ray parent = ray;
     parent.sample_divisor *= static_cast<std::int32_t>(count / frames);
-    for (std::uint32_t index = CurrentSample; index < count && !stop_requested(); index += frames) {
+    for (std::uint32_t index = frame_of(ray); index < count && !stop_requested(); index += frames) {
         parent.cursor.sample = index;
         gather(parent);
     }

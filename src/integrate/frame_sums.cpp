@@ -7,6 +7,8 @@
 #include "math/random.h"
 #include "math/threads.h"
 #include "output/camera.h"
+#include "output/feature_planes.h"
+#include "run/state.h"
 
 #include <algorithm>
 
@@ -30,11 +32,19 @@ RowOfValues row_of(const Image& image, int y) {
     return {channels * (width * row + first), channels * columns * row_of_sum, channels * columns};
 }
 
+// Frames that a value is the mean of.
+std::uint32_t divisor(const FrameSum& sum, std::size_t value) {
+    if (sum.shows_sum) return 1;
+    if (Sums.own_frames == nullptr) return Sums.frames;
+    const std::size_t pixel = value / static_cast<std::size_t>(sum.image->channels);
+    return static_cast<std::uint32_t>(to_double(Sums.own_frames->values[pixel]));
+}
+
 void show_row(const FrameSum& sum, int y, std::vector<float>& floats) {
     const RowOfValues row = row_of(*sum.image, y);
-    const std::uint32_t frames = sum.shows_sum ? 1 : Sums.frames;
     for (std::size_t i = 0; i < row.count; ++i)
-        floats[row.in_image + i] = mean_of(sum.values[row.in_sum + i], frames);
+        floats[row.in_image + i] =
+            mean_of(sum.values[row.in_sum + i], divisor(sum, row.in_sum + i));
 }
 
 void add_row(FrameSum& sum, int y) {
@@ -67,7 +77,7 @@ bool has_size_of(const Camera& camera, const Image& image) {
 void StartFrameSums() {
     const Camera* camera = ActiveCamera();
     if (camera == nullptr || !draws_from_seed() || sums_frames()) return;
-    Sums = {RenderedRegion(*camera), 0, {}};
+    Sums = {RenderedRegion(*camera), 0, {}, nullptr};
     std::vector<FrameSum> sums;
     ForEachOutput([&](Aov& aov, Filling filling) {
         if (!grows(filling) || !has_size_of(*camera, aov.image)) return;
@@ -78,6 +88,9 @@ void StartFrameSums() {
                         std::vector<FixedPoint>(pixel_count(Sums.region) * channels)});
     });
     Sums.images = std::move(sums); // from here on no image holds shares
+    if (!RendererSettings.adaptive || !keeps_planes()) return;
+    for (const FrameSum& sum : Sums.images)
+        if (sum.image == &PlaneSums.sums[0].image) Sums.own_frames = &sum;
 }
 
 bool sums_frames() {
@@ -93,10 +106,8 @@ void clear_row(int y) {
 
 void AddFrameToSums() {
     ++Sums.frames;
-    for_each_row([](FrameSum& sum, int y) {
-        add_row(sum, y);
-        show_row(sum, y, sum.image->floats);
-    });
+    for_each_row(add_row);
+    ShowMeans();
 }
 
 void ShowMeans() {

@@ -1,25 +1,270 @@
-// Errors of pixels from the sums of the planes.
+// Errors of pixels and blocks. Frames that share a sequence differ more from each other than their
+// mean does from its limit: the spread of single frames tells where noise is, the two halves how much
+// of it is left [Rousselle12] sec. 5.
 // SPDX-License-Identifier: MIT
 #include "integrate/noise.h"
 
+#include "integrate/state.h"
 #include "integrate/whole_frames.h"
+#include "math/threads.h"
 #include "output/aov.h"
+#include "output/camera.h"
 #include "output/feature_planes.h"
+#include "run/state.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace mh {
 
-void ShowNoise(Image& image) {
-    const Image frames = OfWholeFrames(PlaneSums.sums[0].image);
-    const Image even = OfWholeFrames(plane_sum(Quantity::beauty, Half::even).image);
-    const Image odd = OfWholeFrames(plane_sum(Quantity::beauty, Half::odd).image);
-    const Image squares = OfWholeFrames(plane_sum(Quantity::beauty, Half::squares).image);
-    for (std::size_t i = 0; i < image.floats.size(); ++i) {
-        const float n = frames.floats[i / 3];
-        image.floats[i] =
-            std::sqrt(variance_of_mean(even.floats[i] + odd.floats[i], squares.floats[i], n));
+namespace {
+
+constexpr float kDarkest = 0.01f; // added to brightness, of the picture's mean
+constexpr double kPercentile = 0.95;
+constexpr std::uint32_t kFewestFrames = 8; // that a noise target is believed after
+
+// The sums that noise is estimated from.
+struct Sums {
+    const Image &frames, &even, &odd, &squares;
+};
+
+Sums sums_of_planes() {
+    return {PlaneSums.sums[0].image, plane_sum(Quantity::beauty, Half::even).image,
+            plane_sum(Quantity::beauty, Half::odd).image,
+            plane_sum(Quantity::beauty, Half::squares).image};
+}
+
+float mean_of(const Vec3& value) {
+    return (value.x + value.y + value.z) / 3.0f;
+}
+
+float mean_light(const Sums& sums, std::int64_t pixel) {
+    const float n = std::max(sums.frames.floats[static_cast<std::size_t>(pixel)], 1.0f);
+    return mean_of((read_pixel(sums.even, pixel) + read_pixel(sums.odd, pixel)) / n);
+}
+
+// Of the mean, from the spread of the frames as if they were independent.
+Vec3 spread_variance(const Sums& sums, std::int64_t pixel, float n) {
+    const Vec3 sum = read_pixel(sums.even, pixel) + read_pixel(sums.odd, pixel);
+    const Vec3 squares = read_pixel(sums.squares, pixel);
+    return {variance_of_mean(sum.x, squares.x, n), variance_of_mean(sum.y, squares.y, n),
+            variance_of_mean(sum.z, squares.z, n)};
+}
+
+// The same from the difference of the halves: (A - B)^2 a b / n^2, of a and b frames.
+Vec3 halves_variance(const Sums& sums, std::int64_t pixel, float n) {
+    const float odd = std::floor(0.5f * n), even = n - odd;
+    const Vec3 difference = read_pixel(sums.even, pixel) / even - read_pixel(sums.odd, pixel) / odd;
+    return difference * difference * (even * odd / (n * n));
+}
+
+// What a block adds to the sums of its neighbourhood.
+struct BlockSums {
+    BlockNoise noise;
+    double spread = 0.0, halves = 0.0; // variances over squared brightness
+};
+
+BlockGrid grid_over(int width, int height) {
+    return {(width + kBlockSize - 1) / kBlockSize, (height + kBlockSize - 1) / kBlockSize};
+}
+
+template<typename Act>
+void for_each_pixel(const Image& image, const BlockGrid& grid, int block, const Act& act) {
+    const int x0 = block % grid.columns * kBlockSize, y0 = block / grid.columns * kBlockSize;
+    for (int y = y0; y < std::min(y0 + kBlockSize, image.height); ++y)
+        for (int x = x0; x < std::min(x0 + kBlockSize, image.width); ++x)
+            act(std::int64_t{image.width} * y + x);
+}
+
+BlockSums sums_of_block(const Sums& sums, const BlockGrid& grid, int block, float dark) {
+    BlockSums result;
+    BlockNoise& noise = result.noise;
+    for_each_pixel(sums.frames, grid, block, [&](std::int64_t pixel) {
+        const float n = sums.frames.floats[static_cast<std::size_t>(pixel)];
+        if (!(n > 0.0f)) return;
+        const float light = mean_light(sums, pixel), scale = 1.0f / (std::fabs(light) + dark);
+        const Vec3 spread = spread_variance(sums, pixel, n);
+        noise.pixels += 1.0f;
+        noise.frames = n;
+        noise.light += light;
+        noise.variance += mean_of(spread);
+        if (n < 2.0f) return;
+        result.spread += static_cast<double>(mean_of(spread) * scale * scale);
+        result.halves +=
+            static_cast<double>(mean_of(halves_variance(sums, pixel, n)) * scale * scale);
+    });
+    if (noise.pixels > 0.0f) {
+        noise.light /= noise.pixels;
+        noise.variance /= noise.pixels;
     }
+    return result;
+}
+
+// Variance of n frames over that of n independent ones, from the same ratio of the halves' estimate.
+// At the end of a round both halves are one even set: with errors that fall by n^-b the estimate of
+// n^(1 - b) (2^b - 1) is taken for n^(1 - b), which is smaller. Before, they are independent.
+float share_of(double ratio, float n, std::uint32_t round) {
+    constexpr double kSteepest = 3.0; // of smooth functions [Owen97]
+    constexpr double kMost = 1.2;     // chance alone
+    const bool whole_round = static_cast<std::uint32_t>(n) % round == 0;
+    if (!whole_round) return static_cast<float>(std::clamp(ratio, 0.01, kMost));
+    double low = 0.9, high = kSteepest;
+    const double frames = std::min<double>(static_cast<double>(n), round);
+    for (int i = 0; i < 20; ++i) {
+        const double b = 0.5 * (low + high);
+        (std::pow(frames, 1.0 - b) * (std::exp2(b) - 1.0) > ratio ? low : high) = b;
+    }
+    return static_cast<float>(std::min(std::pow(frames, 1.0 - low), kMost));
+}
+
+// Of the block and those around it: one block alone has too few pixels.
+float share_around(const std::vector<BlockSums>& sums, const BlockGrid& grid, int block,
+                   std::uint32_t round) {
+    const int column = block % grid.columns, row = block / grid.columns;
+    double spread = 0.0, halves = 0.0;
+    for (int y = std::max(row - 1, 0); y <= std::min(row + 1, grid.rows - 1); ++y)
+        for (int x = std::max(column - 1, 0); x <= std::min(column + 1, grid.columns - 1); ++x) {
+            const BlockSums& other = sums[static_cast<std::size_t>(y * grid.columns + x)];
+            spread += other.spread;
+            halves += other.halves;
+        }
+    const float n = sums[static_cast<std::size_t>(block)].noise.frames;
+    return spread > 0.0 && n >= 2.0f ? share_of(halves / spread, n, round) : 1.0f;
+}
+
+// What brightness is raised by.
+float darkness(const Sums& sums) {
+    double sum = 0.0, count = 0.0;
+    for (std::size_t i = 0; i < sums.frames.floats.size(); ++i) {
+        if (!(sums.frames.floats[i] > 0.0f)) continue;
+        sum += static_cast<double>(std::fabs(mean_light(sums, static_cast<std::int64_t>(i))));
+        ++count;
+    }
+    constexpr double kLeast = 1e-20; // of a black picture
+    return static_cast<float>(
+        std::max(sum / std::max(count, 1.0) * static_cast<double>(kDarkest), kLeast));
+}
+
+std::vector<BlockNoise> measure_blocks(const Sums& sums, float dark) {
+    const BlockGrid grid = grid_over(sums.frames.width, sums.frames.height);
+    const int count = grid.columns * grid.rows;
+    std::vector<BlockSums> blocks(static_cast<std::size_t>(count));
+#pragma omp parallel for num_threads(team_size()) schedule(static)
+    for (int i = 0; i < count; ++i)
+        blocks[static_cast<std::size_t>(i)] = sums_of_block(sums, grid, i, dark);
+    std::vector<BlockNoise> result(blocks.size());
+    const auto round =
+        static_cast<std::uint32_t>(PlaneSums.ended_of > 0 ? PlaneSums.ended_of : camera_frames());
+    for (int i = 0; i < count; ++i) {
+        BlockNoise& noise = result[static_cast<std::size_t>(i)];
+        noise = blocks[static_cast<std::size_t>(i)].noise;
+        noise.share = share_around(blocks, grid, i, round);
+        noise.variance *= noise.share;
+        noise.error = std::sqrt(noise.variance) / (std::fabs(noise.light) + dark);
+    }
+    return result;
+}
+
+} // namespace
+
+BlockGrid grid_of(const Camera& camera) {
+    return grid_over(camera.width, camera.height);
+}
+
+PixelRegion block_of(const Camera& camera, int block) {
+    const BlockGrid grid = grid_of(camera);
+    const PixelRegion all = RenderedRegion(camera);
+    const int x0 = block % grid.columns * kBlockSize, y0 = block / grid.columns * kBlockSize;
+    const PixelRegion part = {std::max(x0, all.x0), std::max(y0, all.y0),
+                              std::min(x0 + kBlockSize, all.x1), std::min(y0 + kBlockSize, all.y1)};
+    return part.x0 < part.x1 && part.y0 < part.y1 ? part : PixelRegion{};
+}
+
+std::vector<BlockNoise> MeasureBlocks() {
+    if (!keeps_planes()) return {};
+    const Sums sums = sums_of_planes();
+    return measure_blocks(sums, darkness(sums));
+}
+
+Noise MeasureNoise() {
+    if (!keeps_planes()) return {};
+    const Sums sums = sums_of_planes();
+    const float dark = darkness(sums);
+    const std::vector<BlockNoise> blocks = measure_blocks(sums, dark);
+    const BlockGrid grid = grid_over(sums.frames.width, sums.frames.height);
+    std::vector<float> errors;
+    Noise noise;
+    double pixels = 0.0;
+    for (std::size_t i = 0; i < blocks.size(); ++i) {
+        if (!(blocks[i].pixels > 0.0f)) continue;
+        errors.push_back(blocks[i].error);
+        for_each_pixel(sums.frames, grid, static_cast<int>(i), [&](std::int64_t pixel) {
+            const float n = sums.frames.floats[static_cast<std::size_t>(pixel)];
+            if (!(n > 0.0f)) return;
+            const float variance = blocks[i].share * mean_of(spread_variance(sums, pixel, n));
+            noise.mean += static_cast<double>(std::sqrt(variance)
+                                              / (std::fabs(mean_light(sums, pixel)) + dark));
+            ++pixels;
+        });
+    }
+    if (errors.empty()) return {};
+    noise.mean /= pixels;
+    const auto place =
+        static_cast<std::ptrdiff_t>(kPercentile * static_cast<double>(errors.size() - 1));
+    std::nth_element(errors.begin(), errors.begin() + place, errors.end());
+    noise.percentile = static_cast<double>(errors[static_cast<std::size_t>(place)]);
+    return noise;
+}
+
+void FollowNoise(std::uint32_t frames) {
+    const bool due = frames >= kFewestFrames && frames % 2 == 0;
+    if (!(RendererSettings.noise > 0.0f) || !due || !keeps_planes()) return;
+    IntegrateState.noise.push_back({frames, MeasureNoise().percentile});
+}
+
+bool target_is_reached() {
+    return !IntegrateState.noise.empty()
+           && IntegrateState.noise.back().percentile < static_cast<double>(RendererSettings.noise);
+}
+
+double followed_noise() {
+    return IntegrateState.noise.empty() ? 0.0 : IntegrateState.noise.back().percentile;
+}
+
+double frames_expected() {
+    constexpr double kFlattest = 0.25, kSteepest = 1.0, kUsual = 0.5; // errors fall by n^-slope
+    const double most = camera_frames();
+    if (IntegrateState.noise.empty()) return most;
+    const auto& [frames, error] = IntegrateState.noise.back();
+    const auto half =
+        std::find_if(IntegrateState.noise.rbegin(), IntegrateState.noise.rend(),
+                     [&](const MeasuredNoise& earlier) { return 2 * earlier.frames <= frames; });
+    double slope = kUsual;
+    if (half != IntegrateState.noise.rend() && error > 0.0)
+        slope = std::clamp(std::log(half->percentile / error)
+                               / std::log(static_cast<double>(frames) / half->frames),
+                           kFlattest, kSteepest);
+    const double missing = std::max(error / static_cast<double>(RendererSettings.noise), 1.0);
+    return std::min(frames * std::pow(missing, 1.0 / slope), most);
+}
+
+void ShowNoise(Image& image) {
+    const Sums now = sums_of_planes();
+    const Image frames = OfWholeFrames(now.frames), even = OfWholeFrames(now.even);
+    const Image odd = OfWholeFrames(now.odd), squares = OfWholeFrames(now.squares);
+    const Sums sums = {frames, even, odd, squares};
+    const float dark = darkness(sums);
+    const std::vector<BlockNoise> blocks = measure_blocks(sums, dark);
+    const BlockGrid grid = grid_over(sums.frames.width, sums.frames.height);
+    for (std::size_t i = 0; i < blocks.size(); ++i)
+        for_each_pixel(sums.frames, grid, static_cast<int>(i), [&](std::int64_t pixel) {
+            const float n = sums.frames.floats[static_cast<std::size_t>(pixel)];
+            const Vec3 variance = blocks[i].share * spread_variance(sums, pixel, n);
+            const float scale = 1.0f / (std::fabs(mean_light(sums, pixel)) + dark);
+            write_pixel(
+                image, pixel,
+                scale * Vec3{std::sqrt(variance.x), std::sqrt(variance.y), std::sqrt(variance.z)});
+        });
 }
 
 } // namespace mh

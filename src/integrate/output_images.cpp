@@ -7,6 +7,7 @@
 #include "integrate/whole_frames.h"
 #include "lights/state.h"
 #include "output/camera.h"
+#include "output/feature_planes.h"
 #include "output/image_writer.h"
 #include "output/state.h"
 #include "run/state.h"
@@ -40,7 +41,7 @@ void for_each_of_camera(Camera& camera, bool active, const Act& act) {
     }
 }
 
-void write_whole_frames(const Image& image, float factor) {
+void write_whole_frames(const Image& image, const SumScale& factor) {
     Image copy = OfWholeFrames(image);
     scale(copy, factor);
     WriteImage(copy);
@@ -68,10 +69,16 @@ void ForEachOutput(const Act& act) {
         act(sum, Filling::plane);
 }
 
-float sum_scale() {
+SumScale SumsToMeans() {
     const Camera* camera = ActiveCamera();
-    if (camera == nullptr || FrameIndex == 0) return 0.0f;
-    return static_cast<float>(camera->sample) / static_cast<float>(FrameIndex);
+    if (camera == nullptr || FrameIndex == 0) return {};
+    const auto frames = static_cast<float>(camera->sample);
+    SumScale factor = {frames / static_cast<float>(FrameIndex), {}};
+    if (!RendererSettings.adaptive || !keeps_planes() || PlaneSums.ended_of > 0) return factor;
+    factor.of_pixels = OfWholeFrames(PlaneSums.sums[0].image).floats;
+    for (float& of_pixel : factor.of_pixels)
+        of_pixel = frames / std::max(of_pixel, 1.0f);
+    return factor;
 }
 
 Image EmptyCopy(const Image& image) {
@@ -85,33 +92,36 @@ Image EmptyCopy(const Image& image) {
     return copy;
 }
 
-void scale(Image& image, float factor) {
+void scale(Image& image, const SumScale& factor) {
     constexpr float kMost = std::numeric_limits<float>::max();
-    for (float& value : image.floats)
-        value = std::clamp(value * factor, -kMost, kMost);
+    const auto channels = static_cast<std::size_t>(image.channels);
+    for (std::size_t i = 0; i < image.floats.size(); ++i)
+        image.floats[i] = std::clamp(image.floats[i] * factor.at(i / channels), -kMost, kMost);
 }
 
 // The image of the active camera comes last, as one of another camera may have its name.
 void WriteOutputs() {
-    const float factor = sum_scale();
+    const SumScale factor = SumsToMeans(), none = {1.0f, {}};
     const Camera* camera = ActiveCamera();
     ForEachOutput([&](Aov& aov, Filling filling) {
         if (filling == Filling::complete) WriteImage(aov.image);
         if (filling == Filling::derived) write_derived(aov);
         if (filling == Filling::sum) write_whole_frames(aov.image, factor);
         const bool is_first = camera != nullptr && &aov == camera->aovs.data();
-        if (filling == Filling::mean && !is_first) write_whole_frames(aov.image, 1.0f);
+        if (filling == Filling::mean && !is_first) write_whole_frames(aov.image, none);
     });
-    if (camera != nullptr) write_whole_frames(camera->aovs[0].image, 1.0f);
+    if (camera != nullptr) write_whole_frames(camera->aovs[0].image, none);
 }
 
 void EndWithFramesDone() {
     Camera* camera = ActiveCamera();
     if (camera == nullptr || FrameIndex == 0) return;
-    const float factor = sum_scale();
+    const SumScale factor = SumsToMeans();
+    const bool nothing_to_do = factor.of_pixels.empty() && factor.of_all == 1.0f;
     ForEachOutput([&](Aov& aov, Filling filling) {
-        if (filling == Filling::sum) scale(aov.image, factor);
+        if (filling == Filling::sum && !nothing_to_do) scale(aov.image, factor);
     });
+    if (PlaneSums.ended_of == 0) PlaneSums.ended_of = camera->sample;
     camera->sample = static_cast<std::int32_t>(FrameIndex);
 }
 

@@ -7,6 +7,7 @@
 #include "output/types.h"
 
 #include <functional>
+#include <vector>
 
 namespace mh {
 
@@ -30,7 +31,8 @@ void ForEachOutput(const std::function<void(Aov& aov, Filling filling)>& act);
 // Writes all images as pictures of the whole frames done, also while a frame is under way.
 void WriteOutputs();
 
-// Makes the frames done all there are, so that the run ends: sums become means of these frames.
+// Makes the frames done all there are, so that the run ends: sums become means of these frames. A
+// second call does nothing.
 void EndWithFramesDone();
 
 // An image of the same name, size and format, black.
@@ -40,9 +42,16 @@ Image EmptyCopy(const Image& image);
 void ForgetOutputs();
 void ForgetFrames();
 
-// What a sum is to be multiplied by to be a mean of the frames done; 0 before the first.
-float sum_scale();
+// What sums are to be multiplied by to be means of the frames done; 0 before the first.
+struct SumScale {
+    float of_all = 0.0f;
+    std::vector<float> of_pixels; // where pixels have frames of their own
 
-void scale(Image& image, float factor);
+    float at(std::size_t pixel) const { return of_pixels.empty() ? of_all : of_pixels[pixel]; }
+};
+
+SumScale SumsToMeans();
+
+void scale(Image& image, const SumScale& factor);
 
 } // namespace mh

@@ -3,13 +3,17 @@
 // SPDX-License-Identifier: MIT
 #include "integrate/pixel_loop.h"
 
+#include "integrate/adaptive.h"
 #include "integrate/features.h"
+#include "integrate/frame_order.h"
 #include "integrate/frame_sums.h"
+#include "integrate/noise.h"
 #include "integrate/radiance.h"
 #include "integrate/run_context.h"
 #include "integrate/shared_bounces.h"
 #include "integrate/whole_frames.h"
 #include "math/clock.h"
+#include "math/hash.h"
 #include "math/random.h"
 #include "math/stop.h"
 #include "math/threads.h"
@@ -41,31 +45,37 @@ std::int64_t pixel_index(const Camera& camera, int x, int y) {
     return static_cast<std::int64_t>(camera.width) * y + x;
 }
 
-// The cursor of a pixel's path, and the place of its ray within the pixel.
-SampleCursor first_cursor(const Camera& camera, int x, int y, Vec2& jitter) {
+// The cursor of a pixel's path, and the place of its ray within the pixel. Rounds have other points:
+// of another seed, or rotated on by the golden section.
+SampleCursor first_cursor(const Camera& camera, const Turn& turn, int x, int y, Vec2& jitter) {
     if (is_exact()) {
+        const auto seed = static_cast<std::uint64_t>(RendererSettings.seed);
         const SampleCursor cursor =
-            pixel_cursor(static_cast<std::uint64_t>(RendererSettings.seed), x, y, CurrentSample,
+            pixel_cursor(turn.round == 0 ? seed : derive_key(seed, turn.round), x, y, turn.frame,
                          static_cast<std::uint32_t>(camera.sample));
         jitter = draw_pair(cursor, Draw::pixel);
         return cursor;
     }
+    constexpr float kGoldenSection = 0.618034f;
     const Vec2 rotation = PixelPattern[kPatternSize * (y % kPatternSize) + x % kPatternSize];
+    const float further = std::fmod(kGoldenSection * static_cast<float>(turn.round), 1.0f);
     jitter.x = random_unit();
     jitter.y = random_unit();
-    return {.rotation_u = rotation.x, .rotation_v = rotation.y};
+    return {.rotation_u = rotate_unit(rotation.x, further),
+            .rotation_v = rotate_unit(rotation.y, further)};
 }
 
-Ray primary_ray(const Camera& camera, const CameraPose& pose, int x, int y) {
+Ray primary_ray(const Camera& camera, const CameraPose& pose, const Turn& turn, int x, int y) {
     Ray ray;
     Vec2 jitter;
-    ray.cursor = first_cursor(camera, x, y, jitter);
+    ray.thread = static_cast<std::uint8_t>(thread_number());
+    ThreadStates[ray.thread].pixel = static_cast<std::int32_t>(pixel_index(camera, x, y));
+    ThreadStates[ray.thread].frame = turn.frame;
+    ray.cursor = first_cursor(camera, turn, x, y, jitter);
     ray.origin = pose.position;
     ray.direction = primary_direction(camera, pose, x, y, jitter);
     ray.refraction = camera.ior;
     ray.sample_divisor = camera.sample;
-    ray.thread = static_cast<std::uint8_t>(thread_number());
-    ThreadStates[ray.thread].pixel = static_cast<std::int32_t>(pixel_index(camera, x, y));
     return ray;
 }
 
@@ -87,6 +97,17 @@ Vec3 clamped(const Vec3& value) {
     return clamped;
 }
 
+// Of a frame: the points that its paths take, and where the camera is.
+struct Moment {
+    Turn turn;
+    CameraPose pose;
+};
+
+Moment moment_of(const Camera& camera, std::uint32_t n) {
+    const Turn turn = turn_of(n, static_cast<std::uint32_t>(camera.sample), keeps_planes());
+    return {turn, FramePose(camera, turn.moment)};
+}
+
 // A pixel's value in this frame, and what its path has met.
 struct PixelSample {
     Vec3 value;
@@ -94,12 +115,13 @@ struct PixelSample {
 };
 
 // The path of a pixel, noted in `bounce` if there is one. What is not stored leaves nothing in images.
-PixelSample path_sample(const Camera& camera, const CameraPose& pose, int x, int y,
-                        bool stored = true, SharedBounce* bounce = nullptr) {
+PixelSample path_sample(const Camera& camera, const Moment& now, int x, int y, bool stored = true,
+                        SharedBounce* bounce = nullptr) {
     constexpr std::int32_t kNoPixel = std::numeric_limits<std::int32_t>::max();
-    start_stream(Stream::pixel, CurrentSample,
+    const auto frames = static_cast<std::uint64_t>(camera.sample);
+    start_stream(Stream::pixel, now.turn.round * frames + now.turn.frame,
                  static_cast<std::uint64_t>(pixel_index(camera, x, y)));
-    Ray ray = primary_ray(camera, pose, x, y);
+    Ray ray = primary_ray(camera, now.pose, now.turn, x, y);
     if (!stored) ThreadStates[ray.thread].pixel = kNoPixel;
     begin_features(ray.thread);
     note_bounces_in(ray.thread, bounce);
@@ -121,7 +143,7 @@ bool is_inside(const PixelRegion& region, int x) {
 // Two pixels of a row that share their bounces, of which those in the region are stored: so a pixel's
 // value does not depend on the region.
 template<typename Store>
-void render_pair(Camera& camera, const CameraPose& pose, const PixelRegion& region, int x, int y,
+void render_pair(Camera& camera, const Moment& now, const PixelRegion& region, int x, int y,
                  const Store& store) {
     std::array<SharedBounce, 2> bounces;
     std::array<PixelSample, 2> samples;
@@ -129,7 +151,7 @@ void render_pair(Camera& camera, const CameraPose& pose, const PixelRegion& regi
     for (int i = 0; i < 2; ++i) {
         const auto slot = static_cast<std::size_t>(i);
         samples[slot] =
-            path_sample(camera, pose, x + i, y, is_inside(region, x + i), &bounces[slot]);
+            path_sample(camera, now, x + i, y, is_inside(region, x + i), &bounces[slot]);
     }
     share_bounces(bounces[0], bounces[1], changes[0], changes[1]);
     for (int i = 0; i < 2; ++i) {
@@ -141,14 +163,14 @@ void render_pair(Camera& camera, const CameraPose& pose, const PixelRegion& regi
 }
 
 template<typename Store>
-void render_row(Camera& camera, const CameraPose& pose, const PixelRegion& region, int y,
-                bool sharing, const Store& store) {
+void render_row(Camera& camera, const Moment& now, const PixelRegion& region, int y, bool sharing,
+                const Store& store) {
     for (int x = sharing ? region.x0 & ~1 : region.x0; x < region.x1; ++x) {
         if (sharing && x + 1 < camera.width) {
-            render_pair(camera, pose, region, x++, y, store);
+            render_pair(camera, now, region, x++, y, store);
             continue;
         }
-        PixelSample sample = path_sample(camera, pose, x, y);
+        PixelSample sample = path_sample(camera, now, x, y);
         sample.value = clamped(sample.value);
         store(x, y, sample);
     }
@@ -160,22 +182,16 @@ Vec3 mean_with(const Vec3& mean, float done, const Vec3& value) {
     return is_finite(next) ? next : mean * (done / (done + 1.0f)) + value / (done + 1.0f);
 }
 
-// Hands each pixel of the region to store(x, y, sample), on any thread.
-template<typename Store>
-void render_region(Camera& camera, const PixelRegion& region, std::uint32_t frame,
-                   const Store& store) {
+// Runs act(i) for i in 0..count - 1, in parallel, and adds to RayStatistics.
+template<typename Act>
+void in_parallel(int count, const Act& act) {
     const std::int64_t start = microseconds_now();
-    const CameraPose pose = FramePose(camera, frame);
-    CurrentSample = frame;
-    const bool sharing = can_share_bounces();
-#pragma omp parallel num_threads(team_size()) default(none)                                        \
-    shared(camera, region, pose, sharing, store)
+#pragma omp parallel num_threads(team_size()) default(none) shared(count, act)
     {
         EnterWorker();
 #pragma omp for schedule(dynamic, 1)
-        for (int y = region.y0; y < region.y1; ++y) {
-            keep_row(y);
-            render_row(camera, pose, region, y, sharing, store);
+        for (int i = 0; i < count; ++i) {
+            act(i);
             if (stop_requested()) cut_frame();
         }
     }
@@ -186,22 +202,67 @@ void render_region(Camera& camera, const PixelRegion& region, std::uint32_t fram
     ReportCutPaths();
 }
 
+// Hands each pixel of the region to store(x, y, sample), on any thread.
+template<typename Store>
+void render_region(Camera& camera, const PixelRegion& region, std::uint32_t frame,
+                   const Store& store) {
+    const Moment now = moment_of(camera, frame);
+    const bool sharing = can_share_bounces();
+    in_parallel(region.y1 - region.y0, [&](int row) {
+        keep_row(region.y0 + row);
+        render_row(camera, now, region, region.y0 + row, sharing, store);
+    });
+}
+
+// Adds frame n of the pixel to its others, or, where frames are summed elsewhere, to what else this
+// frame gives it.
+void fold(Image& beauty, std::int64_t pixel, std::uint32_t n, const PixelSample& sample) {
+    const Vec3 before = read_pixel(beauty, pixel);
+    write_pixel(beauty, pixel,
+                sums_frames() ? before + sample.value
+                              : mean_with(before, static_cast<float>(n), sample.value));
+    if (keeps_planes()) add_frame(pixel, n, sample.value, sample.features);
+}
+
+// What a block of pixels takes of this frame.
+void render_block(Camera& camera, const PixelRegion& block, const BlockTurn& turn) {
+    for (int y = block.y0; y < block.y1; ++y)
+        for (int x = block.x0; x < block.x1; ++x)
+            frames_wanted()[static_cast<std::size_t>(pixel_index(camera, x, y))] +=
+                turn.wanted_more;
+    const bool sharing = can_share_bounces();
+    for (std::uint32_t n = turn.done; n < turn.done + turn.more; ++n) {
+        const Moment now = moment_of(camera, n);
+        for (int y = block.y0; y < block.y1; ++y)
+            render_row(camera, now, block, y, sharing,
+                       [&](int x, int row, const PixelSample& sample) {
+                           fold(camera.aovs[0].image, pixel_index(camera, x, row), n, sample);
+                       });
+    }
+}
+
+// A frame of which each block takes as much as it needs.
+void render_blocks(Camera& camera, const PixelRegion& region, std::uint32_t frame) {
+    const std::vector<BlockTurn> turns = PlanFrame(frame);
+    for (int y = region.y0; y < region.y1; ++y)
+        keep_row(y);
+    in_parallel(static_cast<int>(turns.size()), [&](int i) {
+        const PixelRegion block = block_of(camera, i);
+        if (pixel_count(block) > 0) render_block(camera, block, turns[static_cast<std::size_t>(i)]);
+    });
+}
+
 } // namespace
 
 void RenderPixels(std::uint32_t frame) {
     Camera* camera = camera_with_image();
     if (camera == nullptr) return;
+    const PixelRegion region = RenderedRegion(*camera);
+    if (is_shared_out(frame)) return render_blocks(*camera, region, frame);
     Image& beauty = camera->aovs[0].image;
-    const bool alone = sums_frames();
-    const float done = static_cast<float>(frame);
-    render_region(*camera, RenderedRegion(*camera), frame,
-                  [&](int x, int y, const PixelSample& sample) {
-                      const std::int64_t pixel = pixel_index(*camera, x, y);
-                      const Vec3 before = read_pixel(beauty, pixel);
-                      write_pixel(beauty, pixel,
-                                  alone ? sample.value : mean_with(before, done, sample.value));
-                      if (keeps_planes()) add_frame(pixel, sample.value, sample.features);
-                  });
+    render_region(*camera, region, frame, [&](int x, int y, const PixelSample& sample) {
+        fold(beauty, pixel_index(*camera, x, y), frame, sample);
+    });
 }
 
 void RenderPixelsTo(std::vector<Vec3>& pixels, std::uint32_t frame) {

@@ -4,6 +4,7 @@
 #include "integrate/progressive.h"
 
 #include "integrate/frame_sums.h"
+#include "integrate/noise.h"
 #include "integrate/output_images.h"
 #include "integrate/plane_images.h"
 #include "integrate/state.h"
@@ -11,6 +12,7 @@
 #include "math/stop.h"
 #include "output/aov.h"
 #include "output/camera.h"
+#include "output/feature_planes.h"
 #include "output/preview.h"
 #include "output/run_hooks.h"
 #include "output/state.h"
@@ -62,8 +64,18 @@ void report_beauty_statistics(const Image& image) {
     ReportRule();
 }
 
+void report_noise() {
+    if (!keeps_planes()) return;
+    const Noise noise = MeasureNoise();
+    ReportLine("noise, mean of pixels", static_cast<float>(noise.mean), "n/a");
+    ReportLine("noise, 95 % of blocks", static_cast<float>(noise.percentile), "n/a");
+    ReportRule();
+}
+
 void close_run(const Camera& camera) {
+    if (RendererSettings.adaptive) EndWithFramesDone(); // sums of pixels with frames of their own
     report_beauty_statistics(camera.aovs[0].image);
+    report_noise();
     if (PreviewIsOpen()) {
         ReportText("            close the window to exit. happy rendering :) thank you!");
         ReportRule();
@@ -103,7 +115,9 @@ bool RunFrame() {
     if (FrameIndex == Hooks.first_frame) IntegrateState.steps.first_frame_done();
     ++FrameIndex;
     report_performance();
+    FollowNoise(FrameIndex);
     if (Hooks.frame_done != nullptr) Hooks.frame_done();
+    if (target_is_reached()) EndWithFramesDone();
     if (FrameIndex == end_of_frames(*camera)) close_run(*camera);
     return true;
 }
@@ -111,6 +125,7 @@ bool RunFrame() {
 void RunProgressiveLoop(const FrameSteps& steps) {
     IntegrateState.steps = steps;
     FrameIndex = Hooks.first_frame;
+    IntegrateState.noise.clear();
     if (ActiveCamera() == nullptr) return;
     StartFrameSums();
     if (!PreviewWindow || !RunPreview(RunFrame)) {

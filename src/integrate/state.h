@@ -47,6 +47,12 @@ struct alignas(64) NotedBounce {
     SharedBounce* bounce = nullptr;
 };
 
+// The estimated error of the picture after so many frames: 95th percentile of its blocks.
+struct MeasuredNoise {
+    std::uint32_t frames = 0;
+    double percentile = 0.0;
+};
+
 struct IntegrateStateRecord {
     std::vector<CausticPhoton> photons;
     PhotonTree photon_tree;
@@ -61,6 +67,7 @@ struct IntegrateStateRecord {
     std::size_t most_photons_of_thread = 0; // that a thread may store
     std::uint32_t lights_cast = 0;          // in this pass
     FrameSums frame_sums;                   // of a seeded run
+    std::vector<MeasuredNoise> noise;       // of a run with a target
     bool path_was_cut = false;              // for lack of stack; written by all threads
     FrameSteps steps;                       // of the loop over frames that runs
 };

@@ -54,6 +54,7 @@ struct FrameSums {
     PixelRegion region;
     std::uint32_t frames = 0; // that they hold
     std::vector<FrameSum> images;
+    const FrameSum* own_frames = nullptr; // of the images; where pixels have frames of their own
 };
 
 // What a frame needs from folders further down; all are set.

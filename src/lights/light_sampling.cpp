@@ -102,7 +102,7 @@ std::int32_t samples_of_run(float importance, std::int32_t sample, std::int32_t 
 SampleLoop first_hit_loop(const Ray& ray, const SurfacePoint& point, std::int32_t sample) {
     const std::int32_t frames = camera_frames();
     const float importance = importance_of(ray, point);
-    return {CurrentSample, static_cast<std::uint32_t>(samples_of_run(importance, sample, frames)),
+    return {frame_of(ray), static_cast<std::uint32_t>(samples_of_run(importance, sample, frames)),
             static_cast<std::uint32_t>(frames)};
 }
 

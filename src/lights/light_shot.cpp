@@ -100,7 +100,7 @@ LightSplit sum_exact_hit(const Light* light, const Ray& ray, const SurfacePoint&
     LightShot shot = shot_at_hit(light, ray, point);
     shot.count = count;
     for (std::uint32_t i = 0; i < count; ++i) {
-        shot.cursor = in_stretch(ray.cursor, CurrentSample * count + i, of_run);
+        shot.cursor = in_stretch(ray.cursor, frame_of(ray) * count + i, of_run);
         add_sample(shot, add, sum);
     }
     if (count > 1) scale(sum, 1.0f / static_cast<float>(count));

@@ -34,6 +34,12 @@ PixelRegion RenderedRegion(const Camera& camera);
 
 std::size_t pixel_count(const PixelRegion& region);
 
+// Frame of the run whose points the ray's path takes: the first index of loops that are shared among
+// frames.
+inline std::uint32_t frame_of(const Ray& ray) {
+    return ThreadStates[ray.thread].frame;
+}
+
 // Brings the number of frames and the region into their limits; the image's size is given.
 void LimitCamera(Camera& camera);
 

@@ -19,7 +19,7 @@ namespace mh {
 
 namespace {
 
-constexpr std::size_t kSumsOfNoise = 4, kSumsOfFeatures = 13, kFirstOfDepth = 10;
+constexpr std::size_t kSumsOfNoise = 5, kSumsOfFeatures = 14, kFirstOfDepth = 11;
 
 std::size_t sums_of(PlaneNeed need) {
     switch (need) {
@@ -31,7 +31,7 @@ std::size_t sums_of(PlaneNeed need) {
 }
 
 std::int32_t channels_of(std::size_t sum) {
-    return sum == 0 || sum >= kFirstOfDepth ? 1 : 3;
+    return sum < 2 || sum >= kFirstOfDepth ? 1 : 3;
 }
 
 PlaneNeed need_of(const Aov& aov) {
@@ -92,6 +92,8 @@ void AskForPlanes(PlaneNeed need) {
 
 void AllocatePlanes(const Camera& camera) {
     PlaneNeed need = PlaneSums.asked;
+    if (RendererSettings.adaptive || RendererSettings.noise > 0.0f)
+        need = std::max(need, PlaneNeed::noise);
     for (const Aov& aov : camera.aovs)
         need = std::max(need, need_of(aov));
     PlaneSums.kept = PlaneNeed::none;
@@ -109,7 +111,7 @@ void AllocatePlanes(const Camera& camera) {
     }
 }
 
-bool RestorePlanes(std::vector<Aov> sums) {
+bool RestorePlanes(std::vector<Aov> sums, std::int32_t frames) {
     for (const PlaneNeed need : {PlaneNeed::none, PlaneNeed::noise, PlaneNeed::features})
         if (sums.size() == sums_of(need)) PlaneSums.kept = need;
     bool fits = sums.size() == sums_of(PlaneSums.kept);
@@ -117,6 +119,7 @@ bool RestorePlanes(std::vector<Aov> sums) {
         fits = sums[i].image.channels == channels_of(i);
     if (!fits) return false;
     PlaneSums.sums = std::move(sums);
+    PlaneSums.ended_of = frames;
     return true;
 }
 
@@ -124,10 +127,11 @@ void ReleasePlanes() {
     PlaneSums = {};
 }
 
-void add_frame(std::int64_t pixel, const Vec3& value, const FeatureSample& features) {
+void add_frame(std::int64_t pixel, std::uint32_t n, const Vec3& value,
+               const FeatureSample& features) {
     if (!keeps_planes()) return;
-    const bool odd = CurrentSample % 2 == 1;
-    PlaneSums.sums[0].image.floats[static_cast<std::size_t>(pixel)] += 1.0f;
+    const bool odd = n % 2 == 1;
+    frames_done()[static_cast<std::size_t>(pixel)] += 1.0f;
     add_sample(Quantity::beauty, odd, pixel, value);
     if (!keeps_features()) return;
     add_sample(Quantity::albedo, odd, pixel, features.albedo);
@@ -147,7 +151,7 @@ FeaturePlanes TakeFeaturePlanes() {
     if (!keeps_planes()) return planes;
     planes.width = PlaneSums.sums[0].image.width;
     planes.height = PlaneSums.sums[0].image.height;
-    planes.frames = std::move(PlaneSums.sums[0].image.floats);
+    planes.frames = std::move(frames_done());
     planes.beauty = finished(Quantity::beauty, planes.frames);
     if (keeps_features()) {
         planes.albedo = finished(Quantity::albedo, planes.frames);

@@ -46,7 +46,7 @@ enum class Half : std::uint8_t { even, odd, squares };
 
 inline Aov& plane_sum(Quantity quantity, Half half) {
     return PlaneSums
-        .sums[1 + 3 * static_cast<std::size_t>(quantity) + static_cast<std::size_t>(half)];
+        .sums[2 + 3 * static_cast<std::size_t>(quantity) + static_cast<std::size_t>(half)];
 }
 
 // Variance of the mean of n values from their sum and that of their squares; that of a single value
@@ -61,8 +61,8 @@ void AskForPlanes(PlaneNeed need);
 void AllocatePlanes(const Camera& camera);
 void ReleasePlanes();
 
-// Takes sums over as they stand; false when there is no such set.
-bool RestorePlanes(std::vector<Aov> sums);
+// Takes sums over as they stand, of a run of so many frames; false when there is no such set.
+bool RestorePlanes(std::vector<Aov> sums, std::int32_t frames);
 
 inline bool keeps_planes() {
     return PlaneSums.kept != PlaneNeed::none;
@@ -72,12 +72,17 @@ inline bool keeps_features() {
     return PlaneSums.kept == PlaneNeed::features;
 }
 
-// By the thread that owns the pixel.
-void add_frame(std::int64_t pixel, const Vec3& value, const FeatureSample& features);
+// Frame n of the pixel, by the thread that owns it.
+void add_frame(std::int64_t pixel, std::uint32_t n, const Vec3& value,
+               const FeatureSample& features);
 
-// Frames that the pixel has; planes are kept.
-inline float frames_of(std::int64_t pixel) {
-    return PlaneSums.sums[0].image.floats[static_cast<std::size_t>(pixel)];
+// Frames that each pixel has, and how many it is to have next; planes are kept.
+inline std::vector<float>& frames_done() {
+    return PlaneSums.sums[0].image.floats;
+}
+
+inline std::vector<float>& frames_wanted() {
+    return PlaneSums.sums[1].image.floats;
 }
 
 // Bytes that a pixel's sums take.

@@ -14,11 +14,12 @@ struct ImageWritingRecord {
     std::map<std::string, std::string> faults; // by path: why the last write failed
 };
 
-// Sums of the planes: of each pixel its number of frames, then for light, albedo, normal and depth
-// the sum over even frames, over odd ones, and that of squares.
+// Sums of the planes: of each pixel its number of frames, and how many it is to have next; then for
+// light, albedo, normal and depth the sum over even frames, over odd ones, and that of squares.
 struct PlaneSumsRecord {
     PlaneNeed asked = PlaneNeed::none, kept = PlaneNeed::none;
-    std::vector<Aov> sums; // as many as are kept
+    std::vector<Aov> sums;     // as many as are kept
+    std::int32_t ended_of = 0; // frames that the run was to have; 0 until it has ended
 };
 
 struct OutputStateRecord {

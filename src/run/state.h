@@ -13,7 +13,6 @@ struct RunStateRecord {
     std::array<ThreadState, kMaxThreads> thread_states;
     std::int32_t active_camera_index = 0; // always 0: the first camera is the one rendered
     std::uint32_t frame_index = 0;        // frames done so far
-    std::uint32_t current_sample = 0;     // the frame in progress; first index of split loops
     std::string scene_directory;
 };
 
@@ -25,7 +24,6 @@ inline constexpr auto& TraversalTotals = RunState.traversal_totals;
 inline constexpr auto& ThreadStates = RunState.thread_states;
 inline constexpr auto& ActiveCameraIndex = RunState.active_camera_index;
 inline constexpr auto& FrameIndex = RunState.frame_index;
-inline constexpr auto& CurrentSample = RunState.current_sample;
 inline constexpr auto& SceneDirectory = RunState.scene_directory;
 
 // At the start of a run.

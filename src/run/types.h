@@ -34,6 +34,8 @@ struct RendererSettingsRecord {
     bool final_gather = false;       // the mode, decided when the renderer is initialised
     Estimator estimator = Estimator::classic;
     std::int64_t seed = -1;           // of all random numbers; below 0: the hardware's
+    float noise = 0.0f;               // the run ends where the picture's error is below; 0: never
+    bool adaptive = false;            // frames go where they are needed
     std::int32_t bounce_samples = 64; // sample when the renderer was initialised: what paths read
 };
 
@@ -50,8 +52,9 @@ struct TraversalTotalsRecord {
 
 // What one thread owns while it traces; indexed by Ray::thread.
 struct alignas(64) ThreadState {
-    std::int32_t pixel = 0; // linear index y * width + x, the slot of all AOV writes
-    std::uint64_t rays = 0; // closest-hit queries
+    std::int32_t pixel = 0;  // linear index y * width + x, the slot of all AOV writes
+    std::uint32_t frame = 0; // of the run, whose points the path takes; first index of split loops
+    std::uint64_t rays = 0;  // closest-hit queries
     std::uint64_t shadow_rays = 0;
     std::uint64_t shadow_nodes = 0, shadow_leaves = 0, shadow_primitives = 0;
     Vec3 last_lookup_position;       // of the last caustic look-up worth keeping

@@ -135,6 +135,8 @@ constexpr Key kRenderKeys[] = {
            "\"classic\" or \"exact\"", is_estimator),
     strict(SettingsKeys::value<&Settings::seed>("seed"),
            "a whole number from 0 to 9223372036854775807", is_seed),
+    within(SettingsKeys::value<&Settings::noise>("noise"), at_least(0)),
+    SettingsKeys::flag<&Settings::adaptive>("adaptive"),
     SettingsKeys::sub_block<same_settings>("final_gather", kFinalGatherBlock),
     with(SettingsKeys::text<add_image_path>("image_path"), Role::image_folder),
     one_of(SettingsKeys::text<set_exr>("exr"), kExrWidths),

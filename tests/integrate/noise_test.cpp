@@ -1,7 +1,12 @@
 // Planes of features and of noise.
 // SPDX-License-Identifier: MIT
+#include "integrate/noise.h"
+
 #include "frame/phases.h"
 #include "integrate/pixel_loop.h"
+#include "lights/state.h"
+#include "math/random.h"
+#include "math/sequence.h"
 #include "output/aov.h"
 #include "output/feature_planes.h"
 #include "run/state.h"
@@ -9,8 +14,10 @@
 #include "support/scene.h"
 
 #include <cmath>
+#include <vector>
 
 #include <gtest/gtest.h>
+#include <omp.h>
 
 namespace mh {
 namespace {
@@ -57,11 +64,99 @@ TEST(FeaturePlanes, HalvesMakeThePicture) {
     add_floor(1.0f, 0.0f, add_shader(splat(0.8f)));
     add_floor(2.0f, 3.0f, add_lamp(splat(1.0f)), false);
     constexpr int kFrames = 5;
+    RendererSettings.estimator = Estimator::exact;
     const FeaturePlanes planes = planes_of_pixel(kFrames);
     const Vec3 even = of_pixel(planes.beauty.half[0]), odd = of_pixel(planes.beauty.half[1]);
     expect_near((3.0f * even + 2.0f * odd) / kFrames, read_pixel(Cameras[0].aovs[0].image, 0),
                 1e-6f);
-    EXPECT_NE(even, odd);
+    EXPECT_NE(even, odd) << even.x;
+}
+
+// For frames that are too short to be shared.
+struct OneThread {
+    OneThread() { omp_set_num_threads(1); }
+
+    ~OneThread() { omp_set_num_threads(before); }
+
+    int before = omp_get_max_threads();
+};
+
+// Half a floor under a lamp; what lies left of it is black.
+void prepare_half_floor(int size, int frames) {
+    add_level({0.0f, -1.0f}, {1.0f, 1.0f}, 0.0f, add_shader(splat(0.8f)));
+    add_floor(1.0f, 3.0f, add_lamp(splat(3.0f)), false);
+    place_camera(size, {0.0f, 0.0f, 1.5f}, {}, {0.0f, 1.0f, 0.0f}, 50.0f);
+    Cameras[0].sample = GeometryLight.sample = RendererSettings.sample = frames;
+    RendererSettings.seed = 0;
+    AskForPlanes(PlaneNeed::noise);
+    Initialize();
+}
+
+// The picture of a seed, from empty.
+const Image& render_anew(std::int64_t seed) {
+    RendererSettings.seed = seed;
+    DrawFromSeed(static_cast<std::uint64_t>(seed));
+    FillPixelPattern();
+    Camera& camera = Cameras[0];
+    AllocateAov(camera.aovs[0], camera.width, camera.height);
+    AllocatePlanes(camera);
+    for (int frame = 0; frame < camera.sample; ++frame)
+        RenderPixels(static_cast<std::uint32_t>(frame));
+    return camera.aovs[0].image;
+}
+
+// Over 200 seeds the squared errors of the pixels come to the estimated variances, within what 15 % of
+// the error make.
+TEST(Noise, IsAsLargeAsEstimated) {
+    const OneThread one_thread;
+    constexpr int kSeeds = 200, kSize = 16, kPixels = kSize * kSize;
+    for (const Estimator estimator : {Estimator::classic, Estimator::exact}) {
+        Scene scene;
+        RendererSettings.estimator = estimator;
+        prepare_half_floor(kSize, 16);
+        std::vector<double> sums(kPixels), squares(kPixels);
+        double estimated = 0.0, happened = 0.0;
+        for (int seed = 0; seed < kSeeds; ++seed) {
+            const Image& beauty = render_anew(seed);
+            for (std::size_t i = 0; i < kPixels; ++i) {
+                const auto value = static_cast<double>(read_pixel(beauty, static_cast<int>(i)).x);
+                sums[i] += value;
+                squares[i] += value * value;
+            }
+            for (const BlockNoise& block : MeasureBlocks())
+                estimated += static_cast<double>(block.variance * block.pixels) / kSeeds;
+        }
+        for (std::size_t i = 0; i < kPixels; ++i)
+            happened += (squares[i] - sums[i] * sums[i] / kSeeds) / (kSeeds - 1);
+        EXPECT_NEAR(std::sqrt(estimated / happened), 1.0, 0.15) << static_cast<int>(estimator);
+    }
+}
+
+// Frames go to the half with noise, and over many seeds the picture is no darker or brighter for it.
+TEST(Adaptive, GivesFramesToNoiseAndIsUnbiased) {
+    const OneThread one_thread;
+    constexpr int kSeeds = 40, kSize = 24;
+    double sums[2] = {}, squares[2] = {};
+    for (const bool adaptive : {false, true}) {
+        Scene scene;
+        RendererSettings.adaptive = adaptive;
+        RendererSettings.estimator = Estimator::exact;
+        prepare_half_floor(kSize, 24);
+        for (int seed = 0; seed < kSeeds; ++seed) {
+            render_anew(seed + adaptive * kSeeds);
+            double light = 0.0;
+            for (const BlockNoise& block : MeasureBlocks())
+                light += static_cast<double>(block.light);
+            sums[adaptive] += light;
+            squares[adaptive] += light * light;
+        }
+        EXPECT_EQ(frames_done()[0], adaptive ? 16.0f : 24.0f); // black
+        EXPECT_EQ(frames_done()[kSize - 1] > 24.0f, adaptive);
+    }
+    const auto variance = [&](int i) {
+        return (squares[i] / kSeeds - sums[i] / kSeeds * sums[i] / kSeeds) / kSeeds;
+    };
+    EXPECT_LT(std::fabs(sums[1] - sums[0]) / kSeeds, 4.0 * std::sqrt(variance(0) + variance(1)));
 }
 
 } // namespace

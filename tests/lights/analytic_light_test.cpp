@@ -158,7 +158,7 @@ TEST_F(AnalyticLight, TakesAsManySamplesAsThePointCanShow) {
         {200, 8, 0.12f, 1, 24}, {-5, 8, 1, 1, 8},        {2147483647, 1, 1e30f, 1e30f, 2147483647},
         {64, 4, kNan, 1, 4}};
 
-    CurrentSample = 3;
+    ThreadStates[lit.ray.thread].frame = 3;
     for (const auto& c : cases) {
         Cameras[0].sample = c.frames;
         lit.point.lambertian_color = splat(c.color);
@@ -168,7 +168,7 @@ TEST_F(AnalyticLight, TakesAsManySamplesAsThePointCanShow) {
         EXPECT_EQ(loop.first, 3u);
         EXPECT_EQ(loop.stride, static_cast<std::uint32_t>(c.frames));
     }
-    CurrentSample = 0;
+    ThreadStates[lit.ray.thread].frame = 0;
 }
 
 } // namespace

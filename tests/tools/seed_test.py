@@ -33,11 +33,11 @@ class Seeds(ProgramTest):
         return {name: self.bytes_of(name) for name in sorted(os.listdir(self.folder))
                 if name.endswith((".pfm", ".exr", ".png"))}
 
-    def stop_after_a_frame(self, *options):
+    def stop_after_a_frame(self, *options, frame=1):
         with subprocess.Popen([PROGRAM, *options, "--progress", "json"], cwd=self.folder, text=True,
                               stdout=subprocess.DEVNULL, stderr=subprocess.PIPE) as process:
             for line in process.stderr:
-                if '"frame"' in line and json.loads(line)["event"] == "frame":
+                if json.loads(line).get("frame", 0) >= frame:
                     process.send_signal(signal.SIGTERM)
                     break
             process.stderr.read()
@@ -53,6 +53,25 @@ class Seeds(ProgramTest):
                 self.assertEqual(self.pictures(*given, "--threads", "8"), first, given)
                 self.stop_after_a_frame(*given, "--checkpoint", "c")
                 self.assertEqual(self.pictures(*given, "--resume", "c"), first, given)
+
+    def test_shared_out_frames_and_noise_targets_repeat(self):
+        write_scene(self.scene, MIRROR)
+        scene = ("scene", "--seed", "7", "--adaptive")
+        for given in ((*scene, "--sample", "30"), (*scene, "--sample", "300", "--noise", "0.01",
+                                                   "--estimator", "exact")):
+            first = self.pictures(*given, "--threads", "1", "--report", "1.json")
+            with open(self.path("1.json"), encoding="utf-8") as file:
+                report = json.load(file)
+            noise = report["noise"]["percentile_95_of_blocks"]
+            self.assertEqual(noise < 0.01, "--noise" in given, noise)
+            self.assertEqual(report["frames"] < 300, True)
+            for threads in "238":
+                self.assertEqual(self.pictures(*given, "--threads", threads), first, given)
+            self.stop_after_a_frame(*given, "--checkpoint", "c", frame=18)
+            self.assertEqual(self.pictures(*given, "--resume", "c"), first, given)
+            self.assertNotEqual(self.pictures(*(o for o in given if o != "--adaptive")), first)
+        piece = self.run_here(*scene, "--partial", "p", status=2).stderr
+        self.assertIn("--partial goes without", piece)
 
     def test_other_seeds_and_none_give_other_pictures(self):
         for estimator in ("classic", "exact"):

@@ -1,0 +1,145 @@
+// The plan of frames: the error that is left is least where each block has frames in proportion to the
+// root of what one frame of it adds, [Neyman34].
+// SPDX-License-Identifier: MIT
+#include "integrate/adaptive.h"
+
+#include "integrate/noise.h"
+#include "output/camera.h"
+#include "output/feature_planes.h"
+#include "run/state.h"
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+namespace mh {
+
+namespace {
+
+constexpr std::uint32_t kEvenFrames = 16;      // that every pixel has before errors are believed
+constexpr float kLeast = 0.125f, kMost = 4.0f; // frames of a block, of the mean
+constexpr float kSmallestNeed = 1e-4f;         // of the largest; others count as none
+constexpr int kHalvings = 40;                  // of the interval that holds the right factor
+
+// Plans are made at these frames: the first shared one, and where a quarter has been added.
+std::uint32_t next_plan(std::uint32_t frame) {
+    std::uint32_t plan = kEvenFrames;
+    while (plan <= frame)
+        plan += std::max(plan / 4, 2u);
+    return plan;
+}
+
+bool is_plan(std::uint32_t frame) {
+    return frame == kEvenFrames || (frame > kEvenFrames && next_plan(frame - 1) == frame);
+}
+
+// Error that a single frame of the block would have as it is seen: brightness L shows as L / (1 + L)
+// [Reinhard02] eq. 3.
+float seen_error(const BlockNoise& block) {
+    const float slope = 1.0f / ((1.0f + block.light) * (1.0f + block.light));
+    return slope * std::sqrt(block.variance * block.frames);
+}
+
+// What frames are given in proportion to: towards a target, the frames that reach it, a little below
+// it; otherwise what lessens the error of the picture as a whole.
+float need_of(const BlockNoise& block) {
+    constexpr float kBelow = 0.95f;
+    if (!(RendererSettings.noise > 0.0f)) return seen_error(block);
+    const float missing = block.error / (kBelow * RendererSettings.noise);
+    return block.frames * missing * missing;
+}
+
+// No less than the mean around the block: what it has seldom shown by chance, those may have.
+std::vector<float> needs_of(const std::vector<BlockNoise>& blocks, const BlockGrid& grid) {
+    std::vector<float> own(blocks.size()), needs(blocks.size());
+    std::transform(blocks.begin(), blocks.end(), own.begin(), need_of);
+    for (int i = 0; i < grid.columns * grid.rows; ++i) {
+        const int column = i % grid.columns, row = i / grid.columns;
+        float sum = 0.0f, count = 0.0f;
+        for (int y = std::max(row - 1, 0); y <= std::min(row + 1, grid.rows - 1); ++y)
+            for (int x = std::max(column - 1, 0); x <= std::min(column + 1, grid.columns - 1);
+                 ++x) {
+                const auto other = static_cast<std::size_t>(y * grid.columns + x);
+                if (!(blocks[other].pixels > 0.0f)) continue;
+                sum += own[other];
+                ++count;
+            }
+        const auto block = static_cast<std::size_t>(i);
+        needs[block] = std::max(own[block], sum / std::max(count, 1.0f));
+    }
+    return needs;
+}
+
+float wanted_of(const BlockNoise& block, float need, float per_need, float mean_frames) {
+    const float wanted = std::clamp(need * per_need, kLeast * mean_frames, kMost * mean_frames);
+    return std::max(std::round(wanted), block.frames);
+}
+
+// Frames of each block so that all together have as many as the picture without a plan.
+std::vector<float> wanted_frames(const std::vector<BlockNoise>& blocks,
+                                 const std::vector<float>& needs, float mean_frames) {
+    double pixels = 0.0;
+    for (const BlockNoise& block : blocks)
+        pixels += static_cast<double>(block.pixels);
+    const auto paths = [&](float per_need) {
+        double sum = 0.0;
+        for (std::size_t i = 0; i < blocks.size(); ++i)
+            sum += static_cast<double>(blocks[i].pixels)
+                   * static_cast<double>(wanted_of(blocks[i], needs[i], per_need, mean_frames));
+        return sum;
+    };
+    const double all = pixels * static_cast<double>(mean_frames);
+    const float largest = *std::max_element(needs.begin(), needs.end());
+    const bool to_target = RendererSettings.noise > 0.0f;
+    float low = 0.0f, high = 1.0f; // where needs are frames, no more
+    if (!to_target) high = largest > 0.0f ? kMost * mean_frames / (kSmallestNeed * largest) : 0.0f;
+    if (to_target && paths(high) <= all) low = high;
+    for (int i = 0; i < kHalvings && low < high; ++i) {
+        const float middle = 0.5f * (low + high);
+        (paths(middle) > all ? high : low) = middle;
+    }
+    std::vector<float> wanted(blocks.size());
+    for (std::size_t i = 0; i < blocks.size(); ++i)
+        wanted[i] = wanted_of(blocks[i], needs[i], low, mean_frames);
+    return wanted;
+}
+
+// How many paths a pixel takes in this frame, of those that it lacks.
+std::uint32_t share_of_frame(std::uint32_t done, float wanted, std::uint32_t frames_left) {
+    const auto all = static_cast<std::uint32_t>(std::max(wanted, 0.0f));
+    return all <= done ? 0 : (all - done + frames_left - 1) / frames_left;
+}
+
+} // namespace
+
+bool is_shared_out(std::uint32_t frame) {
+    return RendererSettings.adaptive && keeps_planes() && frame >= kEvenFrames;
+}
+
+std::vector<BlockTurn> PlanFrame(std::uint32_t frame) {
+    const Camera& camera = *ActiveCamera();
+    const auto end = static_cast<std::uint32_t>(camera.sample);
+    const std::uint32_t next = std::min(next_plan(frame), end);
+    const std::uint32_t frames_left = std::max(next, frame + 1) - frame;
+    std::vector<float> wanted;
+    if (is_plan(frame)) {
+        const std::vector<BlockNoise> blocks = MeasureBlocks();
+        wanted = wanted_frames(blocks, needs_of(blocks, grid_of(camera)), static_cast<float>(next));
+    }
+    const BlockGrid grid = grid_of(camera);
+    std::vector<BlockTurn> turns(static_cast<std::size_t>(grid.columns * grid.rows));
+    for (std::size_t i = 0; i < turns.size(); ++i) {
+        const PixelRegion block = block_of(camera, static_cast<int>(i));
+        if (pixel_count(block) == 0) continue;
+        const std::size_t first =
+            static_cast<std::size_t>(block.y0) * static_cast<std::size_t>(camera.width)
+            + static_cast<std::size_t>(block.x0);
+        const float before = frames_wanted()[first];
+        const float now = wanted.empty() ? before : wanted[i];
+        const auto done = static_cast<std::uint32_t>(frames_done()[first]);
+        turns[i] = {done, share_of_frame(done, now, frames_left), now - before};
+    }
+    return turns;
+}
+
+} // namespace mh

@@ -1,0 +1,24 @@
+// Frames that go where the picture needs them. The first are even over the picture; each one after
+// them has as many paths as it has pixels, but blocks take unequal parts of these.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+namespace mh {
+
+// Whether blocks take unequal parts of this frame.
+bool is_shared_out(std::uint32_t frame);
+
+// What a block takes of a frame: paths of each pixel, after those that they have.
+struct BlockTurn {
+    std::uint32_t done = 0, more = 0;
+    float wanted_more = 0.0f; // to be added to the frames that its pixels are to have next
+};
+
+// Of all blocks of the grid, before the frame. At some frames a new plan is made of what the frames so
+// far tell: how many each block is to have by the next of these. Between them it is carried out.
+std::vector<BlockTurn> PlanFrame(std::uint32_t frame);
+
+} // namespace mh
