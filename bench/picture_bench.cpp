@@ -175,7 +175,7 @@ void bench_picture(const Subject& subject) {
 }
 
 // Error of the exact estimator by the number of frames on the lowest quarter of the
-// picture, in lines for plot_slope.py.
+// picture, a line each.
 void bench_slope(const Subject& subject) {
     const auto below = [](Picture picture) {
         const auto rows = picture.pixels.size() / 4 * 3; // the floor in front

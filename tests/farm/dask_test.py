@@ -1,6 +1,7 @@
 """Renders by real schedulers and workers on the loopback address, which are killed, cut off and out
 of disk: the picture is that of one run, byte by byte.
 SPDX-License-Identifier: MIT"""
+import contextlib
 import importlib.util
 import os
 import re
@@ -44,8 +45,12 @@ def renders_below(parent):
 
 
 def listening_addresses(process):
-    return {socket.laddr.ip for one in (process, *process.children(recursive=True))
-            for socket in one.connections("tcp") if socket.status == psutil.CONN_LISTEN}
+    addresses = set()
+    for one in (process, *process.children(recursive=True)):
+        with contextlib.suppress(psutil.NoSuchProcess):  # pieces end at any time
+            addresses |= {socket.laddr.ip for socket in one.connections("tcp")
+                          if socket.status == psutil.CONN_LISTEN}
+    return addresses
 
 
 @unittest.skipUnless(importlib.util.find_spec("distributed"), "python3-distributed is missing")
