@@ -272,11 +272,11 @@ TEST(Exact, WhiteThingsVanishInAWhiteSky) {
         std::swap(slot(frosted, Element::glossy).color, slot(frosted, Element::specular).color);
         slot(frosted, Element::roughness).color = splat(0.2f);
         const Thing things[] = {{"white", white, 3},
-                                {"under a pane", white, 10},
+                                {"under a pane", white, 5},
                                 {"leaf", leaf, 3},
                                 {"frosted glass", frosted, 8},
                                 {"gloss 0.1", add_gloss(0.1f), 6},
-                                {"gloss 0.3", add_gloss(0.3f), 18},
+                                {"gloss 0.3", add_gloss(0.3f), 12},
                                 {"gloss 0.8", add_gloss(0.8f), 16}};
         add_fibre(
             add_instanced_object({{{1, 0, 0, 70}, {0, 1, 0, 0}, {0, 0, 1, 0}, {0, 0, 0, 1}}}));
@@ -287,7 +287,7 @@ TEST(Exact, WhiteThingsVanishInAWhiteSky) {
         }
         RendererSettings.ray_depth = 32;
         set_white_sky(image ? 1 : 0, 1);
-        prepare(16, 0);
+        prepare(64, 0);
         for (const int samples : {4, 64}) {
             if (image) SkyLight.sample = samples;
             for (std::size_t i = 0; i < std::size(things) && (image || samples == 4); ++i) {
@@ -365,7 +365,7 @@ struct Scenery {
 TEST(Exact, LampsAreTheSameByAnyNumberOfSamples) {
     const Vec3 oblique = {0.1f, 0.2f, 0.1f}, below = {0.1f, 0.2f, -0.3f};
     const Scenery cases[] = {
-        {"pane", 12,
+        {"pane", 6,
          [] {
              add_under_lamp(add_shader(splat(1.0f))), add_floor(1, 0.1f, add_glass(Material::thin));
          }},
@@ -376,8 +376,8 @@ TEST(Exact, LampsAreTheSameByAnyNumberOfSamples) {
          }},
         {"frosted glass", 3, add_frosted_glass, {0.2f, -0.3f, 1.0f}},
         {"coated lamp", 3, add_coated_lamp},
-        {"mixed lamp", 24, add_mixed_lamp},
-        {"painted lamp", 10, add_painted_lamp},
+        {"mixed lamp", 14, add_mixed_lamp},
+        {"painted lamp", 6, add_painted_lamp},
         {"bent normals", 3,
          [] { // a part of the bounces would go below the floor
              add_under_lamp(add_shader(splat(1.0f)));
@@ -404,7 +404,7 @@ TEST(Exact, LampsAreTheSameByAnyNumberOfSamples) {
         for (const int samples : {0, 64}) {
             ExactScene scene;
             one.build();
-            prepare(64, samples);
+            prepare(256, 4 * samples);
             const Seen seen = look(one.from, {});
             if (samples == 0)
                 bounced = seen;
