@@ -4,9 +4,9 @@
 #include "harness.h"
 #include "integrate/photon_tree.h"
 #include "integrate/state.h"
-#include "merge.h"
-#include "partial_file.h"
-#include "photon_file.h"
+#include "pieces/merge.h"
+#include "pieces/partial_file.h"
+#include "pieces/photon_file.h"
 #include "support/fresh_scene.h"
 
 #include <cstdlib>

@@ -1,7 +1,7 @@
 // The command "info": what a scene holds, without rendering it.
 // SPDX-License-Identifier: MIT
 #include "captured_report.h"
-#include "check.h"
+#include "check/check.h"
 #include "confinement.h"
 #include "files.h"
 #include "frame/phases.h"

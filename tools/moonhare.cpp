@@ -1,13 +1,13 @@
 // The program moonhare: renders a scene directory, looks for its faults, and works on images.
 // SPDX-License-Identifier: MIT
-#include "check.h"
-#include "convert.h"
-#include "denoise.h"
-#include "farm_script.h"
+#include "check/check.h"
 #include "import/import.h"
 #include "layout.h"
-#include "merge.h"
 #include "options.h"
+#include "pictures/convert.h"
+#include "pictures/denoise.h"
+#include "pieces/farm_script.h"
+#include "pieces/merge.h"
 #include "render.h"
 
 #include <cstdlib>

@@ -2,8 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "render.h"
 
-#include "check.h"
-#include "checkpoint.h"
+#include "check/check.h"
 #include "confinement.h"
 #include "files.h"
 #include "frame/denoised_images.h"
@@ -18,14 +17,15 @@
 #include "output/run_hooks.h"
 #include "output/state.h"
 #include "overrides.h"
-#include "photon_file.h"
-#include "piece.h"
+#include "pieces/checkpoint.h"
+#include "pieces/photon_file.h"
+#include "pieces/piece.h"
+#include "pieces/scene_digest.h"
 #include "progress.h"
 #include "run/report.h"
 #include "run/state.h"
 #include "run_control.h"
 #include "run_report.h"
-#include "scene_digest.h"
 
 #include <algorithm>
 #include <optional>

@@ -1,6 +1,6 @@
 // Image files of every format that is read, made here byte by byte, whole, cut and absurd.
 // SPDX-License-Identifier: MIT
-#include "confine.h"
+#include "decode/confine.h"
 #include "math/rgbe.h"
 #include "shading/image_helper.h"
 #include "shading/image_stream.h"

@@ -1,6 +1,6 @@
 // Limits and the filter of system calls.
 // SPDX-License-Identifier: MIT
-#include "confine.h"
+#include "decode/confine.h"
 
 #include <cerrno>
 #include <csignal>

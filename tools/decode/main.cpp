@@ -3,7 +3,7 @@
 // usage: moonhare-decode FILE rgbe|floats top|bottom SECONDS BYTES FOLDER
 // FOLDER: outside of which no file is read; empty for any.
 // SPDX-License-Identifier: MIT
-#include "confine.h"
+#include "decode/confine.h"
 #include "math/input_file.h"
 #include "shading/image_decoder.h"
 #include "shading/image_stream.h"

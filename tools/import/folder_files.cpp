@@ -1,8 +1,8 @@
 // Files are opened by the kernel's own rule of what lies below a folder.
 // SPDX-License-Identifier: MIT
-#include "folder_files.h"
+#include "import/folder_files.h"
 
-#include "names_below.h"
+#include "import/names_below.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -2,10 +2,10 @@
 // writes what it holds to standard output. What a damaged file does to its reader ends here.
 // usage: moonhare-import FILE SECONDS BYTES TIME | moonhare-import --list-formats
 // SPDX-License-Identifier: MIT
-#include "../decode/confine.h"
-#include "folder_files.h"
-#include "read_scene.h"
-#include "scene_stream.h"
+#include "decode/confine.h"
+#include "import/folder_files.h"
+#include "import/read_scene.h"
+#include "import/scene_stream.h"
 
 #include <cstdio>
 #include <cstdlib>

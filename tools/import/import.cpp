@@ -1,16 +1,16 @@
 // The command "import": the scene is written aside and renamed at the end.
 // SPDX-License-Identifier: MIT
-#include "import.h"
+#include "import/import.h"
 
-#include "../convert.h"
-#include "../files.h"
-#include "../render.h"
+#include "files.h"
 #include "frame/phases.h"
+#include "import/pictures.h"
+#include "import/reader.h"
+#include "import/summary.h"
+#include "import/write_scene.h"
 #include "math/input_file.h"
-#include "pictures.h"
-#include "reader.h"
-#include "summary.h"
-#include "write_scene.h"
+#include "pictures/convert.h"
+#include "render.h"
 
 #include <algorithm>
 #include <cerrno>

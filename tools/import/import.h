@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "../options.h"
+#include "options.h"
 
 namespace mh {
 

@@ -1,6 +1,6 @@
 // Products and the polar decomposition.
 // SPDX-License-Identifier: MIT
-#include "linear.h"
+#include "import/linear.h"
 
 #include <cmath>
 

@@ -1,7 +1,7 @@
 // Lights and cameras. Candela and lux become colours by a factor pi; cameras without a pose see all.
 // SPDX-License-Identifier: MIT
-#include "linear.h"
-#include "map_scene.h"
+#include "import/linear.h"
+#include "import/map_scene.h"
 #include "math/roots.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 // Materials to shaders of several layers; the formulas stand in docs/materials.md.
 // SPDX-License-Identifier: MIT
-#include "map_scene.h"
+#include "import/map_scene.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,8 +1,8 @@
 // Meshes and the tree of nodes: each mesh is an object, each use an instance. Instances turn and move
 // alone; what stretches or mirrors is applied to a copy of the mesh, one for each stretch.
 // SPDX-License-Identifier: MIT
-#include "linear.h"
-#include "map_scene.h"
+#include "import/linear.h"
+#include "import/map_scene.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,6 +1,6 @@
 // Names, numbers and the list of files.
 // SPDX-License-Identifier: MIT
-#include "map_scene.h"
+#include "import/map_scene.h"
 
 #include <algorithm>
 #include <charconv>

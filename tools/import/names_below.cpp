@@ -1,6 +1,6 @@
 // Names of files, by their text alone.
 // SPDX-License-Identifier: MIT
-#include "names_below.h"
+#include "import/names_below.h"
 
 #include <algorithm>
 

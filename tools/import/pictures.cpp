@@ -1,12 +1,12 @@
 // Copies, links, and grey pictures of the channels that layers need.
 // SPDX-License-Identifier: MIT
-#include "pictures.h"
+#include "import/pictures.h"
 
-#include "../pixels.h"
+#include "import/names_below.h"
+#include "import/plain_bytes.h"
 #include "math/input_file.h"
-#include "names_below.h"
 #include "output/file_writer.h"
-#include "plain_bytes.h"
+#include "pictures/pixels.h"
 #include "shading/image_decoder.h"
 #include "shading/image_reader.h"
 #include "shading/images.h"

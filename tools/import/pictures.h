@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "map_scene.h"
+#include "import/map_scene.h"
 
 #include <string>
 #include <vector>

@@ -1,6 +1,6 @@
 // Conversion by FreeImage of what it decodes within this process anyway.
 // SPDX-License-Identifier: MIT
-#include "plain_bytes.h"
+#include "import/plain_bytes.h"
 
 #include "shading/image_decoder.h"
 

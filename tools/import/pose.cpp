@@ -1,6 +1,6 @@
 // Animations at a moment: keys of nodes and weights of shapes.
 // SPDX-License-Identifier: MIT
-#include "read_scene.h"
+#include "import/read_scene.h"
 
 #include <algorithm>
 #include <map>

@@ -1,7 +1,7 @@
 // Materials and pictures. Those of older models are brought to metal and roughness; the formulas stand
 // in docs/materials.md.
 // SPDX-License-Identifier: MIT
-#include "read_scene.h"
+#include "import/read_scene.h"
 
 #include <algorithm>
 #include <cmath>

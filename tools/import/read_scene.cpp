@@ -1,6 +1,6 @@
 // Meshes, nodes, lights and cameras.
 // SPDX-License-Identifier: MIT
-#include "read_scene.h"
+#include "import/read_scene.h"
 
 #include <algorithm>
 #include <cmath>

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "imported_scene.h"
+#include "import/imported_scene.h"
 
 #include <string>
 

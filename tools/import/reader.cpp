@@ -1,11 +1,11 @@
 // Starts the helper program and takes its answer.
 // SPDX-License-Identifier: MIT
-#include "reader.h"
+#include "import/reader.h"
 
+#include "import/scene_stream.h"
 #include "math/helper_process.h"
 #include "math/input_file.h"
 #include "math/memory.h"
-#include "scene_stream.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,6 +1,6 @@
 // One list of fields a record serves both directions.
 // SPDX-License-Identifier: MIT
-#include "scene_stream.h"
+#include "import/scene_stream.h"
 
 #include <cmath>
 #include <cstring>

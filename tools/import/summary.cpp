@@ -1,11 +1,11 @@
 // The summary in words and as JSON.
 // SPDX-License-Identifier: MIT
-#include "summary.h"
+#include "import/summary.h"
 
-#include "../json_text.h"
-#include "../pixels.h"
 #include "frame/phases.h"
+#include "json_text.h"
 #include "math/count_text.h"
+#include "pictures/pixels.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,9 +1,9 @@
 // Mesh files, and everything else in the order in which it is read.
 // SPDX-License-Identifier: MIT
-#include "write_scene.h"
+#include "import/write_scene.h"
 
 #include "geometry/mesh_file.h"
-#include "linear.h"
+#include "import/linear.h"
 #include "math/roots.h"
 #include "output/file_writer.h"
 

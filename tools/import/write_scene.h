@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "pictures.h"
+#include "import/pictures.h"
 
 namespace mh {
 

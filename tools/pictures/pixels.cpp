@@ -1,0 +1,74 @@
+// Images of the commands "convert" and "diff", by the library's loader and writer.
+// SPDX-License-Identifier: MIT
+#include "pictures/pixels.h"
+
+#include "captured_report.h"
+#include "frame/phases.h"
+#include "math/input_file.h"
+#include "output/image_writer.h"
+#include "shading/image_reader.h"
+#include "shading/images.h"
+
+#include <cmath>
+
+namespace mh {
+
+namespace {
+
+// The library's reader hands out the bottom row first, but for these files the top row.
+bool top_row_first(const std::string& path) {
+    return path.find(".hdr") != path.npos || path.find(".HDR") != path.npos;
+}
+
+// Textures read 16 bits by the step of 8, which images of their own do not.
+Vec3 value_of(const Image& image, std::int64_t texel) {
+    constexpr float kBytesOfWord = 1.0f / 257.0f;
+    const Vec3 value = read_texel(image, texel);
+    return image.bits == 16 ? kBytesOfWord * value : value;
+}
+
+} // namespace
+
+std::string ReadPixels(const std::string& path, Pixels& pixels) {
+    if (!OpenInput(path)) return "cannot read " + path + ": no such file";
+    Image image;
+    image.path = path;
+    const std::string fault = ReadImageFile(path, image, FloatStorage::floats);
+    if (!fault.empty() || image.width < 1) return "cannot read " + path + ": " + fault;
+    pixels.width = image.width;
+    pixels.height = image.height;
+    pixels.values.resize(static_cast<std::size_t>(image.width)
+                         * static_cast<std::size_t>(image.height));
+    const bool top_first = top_row_first(path);
+    for (int y = 0; y < image.height; ++y) {
+        const std::int64_t row = top_first ? y : image.height - 1 - y;
+        for (int x = 0; x < image.width; ++x)
+            pixels.values[static_cast<std::size_t>(std::int64_t{y} * image.width + x)] =
+                value_of(image, row * image.width + x);
+    }
+    return {};
+}
+
+std::string WritePixels(const std::string& path, const Pixels& pixels) {
+    Image image;
+    AllocateImage(image, pixels.width, pixels.height, 3, 32, false);
+    for (std::size_t i = 0; i < pixels.values.size(); ++i)
+        set_texel(image, static_cast<std::int64_t>(i), pixels.values[i]);
+    image.path = path;
+    CapturedReport report;
+    if (WriteImage(image)) return {};
+    std::string reason;
+    for (const ReportMessage& message : report.take_messages())
+        reason += message.text;
+    return "cannot write " + path + ": " + reason;
+}
+
+float srgb_of(float linear) {
+    constexpr float kKnee = 0.0031308f, kSlope = 12.92f;
+    constexpr float kScale = 1.055f, kShift = 0.055f, kExponent = 1.0f / 2.4f;
+    if (!(linear > 0.0f)) return 0.0f;
+    if (linear <= kKnee) return kSlope * linear;
+    return std::fmin(kScale * std::pow(linear, kExponent) - kShift, 1.0f);
+}
+
+} // namespace mh
