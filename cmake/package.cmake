@@ -30,13 +30,17 @@ add_custom_command(OUTPUT ${python_package}/__init__.py
         ${python_package}/__init__.py
     DEPENDS tools/python/generate.py src/frame/moonhare.h VERBATIM)
 set(python_files ${python_package}/__init__.py)
-foreach(part __init__ __main__ clusters dask_calls engine picture_job pictures pieces progress
-        scene_pack worker)
-    add_custom_command(OUTPUT ${python_package}/farm/${part}.py
-        COMMAND ${CMAKE_COMMAND} -E copy ${PROJECT_SOURCE_DIR}/tools/python/farm/${part}.py
-            ${python_package}/farm/${part}.py
-        DEPENDS tools/python/farm/${part}.py VERBATIM)
-    list(APPEND python_files ${python_package}/farm/${part}.py)
+set(farm_parts __init__ __main__ clusters dask_calls engine picture_job pictures pieces progress
+    scene_pack worker)
+set(scene_parts __init__ directory meshes names pictures text)
+foreach(folder farm scene)
+    foreach(part ${${folder}_parts})
+        add_custom_command(OUTPUT ${python_package}/${folder}/${part}.py
+            COMMAND ${CMAKE_COMMAND} -E copy ${PROJECT_SOURCE_DIR}/tools/python/${folder}/${part}.py
+                ${python_package}/${folder}/${part}.py
+            DEPENDS tools/python/${folder}/${part}.py VERBATIM)
+        list(APPEND python_files ${python_package}/${folder}/${part}.py)
+    endforeach()
 endforeach()
 add_custom_target(python_module ALL DEPENDS ${python_files})
 install(DIRECTORY ${python_package} DESTINATION ${MOONHARE_PYTHON_DIR} PATTERN __pycache__ EXCLUDE)
