@@ -188,7 +188,7 @@ std::vector<int> usable_processors() {
 int main(int argc, char** argv) {
     using namespace mh::bench;
     const char* only = "";
-    bool growth = false;
+    bool growth = false, brief = false;
     for (int i = 1; i < argc; ++i) {
         if (std::strncmp(argv[i], "--runs=", 7) == 0)
             runs = std::max(1, std::atoi(argv[i] + 7));
@@ -198,9 +198,11 @@ int main(int argc, char** argv) {
             only = argv[i] + 7;
         else if (std::strcmp(argv[i], "--growth") == 0)
             growth = true;
+        else if (std::strcmp(argv[i], "--brief") == 0)
+            brief = true;
         else
-            return std::printf(
-                       "usage: ray_bench [--runs=7] [--side=512] [--only=NAME | --growth]\n"),
+            return std::printf("usage: ray_bench [--runs=7] [--side=512] "
+                               "[--only=NAME | --growth | --brief]\n"),
                    1;
     }
     mh::SelectWalks();
@@ -211,6 +213,13 @@ int main(int argc, char** argv) {
         "Millions of rays per second of processor time, on one thread and on two; %s kernel, "
         "%d runs\n  %-8s %8s %8s %6s\n",
         mh::WalkName(), runs, "rays", "moonhare", "Embree", "ratio");
+    if (brief) {
+        runs = 1;
+        side = 32;
+        run_scene(Room());
+        run_scene(Instances());
+        return 0;
+    }
     for (Scene (*make)() : {Room, BumpySphere, +[] { return Terrain(); }, Strands, Instances}) {
         const Scene scene = make();
         if (scene.name.find(only) != std::string::npos) run_scene(scene);

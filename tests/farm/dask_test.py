@@ -13,7 +13,7 @@ import sys
 import time
 import unittest
 
-from program import EXAMPLES, ProgramTest
+from program import EXAMPLES, ProgramTest, heavy
 
 try:
     import psutil
@@ -53,6 +53,7 @@ def listening_addresses(process):
     return addresses
 
 
+@heavy("farm")
 @unittest.skipUnless(importlib.util.find_spec("distributed"), "python3-distributed is missing")
 class Farm(ProgramTest):
     def setUp(self):

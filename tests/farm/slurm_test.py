@@ -10,7 +10,7 @@ import subprocess
 import time
 import unittest
 
-from program import EXAMPLES, PROGRAM, ProgramTest
+from program import EXAMPLES, PROGRAM, ProgramTest, heavy
 
 PATIENCE_S = 100
 DAEMONS = ("munged", "slurmctld", "slurmd")
@@ -45,6 +45,7 @@ def free_ports(count):
     return ports
 
 
+@heavy("farm")
 class Slurm(ProgramTest):
     def setUp(self):
         super().setUp()

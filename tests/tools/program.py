@@ -19,6 +19,12 @@ CAMERA, LIGHT, MESH, OBJECT, RENDER, SHADER = (SOUND[name] for name in (
     "render/render.mh", "shader/shader.mh"))
 
 
+def heavy(command):
+    """For tests that need much time or large packages: they run when "./run test COMMAND" asks."""
+    return unittest.skipUnless(os.environ.get("MOONHARE_TESTS") == command,
+                               f"./run test {command} runs it")
+
+
 def write_scene(folder, files):
     for name, text in files.items():
         path = os.path.join(folder, name)
