@@ -90,6 +90,28 @@ class WhatComesIn(ImportTest):
         self.assertEqual(struct.unpack("<3I", mirrored[-24:-12]), (0, 2, 1))
         self.assertEqual(self.run_here("check", "square").stdout, "")
 
+    def test_colours_of_vertices_run_across_triangles(self):
+        def change(scene):
+            colors = struct.pack("<12f", 1, 0, 0, 0, 1, 0, 1, 1, 1, 0, 0, 1)
+            scene["buffers"].append({"byteLength": 48, "uri": uri(colors)})
+            scene["bufferViews"].append({"buffer": 1, "byteLength": 48})
+            scene["accessors"].append(
+                {"bufferView": 3, "componentType": 5126, "count": 4, "type": "VEC3"})
+            scene["meshes"][0]["primitives"][0]["attributes"]["COLOR_0"] = 3
+            scene["materials"] = [{"extensions": {"KHR_materials_unlit": {}}}]
+            scene["extensionsUsed"] = ["KHR_materials_unlit"]
+            scene["cameras"] = [{"type": "perspective", "perspective": {
+                "yfov": 1.5707963, "aspectRatio": 1, "znear": 0.1}}]
+            scene["nodes"].append({"translation": [0.5, 0.5, 0.5], "camera": 0})
+            scene["scenes"][0]["nodes"] = [0, 1]
+        self.changed(change)
+        self.run_here("square.gltf", "--resolution", "20x20", "--beauty", "b.pfm")
+        pixels = struct.unpack("<1200f", self.bytes_of("b.pfm")[-4800:])
+        for x, y, color in ((15, 3, (0.4, 0.775, 0.175)), (3, 15, (0.4, 0.175, 0.775))):
+            at = 3 * (20 * y + x)  # rows from the bottom
+            for seen, wanted in zip(pixels[at:at + 3], color):
+                self.assertAlmostEqual(seen, wanted, delta=0.04)
+
     def test_lights_and_cameras_keep_their_units(self):
         def change(scene):
             scene["extensionsUsed"] = ["KHR_lights_punctual"]

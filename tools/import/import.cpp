@@ -7,6 +7,7 @@
 #include "import/pictures.h"
 #include "import/reader.h"
 #include "import/summary.h"
+#include "import/vertex_colors.h"
 #include "import/write_scene.h"
 #include "math/input_file.h"
 #include "pictures/convert.h"
@@ -122,6 +123,7 @@ struct Import {
 int import_into(Import& import, const std::string& directory) {
     const std::string fault = ReadForeignFile(import.file, import.seconds, import.scene);
     if (!fault.empty()) return fail(kWrongUse, import.file + ' ' + fault);
+    PaintVertexColors(import.scene);
     const PictureSources sources =
         FindPictures(folder_of(import.file), is_gltf(import.file), import.scene);
     if (!sources.fault.empty()) return fail(kWrongUse, import.file + ' ' + sources.fault);

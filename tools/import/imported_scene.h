@@ -43,6 +43,7 @@ struct ImportedMap {
     WrapMode wrap_u = WrapMode::repeat, wrap_v = WrapMode::repeat;
     Vec2 scale = {1.0f, 1.0f}, offset; // of the coordinates, as glTF has them
     float rotation_rad = 0.0f;
+    bool linear = false; // of colours: texels are not coded as in sRGB; set by the program alone
 };
 
 enum class AlphaMode : std::uint32_t { opaque, mask, blend };

@@ -111,7 +111,9 @@ void image_slot(Shading& s, const char* slot_name, const Vec3& color, const Impo
 void color_slot(Shading& s, const char* slot_name, const Vec3& color, MapKind kind) {
     const ImportedMap& map = map_of(s.material, kind);
     if (map.image < 0) return slot(s, slot_name, color);
-    image_slot(s, slot_name, color, map, picture(s, map.image), {"transfer \"srgb\""});
+    image_slot(s, slot_name, color, map, picture(s, map.image),
+               map.linear ? std::vector<std::string>{}
+                          : std::vector<std::string>{"transfer \"srgb\""});
 }
 
 // Weights of layers: a number, or pictures to multiply it by.

@@ -228,6 +228,12 @@ void read_layers(const aiMaterial& from, ImportedMaterial& material) {
     material.unlit = from.Get("$mat.gltf.unlit", 0, 0, unlit) == aiReturn_SUCCESS && unlit ? 1 : 0;
 }
 
+// Shadows that others bake; here they are traced.
+bool has_occlusion(const aiMaterial& from) {
+    return from.GetTextureCount(aiTextureType_AMBIENT_OCCLUSION) > 0
+           || from.GetTextureCount(aiTextureType_LIGHTMAP) > 0;
+}
+
 } // namespace
 
 void ReadMaterials(const aiScene& from, ImportedScene& scene) {
@@ -243,6 +249,8 @@ void ReadMaterials(const aiScene& from, ImportedScene& scene) {
         read_alpha(reading, material);
         read_transmission(reading.material, material);
         read_layers(reading.material, material);
+        if (has_occlusion(reading.material))
+            scene.dropped.push_back("occlusion picture of material " + material.name);
         scene.materials.push_back(material);
     }
 }

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "import/read_scene.h"
 
+#include "math/srgb.h"
+
 #include <algorithm>
 #include <cmath>
 #include <map>
@@ -47,18 +49,25 @@ void read_vertices(const aiMesh& from, ImportedMesh& mesh) {
         for (unsigned i = 0; i < from.mNumVertices; ++i)
             uvs[i] = {from.mTextureCoords[set][i].x, from.mTextureCoords[set][i].y};
     }
+}
+
+// Colours of glTF are linear; other formats take them from screens.
+void read_colors(const aiMesh& from, bool linear, ImportedMesh& mesh) {
     if (!from.HasVertexColors(0)) return;
     for (unsigned i = 0; i < from.mNumVertices; ++i) {
-        const aiColor4D& color = from.mColors[0][i];
-        mesh.colors.push_back({color.r, color.g, color.b});
+        const aiColor4D& c = from.mColors[0][i];
+        mesh.colors.push_back(
+            linear ? Vec3{c.r, c.g, c.b}
+                   : Vec3{linear_of_srgb(c.r), linear_of_srgb(c.g), linear_of_srgb(c.b)});
     }
 }
 
-ImportedMesh mesh_of(const aiMesh& from) {
+ImportedMesh mesh_of(const aiMesh& from, bool linear_colors) {
     ImportedMesh mesh;
     mesh.name = text_of(from.mName);
     mesh.material = from.mMaterialIndex;
     read_vertices(from, mesh);
+    read_colors(from, linear_colors, mesh);
     read_triangles(from, mesh);
     return mesh;
 }
@@ -89,7 +98,8 @@ void bend(const aiScene& scene, const aiMesh& from, ImportedMesh& mesh) {
 struct Tree {
     const aiScene& from;
     ImportedScene& scene;
-    std::vector<std::uint32_t> kept;                  // number of each mesh among ours
+    bool is_gltf;
+    std::vector<std::uint32_t> kept = {};             // number of each mesh among ours
     std::map<std::string, std::int32_t> numbers = {}; // of nodes
     std::vector<std::uint32_t> bent = {};
 };
@@ -135,7 +145,7 @@ void read_meshes(Tree& tree) {
             continue;
         }
         tree.kept.back() = static_cast<std::uint32_t>(tree.scene.meshes.size());
-        ImportedMesh& mesh = tree.scene.meshes.emplace_back(mesh_of(from));
+        ImportedMesh& mesh = tree.scene.meshes.emplace_back(mesh_of(from, tree.is_gltf));
         if (from.HasBones()) bend(tree.from, from, mesh);
     }
     if (odd > 0)
@@ -176,7 +186,7 @@ void mend_camera(ImportedCamera& camera) {
     camera.fov_rad = 2.0f * std::atan(half_height * camera.aspect);
 }
 
-void read_cameras(Tree& tree, const std::string& extension) {
+void read_cameras(Tree& tree) {
     for (unsigned i = 0; i < tree.from.mNumCameras; ++i) {
         const aiCamera& from = *tree.from.mCameras[i];
         ImportedCamera& camera = tree.scene.cameras.emplace_back();
@@ -187,7 +197,7 @@ void read_cameras(Tree& tree, const std::string& extension) {
         camera.up = vec3_of(from.mUp);
         camera.aspect = from.mAspect;
         camera.fov_rad = from.mHorizontalFOV;
-        if (extension == "gltf" || extension == "glb") mend_camera(camera);
+        if (tree.is_gltf) mend_camera(camera);
     }
 }
 
@@ -204,13 +214,13 @@ void read_axes(const aiScene& from, const std::string& extension, ImportedScene&
 } // namespace
 
 void ReadScene(const aiScene& from, const std::string& extension, ImportedScene& scene) {
-    Tree tree = {from, scene, {}};
+    Tree tree = {from, scene, extension == "gltf" || extension == "glb"};
     read_axes(from, extension, scene);
     ReadMaterials(from, scene);
     read_meshes(tree);
     read_nodes(tree);
     read_lights(tree);
-    read_cameras(tree, extension);
+    read_cameras(tree);
 }
 
 } // namespace mh
