@@ -1,27 +1,16 @@
-// Text of JSON objects and arrays, built value by value, [RFC8259].
+// Text of JSON, [RFC8259].
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <span>
 #include <string>
-#include <string_view>
+
+#include <nlohmann/json.hpp>
 
 namespace mh {
 
-// A string with its quotes; bytes that are no UTF-8 become question marks.
-std::string JsonString(std::string_view text);
+using Json = nlohmann::ordered_json; // members keep their order
 
-// As short as reads back to the same value; null for what is not finite.
-std::string JsonNumber(double value);
-
-// "{...}" from member to member; values are JSON already.
-struct JsonObject {
-    std::string text;
-};
-
-JsonObject& add(JsonObject& object, std::string_view name, const std::string& json);
-std::string closed(const JsonObject& object);
-
-std::string JsonArray(std::span<const std::string> values);
+// On one line, with its end. Bytes that are not UTF-8 become U+FFFD, numbers that are not finite null.
+std::string JsonLine(const Json& json);
 
 } // namespace mh

@@ -90,24 +90,18 @@ int percent_of(double part, double whole) {
 void print_json_photons(int percent) {
     if (percent < progress.next_percent) return;
     progress.next_percent = (percent / kPlainStep + 1) * kPlainStep;
-    JsonObject line;
-    add(line, "event", JsonString("photons"));
-    add(line, "percent", std::to_string(percent));
-    add(line, "elapsed_s", JsonNumber(seconds_running()));
-    std::cerr << closed(line) + '\n' << std::flush;
+    std::cerr << JsonLine(
+        {{"event", "photons"}, {"percent", percent}, {"elapsed_s", seconds_running()}})
+              << std::flush;
 }
 
 void print_json_frame(std::uint32_t done, int percent, double rate, double remaining_s) {
-    JsonObject line;
-    add(line, "event", JsonString("frame"));
-    add(line, "frame", std::to_string(done));
-    add(line, "frames", std::to_string(progress.frames));
-    add(line, "percent", std::to_string(percent));
-    add(line, "rays_per_second", JsonNumber(rate));
-    add(line, "elapsed_s", JsonNumber(seconds_running()));
-    add(line, "remaining_s", JsonNumber(remaining_s));
-    if (followed_noise() > 0.0) add(line, "noise", JsonNumber(followed_noise()));
-    std::cerr << closed(line) + '\n' << std::flush;
+    Json line = {{"event", "frame"},          {"frame", done},
+                 {"frames", progress.frames}, {"percent", percent},
+                 {"rays_per_second", rate},   {"elapsed_s", seconds_running()},
+                 {"remaining_s", remaining_s}};
+    if (followed_noise() > 0.0) line["noise"] = followed_noise();
+    std::cerr << JsonLine(line) << std::flush;
 }
 
 } // namespace

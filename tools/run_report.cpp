@@ -5,7 +5,6 @@
 #include "integrate/noise.h"
 #include "integrate/output_images.h"
 #include "integrate/plane_images.h"
-#include "json_text.h"
 #include "math/threads.h"
 #include "output/feature_planes.h"
 #include "output/run_hooks.h"
@@ -56,45 +55,21 @@ Statistics statistics_of(const Image& image, const SumScale& factor) {
     return result;
 }
 
-std::string triple(const std::array<double, 3>& values) {
-    const std::array<std::string, 3> texts = {JsonNumber(values[0]), JsonNumber(values[1]),
-                                              JsonNumber(values[2])};
-    return JsonArray(texts);
-}
-
-std::string image_json(const Image& image, const SumScale& factor) {
+Json image_json(const Image& image, const SumScale& factor) {
     const Statistics statistics = statistics_of(image, factor);
-    JsonObject object;
-    add(object, "file", JsonString(image.path));
-    add(object, "width", std::to_string(image.width));
-    add(object, "height", std::to_string(image.height));
-    add(object, "mean", triple(statistics.mean));
-    add(object, "variance", triple(statistics.variance));
-    add(object, "pixels_not_finite", std::to_string(statistics.not_finite));
-    return closed(object);
+    return {{"file", image.path},
+            {"width", image.width},
+            {"height", image.height},
+            {"mean", statistics.mean},
+            {"variance", statistics.variance},
+            {"pixels_not_finite", statistics.not_finite}};
 }
 
-std::string phases_json(const std::vector<PhaseTime>& phases) {
-    JsonObject object;
+Json phases_json(const std::vector<PhaseTime>& phases) {
+    Json object = Json::object();
     for (const PhaseTime& phase : phases)
-        add(object, phase.name, JsonNumber(phase.seconds));
-    return closed(object);
-}
-
-std::string build_json() {
-    JsonObject object;
-    add(object, "version", JsonString(ProgramVersion()));
-    add(object, "commit", JsonString(CommitName()));
-    add(object, "compiler", JsonString(CompilerName()));
-    return closed(object);
-}
-
-std::string machine_json() {
-    JsonObject object;
-    add(object, "system", JsonString(MachineName()));
-    add(object, "instruction_set", JsonString(InstructionSet()));
-    add(object, "threads", std::to_string(team_size()));
-    return closed(object);
+        object[phase.name] = phase.seconds;
+    return object;
 }
 
 } // namespace
@@ -105,8 +80,8 @@ double peak_memory_bytes() {
     return static_cast<double>(usage.ru_maxrss) * kBytesOfKilobyte;
 }
 
-std::vector<std::string> ImageStatistics() {
-    std::vector<std::string> images;
+Json ImageStatistics() {
+    Json images = Json::array();
     const SumScale of_sums = SumsToMeans(), of_means = {1.0f, {}};
     ForEachOutput([&](Aov& aov, Filling filling) {
         if (aov.image.path.empty()) return;
@@ -116,34 +91,35 @@ std::vector<std::string> ImageStatistics() {
     return images;
 }
 
-std::string NoiseStatistics() {
+Json NoiseStatistics() {
     if (!keeps_planes()) return {};
     const Noise noise = MeasureNoise();
-    JsonObject object;
-    add(object, "mean_of_pixels", JsonNumber(noise.mean));
-    add(object, "percentile_95_of_blocks", JsonNumber(noise.percentile));
-    return closed(object);
+    return {{"mean_of_pixels", noise.mean}, {"percentile_95_of_blocks", noise.percentile}};
 }
 
 std::string RunReportText(const RunRecord& record, const std::string& scene, int status) {
-    JsonObject object;
-    add(object, "scene", JsonString(scene));
-    add(object, "exit_status", std::to_string(status));
-    add(object, "build", build_json());
-    add(object, "machine", machine_json());
-    add(object, "frames", std::to_string(FrameIndex));
-    add(object, "phases_s", phases_json(record.phases));
-    add(object, "elapsed_s", JsonNumber(seconds_running()));
-    add(object, "peak_memory_bytes", JsonNumber(peak_memory_bytes()));
-    add(object, "rays", std::to_string(record.rays));
-    add(object, "shadow_rays", std::to_string(record.shadow_rays));
-    add(object, "rays_per_second",
-        JsonNumber(static_cast<double>(record.rays) / std::max(record.frame_seconds, 1e-6)));
-    add(object, "samples_not_finite", std::to_string(record.samples_not_finite));
-    add(object, "aov_values_not_finite", std::to_string(record.aov_values_not_finite));
-    if (!record.noise.empty()) add(object, "noise", record.noise);
-    add(object, "images", JsonArray(record.images));
-    return closed(object) + '\n';
+    Json object = {
+        {"scene", scene},
+        {"exit_status", status},
+        {"build",
+         {{"version", ProgramVersion()}, {"commit", CommitName()}, {"compiler", CompilerName()}}},
+        {"machine",
+         {{"system", MachineName()},
+          {"instruction_set", InstructionSet()},
+          {"threads", team_size()}}},
+        {"frames", FrameIndex},
+        {"phases_s", phases_json(record.phases)},
+        {"elapsed_s", seconds_running()},
+        {"peak_memory_bytes", peak_memory_bytes()},
+        {"rays", record.rays},
+        {"shadow_rays", record.shadow_rays},
+        {"rays_per_second",
+         static_cast<double>(record.rays) / std::max(record.frame_seconds, 1e-6)},
+        {"samples_not_finite", record.samples_not_finite},
+        {"aov_values_not_finite", record.aov_values_not_finite}};
+    if (!record.noise.is_null()) object["noise"] = record.noise;
+    object["images"] = record.images;
+    return JsonLine(object);
 }
 
 } // namespace mh

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "json_text.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -18,15 +20,15 @@ struct RunRecord {
     std::int64_t rays = 0, shadow_rays = 0; // of all frames
     double frame_seconds = 0.0;
     std::int64_t samples_not_finite = 0, aov_values_not_finite = 0;
-    std::vector<std::string> images; // JSON of each
-    std::string noise;               // JSON; empty where none is estimated
+    Json images = Json::array();
+    Json noise; // null where none is estimated
 };
 
 // Statistics of all images as they are written after the frame just done.
-std::vector<std::string> ImageStatistics();
+Json ImageStatistics();
 
 // The estimated relative error of the picture.
-std::string NoiseStatistics();
+Json NoiseStatistics();
 
 std::string RunReportText(const RunRecord& record, const std::string& scene, int status);
 

@@ -105,6 +105,10 @@ class Check(ProgramTest):
                 if message:
                     self.assertTrue(found, faults)
 
+    def test_words_that_are_no_text_leave_the_json_whole(self):
+        self.write_bytes("scene/camera/camera.mh", b"camera\n    \xff\xc3\xa9\xed\xa0\x80\x01\"\nend\n")
+        self.assertIn("\ufffd\u00e9\ufffd", faults_of(self.scene)[1][0]["message"])
+
     def test_every_slip_is_found_with_its_severity(self):
         for name, content in BINARY.items():
             os.makedirs(os.path.dirname(self.path("scene/" + name)), exist_ok=True)

@@ -66,25 +66,22 @@ void print_text(const Fault& fault) {
     std::cout << text;
 }
 
-std::string json_of(const Fault& fault) {
-    JsonObject object;
-    add(object, "file", JsonString(fault.place.file));
-    add(object, "line", std::to_string(fault.place.line));
-    add(object, "column", std::to_string(fault.place.column));
-    add(object, "text", JsonString(fault.place.text));
-    add(object, "severity", JsonString(word_of(fault.severity)));
-    add(object, "message", JsonString(fault.message));
-    add(object, "suggestion", JsonString(fault.suggestion));
-    return closed(object);
+Json json_of(const Fault& fault) {
+    const Place& place = fault.place;
+    return {{"file", place.file},
+            {"line", place.line},
+            {"column", place.column},
+            {"text", place.text},
+            {"severity", word_of(fault.severity)},
+            {"message", fault.message},
+            {"suggestion", fault.suggestion}};
 }
 
 void print_json(const std::vector<Fault>& faults) {
-    std::vector<std::string> texts;
+    Json list = Json::array();
     for (const Fault& fault : faults)
-        texts.push_back(json_of(fault));
-    JsonObject object;
-    add(object, "faults", JsonArray(texts));
-    std::cout << closed(object) << '\n';
+        list.push_back(json_of(fault));
+    std::cout << JsonLine({{"faults", list}});
 }
 
 std::vector<Fault> open_checked(const std::string& directory, CapturedReport& report) {

@@ -26,13 +26,6 @@ std::string lines(const char* head, const std::vector<std::string>& items) {
     return text;
 }
 
-std::string array_of(const std::vector<std::string>& items) {
-    std::vector<std::string> strings;
-    for (const std::string& item : items)
-        strings.push_back(JsonString(item));
-    return JsonArray(strings);
-}
-
 std::vector<std::string> each_once(std::vector<std::string> items) {
     std::vector<std::string> kept;
     for (const std::string& item : items)
@@ -79,7 +72,7 @@ std::string TextOf(const Summary& s, bool is_short) {
                + std::to_string(s.dropped.size()) + " dropped";
     std::string text = counts + '\n';
     if (s.duration_s > 0.0)
-        text += "an animation of " + JsonNumber(s.duration_s) + " s: --time poses it\n";
+        text += "an animation of " + Json(s.duration_s).dump() + " s: --time poses it\n";
     if (!s.own_light) text += "no light: a grey sky and a soft light were added\n";
     if (!s.own_camera) text += "no camera: one that sees everything was added\n";
     return text + lines("approximated", s.approximated) + lines("dropped", s.dropped)
@@ -87,25 +80,21 @@ std::string TextOf(const Summary& s, bool is_short) {
 }
 
 std::string JsonOf(const Summary& s) {
-    JsonObject object;
-    const auto number = [](std::size_t value) { return std::to_string(value); };
-    const auto flag = [](bool value) { return std::string(value ? "true" : "false"); };
-    add(object, "file", JsonString(s.file));
-    add(object, "directory", JsonString(s.directory));
-    add(object, "meshes", number(s.meshes));
-    add(object, "triangles", number(s.triangles));
-    add(object, "instances", number(s.instances));
-    add(object, "materials", number(s.materials));
-    add(object, "pictures", number(s.pictures));
-    add(object, "lights", number(s.lights));
-    add(object, "cameras", number(s.cameras));
-    add(object, "size_m", JsonNumber(s.size_m));
-    add(object, "duration_s", JsonNumber(s.duration_s));
-    add(object, "own_light", flag(s.own_light));
-    add(object, "own_camera", flag(s.own_camera));
-    add(object, "approximated", array_of(s.approximated));
-    add(object, "dropped", array_of(s.dropped));
-    return closed(object) + '\n';
+    return JsonLine({{"file", s.file},
+                     {"directory", s.directory},
+                     {"meshes", s.meshes},
+                     {"triangles", s.triangles},
+                     {"instances", s.instances},
+                     {"materials", s.materials},
+                     {"pictures", s.pictures},
+                     {"lights", s.lights},
+                     {"cameras", s.cameras},
+                     {"size_m", s.size_m},
+                     {"duration_s", s.duration_s},
+                     {"own_light", s.own_light},
+                     {"own_camera", s.own_camera},
+                     {"approximated", s.approximated},
+                     {"dropped", s.dropped}});
 }
 
 std::optional<double> FittingExposure(const std::string& picture) {

@@ -69,13 +69,11 @@ void print_text(const Difference& difference) {
 }
 
 void print_json(const Difference& difference) {
-    JsonObject object;
-    add(object, "rmse", JsonNumber(difference.rmse));
-    add(object, "relative_mse", JsonNumber(difference.relative_mse));
-    add(object, "psnr_db", JsonNumber(difference.psnr_db));
-    add(object, "largest", JsonNumber(difference.largest));
-    add(object, "pixels_not_finite", std::to_string(difference.not_finite));
-    std::cout << closed(object) << '\n';
+    std::cout << JsonLine({{"rmse", difference.rmse},
+                           {"relative_mse", difference.relative_mse},
+                           {"psnr_db", difference.psnr_db},
+                           {"largest", difference.largest},
+                           {"pixels_not_finite", difference.not_finite}});
 }
 
 Pixels absolute_difference(const Pixels& first, const Pixels& second) {
