@@ -289,7 +289,7 @@ constexpr CommandRow kCommands[] = {
     {"diff", "Measure how two images differ", Command::diff, kDiffRows},
     {"fmt", "Lay out the files of a scene", Command::fmt, kFormatRows},
     {"new", "Make a small scene to begin with", Command::make, kNewRows},
-    {"man", "Print the manual page", Command::man, {}},
+    {"man", "Print the manual page, as text for scdoc", Command::man, {}},
     {"completion", "Print the completion of a shell", Command::completion, kCompletionRows},
 };
 
