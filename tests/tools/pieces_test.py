@@ -100,13 +100,13 @@ class Pieces(ProgramTest):
         refuse("no piece holds frames 2 to 2 of", a, c)
         refuse("overlap: frames 0 to 1", a, b, c, a)
         refuse("cannot be read", a, "none")
-        refuse("no partial file", a, "scene/camera/camera.mh")
+        refuse("not a partial file", a, "scene/camera/camera.mh")
         for place in (0, 30, 100, 700, len(content) - 9):
             self.write_bytes("bad", content[:place] + bytes([content[place] ^ 1])
                              + content[place + 1:])
-            refuse("damaged|no partial file", a, "bad", c)
+            refuse("damaged|not a partial file", a, "bad", c)
             self.write_bytes("bad", content[:place])
-            refuse("damaged|no partial file", a, "bad", c)
+            refuse("damaged|not a partial file", a, "bad", c)
         for option, value, line in (("--seed", "8", "other settings: .*seed 8"),
                                     ("--sample", "10", "picture of 10 frames")):
             before, place = self.settings, self.settings.index(option) + 1
@@ -200,7 +200,7 @@ class Pieces(ProgramTest):
                             + content[place + 1:]):
                 self.write_bytes("bad", damaged)
                 self.assertRegex(self.render("--use-photons", "bad", status=2).stderr,
-                                 "is damaged|no photon file")
+                                 "is damaged|not a photon file")
         self.settings = (*self.settings[:4], "--seed", "8", *self.settings[6:])
         self.assertIn("other settings", self.render("--use-photons", "photons", status=2).stderr)
 

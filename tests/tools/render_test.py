@@ -139,7 +139,7 @@ class Statuses(RenderTest):
         shells = {s: self.run_here("completion", "--shell", s).stdout for s in ("bash", "zsh", "fish")}
         for option in re.findall(r"--[a-z-]+", help_text):
             if option not in ("--help", "--version"):
-                self.assertIn(option.replace("-", "\\-"), manual)
+                self.assertIn("\n*" + option + "*", manual)
                 for shell, script in shells.items():
                     self.assertIn("-l " + option[2:] if shell == "fish" else option, script)
         script = shells["bash"]
@@ -370,6 +370,9 @@ class Checkpoints(RenderTest):
                 self.assertRegex(self.render("--resume", "d", status=2).stderr,
                                  "damaged|not a checkpoint")
         self.render("--resume", "none", status=2)
+        self.write_bytes("d", good.replace(b"checkpoint 4", b"checkpoint 3"))
+        self.assertIn("d is of format 3, by another version of moonhare; this one reads format 4",
+                      self.render("--resume", "d", status=2).stderr)
         for file, text in (("shader/shader.mh", SHADER.replace("0.6", "0.5")),
                            ("geometry/floor.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n")):
             write_scene(self.scene, {file: text})

@@ -2,48 +2,76 @@
 // SPDX-License-Identifier: MIT
 #include "pieces/checkpoint.h"
 
-#include "files.h"
 #include "integrate/frame_sums.h"
 #include "integrate/output_images.h"
 #include "integrate/state.h"
 #include "integrate/whole_frames.h"
-#include "math/digest.h"
+#include "math/memory.h"
 #include "output/camera.h"
-#include "output/file_writer.h"
 #include "pieces/byte_fields.h"
+#include "pieces/packed_bytes.h"
 #include "pieces/scene_digest.h"
+#include "pieces/section_file.h"
 #include "run/estimator.h"
 #include "run/state.h"
 
-#include <cstring>
+#include <cstdio>
 #include <sstream>
 
 namespace mh {
 
 namespace {
 
-constexpr std::string_view kMagic = "moonhare checkpoint 3\n";
+constexpr FileKind kKind = {"checkpoint", "checkpoint", 4};
+constexpr std::int32_t kMostChannels = 4;
 
-void put_image(std::string& bytes, const SavedImage& image) {
-    put(bytes, image.width);
-    put(bytes, image.height);
-    put(bytes, image.channels);
-    put_array(bytes, image.values);
-    put_array(bytes, image.sums);
+// An image in the header; its numbers are a section.
+struct ImageEntry {
+    std::int32_t width = 0, height = 0, channels = 0;
+    std::uint32_t word = 0; // bytes of a number: of a float or of a sum
+    std::uint64_t packed = 0;
+};
+
+void put_entry(std::string& bytes, const ImageEntry& entry) {
+    put(bytes, entry.width);
+    put(bytes, entry.height);
+    put(bytes, entry.channels);
+    put(bytes, entry.word);
+    put(bytes, entry.packed);
 }
 
-void take_image(Bytes& bytes, SavedImage& image) {
-    take(bytes, image.width);
-    take(bytes, image.height);
-    take(bytes, image.channels);
-    take_array(bytes, image.values);
-    take_array(bytes, image.sums);
+void take_entry(Bytes& bytes, ImageEntry& entry) {
+    take(bytes, entry.width);
+    take(bytes, entry.height);
+    take(bytes, entry.channels);
+    take(bytes, entry.word);
+    take(bytes, entry.packed);
 }
 
-std::uint64_t sum_of(std::string_view bytes) {
-    Digest digest;
-    add(digest, bytes);
-    return digest.value;
+double count_of(const ImageEntry& entry) {
+    return 1.0 * entry.width * entry.height * entry.channels;
+}
+
+bool is_valid(const ImageEntry& entry, const SectionFile& file) {
+    return entry.width > 0 && entry.height > 0 && entry.channels > 0
+           && entry.channels <= kMostChannels
+           && (entry.word == sizeof(float) || entry.word == sizeof(FixedPoint))
+           && entry.packed <= file.input.size_bytes && FitsMemory(count_of(entry) * entry.word);
+}
+
+template<typename T>
+bool unpack(std::string_view packed, const ImageEntry& entry, std::vector<T>& values) {
+    values.resize(static_cast<std::size_t>(count_of(entry)));
+    return Unpack(packed, sizeof(T),
+                  {reinterpret_cast<char*>(values.data()), values.size() * sizeof(T)});
+}
+
+bool read_image(SectionFile& file, const ImageEntry& entry, SavedImage& image) {
+    std::string packed(entry.packed, '\0');
+    if (!ReadSection(file, packed)) return false;
+    image = {entry.width, entry.height, entry.channels, {}, {}};
+    return entry.word == sizeof(float) ? unpack(packed, entry, image.values)
+                                       : unpack(packed, entry, image.sums);
 }
 
 bool same_size(const SavedImage& saved, const Image& image) {
@@ -120,37 +148,43 @@ bool RestoreImages(const Checkpoint& checkpoint) {
 }
 
 std::string WriteCheckpoint(const std::string& path, const Checkpoint& checkpoint) {
-    std::string bytes(kMagic);
-    put(bytes, checkpoint.frames);
-    put(bytes, checkpoint.sample);
-    put(bytes, checkpoint.scene);
-    put_text(bytes, checkpoint.settings);
-    put(bytes, static_cast<std::uint64_t>(checkpoint.images.size()));
-    for (const SavedImage& image : checkpoint.images)
-        put_image(bytes, image);
-    put(bytes, sum_of(bytes));
-    return ReplaceFile(path, bytes);
+    std::string header;
+    put(header, checkpoint.frames);
+    put(header, checkpoint.sample);
+    put(header, checkpoint.scene);
+    put_text(header, checkpoint.settings);
+    put(header, static_cast<std::uint64_t>(checkpoint.images.size()));
+    std::vector<std::string> packed;
+    for (const SavedImage& image : checkpoint.images) {
+        const bool holds_sums = !image.sums.empty();
+        const std::uint32_t word = holds_sums ? sizeof(FixedPoint) : sizeof(float);
+        packed.push_back(Packed(holds_sums ? bytes_of(image.sums) : bytes_of(image.values), word));
+        put_entry(header, {image.width, image.height, image.channels, word, packed.back().size()});
+    }
+    const std::vector<std::string_view> sections(packed.begin(), packed.end());
+    return WriteSections(path, kKind, header, sections);
 }
 
 std::string ReadCheckpoint(const std::string& path, Checkpoint& checkpoint) {
-    std::string content;
-    if (!ReadWholeFile(path, content, Origin::user)) return "cannot be read";
-    if (!content.starts_with(kMagic)) return "is not a checkpoint";
-    std::uint64_t sum = 0;
-    if (content.size() < kMagic.size() + sizeof sum) return "is damaged";
-    const std::string_view body(content.data(), content.size() - sizeof sum);
-    std::memcpy(&sum, content.data() + body.size(), sizeof sum);
-    if (sum != sum_of(body)) return "is damaged";
-    Bytes bytes = {body.substr(kMagic.size())};
+    SectionFile file;
+    if (std::string fault = OpenSections(path, kKind, file); !fault.empty()) return fault;
+    Bytes fields = {file.header};
     std::uint64_t count = 0;
-    take(bytes, checkpoint.frames);
-    take(bytes, checkpoint.sample);
-    take(bytes, checkpoint.scene);
-    take_text(bytes, checkpoint.settings);
-    take(bytes, count);
-    for (std::uint64_t i = 0; bytes.good && i < count; ++i)
-        take_image(bytes, checkpoint.images.emplace_back());
-    return bytes.good && bytes.rest.empty() ? std::string() : "is damaged";
+    take(fields, checkpoint.frames);
+    take(fields, checkpoint.sample);
+    take(fields, checkpoint.scene);
+    take_text(fields, checkpoint.settings);
+    take(fields, count);
+    for (std::uint64_t i = 0; i < count; ++i) {
+        ImageEntry entry;
+        take_entry(fields, entry);
+        if (!fields.good || !is_valid(entry, file)
+            || !read_image(file, entry, checkpoint.images.emplace_back()))
+            return kDamaged;
+    }
+    return fields.good && fields.rest.empty() && std::fgetc(file.input.handle.get()) == EOF
+               ? std::string()
+               : kDamaged;
 }
 
 } // namespace mh

@@ -1,5 +1,6 @@
 // Checkpoints: the images of a render between two frames, with what tells whether they belong to
-// the scene at hand. The layout is that of this machine; a check sum guards it.
+// the scene at hand. The layout is that of this machine; check sums guard it, and images are
+// compressed.
 // SPDX-License-Identifier: MIT
 #pragma once
 

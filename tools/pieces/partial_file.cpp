@@ -12,7 +12,7 @@ namespace mh {
 
 namespace {
 
-constexpr std::string_view kMagic = "moonhare partial 1\n";
+constexpr FileKind kKind = {"partial", "partial file", 2};
 constexpr std::int32_t kLargestSide = 1 << 24;
 
 using Size = std::uint64_t;
@@ -118,13 +118,12 @@ bool ParsePieceHeader(std::string_view fields, PieceHeader& header) {
 
 std::string WritePartial(const std::string& path, const PieceHeader& header,
                          std::span<const std::string_view> data) {
-    return WriteSections(path, kMagic, bytes_of(header), data);
+    return WriteSections(path, kKind, bytes_of(header), data);
 }
 
 std::string ReadPartial(const std::string& path, PartialFile& file) {
     SectionFile checked;
-    if (std::string fault = OpenSections(path, kMagic, "partial file", checked); !fault.empty())
-        return fault;
+    if (std::string fault = OpenSections(path, kKind, checked); !fault.empty()) return fault;
     if (!ParsePieceHeader(checked.header, file.header)) return kDamaged;
     Size position = checked.data;
     for (const PlaneHeader& plane : file.header.picture.planes) {
@@ -140,7 +139,7 @@ std::string ReadPartial(const std::string& path, PartialFile& file) {
 }
 
 bool IsNoPartial(const std::string& path) {
-    return IsOfOtherKind(path, kMagic);
+    return IsOfOtherKind(path, kKind);
 }
 
 } // namespace mh

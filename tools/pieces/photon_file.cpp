@@ -15,8 +15,7 @@ namespace mh {
 
 namespace {
 
-constexpr std::string_view kMagic = "moonhare photons 1\n";
-constexpr const char* kWhat = "photon file";
+constexpr FileKind kKind = {"photons", "photon file", 2};
 
 constexpr std::uint64_t kMostPhotons = 1u << 30; // that their tree can number
 
@@ -63,7 +62,7 @@ bool fit(const Sizes& sizes, const SectionFile& file) {
 
 std::string open_photons(const std::string& path, const Identity& identity, SectionFile& file,
                          Sizes& sizes) {
-    std::string fault = OpenSections(path, kMagic, kWhat, file);
+    std::string fault = OpenSections(path, kKind, file);
     if (!fault.empty()) return fault;
     Bytes fields = {file.header};
     Identity found;
@@ -110,7 +109,7 @@ std::string WritePhotons(const std::string& path, const Identity& identity) {
         sections.push_back(bytes_of(grid.cells));
     const std::vector<Image*> images = splat_images();
     sections.push_back(images.empty() ? std::string_view() : bytes_of(images[0]->floats));
-    return WriteSections(path, kMagic, header, sections);
+    return WriteSections(path, kKind, header, sections);
 }
 
 std::string CheckPhotons(const std::string& path, const Identity& identity) {
@@ -139,7 +138,7 @@ std::string ReadPhotons(const std::string& path, const Identity& identity) {
 }
 
 bool IsNoPhotonFile(const std::string& path) {
-    return IsOfOtherKind(path, kMagic);
+    return IsOfOtherKind(path, kKind);
 }
 
 } // namespace mh

@@ -37,17 +37,35 @@ bool read_number(std::FILE* file, T& number) {
     return std::fread(&number, sizeof number, 1, file) == 1;
 }
 
-bool read_magic(InputFile& input, std::string_view magic) {
+std::string start_of(const FileKind& kind) {
+    return "moonhare " + std::string(kind.word) + ' ';
+}
+
+bool begins_as(InputFile& input, const FileKind& kind) {
+    const std::string start = start_of(kind);
     std::string bytes;
-    return read(input.handle.get(), bytes, std::min<std::uint64_t>(magic.size(), input.size_bytes))
-           && bytes == magic;
+    return start.size() <= input.size_bytes && read(input.handle.get(), bytes, start.size())
+           && bytes == start;
+}
+
+// What is wrong with the first line; empty when this program reads what follows.
+std::string fault_of_start(InputFile& input, const FileKind& kind) {
+    if (!begins_as(input, kind)) return std::string("is not a ") + kind.name;
+    int format = 0;
+    char end = '\0';
+    if (std::fscanf(input.handle.get(), "%9d%c", &format, &end) != 2 || end != '\n')
+        return kDamaged;
+    if (format == kind.format) return {};
+    return "is of format " + std::to_string(format)
+           + ", by another version of moonhare; this one reads format "
+           + std::to_string(kind.format);
 }
 
 } // namespace
 
-std::string WriteSections(const std::string& path, std::string_view magic, std::string_view header,
+std::string WriteSections(const std::string& path, const FileKind& kind, std::string_view header,
                           std::span<const std::string_view> sections) {
-    std::string start(magic);
+    std::string start = start_of(kind) + std::to_string(kind.format) + '\n';
     put(start, kByteOrder);
     put_text(start, header);
     put(start, sum_of(header));
@@ -62,11 +80,10 @@ std::string WriteSections(const std::string& path, std::string_view magic, std::
     return ReplaceFile(path, parts);
 }
 
-std::string OpenSections(const std::string& path, std::string_view magic, const std::string& what,
-                         SectionFile& file) {
+std::string OpenSections(const std::string& path, const FileKind& kind, SectionFile& file) {
     file.input = OpenInput(path, Origin::user);
     if (!file.input) return "cannot be read";
-    if (!read_magic(file.input, magic)) return "is no " + what;
+    if (std::string fault = fault_of_start(file.input, kind); !fault.empty()) return fault;
     std::FILE* handle = file.input.handle.get();
     std::uint32_t order = 0;
     std::uint64_t size = 0, sum = 0;
@@ -76,7 +93,7 @@ std::string OpenSections(const std::string& path, std::string_view magic, const 
         return kDamaged;
     if (!read(handle, file.header, size) || !read_number(handle, sum) || sum != sum_of(file.header))
         return kDamaged;
-    file.data = magic.size() + sizeof order + sizeof size + size + kSumSize;
+    file.data = static_cast<std::uint64_t>(std::ftell(handle));
     return {};
 }
 
@@ -99,11 +116,11 @@ bool ReadSection(SectionFile& file, std::span<char> bytes) {
            && read_number(handle, sum) && sum == sum_of({bytes.data(), bytes.size()});
 }
 
-bool IsOfOtherKind(const std::string& path, std::string_view magic) {
+bool IsOfOtherKind(const std::string& path, const FileKind& kind) {
     std::error_code none;
     if (!std::filesystem::exists(path, none)) return false;
     InputFile input = OpenInput(path, Origin::user);
-    return !input || (input.size_bytes > 0 && !read_magic(input, magic));
+    return !input || (input.size_bytes > 0 && !begins_as(input, kind));
 }
 
 } // namespace mh
