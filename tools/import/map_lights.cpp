@@ -62,8 +62,8 @@ std::string light_text(const ImportedLight& light, const Stand& stand) {
 // A soft key light from the upper left and an even sky: what a photographer would start with.
 std::string studio() {
     return "# The file has no lights: a grey sky and a soft light from the upper left.\n"
-           "sky_light\n    color 0.4 0.4 0.4\n    photon 0\nend\n"
-           "parallel_light\n    direction 0.5 0.7 -0.8\n    color 0.6 0.59 0.57\n    blur 10\n"
+           "sky_light\n    color 0.25 0.25 0.25\n    photon 0\nend\n"
+           "parallel_light\n    direction 0.5 0.7 -0.8\n    color 0.9 0.88 0.85\n    blur 10\n"
            "    offset 0\nend\n";
 }
 

@@ -98,19 +98,21 @@ std::string JsonOf(const Summary& s) {
 }
 
 std::optional<double> FittingExposure(const std::string& picture) {
-    constexpr double kDark = 0.02, kBright = 1.0, kWanted = 0.25;
+    constexpr double kDark = 0.25, kBright = 2.0, kWanted = 0.8, kShare = 0.9;
     Startup();
     Pixels pixels;
     const std::string fault = ReadPixels(picture, pixels);
     Finalize();
     Shutdown();
-    double sum = 0.0;
+    std::vector<double> lit;
     for (const Vec3& v : pixels.values)
-        sum += (v.x + v.y + v.z) / 3.0;
-    const double mean = sum / std::max<double>(1.0, static_cast<double>(pixels.values.size()));
-    if (!fault.empty() || !(mean > 0.0) || !std::isfinite(mean)) return std::nullopt;
-    if (mean >= kDark && mean <= kBright) return 0.0;
-    return std::clamp(std::round(std::log2(kWanted / mean)), -30.0, 30.0);
+        if (max_channel(v) > 0.0f) lit.push_back((double{v.x} + v.y + v.z) / 3.0);
+    if (!fault.empty() || lit.empty()) return std::nullopt;
+    const auto place = static_cast<std::ptrdiff_t>(kShare * static_cast<double>(lit.size() - 1));
+    std::nth_element(lit.begin(), lit.begin() + place, lit.end());
+    const double bright = lit[static_cast<std::size_t>(place)];
+    if (!std::isfinite(bright) || (bright >= kDark && bright <= kBright)) return 0.0;
+    return std::clamp(std::round(std::log2(kWanted / bright)), -30.0, 30.0);
 }
 
 } // namespace mh

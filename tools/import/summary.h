@@ -25,8 +25,8 @@ Summary SummaryOf(const ImportedScene& scene, const MappedScene& mapped, const s
 std::string TextOf(const Summary& summary, bool is_short = false);
 std::string JsonOf(const Summary& summary);
 
-// Whole stops that bring a picture to a mean that a screen shows; 0 where it is there already, none
-// for a picture that is black or cannot be read.
+// Whole stops after which a tenth of the pixels that are not black is brighter than 0.8; 0 where
+// that level is between 0.25 and 2 already, none for a picture that is black or cannot be read.
 std::optional<double> FittingExposure(const std::string& picture);
 
 } // namespace mh
