@@ -1,10 +1,11 @@
-// The preview window: shows the linear beauty image, row 0 at the top, while the idle function of
+// The preview window: shows the beauty image in sRGB, row 0 at the top, while the idle function of
 // the window library renders. Lives as long as one call of RunPreview.
 // SPDX-License-Identifier: MIT
 #include "output/preview.h"
 
 #include "math/stop.h"
 #include "output/camera.h"
+#include "output/display.h"
 #include "output/image_writer.h"
 #include "output/run_hooks.h"
 #include "output/state.h"
@@ -16,6 +17,7 @@
 #include <cstdio>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include <GL/freeglut.h>
 
@@ -23,7 +25,7 @@ namespace mh {
 
 namespace {
 
-constexpr auto kPauseWhenDone = std::chrono::milliseconds(20); // 50 redraws a second at most
+constexpr auto kPauseWhenDone = std::chrono::milliseconds(20); // keys wait no longer
 
 struct WindowFault {
     std::string reason;
@@ -36,7 +38,6 @@ struct WindowFault {
     throw WindowFault{reason};
 }
 
-// Linear values, clipped by the graphics library.
 void draw() {
     const Camera* camera = ActiveCamera();
     if (camera == nullptr) return;
@@ -44,17 +45,30 @@ void draw() {
     if (beauty.floats.empty() || beauty.channels != 3) return;
     glRasterPos2i(-1, 1); // the top left corner
     glPixelZoom(1.0f, -1.0f);
-    glDrawPixels(beauty.width, beauty.height, GL_RGB, GL_FLOAT, beauty.floats.data());
+    std::vector<std::uint8_t> bytes;
+    ToDisplay(beauty, Preview.stops, bytes);
+    glPixelStorei(GL_UNPACK_ALIGNMENT, 1); // rows follow each other without a gap
+    glDrawPixels(beauty.width, beauty.height, GL_RGB, GL_UNSIGNED_BYTE, bytes.data());
     glutSwapBuffers();
     glFlush();
+}
+
+void press(unsigned char key, int, int) {
+    Preview.stops = exposure_after(key, Preview.stops);
+    char title[64] = {};
+    std::snprintf(title, sizeof title, "moonhare, exposure %+.1f",
+                  static_cast<double>(Preview.stops));
+    glutSetWindowTitle(title);
+    glutPostRedisplay();
 }
 
 // The loop still calls this once after the window is gone.
 void run_idle() {
     if (glutGetWindow() == 0) return;
-    if (!Preview.next_frame()) std::this_thread::sleep_for(kPauseWhenDone);
+    const bool is_new = Preview.next_frame();
+    if (!is_new) std::this_thread::sleep_for(kPauseWhenDone);
     if (stop_requested()) glutLeaveMainLoop();
-    if (glutGetWindow() != 0) glutPostRedisplay();
+    if (is_new && glutGetWindow() != 0) glutPostRedisplay();
 }
 
 void open_window() {
@@ -69,6 +83,7 @@ void open_window() {
     glutInitDisplayMode(GLUT_DOUBLE);
     glutCreateWindow(name);
     glutDisplayFunc(draw);
+    glutKeyboardFunc(press);
     glutIdleFunc(run_idle);
 }
 

@@ -44,6 +44,7 @@ extern RunHooks Hooks;
 struct PreviewRecord {
     bool (*next_frame)() = nullptr;
     bool is_open = false, was_shown = false;
+    float stops = 0.0f; // of exposure, by keys
 };
 
 extern PreviewRecord Preview;

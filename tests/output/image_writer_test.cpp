@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "output/image_writer.h"
 
+#include "output/display.h"
 #include "output/file_writer.h"
 #include "output/state.h"
 #include "shading/images.h"
@@ -262,6 +263,17 @@ TEST_F(ImageWriter, LeavesPipesDevicesAndFoldersInPlace) {
     EXPECT_EQ(files_here(), 2u);
     EXPECT_EQ(scene.take_report(),
               "warning :( \timage - a.png\tcannot be written: it is not a regular file\n");
+}
+
+TEST(PreviewWindow, ShowsRoundedSrgbOfTheExposureThatKeysSet) {
+    Image image;
+    image.floats = {0.18f, 1.0f, 7.0f, -1.0f, std::nanf(""), 0.001f};
+    std::vector<std::uint8_t> bytes;
+    ToDisplay(image, exposure_after('0', 3.0f), bytes);
+    EXPECT_EQ(bytes, (std::vector<std::uint8_t>{118, 255, 255, 0, 0, 3}));
+    ToDisplay(image, exposure_after('-', exposure_after('-', 0.0f)), bytes); // one stop
+    EXPECT_EQ(bytes, (std::vector<std::uint8_t>{85, 188, 255, 0, 0, 2}));
+    EXPECT_EQ(exposure_after('+', exposure_after('x', 1.0f)), 1.5f);
 }
 
 } // namespace

@@ -9,8 +9,6 @@
 #include "shading/image_reader.h"
 #include "shading/images.h"
 
-#include <cmath>
-
 namespace mh {
 
 namespace {
@@ -61,14 +59,6 @@ std::string WritePixels(const std::string& path, const Pixels& pixels) {
     for (const ReportMessage& message : report.take_messages())
         reason += message.text;
     return "cannot write " + path + ": " + reason;
-}
-
-float srgb_of(float linear) {
-    constexpr float kKnee = 0.0031308f, kSlope = 12.92f;
-    constexpr float kScale = 1.055f, kShift = 0.055f, kExponent = 1.0f / 2.4f;
-    if (!(linear > 0.0f)) return 0.0f;
-    if (linear <= kKnee) return kSlope * linear;
-    return std::fmin(kScale * std::pow(linear, kExponent) - kShift, 1.0f);
 }
 
 } // namespace mh

@@ -19,7 +19,4 @@ struct Pixels {
 std::string ReadPixels(const std::string& path, Pixels& pixels);
 std::string WritePixels(const std::string& path, const Pixels& pixels);
 
-// Transfer function of sRGB, [IEC61966-2-1]; the result lies in 0..1.
-float srgb_of(float linear);
-
 } // namespace mh
