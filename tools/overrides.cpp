@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "overrides.h"
 
+#include "check/scale_defaults.h"
 #include "geometry/state.h"
 #include "integrate/output_images.h"
 #include "math/control_group.h"
@@ -61,9 +62,9 @@ void set_renderer(const Arguments& arguments) {
     if (!arguments.report.empty() && stands_alone) AskForPlanes(PlaneNeed::noise);
     if (arguments.mode == "path") settings.distance = 0.0f;
     if (arguments.mode != "gather") return;
-    const RendererSettingsRecord defaults; // a scene for path tracing has a 0 in either
-    if (!(settings.distance > 0.0f)) settings.distance = defaults.distance;
-    if (!(settings.resolution > 0.0f)) settings.resolution = defaults.resolution;
+    const GatherScale& scale = GatherScaleOfScene(); // a scene for path tracing has a 0 in either
+    if (!(settings.distance > 0.0f)) settings.distance = scale.distance;
+    if (!(settings.resolution > 0.0f)) settings.resolution = scale.resolution;
 }
 
 void move_outputs(const std::filesystem::path& folder) {

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "geometry/strands.h"
 
+#include "geometry/objects.h"
 #include "math/roots.h"
 
 #include <algorithm>
@@ -74,8 +75,22 @@ void AddStrandParameters(Part& part) {
     }
 }
 
+void SetRadii(Part& part, float root, float tip) {
+    std::vector<float>& values = radii(part);
+    values.assign(part.positions.size(), root);
+    std::size_t first = 0;
+    for (const std::uint32_t segments : part.strand_lengths) {
+        for (std::uint32_t i = 1; i <= segments; ++i) {
+            const float along = static_cast<float>(i) / static_cast<float>(segments);
+            values[first + i] = root + (tip - root) * along;
+        }
+        first += std::size_t{segments} + 1;
+    }
+}
+
 std::size_t TangentCount(const Part& part) {
-    return std::min(part.cylinders.size(), part.positions.size());
+    const std::size_t points = part.positions.size();
+    return part.whole_strands ? points : std::min(part.cylinders.size(), points);
 }
 
 void AddStrandTangents(Part& part) {

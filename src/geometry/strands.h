@@ -15,8 +15,12 @@ bool AddStrands(Part& part, const std::vector<std::uint32_t>& segments);
 // does not start at the end of the one before.
 void AddStrandParameters(Part& part);
 
+// Radii of all vertices: of a strand's first one to those of its last in even steps.
+void SetRadii(Part& part, float root, float tip);
+
 // Sums the edges that meet in a vertex to its unit tangent. As many vertices as there are cylinders
-// get one, so the last ones, one per strand, keep what they have: zero in a part from a file.
+// get one, so the last ones, one per strand, keep what they have: zero in a part from a file. With
+// `whole_strands` all get one.
 void AddStrandTangents(Part& part);
 
 // How many vertices get one. Segments between two of the others are not drawn.

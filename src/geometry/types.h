@@ -51,7 +51,8 @@ struct Part {
     std::string name = "undefined";
     std::string shader_name = "undefined";
     std::uint32_t shader_id = 0;
-    bool has_motion = false; // an array is named "motion"
+    bool has_motion = false;    // an array is named "motion"
+    bool whole_strands = false; // all vertices get a tangent, so that all segments are drawn
 };
 
 constexpr std::uint32_t kUnresolved = 0xFFFFFFFFu;

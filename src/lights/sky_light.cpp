@@ -31,12 +31,22 @@ bool has_pixels(const Image& image) {
     return image.width > 0 && image.height > 0;
 }
 
+// Within their plane, from the first to the second; no angle leaves their bits alone.
+void turn(Vec3& first, Vec3& second, float degrees) {
+    if (degrees == 0.0f) return;
+    const float angle_rad = degrees * kRadiansPerDegree, c = std::cos(angle_rad),
+                s = std::sin(angle_rad);
+    const Vec3 turned = c * first + s * second;
+    second = c * second - s * first;
+    first = turned;
+}
+
 void build_frame() {
     SkyLight.zenith = normalize(SkyLight.zenith);
     SkyLight.north = normalize(SkyLight.north);
-    const Vec3 east = normalize(cross(SkyLight.north, SkyLight.zenith));
-    const Vec3 up = normalize(cross(east, SkyLight.north));
-    const Vec3& n = SkyLight.north;
+    Vec3 n = SkyLight.north, east = normalize(cross(n, SkyLight.zenith));
+    const Vec3 up = normalize(cross(east, n));
+    turn(east, n, SkyLight.rotation_deg);
     SkyLight.to_sky = {{{east.x, east.y, east.z}, {n.x, n.y, n.z}, {up.x, up.y, up.z}}};
     SkyLight.from_sky = {};
     invert(SkyLight.to_sky, SkyLight.from_sky);
@@ -192,6 +202,7 @@ void ResetSkyLightBlock(SkyLightRecord& sky) {
     sky.photons = defaults.photons;
     sky.north = defaults.north;
     sky.zenith = defaults.zenith;
+    sky.rotation_deg = defaults.rotation_deg;
     sky.medium = defaults.medium;
     sky.sample = defaults.sample;
     sky.thickness = defaults.thickness;

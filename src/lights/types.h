@@ -101,6 +101,7 @@ struct SkyLightRecord {
     Mat3 from_sky;                                  // inverse
     Vec3 north = {0.0f, 1.0f, 0.0f};
     Vec3 zenith = {0.0f, 0.0f, 1.0f};
+    float rotation_deg = 0.0f; // about the zenith, counter-clockwise as seen from above
     Vec3 color = {0.75f, 0.75f, 0.75f};
     std::int32_t sample = 64;
     std::int32_t photons = 1000000;

@@ -12,7 +12,12 @@ namespace mh {
 struct ObjectReading {
     Object* object = nullptr;
     TextureMesh mesh;
-    bool splits_polygons = false; // of the files that follow
+    // Of the files that follow:
+    bool splits_polygons = false;
+    bool whole_strands = false;
+    float root_radius = 0.0f, tip_radius = 0.0f; // of strands and particles; 0: the file's own
+    Mat4 placement;
+    bool placed = false; // a file was read since the last step
 };
 
 extern const Block kRenderBlock;        // RendererSettingsRecord

@@ -94,6 +94,7 @@ struct Key {
     bool (*accepts)(const Values& values) = nullptr;
     Range range = {};
     bool stored_only = false; // nothing reads what it sets
+    int fewest = count;       // values that a line may end with
 };
 
 constexpr Key strict(Key key, const char* wanted, bool (*accepts)(const Values& values)) {
@@ -114,6 +115,11 @@ constexpr Key one_of(Key key, std::span<const char* const> choices) {
 
 constexpr Key within(Key key, Range range) {
     key.range = range;
+    return key;
+}
+
+constexpr Key from(int fewest, Key key) {
+    key.fewest = fewest;
     return key;
 }
 

@@ -72,6 +72,7 @@ constexpr Key kSkyLightKeys[] = {
     within(SkyKeys::value<&SkyLightRecord::photons>("photon"), at_least(0)),
     within(SkyKeys::value<&SkyLightRecord::north>("north"), kDirection),
     within(SkyKeys::value<&SkyLightRecord::zenith>("zenith"), kDirection),
+    within(SkyKeys::value<&SkyLightRecord::rotation_deg>("rotation"), between(-360, 360)),
     SkyKeys::sub_block<&SkyLightRecord::medium>("volume_shader", kVolumeShaderBlock),
     within(SkyKeys::value<&SkyLightRecord::sample>("sample"), at_least(0)),
     stored(SkyKeys::value<&SkyLightRecord::thickness>("thickness")),

@@ -145,7 +145,7 @@ bool is_comment(std::string_view rest) {
 bool accepted(const Reading& reading, const Key& key, const Values& values,
               std::string_view unread) {
     if (key.accepts == nullptr) return true;
-    if (values.count == key.count && key.accepts(values) && is_comment(unread)) return true;
+    if (values.count >= key.fewest && key.accepts(values) && is_comment(unread)) return true;
     ReportWarning("scene - " + reading.path + ", line " + std::to_string(reading.text.line_number)
                   + ": " + key.name + " takes " + key.wanted + "; the line is ignored");
     return false;
@@ -252,7 +252,8 @@ void read_parallel_light(Reading& reading) {
 
 void read_object(Reading& reading) {
     const int object = AddObject();
-    ObjectReading record{&at(Objects, object), {}};
+    ObjectReading record;
+    record.object = &at(Objects, object);
     read_block(reading, kObjectBlock, &record);
 }
 

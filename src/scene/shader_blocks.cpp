@@ -70,10 +70,21 @@ void set_sideness(SurfaceLayer& layer, const std::string& text) {
     if (text == "back") layer.sideness = Sideness::back;
 }
 
+void read_material(Material& material, const std::string& text) {
+    if (text == "opaque") material = Material::opaque;
+    if (text == "solid") material = Material::solid;
+    if (text == "thin") material = Material::thin;
+}
+
 void set_material(SurfaceLayer& layer, const std::string& text) {
-    if (text == "opaque") layer.material = Material::opaque;
-    if (text == "solid") layer.material = Material::solid;
-    if (text == "thin") layer.material = Material::thin;
+    read_material(layer.material, text);
+}
+
+// Of the layers above and below its line.
+void set_materials(Shader& shader, const std::string& text) {
+    read_material(shader.layer_material, text);
+    for (SurfaceLayer& layer : shader.layers)
+        set_material(layer, text);
 }
 
 Shader& same_shader(Shader& shader) {
@@ -107,7 +118,9 @@ void set_invisible(Shader& shader, std::int64_t value) {
 }
 
 SurfaceLayer& next_layer(Shader& shader) {
-    return at(shader.layers, AddSurfaceLayer(shader));
+    SurfaceLayer& layer = at(shader.layers, AddSurfaceLayer(shader));
+    layer.material = shader.layer_material;
+    return layer;
 }
 
 constexpr const char* kPixelSamplers[] = {"stochastic", "bilinear", "nearest"};
@@ -202,6 +215,7 @@ constexpr Key kShaderKeys[] = {
     ShaderKeys::sub_block<same_shader>("geometry_shader", kGeometryShaderBlock),
     ShaderKeys::sub_block<&Shader::medium>("volume_shader", kVolumeShaderBlock),
     ShaderKeys::sub_block<next_layer>("surface_shader", kSurfaceShaderBlock),
+    one_of(ShaderKeys::text<set_materials>("material"), kMaterials),
 };
 
 } // namespace

@@ -193,6 +193,7 @@ struct Shader {
     bool reverse_winding = false;
     Medium medium;
     std::vector<SurfaceLayer> layers;
+    Material layer_material = Material::opaque; // of layers that are added
     bool has_image = false;             // derived: some layer has one, so that hits need their uv
     float opacity = 1.0f;               // stored only
     LayerList face_layers, back_layers; // derived

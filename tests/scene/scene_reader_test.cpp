@@ -3,7 +3,10 @@
 #include "scene/scene_reader.h"
 
 #include "geometry/state.h"
+#include "geometry/strands.h"
+#include "lights/sky_light.h"
 #include "lights/state.h"
+#include "math/roots.h"
 #include "output/image_writer.h"
 #include "output/state.h"
 #include "run/state.h"
@@ -178,6 +181,51 @@ TEST_F(SceneReader, HidesFromWhomTheLastKeyTells) {
         read("shader\ngeometry_shader\n" + keys + "\nend\nend\n");
         EXPECT_EQ(Shaders[0].visibility, visibility) << keys;
     }
+}
+
+TEST_F(SceneReader, PlacesFilesByTheStepsAboveThem) {
+    folder.write("a.obj", "v 1 0 0\nv 1 1 0\nv 1 0 1\nvn 1 0 0\nf 1//1 2//1 3//1\n");
+    folder.write("a.fur", "segment 2\nposition 1 0 0\nposition 1 1 0\nposition 1 2 0\n");
+    read("object\n translate 1 0 0\n rotate 90 0 0 2\n scale -2 2 2\n obj \"a.obj\"\n"
+         " obj \"a.obj\"\n z_up 1\n matrix 1 0 0 0 0 1 0 0 0 0 1 5 0 0 0 1\n radius 0.5 0.25\n"
+         " strands \"whole\"\n fur \"a.fur\"\n scale 3\n fur \"a.fur\"\nend\n");
+    const std::vector<Part>& parts = Objects.at(0).parts;
+    ASSERT_EQ(parts.size(), 4u);
+    for (const Part& mesh : {parts[0], parts[1]}) { // steps hold until another follows the file
+        const std::vector<Vec3>& p = mesh.positions;
+        test::expect_near(p.at(0), {0, 4, 0}, 1e-6f); // (1 0 0), (2 0 0), (0 2 0), (-0 4 0)
+        test::expect_near(p.at(1), {2, 4, 0}, 1e-6f);
+        const auto& v = mesh.triangles.at(0).vertex; // still wound as its normal says
+        test::expect_near(normalize(cross(p[v[1]] - p[v[0]], p[v[2]] - p[v[0]])), {0, 1, 0}, 1e-6f);
+        test::expect_near(unpack_unit(mesh.normals.at(0)), {0, 1, 0}, 1e-6f);
+    }
+    test::expect_near(parts[2].positions.at(1), {1, 0, 6}, 1e-6f);
+    test::expect_near(parts[3].positions.at(1), {3, 3, 0}, 1e-6f);
+    EXPECT_EQ(parts[3].scalar_arrays[0].values, (std::vector{0.5f, 0.375f, 0.25f}));
+    EXPECT_EQ(TangentCount(parts[3]), 3u); // one more than segments
+    EXPECT_EQ(scene.take_report(), "");
+    for (const char* step : {"scale 0", "scale 1 2", "rotate 9 0 0 0", "matrix 1", "radius 1 2"}) {
+        read("object\n " + std::string(step) + "\n obj \"a.obj\"\nend\n");
+        EXPECT_NE(scene.take_report().find("line 2: "), std::string::npos) << step;
+        test::expect_near(Objects.back().parts.at(0).positions.at(1), {1, 1, 0}, 0.0f);
+    }
+}
+
+TEST_F(SceneReader, TurnsTheSkyAboutItsZenith) {
+    read("sky_light\nrotation 90\nend\n");
+    InitializeSkyLight();
+    const auto& m = SkyLight.to_sky.m; // east, which was along x, is where north was
+    test::expect_near({m[0][0], m[0][1], m[0][2]}, {0, 1, 0}, 1e-6f);
+    test::expect_near({m[1][0], m[1][1], m[1][2]}, {-1, 0, 0}, 1e-6f);
+}
+
+TEST_F(SceneReader, GivesTheMaterialOfAShaderToAllItsLayers) {
+    read("shader\nsurface_shader\nend\nmaterial \"solid\"\nsurface_shader\nend\n"
+         "surface_shader\nmaterial \"thin\"\nend\nend\n");
+    const std::vector<SurfaceLayer>& layers = Shaders.at(0).layers;
+    ASSERT_EQ(layers.size(), 3u);
+    EXPECT_EQ(std::tuple(layers[0].material, layers[1].material, layers[2].material),
+              std::tuple(Material::solid, Material::solid, Material::thin));
 }
 
 TEST_F(SceneReader, ReadsEachTextureOfAMeshAsWhatItIs) {

@@ -13,7 +13,7 @@ import subprocess
 import time
 import unittest
 
-from program import CAMERA, EXAMPLES, PROGRAM, SHADER, ProgramTest, write_scene
+from program import CAMERA, EXAMPLES, OBJECT, PROGRAM, SHADER, ProgramTest, write_scene
 
 # Long enough to be interrupted, with a light whose noise the frames share out evenly.
 LONG = {"camera/camera.mh": CAMERA.replace("24 16", "96 64").replace("sample 6", "sample 60000")}
@@ -68,6 +68,19 @@ class Overrides(RenderTest):
     def test_modes(self):
         self.assertIn("unidirectional path tracing", self.render("--mode", "path").stdout)
         self.assertIn("progressive final gathering", self.render("--mode", "gather").stdout)
+
+    def test_a_scene_without_numbers_is_gathered_alike_in_any_unit(self):
+        cells = set()
+        for scale in "1", "1000":
+            write_scene(self.scene, {"geometry/objects.mh": OBJECT.replace(
+                "obj ", f"scale {scale}\n    obj "), "render/render.mh": ""})
+            report = self.render().stdout
+            cells.add(re.search(r"density estimator buffer +(\S+)", report)[1])
+        self.assertEqual(len(cells), 1, cells)
+        self.assertGreater(float(cells.pop()), 0.01)  # M bytes, of 24 a cell
+        write_scene(self.scene, {"geometry/objects.mh": OBJECT.replace(
+            "obj ", "scale 5e-4\n    obj ")})  # photons reach no face so small
+        self.assertIn("unidirectional path tracing", self.render().stdout)
 
     def test_a_region_alone_is_rendered(self):
         whole = self.image(self.report("--mode", "path"), "albedo.exr")["mean"][0]

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "check/check.h"
 
+#include "check/scale_defaults.h"
 #include "check/scene.h"
 #include "confinement.h"
 #include "files.h"
@@ -89,6 +90,7 @@ std::vector<Fault> open_checked(const std::string& directory, CapturedReport& re
     OpenScene(directory, ListenTo(lines, report));
     report.hand_on(false);
     CheckReadScene(directory, lines, report);
+    FillInScale(lines);
     return std::move(lines.faults);
 }
 

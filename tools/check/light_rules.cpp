@@ -47,6 +47,10 @@ bool north_along_zenith(const ClosedBlock& closed) {
     return are_parallel(sky.north, sky.zenith);
 }
 
+bool turns_plain_sky(const ClosedBlock& closed) {
+    return gives(closed, "rotation") && record_of<SkyLightRecord>(closed).image.path.empty();
+}
+
 bool samples_plain_sky(const ClosedBlock& closed) {
     return gives(closed, "sample") && record_of<SkyLightRecord>(closed).image.path.empty();
 }
@@ -77,6 +81,8 @@ constexpr BlockRule kRules[] = {
      "a sky image that is not .hdr appears upside down unless its rows were flipped"},
     {"sky_light", "north", Severity::warning, When::always, north_along_zenith,
      "\"north\" and \"zenith\" are parallel: the sky has no east"},
+    {"sky_light", "rotation", Severity::warning, When::always, turns_plain_sky,
+     "\"rotation\" turns a sky without image, which looks the same all around"},
     {"sky_light", "sample", Severity::note, When::always, samples_plain_sky,
      "a sky without image takes no samples"},
     {"link", nullptr, Severity::warning, When::always, links_nothing,

@@ -102,7 +102,8 @@ const char* kind_of_value(ValueKind kind) {
 }
 
 std::string needs(const Key& key) {
-    return in_quotes(key.name) + " needs " + std::to_string(key.count) + ' '
+    const std::string fewest = key.fewest < key.count ? std::to_string(key.fewest) + " to " : "";
+    return in_quotes(key.name) + " needs " + fewest + std::to_string(key.count) + ' '
            + kind_of_value(key.kind) + (key.count == 1 ? "" : "s");
 }
 
@@ -142,7 +143,7 @@ bool check_quotes(SceneLines& lines, const ReadNote& note) {
 
 bool check_values(SceneLines& lines, const ReadNote& note) {
     if (note.key->kind == ValueKind::text && !check_quotes(lines, note)) return false;
-    if (note.values->count < note.key->count) {
+    if (note.values->count < note.key->fewest) {
         check_missing_value(lines, note);
         return false;
     }
@@ -185,7 +186,8 @@ void note_part(SceneLines& lines, const Mention& mention, const ReadNote& note) 
     if (object.parts.size() == open.parts) return;
     open.parts = object.parts.size();
     lines.parts.push_back({Objects.size() - 1, open.parts - 1, mention.name, mention.key,
-                           mention.place, Shaders.size(), reading.splits_polygons});
+                           mention.place, Shaders.size(), reading.splits_polygons,
+                           reading.root_radius > 0.0f});
 }
 
 void hear_values(Listening& to, const ReadNote& note) {
@@ -195,6 +197,7 @@ void hear_values(Listening& to, const ReadNote& note) {
     CheckValues(lines, note, lines.open.back().opener);
     check_choice(lines, note);
     const Key& key = *note.key;
+    if (note.block->name == std::string_view("final_gather")) lines.gather_keys.insert(key.name);
     if (key.role == Role::plain) return;
     const std::string_view token = next_word(note.given);
     const Mention mention = {key.role, note.values->text, place_at(note, token.data()),

@@ -32,6 +32,23 @@ bool mesh_without_triangles(const ClosedBlock& closed) {
     return waits;
 }
 
+// A key that acts on the files that follow, where none does.
+bool shapes_no_file(const ClosedBlock& closed) {
+    const auto acts_on_files = [](const Key& key) {
+        for (const char* name : {"polygons", "strands", "radius", "translate", "rotate", "scale",
+                                 "matrix", "z_up", "y_up"})
+            if (key.name == std::string_view(name)) return true;
+        return false;
+    };
+    const std::vector<GivenKey>& given = closed.block.given;
+    const auto is_file = [](const GivenKey& g) {
+        return g.key->role == Role::geometry_file || g.key->role == Role::image_file;
+    };
+    const auto last_file = std::find_if(given.rbegin(), given.rend(), is_file);
+    return std::any_of(given.rbegin(), last_file,
+                       [&](const GivenKey& g) { return acts_on_files(*g.key); });
+}
+
 bool triangles_without_positions(const ClosedBlock& closed) {
     return gives(closed, "triangle_texture")
            && record_of<ObjectReading>(closed).mesh.position.empty();
@@ -72,6 +89,8 @@ constexpr BlockRule kRules[] = {
      "an object has one shader: this line replaces the one before"},
     {"object", "position_texture", Severity::warning, When::always, mesh_without_triangles,
      "no \"triangle_texture\" follows: the images of its vertices are not read"},
+    {"object", nullptr, Severity::warning, When::always, shapes_no_file,
+     "a key that acts on the files below it stands below the last one"},
     {"object", "triangle_texture", Severity::fault, When::always, triangles_without_positions,
      "\"triangle_texture\" without \"position_texture\" before it: it makes no faces"},
     {"object", nullptr, Severity::warning, When::always, holds_nothing, "\"object\" holds nothing"},

@@ -6,6 +6,7 @@
 #include "accel/instance_graph.h"
 #include "accel/state.h"
 #include "accel/tree.h"
+#include "check/scale_defaults.h"
 #include "geometry/state.h"
 #include "math/count_text.h"
 #include "run/estimator.h"
@@ -23,6 +24,7 @@ struct Graph {
     std::vector<std::uint32_t> depth; // longest way from the root, in instances
     std::vector<std::uint32_t> loose; // objects that nothing instances
     std::vector<ReportMessage> messages;
+    Aabb box;
 };
 
 Graph graph_of(CapturedReport& report) {
@@ -37,7 +39,9 @@ Graph graph_of(CapturedReport& report) {
     graph.root = RootObjectIndex;
     for (std::size_t i = 0; i < Objects.size(); ++i)
         if (!Objects[i].referenced) graph.loose.push_back(static_cast<std::uint32_t>(i));
-    graph.depth = InstanceDepths(OrderObjects());
+    const std::vector<std::uint32_t> order = OrderObjects();
+    graph.depth = InstanceDepths(order);
+    graph.box = BoxOfScene(order, graph.root);
     graph.messages = report.take_messages();
     for (std::size_t i = 0; i < Objects.size(); ++i)
         Objects[i].instances.resize(counts[i]);
@@ -144,6 +148,7 @@ void CheckObjects(SceneCheck& check) {
     check_face_numbers(check, graph);
     check_cells(check, graph);
     check.root = graph.root;
+    check.lines.box = graph.box;
 }
 
 } // namespace mh

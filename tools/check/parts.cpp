@@ -126,8 +126,7 @@ std::string strands_not_drawn(const PartCheck& check) {
     }
     if (strands == 0) return {};
     return CountText(strands, "strand") + " at the end of " + check.source.file
-           + (strands == 1 ? " loses" : " lose") + " segments: end the file with a strand of "
-           + std::to_string(part.strand_lengths.size()) + " segments in one place";
+           + (strands == 1 ? " loses" : " lose") + " segments: strands \"whole\" keeps them";
 }
 
 std::string radii_of_zero(const PartCheck& check) {

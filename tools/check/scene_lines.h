@@ -5,8 +5,10 @@
 
 #include "captured_report.h"
 #include "fault.h"
+#include "math/box.h"
 #include "scene/scene_reader.h"
 
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -54,6 +56,7 @@ struct PartSource {
     Place place;
     std::size_t shaders = 0; // known when it was read
     bool splits_polygons = false;
+    bool has_radius = false; // from a key
 };
 
 struct SceneLines {
@@ -63,7 +66,9 @@ struct SceneLines {
     std::vector<OpenBlock> open;      // outermost first
     std::vector<Place> object_places; // in the order of Objects
     std::vector<PartSource> parts;
-    bool reads_files = false; // a .mh file was found
+    bool reads_files = false;          // a .mh file was found
+    std::set<std::string> gather_keys; // of final_gather, that have values
+    Aabb box;                          // of the scene; empty without geometry
 };
 
 Place place_at(const ReadNote& note, const char* at);
