@@ -23,17 +23,21 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/moonhare.pc
 
 find_package(Python3 COMPONENTS Interpreter REQUIRED)
 set(python_package ${CMAKE_CURRENT_BINARY_DIR}/python/moonhare)
-add_custom_command(OUTPUT ${python_package}/__init__.py
+add_custom_command(OUTPUT ${python_package}/functions.py
     COMMAND ${CMAKE_COMMAND} -E make_directory ${python_package}
     COMMAND Python3::Interpreter ${PROJECT_SOURCE_DIR}/tools/python/generate.py
         ${PROJECT_SOURCE_DIR}/src/frame/moonhare.h libmh.so.${PROJECT_VERSION_MAJOR}
-        ${python_package}/__init__.py
+        ${python_package}/functions.py
     DEPENDS tools/python/generate.py src/frame/moonhare.h VERBATIM)
-set(python_files ${python_package}/__init__.py)
+file(WRITE ${python_package}/version.py "__version__ = \"${PROJECT_VERSION}\"\n")
+file(WRITE ${python_package}/py.typed "")
+set(python_files ${python_package}/functions.py)
+set(._parts __init__ program)
 set(farm_parts __init__ __main__ clusters dask_calls engine picture_job pictures pieces progress
     scene_pack worker)
 set(scene_parts __init__ directory meshes names pictures text)
-foreach(folder farm scene)
+set(rendering_parts __init__ build describe pictures report scene size)
+foreach(folder . farm rendering scene)
     foreach(part ${${folder}_parts})
         add_custom_command(OUTPUT ${python_package}/${folder}/${part}.py
             COMMAND ${CMAKE_COMMAND} -E copy ${PROJECT_SOURCE_DIR}/tools/python/${folder}/${part}.py

@@ -11,6 +11,7 @@
 #include "lights/gaffer.h"
 #include "lights/sky_light.h"
 #include "lights/state.h"
+#include "math/stop.h"
 #include "output/camera.h"
 #include "output/state.h"
 #include "run/state.h"
@@ -82,6 +83,7 @@ MH_API void mhStartup(void) try {
         return ReportFault(__func__, HostFault::order, "has run already");
     ForgetFaults();
     if (Progress.stage == Stage::dissolved) finalize_the_rest(__func__);
+    StopRequested = false;
     Startup();
     Progress = {Stage::open};
 }
@@ -91,6 +93,7 @@ MH_API void mhGo(const char* directory) try {
     if (Progress.stage == Stage::down) ForgetFaults();
     if (!IsGiven(__func__, "the directory", directory)) return;
     if (!nothing_done(__func__, ~0u)) return;
+    StopRequested = false;
     Go(directory);
     Progress = {};
 }
@@ -212,6 +215,7 @@ MH_API void mhShutdown(void) try {
     if (!MayFinish(__func__)) return;
     finalize_the_rest(__func__);
     Shutdown();
+    StopRequested = false;
     Progress = {Stage::down, 0, Progress.finalized_late, false};
 }
 MH_CATCH()

@@ -5,6 +5,7 @@
 #include "integrate/output_images.h"
 #include "output/aov.h"
 #include "run/report.h"
+#include "run/state.h"
 
 #include <iostream>
 #include <new>
@@ -38,11 +39,12 @@ void ReportFault(const char* call, HostFault fault, const std::string& text) {
 
 void EndCall(const char* call) noexcept {
     if (!is_done(Phase::renderer)) ForgetOutputs();
-    std::cout.clear();
+    std::ostream& report = ReportStream == nullptr ? std::cout : *ReportStream;
+    report.clear();
     if (!Progress.is_lost)
-        std::cout << "error :( \t" << call << " - ended by " << reason_of_exception()
-                  << "; mhFinalize and mhShutdown end the scene\n"
-                  << std::flush;
+        report << "error :( \t" << call << " - ended by " << reason_of_exception()
+               << "; mhFinalize and mhShutdown end the scene\n"
+               << std::flush;
     Progress.is_lost = true;
     Progress.stage = Stage::dissolved;
 }

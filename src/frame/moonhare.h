@@ -226,6 +226,32 @@ MH_API void mhSetDisplayGamma(float gamma);
  * mhInitialize; settings of the renderer and of cameras may change between frames. */
 MH_API void mhRenderPixels(int count, float* out, int frame);
 
+/* ---- Watching a run ---- */
+
+/* Asks a run to end: what mhInitialize, mhRender or mhGo is at returns soon, and pictures hold the
+ * frames that were done. From any thread, or a signal handler; holds up to the next mhStartup, mhGo or
+ * mhShutdown. */
+MH_API void mhRequestStop(void);
+/* Frames that mhRender has done. From any thread. */
+MH_API int mhGetFrameCount(void);
+/* Whether the report is kept for mhTakeReport, and not printed; default false. */
+MH_API void mhKeepReport(bool on);
+/* Moves up to that many bytes of what was kept to the text, without a zero at its end; returns how
+ * many, 0 when there are none. From any thread. */
+MH_API int mhTakeReport(int size, char* text);
+
+/* Takes an image of a camera out of the scene, after mhRender; returns the number of a picture, which
+ * stays until mhFreePicture, also beyond the scene, or -1 without one. The image is not written any more. */
+MH_API int mhTakeCameraAOV(int camera, int aov);
+/* Size of a picture, pixels. */
+MH_API int mhGetPictureWidth(int picture);
+/* The same, vertically. */
+MH_API int mhGetPictureHeight(int picture);
+/* Its pixels, row by row from the top, three floats each; they do not move. Null for no picture. */
+MH_API const float* mhGetPicturePixels(int picture);
+/* Releases a picture; its number may be given to another one. */
+MH_API void mhFreePicture(int picture);
+
 /* ---- Renderer; legal at any time after mhStartup ---- */
 
 /* Gather rays that spread at the first hit over the whole run; default 64. Counts from the next

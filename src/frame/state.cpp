@@ -6,6 +6,10 @@ namespace mh {
 
 HostProgress Progress;
 std::set<std::pair<std::string, HostFault>> ReportedFaults;
+std::vector<Picture> Pictures;
+std::mutex PicturesMutex;
+KeptText KeptReport;
+std::ostream KeptStream(&KeptReport);
 bool ImageLibraryStarted = false;
 
 } // namespace mh

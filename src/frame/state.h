@@ -4,9 +4,13 @@
 #pragma once
 
 #include <cstdint>
+#include <mutex>
+#include <ostream>
 #include <set>
+#include <streambuf>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace mh {
 
@@ -42,6 +46,28 @@ extern HostProgress Progress;
 
 // By call: what was reported since the start of the run.
 extern std::set<std::pair<std::string, HostFault>> ReportedFaults;
+
+// An image that a host has taken; it outlives its scene.
+struct Picture {
+    bool taken = false; // else the slot is free
+    std::int32_t width = 0, height = 0;
+    std::vector<float> values;
+};
+
+extern std::vector<Picture> Pictures;
+extern std::mutex PicturesMutex; // hosts release pictures at any time
+
+// What was reported and not taken yet.
+struct KeptText : std::streambuf {
+    std::mutex mutex; // frames are rendered on one thread and the text is taken on another
+    std::string text;
+
+    int_type overflow(int_type c) override;
+    std::streamsize xsputn(const char* from, std::streamsize count) override;
+};
+
+extern KeptText KeptReport;
+extern std::ostream KeptStream; // into it
 
 // From mhStartup to mhShutdown.
 extern bool ImageLibraryStarted;

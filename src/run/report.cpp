@@ -1,6 +1,8 @@
-// The console report: every line of it goes through std::cout here.
+// The console report: every line of it is written here.
 // SPDX-License-Identifier: MIT
 #include "run/report.h"
+
+#include "run/state.h"
 
 #include <iomanip>
 #include <iostream>
@@ -14,42 +16,46 @@ constexpr int kFieldWidth = 16;
 constexpr int kFloatDigits = 4;
 constexpr int kRuleWidth = 80;
 
+std::ostream& out() {
+    return ReportStream == nullptr ? std::cout : *ReportStream;
+}
+
 // A host may have left the stream in any format: each value sets what it needs. Fixed notation and
 // precision stay set, as the width does not.
 std::ostream& field() {
-    return std::cout << std::right << std::dec << std::setfill(' ') << std::setw(kFieldWidth);
+    return out() << std::right << std::dec << std::setfill(' ') << std::setw(kFieldWidth);
 }
 
 void put(float value) {
-    std::cout << std::fixed << std::setprecision(kFloatDigits);
+    out() << std::fixed << std::setprecision(kFloatDigits);
     field() << value;
 }
 
 void put_unit(const std::string& unit) {
-    if (!unit.empty()) std::cout << "[ " << unit << " ]";
+    if (!unit.empty()) out() << "[ " << unit << " ]";
 }
 
 void end_line() {
-    std::cout << '\n' << std::flush;
+    out() << '\n' << std::flush;
 }
 
 void put_whole_line(const std::string& name, std::int64_t value, const std::string& unit) {
-    std::cout << name << ' ';
+    out() << name << ' ';
     field() << value << ' ';
     put_unit(unit);
 }
 
 void put_message(std::string_view prefix, const std::string& message) {
-    std::cout << prefix << message;
+    out() << prefix << message;
     end_line();
 }
 
 } // namespace
 
 void ReportLine(const std::string& name, float value, const std::string& unit) {
-    std::cout << name << ' ';
+    out() << name << ' ';
     put(value);
-    std::cout << ' ';
+    out() << ' ';
     put_unit(unit);
     end_line();
 }
@@ -60,22 +66,22 @@ void ReportLine(const std::string& name, std::int32_t value, const std::string& 
 }
 
 void ReportLine(const std::string& name, const Vec3& value, const std::string& unit) {
-    std::cout << name << ' ';
+    out() << name << ' ';
     put(value.x);
-    std::cout << "  ";
+    out() << "  ";
     put(value.y);
-    std::cout << "  ";
+    out() << "  ";
     put(value.z);
-    std::cout << ' ';
+    out() << ' ';
     put_unit(unit);
     end_line();
 }
 
 void ReportCount(const std::string& name, std::int64_t count, double size_bytes) {
-    std::cout << name << ' ';
+    out() << name << ' ';
     field() << count << "  ";
     put(static_cast<float>(size_bytes) * kMegabytesPerByte);
-    std::cout << ' ';
+    out() << ' ';
     put_unit("M bytes");
     end_line();
 }
@@ -83,13 +89,13 @@ void ReportCount(const std::string& name, std::int64_t count, double size_bytes)
 void ReportPair(const std::string& name, float value, const std::string& unit,
                 const std::string& second_name, float second_value,
                 const std::string& second_unit) {
-    std::cout << name << ' ';
+    out() << name << ' ';
     put(value);
-    std::cout << ' ';
+    out() << ' ';
     put_unit(unit);
-    std::cout << second_name << ' ';
+    out() << second_name << ' ';
     put(second_value);
-    std::cout << ' ';
+    out() << ' ';
     put_unit(second_unit);
     end_line();
 }
@@ -97,15 +103,15 @@ void ReportPair(const std::string& name, float value, const std::string& unit,
 void ReportProgress(const std::string& name, std::int32_t value, const std::string& unit,
                     bool last) {
     put_whole_line(name, value, unit);
-    std::cout << (last ? '\n' : '\r') << std::flush;
+    out() << (last ? '\n' : '\r') << std::flush;
 }
 
 void ReportRule() {
-    std::cout << std::string(kRuleWidth, '_') << "\n\n" << std::flush;
+    out() << std::string(kRuleWidth, '_') << "\n\n" << std::flush;
 }
 
 void ReportText(const std::string& text) {
-    std::cout << text << '\n';
+    out() << text << '\n';
 }
 
 void ReportWarning(const std::string& message) {

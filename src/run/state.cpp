@@ -7,6 +7,7 @@ namespace mh {
 RunStateRecord RunState;
 bool PreviewWindow = false;
 float DisplayGamma = 2.2f;
+std::ostream* ReportStream = nullptr;
 
 void ResetRun() {
     RunState = {};

@@ -4,6 +4,8 @@
 
 #include "run/types.h"
 
+#include <iosfwd>
+
 namespace mh {
 
 struct RunStateRecord {
@@ -32,5 +34,8 @@ void ResetRun();
 // The host's, for all runs.
 extern bool PreviewWindow;
 extern float DisplayGamma; // stored only
+
+// Where the report goes; null for std::cout.
+extern std::ostream* ReportStream;
 
 } // namespace mh

@@ -16,18 +16,24 @@ source, tree, work = (pathlib.Path(a).resolve() for a in sys.argv[1:])
 program = tree / "bin/moonhare"
 environment = dict(os.environ, PATH=f"{tree / 'bin'}:{os.environ['PATH']}",
                    LD_LIBRARY_PATH=str(tree / "lib"),
-                   PKG_CONFIG_PATH=str(tree / "lib/pkgconfig"))
+                   PKG_CONFIG_PATH=str(tree / "lib/pkgconfig"),
+                   PYTHONPATH=str(tree / "lib/python3/dist-packages"))
 
 BLOCK = re.compile(r"^```(\w+)\n(.*?)^```$", re.MULTILINE | re.DOTALL)
 TITLE = re.compile(r"(?:#|//) (\S+\.\w+)\n")
 LINK = re.compile(r"\]\(([^)#:]+)(?:#[^)]*)?\)")
 TINY = ((r"resolution \d+ \d+", "resolution 8 8"), (r"\bsample \d+", "sample 2"),
         (r"photon \d+", "photon 100"), (r"\blevel \d+", "level 2"),
-        (r"Resolution\((\w+), \d+, \d+\)", r"Resolution(\1, 8, 8)"))
+        (r"Resolution\((\w+), \d+, \d+\)", r"Resolution(\1, 8, 8)"),
+        (r"resolution=\(\d+, \d+\)", "resolution=(8, 8)"), (r"frames=\d+", "frames=2"))
 ELSEWHERE = re.compile("is not found|no (shader|object) is named|(casts|hold) no photons"
                        "|of an empty object|geometry is instanced")
 CAMERA = "camera\n    resolution 8 8\n    sample 1\nend\n"
 faults = []
+# One with NumPy, as Debian's own has it.
+PYTHON = next((python for python in (sys.executable, "/usr/bin/python3")
+               if subprocess.run([python, "-c", "import numpy"], capture_output=True).returncode == 0),
+              None)
 
 
 def tiny(text):
@@ -102,6 +108,9 @@ def check_page(path):
         elif kind in ("c", "cpp") and "int main" in block:
             write(folder / f"{number}.{kind}", tiny(block))
             run(f"c++ {number}.{kind} $(pkg-config --cflags --libs moonhare) && ./a.out", folder, page)
+        elif kind == "python" and "import moonhare" in block and PYTHON:
+            write(folder / f"{number}.py", tiny(block))
+            run(f"{PYTHON} -B {number}.py", folder, page)
         elif kind == "text":
             check_alone(page, number, tiny(block))
     if named:

@@ -32,6 +32,16 @@ python)
     python3 "$source/examples/host_python/host.py" >report
     python3 "$source/tests/package/module_test.py"
     picture=host_python.png
+    # The classes need NumPy, which Debian's own Python has.
+    if /usr/bin/python3 -c "import numpy"; then /usr/bin/python3 -B "$source/tests/package/classes_test.py"; fi
+    ;;
+pip)
+    /usr/bin/python3 -m venv environment
+    MOONHARE_TREE=$tree PIP_NO_INDEX=1 environment/bin/pip install --no-cache-dir "$source"
+    unset LD_LIBRARY_PATH
+    environment/bin/python "$source/examples/host_python/host.py" >report
+    environment/bin/moonhare --version
+    picture=host_python.png
     ;;
 program)
     "$tree/bin/moonhare" "$source/tests/package/scene" --threads 2 >report

@@ -33,7 +33,7 @@ def mean_of(emission, positions, out):
     mh.mhRenderPixels(out, 0)
     mh.mhFinalize()
     mh.mhShutdown()
-    return sum(mh._flat(out)) / (4 * 3 * 3)
+    return sum(mh.functions._flat(out)) / (4 * 3 * 3)
 
 
 def refuses(function, *arguments):
@@ -49,9 +49,9 @@ CORNERS = [(-9, -9, 0), (9, -9, 0), (0, 9, 0)]
 devnull = os.open(os.devnull, os.O_WRONLY)
 os.dup2(devnull, 1)
 assert abs(mean_of(2, CORNERS, array.array("f", [0] * 36)) - 2) < 1e-4
-assert refuses(mh._output, [0.0] * 36)
-assert refuses(mh._output, array.array("d", [0] * 36))
-assert refuses(mh._matrix, [1] * 15, 16)
+assert refuses(mh.functions._output, [0.0] * 36)
+assert refuses(mh.functions._output, array.array("d", [0] * 36))
+assert refuses(mh.functions._matrix, [1] * 15, 16)
 
 try:
     import numpy
@@ -62,7 +62,7 @@ corners = numpy.array(CORNERS, numpy.float32)
 frozen = corners.copy()
 frozen.flags.writeable = False
 out = numpy.zeros((3, 4, 3), numpy.float32)
-assert mh._input(corners, "f")[:2] == (corners.ctypes.data, 9)
-assert mh._output(out)[0] == out.ctypes.data
+assert mh.functions._input(corners, "f")[:2] == (corners.ctypes.data, 9)
+assert mh.functions._output(out)[0] == out.ctypes.data
 for positions in corners, frozen, corners.astype(float), corners[::1, ::-1][:, ::-1]:
     assert abs(mean_of(5, positions, out) - 5) < 1e-4

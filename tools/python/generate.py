@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Writes the Python module over the shared library from the C header.
+"""Writes the flat functions of the Python module over the shared library from the C header.
 
 usage: generate.py HEADER SONAME OUTPUT
 Every function of the header becomes a function of the same name with its comment as docstring. An
@@ -26,9 +26,12 @@ TYPES = {
     "const float*": ("c_void_p", "Iterable", "_input({}, 'f')"),
     "const int*": ("c_void_p", "Iterable", "_input({}, 'i')"),
     "float*": ("c_void_p", "Any", "_output({})"),
+    "char*": ("c_char_p", "Any", "{}"),
     "rows of 4": ("c_void_p", "Iterable | None", "_matrix({}, 16)"),
     "rows of 3": ("c_void_p", "Iterable | None", "_matrix({}, 9)"),
 }
+
+RESULTS = {"void": "None", "int": "_ctypes.c_int", "const float*": "_ctypes.c_void_p"}
 
 PREAMBLE = '''"""Rendering with moonhare: the functions of moonhare.h under their own names.
 
@@ -48,7 +51,7 @@ _SONAME = "@SONAME@"
 def _load():
     """The library of the same installation or build, or the one that the system finds."""
     here = _os.path.dirname(_os.path.abspath(__file__))
-    beside = [_os.path.join(here, way, _SONAME) for way in ("../../..", "../../src")]
+    beside = [_os.path.join(here, way, _SONAME) for way in ("tree/lib", "../../..", "../../src")]
     return _ctypes.CDLL(next(filter(_os.path.exists, beside), _SONAME))
 
 
@@ -148,7 +151,7 @@ def function(result, name, arguments, comment):
                       if not (width and argument == "count"))
     types = ", ".join(f"_ctypes.{TYPES[kind][0]}" for kind, _ in arguments)
     lines = [f"_library.{name}.argtypes = [{types}]",
-             f"_library.{name}.restype = " + ("None" if result == "void" else "_ctypes.c_int"),
+             f"_library.{name}.restype = {RESULTS[result]}",
              "", "", f"def {name}({hints}) -> {'None' if result == 'void' else 'int'}:",
              f'    """{comment}"""']
     lines += [f"    {argument}_ = {TYPES[kind][2].format(argument)}"
@@ -163,7 +166,7 @@ def main(header_path, soname, output):
     typedefs = {alias: kind for kind, alias in re.findall(r"^typedef (\w+) (\w+);", header, re.M)}
     text = [PREAMBLE.replace("@SONAME@", soname)]
     text.append("".join(f"{name} = {value}\n" for name, value in constants(header)))
-    declaration = re.compile(r"/\*((?:(?!\*/).)*?)\*/\s*MH_API (\w+) (\w+)\(([^;]*)\);", re.S)
+    declaration = re.compile(r"/\*((?:(?!\*/).)*?)\*/\s*MH_API ((?:const )?\w+\*?) (\w+)\(([^;]*)\);", re.S)
     found = declaration.findall(header)
     if len(found) != header.count("\nMH_API "):
         sys.exit("a function of the header has no comment")
