@@ -36,6 +36,17 @@ SQUARE = {
         {"bufferView": 2, "componentType": 5123, "count": 6, "type": "SCALAR"}]}
 
 
+def add_array(scene, code, kind, *values):
+    """The number of a new accessor."""
+    content = struct.pack(f"<{len(values)}{code}", *values)
+    scene["bufferViews"].append({"buffer": len(scene["buffers"]), "byteLength": len(content)})
+    scene["buffers"].append({"byteLength": len(content), "uri": uri(content)})
+    count = len(values) // {"VEC3": 3, "VEC4": 4, "MAT4": 16}[kind]
+    scene["accessors"].append({"bufferView": len(scene["bufferViews"]) - 1, "type": kind,
+                               "componentType": {"f": 5126, "H": 5123}[code], "count": count})
+    return len(scene["accessors"]) - 1
+
+
 class ImportTest(ProgramTest):
     def write(self, name, scene):
         with open(self.path(name), "w") as file:
@@ -92,12 +103,8 @@ class WhatComesIn(ImportTest):
 
     def test_colours_of_vertices_run_across_triangles(self):
         def change(scene):
-            colors = struct.pack("<12f", 1, 0, 0, 0, 1, 0, 1, 1, 1, 0, 0, 1)
-            scene["buffers"].append({"byteLength": 48, "uri": uri(colors)})
-            scene["bufferViews"].append({"buffer": 1, "byteLength": 48})
-            scene["accessors"].append(
-                {"bufferView": 3, "componentType": 5126, "count": 4, "type": "VEC3"})
-            scene["meshes"][0]["primitives"][0]["attributes"]["COLOR_0"] = 3
+            scene["meshes"][0]["primitives"][0]["attributes"]["COLOR_0"] = add_array(
+                scene, "f", "VEC3", 1, 0, 0, 0, 1, 0, 1, 1, 1, 0, 0, 1)
             scene["materials"] = [{"extensions": {"KHR_materials_unlit": {}}}]
             scene["extensionsUsed"] = ["KHR_materials_unlit"]
             scene["cameras"] = [{"type": "perspective", "perspective": {
@@ -112,24 +119,47 @@ class WhatComesIn(ImportTest):
             for seen, wanted in zip(pixels[at:at + 3], color):
                 self.assertAlmostEqual(seen, wanted, delta=0.04)
 
+    def test_bones_and_shapes_move_the_vertices(self):
+        def change(scene):
+            square = scene["meshes"][0]["primitives"][0]
+            square["targets"] = [{"POSITION": add_array(scene, "f", "VEC3", *[0, 0, 2] * 4)}]
+            scene["meshes"][0]["weights"] = [0.25]
+            square["attributes"].update(
+                JOINTS_0=add_array(scene, "H", "VEC4", *[0, 1, 0, 0] * 4),
+                WEIGHTS_0=add_array(scene, "f", "VEC4", *[0.5, 0.5, 0, 0] * 4))
+            identity = [float(i % 5 == 0) for i in range(16)]
+            scene["skins"] = [{"joints": [1, 2], "inverseBindMatrices": add_array(
+                scene, "f", "MAT4", *identity, *identity)}]
+            scene["nodes"] = [{"mesh": 0, "skin": 0}, {"translation": [0, 0, 4], "children": [2]},
+                              {"translation": [0, 2, 0]}]
+            scene["scenes"][0]["nodes"] = [0, 1]
+        self.changed(change)
+        self.imported()
+        corners = struct.unpack("<12f", self.bytes_of("square/geometry/square.mesh")[24:72])
+        self.assertEqual(corners, (0, 1, 4.5, 1, 1, 4.5, 1, 2, 4.5, 0, 2, 4.5))
+
     def test_lights_and_cameras_keep_their_units(self):
         def change(scene):
             scene["extensionsUsed"] = ["KHR_lights_punctual"]
             scene["extensions"] = {"KHR_lights_punctual": {"lights": [
                 {"type": "point", "intensity": 314.15927, "color": [1, 0.5, 0]},
-                {"type": "directional", "intensity": 3.1415927}]}}
+                {"type": "directional", "intensity": 3.1415927},
+                {"type": "spot", "intensity": 314.15927, "spot": {
+                    "innerConeAngle": 0.5235988, "outerConeAngle": 0.7853982}}]}}
             scene["cameras"] = [{"type": "perspective", "perspective": {
                 "yfov": 0.7853981, "aspectRatio": 2, "znear": 0.1}}]
             scene["nodes"] += [
                 {"translation": [0, 2, 0], "name": "bulb",
                  "extensions": {"KHR_lights_punctual": {"light": 0}}},
                 {"name": "sun", "extensions": {"KHR_lights_punctual": {"light": 1}}},
-                {"name": "eye", "translation": [0, 0, 5], "camera": 0}]
-            scene["scenes"][0]["nodes"] = [0, 1, 2, 3]
+                {"name": "eye", "translation": [0, 0, 5], "camera": 0},
+                {"name": "torch", "extensions": {"KHR_lights_punctual": {"light": 2}}}]
+            scene["scenes"][0]["nodes"] = [0, 1, 2, 3, 4]
         self.changed(change)
         self.imported()
         lights, camera = self.text("light/lights.mh"), self.text("camera/cameras.mh")
-        for line in ("position 0 0 2", "color 100 50 0", "direction 0 1 0", "color 1 1 1"):
+        for line in ("position 0 0 2", "color 100 50 0", "direction 0 1 0", "color 1 1 1",
+                     "color 100 100 100", "inner_angle 30", "outer_angle 45"):
             self.assertIn(line, lights)
         for line in ("resolution 960 480", "position 0 -5 0", "target 0 -4 0", "up_vector 0 0 1",
                      "field_of_view 79.27"):
