@@ -16,7 +16,9 @@ bool ReadWholeFile(const std::string& path, std::string& content, Origin origin)
 }
 
 void Complain(const std::string& message) {
-    std::cerr << "moonhare: " << message << '\n';
+    const std::string line = "moonhare: " + message + '\n';
+    if (WriteLine != nullptr) return WriteLine(line);
+    std::cerr << line;
 }
 
 bool IsDirectory(const std::string& path) {

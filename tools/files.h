@@ -11,6 +11,9 @@ namespace mh {
 // Whether all of the file could be read.
 bool ReadWholeFile(const std::string& path, std::string& content, Origin origin = Origin::scene);
 
+// Writes a line to standard error; replaced while a bar of progress is there.
+inline void (*WriteLine)(const std::string& line) = nullptr;
+
 // A line on standard error, led by the program's name.
 void Complain(const std::string& message);
 

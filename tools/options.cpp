@@ -150,8 +150,8 @@ constexpr OptionRow kRenderRows[] = {
      bind<&A::noise_target>, 1e-6, 1e3},
     {"--adaptive", "", "Give frames after the 16th to the parts that need them",
      bind<&A::adaptive>},
-    {"--camera", "N", "Which camera renders, from 0; the others write nothing", bind<&A::camera>, 0,
-     kMostInt},
+    {"--camera", "N", "Which camera renders, from 0; default: 0. The others write nothing",
+     bind<&A::camera>, 0, kMostInt},
     {"--denoise", "", "Write a denoised picture too, and denoised light AOVs", bind<&A::denoise>},
     {"--strict", "", "Refuse a scene with faults or warnings", bind<&A::strict>},
     {"--output-dir", "DIR", "Where pictures go; made if it is missing", bind<&A::output_dir>},
@@ -176,6 +176,9 @@ constexpr OptionRow kRenderRows[] = {
      bind<&A::use_photons>},
     {"--progress", "bar|plain|json|none", "Form of the progress on standard error",
      bind<&A::progress>},
+    {"--log", "FILE", "Write the console report there, not to standard output", bind<&A::log>},
+    {"--quiet", "", "No console report, and no progress unless --progress asks for it",
+     bind<&A::quiet>},
     {"--report", "FILE", "Write times, memory, rays and statistics as JSON", bind<&A::report>},
 };
 

@@ -57,7 +57,8 @@ struct Arguments {
     std::string progress; // bar, plain, json, none; empty: by where standard error goes
     std::optional<int> threads;
     std::optional<double> time_limit_s, write_every_s;
-    bool preview = false;
+    bool preview = false, quiet = false;
+    std::string log; // file of the report
 
     bool json = false, strict = false, confine = false, only_check = false, denoise = false;
     std::string shell = "bash";

@@ -9,7 +9,6 @@
 #include "math/count_text.h"
 #include "output/camera.h"
 #include "output/feature_planes.h"
-#include "output/image_writer.h"
 #include "output/state.h"
 #include "run/state.h"
 #include "scene_memory.h"
@@ -20,7 +19,6 @@
 #include <filesystem>
 
 #include <omp.h>
-#include <unistd.h>
 
 namespace mh {
 
@@ -89,12 +87,11 @@ std::string ApplyOverrides(const Arguments& arguments, PixelRegion& region_of_sc
     set_renderer(arguments);
     if (Cameras.empty()) return "the scene has no camera";
     if (!has_geometry()) return "no object of the scene holds geometry";
-    if (arguments.camera) {
-        if (*arguments.camera >= static_cast<int>(Cameras.size()))
-            return "the scene has " + CountText(static_cast<std::int64_t>(Cameras.size()), "camera")
-                   + ", numbered from 0: there is no camera " + std::to_string(*arguments.camera);
-        Cameras = {Cameras[static_cast<std::size_t>(*arguments.camera)]};
-    }
+    const auto number = static_cast<std::size_t>(arguments.camera.value_or(0));
+    if (number >= Cameras.size())
+        return "the scene has " + CountText(static_cast<std::int64_t>(Cameras.size()), "camera")
+               + ", numbered from 0: there is no camera " + std::to_string(number);
+    Cameras = {Cameras[number]}; // what is not rendered is not written
     if (!arguments.exr.empty()) ImageWriting.exr_floats = arguments.exr == "float";
     Camera& camera = Cameras[0];
     set_size(camera, arguments);
@@ -107,23 +104,6 @@ std::string ApplyOverrides(const Arguments& arguments, PixelRegion& region_of_sc
     if (has_pixels(camera)) return {};
     return std::string(kNoPixel) + " of " + std::to_string(camera.width) + 'x'
            + std::to_string(camera.height);
-}
-
-std::string PrepareOutputFolders(const Arguments& arguments) {
-    std::error_code fault;
-    if (!arguments.output_dir.empty()) {
-        std::filesystem::create_directories(arguments.output_dir, fault);
-        if (fault) return "cannot make " + arguments.output_dir + ": " + fault.message();
-    }
-    std::string reason;
-    ForEachOutput([&](Aov& aov, Filling) {
-        if (aov.image.path.empty() || !reason.empty()) return;
-        const std::filesystem::path parent = std::filesystem::path(aov.image.path).parent_path();
-        const std::string folder = parent.empty() ? "." : parent.string();
-        if (access(folder.c_str(), W_OK | X_OK) != 0)
-            reason = "cannot write " + aov.image.path + ": the folder is not writable";
-    });
-    return reason;
 }
 
 int usable_processors() {

@@ -14,10 +14,6 @@ bool has_pixels(const Camera& camera);
 // region is that without --region.
 std::string ApplyOverrides(const Arguments& arguments, PixelRegion& region_of_scene);
 
-// Makes the folder of --output-dir and looks whether every image's folder can be written to.
-// Empty, or why not.
-std::string PrepareOutputFolders(const Arguments& arguments);
-
 // Processors that the process may use, by its affinity and the quota of its control group.
 int usable_processors();
 

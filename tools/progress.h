@@ -1,4 +1,4 @@
-// Progress of a render on standard error: a bar on a terminal, lines elsewhere, or JSON.
+// Progress of a render on standard error: one bar, a line now and then, or JSON.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -7,8 +7,12 @@
 
 namespace mh {
 
-// form: bar, plain, json, none; empty picks bar on a terminal and plain elsewhere.
+// form: bar, plain, json, none; empty picks bar on a terminal and plain elsewhere. Reading comes first.
 void StartProgress(const std::string& form);
+
+bool ShowsBar();
+
+void StartTrees();
 
 // So many photons of the pass are on their way, of all that lights send.
 void ShowPhotons(std::int64_t more);
@@ -17,6 +21,9 @@ void ShowPhotons(std::int64_t more);
 void StartFrames(std::uint32_t first, std::uint32_t frames);
 
 void ShowFrame(std::uint32_t done, std::int64_t rays, double frame_seconds);
+
+// From another thread, again and again: what has moved within a phase.
+void ShowWork();
 
 // Leaves the line of the bar.
 void EndProgress();

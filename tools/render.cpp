@@ -16,12 +16,14 @@
 #include "output/file_writer.h"
 #include "output/run_hooks.h"
 #include "output/state.h"
+#include "output_paths.h"
 #include "overrides.h"
 #include "pieces/checkpoint.h"
 #include "pieces/photon_file.h"
 #include "pieces/piece.h"
 #include "pieces/scene_digest.h"
 #include "progress.h"
+#include "report_output.h"
 #include "run/report.h"
 #include "run/state.h"
 #include "run_control.h"
@@ -58,7 +60,6 @@ Run run; // frames report to it through hooks that are plain functions
 
 void note_failed_write(const std::string& path, const std::string& reason) {
     run.files_failed = true;
-    EndProgress();
     Complain("cannot write " + path + ": " + reason);
 }
 
@@ -135,10 +136,10 @@ void set_up(const Arguments& arguments) {
     Hooks.drops_cut_frames = true;
     Hooks.photons_cast = ShowPhotons;
     Hooks.write_failed = note_failed_write;
-    StartControl({arguments.time_limit_s, during_frame});
+    StartProgress(arguments.quiet && arguments.progress.empty() ? "none" : arguments.progress);
+    StartControl({arguments.time_limit_s, during_frame, ShowWork});
     omp_set_num_threads(arguments.threads ? *arguments.threads : usable_processors());
     PreviewWindow = arguments.preview;
-    StartProgress(arguments.progress);
 }
 
 void time_phase(const char* name, const std::function<void()>& act) {
@@ -293,7 +294,7 @@ int render_opened(const Arguments& arguments) {
         PickSeed();
         const std::string fault = LimitToFrames(arguments);
         if (!fault.empty()) return give_up(kWrongUse, fault);
-    } else if (const std::string fault = PrepareOutputFolders(arguments); !fault.empty()) {
+    } else if (const std::string fault = FaultOfPictures(arguments); !fault.empty()) {
         return give_up(kNotWritten, fault);
     }
     if (denoises(arguments)) AskForPlanes(PlaneNeed::features);
@@ -305,6 +306,7 @@ int render_opened(const Arguments& arguments) {
     initialize(InitialPhases().first(kReadingPhases));
     if (!stop_requested())
         if (const auto status = status_before_phases(arguments, region_of_scene)) return *status;
+    StartTrees();
     initialize(InitialPhases().subspan(kReadingPhases));
     if (stop_requested()) return give_up(kInterrupted, kEndedWithoutFrames);
     if (const auto status = status_after_photons(arguments)) return *status;
@@ -337,25 +339,47 @@ int write_report(const std::string& path, const std::string& scene, int status) 
     return status == kDone ? kNotWritten : status;
 }
 
-} // namespace
-
-int RenderScene(const Arguments& arguments) {
+// Before anything is read.
+std::optional<int> status_of_arguments(const Arguments& arguments) {
     if (!IsDirectory(arguments.scene)) return kWrongUse;
-    if (const std::string fault = PieceOptionsFault(arguments); !fault.empty()) {
-        Complain(fault);
-        return kWrongUse;
-    }
-    set_up(arguments);
-    ConfineToScene(arguments);
+    std::string fault = PieceOptionsFault(arguments);
+    const int status = fault.empty() ? kNotWritten : kWrongUse;
+    if (fault.empty()) fault = FaultOfFiles(arguments);
+    if (fault.empty()) return std::nullopt;
+    Complain(fault);
+    return status;
+}
+
+int render_checked(const Arguments& arguments) {
     const std::string slash = arguments.scene.ends_with('/') ? "" : "/";
     std::vector<Fault> faults;
     time_phase("scene", [&] { faults = OpenChecked(arguments.scene + slash); });
-    const int status = is_refused(arguments, faults)
-                           ? give_up(kSceneFaults, "--strict refuses the scene")
-                           : render_opened(arguments);
+    return is_refused(arguments, faults) ? give_up(kSceneFaults, "--strict refuses the scene")
+                                         : render_opened(arguments);
+}
+
+// The status, unless the log could not be written.
+int status_with_log(int status, const std::string& fault) {
+    if (fault.empty()) return status;
+    Complain(fault);
+    return status == kDone ? kNotWritten : status;
+}
+
+} // namespace
+
+int RenderScene(const Arguments& arguments) {
+    if (const auto status = status_of_arguments(arguments)) return *status;
+    set_up(arguments);
+    ConfineToScene(arguments);
+    ReportOutput output(arguments);
+    const std::string unopened = output.fault();
+    int status = unopened.empty() ? render_checked(arguments) : kNotWritten;
+    EndProgress();
     EndControl();
-    return arguments.report.empty() ? status
-                                    : write_report(arguments.report, arguments.scene, status);
+    status = status_with_log(status, output.fault());
+    return arguments.report.empty() || !unopened.empty()
+               ? status
+               : write_report(arguments.report, arguments.scene, status);
 }
 
 } // namespace mh

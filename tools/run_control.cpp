@@ -96,6 +96,7 @@ void watch(const std::stop_token& ended) {
         if (impatient || is_time_up()) StopRequested = true;
         if (impatient && stage == Stage::before_frames) end_without_frames();
         DuringFrame(control.during_frame);
+        control.at_all_times();
     }
 }
 

@@ -10,6 +10,7 @@ namespace mh {
 struct RunControl {
     std::optional<double> time_limit_s;
     void (*during_frame)() = nullptr; // called again and again inside of frames, on another thread
+    void (*at_all_times)() = nullptr; // the same, whatever is under way
 };
 
 // Catches signals and starts to watch. SIGINT and SIGTERM ask for an end: the first lets the frame

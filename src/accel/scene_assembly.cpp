@@ -15,6 +15,7 @@
 #include "math/count_text.h"
 #include "math/roots.h"
 #include "math/stop.h"
+#include "math/work_done.h"
 #include "run/report.h"
 
 namespace mh {
@@ -58,12 +59,25 @@ void release_binary_tree(const Object& object, Tree& tree) {
     tree.binary_references = {};
 }
 
+constexpr std::int64_t kSetupSteps = 11;
+
+// Of each step of an object.
+std::int64_t work_of(const Object& object) {
+    std::size_t count = object.instances.size() + 1;
+    for (const Part& part : object.parts)
+        count += part.particles.size() + part.cylinders.size() + part.triangles.size()
+                 + part.tetragons.size();
+    return static_cast<std::int64_t>(count);
+}
+
 // Each step is left out once the run is to end.
 void object_setup(std::uint32_t index) {
-    const auto run = [](const auto& step, auto&... records) {
-        if (!stop_requested()) step(records...);
-    };
     Object& object = Objects[index];
+    const std::int64_t work = work_of(object);
+    const auto run = [&](const auto& step, auto&... records) {
+        if (!stop_requested()) step(records...);
+        TreeWork.add(work);
+    };
     Tree& tree = Trees[index];
     run(finish_parts, object);
     run(update_instances, object);
@@ -87,6 +101,10 @@ bool AssembleScene() {
     LightListsOfObjects.assign(Objects.size(), {});
     ResolveInstances();
     const bool has_root = ChooseRoot();
+    std::int64_t work = 0;
+    for (const Object& object : Objects)
+        work += work_of(object);
+    TreeWork.begin(kSetupSteps * work);
     for (const std::uint32_t object : OrderObjects())
         object_setup(object);
     SceneBounds = Objects[RootObjectIndex].box;

@@ -17,6 +17,7 @@
 #include "math/random.h"
 #include "math/stop.h"
 #include "math/threads.h"
+#include "math/work_done.h"
 #include "output/aov.h"
 #include "output/camera.h"
 #include "output/run_hooks.h"
@@ -186,12 +187,14 @@ Vec3 mean_with(const Vec3& mean, float done, const Vec3& value) {
 template<typename Act>
 void in_parallel(int count, const Act& act) {
     const std::int64_t start = microseconds_now();
-#pragma omp parallel num_threads(team_size()) default(none) shared(count, act)
+    FrameWork.begin(count);
+#pragma omp parallel num_threads(team_size()) default(none) shared(count, act, FrameWork)
     {
         EnterWorker();
 #pragma omp for schedule(dynamic, 1)
         for (int i = 0; i < count; ++i) {
             act(i);
+            FrameWork.add(1);
             if (stop_requested()) cut_frame();
         }
     }

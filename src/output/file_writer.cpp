@@ -80,15 +80,20 @@ bool is_still_named(const TemporaryFile& file) {
            && opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
 }
 
+// Empty on success.
+std::string open_or_make(TemporaryFile& file) {
+    constexpr mode_t kReadableByAll = 0666; // less the umask
+    file.descriptor =
+        open(file.name.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC,
+             kReadableByAll);
+    return file.descriptor < 0 ? std::strerror(errno) : std::string();
+}
+
 // Empty on success, with the file empty and locked.
 std::string open_locked(TemporaryFile& file) {
-    constexpr mode_t kReadableByAll = 0666; // less the umask
-    constexpr int kMostTurns = 1000;        // of others, between the opening and the lock
+    constexpr int kMostTurns = 1000; // of others, between the opening and the lock
     for (int turn = 0; turn < kMostTurns; ++turn) {
-        file.descriptor =
-            open(file.name.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC,
-                 kReadableByAll);
-        if (file.descriptor < 0) return std::strerror(errno);
+        if (std::string fault = open_or_make(file); !fault.empty()) return fault;
         if (!lock(file.descriptor)) break;
         if (is_still_named(file))
             return ftruncate(file.descriptor, 0) == 0 ? std::string() : std::strerror(errno);
@@ -107,6 +112,13 @@ bool write_all(int descriptor, std::string_view content) {
     return true;
 }
 
+// Not even a link to a device is replaced.
+std::string fault_of_target(const fs::path& target) {
+    std::error_code ignored;
+    const fs::file_status status = fs::status(target, ignored);
+    return fs::exists(status) && !fs::is_regular_file(status) ? "it is not a regular file" : "";
+}
+
 // Some file systems have nothing to sync.
 bool sync(int descriptor) {
     return fsync(descriptor) == 0 || errno == EINVAL || errno == ENOSYS;
@@ -119,11 +131,8 @@ std::string ReplaceFile(const std::string& path, std::string_view content) {
 }
 
 std::string ReplaceFile(const std::string& path, std::span<const std::string_view> parts) {
-    std::error_code ignored;
     const fs::path target = target_of(path);
-    const fs::file_status status = fs::status(target, ignored);
-    if (fs::exists(status) && !fs::is_regular_file(status))
-        return "it is not a regular file"; // not even a link to a device is replaced
+    if (std::string fault = fault_of_target(target); !fault.empty()) return fault;
     TemporaryFile temporary(temporary_name(target));
     if (std::string fault = open_locked(temporary); !fault.empty()) return fault;
     const auto write_part = [&](std::string_view part) {
@@ -135,6 +144,17 @@ std::string ReplaceFile(const std::string& path, std::span<const std::string_vie
     const std::string reason = std::strerror(errno);
     unlink(temporary.name.c_str());
     return reason;
+}
+
+// A file that another process is writing stays with it.
+std::string TryFile(const std::string& path) {
+    const fs::path target = target_of(path);
+    if (std::string fault = fault_of_target(target); !fault.empty()) return fault;
+    TemporaryFile temporary(temporary_name(target));
+    if (std::string fault = open_or_make(temporary); !fault.empty()) return fault;
+    if (flock(temporary.descriptor, LOCK_EX | LOCK_NB) == 0 && is_still_named(temporary))
+        unlink(temporary.name.c_str());
+    return {};
 }
 
 } // namespace mh

@@ -15,4 +15,7 @@ std::string ReplaceFile(const std::string& path, std::string_view content);
 // The same with a content of several parts.
 std::string ReplaceFile(const std::string& path, std::span<const std::string_view> parts);
 
+// Whether a file could be written there, without a trace: empty, or why not.
+std::string TryFile(const std::string& path);
+
 } // namespace mh

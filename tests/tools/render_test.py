@@ -108,6 +108,9 @@ class Overrides(RenderTest):
         self.assertEqual(self.image(self.report("--camera", "1"))["width"], 8)
         self.assertEqual(sorted(os.listdir(self.folder)),
                          ["beauty.hdr", "r.json", "scene", "second.exr"])
+        os.remove(self.path("second.exr"))
+        self.render()  # the first, when none is named
+        self.assertFalse(os.path.exists(self.path("second.exr")))
         self.assertIn("has 2 cameras, numbered from 0: there is no camera 2",
                       self.render("--camera", "2", status=1).stderr)
 
@@ -137,13 +140,31 @@ class Statuses(RenderTest):
             self.assertIn(reason, self.render(status=1).stderr)
             self.assertEqual(os.listdir(self.folder), ["scene"])
 
-    def test_files_that_cannot_be_written(self):
-        self.assertIn("gone", self.render("--beauty", "gone/b.hdr", status=3).stderr)
-        result = self.render("--beauty", "b.xyz", status=3)
-        self.assertEqual((result.stdout + result.stderr).count("its name has no known extension"), 1)
-        self.assertTrue(os.path.exists(self.path("albedo.exr")))  # the others are there
-        self.render("--report", "gone/r.json", status=3)
-        self.render("--checkpoint", "gone/c", status=3)
+    def test_files_that_cannot_be_written_end_a_run_before_it_begins(self):
+        os.mkdir(self.path("folder"))
+        for option, path, reason in (
+                ("--beauty", "gone/b.hdr", "No such file"), ("--beauty", "b.xyz", "no known extension"),
+                ("--report", "gone/r.json", "No such file"), ("--checkpoint", "folder", "not a regular file"),
+                ("--log", "gone/log", "No such file"), ("--photons", "gone/p", "No such file"),
+                ("--output-dir", "scene/light/light.mh", "Not a directory")):
+            with self.subTest(option=option):
+                result = self.render(option, path, status=3)
+                self.assertRegex(result.stderr, rf"^moonhare: cannot (write|make) {path}: .*{reason}.*\n$")
+                self.assertNotIn("avgerage", result.stdout)
+                self.assertEqual(sorted(os.listdir(self.folder)), ["folder", "scene"])
+
+    def test_pictures_that_a_scene_names_in_vain_do_not_keep_the_others(self):
+        write_scene(self.scene, {"camera/camera.mh": CAMERA.replace("albedo.exr", "gone/albedo.exr")})
+        self.assertIn("cannot write gone/albedo.exr: No such file or directory; the others are rendered",
+                      self.render(status=3).stderr)
+        self.assertTrue(os.path.exists(self.path("beauty.hdr")))
+
+    def test_the_report_goes_where_it_is_sent(self):
+        self.assertEqual(self.render("--quiet").stdout, "")
+        self.assertEqual(self.run_here("scene", "--quiet", "--log", "log").stderr, "")
+        self.assertEqual(self.render("--log", "log").stdout, "")
+        self.assertIn(b"avgerage of", self.bytes_of("log"))
+        self.assertIn("cannot write /dev/full", self.render("--log", "/dev/full", status=3).stderr)
 
     def test_pages(self):
         self.assertRegex(self.run_here("--version").stdout,
@@ -195,7 +216,7 @@ class SceneText(RenderTest):
 class Progress(RenderTest):
     def test_each_form_tells_frames_on_standard_error_alone(self):
         lines = self.run_here("scene", "--progress", "plain").stderr.splitlines()
-        self.assertRegex(lines[-1], r"^moonhare: 100 %  6/6, [0-9.]+ M rays/s, .* left$")
+        self.assertRegex(lines[-1], r"^moonhare: 100 %  frames 6/6, [0-9.]+ M rays/s, .* left$")
         self.assertIn("[####", self.run_here("scene", "--progress", "bar").stderr)
         self.assertEqual(self.render().stderr, "")
         result = self.run_here("scene", "--progress", "json")
@@ -203,16 +224,20 @@ class Progress(RenderTest):
         frames = [e for e in events if e["event"] == "frame"]
         self.assertEqual([e["frame"] for e in frames], [1, 2, 3, 4, 5, 6])
         self.assertEqual((frames[-1]["percent"], frames[-1]["remaining_s"]), (100, 0))
-        self.assertEqual(events[0]["event"], "photons")
+        steps = [(e["event"], e["percent"]) for e in events if e["event"] in ("trees", "photons")]
+        self.assertEqual(steps, sorted(steps, key=lambda step: (step[0] != "trees", step[1])))
+        for phase in ("trees", "photons"):
+            self.assertEqual([p for name, p in steps if name == phase][-1], 100)
         self.assertTrue(result.stdout.startswith("_" * 80))
 
-    def test_a_terminal_gets_one_line_with_a_bar(self):
+    def on_terminal(self, *arguments, report=False):
+        """What a terminal is sent, by standard error and perhaps by standard output."""
         try:
             terminal, program_end = pty.openpty()
         except OSError:
             self.skipTest("a machine without terminal devices")
-        process = subprocess.Popen([PROGRAM, "scene"], cwd=self.folder, stdout=subprocess.DEVNULL,
-                                   stderr=program_end)
+        process = subprocess.Popen([PROGRAM, "scene", *arguments], cwd=self.folder, stderr=program_end,
+                                   stdout=program_end if report else subprocess.DEVNULL)
         os.close(program_end)
         written = b""
         try:
@@ -222,12 +247,26 @@ class Progress(RenderTest):
             pass
         os.close(terminal)
         self.assertEqual(process.wait(timeout=60), 0)
-        line, rest = written.decode().split("\r\n")
-        self.assertEqual(rest, "")
+        return written.decode()
+
+    def test_a_terminal_gets_one_line_with_a_bar_and_the_report_below(self):
+        line, *report = self.on_terminal(report=True).split("\r\n")
         states = [state.rstrip() for state in line.split("\r") if state]
-        self.assertRegex(states[0], r"^\[[#.]{24}\] \d+ % of the photons, [0-9.]+ s gone$")
-        self.assertRegex(states[-1], r"^\[#{24}\] 100 % 6/6, [0-9.]+ M rays/s, [0-9.]+ s, 0.0 s left$")
+        self.assertRegex(states[0], r"^\[\.{24}\] reading, [0-9.]+ s$")
+        self.assertRegex(states[-1],
+                         r"^\[#{24}\] 100 % frames 6/6, [0-9.]+ M rays/s, [0-9.]+ s, 0.0 s left$")
         self.assertLess(max(map(len, states)), 79)
+        self.assertEqual(report[0], "_" * 80)
+        self.assertTrue(any(text.startswith("avgerage of") for text in report))
+
+    def test_the_bar_moves_within_photons_and_frames(self):
+        write_scene(self.scene, {"light/light.mh": "sky_light\n    photon 2000000\nend\n",
+                                 "render/render.mh": ""})
+        text = self.on_terminal("--sample", "1", "--resolution", "300x200", "--gather", "300")
+        for phase in (r"photons", r"frames 0/1"):
+            shares = [int(p) for p in re.findall(r"(\d+) % " + phase + r"[^\r]* s left", text)]
+            self.assertGreater(len(set(shares)), 3, text)
+            self.assertEqual(shares, sorted(shares))
 
     def test_without_a_terminal_lines_are_plain(self):
         self.assertTrue(self.run_here("scene").stderr.startswith("moonhare: 10 %"))
@@ -256,8 +295,9 @@ class EarlyEnds(RenderTest):
 
     def start_and_cast(self, *options):
         process = self.start(*options)
-        while json.loads(process.stderr.readline())["percent"] < 100:
-            pass
+        for line in process.stderr:
+            if '"photons","percent":100' in line:
+                break
         return process
 
     def seconds_to_end(self, process):

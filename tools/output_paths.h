@@ -1,0 +1,18 @@
+// Outputs of a render, tried before it begins.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "options.h"
+
+#include <string>
+
+namespace mh {
+
+// Why one of --report, --checkpoint, --partial and --photons could not be written; empty for none.
+std::string FaultOfFiles(const Arguments& arguments);
+
+// The same of the pictures, with the folder of --output-dir made. What the scene names in vain is
+// reported, and counts only where nothing is left to write.
+std::string FaultOfPictures(const Arguments& arguments);
+
+} // namespace mh
