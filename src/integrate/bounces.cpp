@@ -41,9 +41,11 @@ Vec3 value_of(const Mean& mean, const Ray& ray, const SurfacePoint& point) {
     return count < 2 ? mean.sum : mean.sum / static_cast<float>(count);
 }
 
-// Frame after frame the gather rays of a pixel go on along its sequence.
+// Frame after frame the gather rays of a pixel go on along its sequence. The ray's cursor is that of
+// one gather ray a frame.
 template<typename Gather>
 void for_each_exact_ray(const Ray& ray, const SurfacePoint& point, const Gather& gather) {
+    if (point.rays.bounces == 1) return gather(ray);
     const auto count = static_cast<std::uint32_t>(point.rays.bounces);
     const std::uint32_t of_run = count * static_cast<std::uint32_t>(camera_frames());
     Ray parent = ray;

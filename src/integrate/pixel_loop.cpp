@@ -26,7 +26,6 @@
 #include "run/state.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <limits>
 
@@ -146,21 +145,19 @@ bool is_inside(const PixelRegion& region, int x) {
 template<typename Store>
 void render_pair(Camera& camera, const Moment& now, const PixelRegion& region, int x, int y,
                  const Store& store) {
-    std::array<SharedBounce, 2> bounces;
-    std::array<PixelSample, 2> samples;
-    std::array<Vec3, 2> changes;
-    for (int i = 0; i < 2; ++i) {
-        const auto slot = static_cast<std::size_t>(i);
-        samples[slot] =
-            path_sample(camera, now, x + i, y, is_inside(region, x + i), &bounces[slot]);
-    }
-    share_bounces(bounces[0], bounces[1], changes[0], changes[1]);
-    for (int i = 0; i < 2; ++i) {
-        const auto slot = static_cast<std::size_t>(i);
-        if (!is_inside(region, x + i)) continue;
-        change(camera, pixel_index(camera, x + i, y), changes[slot], samples[slot]);
-        store(x + i, y, samples[slot]);
-    }
+    SharedBounce first_bounce, second_bounce;
+    PixelSample first = path_sample(camera, now, x, y, is_inside(region, x), &first_bounce);
+    PixelSample second =
+        path_sample(camera, now, x + 1, y, is_inside(region, x + 1), &second_bounce);
+    Vec3 first_change, second_change;
+    share_bounces(first_bounce, second_bounce, first_change, second_change);
+    const auto finish = [&](int column, const Vec3& light, PixelSample& sample) {
+        if (!is_inside(region, column)) return;
+        change(camera, pixel_index(camera, column, y), light, sample);
+        store(column, y, sample);
+    };
+    finish(x, first_change, first);
+    finish(x + 1, second_change, second);
 }
 
 template<typename Store>

@@ -8,6 +8,8 @@
 #include "math/roots.h"
 #include "run/estimator.h"
 
+#include <algorithm>
+
 namespace mh {
 
 namespace {
@@ -32,25 +34,25 @@ bool keeps_normal(const SharedBounce& from, const Vec3& outgoing) {
     return cosine > 0.0f && dot(mirrored, from.end_geometric_normal) >= 0.0f;
 }
 
-// How dense the diffuse bounces of a first hit are at the end of a bounce, per area there, times pi.
-float density_at(const SharedBounce& hit, const SharedBounce& from) {
+// How dense the diffuse bounces of a first hit are at the end of another's bounce, per area there,
+// times pi.
+float density_at_end(const SharedBounce& hit, const SharedBounce& from) {
     const Vec3 v = from.end - hit.origin;
     const float square = dot(v, v);
-    const Vec3 direction = unit_direction(v);
-    const float cosine = dot(direction, hit.normal);
-    const float end_cosine = -dot(direction, from.end_geometric_normal);
-    const bool sees = cosine > 0.0f && dot(direction, hit.geometric_normal) > 0.0f
-                      && end_cosine > 0.0f && keeps_normal(from, -direction);
-    return sees && square > 0.0f ? cosine * end_cosine / square : 0.0f;
+    const float cosine = dot(v, hit.normal), end_cosine = -dot(v, from.end_geometric_normal);
+    const bool sees = cosine > 0.0f && end_cosine > 0.0f && dot(v, hit.geometric_normal) > 0.0f;
+    if (!sees || !(square > 0.0f) || !keeps_normal(from, -v)) return 0.0f;
+    return cosine * end_cosine / (square * square);
 }
 
 bool sees_end(const SharedBounce& hit, const SharedBounce& from) {
     constexpr float kEndsBefore = 1.0f - 4e-5f; // so that the surface does not hide itself
     const Vec3 v = from.end - hit.origin;
+    const float distance = length(v);
     Ray shadow;
     shadow.origin = hit.origin;
-    shadow.direction = unit_direction(v);
-    shadow.distance = kEndsBefore * length(v);
+    shadow.direction = v / distance;
+    shadow.distance = kEndsBefore * distance;
     shadow.hit_kind = shadow.source_kind = HitKind::unset;
     shadow.thread = hit.thread;
     shadow.depth = 1;
@@ -59,14 +61,14 @@ bool sees_end(const SharedBounce& hit, const SharedBounce& from) {
 }
 
 // The balance heuristic [Veach95] between the bounces of both pixels, for what the first one's found.
-// A share that is not worth a shadow ray stays where it is.
+// Where one of them hardly ever ends, sharing is not worth a shadow ray, whichever pixel found it.
 void give(const SharedBounce& from, const SharedBounce& to, Vec3& change_of_giver,
           Vec3& change_of_taker) {
     constexpr float kLeastShare = 0.1f;
     if (!any_above(from.light, 0.0f)) return;
-    const float kept = density_at(from, from), taken = density_at(to, from);
-    const float share = taken / (kept + taken);
-    if (!(share > kLeastShare) || !sees_end(to, from)) return;
+    const float taken = density_at_end(to, from);
+    const float share = taken / (from.density + taken);
+    if (!(std::min(share, 1.0f - share) > kLeastShare) || !sees_end(to, from)) return;
     change_of_giver -= share * from.light * from.color;
     change_of_taker += share * from.light * to.color;
 }
@@ -103,6 +105,8 @@ void note_bounce_end(const Ray& ray, const SurfacePoint& point, const Vec3& ligh
     bounce->end_normal = point.normal;
     bounce->end_geometric_normal = point.geometric_normal;
     bounce->light = light;
+    bounce->density = dot(ray.direction, ray.source_point->normal)
+                      * -dot(ray.direction, point.geometric_normal) / (ray.distance * ray.distance);
 }
 
 void share_bounces(const SharedBounce& a, const SharedBounce& b, Vec3& change_of_a,

@@ -17,6 +17,7 @@ struct SharedBounce {
     Vec3 color;                            // by which its diffuse layer takes the light of a bounce
     Vec3 end, end_normal, end_geometric_normal; // of the surface that the bounce met
     Vec3 light;                                 // that leaves it diffusely
+    float density = 0.0f; // of the first hit's bounces at the end, per area there, times pi
     std::uint8_t thread = 0;
     bool begins = false; // the first hit can share
 };

@@ -7,6 +7,7 @@
 #include "math/roots.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 namespace mh {
@@ -50,9 +51,9 @@ Vec3 sample_spherical_triangle(const Vec3& a, const Vec3& b, const Vec3& c, floa
     return along_arc(b, c_part, 1.0f - uv.y * (1.0f - dot(c_part, b)));
 }
 
-// A rectangle in a frame at the viewer in which it lies in the plane z = z0 < 0 [Urena13].
+// A rectangle as seen by the viewer, in the frame of its edges and its normal: it lies in the plane
+// z = z0 < 0 [Urena13].
 struct SeenRectangle {
-    Vec3 x, y, z;
     float x0 = 0.0f, x1 = 0.0f, y0 = 0.0f, y1 = 0.0f, z0 = 0.0f;
     float b0 = 0.0f, b1 = 0.0f, k = 0.0f;
     float angle = 0.0f; // solid
@@ -60,35 +61,30 @@ struct SeenRectangle {
 
 SeenRectangle see(const Lamp& lamp, const Vec3& from) {
     SeenRectangle seen;
-    seen.x = unit_direction(lamp.edge_u);
-    seen.y = unit_direction(lamp.edge_v);
-    seen.z = cross(seen.x, seen.y);
     const Vec3 d = lamp.corner - from;
-    seen.z0 = dot(d, seen.z);
-    if (seen.z0 > 0.0f) {
-        seen.z = -seen.z;
-        seen.z0 = -seen.z0;
-    }
-    seen.x0 = dot(d, seen.x);
-    seen.y0 = dot(d, seen.y);
-    seen.x1 = seen.x0 + dot(lamp.edge_u, seen.x);
-    seen.y1 = seen.y0 + dot(lamp.edge_v, seen.y);
-    // z components of the normals of the planes through the viewer and an edge.
-    const float z_square = seen.z0 * seen.z0;
-    const float n0 = -seen.y0 / std::sqrt(z_square + seen.y0 * seen.y0);
-    const float n1 = seen.x1 / std::sqrt(z_square + seen.x1 * seen.x1);
-    const float n2 = seen.y1 / std::sqrt(z_square + seen.y1 * seen.y1);
-    const float n3 = -seen.x0 / std::sqrt(z_square + seen.x0 * seen.x0);
-    const float g0 = arc_cosine(-n0 * n1), g1 = arc_cosine(-n1 * n2);
-    const float g2 = arc_cosine(-n2 * n3), g3 = arc_cosine(-n3 * n0);
-    seen.b0 = n0;
-    seen.b1 = n2;
-    seen.k = kTwoPi - g2 - g3;
-    seen.angle = g0 + g1 - seen.k;
+    seen.x0 = dot(d, lamp.along_u);
+    seen.y0 = dot(d, lamp.along_v);
+    seen.z0 = dot(d, lamp.normal);
+    seen.x1 = seen.x0 + lamp.length_u;
+    seen.y1 = seen.y0 + lamp.length_v;
+    // Of the planes through the viewer and an edge: z components of the normals, and the angles
+    // between neighbours.
+    const std::array<float, 4> edges = {-seen.y0, seen.x1, seen.y1, -seen.x0};
+    std::array<float, 5> normals;
+    std::array<float, 4> angles;
+    for (std::size_t i = 0; i < edges.size(); ++i)
+        normals[i] = edges[i] / std::sqrt(seen.z0 * seen.z0 + edges[i] * edges[i]);
+    normals[4] = normals[0];
+    for (std::size_t i = 0; i < angles.size(); ++i)
+        angles[i] = arc_cosine(-normals[i] * normals[i + 1]);
+    seen.b0 = normals[0];
+    seen.b1 = normals[2];
+    seen.k = kTwoPi - angles[2] - angles[3];
+    seen.angle = angles[0] + angles[1] - seen.k;
     return seen;
 }
 
-Vec3 sample_rectangle(const SeenRectangle& seen, const Vec2& uv) {
+LampPoint sample_rectangle(const Lamp& lamp, const SeenRectangle& seen, const Vec2& uv) {
     constexpr float kAlmostOne = 1.0f - 1e-6f;
     const float turn = uv.x * seen.angle + seen.k;
     const float f = (std::cos(turn) * seen.b0 - seen.b1) / std::sin(turn);
@@ -103,7 +99,9 @@ Vec3 sample_rectangle(const SeenRectangle& seen, const Vec2& uv) {
     const float yv = h * h < kAlmostOne
                          ? h * std::sqrt(d_square) / std::sqrt(1.0f - h * h)
                          : std::copysign(std::max(std::fabs(seen.y0), std::fabs(seen.y1)), h);
-    return unit_direction(xu * seen.x + yv * seen.y + seen.z0 * seen.z);
+    const Vec3 v = xu * lamp.along_u + yv * lamp.along_v + seen.z0 * lamp.normal;
+    const float distance = std::sqrt(d_square + yv * yv);
+    return {v / distance, distance, 1.0f / seen.angle};
 }
 
 // Directions to the corners; the last two are equal for a triangle.
@@ -155,9 +153,7 @@ LampPoint sample_area(const Lamp& lamp, const Vec3& from, const Vec2& uv) {
 
 // An upper bound of the solid angle, to decide for areas without its formula.
 bool looks_small(const Lamp& lamp, const Vec3& from) {
-    const Vec3 v = lamp.corner + 0.5f * (lamp.edge_u + lamp.edge_v) - from;
-    const float radius = 0.5f * (length(lamp.edge_u) + length(lamp.edge_v));
-    const float nearest = length(v) - radius;
+    const float nearest = length(lamp.middle - from) - lamp.radius;
     return nearest > 0.0f && lamp.area < kSmallAngle * nearest * nearest;
 }
 
@@ -167,13 +163,29 @@ bool shines_on(const Lamp& lamp, const Vec3& from) {
 
 } // namespace
 
+void FinishLamp(Lamp& lamp, bool along_product) {
+    constexpr float kRightAngle = 1e-4f; // cosine
+    const Vec3& u = lamp.edge_u;
+    const Vec3& v = lamp.edge_v;
+    lamp.middle = lamp.corner + 0.5f * (u + v);
+    lamp.along_u = unit_direction(u);
+    lamp.along_v = unit_direction(v);
+    lamp.length_u = dot(u, lamp.along_u);
+    lamp.length_v = dot(v, lamp.along_v);
+    lamp.radius = 0.5f * (lamp.length_u + lamp.length_v);
+    lamp.rectangle = !lamp.triangle && std::fabs(dot(lamp.along_u, lamp.along_v)) < kRightAngle;
+    const Vec3 normal = cross(u, v);
+    lamp.normal = (along_product ? 1.0f : -1.0f) * unit_direction(normal);
+    lamp.area = std::sqrt(dot(normal, normal)) * (lamp.triangle ? 0.5f : 1.0f);
+}
+
 LampPoint sample_lamp(const Lamp& lamp, const Vec3& from, const Vec2& uv) {
     if (!shines_on(lamp, from)) return {};
     if (looks_small(lamp, from)) return sample_area(lamp, from, uv);
     if (lamp.rectangle) {
         const SeenRectangle seen = see(lamp, from);
         if (seen.angle < kSmallestAngle) return sample_area(lamp, from, uv);
-        return in_direction(lamp, from, sample_rectangle(seen, uv), seen.angle);
+        return sample_rectangle(lamp, seen, uv);
     }
     const SeenCorners seen = see_corners(lamp, from);
     const float angle = seen.first + seen.second;

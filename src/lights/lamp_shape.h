@@ -8,6 +8,10 @@
 
 namespace mh {
 
+// Sets what follows from the corner and the edges. The lamp shines to the side of the cross product
+// of its edges, or to the other one.
+void FinishLamp(Lamp& lamp, bool along_product);
+
 struct LampPoint {
     Vec3 direction; // to the point, unit
     float distance = 0.0f;

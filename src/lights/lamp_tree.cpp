@@ -36,6 +36,10 @@ Vec3 middle_of(const Lamp& lamp) {
     return center(box_of(lamp));
 }
 
+float sine_of(float cosine) {
+    return std::sqrt(std::max(1.0f - cosine * cosine, 0.0f));
+}
+
 using Indices = std::span<std::int32_t>;
 
 LampNode bounds_of(const LampSet& set, Indices indices) {
@@ -51,6 +55,11 @@ LampNode bounds_of(const LampSet& set, Indices indices) {
     for (const std::int32_t i : indices)
         node.cos_spread = std::min(node.cos_spread,
                                    dot(node.axis, set.lamps[static_cast<std::size_t>(i)].normal));
+    if (node.cos_spread <= 0.0f) node.cos_spread = -1.0f;
+    node.sin_spread = sine_of(node.cos_spread);
+    node.center = center(node.box);
+    const Vec3 extent = node.box.max - node.box.min;
+    node.radius_square = 0.25f * dot(extent, extent);
     return node;
 }
 
@@ -137,28 +146,26 @@ void build(LampSet& set, Indices indices, int level) {
     build(set, indices.subspan(count), level + 1);
 }
 
-// Cosine of the larger angle less the smaller one, at least of 0.
-float cosine_of_rest(float cos_larger, float cos_smaller) {
-    if (cos_larger >= cos_smaller) return 1.0f;
-    const float sines = std::max((1.0f - cos_larger * cos_larger), 0.0f)
-                        * std::max((1.0f - cos_smaller * cos_smaller), 0.0f);
-    return cos_larger * cos_smaller + std::sqrt(sines);
-}
-
 // What the lamps of a node may send to a point, up to a factor: power over the squared distance,
-// times the cosine of the smallest angle at which one of them may be seen. 0 only where none shines.
+// times the cosine of the smallest angle at which one of them may be seen: that to the axis, less
+// those that the normals and the box fill. 0 only where none shines.
 float importance(const LampNode& node, const Vec3& from) {
-    const Vec3 v = from - center(node.box);
-    const Vec3 extent = node.box.max - node.box.min;
-    const float radius_square = 0.25f * dot(extent, extent);
+    const Vec3 v = from - node.center;
     const float square = dot(v, v);
-    if (!(square > radius_square)) return node.power / std::max(radius_square, kSmallestSquare);
-    const float cos_axis = dot(v, node.axis) / std::sqrt(square);
-    const float cos_box = std::sqrt(1.0f - radius_square / square);
-    // Beyond a quarter of a turn the cosine of the spread tells nothing: some lamp may face the point.
-    const float facing = node.cos_spread <= 0.0f ? 1.0f : cosine_of_rest(cos_axis, node.cos_spread);
-    const float cosine = cosine_of_rest(facing, cos_box);
-    return cosine > 0.0f ? node.power * cosine / square : 0.0f;
+    if (!(square > node.radius_square))
+        return node.power / std::max(node.radius_square, kSmallestSquare);
+    const float inverse = 1.0f / square;
+    const float cos_axis = dot(v, node.axis) * std::sqrt(inverse);
+    const float sin_box_square = node.radius_square * inverse;
+    const float cos_box = std::sqrt(1.0f - sin_box_square);
+    float cosine = 1.0f;
+    if (cos_axis < node.cos_spread) {
+        const float sin_axis = sine_of(cos_axis);
+        const float facing = cos_axis * node.cos_spread + sin_axis * node.sin_spread;
+        const float facing_sine = sin_axis * node.cos_spread - cos_axis * node.sin_spread;
+        if (facing < cos_box) cosine = facing * cos_box + facing_sine * std::sqrt(sin_box_square);
+    }
+    return cosine > 0.0f ? node.power * cosine * inverse : 0.0f;
 }
 
 // Share of the first child of an inner node; below 0 when neither shines.

@@ -161,20 +161,13 @@ Lamp make_lamp(const Object& object, const LightPrimitive& primitive, const Plac
         lamp.edge_v = place(face.vertex[3]) - lamp.corner;
         lamp.shader = face.shader;
     }
-    constexpr float kRightAngle = 1e-4f; // cosine
-    lamp.rectangle = !lamp.triangle
-                     && std::fabs(dot(lamp.edge_u, lamp.edge_v))
-                            < kRightAngle * length(lamp.edge_u) * length(lamp.edge_v);
-    const Vec3 normal = cross(lamp.edge_u, lamp.edge_v);
-    lamp.area = std::sqrt(dot(normal, normal)) * (lamp.triangle ? 0.5f : 1.0f);
     // A mirrored instance turns the cross product, not the normal, to the other side.
     const Mat3& m = placement.normal_matrix;
     const Vec3 rows[3] = {{m.m[0][0], m.m[0][1], m.m[0][2]},
                           {m.m[1][0], m.m[1][1], m.m[1][2]},
                           {m.m[2][0], m.m[2][1], m.m[2][2]}};
     const bool mirrored = dot(rows[0], cross(rows[1], rows[2])) < 0.0f;
-    const float side = lamp.front != mirrored ? 1.0f : -1.0f;
-    lamp.normal = side * unit_direction(normal);
+    FinishLamp(lamp, lamp.front != mirrored);
     return lamp;
 }
 

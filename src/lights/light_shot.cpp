@@ -92,18 +92,23 @@ LightSplit sum_first_hit(const Light* light, const Ray& ray, const SurfacePoint&
     return sum;
 }
 
-// A frame's samples of a first hit, one stretch after the other along the pixel's sequence.
+// A frame's samples of a first hit, one stretch after the other along the pixel's sequence. The ray's
+// cursor is that of one sample a frame.
 LightSplit sum_exact_hit(const Light* light, const Ray& ray, const SurfacePoint& point,
                          std::uint32_t count, AddSample add) {
-    const std::uint32_t of_run = count * static_cast<std::uint32_t>(camera_frames());
     LightSplit sum;
     LightShot shot = shot_at_hit(light, ray, point);
     shot.count = count;
+    if (count == 1) {
+        add_sample(shot, add, sum);
+        return sum;
+    }
+    const std::uint32_t of_run = count * static_cast<std::uint32_t>(camera_frames());
     for (std::uint32_t i = 0; i < count; ++i) {
         shot.cursor = in_stretch(ray.cursor, frame_of(ray) * count + i, of_run);
         add_sample(shot, add, sum);
     }
-    if (count > 1) scale(sum, 1.0f / static_cast<float>(count));
+    scale(sum, 1.0f / static_cast<float>(count));
     return sum;
 }
 

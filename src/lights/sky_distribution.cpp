@@ -221,6 +221,11 @@ float within(float u, float begin, float end) {
     return end > begin ? std::clamp((u - begin) / (end - begin), 0.0f, kLargestBelowOne) : 0.5f;
 }
 
+// The place at share u of a line of texels.
+float between_edges(std::size_t line, float u) {
+    return kEdges[line] + u * (kEdges[line + 1] - kEdges[line]);
+}
+
 // The first texel of [row, row end) whose running share exceeds u.
 std::size_t column_of(const float* shares, float u) {
     const float* found = std::upper_bound(shares, shares + kSkyFaceSize - 1, u);
@@ -255,12 +260,11 @@ SkyDraw draw_sky(const Vec2& uv) {
     const float* shares = sky.columns.data() + r * kSkyFaceSize;
     const std::size_t column = column_of(shares, uv.x);
     const float u = within(uv.x, column == 0 ? 0.0f : shares[column - 1], shares[column]);
-    const std::size_t texel = r * kSkyFaceSize + column;
-    const TexelSquare square = square_of(static_cast<std::int32_t>(texel));
-    const float a = std::lerp(square.a0, square.a1, u), b = std::lerp(square.b0, square.b1, v);
+    const float a = between_edges(column, u), b = between_edges(r % kSkyFaceSize, v);
     const float norm = 1.0f + a * a + b * b;
-    return {sky_cube_direction(square.face, a, b), sky.texels[texel].radiance,
-            sky.texels[texel].density * norm * std::sqrt(norm)};
+    const SkyTexel& texel = sky.texels[r * kSkyFaceSize + column];
+    return {sky_cube_direction(row / kSkyFaceSize, a, b), texel.radiance,
+            texel.density * norm * std::sqrt(norm)};
 }
 
 SkyDraw seen_sky(const Vec3& direction) {

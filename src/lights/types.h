@@ -140,6 +140,10 @@ struct Lamp {
     Vec3 normal;                 // unit, of the side that emits
     Vec3 emission;               // radiance; the mean over the face where an image emits
     float area = 0.0f;
+    Vec3 middle;           // of the parallelogram, also for a triangle
+    float radius = 0.0f;   // of a ball around it that holds the lamp
+    Vec3 along_u, along_v; // unit, of the edges
+    float length_u = 0.0f, length_v = 0.0f;
     const Part* part = nullptr;
     std::uint32_t primitive = 0;
     std::uint32_t shader = 0;
@@ -152,12 +156,16 @@ struct Lamp {
 
 // Lamps under one another: bounds of where they are, where they shine and how much.
 struct LampNode {
-    Aabb box;
-    Vec3 axis;                // middle of the normals
-    float cos_spread = 1.0f;  // of the largest angle between the axis and a normal
-    float power = 0.0f;       // emission times area, over all lamps
+    Vec3 center;                // of the box
+    float radius_square = 0.0f; // of the ball around it
+    Vec3 axis;                  // middle of the normals
+    float power = 0.0f;         // emission times area, over all lamps
+    // Of the largest angle between the axis and a normal. Beyond a quarter of a turn some lamp may
+    // face any point: then -1 and 0.
+    float cos_spread = 1.0f, sin_spread = 0.0f;
     std::int32_t second = -1; // inner: the second child, the first one is next to the node
     std::int32_t lamp = -1;   // leaf: in LampSet::lamps
+    Aabb box;
 };
 
 // All emitting faces, as the exact estimator draws from them.

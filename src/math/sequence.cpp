@@ -37,12 +37,14 @@ void fill_tables() {
     }
 }
 
-// The lower 7 bits of a coordinate, spread to every other bit.
-std::uint32_t spread_bits(std::uint32_t x) {
-    x &= kCurveTile - 1;
-    x = (x | x << 4) & 0x0F0Fu;
-    x = (x | x << 2) & 0x3333u;
-    return (x | x << 1) & 0x5555u;
+// Place on a Morton curve [Morton66]: the lower 7 bits of both coordinates by turns. They are spread
+// side by side in the halves of one number.
+std::uint32_t place_on_curve(std::uint32_t x, std::uint32_t y) {
+    std::uint32_t both = (x % kCurveTile) | (y % kCurveTile) << 16;
+    both = (both | both << 4) & 0x0F0F0F0Fu;
+    both = (both | both << 2) & 0x33333333u;
+    both = (both | both << 1) & 0x55555555u;
+    return (both | both >> 15) & 0xFFFFu;
 }
 
 } // namespace
@@ -62,7 +64,7 @@ void FillPixelPattern() {
     }
 }
 
-// The order is that of a Morton curve [Morton66], which the scrambling of the sequence shuffles.
+// The scrambling of the sequence shuffles the order of the curve.
 SampleCursor pixel_cursor(std::uint64_t seed, int x, int y, std::uint32_t frame,
                           std::uint32_t frames) {
     const auto column = static_cast<std::uint32_t>(x), row = static_cast<std::uint32_t>(y);
@@ -70,7 +72,7 @@ SampleCursor pixel_cursor(std::uint64_t seed, int x, int y, std::uint32_t frame,
     const std::uint64_t tile = mix_bits(derive_key(seed, 0) ^ place);
     SampleCursor cursor;
     cursor.path = static_cast<std::uint32_t>(tile) | 1u;
-    cursor.pixel_order = spread_bits(column) | spread_bits(row) << 1;
+    cursor.pixel_order = place_on_curve(column, row);
     return in_stretch(cursor, frame, frames);
 }
 

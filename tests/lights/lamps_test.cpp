@@ -26,11 +26,8 @@ Lamp make_lamp(const Vec3& corner, const Vec3& edge_u, const Vec3& edge_v, bool 
     lamp.corner = corner;
     lamp.edge_u = edge_u;
     lamp.edge_v = edge_v;
-    const Vec3 normal = cross(edge_u, edge_v);
-    lamp.area = length(normal) * (triangle ? 0.5f : 1.0f);
-    lamp.normal = unit_direction(normal);
     lamp.triangle = triangle;
-    lamp.rectangle = !triangle && std::fabs(dot(edge_u, edge_v)) < 1e-6f;
+    FinishLamp(lamp, true);
     lamp.sampled = true;
     lamp.emission = splat(1.0f);
     return lamp;
