@@ -60,6 +60,13 @@ void bench_startup() {
     Shutdown();
 }
 
+// Of what this process generates; removed at its end.
+const std::filesystem::path& scratch() {
+    static const std::filesystem::path folder =
+        std::filesystem::temp_directory_path() / ("picture_bench." + std::to_string(getpid()));
+    return folder;
+}
+
 // A scene of nothing but lights, in one file of the given size.
 void write_lights(const std::filesystem::path& scene, std::size_t bytes) {
     std::filesystem::create_directories(scene / "light");
@@ -70,14 +77,12 @@ void write_lights(const std::filesystem::path& scene, std::size_t bytes) {
 
 void bench_scene_file() {
     const double megabytes = options.brief ? 0.1 : 10.0;
-    const std::filesystem::path scene =
-        std::filesystem::temp_directory_path() / ("picture_bench." + std::to_string(getpid()));
+    const std::filesystem::path scene = scratch() / "lights";
     write_lights(scene, static_cast<std::size_t>(1e6 * megabytes));
     std::printf("  scene file of %.1f MB %.3f s\n", megabytes, median_seconds([&] {
                     OpenScene(scene.string() + "/");
                     CloseScene();
                 }));
-    std::filesystem::remove_all(scene);
 }
 
 // Bilinear look-ups at random places of an image that the cache holds, of bytes in `channels`.
@@ -174,8 +179,8 @@ void bench_picture(const Subject& subject) {
     std::printf("    a frame of exact costs %.2f of classic\n", median(ratios));
 }
 
-// Error of the exact estimator by the number of frames on the lowest quarter of the
-// picture, a line each.
+// Error by the number of frames on the lowest quarter of the picture, a line each: what plot_slope.py
+// draws.
 void bench_slope(const Subject& subject) {
     const auto below = [](Picture picture) {
         const auto rows = picture.pixels.size() / 4 * 3; // the floor in front
@@ -198,8 +203,7 @@ void bench_slope(const Subject& subject) {
 
 // The directory of the generated room.
 std::string lamp_room() {
-    const std::filesystem::path scene =
-        std::filesystem::temp_directory_path() / ("lamps." + std::to_string(getpid()));
+    const std::filesystem::path scene = scratch() / "lamps";
     WriteLampRoom(scene);
     return scene.string();
 }
@@ -251,5 +255,6 @@ int main(int argc, char** argv) {
     for (const Subject& subject : options.subjects)
         options.slope ? bench_slope(subject) : bench_picture(subject);
     std::cout.rdbuf(console);
+    std::filesystem::remove_all(scratch());
     return 0;
 }
