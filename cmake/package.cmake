@@ -1,5 +1,5 @@
-# Installation: library, header, program, man page, Python module, and what other build systems need
-# to find them. cpack makes a Debian package of it.
+# Installation: library, header, program, man page, Python module, pages, and what other build systems
+# need to find them. Components are the Debian packages that the target `debian` makes.
 include(CMakePackageConfigHelpers)
 
 set(MOONHARE_PYTHON_DIR ${CMAKE_INSTALL_LIBDIR}/python3/dist-packages CACHE STRING
@@ -9,17 +9,20 @@ set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/moonhare)
 set_target_properties(mh PROPERTIES PUBLIC_HEADER ${PROJECT_SOURCE_DIR}/src/frame/moonhare.h)
 target_include_directories(mh INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/src/frame>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
-install(TARGETS mh EXPORT moonhare)
-install(TARGETS moonhare)
-install(EXPORT moonhare NAMESPACE moonhare:: FILE moonhareConfig.cmake DESTINATION ${package_dir})
+install(TARGETS mh EXPORT moonhare
+    LIBRARY COMPONENT libmh0 NAMELINK_COMPONENT libmh-dev PUBLIC_HEADER COMPONENT libmh-dev)
+install(TARGETS moonhare COMPONENT moonhare)
+install(EXPORT moonhare NAMESPACE moonhare:: FILE moonhareConfig.cmake DESTINATION ${package_dir}
+    COMPONENT libmh-dev)
 write_basic_package_version_file(moonhareConfigVersion.cmake COMPATIBILITY SameMinorVersion)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/moonhareConfigVersion.cmake DESTINATION ${package_dir})
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/moonhareConfigVersion.cmake DESTINATION ${package_dir}
+    COMPONENT libmh-dev)
 
 # Found relative to itself, so that the tree may be moved and packaged under any prefix.
 file(RELATIVE_PATH pkgconfig_to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 configure_file(cmake/moonhare.pc.in moonhare.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/moonhare.pc
-    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT libmh-dev)
 
 find_package(Python3 COMPONENTS Interpreter REQUIRED)
 set(python_package ${CMAKE_CURRENT_BINARY_DIR}/python/moonhare)
@@ -47,14 +50,14 @@ foreach(folder . farm rendering scene)
     endforeach()
 endforeach()
 add_custom_target(python_module ALL DEPENDS ${python_files})
-install(DIRECTORY ${python_package} DESTINATION ${MOONHARE_PYTHON_DIR} PATTERN __pycache__ EXCLUDE)
+install(DIRECTORY ${python_package} DESTINATION ${MOONHARE_PYTHON_DIR}
+    COMPONENT python3-moonhare PATTERN __pycache__ EXCLUDE)
 
-set(CPACK_GENERATOR DEB)
-set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
-set(CPACK_PACKAGE_CONTACT "The moonhare developers <moonhare@example.org>")
-set(CPACK_STRIP_FILES ON)
-set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_SECTION graphics)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_SUGGESTS "python3, python3-numpy, python3-distributed, slurm-wlm")
-include(CPack)
+install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR}-doc COMPONENT moonhare-doc
+    PATTERN __pycache__ EXCLUDE)
+install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR}-doc COMPONENT moonhare-doc)
+install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR}-doc COMPONENT licence)
+
+set(packages ${CMAKE_CURRENT_BINARY_DIR}/packages)
+add_custom_target(debian COMMAND Python3::Interpreter ${PROJECT_SOURCE_DIR}/cmake/make_debian.py
+    ${PROJECT_BINARY_DIR} ${packages} DEPENDS mh moonhare moonhare_pages python_module VERBATIM)

@@ -67,12 +67,12 @@ pid_t spawn(const std::string& program, std::vector<std::string> arguments, int 
 
 } // namespace
 
-std::string InstalledHelper(const std::string& name) {
+std::string InstalledHelper(const std::string& name, int mode) {
     std::error_code none;
     const Path folder = own_file().parent_path();
     for (const char* up : {"..", "../.."}) {
         const Path program = folder / up / name;
-        if (access(program.c_str(), X_OK) == 0) return program;
+        if (access(program.c_str(), mode) == 0) return program;
     }
     return {};
 }

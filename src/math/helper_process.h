@@ -10,6 +10,7 @@
 #include <vector>
 
 #include <sys/types.h>
+#include <unistd.h>
 
 namespace mh {
 
@@ -24,7 +25,8 @@ enum class Received { whole, cut, late };
 
 // Where a helper program is, by its path below the prefix: beside the folder of libraries or programs,
 // or one above it where libraries have a folder for each architecture. Empty when it is not installed.
-std::string InstalledHelper(const std::string& name);
+// Access as of access(2).
+std::string InstalledHelper(const std::string& name, int mode = X_OK);
 
 // The program and its arguments. Returns why it does not run, or an empty text.
 std::string StartHelper(const std::vector<std::string>& command, HelperProcess& helper);

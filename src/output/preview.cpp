@@ -1,108 +1,106 @@
-// The preview window: shows the beauty image in sRGB, row 0 at the top, while the idle function of
-// the window library renders. Lives as long as one call of RunPreview.
+// The preview: loads the plug-in of the window at its first use, and serves it with frames, and the
+// beauty image in sRGB. Lives as long as one call of RunPreview.
 // SPDX-License-Identifier: MIT
 #include "output/preview.h"
 
+#include "math/helper_process.h"
 #include "math/stop.h"
 #include "output/camera.h"
 #include "output/display.h"
 #include "output/image_writer.h"
+#include "output/preview_window.h"
 #include "output/run_hooks.h"
 #include "output/state.h"
 #include "run/report.h"
 
-#include <algorithm>
-#include <chrono>
-#include <cstdarg>
 #include <cstdio>
+#include <exception>
 #include <string>
-#include <thread>
-#include <vector>
 
-#include <GL/freeglut.h>
+#include <dlfcn.h>
+#include <unistd.h>
 
 namespace mh {
 
 namespace {
 
-constexpr auto kPauseWhenDone = std::chrono::milliseconds(20); // keys wait no longer
-
-struct WindowFault {
-    std::string reason;
-};
-
-// freeglut ends the process when this returns. Its frames hold nothing that needs unwinding.
-[[noreturn]] void raise_fault(const char* format, std::va_list arguments) {
-    char reason[256] = {};
-    std::vsnprintf(reason, sizeof reason, format, arguments);
-    throw WindowFault{reason};
+// Nothing of a frame may unwind through the window library: what is thrown waits in Preview.
+template<typename Act>
+auto guarded(const Act& act) -> decltype(act()) {
+    try {
+        return act();
+    } catch (...) {
+        Preview.thrown = std::current_exception();
+        return {};
+    }
 }
 
-void draw() {
-    const Camera* camera = ActiveCamera();
-    if (camera == nullptr) return;
-    const Image& beauty = camera->aovs[0].image;
-    if (beauty.floats.empty() || beauty.channels != 3) return;
-    glRasterPos2i(-1, 1); // the top left corner
-    glPixelZoom(1.0f, -1.0f);
-    std::vector<std::uint8_t> bytes;
-    ToDisplay(beauty, Preview.stops, bytes);
-    glPixelStorei(GL_UNPACK_ALIGNMENT, 1); // rows follow each other without a gap
-    glDrawPixels(beauty.width, beauty.height, GL_RGB, GL_UNSIGNED_BYTE, bytes.data());
-    glutSwapBuffers();
-    glFlush();
+void opened() {
+    Preview.is_open = Preview.was_shown = true;
 }
 
-void press(unsigned char key, int, int) {
+bool next_frame() {
+    return guarded([] { return !Preview.thrown && Preview.next_frame(); });
+}
+
+bool must_close() {
+    return Preview.thrown != nullptr || stop_requested();
+}
+
+const std::uint8_t* pixels(std::int32_t& width, std::int32_t& height) {
+    return guarded([&]() -> const std::uint8_t* {
+        const Camera* camera = ActiveCamera();
+        if (camera == nullptr) return nullptr;
+        const Image& beauty = camera->aovs[0].image;
+        if (beauty.floats.empty() || beauty.channels != 3) return nullptr;
+        width = beauty.width;
+        height = beauty.height;
+        ToDisplay(beauty, Preview.stops, Preview.bytes);
+        return Preview.bytes.data();
+    });
+}
+
+const char* press(unsigned char key) {
     Preview.stops = exposure_after(key, Preview.stops);
-    char title[64] = {};
-    std::snprintf(title, sizeof title, "moonhare, exposure %+.1f",
+    std::snprintf(Preview.title.data(), Preview.title.size(), "moonhare, exposure %+.1f",
                   static_cast<double>(Preview.stops));
-    glutSetWindowTitle(title);
-    glutPostRedisplay();
+    return Preview.title.data();
 }
 
-// The loop still calls this once after the window is gone.
-void run_idle() {
-    if (glutGetWindow() == 0) return;
-    const bool is_new = Preview.next_frame();
-    if (!is_new) std::this_thread::sleep_for(kPauseWhenDone);
-    if (stop_requested()) glutLeaveMainLoop();
-    if (is_new && glutGetWindow() != 0) glutPostRedisplay();
+bool without_window(const std::string& reason) {
+    ReportError("preview - no window: " + reason + "; rendering goes on without it");
+    return false;
 }
 
-void open_window() {
-    int count = 1;
-    char name[] = "moonhare";
-    char* arguments[] = {name, nullptr};
-    const Camera& camera = *ActiveCamera();
-    glutInitErrorFunc(raise_fault);
-    glutInit(&count, arguments);
-    glutSetOption(GLUT_ACTION_ON_WINDOW_CLOSE, GLUT_ACTION_GLUTMAINLOOP_RETURNS);
-    glutInitWindowSize(std::max(camera.width, 1), std::max(camera.height, 1));
-    glutInitDisplayMode(GLUT_DOUBLE);
-    glutCreateWindow(name);
-    glutDisplayFunc(draw);
-    glutKeyboardFunc(press);
-    glutIdleFunc(run_idle);
+// It is never unloaded: the window library has work left for the end of the process.
+const PreviewWindowPlugin* load_window(std::string& reason) {
+    const std::string path = InstalledHelper(MOONHARE_PREVIEW_PLUGIN, R_OK);
+    reason = "it needs " MOONHARE_PREVIEW_PLUGIN ", which is not installed";
+    if (path.empty()) return nullptr;
+    void* const plugin = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    reason = plugin == nullptr ? dlerror() : path + " is of another version";
+    if (plugin == nullptr) return nullptr;
+    const auto* found =
+        static_cast<const PreviewWindowPlugin*>(dlsym(plugin, kPreviewWindowSymbol));
+    return found != nullptr && found->version == kPreviewWindowVersion ? found : nullptr;
 }
 
 } // namespace
 
 bool RunPreview(bool (*frame)()) {
-    Preview = {frame};
-    try {
-        open_window();
-        Preview.is_open = Preview.was_shown = true;
-        glutMainLoop();
-    } catch (const WindowFault& fault) {
-        Preview.is_open = false;
-        glutExit(); // forgets a display that was opened, so that a later window may try again
-        ReportError("preview - no window: " + fault.reason + "; rendering goes on without it");
-        return false;
-    }
+    Preview = {};
+    Preview.next_frame = frame;
+    std::string reason;
+    const PreviewWindowPlugin* const window = load_window(reason);
+    if (window == nullptr) return without_window(reason);
+    const Camera& camera = *ActiveCamera();
+    const PreviewHost host = {camera.width, camera.height, opened, next_frame,
+                              must_close,   pixels,        press};
+    char fault[256] = {};
+    const bool shown = window->run(host, fault, sizeof fault);
     Preview.is_open = false;
-    return true;
+    if (Preview.thrown) std::rethrow_exception(Preview.thrown);
+    return shown || without_window(fault);
 }
 
 bool PreviewIsOpen() {

@@ -5,7 +5,12 @@
 #include "output/run_hooks.h"
 #include "output/types.h"
 
+#include <array>
+#include <cstdint>
+#include <exception>
 #include <map>
+#include <string>
+#include <vector>
 
 namespace mh {
 
@@ -44,7 +49,10 @@ extern RunHooks Hooks;
 struct PreviewRecord {
     bool (*next_frame)() = nullptr;
     bool is_open = false, was_shown = false;
-    float stops = 0.0f; // of exposure, by keys
+    float stops = 0.0f;              // of exposure, by keys
+    std::vector<std::uint8_t> bytes; // what the window shows
+    std::array<char, 64> title = {};
+    std::exception_ptr thrown; // by a frame, until the window is gone
 };
 
 extern PreviewRecord Preview;

@@ -3,7 +3,8 @@
 # usage: consume.sh KIND SOURCE_DIRECTORY TREE WORK_DIRECTORY
 set -eu
 kind=$1 source=$2 tree=$3 work=$4
-export LD_LIBRARY_PATH="$tree/lib" PKG_CONFIG_PATH="$tree/lib/pkgconfig"
+export LD_LIBRARY_PATH="$tree/lib"
+export PKG_CONFIG_PATH="$tree/lib/pkgconfig:$tree/lib/$(uname -m)-linux-gnu/pkgconfig"
 strict="-std=c99 -pedantic -Wall -Wextra -Werror"
 
 rm -rf "$work"
