@@ -6,6 +6,8 @@
 
 #include <filesystem>
 #include <iostream>
+#include <span>
+#include <string>
 
 namespace mh {
 
@@ -58,7 +60,7 @@ end
 )"},
     {"render/render.mh", R"(render
     # limits rare bright paths that would show as specks
-    clamp 20 20 20
+    clamp 4 4 4
     # light without known biases, and the same picture in every run
     estimator "exact"
     seed 0
@@ -85,6 +87,10 @@ end
 # Paint under a clear coat of index 1.5; a rougher coat has a larger roughness.
 shader
     name "paint"
+    # Faces that meet at less than this share normals, and look round.
+    geometry_shader
+        smooth_angle 40
+    end
     surface_shader
         lambertian
             color 0.55 0.09 0.04
@@ -101,22 +107,19 @@ shader
     end
 end
 )"},
-    {"geometry/scene.mh",
-     R"(# Lengths have the unit of the mesh; z is up. Put your own file in place of this one.
-object
-    name room
-    obj "scene.obj"
-end
-)"},
-    {"geometry/scene.obj",
-     R"(# A floor, and a box on it. Faces run counter-clockwise seen from their front.
+    {"geometry/floor.obj",
+     R"(# Faces run counter-clockwise seen from their front.
 usemtl floor
 v -200 -200 0
 v 200 -200 0
 v 200 200 0
 v -200 200 0
 f 1 2 3 4
-usemtl paint
+)"},
+};
+
+constexpr SceneFile kBox = {"geometry/box.obj",
+                            R"(usemtl paint
 v -0.7 -0.7 0
 v 0.7 -0.7 0
 v 0.7 0.7 0
@@ -125,13 +128,38 @@ v -0.7 -0.7 1.4
 v 0.7 -0.7 1.4
 v 0.7 0.7 1.4
 v -0.7 0.7 1.4
-f 5 6 10 9
-f 6 7 11 10
-f 7 8 12 11
-f 8 5 9 12
-f 9 10 11 12
-)"},
-};
+f 1 2 6 5
+f 2 3 7 6
+f 3 4 8 7
+f 4 1 5 8
+f 5 6 7 8
+)"};
+
+constexpr const char* kObjectFile = "geometry/scene.mh";
+constexpr SceneFile kBoxObject = {kObjectFile, R"(# Lengths have any unit; z is up.
+object
+    name room
+    obj "floor.obj"
+    obj "box.obj"
+end
+)"};
+
+constexpr SceneFile kMeshObject = {kObjectFile, R"(# Lengths have any unit; z is up.
+object
+    name room
+    # of faces that name no shader of this scene
+    shader "paint"
+    obj "floor.obj"
+    # Without this line the mesh has z up already.
+    z_up 1
+    # degrees about the upright axis
+    rotate 0 0 0 1
+    # The longest side of the mesh, which stands in the middle of the floor.
+    fit 1.8
+    polygons "split"
+    obj "MESH"
+end
+)"};
 
 bool is_free(const fs::path& folder) {
     std::error_code error;
@@ -139,25 +167,58 @@ bool is_free(const fs::path& folder) {
     return fs::is_directory(folder, error) && fs::is_empty(folder, error) && !error;
 }
 
-std::string write(const fs::path& path, const char* content) {
+std::string write(const fs::path& path, const std::string& content) {
     std::error_code error;
     fs::create_directories(path.parent_path(), error);
     return error ? error.message() : ReplaceFile(path.string(), content);
 }
 
+struct Written {
+    fs::path path; // of what cannot be written
+    std::string reason = {};
+};
+
+// The mesh as it is, and an object that fits it.
+Written write_mesh(const fs::path& folder, const fs::path& mesh) {
+    const std::string name = mesh.filename().string(), place = "MESH";
+    std::string object = kMeshObject.content;
+    object.replace(object.find(place), place.size(), name);
+    std::error_code error;
+    const fs::path copy = folder / "geometry" / name;
+    fs::copy_file(mesh, copy, error);
+    if (error) return {copy, error.message()};
+    const fs::path path = folder / kMeshObject.name;
+    return {path, write(path, object)};
+}
+
+Written write_files(const fs::path& folder, std::span<const SceneFile> files) {
+    for (const SceneFile& file : files) {
+        const fs::path path = folder / file.name;
+        if (const std::string reason = write(path, file.content); !reason.empty())
+            return {path, reason};
+    }
+    return {};
+}
+
 } // namespace
 
 int MakeScene(const Arguments& arguments) {
-    const fs::path folder = arguments.scene;
+    const fs::path folder = arguments.scene, mesh = arguments.mesh;
+    std::error_code error;
+    if (!mesh.empty() && !fs::is_regular_file(mesh, error)) {
+        Complain(mesh.string() + " is not a file; nothing is written");
+        return kWrongUse;
+    }
     if (!is_free(folder)) {
         Complain(folder.string() + " exists already; nothing is written");
         return kWrongUse;
     }
-    for (const SceneFile& file : kFiles) {
-        const fs::path path = folder / file.name;
-        const std::string reason = write(path, file.content);
-        if (reason.empty()) continue;
-        Complain(path.string() + " cannot be written: " + reason);
+    constexpr SceneFile kBoxFiles[] = {kBoxObject, kBox};
+    Written written = write_files(folder, kFiles);
+    if (written.reason.empty())
+        written = mesh.empty() ? write_files(folder, kBoxFiles) : write_mesh(folder, mesh);
+    if (!written.reason.empty()) {
+        Complain(written.path.string() + " cannot be written: " + written.reason);
         return kNotWritten;
     }
     std::cout << "moonhare " << folder.string() << " renders it to beauty.hdr, and\n"

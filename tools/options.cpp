@@ -274,6 +274,8 @@ constexpr OptionRow kFormatRows[] = {
 
 constexpr OptionRow kNewRows[] = {
     {"DIR", "DIR", "Directory to make", bind<&A::scene>},
+    {"MESH", "FILE", "OBJ file to show, of any size; without it a box is shown", bind<&A::mesh>, 0,
+     0, true},
 };
 
 constexpr OptionRow kCompletionRows[] = {

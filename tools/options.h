@@ -39,6 +39,7 @@ enum class Command {
 struct Arguments {
     Command command = Command::none;
     std::string scene;
+    std::string mesh; // that a new scene shows
 
     // Overrides of the scene.
     std::optional<std::array<int, 2>> resolution; // width, height

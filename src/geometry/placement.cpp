@@ -4,6 +4,7 @@
 
 #include "geometry/objects.h"
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 #include <utility>
@@ -84,6 +85,17 @@ void PlacePart(Part& part, const Mat4& matrix) {
     for (float& radius : radii(part))
         radius *= static_cast<float>(std::cbrt(std::fabs(volume)));
     if (volume < 0.0) reverse_faces(part);
+}
+
+void FitPart(Part& part, float size) {
+    Aabb box;
+    for (const Vec3& p : part.positions)
+        merge(box, p);
+    const Vec3 extent = box.max - box.min, middle = center(box);
+    const float longest = std::max({extent.x, extent.y, extent.z});
+    if (!(longest > 0.0f) || !std::isfinite(longest)) return;
+    const Mat4 scaling = Scaling(splat(size / longest));
+    PlacePart(part, scaling * Translation({-middle.x, -middle.y, -box.min.z}));
 }
 
 } // namespace mh

@@ -19,4 +19,8 @@ bool IsPlacement(const Mat4& matrix);
 // volume's factor. A mirrored part has its faces wound the other way, so that fronts stay fronts.
 void PlacePart(Part& part, const Mat4& matrix);
 
+// Scales and moves the part: the longest side of its box becomes the size, and the box stands on
+// z = 0 around the z axis.
+void FitPart(Part& part, float size);
+
 } // namespace mh

@@ -16,7 +16,8 @@ struct ObjectReading {
     bool splits_polygons = false;
     bool whole_strands = false;
     float root_radius = 0.0f, tip_radius = 0.0f; // of strands and particles; 0: the file's own
-    Mat4 placement;
+    Mat4 before_fit, placement;                  // the steps up to the last fit, and those below it
+    float fit = 0.0f;    // size that the content is brought to; 0: as it comes
     bool placed = false; // a file was read since the last step
 };
 

@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace mh {
 
@@ -38,6 +39,10 @@ std::string& pending(ObjectReading& reading) {
 
 // What the keys before a file ask of the part that it gave.
 void finish_part(ObjectReading& reading, Part& part) {
+    if (reading.fit > 0.0f) {
+        PlacePart(part, reading.before_fit);
+        FitPart(part, reading.fit);
+    }
     PlacePart(part, reading.placement);
     if (reading.root_radius > 0.0f) SetRadii(part, reading.root_radius, reading.tip_radius);
     part.whole_strands = reading.whole_strands;
@@ -100,10 +105,23 @@ void set_strands(ObjectReading& reading, const std::string& text) {
 }
 
 // Steps follow one another up to a file; the first one behind it starts anew.
-void add_step(ObjectReading& reading, const Mat4& step) {
-    if (reading.placed) reading.placement = {};
+void begin_step(ObjectReading& reading) {
+    if (!reading.placed) return;
     reading.placed = false;
+    reading.placement = {};
+    reading.fit = 0.0f;
+}
+
+void add_step(ObjectReading& reading, const Mat4& step) {
+    begin_step(reading);
     reading.placement = step * reading.placement;
+}
+
+// The steps so far decide only what is up and how it is turned.
+void fit(ObjectReading& reading, const Values& values) {
+    begin_step(reading);
+    reading.before_fit = std::exchange(reading.placement, {});
+    reading.fit = values.reals[0];
 }
 
 Vec3 vector_of(const Values& values, std::size_t first) {
@@ -163,6 +181,10 @@ bool is_scale(const Values& values) {
     const auto first = values.reals.begin(), end = first + values.count;
     return values.count != 2 && all_finite(values)
            && std::none_of(first, end, [](float x) { return x == 0.0f; });
+}
+
+bool is_size(const Values& values) {
+    return std::isfinite(values.reals[0]) && values.reals[0] > 0.0f;
 }
 
 bool is_transform(const Values& values) {
@@ -226,6 +248,7 @@ constexpr Key kObjectKeys[] = {
                  is_turn),
     from(1,
          step<scale>("scale", ValueKind::real, 3, "one factor or three, none of them 0", is_scale)),
+    step<fit>("fit", ValueKind::real, 1, "a size above 0", is_size),
     step<transform>("matrix", ValueKind::real, 16,
                     "16 numbers of an invertible matrix with the last row 0 0 0 1", is_transform),
     step<make_z_up>("z_up", ValueKind::whole, 1, kSwitch, is_switch),

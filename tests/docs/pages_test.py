@@ -84,6 +84,7 @@ def command_lines(page, folder, text):
         if match := re.match(r"\./run (\w+)$", line):
             run(f"{source}/run help | grep -q '^  {match[1]} '", folder, page)
         elif not line.startswith("cmake --install"):
+            line = re.sub(r"(tools/moonhare \w+)$", r"\1 --resolution 8x8 --sample 2", line)
             run(line.replace("build/release/tools/moonhare", str(program)), folder, page)
 
 

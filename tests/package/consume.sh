@@ -56,6 +56,8 @@ program)
     mkdir alone && cp "$tree/bin/moonhare" alone
     if alone/moonhare convert picture.tif again.png 2>message; then exit 1; fi
     grep -q "helper program .*moonhare-decode, which is not installed" message
+    alone/moonhare "$source/tests/package/scene" --preview >message
+    grep -q "no window: it needs .*moonhare-preview.so, which is not installed" message
     picture=picture.png
     ;;
 esac

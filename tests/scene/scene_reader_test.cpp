@@ -203,8 +203,11 @@ TEST_F(SceneReader, PlacesFilesByTheStepsAboveThem) {
     test::expect_near(parts[3].positions.at(1), {3, 3, 0}, 1e-6f);
     EXPECT_EQ(parts[3].scalar_arrays[0].values, (std::vector{0.5f, 0.375f, 0.25f}));
     EXPECT_EQ(TangentCount(parts[3]), 3u); // one more than segments
+    read("object\n z_up 1\n fit 4\n translate 1 0 0\n fur \"a.fur\"\nend\n");
+    test::expect_near(Objects[1].parts.at(0).positions.at(1), {1, 0, 2}, 1e-6f);
     EXPECT_EQ(scene.take_report(), "");
-    for (const char* step : {"scale 0", "scale 1 2", "rotate 9 0 0 0", "matrix 1", "radius 1 2"}) {
+    for (const char* step :
+         {"scale 0", "fit -1", "scale 1 2", "rotate 9 0 0 0", "matrix 1", "radius 1 2"}) {
         read("object\n " + std::string(step) + "\n obj \"a.obj\"\nend\n");
         EXPECT_NE(scene.take_report().find("line 2: "), std::string::npos) << step;
         test::expect_near(Objects.back().parts.at(0).positions.at(1), {1, 1, 0}, 0.0f);

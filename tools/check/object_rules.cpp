@@ -36,7 +36,7 @@ bool mesh_without_triangles(const ClosedBlock& closed) {
 bool shapes_no_file(const ClosedBlock& closed) {
     const auto acts_on_files = [](const Key& key) {
         for (const char* name : {"polygons", "strands", "radius", "translate", "rotate", "scale",
-                                 "matrix", "z_up", "y_up"})
+                                 "fit", "matrix", "z_up", "y_up"})
             if (key.name == std::string_view(name)) return true;
         return false;
     };
