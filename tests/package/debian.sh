@@ -22,6 +22,7 @@ holds libmh0 lib/libmh.so.0 libexec/moonhare/moonhare-decode
 holds libmh-dev include/moonhare.h lib/libmh.so "lib/.*/pkgconfig/moonhare.pc" \
     lib/cmake/moonhare/moonhareConfig.cmake
 holds moonhare bin/moonhare libexec/moonhare/moonhare-import share/man/man1/moonhare.1.gz
+holds moonhare-pictures libexec/moonhare/moonhare-pictures
 holds moonhare-preview libexec/moonhare/moonhare-preview.so
 holds python3-moonhare lib/python3/dist-packages/moonhare/rendering/scene.py \
     lib/python3/dist-packages/moonhare/farm/__main__.py
@@ -49,6 +50,6 @@ manage --install "$work"/*.deb
 for kind in cmake pkg_config program; do
     "$(dirname "$0")/consume.sh" $kind "$source" "$root/usr" "$work/$kind" >/dev/null
 done
-manage --purge libmh0 libmh-dev moonhare moonhare-preview python3-moonhare moonhare-doc
+manage --purge libmh0 libmh-dev moonhare moonhare-pictures moonhare-preview python3-moonhare moonhare-doc
 left=$(find "$root" -path "$root/var" -prune -o -type f -print)
 [ -z "$left" ] || fail "left behind: $left"

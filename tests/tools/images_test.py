@@ -5,6 +5,7 @@ import math
 import random
 import struct
 import unittest
+import zlib
 
 from program import ProgramTest
 
@@ -14,6 +15,16 @@ def pfm(width, height, pixels):
     rows = [pixels[y * width:(y + 1) * width] for y in range(height)]
     values = [v for row in reversed(rows) for pixel in row for v in pixel]
     return b"PF\n%d %d\n-1.0\n" % (width, height) + struct.pack("<%df" % len(values), *values)
+
+
+def png(width, depth, kind, row, palette=b""):
+    """One row of pixels."""
+    def chunk(name, data):
+        return struct.pack(">I", len(data)) + name + data + struct.pack(">I", zlib.crc32(name + data))
+    return (b"\x89PNG\r\n\x1a\n"
+            + chunk(b"IHDR", struct.pack(">IIBBBBB", width, 1, depth, kind, 0, 0, 0))
+            + (chunk(b"PLTE", palette) if palette else b"")
+            + chunk(b"IDAT", zlib.compress(b"\0" + row)) + chunk(b"IEND", b""))
 
 
 def srgb(x):
@@ -61,6 +72,28 @@ class Convert(ProgramTest):
             self.run_here("convert", "b.pfm", "b" + back[-4:])
             result = json.loads(self.run_here("diff", "b" + back[-4:], back, "--json").stdout)
             self.assertLessEqual(result["largest"], limit)
+
+    def test_ordinary_files_show_what_viewers_show(self):
+        palette = bytes([10, 20, 30, 200, 100, 50])
+        for name, content, expected in (
+                ("palette", png(2, 8, 3, b"\1\0", palette), [200, 100, 50, 10, 20, 30]),
+                ("nibbles", png(2, 4, 3, b"\x10", palette), [200, 100, 50, 10, 20, 30]),
+                ("bits", png(3, 1, 0, b"\xa0"), [255] * 3 + [0] * 3 + [255] * 3),
+                ("grey of four bits", png(2, 4, 0, b"\x3f"), [51] * 3 + [255] * 3),
+                ("alpha", png(1, 8, 6, bytes([40, 80, 120, 128])), [40, 80, 120]),
+                ("words", png(1, 16, 0, b"\x80\x00"), [128] * 3)):
+            with self.subTest(name=name):
+                self.write_bytes("in.png", content)
+                self.run_here("convert", "in.png", "out.ppm")
+                self.assertEqual(list(self.bytes_of("out.ppm")[-len(expected):]), expected)
+
+    def test_damaged_files_end_in_a_line(self):
+        self.run_here("convert", "in.pfm", "whole.exr")
+        whole = self.bytes_of("whole.exr")
+        for content in (whole[:-9], whole[:20], b"v/1\1" + bytes(99), b""):
+            self.write_bytes("bad.exr", content)
+            line = self.run_here("convert", "bad.exr", "out.png", status=1).stderr
+            self.assertRegex(line, r"^moonhare: cannot read bad.exr: [^\n]+\n$")
 
     def test_faults_have_their_statuses(self):
         for status, *arguments in ((1, "none.png", "out.png"), (3, "in.pfm", "out.xyz"),
@@ -131,6 +164,23 @@ class Diff(ProgramTest):
         for name, value in expected.items():
             self.assertAlmostEqual(result[name], value, places=5, msg=name)
         self.assertIn("rmse ", self.run_here("diff", "a.pfm", "b.pfm").stdout)
+
+    def test_shown_and_linear_values_are_compared_in_one_space(self):
+        self.write_bytes("a.png", png(2, 8, 2, bytes([188, 188, 188, 255, 0, 0])))
+        self.write("b.pfm", [(0.5, 0.5, 0.5), (1.0, 0.0, 0.0)])
+        result = json.loads(self.run_here("diff", "a.png", "b.pfm", "--json").stdout)
+        self.assertLess(result["largest"], 0.004)  # a step of a byte
+
+    def test_what_people_see_agrees_with_direct_evaluations(self):
+        # FLIP and SSIM of these patterns, by filters of two dimensions in double precision.
+        places = [(x, y) for y in range(16) for x in range(24)]
+        self.write("a.pfm", [((x % 5) / 4, (y % 3) / 2, ((x + y) % 7) / 6) for x, y in places], 24)
+        self.write("b.pfm", [((x % 4) / 3, (y % 3) / 2, ((2 * x + y) % 7) / 6) for x, y in places], 24)
+        result = json.loads(self.run_here("diff", "a.pfm", "b.pfm", "--json").stdout)
+        self.assertAlmostEqual(result["flip"], 0.2422206, delta=1e-5)
+        self.assertAlmostEqual(result["ssim"], 0.8542916, delta=1e-5)
+        result = json.loads(self.run_here("diff", "a.pfm", "a.pfm", "--json").stdout)
+        self.assertEqual((result["flip"], result["ssim"]), (0, 1))
 
     def test_limits_sizes_and_unreadable_files(self):
         self.write("a.pfm", PIXELS)

@@ -48,12 +48,11 @@ float converted(float value, float factor, Curve curve, bool linear) {
     return linear ? value : std::fmin(srgb_of(value) + kHalfStep, 1.0f);
 }
 
-void convert(Pixels& pixels, bool from_linear, bool to_linear, float factor, Curve curve) {
+void convert(Pixels& pixels, bool to_linear, float factor, Curve curve) {
+    MakeLinear(pixels);
     for (Vec3& value : pixels.values)
-        for (float* channel : {&value.x, &value.y, &value.z}) {
-            if (!from_linear) *channel = linear_of_srgb(*channel);
+        for (float* channel : {&value.x, &value.y, &value.z})
             *channel = converted(*channel, factor, curve, to_linear);
-        }
 }
 
 int fail(int status, const std::string& reason) {
@@ -65,7 +64,7 @@ int convert_started(const Arguments& arguments) {
     Pixels pixels;
     const std::string unread = ReadPixels(arguments.first_image, pixels);
     if (!unread.empty()) return fail(kSceneFaults, unread);
-    convert(pixels, HoldsFloats(arguments.first_image), HoldsFloats(arguments.second_image),
+    convert(pixels, HoldsFloats(arguments.second_image),
             static_cast<float>(std::exp2(arguments.exposure)), curve_of(arguments.tonemap));
     const std::string unwritten = WritePixels(arguments.second_image, pixels);
     return unwritten.empty() ? kDone : fail(kNotWritten, unwritten);

@@ -4,6 +4,7 @@
 #include "frame/phases.h"
 #include "json_text.h"
 #include "pictures/convert.h"
+#include "pictures/perceived.h"
 #include "pictures/pixels.h"
 
 #include <algorithm>
@@ -23,6 +24,7 @@ struct Difference {
     double relative_mse = 0.0; // mean of (a - b)^2 / (b^2 + 0.01)
     double psnr_db = 0.0;      // against the largest value of B, and 1 at least
     double largest = 0.0;
+    double flip = 0.0, ssim = 1.0;
     std::int64_t not_finite = 0; // pixels left out
 };
 
@@ -51,6 +53,8 @@ Difference difference_of(const Pixels& first, const Pixels& second) {
     result.rmse = std::sqrt(squares / std::max(count, 1.0));
     result.relative_mse = relative / std::max(count, 1.0);
     result.psnr_db = kDecibels * std::log10(peak * peak / (result.rmse * result.rmse));
+    result.flip = MeanFlip(first, second);
+    result.ssim = MeanSsim(first, second);
     return result;
 }
 
@@ -65,6 +69,8 @@ void print_text(const Difference& difference) {
     print_line("relative mse", difference.relative_mse, "");
     print_line("psnr", difference.psnr_db, " dB");
     print_line("largest difference", difference.largest, "");
+    print_line("flip", difference.flip, "");
+    print_line("ssim", difference.ssim, "");
     print_line("pixels not finite", static_cast<double>(difference.not_finite), "");
 }
 
@@ -73,6 +79,8 @@ void print_json(const Difference& difference) {
                            {"relative_mse", difference.relative_mse},
                            {"psnr_db", difference.psnr_db},
                            {"largest", difference.largest},
+                           {"flip", difference.flip},
+                           {"ssim", difference.ssim},
                            {"pixels_not_finite", difference.not_finite}});
 }
 
@@ -101,6 +109,7 @@ int compare_started(const Arguments& arguments) {
          {std::pair(&arguments.first_image, &first), std::pair(&arguments.second_image, &second)}) {
         const std::string fault = ReadPixels(*path, *pixels);
         if (!fault.empty()) return fail(kWrongUse, fault);
+        MakeLinear(*pixels);
     }
     if (first.width != second.width || first.height != second.height)
         return fail(kWrongUse, "the images differ in size: " + std::to_string(first.width) + 'x'

@@ -5,9 +5,14 @@
 #include "captured_report.h"
 #include "frame/phases.h"
 #include "math/input_file.h"
+#include "math/srgb.h"
 #include "output/image_writer.h"
+#include "pictures/picture_reader.h"
 #include "shading/image_reader.h"
 #include "shading/images.h"
+
+#include <algorithm>
+#include <iterator>
 
 namespace mh {
 
@@ -25,16 +30,19 @@ Vec3 value_of(const Image& image, std::int64_t texel) {
     return image.bits == 16 ? kBytesOfWord * value : value;
 }
 
-} // namespace
+// Our own files and the plainest: a helper program would take longer to start than to read them.
+bool is_read_here(const std::string& path) {
+    constexpr const char* kEndings[] = {".pfm", ".PFM", ".hdr", ".HDR", ".ppm", ".pgm"};
+    return std::any_of(std::begin(kEndings), std::end(kEndings),
+                       [&](const char* ending) { return path.ends_with(ending); });
+}
 
-std::string ReadPixels(const std::string& path, Pixels& pixels) {
-    if (!OpenInput(path)) return "cannot read " + path + ": no such file";
+std::string read_by_library(const std::string& path, Pixels& pixels) {
     Image image;
     image.path = path;
     const std::string fault = ReadImageFile(path, image, FloatStorage::floats);
-    if (!fault.empty() || image.width < 1) return "cannot read " + path + ": " + fault;
-    pixels.width = image.width;
-    pixels.height = image.height;
+    if (!fault.empty() || image.width < 1) return fault;
+    pixels = {image.width, image.height, {}, image.bits == 32 || image.rgbe_encoded};
     pixels.values.resize(static_cast<std::size_t>(image.width)
                          * static_cast<std::size_t>(image.height));
     const bool top_first = top_row_first(path);
@@ -45,6 +53,22 @@ std::string ReadPixels(const std::string& path, Pixels& pixels) {
                 value_of(image, row * image.width + x);
     }
     return {};
+}
+
+} // namespace
+
+std::string ReadPixels(const std::string& path, Pixels& pixels) {
+    if (!OpenInput(path, Origin::user)) return "cannot read " + path + ": no such file";
+    const bool apart = !is_read_here(path) && HasPictureReader();
+    const std::string fault = apart ? DecodePicture(path, pixels) : read_by_library(path, pixels);
+    return fault.empty() ? fault : "cannot read " + path + ": " + fault;
+}
+
+void MakeLinear(Pixels& pixels) {
+    if (pixels.is_linear) return;
+    for (Vec3& value : pixels.values)
+        value = {linear_of_srgb(value.x), linear_of_srgb(value.y), linear_of_srgb(value.z)};
+    pixels.is_linear = true;
 }
 
 std::string WritePixels(const std::string& path, const Pixels& pixels) {

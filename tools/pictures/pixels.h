@@ -12,11 +12,14 @@ namespace mh {
 struct Pixels {
     int width = 0, height = 0;
     std::vector<Vec3> values;
+    bool is_linear = false; // light; otherwise values of sRGB
 };
 
 // Both as the file's format holds them: linear light in floats, displayed values of sRGB in bytes.
-// Empty on success, else why not.
+// Empty on success, else why not. Files of other programs are read by the helper program for pictures.
 std::string ReadPixels(const std::string& path, Pixels& pixels);
 std::string WritePixels(const std::string& path, const Pixels& pixels);
+
+void MakeLinear(Pixels& pixels);
 
 } // namespace mh

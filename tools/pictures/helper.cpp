@@ -1,0 +1,148 @@
+// The helper program of "convert" and "diff": decodes one picture by OpenImageIO under limits on time
+// and memory and writes it to standard output. It takes a third of a second to start, which the
+// program itself is spared, and what a damaged file does to its decoder ends here.
+// usage: moonhare-pictures FILE SECONDS BYTES
+// SPDX-License-Identifier: MIT
+#include "decode/confine.h"
+#include "math/input_file.h"
+#include "pictures/picture_stream.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <OpenImageIO/filesystem.h>
+#include <OpenImageIO/imageio.h>
+#include <unistd.h>
+
+namespace {
+
+struct Picture {
+    mh::PictureHead head;
+    std::vector<float> values;
+};
+
+// The channels of this name, of the picture itself before those of a layer; -1 for none.
+int channel_named(const OIIO::ImageSpec& spec, char name) {
+    const auto begin = spec.channelnames.begin(), end = spec.channelnames.end();
+    auto found = std::find(begin, end, std::string(1, name));
+    if (found == end)
+        found = std::find_if(begin, end, [name](const std::string& channel) {
+            return channel.ends_with(std::string(".") + name);
+        });
+    return found == end ? -1 : static_cast<int>(found - begin);
+}
+
+// Red, green and blue, wherever they stand; the first three, or one for all, where names say nothing.
+std::array<int, 3> channels_of(const OIIO::ImageSpec& spec) {
+    const std::array<int, 3> named = {channel_named(spec, 'R'), channel_named(spec, 'G'),
+                                      channel_named(spec, 'B')};
+    if (named[0] >= 0 && named[1] >= 0 && named[2] >= 0) return named;
+    if (spec.nchannels >= 3) return {0, 1, 2};
+    const int grey = std::max(channel_named(spec, 'Y'), 0);
+    return {grey, grey, grey};
+}
+
+// Floats hold light; whole numbers hold what a display shows, unless the file says otherwise.
+bool holds_light(const OIIO::ImageSpec& spec) {
+    const std::string space = spec.get_string_attribute("oiio:ColorSpace");
+    return spec.format.is_floating_point() || space == "Linear" || space == "linear";
+}
+
+// Of files that say so.
+float gamma_of(const OIIO::ImageSpec& spec) {
+    const std::string space = spec.get_string_attribute("oiio:ColorSpace");
+    return space.starts_with("Gamma") ? spec.get_float_attribute("oiio:Gamma", 1.0f) : 1.0f;
+}
+
+void keep_colours(const OIIO::ImageSpec& spec, const std::vector<float>& all, Picture& picture) {
+    const std::array<int, 3> channels = channels_of(spec);
+    const float gamma = gamma_of(spec);
+    const auto stride = static_cast<std::size_t>(spec.nchannels);
+    for (std::size_t first = 0; first < all.size(); first += stride)
+        for (const int channel : channels) {
+            const float value = all[first + static_cast<std::size_t>(channel)];
+            picture.values.push_back(gamma == 1.0f ? value : std::pow(value, gamma));
+        }
+    picture.head.width = spec.width;
+    picture.head.height = spec.height;
+    picture.head.is_linear = holds_light(spec) || gamma != 1.0f;
+}
+
+struct Signature {
+    std::string_view bytes;
+    const char* format;
+};
+
+// Names may lie; where the first bytes say nothing the name's extension decides.
+std::string format_of(const std::string& name, std::string_view content) {
+    using std::string_view_literals::operator""sv;
+    static constexpr Signature kSignatures[] = {
+        {"\x89PNG"sv, "png"},     {"\xFF\xD8\xFF"sv, "jpeg"},
+        {"v/1\x01"sv, "openexr"}, {"II*\0"sv, "tiff"},
+        {"MM\0*"sv, "tiff"},      {"GIF8"sv, "gif"},
+        {"BM"sv, "bmp"},          {"#?"sv, "hdr"},
+        {"8BPS"sv, "psd"},        {"DDS "sv, "dds"}};
+    for (const Signature& signature : kSignatures)
+        if (content.starts_with(signature.bytes)) return signature.format;
+    return name;
+}
+
+// Empty on success, else why not.
+std::string decode(const std::string& name, const std::string& content, Picture& picture) {
+    OIIO::Filesystem::IOMemReader file(content.data(), content.size());
+    OIIO::ImageSpec spec, wishes;
+    wishes["oiio:UnassociatedAlpha"] = 1; // colours as they stand
+    const auto input = OIIO::ImageInput::create(format_of(name, content), false, nullptr, &file);
+    if (!input || !input->set_ioproxy(&file)) return "is in a format that is not known";
+    if (!input->open(name, spec, wishes)) return "cannot be decoded: " + input->geterror();
+    if (spec.width < 1 || spec.height < 1 || spec.depth > 1 || spec.nchannels < 1
+        || 1.0 * spec.width * spec.height * spec.nchannels > 4.0 * mh::kMostPicturePixels)
+        return "has a size that no picture has";
+    std::vector<float> all(static_cast<std::size_t>(spec.width)
+                           * static_cast<std::size_t>(spec.height)
+                           * static_cast<std::size_t>(spec.nchannels));
+    if (!input->read_image(0, 0, 0, spec.nchannels, OIIO::TypeDesc::FLOAT, all.data()))
+        return "is damaged: " + input->geterror();
+    keep_colours(spec, all, picture);
+    return {};
+}
+
+bool put(const void* bytes, std::size_t count) {
+    return std::fwrite(bytes, 1, count, stdout) == count;
+}
+
+bool answer(Picture& picture, std::string fault) {
+    std::replace(fault.begin(), fault.end(), '\n', ' ');
+    fault.resize(std::min<std::size_t>(fault.size(), mh::kLongestPictureFault));
+    picture.head.version = mh::kPictureStream;
+    picture.head.fault_bytes = static_cast<std::uint32_t>(fault.size());
+    if (!put(&picture.head, sizeof picture.head)) return false;
+    return fault.empty() ? put(picture.values.data(), picture.values.size() * sizeof(float))
+                         : put(fault.data(), fault.size());
+}
+
+} // namespace
+
+int main(int count, char** arguments) {
+    if (count != 4) return 2;
+    const std::string name = arguments[1];
+    mh::InputFile input = mh::OpenInput(name, mh::Origin::user);
+    std::string content = input ? mh::ReadRest(input) : std::string();
+    OIIO::attribute("threads", 1); // the filter lets none start
+    OIIO::attribute("exr_threads", -1);
+    if (!mh::Confine(arguments[2], arguments[3])) return 1;
+    Picture picture;
+    std::string fault;
+    try {
+        fault = input ? decode(name, content, picture) : "cannot be read";
+    } catch (const std::exception& exception) {
+        fault = std::string("cannot be decoded: ") + exception.what();
+    }
+    const bool written = answer(picture, fault) && std::fflush(stdout) == 0;
+    _exit(written ? 0 : 1); // without the decoders' own endings
+}

@@ -1,0 +1,16 @@
+// Pictures by the helper program, which reads ordinary files as viewers do.
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "pictures/pixels.h"
+
+#include <string>
+
+namespace mh {
+
+bool HasPictureReader();
+
+// Why there are no pixels, or empty.
+std::string DecodePicture(const std::string& path, Pixels& pixels);
+
+} // namespace mh
