@@ -28,7 +28,7 @@ PACKAGES = {
                   "This package holds what programs need to be built against the library."),
     "moonhare": ({"Section": "graphics", "Depends": "libmh0 (= {version})",
                   "Recommends": "moonhare-pictures (= {version}), moonhare-preview (= {version})",
-                  "Suggests": "moonhare-doc"},
+                  "Suggests": "moonhare-doc, blender"},
                  "the program", "This package holds the program and its importer."),
     "moonhare-preview": ({"Section": "graphics", "Depends": "libmh0 (= {version})",
                           "Enhances": "moonhare"}, "the preview window",

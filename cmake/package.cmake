@@ -60,4 +60,5 @@ install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR}-doc COMPONENT licence)
 
 set(packages ${CMAKE_CURRENT_BINARY_DIR}/packages)
 add_custom_target(debian COMMAND Python3::Interpreter ${PROJECT_SOURCE_DIR}/cmake/make_debian.py
-    ${PROJECT_BINARY_DIR} ${packages} DEPENDS mh moonhare moonhare_pages python_module VERBATIM)
+    ${PROJECT_BINARY_DIR} ${packages} DEPENDS mh moonhare moonhare_pages python_module
+    blender_addon VERBATIM)

@@ -21,7 +21,8 @@ depends() { dpkg-deb --field "$work/$1"_*.deb Depends; }
 holds libmh0 lib/libmh.so.0 libexec/moonhare/moonhare-decode
 holds libmh-dev include/moonhare.h lib/libmh.so "lib/.*/pkgconfig/moonhare.pc" \
     lib/cmake/moonhare/moonhareConfig.cmake
-holds moonhare bin/moonhare libexec/moonhare/moonhare-import share/man/man1/moonhare.1.gz
+holds moonhare bin/moonhare libexec/moonhare/moonhare-import share/man/man1/moonhare.1.gz \
+    share/moonhare/moonhare-blender.zip
 holds moonhare-pictures libexec/moonhare/moonhare-pictures
 holds moonhare-preview libexec/moonhare/moonhare-preview.so
 holds python3-moonhare lib/python3/dist-packages/moonhare/rendering/scene.py \

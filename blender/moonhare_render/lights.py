@@ -1,0 +1,157 @@
+"""Lamps: points, spots and suns as lights, areas as quads and disks that glow. The units are those of
+docs/light-units.md: an intensity or irradiance is divided by pi.
+SPDX-License-Identifier: MIT"""
+import math
+
+import numpy
+
+from .moonhare_scene import layer
+from .nodes import Reader
+from .values import constant, grey, product
+
+DISK_CORNERS = 64
+# Straight pieces (t, level) that stay within 0.01 of smoothstep, 3 t^2 - 2 t^3.
+RAMPS = ((0.055, 0.0), (0.235, 0.13), (0.5, 0.5), (0.765, 0.87), (0.945, 1.0))
+CORE_STEP = 0.3  # radians within which the cosine counts as straight
+SHARP_BLEND = 0.05  # a spot of less blend has one ramp
+
+
+def emission_of(lamp, pictures, report):
+    """The colour that the lamp's own nodes multiply its power by; one where it has none."""
+    if not lamp.use_nodes or lamp.node_tree is None:
+        return numpy.ones(3)
+    reader = Reader(pictures, report, f'lamp "{lamp.name}"')
+    output = lamp.node_tree.get_output_node("ALL") or lamp.node_tree.get_output_node("CYCLES")
+    found = output and reader.source(output.inputs["Surface"])
+    if not found or found[0].bl_idname != "ShaderNodeEmission":
+        reader.note("its nodes are not an emission and are left out")
+        return numpy.ones(3)
+    node = found[0]
+    value = product(reader.value(node.inputs["Color"]), grey(reader.value(node.inputs["Strength"])))
+    if not value.is_constant:
+        reader.note("the mean of its picture is its colour")
+    return value.mean()
+
+
+def sun_factor(blur):
+    """Directions of Blender's sun are uniform on a disk at distance 1, those here in a cone: ratio of
+    the mean cosines."""
+    return (1 + math.cos(blur)) ** 2 / (4 * math.cos(blur))
+
+
+def spot_ramps(size, blend):
+    """Cones (inner, outer, share) in degrees whose sum is a spot of Blender: the cosine times a
+    smoothstep of it towards the edge, here by ramps that are straight in the angle."""
+    edge = math.cos(size / 2)
+    width = (1 - edge) * blend
+    full = math.acos(min(edge + width * RAMPS[-1][0], 1))
+    count = max(1, math.ceil(full / CORE_STEP))
+    angles = [full * i / count for i in range(count + 1)]
+    levels = [math.cos(angle) for angle in angles]
+    for t, level in RAMPS[-2::-1] if blend > SHARP_BLEND else ():
+        angles.append(math.acos(min(edge + width * t, 1)))
+        levels.append(level * math.cos(angles[-1]))
+    if levels[-1] > 0:  # a sharp edge
+        angles.append(angles[-1])
+        levels.append(0.0)
+    angles = numpy.degrees(angles)
+    return [(inner, outer, more - less) for inner, outer, more, less in
+            zip(angles, angles[1:], levels, levels[1:]) if more > less]
+
+
+def area_outline(lamp):
+    """Corners (x, y) around a lamp of the shape, of the exact area."""
+    width = lamp.size
+    height = lamp.size_y if lamp.shape in ("RECTANGLE", "ELLIPSE") else lamp.size
+    if lamp.shape in ("SQUARE", "RECTANGLE"):
+        corners = numpy.array([(-1, -1), (1, -1), (1, 1), (-1, 1)], float)
+    else:
+        step = 2 * math.pi / DISK_CORNERS
+        angles = numpy.arange(DISK_CORNERS) * step
+        corners = numpy.stack([numpy.cos(angles), numpy.sin(angles)], -1) * math.sqrt(
+            step / math.sin(step))
+    return 0.5 * corners * (width, height)
+
+
+def area_of(corners):
+    """Of a flat polygon in space."""
+    edges = corners[1:] - corners[0]
+    return 0.5 * numpy.linalg.norm(numpy.cross(edges[:-1], edges[1:]).sum(0))
+
+
+class Lights:
+    """Adds the lamps of a scene; `aovs` makes the images of a lamp's light, by the name of the lamp."""
+
+    def __init__(self, scene, pictures, report, settings, instances, aovs):
+        self.scene, self.pictures, self.report = scene, pictures, report
+        self.instances, self.aovs = instances, aovs
+        self.photons = settings.photons if settings.mode == "gather" else 0
+        self.areas = 0
+        self.area_aovs = []
+
+    def add(self, instance):
+        ob, lamp = instance.object, instance.object.data
+        matrix = numpy.array(instance.matrix_world)
+        axis = -matrix[:3, 2]
+        length = numpy.linalg.norm(axis)
+        color = numpy.array(lamp.color) * emission_of(lamp, self.pictures, self.report) * lamp.energy
+        if not numpy.all(numpy.isfinite(matrix)) or not numpy.all(numpy.isfinite(color)) or not length:
+            self.report.note(f'lamp "{ob.name}" has no direction or no numbers and is left out')
+            return
+        if (color < 0).any():
+            self.report.note(f'lamp "{ob.name}" takes light away, which is left out')
+        color = numpy.maximum(color, 0)
+        if not color.any():
+            return
+        if not getattr(getattr(lamp, "cycles", None), "cast_shadow", True):
+            self.report.note(f'lamp "{ob.name}" casts shadows')
+        if lamp.type == "SUN":
+            self.sun(ob, lamp, color, axis / length)
+        elif lamp.type == "AREA":
+            self.area(ob, lamp, color, matrix)
+        else:
+            self.bulb(ob, lamp, color, matrix[:3, 3], axis / length)
+
+    def sun(self, ob, lamp, color, axis):
+        blur = min(lamp.angle / 2, math.radians(89))
+        self.scene.add("parallel_light", color=color * sun_factor(blur) / math.pi, direction=axis,
+                       blur=math.degrees(blur), offset=0.0, photon=self.photons,
+                       aov=self.aovs(ob.name))
+
+    def bulb(self, ob, lamp, color, position, axis):
+        """The power is that of a bulb that shines everywhere, for spots too."""
+        cones = [(180.0, 180.1, 1.0)]
+        if lamp.type == "SPOT":
+            cones = spot_ramps(lamp.spot_size, lamp.spot_blend)
+        for inner, outer, share in cones:
+            self.scene.add("point_light", color=color * share / (4 * math.pi ** 2), position=position,
+                           direction=axis, blur=lamp.shadow_soft_size, inner_angle=inner,
+                           outer_angle=outer, offset=0.0, photon=self.photons,
+                           aov=self.aovs(ob.name))
+
+    def area(self, ob, lamp, color, matrix):
+        """Seen from the front alone, not by cameras; its radiance is the power over four areas."""
+        if getattr(lamp, "spread", math.pi) < math.pi - 1e-3:
+            self.report.note(f'lamp "{ob.name}" shines with full spread')
+        corners = area_outline(lamp)
+        corners = numpy.concatenate([corners, numpy.zeros((len(corners), 1))], -1)
+        corners = corners @ matrix[:3, :3].T
+        if numpy.linalg.det(matrix[:3, :3]) > 0:
+            corners = corners[::-1]
+        area = area_of(corners)
+        if area <= 0:
+            self.report.note(f'lamp "{ob.name}" has no area and is left out')
+            return
+        fan = [(0, i, i + 1) for i in range(1, len(corners) - 1)]
+        shader = self.scene.shader(
+            "lamp_" + ob.name, geometry_shader={"camera_primary": 0},
+            surface_shader=[layer(emissive=color / (4 * area), virtual_light=1, sideness="face"),
+                            layer(specular=1, material="thin", sideness="back")])
+        mesh = self.scene.mesh("lamp_" + ob.name, corners, fan)
+        made = self.scene.object("lamp_" + ob.name, shader=shader, mesh=mesh)
+        place = numpy.eye(4)
+        place[:3, 3] = matrix[:3, 3]
+        self.instances.append((made, place))
+        self.areas += 1
+        for aov in self.aovs(ob.name) or []:
+            self.area_aovs.append({**aov, "shader": shader})
