@@ -118,6 +118,8 @@ std::string RunReportText(const RunRecord& record, const std::string& scene, int
         {"samples_not_finite", record.samples_not_finite},
         {"aov_values_not_finite", record.aov_values_not_finite}};
     if (!record.noise.is_null()) object["noise"] = record.noise;
+    if (record.denoised_noise > 0.0)
+        object["denoised_percentile_95_of_blocks"] = record.denoised_noise;
     object["images"] = record.images;
     return JsonLine(object);
 }

@@ -21,7 +21,8 @@ struct RunRecord {
     double frame_seconds = 0.0;
     std::int64_t samples_not_finite = 0, aov_values_not_finite = 0;
     Json images = Json::array();
-    Json noise; // null where none is estimated
+    Json noise;                  // null where none is estimated
+    double denoised_noise = 0.0; // percentile that is expected after the denoiser
 };
 
 // Statistics of all images as they are written after the frame just done.

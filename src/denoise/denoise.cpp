@@ -29,16 +29,25 @@ std::vector<float> mean_of(const NoisyImage& picture) {
     return mean;
 }
 
-// Of each pixel, what the windows around it predict of the target; weights by likeness in the guide,
-// whose variance is `noise`. A pixel that no window knows keeps its value.
-std::vector<float> regress(const Guides& guides, const FloatPlane& noise, const Colours& guide,
-                           const Colours& target) {
+// How like a window's pixels are to its centre, by a picture and its variance.
+struct Likeness {
+    Colours guide;
+    FloatPlane noise;
+    int reach = kReach;
+    float tolerance = 0.4f; // RegressionJob::likeness
+};
+
+// Of each pixel, what the windows around it predict of the target. A pixel that no window knows keeps
+// its value.
+std::vector<float> regress(const Guides& guides, const Likeness& likeness, const Colours& target) {
     const PlaneShape& shape = guides.shape;
     Colours sums;
     FloatPlane weight = EmptyPlane(shape);
     RegressionJob job = {};
     job.shape = shape;
-    job.guide_variance = noise.data();
+    job.guide_variance = likeness.noise.data();
+    job.reach = likeness.reach;
+    job.likeness = likeness.tolerance;
     job.inside = guides.inside.data();
     job.weight = weight.data();
     for (std::size_t i = 0; i < kFeatures; ++i) {
@@ -47,7 +56,7 @@ std::vector<float> regress(const Guides& guides, const FloatPlane& noise, const 
     }
     for (std::size_t c = 0; c < kColours; ++c) {
         sums[c] = EmptyPlane(shape);
-        job.guide[c] = guide[c].data();
+        job.guide[c] = likeness.guide[c].data();
         job.target[c] = target[c].data();
         job.sum[c] = sums[c].data();
     }
@@ -87,30 +96,93 @@ FloatPlane scaled(FloatPlane plane, float factor) {
     return plane;
 }
 
-// Each half by the weights of the other, so that the noise of a pixel does not choose its own company.
-Filtered filter_picture(const DenoiseInput& input, const Guides& guides, const Colours& mean) {
-    Filtered filtered;
-    if (!HasHalves(input.picture)) {
-        filtered.half[0] = regress(guides, guides.noise, mean, mean);
-        keep_in_range(guides.shape, mean, filtered.half[0]);
-        filtered.half[1] = filtered.half[0];
-        return filtered;
+// The windows of the second pass are smaller, since what they compare is nearly clean.
+constexpr int kSecondReach = 5;
+constexpr float kFirstTolerance = 0.8f;
+
+// How far the picture and its filtered self may be off where two pixels are compared by the latter: a
+// multiple of the spread of its halves, and a share of the picture's noise for what both have lost.
+FloatPlane noise_of_filtered(const Guides& guides, const Filtered& filtered) {
+    constexpr float kSpread = 2.0f, kLost = 0.05f;
+    std::vector<float> spread(filtered.half[0].size() / kColours);
+    for (std::size_t i = 0; i < filtered.half[0].size(); ++i) {
+        const float d = filtered.half[0][i] - filtered.half[1][i];
+        spread[i / kColours] += 0.25f * d * d;
     }
-    const FloatPlane noise = scaled(guides.noise, 2.0f);
-    const Colours first = planes_of(guides.shape, input.picture.half[0]);
-    const Colours second = planes_of(guides.shape, input.picture.half[1]);
-    filtered.half[0] = regress(guides, noise, second, first);
-    filtered.half[1] = regress(guides, noise, first, second);
-    for (std::vector<float>& half : filtered.half)
-        keep_in_range(guides.shape, mean, half);
-    return filtered;
+    spread = BoxMean(spread, guides.shape.width, guides.shape.height, 1);
+    FloatPlane noise = MakePlane(guides.shape, [&](std::size_t i) { return kSpread * spread[i]; });
+    for (std::size_t i = 0; i < noise.size(); ++i)
+        noise[i] += kLost * guides.noise[i];
+    return noise;
 }
+
+// The filtered picture, and what makes the same of its parts.
+struct FilteredPicture {
+    Filtered filtered;
+    Likeness first, second;             // of the whole picture; no guide where there was one pass
+    std::vector<float> share_of_second; // in the filtered picture
+};
 
 // What the share of the filtered values makes of the given ones, which become the result.
 void mix(const std::vector<float>& share, std::span<const float> filtered,
          std::vector<float>& values) {
     for (std::size_t i = 0; i < values.size(); ++i)
         values[i] += share[i / kColours] * (filtered[i] - values[i]);
+}
+
+// Each half by the likeness that the other shows, so that the noise of a pixel does not choose its own
+// company.
+Filtered filter_crosswise(const Guides& guides, const Likeness& whole, const Colours (&guide)[2],
+                          const Colours (&half)[2], const Colours& mean) {
+    Filtered filtered;
+    for (const int i : {0, 1}) {
+        const Likeness likeness = {guide[1 - i], scaled(whole.noise, 2.0f), whole.reach,
+                                   whole.tolerance};
+        filtered.half[i] = regress(guides, likeness, half[i]);
+        keep_in_range(guides.shape, mean, filtered.half[i]);
+    }
+    return filtered;
+}
+
+// A first pass compares pixels of the noisy halves, a second one those that the first has filtered: edges
+// of shadows stand out there, which the noise had hidden. Where that is no gain, as where light varies
+// slowly, the first is kept.
+FilteredPicture filter_picture(const DenoiseInput& input, const Guides& guides,
+                               const Colours& mean) {
+    FilteredPicture result;
+    result.first = {mean, guides.noise};
+    if (!HasHalves(input.picture)) {
+        std::vector<float>& once = result.filtered.half[0];
+        once = regress(guides, result.first, mean);
+        keep_in_range(guides.shape, mean, once);
+        result.filtered.half[1] = once;
+        return result;
+    }
+    const Colours halves[2] = {planes_of(guides.shape, input.picture.half[0]),
+                               planes_of(guides.shape, input.picture.half[1])};
+    result.first.tolerance = kFirstTolerance;
+    result.filtered = filter_crosswise(guides, result.first, halves, halves, mean);
+    const Filtered& first = result.filtered;
+    const Colours clean[2] = {planes_of(guides.shape, first.half[0]),
+                              planes_of(guides.shape, first.half[1])};
+    result.second = {planes_of(guides.shape, mean_of({3, {first.half[0], first.half[1]}})),
+                     noise_of_filtered(guides, first), kSecondReach};
+    const Filtered second = filter_crosswise(guides, result.second, clean, halves, mean);
+    result.share_of_second = ShareOfSecond(input, first, second);
+    for (const int i : {0, 1})
+        mix(result.share_of_second, second.half[i], result.filtered.half[i]);
+    return result;
+}
+
+// Light of one lamp, by the windows of the picture.
+std::vector<float> filter_part(const Guides& guides, const FilteredPicture& picture,
+                               std::span<const float> part) {
+    const Colours planes = planes_of(guides.shape, part);
+    std::vector<float> smooth = regress(guides, picture.first, planes);
+    if (!picture.share_of_second.empty())
+        mix(picture.share_of_second, regress(guides, picture.second, planes), smooth);
+    keep_in_range(guides.shape, planes, smooth);
+    return smooth;
 }
 
 std::vector<float> pixels_of_noise(const Guides& guides) {
@@ -136,16 +208,14 @@ DenoiseOutput Denoise(const DenoiseInput& input) {
     DenoiseOutput output;
     output.picture = mean_of(input.picture);
     const Colours mean = planes_of(guides.shape, output.picture);
-    const Filtered filtered = filter_picture(input, guides, mean);
+    const FilteredPicture picture = filter_picture(input, guides, mean);
+    const Filtered& filtered = picture.filtered;
     Mixture mixture = MixtureOf(input, pixels_of_noise(guides), filtered);
     mix(mixture.share, mean_of({3, {filtered.half[0], filtered.half[1]}}), output.picture);
     output.error = std::move(mixture.error);
     for (const std::span<const float>& part : input.parts) {
-        const Colours planes = planes_of(guides.shape, part);
-        std::vector<float> smooth = regress(guides, guides.noise, mean, planes);
-        keep_in_range(guides.shape, planes, smooth);
         output.parts.emplace_back(part.begin(), part.end());
-        mix(mixture.share, smooth, output.parts.back());
+        mix(mixture.share, filter_part(guides, picture, part), output.parts.back());
     }
     return output;
 }

@@ -25,6 +25,8 @@ struct DenoiseInput {
     std::span<const float>
         variance;                  // of the picture, a value a pixel, sum over its channels; where
                                    // it is empty the halves tell, or the picture's roughness
+    std::span<const float> spread; // of the picture, three channels: the variance as it would be if
+                                   // frames did not depend on each other; empty for halves alone
     std::span<const float> frames; // pixels with 0 are left as they are; empty for none
     std::vector<std::span<const float>> parts; // of the picture, as the light of one lamp: what the
                                                // picture's windows make of them

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace mh {
 
@@ -104,6 +105,31 @@ std::vector<float> roughness(const DenoiseInput& input) {
     return BoxMean(result, input.width, input.height, 2);
 }
 
+// The spread of a pixel's frames says where noise is, the halves how much of it their mean has left:
+// by a ratio over a neighbourhood, since two halves alone say little of a single pixel [Rousselle12].
+std::vector<float> noise_of_spread(const DenoiseInput& input, std::vector<float> halves) {
+    constexpr int kShareReach = 12;
+    constexpr float kLeastShare = 0.01f, kMostShare = 1.2f; // chance alone goes beyond 1
+    constexpr float kDarkest = 0.03f; // squared brightness below which errors are absolute
+    std::vector<float> noise(halves.size()), relative(halves.size());
+    for (std::size_t i = 0; i < noise.size(); ++i) {
+        float light = kDarkest;
+        for (std::size_t at = kColours * i; at < kColours * (i + 1); ++at) {
+            const float mean = mean_of_halves(input.picture, at);
+            light += mean * mean;
+            noise[i] += input.spread[at];
+        }
+        relative[i] = noise[i] / light;
+        halves[i] /= light;
+    }
+    relative = BoxMean(relative, input.width, input.height, kShareReach);
+    halves = BoxMean(halves, input.width, input.height, kShareReach);
+    for (std::size_t i = 0; i < noise.size(); ++i)
+        if (relative[i] > 0.0f)
+            noise[i] *= std::clamp(halves[i] / relative[i], kLeastShare, kMostShare);
+    return noise;
+}
+
 std::vector<float> raw_noise(const DenoiseInput& input) {
     if (!input.variance.empty()) return {input.variance.begin(), input.variance.end()};
     if (!HasHalves(input.picture)) return roughness(input);
@@ -111,7 +137,7 @@ std::vector<float> raw_noise(const DenoiseInput& input) {
     for (std::size_t i = 0; i < noise.size(); ++i)
         for (std::size_t c = 0; c < kColours; ++c)
             noise[i] += half_variance(input.picture, kColours * i + c);
-    return noise;
+    return input.spread.empty() ? noise : noise_of_spread(input, std::move(noise));
 }
 
 } // namespace

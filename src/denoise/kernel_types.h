@@ -8,7 +8,7 @@ namespace mh {
 
 constexpr int kMargin = 24; // pixels around the picture: reach, patch and what lanes overshoot
 constexpr int kTile = 32;   // pixels a side
-constexpr int kReach = 8;   // of a window, from its centre
+constexpr int kReach = 8;   // of the largest window, from its centre
 constexpr int kColumns = 2 * kReach + 1;
 constexpr int kFeatures = 7; // albedo, normal, depth
 constexpr int kColours = 3;
@@ -37,6 +37,9 @@ struct RegressionJob {
     const float* target[kColours];
     float* sum[kColours]; // of weighted predictions
     float* weight;
+    int reach; // of the windows, up to kReach
+    float
+        likeness; // difference that counts as none, over the noise: less keeps more of detail and noise
 };
 
 // Features smoothed among pixels that are alike in all of them, and with them the noise of the

@@ -26,13 +26,14 @@ float square(float x) {
     return x * x;
 }
 
+constexpr float kDarkest = 0.03f; // three channels of 0.1, below which errors are absolute
+
 Distances distances_of(const DenoiseInput& input, const std::vector<float>& noise,
                        const Filtered& filtered) {
     const std::size_t pixels = noise.size();
     Distances d;
     for (std::vector<float>* list : {&d.variance, &d.residual, &d.spread, &d.moved, &d.scale})
         list->resize(pixels);
-    constexpr float kDarkest = 0.03f; // three channels of 0.1, below which errors are absolute
     for (std::size_t i = 0; i < pixels; ++i) {
         float residual = 0.0f, spread = 0.0f, moved = 0.0f, halves = 0.0f, light = kDarkest;
         for (std::size_t at = kColours * i; at < kColours * (i + 1); ++at) {
@@ -55,12 +56,39 @@ Distances distances_of(const DenoiseInput& input, const std::vector<float>& nois
 
 } // namespace
 
+// The noise of the other half has no part in either picture, so that the least squares are unbiased.
+std::vector<float> ShareOfSecond(const DenoiseInput& input, const Filtered& first,
+                                 const Filtered& second) {
+    constexpr int kShareReach = 3; // of the squares over which shares are found
+    const std::size_t pixels = first.half[0].size() / kColours;
+    std::vector<float> along(pixels), squares(pixels);
+    for (std::size_t i = 0; i < pixels; ++i) {
+        float light = kDarkest;
+        for (std::size_t at = kColours * i; at < kColours * (i + 1); ++at) {
+            for (const int half : {0, 1}) {
+                const float from = first.half[half][at], step = second.half[half][at] - from;
+                along[i] +=
+                    step * (input.picture.half[static_cast<std::size_t>(1 - half)][at] - from);
+                squares[i] += square(step);
+            }
+            light += 0.25f * square(first.half[0][at] + first.half[1][at]);
+        }
+        along[i] /= light;
+        squares[i] /= light;
+    }
+    along = BoxMean(along, input.width, input.height, kShareReach);
+    squares = BoxMean(squares, input.width, input.height, kShareReach);
+    for (std::size_t i = 0; i < pixels; ++i)
+        along[i] = squares[i] > 0.0f ? std::clamp(along[i] / squares[i], 0.0f, 1.0f) : 0.0f;
+    return along;
+}
+
 // With picture I = t + e, filtered F = t + f, E[e^2] = V, E[f^2] = M, and D = (F - I)^2, whose mean is
 // V + M - 2 E[e f], the mixture I + s (F - I) has the least error where s = (V - M + D) / (2 D).
 Mixture MixtureOf(const DenoiseInput& input, const std::vector<float>& noise,
                   const Filtered& filtered) {
     constexpr int kErrorReach = 8; // of the squares over which errors are averaged
-    constexpr float kDoubt = 0.1f; // of the variance: what chance adds to a loss that is none
+    constexpr float kDoubt = 0.2f; // of the variance: what chance adds to a loss that is none
     Distances d = distances_of(input, noise, filtered);
     for (std::vector<float>* list : {&d.variance, &d.residual, &d.spread, &d.moved})
         *list = BoxMean(*list, input.width, input.height, kErrorReach);

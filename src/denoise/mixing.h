@@ -14,6 +14,11 @@ struct Filtered {
     std::vector<float> half[2]; // three channels interleaved
 };
 
+// Of two filtered pictures that have halves, the share of the second one in the mixture that is nearest to
+// the other, unfiltered half; 0..1, a value a pixel.
+std::vector<float> ShareOfSecond(const DenoiseInput& input, const Filtered& first,
+                                 const Filtered& second);
+
 struct Mixture {
     std::vector<float> share; // of the filtered picture, 0..1, a value a pixel
     std::vector<float> error; // expected standard error of a channel of the mixture

@@ -39,10 +39,9 @@ inline Float8 difference(const RegressionJob& job, std::size_t p, std::size_t q)
     }
     const Float8 vp = load<Float8>(job.guide_variance + p);
     const Float8 vq = load<Float8>(job.guide_variance + q);
-    constexpr float kLeast = 1e-6f;   // variance below which nothing is distinguished
-    constexpr float kLikeness = 0.4f; // less keeps more detail and more noise
+    constexpr float kLeast = 1e-6f; // variance below which nothing is distinguished
     return (squares - (vp + min(vp, vq)))
-           / (fill<Float8>(kLeast) + fill<Float8>(kLikeness) * (vp + vq));
+           / (fill<Float8>(kLeast) + fill<Float8>(job.likeness) * (vp + vq));
 }
 
 // exp(-x) nearly, with an end: (1 - x / 8)^8 for x in 0..8.
@@ -190,8 +189,8 @@ template<typename Act>
 inline void for_window(const RegressionJob& job, const TileWeights& weights, int x, int y, int row,
                        int v, const Act& act) {
     int shift = 0;
-    for (int dy = -kReach; dy <= kReach; ++dy)
-        for (int dx = -kReach; dx <= kReach; ++dx, ++shift) {
+    for (int dy = -job.reach; dy <= job.reach; ++dy)
+        for (int dx = -job.reach; dx <= job.reach; ++dx, ++shift) {
             const Float8 w = weights[shift][row][v];
             if (less(zero8(), w) == 0) continue;
             act(w, job.shape.place(x + 2 * kLanes * v + dx, y + 2 * row + dy), dx, dy);
@@ -228,8 +227,8 @@ inline void regress_windows(const RegressionJob& job, const TileWeights& weights
 inline void regress_tile(const RegressionJob& job, int x, int y) {
     TileWeights weights;
     int shift = 0;
-    for (int dy = -kReach; dy <= kReach; ++dy)
-        for (int dx = -kReach; dx <= kReach; ++dx, ++shift)
+    for (int dy = -job.reach; dy <= job.reach; ++dy)
+        for (int dx = -job.reach; dx <= job.reach; ++dx, ++shift)
             find_weights(job, x, y, dx, dy, weights[shift]);
     for (int row = 0; row < kCentres; ++row)
         for (int v = 0; v < kVectors; ++v)

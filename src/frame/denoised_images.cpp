@@ -3,10 +3,12 @@
 #include "frame/denoised_images.h"
 
 #include "denoise/denoise.h"
+#include "integrate/noise.h"
 #include "integrate/output_images.h"
 #include "output/camera.h"
 #include "output/feature_planes.h"
 #include "output/image_writer.h"
+#include "output/state.h"
 
 #include <algorithm>
 #include <cmath>
@@ -43,7 +45,7 @@ bool is_light_of(const Aov& aov, const FeaturePlanes& planes) {
            && image.floats.size() == planes.beauty.half[0].size();
 }
 
-// AOVs of lights: sums of frames that are no AOVs of a camera.
+// AOVs of lights: what frames add up to and no camera owns.
 std::vector<const Image*> light_images(const FeaturePlanes& planes) {
     std::vector<const Image*> images;
     ForEachOutput([&](Aov& aov, Filling filling) {
@@ -51,7 +53,8 @@ std::vector<const Image*> light_images(const FeaturePlanes& planes) {
             return std::any_of(camera.aovs.begin(), camera.aovs.end(),
                                [&](const Aov& other) { return &other == &aov; });
         };
-        if (filling != Filling::sum || !is_light_of(aov, planes)) return;
+        const bool adds_frames = filling == Filling::sum || filling == Filling::mean;
+        if (!adds_frames || !is_light_of(aov, planes)) return;
         if (std::none_of(Cameras.begin(), Cameras.end(), own)) images.push_back(&aov.image);
     });
     return images;
@@ -73,18 +76,42 @@ std::vector<float> in_three_channels(const std::vector<float>& values) {
     return result;
 }
 
-float relative_error(const DenoiseOutput& output) {
+double light_of(const DenoiseOutput& output, std::size_t pixel) {
+    double light = 0.0;
+    for (std::size_t c = 0; c < 3; ++c)
+        light += static_cast<double>(output.picture[3 * pixel + c]) / 3.0;
+    return light;
+}
+
+double relative_error(const DenoiseOutput& output) {
     constexpr double kDarkest = 0.01; // of squared brightness
     double sum = 0.0;
     for (std::size_t i = 0; i < output.error.size(); ++i) {
-        double light = 0.0;
-        for (std::size_t c = 0; c < 3; ++c)
-            light += static_cast<double>(output.picture[3 * i + c]) / 3.0;
-        const double error = output.error[i];
+        const double error = output.error[i], light = light_of(output, i);
         sum += error * error / (light * light + kDarkest);
     }
-    return static_cast<float>(
-        std::sqrt(sum / std::max(static_cast<double>(output.error.size()), 1.0)));
+    return std::sqrt(sum / std::max(static_cast<double>(output.error.size()), 1.0));
+}
+
+DenoiseInput input_of(const FeaturePlanes& planes) {
+    return {planes.width,
+            planes.height,
+            picture_of(planes),
+            view(planes.albedo),
+            view(planes.normal),
+            view(planes.depth),
+            {},
+            planes.beauty.variance,
+            planes.frames,
+            {}};
+}
+
+DenoisedError error_of(const FeaturePlanes& planes, const DenoiseOutput& output) {
+    std::vector<NoiseOfPixel> pixels(output.error.size());
+    for (std::size_t i = 0; i < pixels.size(); ++i)
+        if (planes.frames[i] > 0.0f)
+            pixels[i] = {1.0f, static_cast<float>(light_of(output, i)), output.error[i]};
+    return {relative_error(output), PercentileOfBlocks(pixels, planes.width)};
 }
 
 } // namespace
@@ -97,24 +124,22 @@ std::string ErrorPath(const std::string& path) {
     return beside(path, "_error");
 }
 
-float WriteDenoisedImages() {
+double DenoisedNoise() {
+    if (!keeps_features()) return MeasureNoise().percentile;
+    const FeaturePlanes planes = PlanesOf(PlaneSums.sums);
+    return error_of(planes, Denoise(input_of(planes))).percentile;
+}
+
+DenoisedError WriteDenoisedImages() {
     const Camera* camera = ActiveCamera();
-    if (camera == nullptr || !keeps_features()) return 0.0f;
+    if (camera == nullptr || !keeps_features()) return {};
     const FeaturePlanes planes = TakeFeaturePlanes();
     const std::vector<const Image*> lights = light_images(planes);
-    DenoiseInput input = {planes.width,
-                          planes.height,
-                          picture_of(planes),
-                          view(planes.albedo),
-                          view(planes.normal),
-                          view(planes.depth),
-                          {},
-                          planes.frames,
-                          {}};
+    DenoiseInput input = input_of(planes);
     for (const Image* light : lights)
         input.parts.emplace_back(light->floats);
     DenoiseOutput output = Denoise(input);
-    const float error = relative_error(output);
+    const DenoisedError error = error_of(planes, output);
     for (std::size_t i = 0; i < lights.size(); ++i)
         write_as(*lights[i], DenoisedPath(lights[i]->path), std::move(output.parts[i]));
     const Image& beauty = camera->aovs[0].image;

@@ -10,9 +10,17 @@ namespace mh {
 std::string DenoisedPath(const std::string& path);
 std::string ErrorPath(const std::string& path); // "beauty_error.hdr"
 
+// What is expected to be left, relative; 0 where there was nothing to denoise.
+struct DenoisedError {
+    double mean = 0.0;       // root of the mean square over pixels
+    double percentile = 0.0; // over blocks, as Noise has it
+};
+
 // After the frames, whose planes of features it takes: writes the picture of the active camera and
-// what lights add to it, denoised, and the expected standard error of each denoised pixel. Returns
-// the relative one, root of its mean square over pixels; 0 where there was nothing to denoise.
-float WriteDenoisedImages();
+// what lights add to it, denoised, and the expected standard error of each denoised pixel.
+DenoisedError WriteDenoisedImages();
+
+// The percentile as it would be now, between frames.
+double DenoisedNoise();
 
 } // namespace mh

@@ -10,9 +10,11 @@
 #include "output/aov.h"
 #include "output/camera.h"
 #include "output/feature_planes.h"
+#include "output/state.h"
 #include "run/state.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 
 namespace mh {
@@ -66,6 +68,10 @@ struct BlockSums {
 
 BlockGrid grid_over(int width, int height) {
     return {(width + kBlockSize - 1) / kBlockSize, (height + kBlockSize - 1) / kBlockSize};
+}
+
+std::size_t blocks_of(const BlockGrid& grid) {
+    return static_cast<std::size_t>(grid.columns) * static_cast<std::size_t>(grid.rows);
 }
 
 template<typename Act>
@@ -132,7 +138,20 @@ float share_around(const std::vector<BlockSums>& sums, const BlockGrid& grid, in
     return spread > 0.0 && n >= 2.0f ? share_of(halves / spread, n, round) : 1.0f;
 }
 
-// What brightness is raised by.
+double percentile_of(std::vector<float> errors) {
+    if (errors.empty()) return 0.0;
+    const auto place =
+        static_cast<std::ptrdiff_t>(kPercentile * static_cast<double>(errors.size() - 1));
+    std::nth_element(errors.begin(), errors.begin() + place, errors.end());
+    return static_cast<double>(errors[static_cast<std::size_t>(place)]);
+}
+
+// What brightness is raised by, from its sum over pixels.
+double darkness_of(double sum, double pixels) {
+    constexpr double kLeast = 1e-20; // of a black picture
+    return std::max(sum / std::max(pixels, 1.0) * static_cast<double>(kDarkest), kLeast);
+}
+
 float darkness(const Sums& sums) {
     double sum = 0.0, count = 0.0;
     for (std::size_t i = 0; i < sums.frames.floats.size(); ++i) {
@@ -140,9 +159,16 @@ float darkness(const Sums& sums) {
         sum += static_cast<double>(std::fabs(mean_light(sums, static_cast<std::int64_t>(i))));
         ++count;
     }
-    constexpr double kLeast = 1e-20; // of a black picture
-    return static_cast<float>(
-        std::max(sum / std::max(count, 1.0) * static_cast<double>(kDarkest), kLeast));
+    return static_cast<float>(darkness_of(sum, count));
+}
+
+// Of frames of the run alone, so that a resumed run ends where the whole one does. Another measure, as
+// that of the denoiser, takes as long as many frames: it is taken at 8, 12, 16, 24, 32...
+bool is_measured(std::uint32_t frames) {
+    if (frames < kFewestFrames) return false;
+    if (Hooks.picture_error == nullptr) return frames % 2 == 0;
+    const std::uint32_t power = std::bit_floor(frames);
+    return frames == power || frames == power + power / 2;
 }
 
 std::vector<BlockNoise> measure_blocks(const Sums& sums, float dark) {
@@ -209,17 +235,40 @@ Noise MeasureNoise() {
     }
     if (errors.empty()) return {};
     noise.mean /= pixels;
-    const auto place =
-        static_cast<std::ptrdiff_t>(kPercentile * static_cast<double>(errors.size() - 1));
-    std::nth_element(errors.begin(), errors.begin() + place, errors.end());
-    noise.percentile = static_cast<double>(errors[static_cast<std::size_t>(place)]);
+    noise.percentile = percentile_of(std::move(errors));
     return noise;
 }
 
+double PercentileOfBlocks(const std::vector<NoiseOfPixel>& pixels, int width) {
+    const int height = static_cast<int>(pixels.size()) / std::max(width, 1);
+    const BlockGrid grid = grid_over(width, height);
+    std::vector<double> light(blocks_of(grid)), squares(blocks_of(grid)), count(blocks_of(grid));
+    double all_light = 0.0, all = 0.0;
+    for (std::size_t i = 0; i < pixels.size(); ++i) {
+        if (!(pixels[i].frames > 0.0f)) continue;
+        const int x = static_cast<int>(i) % width, y = static_cast<int>(i) / width;
+        const auto block = static_cast<std::size_t>(y / kBlockSize * grid.columns + x / kBlockSize);
+        const double error = pixels[i].error;
+        light[block] += static_cast<double>(pixels[i].light);
+        squares[block] += error * error;
+        ++count[block];
+        all_light += std::fabs(static_cast<double>(pixels[i].light));
+        ++all;
+    }
+    const double dark = darkness_of(all_light, all);
+    std::vector<float> errors;
+    for (std::size_t i = 0; i < count.size(); ++i)
+        if (count[i] > 0.0)
+            errors.push_back(static_cast<float>(std::sqrt(squares[i] / count[i])
+                                                / (std::fabs(light[i] / count[i]) + dark)));
+    return percentile_of(std::move(errors));
+}
+
 void FollowNoise(std::uint32_t frames) {
-    const bool due = frames >= kFewestFrames && frames % 2 == 0;
-    if (!(RendererSettings.noise > 0.0f) || !due || !keeps_planes()) return;
-    IntegrateState.noise.push_back({frames, MeasureNoise().percentile});
+    if (!(RendererSettings.noise > 0.0f) || !is_measured(frames) || !keeps_planes()) return;
+    const double error =
+        Hooks.picture_error != nullptr ? Hooks.picture_error() : MeasureNoise().percentile;
+    IntegrateState.noise.push_back({frames, error});
 }
 
 bool target_is_reached() {

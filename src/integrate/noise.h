@@ -44,6 +44,15 @@ struct Noise {
 // Zeros where no planes are kept.
 Noise MeasureNoise();
 
+struct NoiseOfPixel {
+    float frames = 0.0f; // 0 where nothing is rendered
+    float light = 0.0f;  // mean of its channels
+    float error = 0.0f;  // of a channel, absolute
+};
+
+// The same percentile of a picture of which this is known.
+double PercentileOfBlocks(const std::vector<NoiseOfPixel>& pixels, int width);
+
 // After each frame of a run with a target: measures, where that is worth it.
 void FollowNoise(std::uint32_t frames);
 

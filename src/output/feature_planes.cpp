@@ -59,12 +59,13 @@ void add_sample(Quantity quantity, bool odd, std::int64_t pixel, const Vec3& val
 }
 
 // Makes means of the sums of halves, and of the squares the variance of the mean over all frames.
-Plane finished(Quantity quantity, const std::vector<float>& frames) {
+Plane finished(std::vector<Aov>& sums, Quantity quantity, const std::vector<float>& frames) {
+    const auto take = [&](Half half) { return std::move(sums[place_of(quantity, half)].image); };
+    Image even_sum = take(Half::even);
     Plane plane;
-    plane.channels = plane_sum(quantity, Half::even).image.channels;
-    plane.half = {std::move(plane_sum(quantity, Half::even).image.floats),
-                  std::move(plane_sum(quantity, Half::odd).image.floats)};
-    plane.variance = std::move(plane_sum(quantity, Half::squares).image.floats);
+    plane.channels = even_sum.channels;
+    plane.half = {std::move(even_sum.floats), take(Half::odd).floats};
+    plane.variance = take(Half::squares).floats;
     const auto channels = static_cast<std::size_t>(plane.channels);
     for (std::size_t i = 0; i < plane.variance.size(); ++i) {
         const float n = frames[i / channels];
@@ -146,21 +147,24 @@ double bytes_of_planes(PlaneNeed need) {
     return floats * bytes_of_pixel() / 3.0;
 }
 
-FeaturePlanes TakeFeaturePlanes() {
+FeaturePlanes PlanesOf(std::vector<Aov> sums) {
     FeaturePlanes planes;
-    if (!keeps_planes()) return planes;
-    planes.width = PlaneSums.sums[0].image.width;
-    planes.height = PlaneSums.sums[0].image.height;
-    planes.frames = std::move(frames_done());
-    planes.beauty = finished(Quantity::beauty, planes.frames);
-    if (keeps_features()) {
-        planes.albedo = finished(Quantity::albedo, planes.frames);
-        planes.normal = finished(Quantity::normal, planes.frames);
-        planes.depth = finished(Quantity::depth, planes.frames);
+    if (sums.empty()) return planes;
+    planes.width = sums[0].image.width;
+    planes.height = sums[0].image.height;
+    planes.frames = std::move(sums[0].image.floats);
+    planes.beauty = finished(sums, Quantity::beauty, planes.frames);
+    if (sums.size() == kSumsOfFeatures) {
+        planes.albedo = finished(sums, Quantity::albedo, planes.frames);
+        planes.normal = finished(sums, Quantity::normal, planes.frames);
+        planes.depth = finished(sums, Quantity::depth, planes.frames);
     }
-    PlaneSums.kept = PlaneNeed::none;
-    PlaneSums.sums.clear();
     return planes;
+}
+
+FeaturePlanes TakeFeaturePlanes() {
+    PlaneSums.kept = PlaneNeed::none;
+    return PlanesOf(std::exchange(PlaneSums.sums, {}));
 }
 
 } // namespace mh

@@ -44,9 +44,12 @@ struct FeatureSample {
 enum class Quantity : std::uint8_t { beauty, albedo, normal, depth };
 enum class Half : std::uint8_t { even, odd, squares };
 
+constexpr std::size_t place_of(Quantity quantity, Half half) {
+    return 2 + 3 * static_cast<std::size_t>(quantity) + static_cast<std::size_t>(half);
+}
+
 inline Aov& plane_sum(Quantity quantity, Half half) {
-    return PlaneSums
-        .sums[2 + 3 * static_cast<std::size_t>(quantity) + static_cast<std::size_t>(half)];
+    return PlaneSums.sums[place_of(quantity, half)];
 }
 
 // Variance of the mean of n values from their sum and that of their squares; that of a single value
@@ -88,8 +91,10 @@ inline std::vector<float>& frames_wanted() {
 // Bytes that a pixel's sums take.
 double bytes_of_planes(PlaneNeed need);
 
-// What the frames done left, in place of the sums, which are given up. Empty planes where the need
-// was less.
+// What sums of PlaneSums come to; empty planes where less is kept.
+FeaturePlanes PlanesOf(std::vector<Aov> sums);
+
+// Those of the frames done, in place of the sums, which are given up.
 FeaturePlanes TakeFeaturePlanes();
 
 } // namespace mh

@@ -19,6 +19,8 @@ struct RunHooks {
                                      // the camera's number of frames, which may be set here
     void (*ended_early)() = nullptr; // frames are missing, and the images not written yet
     bool drops_cut_frames = false;   // whether images are kept as they were before the frame
+    double (*picture_error)() = nullptr; // what a noise target is held against after some frames,
+                                         // in place of the noise that the frames tell
     bool (*restore_photons)() = nullptr; // in place of a pass: true when it has
     void (*photons_stored)() = nullptr;  // before the tree brings them into its order
     void (*photons_cast)(std::int64_t count) = nullptr; // so many more; one call at a time

@@ -73,6 +73,21 @@ class Seeds(ProgramTest):
         piece = self.run_here(*scene, "--partial", "p", status=2).stderr
         self.assertIn("--partial goes without", piece)
 
+    def test_with_a_denoiser_the_noise_target_is_the_denoised_picture(self):
+        given = (EXAMPLES + "/cornell", "--mode", "path", "--estimator", "exact", "--resolution", "48x32",
+                 "--sample", "200", "--seed", "7", "--noise", "0.08")
+        frames = []
+        for option in ("--adaptive", "--denoise"):
+            pictures = self.pictures(*given, option, "--report", "r.json")
+            with open(self.path("r.json"), encoding="utf-8") as file:
+                report = json.load(file)
+            frames.append(report["frames"])
+        self.assertLess(report["denoised_percentile_95_of_blocks"], 0.08)
+        self.assertGreater(report["noise"]["percentile_95_of_blocks"], 0.08)
+        self.assertLess(frames[1], frames[0] / 2)
+        self.stop_after_a_frame(*given, "--denoise", "--checkpoint", "c", frame=10)
+        self.assertEqual(self.pictures(*given, "--denoise", "--resume", "c"), pictures)
+
     def test_other_seeds_and_none_give_other_pictures(self):
         for estimator in ("classic", "exact"):
             given = (EXAMPLES + "/sky", "--resolution", "24x16", "--sample", "1", "--mode", "path",

@@ -106,15 +106,17 @@ int denoise_started(const Arguments& arguments) {
     const std::vector<float> variance = variance_of(files[3].floats, colours);
     NoisyImage depths = view(depth);
     depths.channels = depth.empty() ? 0 : 1;
-    const DenoiseOutput output = Denoise({picture.width,
-                                          picture.height,
-                                          view(colours),
-                                          view(files[0].floats),
-                                          view(files[1].floats),
-                                          depths,
-                                          variance,
-                                          {},
-                                          {}});
+    const DenoiseInput input = {picture.width,
+                                picture.height,
+                                view(colours),
+                                view(files[0].floats),
+                                view(files[1].floats),
+                                depths,
+                                variance,
+                                {},
+                                {},
+                                {}};
+    const DenoiseOutput output = Denoise(input);
     for (std::size_t i = 0; i < picture.values.size(); ++i)
         picture.values[i] = {output.picture[3 * i], output.picture[3 * i + 1],
                              output.picture[3 * i + 2]};
