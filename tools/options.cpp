@@ -189,6 +189,8 @@ constexpr OptionRow kMergeRows[] = {
      bind_wholes<&A::region, ','>},
     {"--allow-gaps", "", "Write what there is where frames or parts of the picture are missing",
      bind<&A::allow_gaps>},
+    {"--denoise", "", "Write denoised pictures too, of pieces rendered with --denoise",
+     bind<&A::denoise>},
 };
 
 constexpr OptionRow kFarmRows[] = {

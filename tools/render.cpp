@@ -245,7 +245,7 @@ void render_frames() {
     Complain(kEndedWithoutFrames);
 }
 
-// A piece writes no pictures.
+// A piece writes no pictures, but features for their merge.
 bool denoises(const Arguments& arguments) {
     return arguments.denoise && !is_piece(arguments);
 }
@@ -299,10 +299,8 @@ int render_opened(const Arguments& arguments) {
     } else if (const std::string fault = FaultOfPictures(arguments); !fault.empty()) {
         return give_up(kNotWritten, fault);
     }
-    if (denoises(arguments)) {
-        AskForPlanes(PlaneNeed::features);
-        Hooks.picture_error = DenoisedNoise;
-    }
+    if (arguments.denoise) AskForPlanes(PlaneNeed::features);
+    if (denoises(arguments)) Hooks.picture_error = DenoisedNoise;
     Checkpoint checkpoint;
     if (!arguments.resume.empty()) {
         const std::string fault = ReadCheckpoint(arguments.resume, checkpoint);

@@ -3,6 +3,7 @@
 #include "frame/denoised_images.h"
 
 #include "denoise/denoise.h"
+#include "frame/state.h"
 #include "integrate/noise.h"
 #include "integrate/output_images.h"
 #include "output/camera.h"
@@ -13,6 +14,7 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <utility>
 
 namespace mh {
 
@@ -39,23 +41,22 @@ NoisyImage picture_of(const FeaturePlanes& planes) {
     return picture;
 }
 
-bool is_light_of(const Aov& aov, const FeaturePlanes& planes) {
-    const Image& image = aov.image;
+bool is_light_of(const Image& image, const FeaturePlanes& planes) {
     return !image.path.empty() && image.width == planes.width && image.height == planes.height
            && image.floats.size() == planes.beauty.half[0].size();
 }
 
 // AOVs of lights: what frames add up to and no camera owns.
-std::vector<const Image*> light_images(const FeaturePlanes& planes) {
-    std::vector<const Image*> images;
+std::vector<Image> light_images() {
+    std::vector<Image> images;
     ForEachOutput([&](Aov& aov, Filling filling) {
         const auto own = [&](const Camera& camera) {
             return std::any_of(camera.aovs.begin(), camera.aovs.end(),
                                [&](const Aov& other) { return &other == &aov; });
         };
         const bool adds_frames = filling == Filling::sum || filling == Filling::mean;
-        if (!adds_frames || !is_light_of(aov, planes)) return;
-        if (std::none_of(Cameras.begin(), Cameras.end(), own)) images.push_back(&aov.image);
+        if (adds_frames && std::none_of(Cameras.begin(), Cameras.end(), own))
+            images.push_back(aov.image);
     });
     return images;
 }
@@ -130,11 +131,24 @@ double DenoisedNoise() {
     return error_of(planes, Denoise(input_of(planes))).percentile;
 }
 
+void KeepLightImages() {
+    if (PlaneSums.asked == PlaneNeed::features) LightImages = light_images();
+}
+
 DenoisedError WriteDenoisedImages() {
+    const std::vector<Image> lights = std::exchange(LightImages, {});
     const Camera* camera = ActiveCamera();
-    if (camera == nullptr || !keeps_features()) return {};
+    if (camera == nullptr) return {};
+    std::vector<const Image*> list;
+    for (const Image& light : lights)
+        list.push_back(&light);
+    return WriteDenoisedImages(camera->aovs[0].image, std::move(list));
+}
+
+DenoisedError WriteDenoisedImages(const Image& beauty, std::vector<const Image*> lights) {
+    if (!keeps_features()) return {};
     const FeaturePlanes planes = TakeFeaturePlanes();
-    const std::vector<const Image*> lights = light_images(planes);
+    std::erase_if(lights, [&](const Image* light) { return !is_light_of(*light, planes); });
     DenoiseInput input = input_of(planes);
     for (const Image* light : lights)
         input.parts.emplace_back(light->floats);
@@ -142,7 +156,6 @@ DenoisedError WriteDenoisedImages() {
     const DenoisedError error = error_of(planes, output);
     for (std::size_t i = 0; i < lights.size(); ++i)
         write_as(*lights[i], DenoisedPath(lights[i]->path), std::move(output.parts[i]));
-    const Image& beauty = camera->aovs[0].image;
     write_as(beauty, DenoisedPath(beauty.path), std::move(output.picture));
     write_as(beauty, ErrorPath(beauty.path), in_three_channels(output.error));
     return error;

@@ -7,6 +7,7 @@
 #include "accel/state.h"
 #include "accel/tree.h"
 #include "accel/walk.h"
+#include "frame/denoised_images.h"
 #include "frame/state.h"
 #include "geometry/state.h"
 #include "integrate/density.h"
@@ -101,6 +102,7 @@ constexpr InitialPhase kPhases[] = {
 };
 
 void finish_lights() {
+    KeepLightImages();
     FinalizeSkyLight();
     FinalizeGeometryLight();
     FinalizeGaffer();

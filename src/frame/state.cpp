@@ -8,6 +8,7 @@ HostProgress Progress;
 std::set<std::pair<std::string, HostFault>> ReportedFaults;
 std::vector<Picture> Pictures;
 std::mutex PicturesMutex;
+std::vector<Image> LightImages;
 KeptText KeptReport;
 std::ostream KeptStream(&KeptReport);
 bool ImageLibraryStarted = false;

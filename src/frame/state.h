@@ -3,6 +3,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "shading/types.h"
+
 #include <cstdint>
 #include <mutex>
 #include <ostream>
@@ -56,6 +58,9 @@ struct Picture {
 
 extern std::vector<Picture> Pictures;
 extern std::mutex PicturesMutex; // hosts release pictures at any time
+
+// Of the lights, which end with the last frame, until they are denoised.
+extern std::vector<Image> LightImages;
 
 // What was reported and not taken yet.
 struct KeptText : std::streambuf {

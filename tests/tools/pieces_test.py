@@ -37,6 +37,20 @@ class Pieces(ProgramTest):
     def merged(self, *arguments, status=0):
         return self.run_here("merge", *arguments, "--output-dir", "merged", status=status)
 
+    def test_merged_pieces_are_denoised_as_one_run(self):
+        light = MIRROR["light/light.mh"].replace(
+            "point_light\n", 'point_light\n    aov\n        image "key.pfm"\n    end\n', 1)
+        write_scene(self.scene, {**MIRROR, "light/light.mh": light})  # without images of features
+        self.merged(*self.pieces(LEFT, RIGHT))
+        refused = self.merged("0.part", "1.part", "--denoise", status=2).stderr
+        self.assertIn("render them with --denoise", refused)
+        self.settings = (*self.settings, "--denoise")
+        self.render("--output-dir", "one")
+        for split in ([LEFT, RIGHT], [("--frames", "0:4"), ("--frames", "4:9")]):
+            self.merged("--denoise", *self.pieces(*split))
+            self.assertEqual(self.pictures("merged"), self.pictures("one"), split)
+            self.assertIn("key_denoised.pfm", self.pictures("merged"))
+
     def test_pieces_give_the_bytes_of_one_run_however_it_was_split(self):
         by_frames = [("--frames", frames) for frames in FRAMES]
         splits = (by_frames, [("--frames", f) for f in ("0:8", "8:9")],

@@ -4,6 +4,7 @@
 #include "pieces/merge.h"
 
 #include "files.h"
+#include "frame/denoised_images.h"
 #include "frame/phases.h"
 #include "integrate/frame_sums.h"
 #include "integrate/plane_images.h"
@@ -253,20 +254,35 @@ void note_failed_write(const std::string& path, const std::string& reason) {
 }
 
 // What images are derived from. Empty on success.
-std::string join_parts(const Merge& merge) {
+std::string join_parts(const Arguments& arguments, const Merge& merge) {
     std::vector<Aov> parts;
     const std::vector<PlaneHeader>& planes = picture_of(merge).planes;
     for (std::size_t i = 0; i < planes.size(); ++i)
         if (planes[i].kind == PlaneKind::part
             && !fill(merge, i, parts.emplace_back(aov_of(planes[i]))))
             return kChanged;
-    return RestorePlanes(std::move(parts), static_cast<std::int32_t>(picture_of(merge).frames))
-               ? ""
-               : "the pieces lack planes that images are made from";
+    if (!RestorePlanes(std::move(parts), static_cast<std::int32_t>(picture_of(merge).frames)))
+        return "the pieces lack planes that images are made from";
+    if (arguments.denoise && !keeps_features())
+        return "the pieces hold no features to denoise by: render them with --denoise too, or "
+               "merge "
+               "them without it and use moonhare denoise";
+    return {};
+}
+
+// Images of lights come before those of the rendered camera, whose first is its picture.
+std::size_t place_of_picture(const std::vector<PlaneHeader>& planes) {
+    const auto last = std::find_if(planes.rbegin(), planes.rend(), [](const PlaneHeader& plane) {
+        return plane.kind == PlaneKind::sums
+               && plane.channel == static_cast<std::uint32_t>(Channel::beauty);
+    });
+    return static_cast<std::size_t>(planes.rend() - last) - 1;
 }
 
 std::string write_pictures(const Arguments& arguments, const Merge& merge) {
     const std::vector<PlaneHeader>& planes = picture_of(merge).planes;
+    const std::size_t picture = place_of_picture(planes);
+    std::vector<Image> for_denoiser;
     for (std::size_t i = 0; i < planes.size(); ++i) {
         if (planes[i].kind == PlaneKind::part) continue;
         Aov aov = aov_of(planes[i]);
@@ -275,12 +291,19 @@ std::string write_pictures(const Arguments& arguments, const Merge& merge) {
         std::error_code fault; // the writing reports it
         fs::create_directories(fs::path(aov.image.path).parent_path(), fault);
         WriteImage(aov.image);
+        if (arguments.denoise && planes[i].kind == PlaneKind::sums && i <= picture)
+            for_denoiser.push_back(std::move(aov.image));
     }
+    if (for_denoiser.empty()) return {};
+    std::vector<const Image*> lights;
+    for (std::size_t i = 0; i + 1 < for_denoiser.size(); ++i)
+        lights.push_back(&for_denoiser[i]);
+    WriteDenoisedImages(for_denoiser.back(), lights);
     return {};
 }
 
 // Of a picture while it is put together, and while it is encoded.
-bool fits_memory(const Merge& merge) {
+bool fits_memory(const Arguments& arguments, const Merge& merge) {
     constexpr double kBytesOfSums = 3.0 * sizeof(FixedPoint) + sizeof(std::uint32_t);
     double largest = 0.0, parts = 0.0;
     for (const PlaneHeader& plane : picture_of(merge).planes) {
@@ -289,7 +312,9 @@ bool fits_memory(const Merge& merge) {
         if (plane.kind == PlaneKind::part) parts += values;
     }
     constexpr double kCopies = 3.0; // in other forms, while they are made and encoded
-    return FitsMemory(kBytesOfSums * static_cast<double>(pixel_count(merge.bounds))
+    constexpr double kBytesOfDenoiser = 400.0;
+    const double bytes_of_pixel = kBytesOfSums + (arguments.denoise ? kBytesOfDenoiser : 0.0);
+    return FitsMemory(bytes_of_pixel * static_cast<double>(pixel_count(merge.bounds))
                       + sizeof(float) * (kCopies * largest + parts));
 }
 
@@ -306,13 +331,13 @@ int merge_read(const Arguments& arguments, Merge& merge) {
         if (!fault.empty()) return fail(kWrongUse, fault);
     if (!covers(arguments, merge)) return kWrongUse;
     find_bounds(merge);
-    if (!fits_memory(merge))
+    if (!fits_memory(arguments, merge))
         return fail(kNotWritten, "the picture needs more memory than there is");
     count_frames(merge);
     Startup();
     Hooks.write_failed = note_failed_write;
     ImageWriting.exr_floats = picture_of(merge).exr_floats != 0;
-    std::string fault = join_parts(merge);
+    std::string fault = join_parts(arguments, merge);
     if (fault.empty()) fault = write_pictures(arguments, merge);
     Finalize();
     Shutdown();
