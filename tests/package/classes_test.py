@@ -56,7 +56,7 @@ ball = mh.Particles([(0, 0, 0)], 1, shader=mh.Emitter(1))
 moved = numpy.array([(1, 0, 0, 0), (0, 1, 0, 0), (0, 0, 1, 2), (0, 0, 0, 1)])
 depth = scene(FLOOR, mh.Instance(ball, moved)).render(8)["depth"]
 assert abs(depth[3, 4, 0] - 1) < 0.2, depth[3, 4]
-hair = mh.Hair([[(x, -9, 1), (x, 0, 1), (x, 9, 1)] for x in (-0.5, 0.5)], radius=(0.6, 0.6))
+hair = mh.Hair(([(x, -9, 1), (x, 0, 1), (x, 9, 1)] for x in (-0.5, 0.5)), radius=(0.6, 0.6))
 depth = scene(hair).render(8)["depth"][:, 2:6, 0]
 assert depth.max() < 4 and numpy.count_nonzero(depth > 2) > 20, depth  # all segments are there
 

@@ -161,6 +161,9 @@ class Hair:
     radius: float | tuple[float, float] = 0.003
     shader: Shader = dataclasses.field(default_factory=Diffuse)
 
+    def __post_init__(self) -> None:
+        self.strands = list(self.strands)  # it is gone through more than once
+
 
 @dataclasses.dataclass(eq=False)
 class Particles:
