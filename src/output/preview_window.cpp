@@ -90,7 +90,7 @@ bool run(const PreviewHost& host, char* reason, std::size_t reason_bytes) {
 
 } // namespace
 
-extern "C" [[gnu::visibility("default")]] const PreviewWindowPlugin mh_preview_window = {
+extern "C" [[gnu::visibility("default")]] const PreviewWindowPlugin kMoonharePreviewWindow = {
     kPreviewWindowVersion, run};
 
 } // namespace mh

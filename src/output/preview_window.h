@@ -29,6 +29,6 @@ struct PreviewWindowPlugin {
     bool (*run)(const PreviewHost& host, char* reason, std::size_t reason_bytes);
 };
 
-constexpr const char* kPreviewWindowSymbol = "mh_preview_window";
+constexpr const char* kPreviewWindowSymbol = "kMoonharePreviewWindow";
 
 } // namespace mh
