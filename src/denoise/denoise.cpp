@@ -31,8 +31,8 @@ std::vector<float> mean_of(const NoisyImage& picture) {
 
 // How like a window's pixels are to its centre, by a picture and its variance.
 struct Likeness {
-    Colours guide;
-    FloatPlane noise;
+    const Colours& guide;
+    const FloatPlane& noise;
     int reach = kReach;
     float tolerance = 0.4f; // RegressionJob::likeness
 };
@@ -98,7 +98,7 @@ FloatPlane scaled(FloatPlane plane, float factor) {
 
 // The windows of the second pass are smaller, since what they compare is nearly clean.
 constexpr int kSecondReach = 5;
-constexpr float kFirstTolerance = 0.8f;
+constexpr float kFirstTolerance = 0.8f, kSecondTolerance = 0.4f;
 
 // How far the picture and its filtered self may be off where two pixels are compared by the latter: a
 // multiple of the spread of its halves, and a share of the picture's noise for what both have lost.
@@ -116,11 +116,13 @@ FloatPlane noise_of_filtered(const Guides& guides, const Filtered& filtered) {
     return noise;
 }
 
-// The filtered picture, and what makes the same of its parts.
+// The filtered picture, and what makes the same of its parts, if there are any.
 struct FilteredPicture {
     Filtered filtered;
-    Likeness first, second;             // of the whole picture; no guide where there was one pass
-    std::vector<float> share_of_second; // in the filtered picture
+    float first_tolerance = 0.4f;
+    Colours second_guide; // of the whole picture
+    FloatPlane second_noise;
+    std::vector<float> share_of_second; // in the filtered picture; empty where there was one pass
 };
 
 // What the share of the filtered values makes of the given ones, which become the result.
@@ -131,14 +133,16 @@ void mix(const std::vector<float>& share, std::span<const float> filtered,
 }
 
 // Each half by the likeness that the other shows, so that the noise of a pixel does not choose its own
-// company.
-Filtered filter_crosswise(const Guides& guides, const Likeness& whole, const Colours (&guide)[2],
-                          const Colours (&half)[2], const Colours& mean) {
+// company. noise: of the guide's mean.
+Filtered filter_crosswise(const DenoiseInput& input, const Guides& guides, const Colours& mean,
+                          const std::array<std::span<const float>, 2>& guide, FloatPlane noise,
+                          int reach, float tolerance) {
+    noise = scaled(std::move(noise), 2.0f);
     Filtered filtered;
-    for (const int i : {0, 1}) {
-        const Likeness likeness = {guide[1 - i], scaled(whole.noise, 2.0f), whole.reach,
-                                   whole.tolerance};
-        filtered.half[i] = regress(guides, likeness, half[i]);
+    for (const std::size_t i : {std::size_t{0}, std::size_t{1}}) {
+        const Colours other = planes_of(guides.shape, guide[1 - i]);
+        const Colours half = planes_of(guides.shape, input.picture.half[i]);
+        filtered.half[i] = regress(guides, {other, noise, reach, tolerance}, half);
         keep_in_range(guides.shape, mean, filtered.half[i]);
     }
     return filtered;
@@ -150,37 +154,40 @@ Filtered filter_crosswise(const Guides& guides, const Likeness& whole, const Col
 FilteredPicture filter_picture(const DenoiseInput& input, const Guides& guides,
                                const Colours& mean) {
     FilteredPicture result;
-    result.first = {mean, guides.noise};
+    Filtered& first = result.filtered;
     if (!HasHalves(input.picture)) {
-        std::vector<float>& once = result.filtered.half[0];
-        once = regress(guides, result.first, mean);
-        keep_in_range(guides.shape, mean, once);
-        result.filtered.half[1] = once;
+        first.half[0] = regress(guides, {mean, guides.noise}, mean);
+        keep_in_range(guides.shape, mean, first.half[0]);
+        first.half[1] = first.half[0];
         return result;
     }
-    const Colours halves[2] = {planes_of(guides.shape, input.picture.half[0]),
-                               planes_of(guides.shape, input.picture.half[1])};
-    result.first.tolerance = kFirstTolerance;
-    result.filtered = filter_crosswise(guides, result.first, halves, halves, mean);
-    const Filtered& first = result.filtered;
-    const Colours clean[2] = {planes_of(guides.shape, first.half[0]),
-                              planes_of(guides.shape, first.half[1])};
-    result.second = {planes_of(guides.shape, mean_of({3, {first.half[0], first.half[1]}})),
-                     noise_of_filtered(guides, first), kSecondReach};
-    const Filtered second = filter_crosswise(guides, result.second, clean, halves, mean);
+    result.first_tolerance = kFirstTolerance;
+    first = filter_crosswise(input, guides, mean, input.picture.half, guides.noise, kReach,
+                             kFirstTolerance);
+    result.second_noise = noise_of_filtered(guides, first);
+    if (!input.parts.empty())
+        result.second_guide =
+            planes_of(guides.shape, mean_of({kColours, {first.half[0], first.half[1]}}));
+    const Filtered second = filter_crosswise(input, guides, mean, {first.half[0], first.half[1]},
+                                             result.second_noise, kSecondReach, kSecondTolerance);
     result.share_of_second = ShareOfSecond(input, first, second);
     for (const int i : {0, 1})
-        mix(result.share_of_second, second.half[i], result.filtered.half[i]);
+        mix(result.share_of_second, second.half[i], first.half[i]);
     return result;
 }
 
 // Light of one lamp, by the windows of the picture.
 std::vector<float> filter_part(const Guides& guides, const FilteredPicture& picture,
-                               std::span<const float> part) {
+                               const Colours& mean, std::span<const float> part) {
     const Colours planes = planes_of(guides.shape, part);
-    std::vector<float> smooth = regress(guides, picture.first, planes);
+    std::vector<float> smooth =
+        regress(guides, {mean, guides.noise, kReach, picture.first_tolerance}, planes);
     if (!picture.share_of_second.empty())
-        mix(picture.share_of_second, regress(guides, picture.second, planes), smooth);
+        mix(picture.share_of_second,
+            regress(guides,
+                    {picture.second_guide, picture.second_noise, kSecondReach, kSecondTolerance},
+                    planes),
+            smooth);
     keep_in_range(guides.shape, planes, smooth);
     return smooth;
 }
@@ -215,7 +222,7 @@ DenoiseOutput Denoise(const DenoiseInput& input) {
     output.error = std::move(mixture.error);
     for (const std::span<const float>& part : input.parts) {
         output.parts.emplace_back(part.begin(), part.end());
-        mix(mixture.share, filter_part(guides, picture, part), output.parts.back());
+        mix(mixture.share, filter_part(guides, picture, mean, part), output.parts.back());
     }
     return output;
 }
