@@ -136,7 +136,7 @@ int DescribeScene(const Arguments& arguments) {
     std::string text;
     {
         CapturedReport report;
-        OpenScene(arguments.scene + (arguments.scene.ends_with('/') ? "" : "/"));
+        OpenChecked(arguments.scene + (arguments.scene.ends_with('/') ? "" : "/"));
         text = description();
         ForgetOutputs();
         Finalize();

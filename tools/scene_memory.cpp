@@ -4,6 +4,7 @@
 
 #include "accel/tree.h"
 #include "geometry/state.h"
+#include "integrate/density.h"
 #include "integrate/output_images.h"
 #include "lights/state.h"
 #include "output/state.h"
@@ -14,6 +15,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <set>
+#include <string>
 
 namespace mh {
 
@@ -22,10 +25,8 @@ namespace {
 // Tables, stacks and code that rendering touches: measured on the examples.
 constexpr double kBytesOfRender = 6.0 * 1024.0 * 1024.0;
 
-// A cell and its sums; each face has at least one when photons are gathered.
-constexpr double kBytesOfCell = 24.0 + 48.0;
-
-constexpr double kBytesOfPixel = 12.0;        // of an output
+constexpr double kBytesOfPixel = 24.0;        // of an output, kept while a frame changes it
+constexpr double kBytesOfSeededPixel = 60.0;  // with its exact sums
 constexpr double kWorkingBytesOfPixel = 16.0; // an image while it is encoded
 constexpr double kBytesOfSkyMap = 12582912.0; // with its table of samples
 constexpr double kBytesOfDisplaced = 134.0; // of a triangle, its vertices and what smoothing takes
@@ -40,7 +41,25 @@ double output_bytes() {
         Cameras.empty() ? 0.0 : static_cast<double>(Cameras[0].width) * Cameras[0].height;
     double count = 0.0;
     ForEachOutput([&](Aov&, Filling) { ++count; });
-    return std::max(pixels, 0.0) * (kBytesOfPixel * count + kWorkingBytesOfPixel);
+    const bool sums = RendererSettings.seed >= 0 || is_exact();
+    const double of_output = sums ? kBytesOfSeededPixel : kBytesOfPixel;
+    return std::max(pixels, 0.0) * (of_output * count + kWorkingBytesOfPixel);
+}
+
+std::set<std::string> instanced_objects() {
+    std::set<std::string> names;
+    for (const Object& object : Objects)
+        for (const Instance& instance : object.instances)
+            names.insert(instance.object_name);
+    return names;
+}
+
+// Faces that displacement makes have a cell each.
+double cell_bytes(const Object& object, double made) {
+    double cells = made;
+    for (const Part& part : object.parts)
+        cells += static_cast<double>(CellsOf(part));
+    return kBytesOfCell * cells;
 }
 
 // Triangles that displacement makes of one.
@@ -95,13 +114,16 @@ double size_bytes(const Part& part) {
 }
 
 double EstimatedMemory() {
-    const double of_primitive = kTreeBytesOfPrimitive + (chooses_gathering() ? kBytesOfCell : 0.0);
     double bytes = peak_memory_bytes() + kBytesOfRender + output_bytes();
     if (!SkyLight.image.path.empty()) bytes += kBytesOfSkyMap;
+    const std::set<std::string> instanced = instanced_objects();
     for (const Object& object : Objects) {
         const double made = displaced_triangles(object);
-        bytes += of_primitive * (static_cast<double>(primitive_count(object)) + made)
+        bytes += kTreeBytesOfPrimitive * (static_cast<double>(primitive_count(object)) + made)
                  + kBytesOfDisplaced * made;
+        // Only the root object has cells, and no instance leads to it.
+        if (chooses_gathering() && !instanced.contains(object.name))
+            bytes += cell_bytes(object, made);
     }
     return bytes;
 }

@@ -80,8 +80,7 @@ bool is_too_large(std::uint64_t cells) {
 
 // For the cells and the sums that fill them.
 bool fits_memory(double cells) {
-    constexpr double kBytes = sizeof(DensityCell) + kSides * 3.0 * sizeof(FixedPoint);
-    if (FitsMemory(cells * kBytes)) return true;
+    if (FitsMemory(cells * kBytesOfCell)) return true;
     ReportError("density estimator - " + std::to_string(static_cast<std::int64_t>(cells))
                 + " cells need more memory than there is; no photons are gathered");
     return false;
@@ -152,6 +151,21 @@ Vec3 read(const Ray& ray, bool front) {
 }
 
 } // namespace
+
+const double kBytesOfCell = sizeof(DensityCell) + kSides * 3.0 * sizeof(FixedPoint);
+
+std::uint64_t CellsOf(const Part& part) {
+    std::uint64_t count = 0;
+    const auto add = [&](float area) {
+        const std::uint64_t n = resolution_of(area);
+        count += n * n;
+    };
+    for (const Triangle& face : part.triangles)
+        add(area_of(part, face));
+    for (const Tetragon& face : part.tetragons)
+        add(area_of(part, face));
+    return count;
+}
 
 void InitializeDensity() {
     IntegrateState.resolution_of_grids = RendererSettings.resolution;

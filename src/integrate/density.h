@@ -21,6 +21,12 @@ void UpdateDensity();
 // At the end of the scene's objects.
 void ReleaseDensity();
 
+// Cells that a part's faces would have in the root object if all of them scattered.
+std::uint64_t CellsOf(const Part& part);
+
+// Of a cell, with the sums that fill it while photons are cast.
+extern const double kBytesOfCell;
+
 // Before the photons: empties the cells of the root object.
 void StartDeposits();
 

@@ -182,6 +182,34 @@ class Statuses(RenderTest):
         self.assertEqual(completed.stdout.strip(), "json")
 
 
+class Memory(RenderTest):
+    def peak_bytes(self, *arguments):
+        """Of the program alone, by what the kernel says while it runs."""
+        process = subprocess.Popen([PROGRAM, *arguments], cwd=self.folder)
+        peak = 0
+        while process.poll() is None:
+            with open(f"/proc/{process.pid}/status") as status:
+                peak = max([peak] + [1024 * int(line.split()[1]) for line in status
+                                     if line.startswith("VmHWM")])
+            time.sleep(0.002)
+        self.assertEqual(process.returncode, 0)
+        return peak
+
+    def test_estimates_lie_within_thirty_percent(self):
+        fine = {"render/render.mh": "render\n    final_gather\n        distance 1\n        resolution 2e-6\n    end\nend\n"}  # 255 x 255 cells a face
+        scenes = {"scene": write_scene(self.scene, {**fine, "geometry/floor.obj": "".join(
+            f"v {x} {y} 0\n" for y in range(5) for x in range(5)) + "".join(
+            f"f {5 * y + x + 1} {5 * y + x + 2} {5 * y + x + 7} {5 * y + x + 6}\n"
+            for y in range(4) for x in range(4))})}
+        for name in ("cornell", "displacement", "hair", "instances", "sky", "still_life"):
+            scenes[name] = os.path.join(EXAMPLES, name)
+        for name, scene in scenes.items():
+            with self.subTest(scene=name):
+                told = re.search(r"memory: about ([0-9.]+) MB", self.run_here("info", scene).stdout)
+                peak = self.peak_bytes(scene, "--sample", "1", "--gather", "1", "--bounce", "1", "--quiet")
+                self.assertLess(abs(float(told[1]) * 2 ** 20 / peak - 1), 0.3, (told[1], peak))
+
+
 class SceneText(RenderTest):
     def test_the_layout_shows_the_same_picture_and_is_laid_out(self):
         scene = shutil.copytree(os.path.join(EXAMPLES, "still_life"), self.path("still"))
