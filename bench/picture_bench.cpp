@@ -179,24 +179,30 @@ void bench_picture(const Subject& subject) {
     std::printf("    a frame of exact costs %.2f of classic\n", median(ratios));
 }
 
-// Error by the number of frames on the lowest quarter of the picture, a line each: what plot_slope.py
-// draws.
+// The last rows of a picture, 1 / `share` of all.
+Picture below(Picture picture, std::size_t share) {
+    const auto rows = picture.pixels.size() / share * (share - 1);
+    picture.pixels.erase(picture.pixels.begin(),
+                         picture.pixels.begin() + static_cast<std::ptrdiff_t>(rows));
+    return picture;
+}
+
+// Error by the number of frames on the floor of the statue, a line each: what plot_slope.py draws. The
+// lowest quarter of the picture holds ends of the shadow, the lowest sixteenth holds none.
 void bench_slope(const Subject& subject) {
-    const auto below = [](Picture picture) {
-        const auto rows = picture.pixels.size() / 4 * 3; // the floor in front
-        picture.pixels.erase(picture.pixels.begin(),
-                             picture.pixels.begin() + static_cast<std::ptrdiff_t>(rows));
-        return picture;
-    };
+    constexpr std::size_t kFloor = 4, kLitFloor = 16;
     for (const auto& [estimator, name] :
          {std::pair(Estimator::classic, "classic"), std::pair(Estimator::exact, "exact")}) {
-        const Picture truth = below(render(subject, estimator, 1000, options.reference));
+        const Picture truth = render(subject, estimator, 1000, options.reference);
         for (int frames = 16; frames <= 1024; frames *= 2) {
-            std::vector<double> errors;
-            for (int run = 0; run < options.runs; ++run)
-                errors.push_back(
-                    relative_error(below(render(subject, estimator, run, frames)), truth));
-            std::printf("slope %s %d %.4e\n", name, frames, median(errors));
+            std::vector<double> floor, lit;
+            for (int run = 0; run < options.runs; ++run) {
+                const Picture picture = render(subject, estimator, run, frames);
+                floor.push_back(relative_error(below(picture, kFloor), below(truth, kFloor)));
+                lit.push_back(relative_error(below(picture, kLitFloor), below(truth, kLitFloor)));
+            }
+            std::printf("slope %s_floor %d %.4e\n", name, frames, median(floor));
+            std::printf("slope %s_lit %d %.4e\n", name, frames, median(lit));
         }
     }
 }

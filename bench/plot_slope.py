@@ -6,7 +6,7 @@ import sys
 
 WIDTH, HEIGHT = 560, 380
 LEFT, RIGHT, TOP, BOTTOM = 70, 20, 20, 50
-COLOURS = ("#b05030", "#2060a0", "#408040")
+COLOURS = ("#b05030", "#d0a080", "#2060a0", "#70b0e0")
 
 
 def read(lines):
@@ -61,15 +61,14 @@ def grid(axes):
     yield f'<g transform="translate(16 {(TOP + bottom) / 2}) rotate(-90)">{text(0, 0, "error")}</g>'
 
 
-def curve(axes, name, points, colour):
+def curve(axes, name, points, colour, line):
     places = [f"{axes.x(frames):.1f} {axes.y(error):.1f}" for frames, error in points]
     yield f'<path d="M{"L".join(places)}" fill="none" stroke="{colour}" stroke-width="2"/>'
     for place in places:
         x, y = place.split()
         yield f'<circle cx="{x}" cy="{y}" r="3" fill="{colour}"/>'
-    frames, error = points[-1]
-    label = f"{name}, n^{fitted_power(points):.2f}"
-    yield text(axes.x(frames) - 8, axes.y(error) - 10, label, "end", colour)
+    label = f"{name.replace('_', ', ')}: n^{fitted_power(points):.2f}"
+    yield text(WIDTH - RIGHT - 8, TOP + 18 * (line + 1), label, "end", colour)
 
 
 def main():
@@ -79,8 +78,8 @@ def main():
           'font-family="sans-serif" font-size="13">')
     print(f'<rect width="{WIDTH}" height="{HEIGHT}" fill="white"/>')
     print(*grid(axes), sep="\n")
-    for (name, points), colour in zip(curves.items(), COLOURS):
-        print(*curve(axes, name, points, colour), sep="\n")
+    for line, ((name, points), colour) in enumerate(zip(curves.items(), COLOURS)):
+        print(*curve(axes, name, points, colour, line), sep="\n")
     print("</svg>")
 
 

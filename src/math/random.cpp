@@ -73,27 +73,15 @@ std::uint32_t first_bits() {
 
 std::uint64_t seed_of_run = 0;
 
-// Draw number n of a stream is a function of the stream's key and n alone [Salmon11]. The key is made
-// when the first number is drawn: most paths of the exact estimator draw none.
+// Draw number n of a stream is a function of the stream's key and n alone [Salmon11].
 struct StreamState {
     std::uint64_t key = 0, drawn = 0;
-    std::uint64_t a = 0, b = 0;
-    Stream stream = Stream::pattern;
-    bool has_key = false;
 };
 
 thread_local StreamState stream_of_thread;
 
-void make_key(StreamState& stream) {
-    const std::uint64_t of_kind =
-        derive_key(seed_of_run, static_cast<std::uint64_t>(stream.stream));
-    stream.key = derive_key(derive_key(of_kind, stream.a), stream.b);
-    stream.has_key = true;
-}
-
 std::uint32_t seeded_bits() {
     StreamState& stream = stream_of_thread;
-    if (!stream.has_key) make_key(stream);
     return static_cast<std::uint32_t>(derive_key(stream.key, stream.drawn++) >> 32);
 }
 
@@ -117,7 +105,8 @@ bool draws_from_seed() {
 
 void start_stream(Stream stream, std::uint64_t a, std::uint64_t b) {
     if (!draws_from_seed()) return;
-    stream_of_thread = {.a = a, .b = b, .stream = stream};
+    const std::uint64_t of_kind = derive_key(seed_of_run, static_cast<std::uint64_t>(stream));
+    stream_of_thread = {derive_key(derive_key(of_kind, a), b), 0};
 }
 
 float random_unit() {
