@@ -33,18 +33,11 @@ bool is_plan(std::uint32_t frame) {
     return frame == kEvenFrames || (frame > kEvenFrames && next_plan(frame - 1) == frame);
 }
 
-// Error that a single frame of the block would have as it is seen: brightness L shows as L / (1 + L)
-// [Reinhard02] eq. 3.
-float seen_error(const BlockNoise& block) {
-    const float slope = 1.0f / ((1.0f + block.light) * (1.0f + block.light));
-    return slope * std::sqrt(block.variance * block.frames);
-}
-
 // What frames are given in proportion to: towards a target, the frames that reach it, a little below
 // it; otherwise what lessens the error of the picture as a whole.
 float need_of(const BlockNoise& block) {
     constexpr float kBelow = 0.95f;
-    if (!(RendererSettings.noise > 0.0f)) return seen_error(block);
+    if (!(RendererSettings.noise > 0.0f)) return std::sqrt(block.seen * block.frames);
     const float missing = block.error / (kBelow * RendererSettings.noise);
     return block.frames * missing * missing;
 }

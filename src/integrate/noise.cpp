@@ -21,7 +21,8 @@ namespace mh {
 
 namespace {
 
-constexpr float kDarkest = 0.01f; // added to brightness, of the picture's mean
+constexpr float kDarkest = 0.01f;     // added to brightness, of the picture's mean
+constexpr float kSquaredKnee = 0.01f; // brightness below 0.1 is seen as it is
 constexpr double kPercentile = 0.95;
 constexpr std::uint32_t kFewestFrames = 8; // that a noise target is believed after
 
@@ -94,6 +95,7 @@ BlockSums sums_of_block(const Sums& sums, const BlockGrid& grid, int block, floa
         noise.frames = n;
         noise.light += light;
         noise.variance += mean_of(spread);
+        noise.seen += mean_of(spread) / (light * light / kSquaredKnee + 1.0f);
         if (n < 2.0f) return;
         result.spread += static_cast<double>(mean_of(spread) * scale * scale);
         result.halves +=
@@ -102,6 +104,7 @@ BlockSums sums_of_block(const Sums& sums, const BlockGrid& grid, int block, floa
     if (noise.pixels > 0.0f) {
         noise.light /= noise.pixels;
         noise.variance /= noise.pixels;
+        noise.seen /= noise.pixels;
     }
     return result;
 }
@@ -186,6 +189,7 @@ std::vector<BlockNoise> measure_blocks(const Sums& sums, float dark) {
         noise = blocks[static_cast<std::size_t>(i)].noise;
         noise.share = share_around(blocks, grid, i, round);
         noise.variance *= noise.share;
+        noise.seen *= noise.share;
         noise.error = std::sqrt(noise.variance) / (std::fabs(noise.light) + dark);
     }
     return result;

@@ -27,6 +27,8 @@ struct BlockNoise {
     float light = 0.0f;    // mean of all channels
     float variance = 0.0f; // of a channel's mean over the frames; mean of all channels
     float error = 0.0f;    // relative: root of the variance over brightness
+    float seen = 0.0f;     // mean over pixels of the variance as it is seen: brightness L counts as
+                           // asinh(10 L) / 10 [Lupton04]
     float share = 1.0f;    // of the variance that frames independent of each other would have
 };
 
