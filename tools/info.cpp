@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "captured_report.h"
 #include "check/check.h"
-#include "confinement.h"
+#include "confine_scene.h"
 #include "files.h"
 #include "frame/phases.h"
 #include "geometry/state.h"

@@ -3,7 +3,7 @@
 #include "render.h"
 
 #include "check/check.h"
-#include "confinement.h"
+#include "confine_scene.h"
 #include "files.h"
 #include "frame/denoised_images.h"
 #include "frame/phases.h"

@@ -1,4 +1,4 @@
-// Boxes of primitives and of instances.
+// Boxes of primitives and of instances, and the matrices of instances.
 // SPDX-License-Identifier: MIT
 #pragma once
 

@@ -1,4 +1,5 @@
-// The radiance estimator: closest hit, surface point, light samples, bounces, emission, medium.
+// The radiance estimator: closest hit, surface point, light samples, bounces, emission, medium,
+// and the end of weak paths (Russian roulette).
 // SPDX-License-Identifier: MIT
 #include "integrate/radiance.h"
 

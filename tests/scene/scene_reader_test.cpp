@@ -42,10 +42,12 @@ const std::string kEveryBlock = test::content_of(MOONHARE_SOURCE_DIR "/tests/sce
 void expect_every_block() {
     const RendererSettingsRecord& render = RendererSettings;
     EXPECT_EQ(render.clamp, (Vec3{1, 2, 3}));
+    EXPECT_EQ(std::tuple(render.estimator, render.seed, render.noise, render.adaptive),
+              std::tuple(Estimator::exact, 7, 0.01f, true));
     EXPECT_EQ(std::tuple(render.ray_depth, render.photon_depth, render.sample, render.bounce,
                          render.distance, render.resolution, render.radius, DisplayGamma,
                          ImageSearchPaths.back()),
-              std::tuple(5, 8, 10, 2, 0.0f, 0.25f, 0.5f, 1.8f, "textures"));
+              std::tuple(5, 9, 10, 2, 0.0f, 0.25f, 0.5f, 1.8f, "textures"));
 
     EXPECT_TRUE(ImageWriting.exr_floats);
     ASSERT_EQ(Cameras.size(), 1u);

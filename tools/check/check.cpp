@@ -4,7 +4,7 @@
 
 #include "check/scale_defaults.h"
 #include "check/scene.h"
-#include "confinement.h"
+#include "confine_scene.h"
 #include "files.h"
 #include "frame/phases.h"
 #include "integrate/output_images.h"

@@ -4,7 +4,7 @@
 #include "pieces/farm_script.h"
 
 #include "captured_report.h"
-#include "confinement.h"
+#include "confine_scene.h"
 #include "files.h"
 #include "frame/phases.h"
 #include "integrate/output_images.h"

@@ -1,6 +1,6 @@
 // The option --confine.
 // SPDX-License-Identifier: MIT
-#include "confinement.h"
+#include "confine_scene.h"
 
 #include "files.h"
 #include "math/input_file.h"
