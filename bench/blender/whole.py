@@ -87,7 +87,7 @@ def still_life():
                                               settings={"distribution": "SHARP"}))
     link("ball", sphere(clear, 0.7), (-1.6, 0, 0.7))
     link("bottle", sphere(green, 0.7), (0.1, 0.6, 1.1), scale=(0.8, 0.8, 1.6))
-    link("cone", cone(clear, False, 0.6, 1.4), (1.7, -0.3, 0.7))
+    link("cone", cone(clear, False, 0.6, 1.4), (1.7, -0.3, 0.75))
     for x, y, color in ((-0.6, -0.9, (0.8, 0.15, 0.08)), (0.5, -1.1, (0.9, 0.5, 0.05))):
         link("fruit", sphere(principled(Base_Color=color, Roughness=0.3), 0.4), (x, y, 0.4))
     world(image=garden(), turn=-60)
