@@ -48,10 +48,10 @@ std::vector<ReportMessage> CapturedReport::take_messages() {
     std::istringstream lines(std::exchange(buffer.text, {}));
     std::vector<ReportMessage> messages;
     for (std::string line; std::getline(lines, line);) {
-        drop_prefix(line, "error :( \t");
+        const bool error = drop_prefix(line, "error :( \t");
         const bool warning = drop_prefix(line, "warning :( \t");
         std::replace(line.begin(), line.end(), '\t', ' ');
-        if (line.find_first_not_of("_ \r") != line.npos) messages.push_back({line, warning});
+        if (line.find_first_not_of("_ \r") != line.npos) messages.push_back({line, warning, error});
     }
     return messages;
 }

@@ -11,7 +11,7 @@ namespace mh {
 
 struct ReportMessage {
     std::string text;
-    bool warning = false; // the library called it one
+    bool warning = false, error = false; // the library called it one
 };
 
 // Keeps what is written to it, and may hand it on.

@@ -9,6 +9,7 @@
 #include "pieces/farm_script.h"
 #include "pieces/merge.h"
 #include "render.h"
+#include "serve/serve.h"
 
 #include <cstdlib>
 #include <iostream>
@@ -25,6 +26,7 @@ int run(const mh::Arguments& arguments) {
     case mh::Command::render:
         return mh::IsForeignFile(arguments.scene) ? mh::RenderForeignFile(arguments)
                                                   : mh::RenderScene(arguments);
+    case mh::Command::serve: return mh::Serve(arguments);
     case mh::Command::merge: return mh::MergePieces(arguments);
     case mh::Command::farm: return mh::PrintFarmScript(arguments);
     case mh::Command::check: return mh::CheckScene(arguments);

@@ -7,6 +7,8 @@
 #include "spelling.h"
 #include "version.h"
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <iostream>
@@ -20,7 +22,7 @@ namespace mh {
 
 namespace {
 
-constexpr double kMostTasks = 65535;
+constexpr double kMostTasks = 65535, kMostPort = 65535;
 constexpr double kMostThreads = 256, kMostFrames = 65535, kMostInt = 2147483647, kMostSeconds = 1e9,
                  kMostSeed = 9.2233720368547e18;
 
@@ -131,7 +133,7 @@ void bind_frames(CLI::App& app, const OptionRow& row, Arguments& arguments) {
 
 using A = Arguments;
 
-constexpr OptionRow kRenderRows[] = {
+constexpr OptionRow kSceneRows[] = {
     {"SCENE", "DIR", "Directory of the scene", bind<&A::scene>},
     {"--resolution", "WxH", "Size of the picture in pixels", bind_wholes<&A::resolution, 'x'>},
     {"--region", "x0,y0,x1,y1", "Columns and rows to render; the last are not included",
@@ -152,21 +154,24 @@ constexpr OptionRow kRenderRows[] = {
      bind<&A::adaptive>},
     {"--camera", "N", "Which camera renders, from 0; default: 0. The others write nothing",
      bind<&A::camera>, 0, kMostInt},
-    {"--denoise", "", "Write a denoised picture too, and denoised light AOVs", bind<&A::denoise>},
-    {"--strict", "", "Refuse a scene with faults or warnings", bind<&A::strict>},
     {"--output-dir", "DIR", "Where pictures go; made if it is missing", bind<&A::output_dir>},
     {"--beauty", "FILE", "File name of the picture; its extension is the format", bind<&A::beauty>},
     {"--exr", "half|float", "Width of the numbers in .exr files", bind<&A::exr>},
-    {"--preview", "", "Show the picture in a window while it grows", bind<&A::preview>},
     {"--threads", "N", "Number of threads; default: what the process may use", bind<&A::threads>, 1,
      kMostThreads},
+    {"--confine", "", "Read no file that the scene names outside of its folder", bind<&A::confine>},
+};
+
+constexpr OptionRow kRunRows[] = {
+    {"--denoise", "", "Write a denoised picture too, and denoised light AOVs", bind<&A::denoise>},
+    {"--strict", "", "Refuse a scene with faults or warnings", bind<&A::strict>},
+    {"--preview", "", "Show the picture in a window while it grows", bind<&A::preview>},
     {"--time-limit", "S", "Stop after this many seconds, dropping the frame in progress",
      bind<&A::time_limit_s>, 0, kMostSeconds},
     {"--write-every", "S", "Write pictures and checkpoint at this interval in seconds",
      bind<&A::write_every_s>, 0, kMostSeconds},
     {"--checkpoint", "FILE", "Save what is needed to resume later", bind<&A::checkpoint>},
     {"--resume", "FILE", "Resume from a checkpoint of the same scene", bind<&A::resume>},
-    {"--confine", "", "Read no file that the scene names outside of its folder", bind<&A::confine>},
     {"--frames", "A:B", "Render only frames A to B - 1, for --partial", bind_frames},
     {"--partial", "FILE", "Write the sums of the frames, for merge, and no pictures",
      bind<&A::partial>},
@@ -181,6 +186,29 @@ constexpr OptionRow kRenderRows[] = {
      bind<&A::quiet>},
     {"--report", "FILE", "Write times, memory, rays and statistics as JSON", bind<&A::report>},
 };
+
+constexpr OptionRow kViewRows[] = {
+    {"--listen", "ADDRESS", "Address to listen on; 127.0.0.1 unless it is given", bind<&A::listen>},
+    {"--port", "N", "Port to listen on; one that is free unless it is given", bind<&A::port>, 0,
+     kMostPort},
+    {"--rate", "MB", "Megabytes of pictures a second, to all pages together; 4 unless it is given",
+     bind<&A::send_rate_mb>, 0.01, 1e4},
+    {"--token-file", "FILE", "Keep the token there, for pages that outlive a restart",
+     bind<&A::token_file>},
+    {"--watch", "", "Read the scene again when one of its files changes", bind<&A::watch>},
+};
+
+template<std::size_t a, std::size_t b>
+constexpr std::array<OptionRow, a + b> joined(const OptionRow (&first)[a],
+                                              const OptionRow (&second)[b]) {
+    std::array<OptionRow, a + b> rows = {};
+    std::copy_n(first, a, rows.begin());
+    std::copy_n(second, b, rows.begin() + a);
+    return rows;
+}
+
+constexpr auto kRenderRows = joined(kSceneRows, kRunRows);
+constexpr auto kServeRows = joined(kSceneRows, kViewRows);
 
 constexpr OptionRow kMergeRows[] = {
     {"FILE", "FILE", "Partial files of one picture", bind<&A::pieces>},
@@ -286,6 +314,8 @@ constexpr OptionRow kCompletionRows[] = {
 
 constexpr CommandRow kCommands[] = {
     {"render", "Render a scene; the same as leaving the word out", Command::render, kRenderRows},
+    {"serve", "Render a scene and show its picture in browsers as it grows", Command::serve,
+     kServeRows},
     {"merge", "Put a picture together from partial files", Command::merge, kMergeRows},
     {"farm", "Print a script that has a batch system render a scene", Command::farm, kFarmRows},
     {"check", "Find every fault of a scene", Command::check, kCheckRows},

@@ -21,6 +21,7 @@ constexpr int kInterrupted = 130;
 enum class Command {
     none,
     render,
+    serve,
     merge,
     farm,
     check,
@@ -60,6 +61,12 @@ struct Arguments {
     std::optional<double> time_limit_s, write_every_s;
     bool preview = false, quiet = false;
     std::string log; // file of the report
+
+    std::string listen = "127.0.0.1"; // address of the live view
+    int port = 0;                     // any that is free
+    double send_rate_mb = 4.0;        // of pictures, a second
+    bool watch = false;
+    std::string token_file;
 
     bool json = false, strict = false, confine = false, only_check = false, denoise = false;
     std::string shell = "bash";

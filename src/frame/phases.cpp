@@ -147,8 +147,12 @@ void Initialize() {
         phase.run();
 }
 
+FrameSteps StepsOfFrames() {
+    return {begin_frame, RenderPixels, first_frame_done, finish_lights};
+}
+
 void Render() {
-    RunProgressiveLoop({begin_frame, RenderPixels, first_frame_done, finish_lights});
+    RunProgressiveLoop(StepsOfFrames());
 }
 
 void FinalizeAccelerator() {

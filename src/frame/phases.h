@@ -3,6 +3,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "integrate/types.h"
 #include "scene/scene_reader.h"
 
 #include <span>
@@ -39,6 +40,9 @@ constexpr std::size_t kReadingPhases = 4;
 // Phase 4: the traversable scene, density grids of the root's parts, tables of hair shaders.
 // Silent without an object.
 void InitializeAccelerator();
+
+// What each frame needs; the last step releases the lights.
+FrameSteps StepsOfFrames();
 
 // All frames of the active camera; writes its images and releases the lights after the last.
 void Render();

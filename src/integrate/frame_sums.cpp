@@ -32,6 +32,13 @@ RowOfValues row_of(const Image& image, int y) {
     return {channels * (width * row + first), channels * columns * row_of_sum, channels * columns};
 }
 
+// Null for an image that has no sums.
+const FrameSum* sum_of(const Image& image) {
+    const auto sum = std::find_if(Sums.images.begin(), Sums.images.end(),
+                                  [&](const FrameSum& one) { return one.image == &image; });
+    return sum == Sums.images.end() ? nullptr : &*sum;
+}
+
 // Frames that a value is the mean of.
 std::uint32_t divisor(const FrameSum& sum, std::size_t value) {
     if (sum.shows_sum) return 1;
@@ -115,13 +122,34 @@ void ShowMeans() {
 }
 
 Image MeansOf(const Image& image) {
-    const auto sum = std::find_if(Sums.images.begin(), Sums.images.end(),
-                                  [&](const FrameSum& one) { return one.image == &image; });
-    if (sum == Sums.images.end()) return image;
+    const FrameSum* sum = sum_of(image);
+    if (sum == nullptr) return image;
     Image copy = EmptyCopy(image);
     for (int y = Sums.region.y0; y < Sums.region.y1; ++y)
         show_row(*sum, y, copy.floats);
     return copy;
+}
+
+bool ReadMeans(const Image& image, const PixelRegion& part, std::vector<float>& values) {
+    const FrameSum* sum = sum_of(image);
+    if (sum == nullptr) return false;
+    const auto channels = static_cast<std::size_t>(image.channels);
+    const auto columns = static_cast<std::size_t>(part.x1 - part.x0);
+    values.assign(channels * columns * static_cast<std::size_t>(part.y1 - part.y0), 0.0f);
+    const PixelRegion& region = Sums.region;
+    const int x0 = std::max(part.x0, region.x0), x1 = std::min(part.x1, region.x1);
+    if (x0 >= x1) return true;
+    const std::size_t count = channels * static_cast<std::size_t>(x1 - x0);
+    for (int y = std::max(part.y0, region.y0); y < std::min(part.y1, region.y1); ++y) {
+        const std::size_t from =
+            row_of(image, y).in_sum + channels * static_cast<std::size_t>(x0 - region.x0);
+        const std::size_t to = channels
+                               * (columns * static_cast<std::size_t>(y - part.y0)
+                                  + static_cast<std::size_t>(x0 - part.x0));
+        for (std::size_t i = 0; i < count; ++i)
+            values[to + i] = mean_of(sum->values[from + i], divisor(*sum, from + i));
+    }
+    return true;
 }
 
 float mean_of(const FixedPoint& sum, std::uint32_t frames) {

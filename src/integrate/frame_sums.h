@@ -5,9 +5,10 @@
 #pragma once
 
 #include "math/fixed_point.h"
-#include "shading/types.h"
+#include "output/types.h"
 
 #include <cstdint>
+#include <vector>
 
 namespace mh {
 
@@ -31,6 +32,10 @@ void ShowMeans();
 
 // A copy of an image, with the means; of an image that has no sums, a copy.
 Image MeansOf(const Image& image);
+
+// The means of columns and rows of an image, row by row, with 0 outside of the region; false for an
+// image that has no sums.
+bool ReadMeans(const Image& image, const PixelRegion& part, std::vector<float>& values);
 
 // The mean of so many frames, with their sum.
 float mean_of(const FixedPoint& sum, std::uint32_t frames);

@@ -104,9 +104,14 @@ bool frames_are_missing(const Camera* camera) {
 
 } // namespace
 
-bool RunFrame() {
-    const Camera* camera = ActiveCamera();
-    if (!frames_are_missing(camera) || stop_requested()) return false;
+void BeginFrames(const FrameSteps& steps) {
+    IntegrateState.steps = steps;
+    FrameIndex = Hooks.first_frame;
+    IntegrateState.noise.clear();
+    if (ActiveCamera() != nullptr) StartFrameSums();
+}
+
+bool AddFrame() {
     IntegrateState.steps.begin_frame(FrameIndex);
     RayStatistics = {};
     BeginFrame();
@@ -114,6 +119,13 @@ bool RunFrame() {
     if (!EndFrame()) return false;
     if (FrameIndex == Hooks.first_frame) IntegrateState.steps.first_frame_done();
     ++FrameIndex;
+    return true;
+}
+
+bool RunFrame() {
+    const Camera* camera = ActiveCamera();
+    if (!frames_are_missing(camera) || stop_requested()) return false;
+    if (!AddFrame()) return false;
     report_performance();
     FollowNoise(FrameIndex);
     if (Hooks.frame_done != nullptr) Hooks.frame_done();
@@ -123,11 +135,8 @@ bool RunFrame() {
 }
 
 void RunProgressiveLoop(const FrameSteps& steps) {
-    IntegrateState.steps = steps;
-    FrameIndex = Hooks.first_frame;
-    IntegrateState.noise.clear();
+    BeginFrames(steps);
     if (ActiveCamera() == nullptr) return;
-    StartFrameSums();
     if (!PreviewWindow || !RunPreview(RunFrame)) {
         while (RunFrame()) {
         }

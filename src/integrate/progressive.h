@@ -12,6 +12,13 @@ namespace mh {
 // one nothing is written. Without a camera nothing happens.
 void RunProgressiveLoop(const FrameSteps& steps);
 
+// The parts of the loop, for a program that shows pictures and changes the camera in between: images
+// cleared for the camera as it stands, then frames. No closing steps: nothing is written.
+void BeginFrames(const FrameSteps& steps);
+
+// Adds one frame and counts it, unless it was cut; whether it is whole.
+bool AddFrame();
+
 // One frame if one is due, and after the last the closing steps; whether a whole one was made.
 bool RunFrame();
 

@@ -41,6 +41,13 @@ Image copy_during_frame(const KeptImage& kept) {
     return copy;
 }
 
+// Null for an image that frames do not change.
+const KeptImage* find_kept(const Image& image) {
+    for (const KeptImage& kept : current.images)
+        if (kept.image == &image) return &kept;
+    return nullptr;
+}
+
 void find_images() {
     ForEachOutput([](Aov& aov, Filling filling) {
         if (!grows(filling)) return;
@@ -97,9 +104,24 @@ bool DuringFrame(const std::function<void()>& act) {
 
 Image OfWholeFrames(const Image& image) {
     if (sums_frames()) return MeansOf(image);
-    for (const KeptImage& kept : current.images)
-        if (current.under_way && kept.image == &image) return copy_during_frame(kept);
-    return image;
+    const KeptImage* kept = current.under_way ? find_kept(image) : nullptr;
+    return kept != nullptr ? copy_during_frame(*kept) : image;
+}
+
+void ReadWholeFrames(const Image& image, const PixelRegion& part, std::vector<float>& values) {
+    if (sums_frames() && ReadMeans(image, part, values)) return;
+    const KeptImage* kept = current.under_way ? find_kept(image) : nullptr;
+    const auto channels = static_cast<std::size_t>(image.channels);
+    const std::size_t count = channels * static_cast<std::size_t>(part.x1 - part.x0);
+    values.resize(count * static_cast<std::size_t>(part.y1 - part.y0));
+    float* to = values.data();
+    for (int y = part.y0; y < part.y1; ++y, to += count) {
+        const auto row = static_cast<std::size_t>(y);
+        const bool is_kept = kept != nullptr && current.row_is_kept[row];
+        const std::vector<float>& from = is_kept ? kept->floats : image.floats;
+        std::copy_n(&from[row * row_values(image) + channels * static_cast<std::size_t>(part.x0)],
+                    count, to);
+    }
 }
 
 void ReleaseWholeFrames() {

@@ -4,9 +4,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "shading/types.h"
+#include "output/types.h"
 
 #include <functional>
+#include <vector>
 
 namespace mh {
 
@@ -27,6 +28,9 @@ bool DuringFrame(const std::function<void()>& act);
 
 // A copy of an image as the last whole frame left it. Within DuringFrame, or between frames.
 Image OfWholeFrames(const Image& image);
+
+// The same of columns and rows that lie in the image alone: its channels, row by row.
+void ReadWholeFrames(const Image& image, const PixelRegion& part, std::vector<float>& values);
 
 void ReleaseWholeFrames();
 

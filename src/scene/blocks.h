@@ -4,7 +4,10 @@
 
 #include "geometry/texture_mesh.h"
 #include "geometry/types.h"
+#include "output/types.h"
 #include "scene/keys.h"
+
+#include <string>
 
 namespace mh {
 
@@ -20,6 +23,9 @@ struct ObjectReading {
     float fit = 0.0f;    // size that the content is brought to; 0: as it comes
     bool placed = false; // a file was read since the last step
 };
+
+// The word of an AOV's type, or the name of its per-vertex array; empty for the picture itself.
+std::string ChannelName(const Aov& aov);
 
 extern const Block kRenderBlock;        // RendererSettingsRecord
 extern const Block kCameraBlock;        // Camera

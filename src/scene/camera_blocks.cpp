@@ -58,12 +58,12 @@ std::string& image_path(Aov& aov) {
     return aov.image.path;
 }
 
-struct ChannelName {
+struct ChannelWord {
     const char* name;
     Channel channel;
 };
 
-constexpr ChannelName kChannelNames[] = {
+constexpr ChannelWord kChannelNames[] = {
     {"lambertian", Channel::lambertian},
     {"transmissive", Channel::transmissive},
     {"glossy", Channel::glossy},
@@ -86,7 +86,7 @@ constexpr ChannelName kChannelNames[] = {
 
 // Known names add their bit; any other is the name of a per-vertex array.
 void add_channel(Aov& aov, const std::string& text) {
-    for (const ChannelName& entry : kChannelNames) {
+    for (const ChannelWord& entry : kChannelNames) {
         if (text != entry.name) continue;
         aov.channel |= static_cast<std::uint32_t>(entry.channel);
         return;
@@ -171,6 +171,12 @@ constexpr Key kCameraKeys[] = {
 };
 
 } // namespace
+
+std::string ChannelName(const Aov& aov) {
+    for (const ChannelWord& entry : kChannelNames)
+        if (holds(aov, entry.channel)) return entry.name;
+    return holds(aov, Channel::primvar) ? aov.user_data : "";
+}
 
 constexpr Block kRenderBlock = {"render", kRenderKeys};
 constexpr Block kAovBlock = {"aov", kAovKeys};

@@ -78,13 +78,6 @@ Json json_of(const Fault& fault) {
             {"suggestion", fault.suggestion}};
 }
 
-void print_json(const std::vector<Fault>& faults) {
-    Json list = Json::array();
-    for (const Fault& fault : faults)
-        list.push_back(json_of(fault));
-    std::cout << JsonLine({{"faults", list}});
-}
-
 std::vector<Fault> open_checked(const std::string& directory, CapturedReport& report) {
     SceneLines lines;
     OpenScene(directory, ListenTo(lines, report));
@@ -112,6 +105,13 @@ std::vector<Fault> OpenChecked(const std::string& directory) {
     return open_checked(directory, report);
 }
 
+Json FaultsJson(const std::vector<Fault>& faults) {
+    Json list = Json::array();
+    for (const Fault& fault : faults)
+        list.push_back(json_of(fault));
+    return {{"faults", list}};
+}
+
 std::string SummaryOf(const std::vector<Fault>& faults) {
     std::string text;
     for (const Severity severity : {Severity::fault, Severity::warning}) {
@@ -137,7 +137,7 @@ int CheckScene(const Arguments& arguments) {
     const std::vector<Fault> faults =
         faults_of(arguments.scene + (arguments.scene.ends_with('/') ? "" : "/"));
     if (arguments.json)
-        print_json(faults);
+        std::cout << JsonLine(FaultsJson(faults));
     else
         for (const Fault& fault : faults)
             print_text(fault);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "fault.h"
+#include "json_text.h"
 #include "options.h"
 
 #include <vector>
@@ -12,6 +13,9 @@ namespace mh {
 // What a scene is found to lack while it is opened for a render; the report of its reading goes to
 // standard output.
 std::vector<Fault> OpenChecked(const std::string& directory);
+
+// The object that "check --json" prints.
+Json FaultsJson(const std::vector<Fault>& faults);
 
 // "3 faults, 2 warnings"; empty without any.
 std::string SummaryOf(const std::vector<Fault>& faults);
