@@ -38,6 +38,12 @@ bool photons_hold(const Ray& ray) {
     return diffuse && !is_weighed(ray.scatter) && GeometryLight.photons > 0;
 }
 
+// Just off the sampled point, on the lit side, so that the lamp does not stop its own light.
+Vec3 place_before(const Lamp& lamp, const LampPoint& x, const SurfacePoint& target) {
+    constexpr float kEndsBefore = 1.0f - 4e-5f;
+    return target.position + kEndsBefore * x.distance * x.direction + target.rounding * lamp.normal;
+}
+
 } // namespace
 
 void add_lamp_sample(const LightShot& shot, LightSplit& sum) {
@@ -52,8 +58,7 @@ void add_lamp_sample(const LightShot& shot, LightSplit& sum) {
     if (!(density > 0.0f)) return;
     Response response;
     if (!sided_response(shot, x.direction, response)) return;
-    constexpr float kEndsBefore = 1.0f - 4e-5f; // so that the lamp does not stop its own light
-    const Vec3 passed = transparency(shot, x.direction, kEndsBefore * x.distance);
+    const Vec3 passed = transparency_to(shot, place_before(lamp, x, shot.target));
     if (passed == Vec3{}) return;
     const Vec3 emission = lamp_emission(lamp, from + x.distance * x.direction, -x.direction, true);
     const Arrival arrival = {x.direction, passed * emission / (density * kPi),

@@ -6,6 +6,7 @@
 #include "hit/surface_builder.h"
 #include "lights/state.h"
 #include "math/at.h"
+#include "math/roots.h"
 #include "math/stop.h"
 #include "output/aov.h"
 #include "output/camera.h"
@@ -193,6 +194,15 @@ void add_exact_lobe(const SurfacePoint& point, const Vec3& direction, Response& 
         response.glossy = 0.25f * static_cast<float>(facets_until_reflection(point));
 }
 
+// Starts where rays may leave the target.
+Ray ray_to_light(const LightShot& shot, const Vec3& direction, float distance) {
+    Ray shadow = shadow_ray(shot.ray, shot.target.position, direction, distance);
+    shadow.source_kind = shot.target_kind;
+    shadow.source_primitive = shot.target_primitive;
+    leave_surface(shadow, shot.target);
+    return shadow;
+}
+
 } // namespace
 
 bool diffuses(const SurfacePoint& point) {
@@ -246,16 +256,23 @@ bool complete_response(const LightShot& shot, const Vec3& direction, Response& r
 
 Vec3 transparency(const LightShot& shot, const Vec3& direction, float distance, HitKind light_kind,
                   std::int32_t light_primitive) {
-    Ray shadow = shadow_ray(shot.ray, shot.target.position, direction, distance);
-    shadow.source_kind = shot.target_kind;
-    shadow.source_primitive = shot.target_primitive;
+    Ray shadow = ray_to_light(shot, direction, distance);
     shadow.hit_kind = light_kind;
     shadow.hit_primitive = light_primitive;
-    leave_surface(shadow, shot.target);
     shadow_query(shadow);
     if (!any_above(shadow.weight, kNothing)) return {};
     return is_exact() && distance < kFar ? medium_attenuation(SkyLight.medium, distance)
                                          : shadow.weight;
+}
+
+Vec3 transparency_to(const LightShot& shot, const Vec3& end) {
+    Ray shadow = ray_to_light(shot, end - shot.target.position, kFar);
+    const Vec3 way = end - shadow.origin;
+    shadow.distance = length(way);
+    shadow.direction = way / shadow.distance;
+    shadow_query(shadow);
+    if (!any_above(shadow.weight, kNothing)) return {};
+    return medium_attenuation(SkyLight.medium, shadow.distance);
 }
 
 Vec2 light_pair(const LightShot& shot, Draw draw) {

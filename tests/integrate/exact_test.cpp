@@ -242,6 +242,14 @@ TEST(Exact, LampsAreTheirFormFactors) {
     }
 }
 
+// Hits are less precise there, and shadow rays start farther off the surface.
+TEST(Exact, LampsLightWhatIsSeenFromAfar) {
+    ExactScene scene;
+    const double expected = add_triangle_lamp({Vec3{0, 0, 1}, {-1, 1, 0.5f}, {1, 2, 1}});
+    prepare(4, 64);
+    expect_same(look({0, -48, 36}, {}), {expected, 0.0}, "triangle");
+}
+
 constexpr Vec3 kOblique = {0.1f, -0.2f, 0.1f}, kGrazing = {0.99f, 0.0f, 0.02f};
 
 // Light that is mirrored inside of a fibre twice is lost.
