@@ -1,0 +1,79 @@
+// One pass of each kind of ray over the scenes of ray_bench, ours and Embree's, for callgrind: each
+// loop ends with a dump named "scene|rays|side|count". bench/instructions.py reads them.
+// SPDX-License-Identifier: MIT
+#include "accel/walk.h"
+#include "rays.h"
+#include "timing.h"
+#ifdef MOONHARE_EMBREE
+#include "embree_side.h"
+#endif
+
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+
+#include <valgrind/callgrind.h>
+
+namespace mh::bench {
+
+namespace {
+
+struct Side {
+    std::string scene, name;
+};
+
+// The simulated caches are empty at the start of every loop.
+template<typename Query>
+void count_rays(const Side& side, const char* kind, const std::vector<BenchRay>& rays,
+                const Query& query) {
+    const std::string label =
+        side.scene + "|" + kind + "|" + side.name + "|" + std::to_string(rays.size());
+    float total = 0.0f;
+    CALLGRIND_START_INSTRUMENTATION;
+    for (const BenchRay& ray : rays)
+        total += static_cast<float>(query(ray));
+    CALLGRIND_STOP_INSTRUMENTATION;
+    CALLGRIND_DUMP_STATS_AT(label.c_str());
+    keep(total);
+}
+
+template<typename Closest, typename Occluded>
+void count_side(const Side& side, const RaySets& rays, const Closest& closest,
+                const Occluded& occluded) {
+    count_rays(side, "primary", rays.primary, closest);
+    count_rays(side, "bounce", rays.bounce, closest);
+    count_rays(side, "shadow", rays.shadow, occluded);
+}
+
+void count_scene(const Scene& scene, int size) {
+    LoadScene(scene);
+    const RaySets rays = MakeRays(scene, size);
+    count_side({scene.name, std::string("moonhare ") + WalkName()}, rays, our_closest,
+               our_occluded);
+#ifdef MOONHARE_EMBREE
+    for (EmbreeScene& other : MakeEmbreeScenes(scene)) {
+        count_side(
+            {scene.name, "Embree " + other.name}, rays,
+            [&](const BenchRay& ray) { return embree_closest(other, ray); },
+            [&](const BenchRay& ray) { return embree_occluded(other, ray); });
+        FreeEmbreeScene(other);
+    }
+#endif
+}
+
+} // namespace
+
+} // namespace mh::bench
+
+int main(int argc, char** argv) {
+    using namespace mh::bench;
+    const int size = argc == 2 ? std::atoi(argv[1]) : 0;
+    if (size < 1 || RUNNING_ON_VALGRIND == 0)
+        return std::printf("usage: valgrind --tool=callgrind --instr-atstart=no ray_counts SIZE\n"),
+               1;
+    mh::SelectWalks();
+    std::cout.rdbuf(nullptr);
+    for (Scene (*make)() : {Room, BumpySphere, +[] { return Terrain(); }, Strands, Instances})
+        count_scene(make(), size);
+    return 0;
+}
