@@ -115,8 +115,8 @@ void gather(int photons) {
     GeometryLight.photons = photons;
 }
 
-// One sample of each kind a frame, whatever the number of frames: from reading the scene to its end, in
-// seconds of all threads together, set-up apart from frames.
+// One sample of each kind a frame, whatever the number of frames: from reading the scene to its
+// end, in seconds of all threads together, set-up apart from frames.
 Picture render(const Subject& subject, Estimator estimator, std::int64_t seed, int frames) {
     Picture picture;
     const double start = seconds(CLOCK_PROCESS_CPUTIME_ID);
@@ -161,8 +161,8 @@ void print(const Subject& subject, const char* name, const Measured& runs) {
                 options.frames, median(runs.setup), median(runs.seconds), median(runs.errors));
 }
 
-// Both estimators by turns, each against its own picture of many frames. Classic as it comes, without a
-// seed. The time ratio is the median of that of neighbouring runs.
+// Both estimators by turns, each against its own picture of many frames. Classic as it comes,
+// without a seed. The time ratio is the median of that of neighbouring runs.
 void bench_picture(const Subject& subject) {
     constexpr std::int64_t kNoSeed = -1, kSeedOfTruth = 1000;
     const Picture classic_truth = render(subject, Estimator::classic, kNoSeed, options.reference);
@@ -187,8 +187,8 @@ Picture below(Picture picture, std::size_t share) {
     return picture;
 }
 
-// Error by the number of frames on the floor of the statue, a line each: what plot_slope.py draws. The
-// lowest quarter of the picture holds ends of the shadow, the lowest sixteenth holds none.
+// Error by the number of frames on the floor of the statue, a line each: what plot_slope.py draws.
+// The lowest quarter of the picture holds ends of the shadow, the lowest sixteenth holds none.
 void bench_slope(const Subject& subject) {
     constexpr std::size_t kFloor = 4, kLitFloor = 16;
     for (const auto& [estimator, name] :

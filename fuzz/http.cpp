@@ -1,5 +1,5 @@
-// Heads of requests to the live view: whatever is taken has the form that answers rely on, and nobody
-// gets in without the token.
+// Heads of requests to the live view: whatever is taken has the form that answers rely on, and
+// nobody gets in without the token.
 // SPDX-License-Identifier: MIT
 #include "harness.h"
 #include "serve/access.h"

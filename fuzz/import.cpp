@@ -1,4 +1,5 @@
-// Imported scenes: the stream of the helper program, and the mapping of scenes made up from the input.
+// Imported scenes: the stream of the helper program, and the mapping of scenes made up from the
+// input.
 // SPDX-License-Identifier: MIT
 #include "harness.h"
 #include "import/map_scene.h"

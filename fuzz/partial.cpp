@@ -1,5 +1,6 @@
-// Partial files and photon files: read as they are; a header under a true check sum, with data from the
-// input; photons of any bits. Pieces that are whole are merged, photons are put into their tree.
+// Partial files and photon files: read as they are; a header under a true check sum, with data from
+// the input; photons of any bits. Pieces that are whole are merged, photons are put into their
+// tree.
 // SPDX-License-Identifier: MIT
 #include "harness.h"
 #include "integrate/photon_tree.h"

@@ -6,8 +6,8 @@
 
 namespace mh {
 
-// Where the option is given, nothing outside of the scene's folder is read for the scene, and a line
-// says so of each such file.
+// Where the option is given, nothing outside of the scene's folder is read for the scene, and a
+// line says so of each such file.
 void ConfineToScene(const Arguments& arguments);
 
 } // namespace mh

@@ -10,7 +10,8 @@ namespace mh {
 
 using Json = nlohmann::ordered_json; // members keep their order
 
-// On one line, with its end. Bytes that are not UTF-8 become U+FFFD, numbers that are not finite null.
+// On one line, with its end. Bytes that are not UTF-8 become U+FFFD, numbers that are not finite
+// null.
 std::string JsonLine(const Json& json);
 
 } // namespace mh

@@ -51,7 +51,8 @@ bool stop(Layout& layout, const std::string& reason) {
     return false;
 }
 
-// The next line with a word; comments and blank lines before it are set aside, of these one in a row.
+// The next line with a word; comments and blank lines before it are set aside, of these one in a
+// row.
 bool next_statement(Layout& layout, std::string_view& statement) {
     std::string_view line;
     while (next_line(layout.text, line)) {

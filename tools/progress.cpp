@@ -1,5 +1,5 @@
-// Progress of a render on standard error. Phases begin on the thread that renders, photons are counted
-// on any, and a thread that watches draws what moves in between.
+// Progress of a render on standard error. Phases begin on the thread that renders, photons are
+// counted on any, and a thread that watches draws what moves in between.
 // SPDX-License-Identifier: MIT
 #include "progress.h"
 

@@ -7,7 +7,8 @@
 
 namespace mh {
 
-// form: bar, plain, json, none; empty picks bar on a terminal and plain elsewhere. Reading comes first.
+// form: bar, plain, json, none; empty picks bar on a terminal and plain elsewhere. Reading comes
+// first.
 void StartProgress(const std::string& form);
 
 bool ShowsBar();

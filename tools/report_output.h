@@ -1,5 +1,5 @@
-// Where the library's report of a render goes: to standard output, to the file of --log, nowhere, or
-// below the bar that a terminal shows, once that has ended.
+// Where the library's report of a render goes: to standard output, to the file of --log, nowhere,
+// or below the bar that a terminal shows, once that has ended.
 // SPDX-License-Identifier: MIT
 #pragma once
 

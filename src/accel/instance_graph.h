@@ -20,7 +20,8 @@ bool ChooseRoot();
 // Returns all objects, the targets of instances before the objects that hold these.
 std::vector<std::uint32_t> OrderObjects();
 
-// Instances on the longest way from an object that nothing instances to each object, for such an order.
+// Instances on the longest way from an object that nothing instances to each object, for such an
+// order.
 std::vector<std::uint32_t> InstanceDepths(const std::vector<std::uint32_t>& targets_first);
 
 } // namespace mh

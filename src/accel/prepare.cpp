@@ -186,7 +186,8 @@ void write_head(const WideNode& from, std::uint32_t index, const BlockPlan& plan
     node.narrow_blocks = static_cast<std::uint8_t>(plan.narrow);
 }
 
-// The primitives of a leaf that stands in no block, from unit `next` on; returns the unit after them.
+// The primitives of a leaf that stands in no block, from unit `next` on; returns the unit after
+// them.
 std::uint32_t write_leaf(const Object& object, Tree& tree, std::uint32_t first, std::uint32_t count,
                          std::uint32_t next) {
     for (std::uint32_t k = 0; k < count; ++k) {

@@ -37,8 +37,8 @@ struct Likeness {
     float tolerance = 0.4f; // RegressionJob::likeness
 };
 
-// Of each pixel, what the windows around it predict of the target. A pixel that no window knows keeps
-// its value.
+// Of each pixel, what the windows around it predict of the target. A pixel that no window knows
+// keeps its value.
 std::vector<float> regress(const Guides& guides, const Likeness& likeness, const Colours& target) {
     const PlaneShape& shape = guides.shape;
     Colours sums;
@@ -100,8 +100,9 @@ FloatPlane scaled(FloatPlane plane, float factor) {
 constexpr int kSecondReach = 5;
 constexpr float kFirstTolerance = 0.8f, kSecondTolerance = 0.4f;
 
-// How far the picture and its filtered self may be off where two pixels are compared by the latter: a
-// multiple of the spread of its halves, and a share of the picture's noise for what both have lost.
+// How far the picture and its filtered self may be off where two pixels are compared by the latter:
+// a multiple of the spread of its halves, and a share of the picture's noise for what both have
+// lost.
 FloatPlane noise_of_filtered(const Guides& guides, const Filtered& filtered) {
     constexpr float kSpread = 2.0f, kLost = 0.05f;
     std::vector<float> spread(filtered.half[0].size() / kColours);
@@ -132,8 +133,8 @@ void mix(const std::vector<float>& share, std::span<const float> filtered,
         values[i] += share[i / kColours] * (filtered[i] - values[i]);
 }
 
-// Each half by the likeness that the other shows, so that the noise of a pixel does not choose its own
-// company. noise: of the guide's mean.
+// Each half by the likeness that the other shows, so that the noise of a pixel does not choose its
+// own company. noise: of the guide's mean.
 Filtered filter_crosswise(const DenoiseInput& input, const Guides& guides, const Colours& mean,
                           const std::array<std::span<const float>, 2>& guide, FloatPlane noise,
                           int reach, float tolerance) {
@@ -148,9 +149,9 @@ Filtered filter_crosswise(const DenoiseInput& input, const Guides& guides, const
     return filtered;
 }
 
-// A first pass compares pixels of the noisy halves, a second one those that the first has filtered: edges
-// of shadows stand out there, which the noise had hidden. Where that is no gain, as where light varies
-// slowly, the first is kept.
+// A first pass compares pixels of the noisy halves, a second one those that the first has filtered:
+// edges of shadows stand out there, which the noise had hidden. Where that is no gain, as where
+// light varies slowly, the first is kept.
 FilteredPicture filter_picture(const DenoiseInput& input, const Guides& guides,
                                const Colours& mean) {
     FilteredPicture result;

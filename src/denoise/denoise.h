@@ -1,6 +1,6 @@
-// The denoiser: a picture becomes what first-order regressions on its features say of it [Bitterli16],
-// as far as that is nearer to the truth than the picture itself. Runs after rendering, on pictures
-// alone; takes 250 bytes a pixel.
+// The denoiser: a picture becomes what first-order regressions on its features say of it
+// [Bitterli16], as far as that is nearer to the truth than the picture itself. Runs after
+// rendering, on pictures alone; takes 250 bytes a pixel.
 // SPDX-License-Identifier: MIT
 #pragma once
 

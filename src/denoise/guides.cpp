@@ -105,8 +105,9 @@ std::vector<float> roughness(const DenoiseInput& input) {
     return BoxMean(result, input.width, input.height, 2);
 }
 
-// The spread of a pixel's frames says where noise is, the halves how much of it their mean has left:
-// by a ratio over a neighbourhood, since two halves alone say little of a single pixel [Rousselle12].
+// The spread of a pixel's frames says where noise is, the halves how much of it their mean has
+// left: by a ratio over a neighbourhood, since two halves alone say little of a single pixel
+// [Rousselle12].
 std::vector<float> noise_of_spread(const DenoiseInput& input, std::vector<float> halves) {
     constexpr int kShareReach = 12;
     constexpr float kLeastShare = 0.01f, kMostShare = 1.2f; // chance alone goes beyond 1
@@ -146,9 +147,9 @@ bool HasHalves(const NoisyImage& picture) {
     return picture.half[0].data() != picture.half[1].data();
 }
 
-// Noise is smoothed in two ways, of which the mean counts: among pixels of like features it keeps clear
-// of edges, but a pixel that is like no other is left with its own estimate; that of the pixels
-// beside it is the steadier one there.
+// Noise is smoothed in two ways, of which the mean counts: among pixels of like features it keeps
+// clear of edges, but a pixel that is like no other is left with its own estimate; that of the
+// pixels beside it is the steadier one there.
 Guides MakeGuides(const DenoiseInput& input) {
     Guides guides = {};
     guides.shape = ShapeOf(input.width, input.height);

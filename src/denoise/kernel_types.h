@@ -38,8 +38,8 @@ struct RegressionJob {
     float* sum[kColours]; // of weighted predictions
     float* weight;
     int reach; // of the windows, up to kReach
-    float
-        likeness; // difference that counts as none, over the noise: less keeps more of detail and noise
+    // Difference that counts as none, over the noise: less keeps more of detail and noise.
+    float likeness;
 };
 
 // Features smoothed among pixels that are alike in all of them, and with them the noise of the

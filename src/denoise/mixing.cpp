@@ -56,7 +56,8 @@ Distances distances_of(const DenoiseInput& input, const std::vector<float>& nois
 
 } // namespace
 
-// The noise of the other half has no part in either picture, so that the least squares are unbiased.
+// The noise of the other half has no part in either picture, so that the least squares are
+// unbiased.
 std::vector<float> ShareOfSecond(const DenoiseInput& input, const Filtered& first,
                                  const Filtered& second) {
     constexpr int kShareReach = 3; // of the squares over which shares are found
@@ -83,8 +84,8 @@ std::vector<float> ShareOfSecond(const DenoiseInput& input, const Filtered& firs
     return along;
 }
 
-// With picture I = t + e, filtered F = t + f, E[e^2] = V, E[f^2] = M, and D = (F - I)^2, whose mean is
-// V + M - 2 E[e f], the mixture I + s (F - I) has the least error where s = (V - M + D) / (2 D).
+// With picture I = t + e, filtered F = t + f, E[e^2] = V, E[f^2] = M, and D = (F - I)^2, whose mean
+// is V + M - 2 E[e f], the mixture I + s (F - I) has the least error where s = (V - M + D) / (2 D).
 Mixture MixtureOf(const DenoiseInput& input, const std::vector<float>& noise,
                   const Filtered& filtered) {
     constexpr int kErrorReach = 8; // of the squares over which errors are averaged
@@ -97,8 +98,8 @@ Mixture MixtureOf(const DenoiseInput& input, const std::vector<float>& noise,
     mixture.share.resize(noise.size());
     mixture.error.resize(noise.size());
     for (std::size_t i = 0; i < noise.size(); ++i) {
-        // Halves of one even set of points differ more than twice as much as they both miss the truth
-        // by: the picture is no further from it than from its filtered self.
+        // Halves of one even set of points differ more than twice as much as they both miss the
+        // truth by: the picture is no further from it than from its filtered self.
         const float moved = d.moved[i], apart = d.variance[i];
         const float v = halves ? std::min(apart, moved) : apart;
         // The mean of the filtered halves is nearer than each by their spread, and no nearer than

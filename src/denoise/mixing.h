@@ -14,8 +14,8 @@ struct Filtered {
     std::vector<float> half[2]; // three channels interleaved
 };
 
-// Of two filtered pictures that have halves, the share of the second one in the mixture that is nearest to
-// the other, unfiltered half; 0..1, a value a pixel.
+// Of two filtered pictures that have halves, the share of the second one in the mixture that is
+// nearest to the other, unfiltered half; 0..1, a value a pixel.
 std::vector<float> ShareOfSecond(const DenoiseInput& input, const Filtered& first,
                                  const Filtered& second);
 
@@ -24,8 +24,8 @@ struct Mixture {
     std::vector<float> error; // expected standard error of a channel of the mixture
 };
 
-// Squared errors are measured over squares of pixels: of the picture by its halves, of the filtered one
-// by how far each half lies from the other, filtered.
+// Squared errors are measured over squares of pixels: of the picture by its halves, of the filtered
+// one by how far each half lies from the other, filtered.
 Mixture MixtureOf(const DenoiseInput& input, const std::vector<float>& noise,
                   const Filtered& filtered);
 

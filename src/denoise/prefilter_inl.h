@@ -1,5 +1,5 @@
-// Non-local means of the features with themselves as the guide [Rousselle12], so that what is left of
-// their noise does not come back with the colours that are regressed on them.
+// Non-local means of the features with themselves as the guide [Rousselle12], so that what is left
+// of their noise does not come back with the colours that are regressed on them.
 // SPDX-License-Identifier: MIT
 #pragma once
 

@@ -1,6 +1,6 @@
-// First-order regression of colours on features in windows around every second pixel of every second
-// row [Bitterli16], eight windows side by side: weights by the likeness of patches of the guide
-// [Rousselle12], normal equations, and what each window predicts for all of its pixels.
+// First-order regression of colours on features in windows around every second pixel of every
+// second row [Bitterli16], eight windows side by side: weights by the likeness of patches of the
+// guide [Rousselle12], normal equations, and what each window predicts for all of its pixels.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -121,8 +121,8 @@ inline void add_pixel(const RegressionJob& job, std::size_t q, Float8 w, int dx,
 }
 
 // Cholesky's factor of the products, row i divided by the root of its pivot; a column that the ones
-// before it explain, up to rounding, is left out. A feature that varies by no more than its noise in
-// the window is held back by that noise.
+// before it explain, up to rounding, is left out. A feature that varies by no more than its noise
+// in the window is held back by that noise.
 inline void factorise(const Float8 (&noise)[kFeatures], const Float8 (&products)[kProducts],
                       Float8 (&a)[kPlaces][kPlaces], Float8 (&inverse)[kPlaces]) {
     constexpr float kRounding = 5e-7f; // of sums of floats, relative

@@ -9,8 +9,8 @@ namespace mh {
 
 const DenoiseKernel& DenoiseKernelInUse();
 
-// Calls act(x, y) for all tiles, on all threads. Tiles that run at the same time are not neighbours,
-// and neighbours always run in the same order, so that sums do not depend on threads.
+// Calls act(x, y) for all tiles, on all threads. Tiles that run at the same time are not
+// neighbours, and neighbours always run in the same order, so that sums do not depend on threads.
 template<typename Act>
 void for_tiles(const PlaneShape& shape, const Act& act) {
     const int across = (shape.width + kTile - 1) / kTile;

@@ -19,8 +19,8 @@ struct DenoisedError {
     double percentile = 0.0; // over blocks, as Noise has it
 };
 
-// With the last frame, before the lights end: keeps copies of what they add to the picture, if that is
-// denoised.
+// With the last frame, before the lights end: keeps copies of what they add to the picture, if that
+// is denoised.
 void KeepLightImages();
 
 // After the frames, whose planes of features it takes: writes the picture of the active camera and

@@ -229,8 +229,8 @@ MH_API void mhRenderPixels(int count, float* out, int frame);
 /* ---- Watching a run ---- */
 
 /* Asks a run to end: what mhInitialize, mhRender or mhGo is at returns soon, and pictures hold the
- * frames that were done. From any thread, or a signal handler; holds up to the next mhStartup, mhGo or
- * mhShutdown. */
+ * frames that were done. From any thread, or a signal handler; holds up to the next mhStartup, mhGo
+ * or mhShutdown. */
 MH_API void mhRequestStop(void);
 /* Frames that mhRender has done. From any thread. */
 MH_API int mhGetFrameCount(void);
@@ -240,8 +240,9 @@ MH_API void mhKeepReport(bool on);
  * many, 0 when there are none. From any thread. */
 MH_API int mhTakeReport(int size, char* text);
 
-/* Takes an image of a camera out of the scene, after mhRender; returns the number of a picture, which
- * stays until mhFreePicture, also beyond the scene, or -1 without one. The image is not written any more. */
+/* Takes an image of a camera out of the scene, after mhRender; returns the number of a picture,
+ * which stays until mhFreePicture, also beyond the scene, or -1 without one. The image is not
+ * written any more. */
 MH_API int mhTakeCameraAOV(int camera, int aov);
 /* Size of a picture, pixels. */
 MH_API int mhGetPictureWidth(int picture);
@@ -283,8 +284,8 @@ MH_API void mhSetRendererRadius(float radius);
  * one that is no number as 0; mhFinalize warns of the number of such samples. */
 MH_API void mhSetRendererClamp(float r, float g, float b);
 /* Ends the run when the 95th percentile of the relative error of blocks of 8 x 8 pixels, as it is
- * estimated, falls below; the frames of the camera are then the most. 0, the default, and less: never.
- * Before the phase of the cameras. */
+ * estimated, falls below; the frames of the camera are then the most. 0, the default, and less:
+ * never. Before the phase of the cameras. */
 MH_API void mhSetRendererNoise(float error);
 /* Gives frames after the 16th to the blocks that need them; default false. Before the phase of the
  * cameras; frames of mhRenderPixels stay even. */

@@ -9,9 +9,9 @@
 
 namespace mh {
 
-// What a mesh file starts with; all numbers are little-endian. Behind it follow positions and, where
-// they are present, normals (three floats a vertex each) and texture coordinates (two), then three
-// vertex numbers a triangle.
+// What a mesh file starts with; all numbers are little-endian. Behind it follow positions and,
+// where they are present, normals (three floats a vertex each) and texture coordinates (two), then
+// three vertex numbers a triangle.
 struct MeshFileHead {
     std::array<char, 8> signature = {'M', 'H', 'M', 'E', 'S', 'H', '1', '\n'};
     std::uint32_t vertices = 0, triangles = 0;

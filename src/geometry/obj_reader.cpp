@@ -63,7 +63,8 @@ Vec2 next_vec2(TextCursor text) {
     return {x, y};
 }
 
-// Indices count from 1 at the start of the file, or back from the end of the pool; 0 is not an index.
+// Indices count from 1 at the start of the file, or back from the end of the pool; 0 is not an
+// index.
 std::uint32_t next_index(TextCursor& text, std::size_t first, std::size_t size) {
     const std::int64_t value = read_whole(text);
     skip_token(text);

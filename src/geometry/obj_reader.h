@@ -16,7 +16,8 @@ void ReadObj(MeshLoader& loader, const std::string& path);
 // Why a file gives nothing, by how it starts: ": " and the reason; empty when that is none.
 std::string ReasonOfNothing(std::string_view start);
 
-// Whether a line goes on with the next one: its last character is a backslash, and it is no comment.
+// Whether a line goes on with the next one: its last character is a backslash, and it is no
+// comment.
 bool continues(std::string_view line);
 
 } // namespace mh

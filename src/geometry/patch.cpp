@@ -40,8 +40,8 @@ Barycentric grid_weights(std::uint64_t level, std::uint64_t row, std::uint64_t j
     return {snapped(level - row, level), snapped(row - j, level), snapped(j, level)};
 }
 
-// h(t) = t s (t d1 - s d2) is 0 at both ends, where its slopes -d2 and -d1 take the components along
-// the normals out of the chord.
+// h(t) = t s (t d1 - s d2) is 0 at both ends, where its slopes -d2 and -d1 take the components
+// along the normals out of the chord.
 OrientedPoint blend(float t, const OrientedPoint& a, const OrientedPoint& b) {
     const float s = 1.0f - t;
     const Vec3 n = normalize(t * a.normal + s * b.normal);

@@ -18,7 +18,8 @@ double turn(const Point& a, const Point& b, const Point& c) {
     return (b.x - a.x) * (c.y - a.y) - (b.y - a.y) * (c.x - a.x);
 }
 
-// Normal of a polygon that need not be flat, by the areas of its shadows on the three planes [Sutherland74].
+// Normal of a polygon that need not be flat, by the areas of its shadows on the three planes
+// [Sutherland74].
 Vec3 normal_of(std::span<const Vec3> corners) {
     Vec3 normal;
     for (std::size_t i = 0; i < corners.size(); ++i) {

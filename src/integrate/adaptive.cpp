@@ -1,5 +1,5 @@
-// The plan of frames: the error that is left is least where each block has frames in proportion to the
-// root of what one frame of it adds, [Neyman34].
+// The plan of frames: the error that is left is least where each block has frames in proportion to
+// the root of what one frame of it adds, [Neyman34].
 // SPDX-License-Identifier: MIT
 #include "integrate/adaptive.h"
 
@@ -33,8 +33,8 @@ bool is_plan(std::uint32_t frame) {
     return frame == kEvenFrames || (frame > kEvenFrames && next_plan(frame - 1) == frame);
 }
 
-// What frames are given in proportion to: towards a target, the frames that reach it, a little below
-// it; otherwise what lessens the error of the picture as a whole.
+// What frames are given in proportion to: towards a target, the frames that reach it, a little
+// below it; otherwise what lessens the error of the picture as a whole.
 float need_of(const BlockNoise& block) {
     constexpr float kBelow = 0.95f;
     if (!(RendererSettings.noise > 0.0f)) return std::sqrt(block.seen * block.frames);

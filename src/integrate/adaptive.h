@@ -17,8 +17,8 @@ struct BlockTurn {
     float wanted_more = 0.0f; // to be added to the frames that its pixels are to have next
 };
 
-// Of all blocks of the grid, before the frame. At some frames a new plan is made of what the frames so
-// far tell: how many each block is to have by the next of these. Between them it is carried out.
+// Of all blocks of the grid, before the frame. At some frames a new plan is made of what the frames
+// so far tell: how many each block is to have by the next of these. Between them it is carried out.
 std::vector<BlockTurn> PlanFrame(std::uint32_t frame);
 
 } // namespace mh

@@ -41,8 +41,8 @@ Vec3 value_of(const Mean& mean, const Ray& ray, const SurfacePoint& point) {
     return count < 2 ? mean.sum : mean.sum / static_cast<float>(count);
 }
 
-// Frame after frame the gather rays of a pixel go on along its sequence. The ray's cursor is that of
-// one gather ray a frame.
+// Frame after frame the gather rays of a pixel go on along its sequence. The ray's cursor is that
+// of one gather ray a frame.
 template<typename Gather>
 void for_each_exact_ray(const Ray& ray, const SurfacePoint& point, const Gather& gather) {
     if (point.rays.bounces == 1) return gather(ray);
@@ -124,8 +124,8 @@ void gather_reflected(const Ray& ray, const SurfacePoint& point, const Vec3& w,
     add(reflection, split.reflected_share * radiance(child));
 }
 
-// The first facet that reflects, or refracts, to its side of the surface: directions of the lobe cut
-// off there.
+// The first facet that reflects, or refracts, to its side of the surface: directions of the lobe
+// cut off there.
 void gather_glossy_exactly(const Ray& ray, const SurfacePoint& point, const Vec3& w,
                            Mean& refraction, Mean& reflection) {
     bool refracted = point.refraction_kind != Material::solid, reflected = false;

@@ -64,10 +64,10 @@ bool is_behind(Scatter scatter) {
            || scatter == Scatter::specular_refraction;
 }
 
-// Where a ray leaves the surface. Rounding puts the position on either side of its face. That face is
-// skipped by its number; but near its edge a position behind it lies behind the neighbour too, which
-// then cannot be hit. So far from the origin, where this is no longer rare, the ray starts as far
-// inside its side as the position may be off [Wachter19], [Pharr16] ch. 3.9.
+// Where a ray leaves the surface. Rounding puts the position on either side of its face. That face
+// is skipped by its number; but near its edge a position behind it lies behind the neighbour too,
+// which then cannot be hit. So far from the origin, where this is no longer rare, the ray starts as
+// far inside its side as the position may be off [Wachter19], [Pharr16] ch. 3.9.
 Vec3 origin_of_child(const Ray& ray, const SurfacePoint& point, Scatter scatter) {
     constexpr float kRoundings = 0x1p-22f; // of the largest coordinate or the distance: 4 half ulps
     constexpr float kNear = 1e-5f;         // ten times the shortest distance of a hit

@@ -122,7 +122,8 @@ std::uint64_t tetragon_cell(const Ray& ray, const FaceCells& face) {
     return face.first_cell + static_cast<std::uint64_t>(n * i + j);
 }
 
-// The cell of a hit: its index in the grid of the part, and the cells of its face; null without one.
+// The cell of a hit: its index in the grid of the part, and the cells of its face; null without
+// one.
 struct CellOfHit {
     const DensityGrid* grid = nullptr;
     const FaceCells* face = nullptr;

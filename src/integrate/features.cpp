@@ -18,7 +18,8 @@ float brightness(const Vec3& colour) {
     return (colour.x + colour.y + colour.z) / 3.0f;
 }
 
-// Share of a reflecting layer's light that comes from this side, or from both of a layer that refracts.
+// Share of a reflecting layer's light that comes from this side, or from both of a layer that
+// refracts.
 float sent_share(const Ray& ray, const SurfacePoint& point) {
     const bool all = ray.hit_kind == HitKind::hair || point.refraction_kind != Material::opaque;
     return all ? 1.0f : point.reflectance;

@@ -13,10 +13,10 @@ struct Turn {
     std::uint32_t moment = 0; // frame of the run whose pose it has
 };
 
-// Of frame n of a pixel; the run has `frames`. Where planes are kept, even frames take the first half
-// of the points and odd ones the second: each half is even in itself and hardly depends on the other,
-// while every second point of a sequence lies in the same half of its square. Moments then are spread
-// over the exposure, so that a run that ends early has seen all of it.
+// Of frame n of a pixel; the run has `frames`. Where planes are kept, even frames take the first
+// half of the points and odd ones the second: each half is even in itself and hardly depends on the
+// other, while every second point of a sequence lies in the same half of its square. Moments then
+// are spread over the exposure, so that a run that ends early has seen all of it.
 Turn turn_of(std::uint32_t n, std::uint32_t frames, bool in_halves);
 
 } // namespace mh

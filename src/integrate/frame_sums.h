@@ -1,6 +1,6 @@
-// The frames of a run with a seed are summed exactly: pictures do not depend on the order of frames,
-// nor on how they were shared out among runs. While a frame is under way the images hold that frame
-// alone, otherwise the means of the frames summed, or, of planes, their sums.
+// The frames of a run with a seed are summed exactly: pictures do not depend on the order of
+// frames, nor on how they were shared out among runs. While a frame is under way the images hold
+// that frame alone, otherwise the means of the frames summed, or, of planes, their sums.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -15,7 +15,8 @@ namespace mh {
 // The largest value of a frame that counts: sums of 65535 of them keep within their 64 bits.
 constexpr float kLargestOfFrame = 7.0368744e13f; // 2^46
 
-// Sums of 0 frames, of the images as they are. Nothing without a seed, or when they are kept already.
+// Sums of 0 frames, of the images as they are. Nothing without a seed, or when they are kept
+// already.
 void StartFrameSums();
 
 // Whether they are kept.

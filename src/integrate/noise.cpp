@@ -1,6 +1,6 @@
 // Errors of pixels and blocks. Frames that share a sequence differ more from each other than their
-// mean does from its limit: the spread of single frames tells where noise is, the two halves how much
-// of it is left [Rousselle12] sec. 5.
+// mean does from its limit: the spread of single frames tells where noise is, the two halves how
+// much of it is left [Rousselle12] sec. 5.
 // SPDX-License-Identifier: MIT
 #include "integrate/noise.h"
 
@@ -109,9 +109,10 @@ BlockSums sums_of_block(const Sums& sums, const BlockGrid& grid, int block, floa
     return result;
 }
 
-// Variance of n frames over that of n independent ones, from the same ratio of the halves' estimate.
-// At the end of a round both halves are one even set: with errors that fall by n^-b the estimate of
-// n^(1 - b) (2^b - 1) is taken for n^(1 - b), which is smaller. Before, they are independent.
+// Variance of n frames over that of n independent ones, from the same ratio of the halves'
+// estimate. At the end of a round both halves are one even set: with errors that fall by n^-b the
+// estimate of n^(1 - b) (2^b - 1) is taken for n^(1 - b), which is smaller. Before, they are
+// independent.
 float share_of(double ratio, float n, std::uint32_t round) {
     constexpr double kSteepest = 3.0; // of smooth functions [Owen97]
     constexpr double kMost = 1.2;     // chance alone
@@ -165,8 +166,8 @@ float darkness(const Sums& sums) {
     return static_cast<float>(darkness_of(sum, count));
 }
 
-// Of frames of the run alone, so that a resumed run ends where the whole one does. Another measure, as
-// that of the denoiser, takes as long as many frames: it is taken at 8, 12, 16, 24, 32...
+// Of frames of the run alone, so that a resumed run ends where the whole one does. Another measure,
+// as that of the denoiser, takes as long as many frames: it is taken at 8, 12, 16, 24, 32...
 bool is_measured(std::uint32_t frames) {
     if (frames < kFewestFrames) return false;
     if (Hooks.picture_error == nullptr) return frames % 2 == 0;

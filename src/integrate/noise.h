@@ -64,8 +64,8 @@ bool target_is_reached();
 // The percentile as last measured; 0 before.
 double followed_noise();
 
-// Frames that the run will have had when it reaches its target, as the percentile has fallen so far;
-// at most those of the camera.
+// Frames that the run will have had when it reaches its target, as the percentile has fallen so
+// far; at most those of the camera.
 double frames_expected();
 
 // Fills the image with each pixel's relative error, per channel, as the last whole frame left it.

@@ -45,8 +45,8 @@ std::int64_t pixel_index(const Camera& camera, int x, int y) {
     return static_cast<std::int64_t>(camera.width) * y + x;
 }
 
-// The cursor of a pixel's path, and the place of its ray within the pixel. Rounds have other points:
-// of another seed, or rotated on by the golden section.
+// The cursor of a pixel's path, and the place of its ray within the pixel. Rounds have other
+// points: of another seed, or rotated on by the golden section.
 SampleCursor first_cursor(const Camera& camera, const Turn& turn, int x, int y, Vec2& jitter) {
     if (is_exact()) {
         const auto seed = static_cast<std::uint64_t>(RendererSettings.seed);
@@ -114,7 +114,8 @@ struct PixelSample {
     FeatureSample features;
 };
 
-// The path of a pixel, noted in `bounce` if there is one. What is not stored leaves nothing in images.
+// The path of a pixel, noted in `bounce` if there is one. What is not stored leaves nothing in
+// images.
 PixelSample path_sample(const Camera& camera, const Moment& now, int x, int y, bool stored = true,
                         SharedBounce* bounce = nullptr) {
     constexpr std::int32_t kNoPixel = std::numeric_limits<std::int32_t>::max();
@@ -140,8 +141,8 @@ bool is_inside(const PixelRegion& region, int x) {
     return x >= region.x0 && x < region.x1;
 }
 
-// Two pixels of a row that share their bounces, of which those in the region are stored: so a pixel's
-// value does not depend on the region.
+// Two pixels of a row that share their bounces, of which those in the region are stored: so a
+// pixel's value does not depend on the region.
 template<typename Store>
 void render_pair(Camera& camera, const Moment& now, const PixelRegion& region, int x, int y,
                  const Store& store) {

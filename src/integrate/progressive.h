@@ -12,8 +12,8 @@ namespace mh {
 // one nothing is written. Without a camera nothing happens.
 void RunProgressiveLoop(const FrameSteps& steps);
 
-// The parts of the loop, for a program that shows pictures and changes the camera in between: images
-// cleared for the camera as it stands, then frames. No closing steps: nothing is written.
+// The parts of the loop, for a program that shows pictures and changes the camera in between:
+// images cleared for the camera as it stands, then frames. No closing steps: nothing is written.
 void BeginFrames(const FrameSteps& steps);
 
 // Adds one frame and counts it, unless it was cut; whether it is whole.

@@ -100,8 +100,8 @@ Vec3 attenuated(const Vec3& light, const Ray& ray) {
     return light * medium_attenuation(medium, ray.distance);
 }
 
-// Chance by which a path of the exact estimator is kept: after three bounces paths that carry little
-// light are thinned out, and what is left counts for all [ArvoKirk90].
+// Chance by which a path of the exact estimator is kept: after three bounces paths that carry
+// little light are thinned out, and what is left counts for all [ArvoKirk90].
 float survival(const Ray& ray) {
     constexpr int kSafeBounces = 3;
     constexpr float kFullWeight = 0.5f; // paths of this throughput are not thinned

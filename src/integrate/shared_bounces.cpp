@@ -60,8 +60,9 @@ bool sees_end(const SharedBounce& hit, const SharedBounce& from) {
     return any_above(shadow.weight, 0.0f);
 }
 
-// The balance heuristic [Veach95] between the bounces of both pixels, for what the first one's found.
-// Where one of them hardly ever ends, sharing is not worth a shadow ray, whichever pixel found it.
+// The balance heuristic [Veach95] between the bounces of both pixels, for what the first one's
+// found. Where one of them hardly ever ends, sharing is not worth a shadow ray, whichever pixel
+// found it.
 void give(const SharedBounce& from, const SharedBounce& to, Vec3& change_of_giver,
           Vec3& change_of_taker) {
     constexpr float kLeastShare = 0.1f;

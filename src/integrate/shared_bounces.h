@@ -22,7 +22,8 @@ struct SharedBounce {
     bool begins = false; // the first hit can share
 };
 
-// Whether paths of this run may share: nothing tells their light apart afterwards, no medium dims it.
+// Whether paths of this run may share: nothing tells their light apart afterwards, no medium dims
+// it.
 bool can_share_bounces();
 
 // Until the next call the paths of this thread are noted in `bounce`; null: in none.

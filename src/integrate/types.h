@@ -40,8 +40,8 @@ struct CausticPhoton {
 
 static_assert(sizeof(CausticPhoton) == 28);
 
-// The sum of all frames of one image, of the region's pixels row by row; of what each pixel would be
-// if it held that frame alone.
+// The sum of all frames of one image, of the region's pixels row by row; of what each pixel would
+// be if it held that frame alone.
 struct FrameSum {
     Image* image = nullptr;
     float per_sample = 1.0f; // what a frame's value is multiplied by: an image may hold shares

@@ -67,8 +67,8 @@ void InitializeGaffer() {
         initialize_point(light);
     for (ParallelLight& light : ParallelLights)
         initialize_parallel(light);
-    // Both lines print the memory of the parallel lights, and the second has four blanks, on purpose:
-    // programs look for these texts.
+    // Both lines print the memory of the parallel lights, and the second has four blanks, on
+    // purpose: programs look for these texts.
     const double bytes = static_cast<double>(ParallelLights.size() * sizeof(ParallelLight));
     ReportCount("parallel lights", static_cast<std::int64_t>(ParallelLights.size()), bytes);
     ReportCount("point    lights", static_cast<std::int64_t>(PointLights.size()), bytes);

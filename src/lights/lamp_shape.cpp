@@ -14,8 +14,8 @@ namespace mh {
 
 namespace {
 
-// Points of lamps that fill less, at the distance of their nearest point, are drawn by area: that is
-// quicker, and the density varies little there.
+// Points of lamps that fill less, at the distance of their nearest point, are drawn by area: that
+// is quicker, and the density varies little there.
 constexpr float kSmallAngle = 0.2f; // steradians
 
 // Below it angles lose their digits.

@@ -1,5 +1,5 @@
-// The choice among many lamps by what they may send to a point: a tree of bounds on place, direction
-// and power [ContyKulla18]. Private to this folder.
+// The choice among many lamps by what they may send to a point: a tree of bounds on place,
+// direction and power [ContyKulla18]. Private to this folder.
 // SPDX-License-Identifier: MIT
 #pragma once
 

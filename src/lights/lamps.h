@@ -16,8 +16,8 @@ void CollectLamps(LampSet& set);
 // that are virtual lights alone.
 Vec3 lamp_emission(const Lamp& lamp, const Vec3& position, const Vec3& direction, bool sampled);
 
-// The point of the lamps that u in [0, 1) picks by power, and ab on its face; the emission is scaled
-// so that photons of equal area times emission carry all light. False when nothing emits.
+// The point of the lamps that u in [0, 1) picks by power, and ab on its face; the emission is
+// scaled so that photons of equal area times emission carry all light. False when nothing emits.
 bool sample_lamp_power(float u, const Vec2& ab, EmitterPoint& point);
 
 } // namespace mh

@@ -93,8 +93,8 @@ LightSplit sum_first_hit(const Light* light, const Ray& ray, const SurfacePoint&
     return sum;
 }
 
-// A frame's samples of a first hit, one stretch after the other along the pixel's sequence. The ray's
-// cursor is that of one sample a frame.
+// A frame's samples of a first hit, one stretch after the other along the pixel's sequence. The
+// ray's cursor is that of one sample a frame.
 LightSplit sum_exact_hit(const Light* light, const Ray& ray, const SurfacePoint& point,
                          std::uint32_t count, AddSample add) {
     LightSplit sum;

@@ -83,8 +83,8 @@ bool complete_response(const LightShot& shot, const Vec3& direction, Response& r
 Vec3 transparency(const LightShot& shot, const Vec3& direction, float distance,
                   HitKind light_kind = HitKind::unset, std::int32_t light_primitive = -1);
 
-// The same between the target and a point, for the exact estimator: the ray is aimed anew from where it
-// starts off the surface, so that it ends where the point is.
+// The same between the target and a point, for the exact estimator: the ray is aimed anew from
+// where it starts off the surface, so that it ends where the point is.
 Vec3 transparency_to(const LightShot& shot, const Vec3& end);
 
 // Adds an arrival to the layers, weighted against bounces by the balance heuristic [Veach97].

@@ -23,9 +23,9 @@ using HelperClock = std::chrono::steady_clock::time_point;
 
 enum class Received { whole, cut, late };
 
-// Where a helper program is, by its path below the prefix: beside the folder of libraries or programs,
-// or one above it where libraries have a folder for each architecture. Empty when it is not installed.
-// Access as of access(2).
+// Where a helper program is, by its path below the prefix: beside the folder of libraries or
+// programs, or one above it where libraries have a folder for each architecture. Empty when it is
+// not installed. Access as of access(2).
 std::string InstalledHelper(const std::string& name, int mode = X_OK);
 
 // The program and its arguments. Returns why it does not run, or an empty text.

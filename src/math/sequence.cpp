@@ -37,8 +37,8 @@ void fill_tables() {
     }
 }
 
-// Place on a Morton curve [Morton66]: the lower 7 bits of both coordinates by turns. They are spread
-// side by side in the halves of one number.
+// Place on a Morton curve [Morton66]: the lower 7 bits of both coordinates by turns. They are
+// spread side by side in the halves of one number.
 std::uint32_t place_on_curve(std::uint32_t x, std::uint32_t y) {
     std::uint32_t both = (x % kCurveTile) | (y % kCurveTile) << 16;
     both = (both | both << 4) & 0x0F0F0F0Fu;

@@ -64,7 +64,8 @@ constexpr SampleCursor in_stretch(SampleCursor cursor, std::uint32_t sample, std
     return cursor;
 }
 
-// The cursor of a pixel's first ray: frame number `frame` of `frames`. Each seed has points of its own.
+// The cursor of a pixel's first ray: frame number `frame` of `frames`. Each seed has points of its
+// own.
 SampleCursor pixel_cursor(std::uint64_t seed, int x, int y, std::uint32_t frame,
                           std::uint32_t frames);
 

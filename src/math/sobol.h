@@ -50,8 +50,8 @@ constexpr float unit_of_bits(std::uint32_t bits) {
     return static_cast<float>(bits >> 8) * kTwoToMinus24;
 }
 
-// A point of the key's sequence, by its number with the digits in reverse order; both coordinates in
-// [0, 1).
+// A point of the key's sequence, by its number with the digits in reverse order; both coordinates
+// in [0, 1).
 constexpr Vec2 scrambled_pair(std::uint32_t place, std::uint64_t key) {
     const auto of_index = static_cast<std::uint32_t>(key);
     const auto of_x = static_cast<std::uint32_t>(key >> 32);

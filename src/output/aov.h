@@ -48,8 +48,8 @@ void write_pixel(Image& image, std::int64_t pixel, const Vec3& value);
 // Writes every AOV that has a file name.
 void WriteAovs(const std::vector<Aov>& list);
 
-// What a pixel of an image takes: its three floats, and those of the last whole frame or the sums of
-// all frames.
+// What a pixel of an image takes: its three floats, and those of the last whole frame or the sums
+// of all frames.
 double bytes_of_pixel();
 
 std::int64_t size_bytes(const std::vector<Aov>& list);

@@ -34,8 +34,8 @@ PixelRegion RenderedRegion(const Camera& camera);
 
 std::size_t pixel_count(const PixelRegion& region);
 
-// Frame of the run whose points the ray's path takes: the first index of loops that are shared among
-// frames.
+// Frame of the run whose points the ray's path takes: the first index of loops that are shared
+// among frames.
 inline std::uint32_t frame_of(const Ray& ray) {
     return ThreadStates[ray.thread].frame;
 }

@@ -1,6 +1,6 @@
 // What tells noise from detail: sums over the frames of a pixel, even and odd ones apart, of its
-// light and of the features of its first rough surface. Kept only when something asks for it, by the
-// active camera; frames that are cut, checkpoints and regions treat them like all images.
+// light and of the features of its first rough surface. Kept only when something asks for it, by
+// the active camera; frames that are cut, checkpoints and regions treat them like all images.
 // SPDX-License-Identifier: MIT
 #pragma once
 

@@ -25,7 +25,8 @@ struct PreviewHost {
 // What the plug-in exports under this name.
 struct PreviewWindowPlugin {
     std::uint32_t version;
-    // Opens the window and returns after it was closed. False, with the reason as text, without one.
+    // Opens the window and returns after it was closed. False, with the reason as text, without
+    // one.
     bool (*run)(const PreviewHost& host, char* reason, std::size_t reason_bytes);
 };
 

@@ -37,8 +37,8 @@ std::int64_t texel_index(const Image& image, int x, int y, Wrap wrap_u, Wrap wra
 // in an image without pixels and at coordinates that are not finite.
 Vec3 sample_texture(const Image& image, const Vec2& uv, const ShaderElement& element);
 
-// Mean per channel; variance: mean square of each texel's largest channel minus squared mean. No part
-// of a render asks for them.
+// Mean per channel; variance: mean square of each texel's largest channel minus squared mean. No
+// part of a render asks for them.
 void image_statistics(const Image& image, Vec3& mean, Vec3& variance);
 
 std::int64_t size_bytes(const Image& image);

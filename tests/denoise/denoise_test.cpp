@@ -124,7 +124,8 @@ TEST(Denoise, DoesNotCrossAnEdgeOfAFeature) {
             for (int c = 0; c < 3; ++c)
                 sum +=
                     static_cast<double>(picture[static_cast<std::size_t>(3 * (y * kWide + x) + c)]);
-        // 135 values whose noise had a deviation of 0.07: a hundredth of the step is 1.0 of their mean's.
+        // 135 values whose noise had a deviation of 0.07: a hundredth of the step is 1.0 of their
+        // mean's.
         EXPECT_NEAR(sum / (3.0 * kHigh), x < 33 ? 0.2 : 0.8, 0.012) << "column " << x;
     }
     EXPECT_LT(mean_square(picture, made.truth), 0.005 / 20.0);

@@ -1,8 +1,9 @@
 // The exact estimator against closed forms, and against itself by other ways to the same light.
 //
-// Pictures are means over 16 seeds with their standard error e, which each case keeps below its effort
-// times 0.05 %. It fails beyond 0.2 % plus 8 e: by chance once in 1e6 (Student's t, 15 degrees of
-// freedom). With 99 % it notices a bias of 0.2 % plus 11 e: 0.75 % times its effort, or less.
+// Pictures are means over 16 seeds with their standard error e, which each case keeps below its
+// effort times 0.05 %. It fails beyond 0.2 % plus 8 e: by chance once in 1e6 (Student's t, 15
+// degrees of freedom). With 99 % it notices a bias of 0.2 % plus 11 e: 0.75 % times its effort, or
+// less.
 // SPDX-License-Identifier: MIT
 #include "frame/phases.h"
 #include "geometry/objects.h"
@@ -171,8 +172,8 @@ double add_light_behind_ball() {
     return add_soft_light({0, 0, 1});
 }
 
-// A floor of quads under lamps of their numbers, all over it: a face that took its sender for itself
-// would let light pass.
+// A floor of quads under lamps of their numbers, all over it: a face that took its sender for
+// itself would let light pass.
 double add_numbered_quads() {
     add_white_floor();
     add_instanced_lamp(ceiling(-9, -9, 9, 9, 1), {});
@@ -437,8 +438,8 @@ TEST(Exact, GatherRaysSeeBallsOfTheRoot) {
     expect_same(look(kClose, {}), {1.0, 0.0}, "floor under a ball", 3.0);
 }
 
-// A lamp in brushed metal is stretched along the same way whether the floor is turned itself or by its
-// instance.
+// A lamp in brushed metal is stretched along the same way whether the floor is turned itself or by
+// its instance.
 TEST(Exact, TangentsTurnWithInstances) {
     Seen seen[2];
     for (const bool instanced : {false, true}) {
@@ -462,8 +463,8 @@ TEST(Exact, TangentsTurnWithInstances) {
     EXPECT_NEAR(seen[1].mean / seen[0].mean, 1.0, 1e-3);
 }
 
-// The right one of two neighbouring pixels under a ceiling, by seed. An image of the lamps' light keeps
-// them from sharing their bounces.
+// The right one of two neighbouring pixels under a ceiling, by seed. An image of the lamps' light
+// keeps them from sharing their bounces.
 std::vector<double> under_ceiling(bool alone, const std::function<void(int grey)>& furnish) {
     constexpr int kManyFrames = 512; // one bounce each
     ExactScene scene;

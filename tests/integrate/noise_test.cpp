@@ -105,8 +105,8 @@ const Image& render_anew(std::int64_t seed) {
     return camera.aovs[0].image;
 }
 
-// Over 200 seeds the squared errors of the pixels come to the estimated variances, within what 15 % of
-// the error make.
+// Over 200 seeds the squared errors of the pixels come to the estimated variances, within what 15 %
+// of the error make.
 TEST(Noise, IsAsLargeAsEstimated) {
     const OneThread one_thread;
     constexpr int kSeeds = 200, kSize = 16, kPixels = kSize * kSize;
@@ -132,7 +132,8 @@ TEST(Noise, IsAsLargeAsEstimated) {
     }
 }
 
-// Frames go to the half with noise, and over many seeds the picture is no darker or brighter for it.
+// Frames go to the half with noise, and over many seeds the picture is no darker or brighter for
+// it.
 TEST(Adaptive, GivesFramesToNoiseAndIsUnbiased) {
     const OneThread one_thread;
     constexpr int kSeeds = 40, kSize = 24;

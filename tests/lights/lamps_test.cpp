@@ -41,8 +41,8 @@ std::vector<Vec3> corners_of(const Lamp& lamp) {
 
 constexpr std::uint32_t kPoints = 1 << 14;
 
-// All points lie on the lamp and have the density that is told of their directions; integrals of the
-// direction by them are the closed forms.
+// All points lie on the lamp and have the density that is told of their directions; integrals of
+// the direction by them are the closed forms.
 void expect_even_points(const Lamp& lamp, const Vec3& from, const std::string& name) {
     constexpr float kMargin = 0.05f; // of places; directions at grazing angles are that coarse
     double light[3] = {};

@@ -1,6 +1,6 @@
-/* Preloaded: allocation number FAIL_AT of the process returns nothing. At its end the process writes
- * the number of its allocations to the file COUNT_TO. Below a host those of the OpenMP runtime and of
- * its threads do not count: it ends the process by itself.
+/* Preloaded: allocation number FAIL_AT of the process returns nothing. At its end the process
+ * writes the number of its allocations to the file COUNT_TO. Below a host those of the OpenMP
+ * runtime and of its threads do not count: it ends the process by itself.
  * SPDX-License-Identifier: MIT */
 #define _GNU_SOURCE
 #include <dlfcn.h>

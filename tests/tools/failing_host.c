@@ -1,5 +1,5 @@
-/* Renders by exported calls while allocations fail, ends the scene and does all of it a second time:
- * says so when the second picture is there.
+/* Renders by exported calls while allocations fail, ends the scene and does all of it a second
+ * time: says so when the second picture is there.
  * SPDX-License-Identifier: MIT */
 #include <moonhare.h>
 #include <stdio.h>

@@ -293,9 +293,9 @@ class Progress(RenderTest):
         self.assertTrue(any(text.startswith("avgerage of") for text in report))
 
     def test_the_bar_moves_within_photons_and_frames(self):
-        write_scene(self.scene, {"light/light.mh": "sky_light\n    photon 2000000\nend\n",
+        write_scene(self.scene, {"light/light.mh": "sky_light\n    photon 8000000\nend\n",
                                  "render/render.mh": ""})
-        text = self.on_terminal("--sample", "1", "--resolution", "300x200", "--gather", "300")
+        text = self.on_terminal("--sample", "1", "--resolution", "600x400", "--gather", "600")
         for phase in (r"photons", r"frames 0/1"):
             shares = [int(p) for p in re.findall(r"(\d+) % " + phase + r"[^\r]* s left", text)]
             self.assertGreater(len(set(shares)), 3, text)

@@ -1,5 +1,5 @@
-// Settings and radii that depend on the size of the scene, where the scene gives none: the library's
-// own numbers suit rooms measured in metres.
+// Settings and radii that depend on the size of the scene, where the scene gives none: the
+// library's own numbers suit rooms measured in metres.
 // SPDX-License-Identifier: MIT
 #pragma once
 

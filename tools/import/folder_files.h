@@ -8,8 +8,8 @@
 
 namespace mh {
 
-// Opens the folder before the process gives up its rights. Names are taken from there; one that leads
-// out of it, by "..", a leading slash, a link or a scheme, is not opened.
+// Opens the folder before the process gives up its rights. Names are taken from there; one that
+// leads out of it, by "..", a leading slash, a link or a scheme, is not opened.
 class FolderFiles : public Assimp::IOSystem {
 public:
     explicit FolderFiles(const std::string& folder);
@@ -24,8 +24,8 @@ public:
     Assimp::IOStream* Open(const char* name, const char* mode) override;
     void Close(Assimp::IOStream* stream) override;
 
-    // From here on the process may read below the folder and touch no other file, where the kernel has
-    // Landlock.
+    // From here on the process may read below the folder and touch no other file, where the kernel
+    // has Landlock.
     void hold_process() const;
 
     // The first name that led out of the folder; empty without one.

@@ -1,5 +1,5 @@
-// The helper program of "moonhare import": reads one file under limits on time, memory and files, and
-// writes what it holds to standard output. What a damaged file does to its reader ends here.
+// The helper program of "moonhare import": reads one file under limits on time, memory and files,
+// and writes what it holds to standard output. What a damaged file does to its reader ends here.
 // usage: moonhare-import FILE SECONDS BYTES TIME | moonhare-import --list-formats
 // SPDX-License-Identifier: MIT
 #include "decode/confine.h"

@@ -1,4 +1,5 @@
-// Lights and cameras. Candela and lux become colours by a factor pi; cameras without a pose see all.
+// Lights and cameras. Candela and lux become colours by a factor pi; cameras without a pose see
+// all.
 // SPDX-License-Identifier: MIT
 #include "import/linear.h"
 #include "import/map_scene.h"

@@ -248,8 +248,8 @@ void emission_slot(Shading& s, float share) {
     line(s, 2, "virtual_light 1");
 }
 
-// What one reflection by GGX facets returns, the rest of which is lost in further ones: over the table of
-// docs/materials.md, for one roughness of the whole surface.
+// What one reflection by GGX facets returns, the rest of which is lost in further ones: over the
+// table of docs/materials.md, for one roughness of the whole surface.
 float albedo_of_lobe(const Shading& s) {
     constexpr float kLoss = 1.9f;
     if (has_map(s, MapKind::metallic_roughness) || has_map(s, MapKind::roughness)) return 1.0f;
@@ -289,8 +289,8 @@ void dielectric_layer(Shading& s) {
     }
 }
 
-// F = base + (1 - base)(1 - cos)^5 of grey metals exactly; of coloured ones up to the colour of grazing
-// light, which stays that of the metal.
+// F = base + (1 - base)(1 - cos)^5 of grey metals exactly; of coloured ones up to the colour of
+// grazing light, which stays that of the metal.
 void metal_layer(Shading& s) {
     const ImportedMaterial& m = s.material;
     const bool textured = has_map(s, MapKind::base);

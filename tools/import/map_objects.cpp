@@ -1,5 +1,5 @@
-// Meshes and the tree of nodes: each mesh is an object, each use an instance. Instances turn and move
-// alone; what stretches or mirrors is applied to a copy of the mesh, one for each stretch.
+// Meshes and the tree of nodes: each mesh is an object, each use an instance. Instances turn and
+// move alone; what stretches or mirrors is applied to a copy of the mesh, one for each stretch.
 // SPDX-License-Identifier: MIT
 #include "import/linear.h"
 #include "import/map_scene.h"

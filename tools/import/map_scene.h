@@ -25,8 +25,8 @@ struct MeshFile {
     std::int32_t uv_set = -1; // -1: none is needed
 };
 
-// A factor of a grey image: offset + scale times a channel of a picture, or 1 where that reaches the
-// threshold and 0 elsewhere.
+// A factor of a grey image: offset + scale times a channel of a picture, or 1 where that reaches
+// the threshold and 0 elsewhere.
 struct GreyTerm {
     std::int32_t image = -1;
     std::uint32_t channel = 0; // 3 is alpha, 1 in pictures without

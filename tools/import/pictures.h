@@ -9,9 +9,9 @@
 
 namespace mh {
 
-// The file of each picture, empty for those that came inside the imported file. Pictures that are not
-// there are taken out of the materials, with a line each; by the last part of their name they are found
-// beside the imported file too.
+// The file of each picture, empty for those that came inside the imported file. Pictures that are
+// not there are taken out of the materials, with a line each; by the last part of their name they
+// are found beside the imported file too.
 struct PictureSources {
     std::vector<std::string> files;
     std::string fault; // a name of glTF that leads out of the folder

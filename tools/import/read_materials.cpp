@@ -1,5 +1,5 @@
-// Materials and pictures. Those of older models are brought to metal and roughness; the formulas stand
-// in docs/materials.md.
+// Materials and pictures. Those of older models are brought to metal and roughness; the formulas
+// stand in docs/materials.md.
 // SPDX-License-Identifier: MIT
 #include "import/read_scene.h"
 

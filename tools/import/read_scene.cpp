@@ -178,7 +178,8 @@ void read_lights(Tree& tree) {
     }
 }
 
-// Of glTF the reader hands over the vertical angle times the aspect, and the place of the node twice.
+// Of glTF the reader hands over the vertical angle times the aspect, and the place of the node
+// twice.
 void mend_camera(ImportedCamera& camera) {
     camera.position = {};
     if (!(camera.aspect > 0.0f)) return;

@@ -16,8 +16,8 @@ void ReadScene(const aiScene& from, const std::string& extension, ImportedScene&
 // Materials, and the pictures that they name.
 void ReadMaterials(const aiScene& from, ImportedScene& scene);
 
-// Moves nodes and shapes to where the file's first animation has them; leaves both as they are without
-// one.
+// Moves nodes and shapes to where the file's first animation has them; leaves both as they are
+// without one.
 void PoseScene(aiScene& scene, double seconds);
 
 // Length of the longest animation.

@@ -8,8 +8,8 @@
 
 namespace mh {
 
-// Fills the scene, posed at so many seconds; below 0 as the file stands. Returns why there is none, or
-// an empty text.
+// Fills the scene, posed at so many seconds; below 0 as the file stands. Returns why there is none,
+// or an empty text.
 std::string ReadForeignFile(const std::string& path, double seconds, ImportedScene& scene);
 
 // What the helper program can read, a line each; empty when it is not installed.

@@ -10,10 +10,13 @@ namespace mh {
 
 namespace {
 
+template<typename T, typename... Candidates>
+constexpr bool kIsOneOf = (std::is_same_v<T, Candidates> || ...);
+
 template<typename T>
 constexpr bool kIsPlain =
     std::is_arithmetic_v<
-        T> || std::is_enum_v<T> || std::is_same_v<T, Vec2> || std::is_same_v<T, Vec3> || std::is_same_v<T, Matrix> || std::is_same_v<T, std::array<std::uint32_t, 3>>;
+        T> || std::is_enum_v<T> || kIsOneOf<T, Vec2, Vec3, Matrix, std::array<std::uint32_t, 3>>;
 
 template<typename Stream, typename T>
 requires kIsPlain<T>

@@ -1,5 +1,5 @@
-// The form in which an imported scene passes from the helper program to ours: numbers and arrays with
-// their lengths, one after the other. The reading side trusts nothing of it.
+// The form in which an imported scene passes from the helper program to ours: numbers and arrays
+// with their lengths, one after the other. The reading side trusts nothing of it.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -23,8 +23,8 @@ struct ImportAnswer {
 bool WriteAnswer(const ImportAnswer& answer,
                  const std::function<bool(std::span<const std::byte>)>& put);
 
-// False for bytes that are cut or no answer, indices that name nothing, nodes before their parents and
-// numbers that are not finite.
+// False for bytes that are cut or no answer, indices that name nothing, nodes before their parents
+// and numbers that are not finite.
 bool ReadAnswer(std::span<const std::byte> bytes, ImportAnswer& answer);
 
 } // namespace mh

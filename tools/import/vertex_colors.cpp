@@ -1,6 +1,6 @@
-// A triangle takes a square of two by two texels, its corners lie in the middles of three of them. With
-// the neighbours' sum less the first in the fourth, a bilinear look-up is linear, as far as that is not
-// negative.
+// A triangle takes a square of two by two texels, its corners lie in the middles of three of them.
+// With the neighbours' sum less the first in the fourth, a bilinear look-up is linear, as far as
+// that is not negative.
 // SPDX-License-Identifier: MIT
 #include "import/vertex_colors.h"
 

@@ -6,9 +6,9 @@
 
 namespace mh {
 
-// Gives each mesh of other colours than white a copy of its material, with a picture of four texels a
-// triangle, and vertices that no two triangles share. Materials that have pictures already keep them, and
-// the colours are dropped with a line.
+// Gives each mesh of other colours than white a copy of its material, with a picture of four texels
+// a triangle, and vertices that no two triangles share. Materials that have pictures already keep
+// them, and the colours are dropped with a line.
 void PaintVertexColors(ImportedScene& scene);
 
 } // namespace mh

@@ -36,7 +36,8 @@ std::vector<Vec3> stretched(const std::vector<Vec3>& from, const Linear& matrix,
     return to;
 }
 
-// Normals take the cofactors, by the sign of the determinant: a mirrored sheet keeps its outer side.
+// Normals take the cofactors, by the sign of the determinant: a mirrored sheet keeps its outer
+// side.
 Linear normal_matrix(const Linear& stretch) {
     Linear matrix = cofactors(stretch);
     if (determinant(stretch) < 0.0)

@@ -1,7 +1,7 @@
-// The helper program of "convert" and "diff": decodes one picture by OpenImageIO under limits on time
-// and memory and writes it to standard output. It takes a third of a second to start, which the
-// program itself is spared, and what a damaged file does to its decoder ends here.
-// usage: moonhare-pictures FILE SECONDS BYTES
+// The helper program of "convert" and "diff": decodes one picture by OpenImageIO under limits on
+// time and memory and writes it to standard output. It takes a third of a second to start, which
+// the program itself is spared, and what a damaged file does to its decoder ends here. usage:
+// moonhare-pictures FILE SECONDS BYTES
 // SPDX-License-Identifier: MIT
 #include "decode/confine.h"
 #include "math/input_file.h"
@@ -37,7 +37,8 @@ int channel_named(const OIIO::ImageSpec& spec, char name) {
     return found == end ? -1 : static_cast<int>(found - begin);
 }
 
-// Red, green and blue, wherever they stand; the first three, or one for all, where names say nothing.
+// Red, green and blue, wherever they stand; the first three, or one for all, where names say
+// nothing.
 std::array<int, 3> channels_of(const OIIO::ImageSpec& spec) {
     const std::array<int, 3> named = {channel_named(spec, 'R'), channel_named(spec, 'G'),
                                       channel_named(spec, 'B')};

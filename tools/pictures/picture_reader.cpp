@@ -22,8 +22,8 @@ struct Limits {
     double seconds = 0.0, bytes = 0.0;
 };
 
-// A decoder writes at least a megabyte of file a second; its libraries are mapped to a gigabyte, and
-// the pixels of a file of some hundred bytes may be many.
+// A decoder writes at least a megabyte of file a second; its libraries are mapped to a gigabyte,
+// and the pixels of a file of some hundred bytes may be many.
 Limits limits_for(const std::string& path) {
     constexpr double kSeconds = 10.0, kSecondsOfByte = 1e-6;
     constexpr double kBytes = 4.0 * 1024.0 * 1024.0 * 1024.0, kUnpacked = 64.0;

@@ -1,5 +1,5 @@
-// What the helper program for pictures sends: this head, then the text of the fault, or three floats
-// for each pixel, the top row first.
+// What the helper program for pictures sends: this head, then the text of the fault, or three
+// floats for each pixel, the top row first.
 // SPDX-License-Identifier: MIT
 #pragma once
 

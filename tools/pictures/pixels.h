@@ -16,7 +16,8 @@ struct Pixels {
 };
 
 // Both as the file's format holds them: linear light in floats, displayed values of sRGB in bytes.
-// Empty on success, else why not. Files of other programs are read by the helper program for pictures.
+// Empty on success, else why not. Files of other programs are read by the helper program for
+// pictures.
 std::string ReadPixels(const std::string& path, Pixels& pixels);
 std::string WritePixels(const std::string& path, const Pixels& pixels);
 

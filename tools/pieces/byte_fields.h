@@ -1,5 +1,5 @@
-// Fields of the program's own binary files, one after the other in the machine's own layout. Reading
-// never goes behind the end.
+// Fields of the program's own binary files, one after the other in the machine's own layout.
+// Reading never goes behind the end.
 // SPDX-License-Identifier: MIT
 #pragma once
 

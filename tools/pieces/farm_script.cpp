@@ -97,9 +97,9 @@ std::string bounds_of(std::int64_t frames, std::int64_t tasks) {
 std::string slurm_script(const Arguments& arguments, const Plan& plan) {
     const std::int64_t tasks = std::min<std::int64_t>(arguments.tasks, plan.frames);
     return R"(#!/bin/bash
-# Renders a scene in pieces, each a task of a job array, and merges them. Submit it with sbatch; submit it
-# again to go on with pieces that are missing: those that are whole end at once. Options of sbatch
-# (--partition, --time, --cpus-per-task) stand above what is said here.
+# Renders a scene in pieces, each a task of a job array, and merges them. Submit it with sbatch;
+# submit it again to go on with pieces that are missing: those that are whole end at once. Options
+# of sbatch (--partition, --time, --cpus-per-task) stand above what is said here.
 #SBATCH --job-name=moonhare
 #SBATCH --array=0-)"
            + std::to_string(tasks - 1) + R"(

@@ -95,7 +95,8 @@ std::vector<PieceBox> boxes_of(const Merge& merge) {
     return boxes;
 }
 
-// The region that the pieces are to cover: the one asked for, the one that all share, or the scene's.
+// The region that the pieces are to cover: the one asked for, the one that all share, or the
+// scene's.
 PixelRegion region_to_cover(const Arguments& arguments, const Merge& merge) {
     const PictureHeader& picture = picture_of(merge);
     if (arguments.region) {

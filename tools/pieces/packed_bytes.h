@@ -1,5 +1,5 @@
-// Compressed arrays of numbers: the bytes of each place are put side by side, since the upper bytes of
-// neighbouring numbers are alike, and compressed by Zstandard, [RFC8878], in blocks.
+// Compressed arrays of numbers: the bytes of each place are put side by side, since the upper bytes
+// of neighbouring numbers are alike, and compressed by Zstandard, [RFC8878], in blocks.
 // SPDX-License-Identifier: MIT
 #pragma once
 

@@ -1,5 +1,5 @@
-// Photon files: caustic photons, the cells of each density grid, and splats if there are any, each a
-// section.
+// Photon files: caustic photons, the cells of each density grid, and splats if there are any, each
+// a section.
 // SPDX-License-Identifier: MIT
 #include "pieces/photon_file.h"
 

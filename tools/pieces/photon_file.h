@@ -15,7 +15,8 @@ std::string WritePhotons(const std::string& path, const Identity& identity);
 // Whether the file is whole and of this identity: empty, else what is wrong.
 std::string CheckPhotons(const std::string& path, const Identity& identity);
 
-// Puts the file's photons in place of a pass. Empty on success; else what is wrong, and there are none.
+// Puts the file's photons in place of a pass. Empty on success; else what is wrong, and there are
+// none.
 std::string ReadPhotons(const std::string& path, const Identity& identity);
 
 // Whether there is a file of some other kind.

@@ -52,7 +52,8 @@ bool belongs_to(const Aov& aov, const Camera& camera) {
                        [&](const Aov& own) { return &own == &aov; });
 }
 
-// All images that are written, and what they are derived from, those of the rendered camera last: a name may stand twice.
+// All images that are written, and what they are derived from, those of the rendered camera last: a
+// name may stand twice.
 std::vector<NamedImage> images_in_order() {
     const Camera& camera = *ActiveCamera();
     std::vector<NamedImage> others, own;

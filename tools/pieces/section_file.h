@@ -1,5 +1,5 @@
-// The frame of the program's binary files: a magic line, a header, sections of data, and a check sum
-// behind each. No size is believed before it is compared with that of the file.
+// The frame of the program's binary files: a magic line, a header, sections of data, and a check
+// sum behind each. No size is believed before it is compared with that of the file.
 // SPDX-License-Identifier: MIT
 #pragma once
 
