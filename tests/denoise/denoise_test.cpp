@@ -45,10 +45,10 @@ struct Case {
             return 5.0f + 0.001f * static_cast<float>(x * y) + (x > 40 ? 3.0f : 0.0f);
         });
         std::minstd_rand source(7);
-        std::normal_distribution<float> draw(0.0f, deviation);
+        std::normal_distribution<float> draw;
         for (std::vector<float>& values : half)
             for (const float value : truth)
-                values.push_back(deviation > 0.0f ? value + draw(source) : value);
+                values.push_back(value + deviation * draw(source));
     }
 
     DenoiseInput input() const {
