@@ -207,6 +207,10 @@ TEST_F(SceneReader, PlacesFilesByTheStepsAboveThem) {
     EXPECT_EQ(TangentCount(parts[3]), 3u); // one more than segments
     read("object\n z_up 1\n fit 4\n translate 1 0 0\n fur \"a.fur\"\nend\n");
     test::expect_near(Objects[1].parts.at(0).positions.at(1), {1, 0, 2}, 1e-6f);
+    read("object\n rotate 180 1 2 3\n obj \"a.obj\"\nend\n"); // p to 2 a (a p) - p
+    const std::vector<Vec3>& oblique = Objects[2].parts.at(0).positions;
+    test::expect_near(7.0f * oblique.at(1), {-4, -1, 9}, 1e-5f);
+    test::expect_near(7.0f * oblique.at(2), {-3, 8, 5}, 1e-5f);
     EXPECT_EQ(scene.take_report(), "");
     for (const char* step :
          {"scale 0", "fit -1", "scale 1 2", "rotate 9 0 0 0", "matrix 1", "radius 1 2"}) {

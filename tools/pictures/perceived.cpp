@@ -84,18 +84,18 @@ struct Sensitivity {
     float weight, b;
 };
 
-FloatPlane blurred(const FloatPlane& plane, std::array<Sensitivity, 2> terms) {
+PixelPlane blurred(const PixelPlane& plane, std::array<Sensitivity, 2> terms) {
     constexpr float kWidest = 0.04f; // b of the widest of all channels
     const auto sigma = [](float b) { return std::sqrt(b / 2.0f) / kPi * kPixelsOfDegree; };
     const int radius = static_cast<int>(std::ceil(3.0f * sigma(kWidest)));
-    FloatPlane result = {plane.width, plane.height, std::vector<float>(plane.values.size())};
+    PixelPlane result = {plane.width, plane.height, std::vector<float>(plane.values.size())};
     float sum = 0.0f;
     for (const Sensitivity& term : terms) {
         if (term.weight == 0.0f) continue;
         const Kernel kernel = Gaussian(sigma(term.b), radius);
         const float peak = kernel[kernel.size() / 2]; // its inverse is the sum before it became 1
         const float weight = term.weight * std::sqrt(kPi / term.b) / (peak * peak);
-        const FloatPlane part = Filtered(plane, kernel, kernel);
+        const PixelPlane part = Filtered(plane, kernel, kernel);
         for (std::size_t i = 0; i < part.values.size(); ++i)
             result.values[i] += weight * part.values[i];
         sum += weight;
@@ -105,11 +105,11 @@ FloatPlane blurred(const FloatPlane& plane, std::array<Sensitivity, 2> terms) {
     return result;
 }
 
-using ThreePlanes = std::array<FloatPlane, 3>;
+using ThreePlanes = std::array<PixelPlane, 3>;
 
 ThreePlanes planes_of(const Pixels& pixels, Vec3 (*space)(const Vec3&)) {
     ThreePlanes planes;
-    for (FloatPlane& plane : planes)
+    for (PixelPlane& plane : planes)
         plane = {pixels.width, pixels.height, {}};
     for (const Vec3& pixel : pixels.values) {
         const Vec3 value = space({shown(pixel.x), shown(pixel.y), shown(pixel.z)});
@@ -122,9 +122,9 @@ ThreePlanes planes_of(const Pixels& pixels, Vec3 (*space)(const Vec3&)) {
 
 // What an eye that far away sees of the colours.
 std::vector<Vec3> seen_colours(const ThreePlanes& opponent) {
-    const FloatPlane y = blurred(opponent[0], {{{1.0f, 0.0047f}, {0.0f, 1.0f}}});
-    const FloatPlane cx = blurred(opponent[1], {{{1.0f, 0.0053f}, {0.0f, 1.0f}}});
-    const FloatPlane cz = blurred(opponent[2], {{{34.1f, 0.04f}, {13.5f, 0.025f}}});
+    const PixelPlane y = blurred(opponent[0], {{{1.0f, 0.0047f}, {0.0f, 1.0f}}});
+    const PixelPlane cx = blurred(opponent[1], {{{1.0f, 0.0053f}, {0.0f, 1.0f}}});
+    const PixelPlane cz = blurred(opponent[2], {{{34.1f, 0.04f}, {13.5f, 0.025f}}});
     std::vector<Vec3> colours;
     for (std::size_t i = 0; i < y.values.size(); ++i) {
         const Vec3 c = linear_of_opponent({y.values[i], cx.values[i], cz.values[i]});
@@ -147,7 +147,7 @@ struct Features {
     std::vector<float> edges, points;
 };
 
-std::vector<float> lengths(const FloatPlane& x, const FloatPlane& y) {
+std::vector<float> lengths(const PixelPlane& x, const PixelPlane& y) {
     std::vector<float> result(x.values.size());
     std::transform(x.values.begin(), x.values.end(), y.values.begin(), result.begin(),
                    [](float a, float b) { return std::hypot(a, b); });
@@ -155,7 +155,7 @@ std::vector<float> lengths(const FloatPlane& x, const FloatPlane& y) {
 }
 
 // Edges and points by the first and second derivatives of a Gaussian, [Andersson20] 4.2.
-Features features_of(FloatPlane y) {
+Features features_of(PixelPlane y) {
     constexpr float kWidth_deg = 0.082f; // of what is noticed
     const float sigma = 0.5f * kWidth_deg * kPixelsOfDegree;
     const int radius = static_cast<int>(std::ceil(3.0f * sigma));
@@ -181,16 +181,16 @@ float feature_difference(const Features& a, const Features& b, std::size_t i) {
 }
 
 // What a display shows of the brightness, 0..1.
-FloatPlane brightness_of(const Pixels& pixels) {
-    FloatPlane plane = {pixels.width, pixels.height, {}};
+PixelPlane brightness_of(const Pixels& pixels) {
+    PixelPlane plane = {pixels.width, pixels.height, {}};
     for (const Vec3& c : pixels.values) // weights of [Wang04]'s code, those of BT.601
         plane.values.push_back(0.299f * srgb_of(shown(c.x)) + 0.587f * srgb_of(shown(c.y))
                                + 0.114f * srgb_of(shown(c.z)));
     return plane;
 }
 
-FloatPlane product_of(const FloatPlane& a, const FloatPlane& b) {
-    FloatPlane result = a;
+PixelPlane product_of(const PixelPlane& a, const PixelPlane& b) {
+    PixelPlane result = a;
     for (std::size_t i = 0; i < b.values.size(); ++i)
         result.values[i] *= b.values[i];
     return result;
@@ -214,10 +214,10 @@ double MeanSsim(const Pixels& a, const Pixels& b) {
     constexpr float kSigma = 1.5f, kC1 = 0.01f * 0.01f, kC2 = 0.03f * 0.03f;
     constexpr int kRadius = 5;
     const Kernel window = Gaussian(kSigma, kRadius);
-    const auto mean_of = [&](const FloatPlane& plane) {
+    const auto mean_of = [&](const PixelPlane& plane) {
         return Filtered(plane, window, window).values;
     };
-    const FloatPlane x = brightness_of(a), y = brightness_of(b);
+    const PixelPlane x = brightness_of(a), y = brightness_of(b);
     const std::vector<float> mx = mean_of(x), my = mean_of(y), xx = mean_of(product_of(x, x)),
                              yy = mean_of(product_of(y, y)), xy = mean_of(product_of(x, y));
     double sum = 0.0;

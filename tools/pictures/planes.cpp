@@ -13,8 +13,8 @@ namespace {
 
 enum class Along { rows, columns };
 
-FloatPlane filtered(const FloatPlane& plane, const Kernel& kernel, Along along) {
-    FloatPlane result = plane;
+PixelPlane filtered(const PixelPlane& plane, const Kernel& kernel, Along along) {
+    PixelPlane result = plane;
     const int radius = static_cast<int>(kernel.size() / 2);
     const int length = along == Along::rows ? plane.width : plane.height;
     const int step = along == Along::rows ? 1 : plane.width;
@@ -48,7 +48,7 @@ Kernel Gaussian(float sigma, int radius) {
     return kernel;
 }
 
-FloatPlane Filtered(const FloatPlane& plane, const Kernel& of_rows, const Kernel& of_columns) {
+PixelPlane Filtered(const PixelPlane& plane, const Kernel& of_rows, const Kernel& of_columns) {
     return filtered(filtered(plane, of_rows, Along::rows), of_columns, Along::columns);
 }
 

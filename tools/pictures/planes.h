@@ -6,7 +6,7 @@
 
 namespace mh {
 
-struct FloatPlane {
+struct PixelPlane {
     int width = 0, height = 0;
     std::vector<float> values;
 };
@@ -18,6 +18,6 @@ using Kernel = std::vector<float>;
 Kernel Gaussian(float sigma, int radius);
 
 // Filters rows by one kernel and columns by the other; edges are continued with their last values.
-FloatPlane Filtered(const FloatPlane& plane, const Kernel& of_rows, const Kernel& of_columns);
+PixelPlane Filtered(const PixelPlane& plane, const Kernel& of_rows, const Kernel& of_columns);
 
 } // namespace mh
