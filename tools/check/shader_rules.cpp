@@ -211,8 +211,7 @@ constexpr BlockRule kRules[] = {
      "\"virtual_light\" on a layer that emits nothing"},
     {"surface_shader", "virtual_light", Severity::warning, When::lamps_unsampled, emits_counted,
      "\"virtual_light 1\" while \"geometry_light\" casts photons and takes no samples: light "
-     "through "
-     "glass counts twice"},
+     "through glass counts twice"},
     {"surface_shader", nullptr, Severity::warning, When::lamps_sampled, emits_uncounted,
      "emissive layer without \"virtual_light 1\", while \"geometry_light\" is sampled: bounces and "
      "samples both count its light in full"},

@@ -27,8 +27,8 @@ struct Picture {
 };
 
 // The channels of this name, of the picture itself before those of a layer; -1 for none.
-int channel_named(const OIIO::ImageSpec& spec, char name) {
-    const auto begin = spec.channelnames.begin(), end = spec.channelnames.end();
+int channel_named(const OIIO::ImageSpec& head, char name) {
+    const auto begin = head.channelnames.begin(), end = head.channelnames.end();
     auto found = std::find(begin, end, std::string(1, name));
     if (found == end)
         found = std::find_if(begin, end, [name](const std::string& channel) {
@@ -39,39 +39,39 @@ int channel_named(const OIIO::ImageSpec& spec, char name) {
 
 // Red, green and blue, wherever they stand; the first three, or one for all, where names say
 // nothing.
-std::array<int, 3> channels_of(const OIIO::ImageSpec& spec) {
-    const std::array<int, 3> named = {channel_named(spec, 'R'), channel_named(spec, 'G'),
-                                      channel_named(spec, 'B')};
+std::array<int, 3> channels_of(const OIIO::ImageSpec& head) {
+    const std::array<int, 3> named = {channel_named(head, 'R'), channel_named(head, 'G'),
+                                      channel_named(head, 'B')};
     if (named[0] >= 0 && named[1] >= 0 && named[2] >= 0) return named;
-    if (spec.nchannels >= 3) return {0, 1, 2};
-    const int grey = std::max(channel_named(spec, 'Y'), 0);
+    if (head.nchannels >= 3) return {0, 1, 2};
+    const int grey = std::max(channel_named(head, 'Y'), 0);
     return {grey, grey, grey};
 }
 
 // Floats hold light; whole numbers hold what a display shows, unless the file says otherwise.
-bool holds_light(const OIIO::ImageSpec& spec) {
-    const std::string space = spec.get_string_attribute("oiio:ColorSpace");
-    return spec.format.is_floating_point() || space == "Linear" || space == "linear";
+bool holds_light(const OIIO::ImageSpec& head) {
+    const std::string space = head.get_string_attribute("oiio:ColorSpace");
+    return head.format.is_floating_point() || space == "Linear" || space == "linear";
 }
 
 // Of files that say so.
-float gamma_of(const OIIO::ImageSpec& spec) {
-    const std::string space = spec.get_string_attribute("oiio:ColorSpace");
-    return space.starts_with("Gamma") ? spec.get_float_attribute("oiio:Gamma", 1.0f) : 1.0f;
+float gamma_of(const OIIO::ImageSpec& head) {
+    const std::string space = head.get_string_attribute("oiio:ColorSpace");
+    return space.starts_with("Gamma") ? head.get_float_attribute("oiio:Gamma", 1.0f) : 1.0f;
 }
 
-void keep_colours(const OIIO::ImageSpec& spec, const std::vector<float>& all, Picture& picture) {
-    const std::array<int, 3> channels = channels_of(spec);
-    const float gamma = gamma_of(spec);
-    const auto stride = static_cast<std::size_t>(spec.nchannels);
+void keep_colours(const OIIO::ImageSpec& head, const std::vector<float>& all, Picture& picture) {
+    const std::array<int, 3> channels = channels_of(head);
+    const float gamma = gamma_of(head);
+    const auto stride = static_cast<std::size_t>(head.nchannels);
     for (std::size_t first = 0; first < all.size(); first += stride)
         for (const int channel : channels) {
             const float value = all[first + static_cast<std::size_t>(channel)];
             picture.values.push_back(gamma == 1.0f ? value : std::pow(value, gamma));
         }
-    picture.head.width = spec.width;
-    picture.head.height = spec.height;
-    picture.head.is_linear = holds_light(spec) || gamma != 1.0f;
+    picture.head.width = head.width;
+    picture.head.height = head.height;
+    picture.head.is_linear = holds_light(head) || gamma != 1.0f;
 }
 
 struct Signature {
@@ -96,20 +96,20 @@ std::string format_of(const std::string& name, std::string_view content) {
 // Empty on success, else why not.
 std::string decode(const std::string& name, const std::string& content, Picture& picture) {
     OIIO::Filesystem::IOMemReader file(content.data(), content.size());
-    OIIO::ImageSpec spec, wishes;
+    OIIO::ImageSpec head, wishes;
     wishes["oiio:UnassociatedAlpha"] = 1; // colours as they stand
     const auto input = OIIO::ImageInput::create(format_of(name, content), false, nullptr, &file);
     if (!input || !input->set_ioproxy(&file)) return "is in a format that is not known";
-    if (!input->open(name, spec, wishes)) return "cannot be decoded: " + input->geterror();
-    if (spec.width < 1 || spec.height < 1 || spec.depth > 1 || spec.nchannels < 1
-        || 1.0 * spec.width * spec.height * spec.nchannels > 4.0 * mh::kMostPicturePixels)
+    if (!input->open(name, head, wishes)) return "cannot be decoded: " + input->geterror();
+    if (head.width < 1 || head.height < 1 || head.depth > 1 || head.nchannels < 1
+        || 1.0 * head.width * head.height * head.nchannels > 4.0 * mh::kMostPicturePixels)
         return "has a size that no picture has";
-    std::vector<float> all(static_cast<std::size_t>(spec.width)
-                           * static_cast<std::size_t>(spec.height)
-                           * static_cast<std::size_t>(spec.nchannels));
-    if (!input->read_image(0, 0, 0, spec.nchannels, OIIO::TypeDesc::FLOAT, all.data()))
+    std::vector<float> all(static_cast<std::size_t>(head.width)
+                           * static_cast<std::size_t>(head.height)
+                           * static_cast<std::size_t>(head.nchannels));
+    if (!input->read_image(0, 0, 0, head.nchannels, OIIO::TypeDesc::FLOAT, all.data()))
         return "is damaged: " + input->geterror();
-    keep_colours(spec, all, picture);
+    keep_colours(head, all, picture);
     return {};
 }
 
