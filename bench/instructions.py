@@ -1,8 +1,8 @@
 """Instructions, mispredicted branches and last-level misses as callgrind counts them: per ray of our
 walks and of Embree's, and per path of two example scenes by part. Unlike times these do not depend
-on what else the machine does.
+on what else the machine does. Hashes of all hits of those rays are compared as well.
 
-usage: instructions.py BUILD [--accept]     --accept makes the counts those that the next run is compared with
+usage: instructions.py BUILD [--accept]     --accept makes the counts and hashes those of the next comparison
 """
 # SPDX-License-Identifier: MIT
 import collections
@@ -14,6 +14,7 @@ import tempfile
 
 FOLDER = pathlib.Path(__file__).resolve().parent
 ACCEPTED = FOLDER / "instructions.tsv"
+HITS = FOLDER / "hits.txt"
 # The same simulated caches on every machine; the last level is the L2 of a core.
 CALLGRIND = ["valgrind", "--tool=callgrind", "--branch-sim=yes", "--cache-sim=yes",
              "--I1=32768,8,64", "--D1=32768,8,64", "--LL=1048576,16,64"]
@@ -178,16 +179,28 @@ def report_paths(name, parts, accepted, measured):
               f"| {change(what, counts, accepted)} | {counts.mispredicted:.2f} | {counts.misses:.3f} |")
 
 
+def report_hits(build):
+    done = subprocess.run([f"{build}/bench/ray_counts", str(RAYS)], capture_output=True, text=True)
+    if done.returncode != 0:
+        sys.exit(f"ray_counts ended with status {done.returncode}")
+    known = HITS.read_text().splitlines() if HITS.exists() else []
+    changed = [line for line in done.stdout.splitlines() if line not in known]
+    print("Hits that have changed:\n" + "\n".join(changed) if changed else "Hits are unchanged.")
+    return done.stdout
+
+
 def main(build, *options):
     if options not in ((), ("--accept",)):
         sys.exit(__doc__)
     build = pathlib.Path(build).resolve()
     accepted, measured = read_accepted(), {}
+    hits = report_hits(build)
     report_rays(count_rays(build), accepted, measured)
     for name, render in RENDERS.items():
         report_paths(name, count_paths(build, *render), accepted, measured)
     if "--accept" in options:
         write_accepted(measured)
+        HITS.write_text(hits)
 
 
 if __name__ == "__main__":

@@ -31,11 +31,11 @@ void add_mesh(Object& object, const Mesh& mesh) {
         part.triangles.push_back({vertices, 0});
 }
 
-Ray trace(const BenchRay& ray) {
+Ray ray_of(const BenchRay& ray) {
     Ray query;
+    query.thread = bench_thread;
     query.origin = ray.origin;
     query.direction = ray.direction;
-    closest_hit(query);
     return query;
 }
 
@@ -115,22 +115,26 @@ RaySets MakeRays(const Scene& scene, int side) {
     return rays;
 }
 
+Ray trace(const BenchRay& ray) {
+    Ray query = ray_of(ray);
+    closest_hit(query);
+    return query;
+}
+
+Ray trace_shadow(const BenchRay& ray) {
+    Ray query = ray_of(ray);
+    query.distance = ray.distance;
+    shadow_query(query);
+    return query;
+}
+
 float our_closest(const BenchRay& ray) {
-    Ray query;
-    query.thread = bench_thread;
-    query.origin = ray.origin;
-    query.direction = ray.direction;
+    Ray query = ray_of(ray);
     return closest_hit(query) ? query.distance : kFar;
 }
 
 bool our_occluded(const BenchRay& ray) {
-    Ray query;
-    query.thread = bench_thread;
-    query.origin = ray.origin;
-    query.direction = ray.direction;
-    query.distance = ray.distance;
-    shadow_query(query);
-    return query.weight.x == 0.0f;
+    return trace_shadow(ray).weight.x == 0.0f;
 }
 
 } // namespace mh::bench

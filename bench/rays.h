@@ -3,6 +3,7 @@
 #pragma once
 
 #include "geometry/types.h"
+#include "hit/ray.h"
 #include "scenes.h"
 
 namespace mh::bench {
@@ -27,6 +28,10 @@ inline thread_local std::uint8_t bench_thread = 0;
 
 // Rays of a square picture in rows, and from every hit a cosine bounce and a ray to the light.
 RaySets MakeRays(const Scene& scene, int side);
+
+// The ray with its hit, and, in its weight, what a shadow ray lets pass.
+Ray trace(const BenchRay& ray);
+Ray trace_shadow(const BenchRay& ray);
 
 // Distance of the hit, kFar for a miss.
 float our_closest(const BenchRay& ray);
