@@ -43,16 +43,20 @@ Vec3 shadow_inverse_direction(const Vec3& d) {
     return {-(1.0f / (0.0f - d.x)), -(1.0f / (0.0f - d.y)), -(1.0f / (0.0f - d.z))};
 }
 
-// The stream that rays enter; null when there is nothing to hit.
-const WalkUnit* root_stream() {
-    if (RootObjectIndex >= Trees.size()) return nullptr;
-    const RawVector<WalkUnit>& stream = Trees[RootObjectIndex].walk;
-    return stream.empty() ? nullptr : stream.data();
+// Whether there is anything to hit in the root object.
+bool has_root_stream() {
+    const Tree* const root = Trees.data() + RootObjectIndex;
+    return root < Trees.data() + Trees.size() && !root->walk.empty();
 }
 
 // Finite, with a limit above 0: a product with 0 is 0 for finite numbers only.
 bool can_hit(const Ray& ray) {
-    return sum(0.0f * ray.origin) + sum(0.0f * ray.direction) == 0.0f && ray.distance > 0.0f;
+    return 0.0f * (sum(ray.origin) + sum(ray.direction)) == 0.0f && ray.distance > 0.0f
+           && has_root_stream();
+}
+
+const WalkUnit* root_stream() {
+    return Trees[RootObjectIndex].walk.data();
 }
 
 void fill_query(const Ray& ray, WalkQuery& query) {
@@ -61,7 +65,6 @@ void fill_query(const Ray& ray, WalkQuery& query) {
     query.inverse = &ray.inverse_direction;
     query.distance = ray.distance;
     query.source = identity(ray.source_kind, ray.source_primitive);
-    query.target = identity(ray.hit_kind, ray.hit_primitive);
     query.visible = visible_to(ray);
     query.true_distances = is_exact();
 }
@@ -103,13 +106,14 @@ void write_hit(const WalkQuery& query, Ray& ray) {
 }
 
 // Counts the ray and walks; limit, direction and inverse direction are set.
-bool find_nearest(Ray& ray, bool (*walk)(const WalkUnit*, WalkQuery&), WalkQuery& query) {
+[[gnu::always_inline]] inline bool find_nearest(Ray& ray,
+                                                bool (*walk)(const WalkUnit*, WalkQuery&)) {
     ray.instance_level = 0;
     ++ThreadStates[ray.thread].rays;
-    const WalkUnit* root = root_stream();
-    if (root == nullptr || !can_hit(ray)) return false;
+    if (!can_hit(ray)) return false;
+    WalkQuery query;
     fill_query(ray, query);
-    if (!walk(root, query)) return false;
+    if (!walk(root_stream(), query)) return false;
     write_hit(query, ray);
     return true;
 }
@@ -120,10 +124,10 @@ bool occluded(Ray& ray, bool (*walk)(const WalkUnit*, WalkQuery&), WalkQuery& qu
     ThreadState& state = ThreadStates[ray.thread];
     ++state.shadow_rays;
     ray.inverse_direction = shadow_inverse_direction(ray.direction);
-    const WalkUnit* root = root_stream();
-    if (root == nullptr || !can_hit(ray)) return false;
+    if (!can_hit(ray)) return false;
     fill_query(ray, query);
-    const bool hit = walk(root, query);
+    query.target = identity(ray.hit_kind, ray.hit_primitive);
+    const bool hit = walk(root_stream(), query);
     if (hit) ray.weight = {};
     state.shadow_nodes += query.nodes;
     state.shadow_leaves += query.leaves;
@@ -161,17 +165,15 @@ void UseVectorWalks(bool vector) {
 }
 
 bool closest_hit(Ray& ray) {
-    WalkQuery query;
     ray.inverse_direction = inverse_direction(ray.direction);
     ray.distance = kFar;
     ray.direction = normalize(ray.direction);
-    return find_nearest(ray, CurrentWalks->closest, query);
+    return find_nearest(ray, CurrentWalks->closest);
 }
 
 bool probe_hit(Ray& ray) {
-    WalkQuery query;
     ray.inverse_direction = inverse_direction(ray.direction);
-    return find_nearest(ray, CurrentWalks->probe, query);
+    return find_nearest(ray, CurrentWalks->probe);
 }
 
 void shadow_query(Ray& ray) {

@@ -12,21 +12,16 @@ constexpr float kBoxStart = 1e-8f; // lower bound of the entry distance into a b
 // Byte offsets of the near and the far row of planes per axis in a node of eight; in a node of four
 // they are half of that.
 struct PlaneRows {
-    std::uint32_t near[3], far[3];
+    BitLanes4 near, far;
 };
 
 // Set by the signs of the inverse direction, without a branch, which would be mispredicted on every
 // other ray.
 inline PlaneRows plane_rows(const Triple<float>& inverse) {
     constexpr std::uint32_t kRow = sizeof(Float8), kSide = 3 * kRow;
-    const float components[3] = {inverse.x, inverse.y, inverse.z};
-    PlaneRows rows;
-    for (std::uint32_t axis = 0; axis < 3; ++axis) {
-        const std::uint32_t upper = float_bits(components[axis]) >> 31 != 0 ? kSide : 0;
-        rows.near[axis] = axis * kRow + upper;
-        rows.far[axis] = axis * kRow + kSide - upper;
-    }
-    return rows;
+    constexpr BitLanes4 kRows = {0, kRow, 2 * kRow, 0};
+    const BitLanes4 upper = signs_of(inverse.x, inverse.y, inverse.z) & kSide;
+    return {kRows + upper, kRows + kSide - upper};
 }
 
 // A ray in the space of one object, and what nodes and blocks want of it.

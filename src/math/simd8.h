@@ -19,6 +19,17 @@ inline std::uint32_t float_bits(float x) {
     return __builtin_bit_cast(std::uint32_t, x);
 }
 
+// Four integers side by side, in the vector type of g++ and clang.
+using BitLanes4 = std::uint32_t __attribute__((vector_size(16)));
+
+// All bits in the lanes of negative numbers, none in the others and in the last.
+inline BitLanes4 signs_of(float a, float b, float c) {
+    using FloatLanes4 = float __attribute__((vector_size(16)));
+    using IntLanes4 = std::int32_t __attribute__((vector_size(16)));
+    const auto bits = reinterpret_cast<IntLanes4>(FloatLanes4{a, b, c, 0.0f});
+    return reinterpret_cast<BitLanes4>(bits >> 31);
+}
+
 inline float exact_root(float x) {
     return __builtin_sqrtf(x);
 }
