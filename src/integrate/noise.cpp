@@ -289,7 +289,8 @@ double frames_expected() {
     constexpr double kFlattest = 0.25, kSteepest = 1.0, kUsual = 0.5; // errors fall by n^-slope
     const double most = camera_frames();
     if (IntegrateState.noise.empty()) return most;
-    const auto& [frames, error] = IntegrateState.noise.back();
+    const std::uint32_t frames = IntegrateState.noise.back().frames;
+    const double error = IntegrateState.noise.back().percentile;
     const auto half =
         std::find_if(IntegrateState.noise.rbegin(), IntegrateState.noise.rend(),
                      [&](const MeasuredNoise& earlier) { return 2 * earlier.frames <= frames; });

@@ -66,6 +66,12 @@ void ResetRenderer() {
     RayStatistics = {};
 }
 
+void PrepareForPaths() {
+    clamp_settings();
+    RendererSettings.final_gather = false;
+    RendererSettings.bounce_samples = RendererSettings.sample;
+}
+
 void InitializeRenderer() {
     TakeRayCounts();
     clamp_settings();

@@ -8,6 +8,9 @@ namespace mh {
 // resolution, bounce and clamp stays until the next startup.
 void ResetRenderer();
 
+// What frames of traced paths need, whatever the mode will be, when no photon has been cast yet.
+void PrepareForPaths();
+
 // Phase 8: clamps settings, decides the mode, casts photons, builds the photon tree; reports.
 void InitializeRenderer();
 

@@ -118,19 +118,22 @@ class Refusals(ProgramTest):
 
 class Pictures(ProgramTest):
     def test_the_stream_shows_what_the_run_writes(self):
+        noise = CAMERA.replace("aov\n", 'aov\n image "noise.pfm"\n type "noise"\n end\n aov\n', 1)
+        write_scene(self.scene, {"camera/camera.mh": noise})
         plain = ("scene", "--seed", 1, "--threads", 2, "--resolution", "150x100")
-        self.run_here(*plain, "--beauty", "plain.pfm")
+        self.run_here(*plain, "--beauty", "plain.pfm", "--output-dir", "plain")
         live = Live(self, *plain, "--beauty", "live.pfm")
-        stream = Stream(live, "0,1")
-        stream.read_until(lambda s: s.status and s.status["message"] == "pictures of 6 frames written")
-        stream.read_all()
-        self.assertEqual({tile[0] for tile, _ in stream.tiles}, {0, 1})
-        self.assertEqual(self.bytes_of("live.pfm"), self.bytes_of("plain.pfm"))
-        size, expected = floats_of_pfm(self.bytes_of("plain.pfm"))
-        shown = stream.picture()
+        streams = [Stream(live, "0,1"), Stream(live, "2")]
+        for stream in streams:
+            stream.read_until(lambda s: s.status and s.status["message"] == "pictures of 6 frames written")
+            stream.read_all()
+        self.assertEqual({tile[0] for tile, _ in streams[0].tiles}, {0, 1})
+        self.assertEqual(self.bytes_of("live.pfm"), self.bytes_of("plain/plain.pfm"))
+        size, expected = floats_of_pfm(self.bytes_of("plain/plain.pfm"))
         self.assertEqual(size, [150, 100])
-        for a, b in zip(shown, expected):
-            self.assertLessEqual(abs(a - b), b / 2048 + 1e-7)
+        for image, values in ((0, expected), (1, floats_of_pfm(self.bytes_of("plain/noise.pfm"))[1])):
+            for a, b in zip(streams[0].picture(image), values):
+                self.assertLessEqual(abs(a - b), b / 2048 + 1e-7)
         pixel = json.loads(live.get("/pixel?x=75&y=60"))
         at = 3 * (60 * 150 + 75)
         self.assertEqual(pixel["live.pfm"], list(expected[at:at + 3]))
@@ -154,7 +157,8 @@ class Pictures(ProgramTest):
         self.assertAlmostEqual(y, 0, 3)
         self.assertAlmostEqual(z, 1, 3)
         self.assertEqual(live.post("/region?x0=10&y0=20&x1=30&y1=41"), 204)
-        status = live.wait(lambda status: status["region"] == [10, 20, 30, 41])
+        status = live.wait(lambda status: status["region"] == [10, 20, 30, 41]
+                           and status["scale"] == 1 and status["frames"] > 0)
         self.assertIn("region 10 20 30 41", status["camera"])
         self.assertEqual(live.post("/stop"), 204)
         stopped = live.wait(lambda status: status["stage"] == "stopped")["frames"]

@@ -4,7 +4,9 @@
 
 #include "json_text.h"
 #include "serve/live_images.h"
+#include "serve/live_status.h"
 #include "serve/page_reply.h"
+#include "serve/requests.h"
 #include "serve/session.h"
 #include "serve/viewer.h"
 

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "serve/live_images.h"
 
+#include "integrate/plane_images.h"
 #include "integrate/whole_frames.h"
 #include "output/aov.h"
 #include "output/camera.h"
@@ -18,6 +19,13 @@ namespace mh {
 
 namespace {
 
+// Made from sums of the frames while somebody looks at it.
+struct DerivedImage {
+    const Aov* aov = nullptr;
+    Aov copy;
+    LiveView of;
+};
+
 struct Shown {
     std::mutex lock;
     ImageState state = ImageState::closed;
@@ -26,6 +34,7 @@ struct Shown {
     LiveView coarse_view; // without frames: there is none
     std::vector<Aov> coarse_aovs;
     std::vector<LiveImage> coarse_images;
+    std::vector<DerivedImage> derived;
 };
 
 Shown shown;
@@ -54,6 +63,25 @@ void scale_shares(std::vector<float>& values, const PixelRegion& part) {
         value *= factor;
 }
 
+bool is_current(const LiveView& of) {
+    const LiveView& now = shown.view;
+    if (of.generation != now.generation || of.scale != now.scale) return false;
+    return of.frames == now.frames
+           || (shown.state == ImageState::open && !is_worth_showing(of.frames, now.frames));
+}
+
+const Image& derived_image(const Aov& aov) {
+    auto place = std::find_if(shown.derived.begin(), shown.derived.end(),
+                              [&](const DerivedImage& image) { return image.aov == &aov; });
+    if (place == shown.derived.end()) place = shown.derived.insert(place, {&aov, {}, {}});
+    if (place->copy.image.floats.empty() || !is_current(place->of)) {
+        place->copy = aov;
+        place->of = shown.view;
+        ShowPlanes(place->copy);
+    }
+    return place->copy.image;
+}
+
 } // namespace
 
 void FindLiveImages() {
@@ -64,7 +92,8 @@ void FindLiveImages() {
     ForEachOutput([&](Aov& aov, Filling filling) {
         const bool is_first = &aov == active->aovs.data();
         const bool is_of_view = aov.image.width == active->width;
-        const bool is_shown = grows(filling) || holds(aov, Channel::light_path);
+        const bool is_shown =
+            grows(filling) || filling == Filling::derived || holds(aov, Channel::light_path);
         if (filling == Filling::plane || !is_shown || !is_of_view || aov.image.floats.empty())
             return;
         const std::string name = std::filesystem::path(aov.image.path).filename().string();
@@ -76,6 +105,7 @@ void FindLiveImages() {
 void ForgetLiveImages() {
     const std::lock_guard guard(shown.lock);
     shown.images.clear();
+    shown.derived.clear();
     shown.coarse_view = {};
 }
 
@@ -108,7 +138,7 @@ void KeepCoarseImages() {
         const LiveImage& live = shown.images[i];
         Image& copy = shown.coarse_aovs[i].image;
         copy = {};
-        if (grows(live.filling)) copy = EmptyCopy(live.aov->image);
+        if (live.filling != Filling::complete) copy = EmptyCopy(live.aov->image);
         copy.floats = ReadLive(live, {0, 0, copy.width, copy.height});
         shown.coarse_images.push_back({&shown.coarse_aovs[i], Filling::complete, live.name});
     }
@@ -129,8 +159,14 @@ bool WithImages(
     return DuringFrame([&] { act(shown.images, shown.view); });
 }
 
+bool is_worth_showing(std::uint32_t shown_frames, std::uint32_t frames) {
+    constexpr double kStep = 1.125; // noise falls as one over the root of the frames
+    return frames >= kStep * shown_frames;
+}
+
 std::vector<float> ReadLive(const LiveImage& live, const PixelRegion& part) {
-    const Image& image = live.aov->image;
+    const Image& image =
+        live.filling == Filling::derived ? derived_image(*live.aov) : live.aov->image;
     std::vector<float> values;
     if (image.channels != 3 || part.x1 > image.width || part.y1 > image.height) return values;
     ReadWholeFrames(image, part, values);

@@ -48,6 +48,9 @@ void KeepCoarseImages();
 bool WithImages(
     const std::function<void(const std::vector<LiveImage>& images, LiveView view)>& act);
 
+// Whether a mean of so many frames looks different from one of fewer.
+bool is_worth_showing(std::uint32_t shown_frames, std::uint32_t frames);
+
 // Within WithImages: means of columns and rows of an image, three channels, row by row. What
 // photons have left in an image exists only at the scale of the whole picture.
 std::vector<float> ReadLive(const LiveImage& image, const PixelRegion& part);

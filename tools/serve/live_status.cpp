@@ -1,21 +1,26 @@
-// State of a render as JSON, and an estimate of its noise.
+// State of a render, kept for pages, and as JSON.
 // SPDX-License-Identifier: MIT
 #include "serve/live_status.h"
 
-#include "math/constants.h"
 #include "math/memory.h"
-#include "output/aov.h"
 
-#include <algorithm>
-#include <cmath>
+#include <chrono>
+#include <condition_variable>
 #include <cstdlib>
+#include <mutex>
 
 namespace mh {
 
 namespace {
 
-constexpr std::int64_t kMostProbes = 20000; // pixels that are followed
-constexpr double kDarkest = 0.01; // of the mean brightness, added so that black has no error
+struct KeptStatus {
+    std::mutex lock;
+    std::condition_variable changed;
+    LiveStatus status;
+    std::uint64_t version = 1;
+};
+
+KeptStatus kept;
 
 const char* word_of(LiveStage stage) {
     switch (stage) {
@@ -26,29 +31,6 @@ const char* word_of(LiveStage stage) {
     case LiveStage::done: return "done";
     }
     std::abort();
-}
-
-std::vector<float> probes_of(const Image& beauty) {
-    const std::int64_t pixels = std::int64_t{beauty.width} * beauty.height;
-    const std::int64_t step = std::max<std::int64_t>(pixels / kMostProbes, 1);
-    std::vector<float> probes;
-    for (std::int64_t pixel = step / 2; pixel < pixels; pixel += step) {
-        const Vec3 value = read_pixel(beauty, pixel);
-        probes.push_back((value.x + value.y + value.z) / 3.0f);
-    }
-    return probes;
-}
-
-// Mean of the relative errors; that of a normal variable is sqrt(2 / pi) of its deviation.
-double error_between(const std::vector<float>& before, const std::vector<float>& now) {
-    double mean = 0.0, sum = 0.0;
-    for (const float value : now)
-        mean += std::fabs(value);
-    mean /= static_cast<double>(now.size());
-    if (!(mean > 0.0)) return 0.0;
-    for (std::size_t i = 0; i < now.size(); ++i)
-        sum += std::fabs(now[i] - before[i]) / (std::fabs(now[i]) + kDarkest * mean);
-    return std::sqrt(0.5 * static_cast<double>(kPi)) * sum / static_cast<double>(now.size());
 }
 
 } // namespace
@@ -77,19 +59,38 @@ std::string StatusJson(const LiveStatus& status) {
                      {"keeps_last_good", status.keeps_last_good}});
 }
 
-void FollowDrift(DriftNoise& drift, const Image& beauty, std::uint32_t frames) {
-    if (frames != drift.next) return;
-    std::vector<float> now = probes_of(beauty);
-    if (drift.before.size() == now.size() && !now.empty())
-        drift.error = error_between(drift.before, now);
-    drift.before = std::move(now);
-    drift.frames = frames;
-    drift.next = 2 * frames;
+LiveStatus StatusNow() {
+    const std::lock_guard guard(kept.lock);
+    return kept.status;
 }
 
-double NoiseNow(const DriftNoise& drift, std::uint32_t frames) {
-    if (drift.error == 0.0 || frames == 0) return 0.0;
-    return drift.error * std::sqrt(static_cast<double>(drift.frames) / frames);
+void UpdateNumbers(const std::function<void(LiveStatus& status)>& act) {
+    const std::lock_guard guard(kept.lock);
+    act(kept.status);
+}
+
+void UpdateStatus(const std::function<void(LiveStatus& status)>& act) {
+    {
+        const std::lock_guard guard(kept.lock);
+        act(kept.status);
+        ++kept.version;
+    }
+    kept.changed.notify_all();
+}
+
+void SetStage(LiveStage stage) {
+    UpdateStatus([&](LiveStatus& status) { status.stage = stage; });
+}
+
+void Say(const std::string& message) {
+    UpdateStatus([&](LiveStatus& status) { status.message = message; });
+}
+
+std::uint64_t WaitForChange(std::uint64_t version, int milliseconds) {
+    std::unique_lock guard(kept.lock);
+    kept.changed.wait_for(guard, std::chrono::milliseconds(milliseconds),
+                          [&] { return kept.version != version; });
+    return kept.version;
 }
 
 } // namespace mh

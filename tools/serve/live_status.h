@@ -6,6 +6,7 @@
 #include "output/types.h"
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -22,7 +23,7 @@ enum class LiveStage : std::uint8_t {
 struct LiveStatus {
     LiveStage stage = LiveStage::reading;
     std::uint32_t generation = 0; // of the view
-    int scale = 1;
+    int scale = 1, coarsest = 1;  // now, and when the view began
     std::uint32_t frames = 0, frames_expected = 0;
     double rays_per_second = 0.0;
     double elapsed_s = 0.0, remaining_s = 0.0; // of these frames
@@ -38,19 +39,17 @@ struct LiveStatus {
 
 std::string StatusJson(const LiveStatus& status);
 
-// The error of the picture, estimated from how far it still moves: between n and 2 n frames by as
-// much as it is off in the end, as the second half is as good as the first. From a part of its
-// pixels.
-struct DriftNoise {
-    std::vector<float> before; // brightness after `frames`
-    std::uint32_t frames = 0, next = 1;
-    double error = 0.0;
-};
+// The one of the render; on any thread.
+LiveStatus StatusNow();
+void UpdateStatus(const std::function<void(LiveStatus& status)>& act);
+void SetStage(LiveStage stage);
+void Say(const std::string& message);
 
-// After a whole frame, by the thread that renders; does nothing but after 1, 2, 4, 8, ...
-void FollowDrift(DriftNoise& drift, const Image& beauty, std::uint32_t frames);
+// The same for what changes with each frame: pages see it when they look the next time.
+void UpdateNumbers(const std::function<void(LiveStatus& status)>& act);
 
-// What it says of the frames there are now.
-double NoiseNow(const DriftNoise& drift, std::uint32_t frames);
+// Waits until something but numbers has changed since the version, or so many milliseconds; returns
+// the version there is.
+std::uint64_t WaitForChange(std::uint64_t version, int milliseconds);
 
 } // namespace mh

@@ -12,9 +12,6 @@ namespace {
 
 constexpr int kBytesOfPixel = 6; // three halves
 
-// Noise falls as one over the root of the frames: below this a tile hardly looks different.
-constexpr double kWorthSending = 1.125;
-
 struct TilePlace {
     std::size_t list = 0, tile = 0; // among what the viewer has
     PixelRegion part;
@@ -57,7 +54,7 @@ void forget_other_view(Viewer& viewer, const LiveView& view) {
 }
 
 bool is_due(std::uint32_t sent, std::uint32_t frames, bool is_final) {
-    return frames > sent && (is_final || frames >= kWorthSending * sent);
+    return frames > sent && (is_final || is_worth_showing(sent, frames));
 }
 
 // Those that lag most come first, then those nearest to the middle.

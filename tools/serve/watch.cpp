@@ -5,6 +5,7 @@
 #include "files.h"
 #include "json_text.h"
 #include "math/helper_process.h"
+#include "serve/requests.h"
 #include "serve/session.h"
 
 #include <algorithm>
