@@ -46,6 +46,13 @@ PACKAGES = {
                      "pages and examples", "This package holds the manual and example scenes."),
 }
 
+# Before the removal: what Python has compiled since. dpkg sets the variable where it works for
+# another root.
+PYTHON_PRERM = """#!/bin/sh
+set -e
+find "$DPKG_ROOT/usr/lib/python3/dist-packages/moonhare" -name __pycache__ -prune -exec rm -rf {} +
+"""
+
 COPYRIGHT = """Format: https://www.debian.org/doc/packaging-manuals/copyright-format/1.0/
 Upstream-Name: moonhare
 Upstream-Contact: {contact}
@@ -134,6 +141,7 @@ def set_modes(root, when):
         if not path.is_symlink():
             program = path.is_file() and path.parent.name in ("bin", "moonhare") \
                 and is_elf(path) and ".so" not in path.name
+            program |= path.name == "prerm"
             path.chmod(0o755 if path.is_dir() or program else 0o644)
         os.utime(path, (when, when), follow_symlinks=False)
 
@@ -177,6 +185,8 @@ def add_control(root, package, version, dependencies):
         major = version.split(".")[0]
         (folder / "shlibs").write_text(f"libmh {major} libmh0 (>= {version})\n")
         (folder / "triggers").write_text("activate-noawait ldconfig\n")
+    if package == "python3-moonhare":
+        (folder / "prerm").write_text(PYTHON_PRERM)
 
 
 def make(build, output, package, version, when):

@@ -46,11 +46,12 @@ fi
 root=$work/root
 mkdir -p "$root/var/lib/dpkg/updates" "$root/var/lib/dpkg/info"
 : >"$root/var/lib/dpkg/status"
-manage() { dpkg --root="$root" --log=/dev/null --force-depends "$@" >/dev/null 2>"$work/log" || { cat "$work/log"; exit 1; }; }
+manage() { dpkg --root="$root" --log=/dev/null --force-depends --force-script-chrootless "$@" >/dev/null 2>"$work/log" || { cat "$work/log"; exit 1; }; }
 manage --install "$work"/*.deb
 for kind in cmake pkg_config program; do
     "$(dirname "$0")/consume.sh" $kind "$source" "$root/usr" "$work/$kind" >/dev/null
 done
+python3 -m compileall -q "$root/usr/lib/python3/dist-packages/moonhare"
 manage --purge libmh0 libmh-dev moonhare moonhare-pictures moonhare-preview python3-moonhare moonhare-doc
 left=$(find "$root" -path "$root/var" -prune -o -type f -print)
 [ -z "$left" ] || fail "left behind: $left"
