@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "accel/prepare.h"
 
+#include "accel/face_blocks.h"
 #include "accel/state.h"
-#include "accel/triangle_blocks.h"
 #include "math/threads.h"
 #include "run/report.h"
 #include "shading/types.h"
@@ -20,6 +20,7 @@ namespace {
 
 constexpr std::uint32_t kWideUnits = sizeof(WalkNode<8>) / sizeof(WalkUnit);
 constexpr std::uint32_t kNarrowUnits = sizeof(WalkNode<4>) / sizeof(WalkUnit);
+constexpr std::uint32_t kTetragonUnits = sizeof(WalkTetragons) / sizeof(WalkUnit);
 
 constexpr std::int64_t kSmallTree = 1000; // nodes below which threads cost more than they save
 
@@ -45,11 +46,33 @@ std::uint32_t node_kind(std::uint32_t index, std::uint32_t used, const BlockPlan
     return (narrow != 0 ? kWalkNarrow : 0) | (bottom ? kWalkBottom : 0);
 }
 
+// Calls visit(first, count) for the primitives of a leaf that stands in no block: one each, or
+// tetragons side by side.
+template<typename Visit>
+void for_each_primitive(const Object& object, const PrimitiveRef* refs, std::uint32_t count,
+                        const Visit& visit) {
+    for (std::uint32_t k = 0; k < count;) {
+        const std::uint32_t together = tetragons_together(object, refs + k, count - k);
+        visit(k, together);
+        k += std::max(together, 1u);
+    }
+}
+
+std::uint64_t leaf_units(const Object& object, const PrimitiveRef* refs, std::uint32_t count) {
+    std::uint64_t units = 0;
+    for_each_primitive(object, refs, count, [&](std::uint32_t, std::uint32_t together) {
+        units += together > 0 ? kTetragonUnits : 1;
+    });
+    return units;
+}
+
 // What stands at a node's place: itself, its blocks, the primitives of its other leaves.
-std::uint64_t units_of(const WideNode& node, std::uint32_t kind, const BlockPlan& plan) {
+std::uint64_t units_of(const Object& object, const Tree& tree, const WideNode& node,
+                       std::uint32_t kind, const BlockPlan& plan) {
     std::uint64_t units = plan.units + ((kind & kWalkNarrow) != 0 ? kNarrowUnits : kWideUnits);
     for (std::uint32_t slot = 0; slot < kWide; ++slot)
-        if ((plan.slots >> slot & 1u) == 0) units += node.count[slot];
+        if ((plan.slots >> slot & 1u) == 0 && node.count[slot] > 0)
+            units += leaf_units(object, &tree.references[node.child[slot]], node.count[slot]);
     return units;
 }
 
@@ -60,7 +83,7 @@ void place(const Object& object, const Tree& tree, std::uint32_t index, std::uin
     const BlockPlan plan = plan_blocks(object, tree, node);
     const std::uint32_t used = used_slots(node), kind = node_kind(index, used, plan);
     layout.reference[index] = static_cast<std::uint32_t>(layout.units) | kind;
-    layout.units += units_of(node, kind, plan);
+    layout.units += units_of(object, tree, node, kind, plan);
     const auto children = static_cast<std::uint32_t>(std::popcount(used));
     layout.stack = std::max(layout.stack, below + children);
     for (std::uint32_t slot = 0; slot < kWide; ++slot)
@@ -82,18 +105,6 @@ float radius_at(const Part& part, std::uint32_t vertex) {
 
 Vec3 tangent_at(const Part& part, std::uint32_t vertex) {
     return vertex < part.tangents.size() ? unpack_unit(part.tangents[vertex]) : Vec3{};
-}
-
-WalkTetragon walk_tetragon(const Part& part, const Tetragon& face) {
-    WalkTetragon record;
-    for (std::size_t k = 0; k < 4; ++k) {
-        const Vec3 p = part.positions[face.vertex[k]];
-        record.x[k] = p.x;
-        record.y[k] = p.y;
-        record.z[k] = p.z;
-    }
-    record.shader = face.shader;
-    return record;
 }
 
 WalkCylinder walk_cylinder(const Part& part, std::uint32_t vertex) {
@@ -152,8 +163,8 @@ void write_part_primitive(const Part& part, const PrimitiveRef& ref, WalkPrimiti
         break;
     case PrimitiveKind::tetragon:
         if (ref.index >= part.tetragons.size()) return;
-        p.tetragon = walk_tetragon(part, part.tetragons[ref.index]);
         shader = part.tetragons[ref.index].shader;
+        p.tetragon = {walk_corners(part, part.tetragons[ref.index]), shader};
         break;
     case PrimitiveKind::instance: return;
     }
@@ -190,11 +201,23 @@ void write_head(const WideNode& from, std::uint32_t index, const BlockPlan& plan
 // them.
 std::uint32_t write_leaf(const Object& object, Tree& tree, std::uint32_t first, std::uint32_t count,
                          std::uint32_t next) {
-    for (std::uint32_t k = 0; k < count; ++k) {
-        auto& p = *new (tree.walk.data() + next++) WalkPrimitive{};
-        write_primitive(object, tree.references[first + k], p);
-        p.last = k + 1 == count;
-    }
+    const PrimitiveRef* const refs = &tree.references[first];
+    bool* last = nullptr;
+    for_each_primitive(object, refs, count, [&](std::uint32_t k, std::uint32_t together) {
+        WalkUnit* const unit = tree.walk.data() + next;
+        if (together > 0) {
+            auto& tetragons = *new (unit) WalkTetragons{};
+            write_tetragons(object, refs + k, together, tetragons);
+            last = &tetragons.last;
+            next += kTetragonUnits;
+        } else {
+            auto& p = *new (unit) WalkPrimitive{};
+            write_primitive(object, refs[k], p);
+            last = &p.last;
+            ++next;
+        }
+    });
+    *last = true;
     return next;
 }
 
@@ -246,7 +269,7 @@ std::uint64_t WalkUnits(const Object& object, const Tree& tree) {
     for (std::uint32_t i = 0; i < tree.nodes.size(); ++i) {
         const WideNode& node = tree.nodes[i];
         const BlockPlan plan = plan_blocks(object, tree, node);
-        units += units_of(node, node_kind(i, used_slots(node), plan), plan);
+        units += units_of(object, tree, node, node_kind(i, used_slots(node), plan), plan);
     }
     return units;
 }

@@ -106,16 +106,11 @@ inline unsigned hit_triangles(const WalkTriangles<N>& f, const Triple<F>& origin
            & less_equal(fill<F>(0.0f), min(min(hits.b1, hits.b2), hits.b0));
 }
 
-// Bilinear parameters from the signed volumes that the ray spans with the four edges. In double:
-// far from the origin of the ray, float volumes of neighbours would leave gaps between them.
-inline bool hit_tetragon(const WalkTetragon& f, const LocalRay& ray, float limit, LocalHit& hit) {
-    const Triple<float> diagonal02 = {f.x[2] - f.x[0], f.y[2] - f.y[0], f.z[2] - f.z[0]};
-    const Triple<float> diagonal13 = {f.x[3] - f.x[1], f.y[3] - f.y[1], f.z[3] - f.z[1]};
-    const Triple<float> normal = cross(diagonal02, diagonal13);
-    const float facing = dot(normal, ray.direction);
-    const Triple<float> p0 = {f.x[0], f.y[0], f.z[0]};
-    const float t = dot(normal, p0 - ray.origin) / facing;
-    if (facing == 0.0f || !(t >= kRayEpsilon) || !(t <= limit - kRayEpsilon)) return false;
+// The line of a ray within a tetragon, whose normal it meets with the cosine `facing`, not scaled:
+// bilinear parameters from the signed volumes that it spans with the four edges. In double: far from
+// the origin of the ray, float volumes of neighbours would leave gaps between them.
+inline bool runs_inside(const WalkCorners& f, const LocalRay& ray, float facing, float& a,
+                        float& b) {
     const Triple<Double4> corners = {load<Double4>(f.x), load<Double4>(f.y), load<Double4>(f.z)};
     const Triple<Double4> here = corners - fill<Double4>(ray.origin);
     const Triple<Double4> next = {rotate(here.x), rotate(here.y), rotate(here.z)};
@@ -127,9 +122,38 @@ inline bool hit_tetragon(const WalkTetragon& f, const LocalRay& ray, float limit
     store(e, volumes);
     const double across = e[0] + e[2], along = e[1] + e[3];
     if (across == 0.0 || along == 0.0) return false; // the ray runs in two opposite edges
-    hit = {t, static_cast<float>(e[0] / across), static_cast<float>(e[3] / along), 0.0f,
-           facing < 0.0f};
+    a = static_cast<float>(e[0] / across);
+    b = static_cast<float>(e[3] / along);
     return true;
+}
+
+inline bool hit_tetragon(const WalkCorners& f, const LocalRay& ray, float limit, LocalHit& hit) {
+    const Triple<float> diagonal02 = {f.x[2] - f.x[0], f.y[2] - f.y[0], f.z[2] - f.z[0]};
+    const Triple<float> diagonal13 = {f.x[3] - f.x[1], f.y[3] - f.y[1], f.z[3] - f.z[1]};
+    const Triple<float> normal = cross(diagonal02, diagonal13);
+    const float facing = dot(normal, ray.direction);
+    const Triple<float> p0 = {f.x[0], f.y[0], f.z[0]};
+    const float t = dot(normal, p0 - ray.origin) / facing;
+    if (facing == 0.0f || !(t >= kRayEpsilon) || !(t <= limit - kRayEpsilon)) return false;
+    hit = {t, 0.0f, 0.0f, 0.0f, facing < 0.0f};
+    return runs_inside(f, ray, facing, hit.a, hit.b);
+}
+
+// Where a ray meets the planes of tetragons side by side.
+struct PlaneHits {
+    alignas(16) float t[4], facing[4];
+};
+
+// A bit for each plane that is met within the limit.
+inline unsigned meet_planes(const WalkTetragons& f, const Triple<Lanes4>& origin,
+                            const Triple<Lanes4>& direction, float limit, PlaneHits& hits) {
+    const Triple<Lanes4> normal = load_triple<Lanes4>(f.normal);
+    const Lanes4 facing = dot(normal, direction);
+    const Lanes4 t = dot(normal, load_triple<Lanes4>(f.p0) - origin) / facing;
+    store(hits.t, t);
+    store(hits.facing, facing);
+    return less_equal(fill<Lanes4>(kRayEpsilon), t)
+           & less_equal(t, fill<Lanes4>(limit - kRayEpsilon));
 }
 
 // The roots of a sphere's quadratic: nearest distance b of the centre, in lengths of the direction,

@@ -151,6 +151,35 @@ template<Walk walk, std::uint32_t N>
     return any;
 }
 
+inline unsigned meet_planes(const WalkTetragons& four, const WalkRay& ray, float limit,
+                            PlaneHits& hits) {
+    return meet_planes(four, lanes_of<Lanes4>(ray.origin), lanes_of<Lanes4>(ray.direction), limit,
+                       hits);
+}
+
+// Whether the ray hits one of the tetragons whose planes it meets, within the present limit.
+template<Walk walk>
+inline bool hit_lane(const WalkTetragons& four, unsigned lane, const PlaneHits& planes,
+                     const LocalRay& ray, const WalkQuery& query, LocalHit& hit) {
+    const float t = planes.t[lane], facing = planes.facing[lane];
+    if (!(t <= query.distance - kRayEpsilon)
+        || !may_hit_tetragon<walk>(four.index[lane], four.visibility[lane], query))
+        return false;
+    hit = {t, 0.0f, 0.0f, 0.0f, facing < 0.0f};
+    return runs_inside(four.corners[lane], ray, facing, hit.a, hit.b);
+}
+
+template<Walk walk>
+inline bool occluded_by_tetragons(const WalkTetragons& four, const WalkRay& ray,
+                                  const WalkQuery& query) {
+    PlaneHits planes;
+    unsigned lanes = meet_planes(four, ray, query.distance, planes);
+    LocalHit hit;
+    while (lanes != 0)
+        if (hit_lane<walk>(four, take_bit(lanes), planes, ray.local, query, hit)) return true;
+    return false;
+}
+
 // Whether a triangle that was hit occludes: one of the slots that the ray enters.
 template<Walk walk, std::uint32_t M>
 inline bool any_occludes(const WalkBlock<M>& block, unsigned lanes, unsigned entered,

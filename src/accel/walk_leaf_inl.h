@@ -91,6 +91,12 @@ inline bool may_hit_triangle(std::uint32_t index, std::uint8_t visibility, const
            && is_visible(visibility, query);
 }
 
+template<Walk walk>
+inline bool may_hit_tetragon(std::uint32_t index, std::uint8_t visibility, const WalkQuery& query) {
+    const auto kind = static_cast<std::uint8_t>(PrimitiveKind::tetragon);
+    return !is_excluded(identity(index, kind), walk, query) && is_visible(visibility, query);
+}
+
 // A triangle that stands in no block.
 template<Walk walk>
 inline bool test_triangle(const WalkPrimitive& p, const LocalRay& ray, const WalkQuery& query,
@@ -125,9 +131,8 @@ template<Walk walk>
     case static_cast<std::uint8_t>(PrimitiveKind::triangle):
         return test_triangle<walk>(p, ray, query, hit);
     case static_cast<std::uint8_t>(PrimitiveKind::tetragon):
-        return !is_excluded(identity(p), walk, query)
-               && hit_tetragon(p.tetragon, ray, query.distance, hit)
-               && is_visible(p.visibility, query);
+        return may_hit_tetragon<walk>(p.index, p.visibility, query)
+               && hit_tetragon(p.tetragon.corners, ray, query.distance, hit);
     case static_cast<std::uint8_t>(PrimitiveKind::cylinder):
         return walk != Walk::probe && !is_excluded(identity(p), walk, query)
                && is_visible(p.visibility, query)
@@ -139,7 +144,17 @@ template<Walk walk>
 }
 
 inline bool is_instance(const WalkPrimitive& p) {
-    return p.kind >= static_cast<std::uint8_t>(PrimitiveKind::instance);
+    return p.kind == static_cast<std::uint8_t>(PrimitiveKind::instance)
+           || p.kind == kWalkProjection;
+}
+
+inline const WalkTetragons& tetragons_at(const WalkPrimitive& p) {
+    return *reinterpret_cast<const WalkTetragons*>(&p);
+}
+
+// What follows in the leaf.
+inline const WalkPrimitive* next_primitive(const WalkPrimitive* p) {
+    return p + (p->kind == kWalkTetragons ? sizeof(WalkTetragons) / sizeof *p : 1);
 }
 
 } // namespace

@@ -135,29 +135,56 @@ template<Walk walk>
     return hit;
 }
 
-inline void keep_hit(const WalkPrimitive& p, const LocalHit& hit, int level, WalkQuery& query) {
+inline void keep_hit(const LocalHit& hit, std::uint64_t primitive, int level, WalkQuery& query) {
     query.distance = hit.distance;
     query.hit_a = hit.a;
     query.hit_b = hit.b;
     query.hit_c = hit.c;
     query.front = hit.front;
-    query.hit = identity(p);
-    query.hit_part = p.part;
-    query.hit_shader = face_shader(p);
+    query.hit = primitive;
     query.hit_level = level;
 }
 
 template<Walk walk>
-inline bool walk_leaf(const WalkPrimitive* p, const LocalRay& ray, int level, WalkQuery& query) {
+inline bool walk_primitive(const WalkPrimitive& p, const LocalRay& ray, int level,
+                           WalkQuery& query) {
+    LocalHit hit;
+    if (!test_primitive<walk>(p, ray, query, hit)) return false;
+    keep_hit(hit, identity(p), level, query);
+    query.hit_part = p.part;
+    query.hit_shader = face_shader(p);
+    return true;
+}
+
+template<Walk walk>
+inline bool walk_tetragons(const WalkTetragons& four, const WalkRay& ray, int level,
+                           WalkQuery& query) {
+    PlaneHits planes;
+    unsigned lanes = meet_planes(four, ray, query.distance, planes);
     bool any = false;
-    for (;; ++p) {
+    while (lanes != 0) {
+        const unsigned lane = take_bit(lanes);
         LocalHit hit;
-        if (is_instance(*p)) {
-            any |= walk_instance<walk>(*p, ray, level, query);
-        } else if (test_primitive<walk>(*p, ray, query, hit)) {
-            keep_hit(*p, hit, level, query);
-            any = true;
-        }
+        if (!hit_lane<walk>(four, lane, planes, ray.local, query, hit)) continue;
+        const auto kind = static_cast<std::uint8_t>(PrimitiveKind::tetragon);
+        keep_hit(hit, identity(four.index[lane], kind), level, query);
+        query.hit_part = four.part[lane];
+        query.hit_shader = four.shader[lane];
+        any = true;
+    }
+    return any;
+}
+
+template<Walk walk>
+inline bool walk_leaf(const WalkPrimitive* p, const WalkRay& ray, int level, WalkQuery& query) {
+    bool any = false;
+    for (;; p = next_primitive(p)) {
+        if (p->kind == kWalkTetragons)
+            any |= walk_tetragons<walk>(tetragons_at(*p), ray, level, query);
+        else if (is_instance(*p))
+            any |= walk_instance<walk>(*p, ray.local, level, query);
+        else
+            any |= walk_primitive<walk>(*p, ray.local, level, query);
         if (p->last) return any;
     }
 }
@@ -168,7 +195,7 @@ inline bool walk_any_leaf(const WalkUnit* units, StackKey leaf, const WalkRay& r
                           WalkQuery& query) {
     const auto reference = reference_of(leaf);
     if ((reference & kWalkBlocks) == 0)
-        return walk_leaf<walk>(primitives_at(units, reference), ray.local, level, query);
+        return walk_leaf<walk>(primitives_at(units, reference), ray, level, query);
     return with_node(units, reference, [&](const auto& node) {
         return walk_blocks<walk>(node, slot_of(leaf), ray, level, query);
     });

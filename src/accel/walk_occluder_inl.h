@@ -33,13 +33,23 @@ template<Walk walk>
 }
 
 template<Walk walk>
-inline bool occluded_by_leaf(const WalkPrimitive* p, const LocalRay& ray, WalkQuery& query,
+inline bool occluded_by_primitive(const WalkPrimitive& p, const WalkRay& ray, WalkQuery& query,
+                                  int level) {
+    if (p.kind == kWalkTetragons) {
+        query.primitives += tetragons_at(p).used;
+        return occluded_by_tetragons<walk>(tetragons_at(p), ray, query);
+    }
+    ++query.primitives;
+    LocalHit hit;
+    return is_instance(p) ? occluded_by_instance<walk>(p, ray.local, query, level)
+                          : test_primitive<walk>(p, ray.local, query, hit);
+}
+
+template<Walk walk>
+inline bool occluded_by_leaf(const WalkPrimitive* p, const WalkRay& ray, WalkQuery& query,
                              int level) {
-    for (;; ++p) {
-        ++query.primitives;
-        LocalHit hit;
-        if (is_instance(*p) ? occluded_by_instance<walk>(*p, ray, query, level)
-                            : test_primitive<walk>(*p, ray, query, hit)) {
+    for (;; p = next_primitive(p)) {
+        if (occluded_by_primitive<walk>(*p, ray, query, level)) {
             query.log[level].object = is_instance(*p) ? p->index : kNoObject;
             return true;
         }
@@ -108,7 +118,7 @@ bool walk_occluder<Walk::occlude>(const WalkUnit* units, const WalkRay& ray, Wal
             continue;
         }
         ++query.leaves;
-        if (occluded_by_leaf<Walk::occlude>(primitives_at(units, next), ray.local, query, level))
+        if (occluded_by_leaf<Walk::occlude>(primitives_at(units, next), ray, query, level))
             return true;
         next = *--top;
     }
@@ -132,8 +142,8 @@ inline bool occluded_by_logged_leaf(const WalkUnit* units, StackKey leaf, const 
     ++query.leaves;
     const auto reference = reference_of(leaf);
     if ((reference & kWalkBlocks) == 0)
-        return occluded_by_leaf<Walk::occlude_log>(primitives_at(units, reference), ray.local,
-                                                   query, level);
+        return occluded_by_leaf<Walk::occlude_log>(primitives_at(units, reference), ray, query,
+                                                   level);
     query.log[level].object = kNoObject;
     return with_node(units, reference, [&](const auto& node) {
         return occluded_by_blocks<Walk::occlude_log>(node, 1u << slot_of(leaf), ray, query);

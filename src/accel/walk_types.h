@@ -6,6 +6,8 @@
 
 #include "accel/types.h"
 
+#include <cstddef>
+
 namespace mh {
 
 struct Instance;
@@ -65,9 +67,26 @@ struct alignas(64) WalkBlock {
 static_assert(sizeof(WalkBlock<8>) == 512 && sizeof(WalkBlock<4>) == 256);
 
 // The corners by coordinate, in order around the face.
-struct WalkTetragon {
+struct WalkCorners {
     float x[4], y[4], z[4];
+};
+
+struct WalkTetragon {
+    WalkCorners corners;
     std::uint32_t shader;
+};
+
+// Several tetragons of a leaf, side by side. What tells their kind stands where that of a primitive
+// does. Places that are left over have no normal and are never hit.
+struct alignas(64) WalkTetragons {
+    float p0[3][4];
+    std::uint8_t part[4], visibility[4];
+    std::uint32_t used; // places
+    std::uint8_t kind;
+    bool last;          // of its leaf
+    float normal[3][4]; // the cross product of the diagonals
+    std::uint32_t index[4], shader[4];
+    WalkCorners corners[4];
 };
 
 struct WalkCylinder {
@@ -94,6 +113,7 @@ struct WalkProjection {
 // Values of `kind` beside those of PrimitiveKind.
 constexpr std::uint8_t kWalkNothing = 0;
 constexpr std::uint8_t kWalkProjection = 6;
+constexpr std::uint8_t kWalkTetragons = 7;
 
 struct alignas(64) WalkPrimitive {
     union {
@@ -107,12 +127,14 @@ struct alignas(64) WalkPrimitive {
 
     std::uint32_t index; // within the list that kind names; of an instance its object
     std::uint8_t kind;
+    bool last;               // of its leaf
     std::uint8_t part;       // within the object
     std::uint8_t visibility; // of the shader
-    bool last;               // of its leaf
 };
 
 static_assert(sizeof(WalkPrimitive) == sizeof(WalkUnit));
+static_assert(offsetof(WalkTetragons, kind) == offsetof(WalkPrimitive, kind)
+              && offsetof(WalkTetragons, last) == offsetof(WalkPrimitive, last));
 
 // Entries that a kernel's stack holds; an object whose tree may need more is not walked. A tree of
 // 256 levels needs 7 * 256.

@@ -37,6 +37,21 @@ Instance& add_instance(Object& owner, std::uint32_t target, float angle, const V
     return instance;
 }
 
+// Makes tetragons parallelograms, as those that are not flat become triangles, and adds copies of
+// the first that begin at its other corners and run backwards: of one box, they share leaves.
+void add_parallelograms(Part& part) {
+    for (const Tetragon& face : part.tetragons) {
+        const auto& [a, b, c, d] = face.vertex;
+        part.positions[c] = part.positions[b] + part.positions[d] - part.positions[a];
+    }
+    std::array<std::uint32_t, 4> corners = part.tetragons[0].vertex;
+    for (std::uint32_t i = 0; i < 24; ++i) {
+        std::rotate(corners.begin(), corners.begin() + 1, corners.end());
+        if (i % 4 == 3) std::reverse(corners.begin(), corners.end());
+        part.tetragons.push_back({corners, i % 4});
+    }
+}
+
 // Objects 0 within 1 within 2, the root; all kinds of primitive and of visibility in each, but
 // triangles alone in the first.
 void make_scene() {
@@ -49,6 +64,7 @@ void make_scene() {
         Object& object = Objects.emplace_back(random_object(i + 1, 60, 0.3f));
         for (std::uint32_t f = 0; f < object.parts[2].triangles.size(); f += 3)
             object.parts[2].triangles[f].shader = f % 4;
+        add_parallelograms(object.parts[2]);
         object.parts[(i + 1) % 2].shader_id = 3 - i;
         if (i == 0) {
             object.parts[0].particles.clear();

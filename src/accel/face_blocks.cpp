@@ -1,6 +1,6 @@
-// Lays the triangles of small leaves out in blocks. Called by PrepareWalk for every node.
+// Lays faces out side by side. Called by PrepareWalk for every node and leaf.
 // SPDX-License-Identifier: MIT
-#include "accel/triangle_blocks.h"
+#include "accel/face_blocks.h"
 
 #include "shading/state.h"
 
@@ -24,6 +24,11 @@ bool fits_blocks(const Object& object, const Tree& tree, std::uint32_t first, st
             return false;
     }
     return true;
+}
+
+bool is_tetragon(const Object& object, const PrimitiveRef& ref) {
+    return ref.kind == PrimitiveKind::tetragon && ref.part < object.parts.size()
+           && ref.index < object.parts[ref.part].tetragons.size();
 }
 
 template<std::uint32_t N>
@@ -112,6 +117,46 @@ void write_blocks(const Object& object, const Tree& tree, const WideNode& node,
     for (std::uint32_t k = 0; k < plan.wide; ++k, done += 8)
         unit = write_block<8>(object, list + done, count - std::min(done, count), *slots++, unit);
     if (plan.narrow != 0) write_block<4>(object, list + done, count - done, *slots, unit);
+}
+
+std::uint32_t tetragons_together(const Object& object, const PrimitiveRef* refs,
+                                 std::uint32_t count) {
+    constexpr std::uint32_t kFewest = 3; // two would leave half of the place empty
+    const std::uint32_t most = std::min(count, 4u);
+    std::uint32_t together = 0;
+    while (together < most && is_tetragon(object, refs[together]))
+        ++together;
+    return together < kFewest ? 0 : together;
+}
+
+void write_tetragons(const Object& object, const PrimitiveRef* refs, std::uint32_t count,
+                     WalkTetragons& out) {
+    out.kind = kWalkTetragons;
+    out.used = count;
+    for (std::uint32_t k = 0; k < count; ++k) {
+        const Part& part = object.parts[refs[k].part];
+        const Tetragon& face = part.tetragons[refs[k].index];
+        const auto corner = [&](std::size_t n) { return part.positions[face.vertex[n]]; };
+        const int lane = static_cast<int>(k);
+        set_lane(corner(0), lane, out.p0);
+        set_lane(cross(corner(2) - corner(0), corner(3) - corner(1)), lane, out.normal);
+        out.corners[k] = walk_corners(part, face);
+        out.part[k] = static_cast<std::uint8_t>(refs[k].part);
+        out.visibility[k] = visibility_of(face.shader);
+        out.index[k] = refs[k].index;
+        out.shader[k] = face.shader;
+    }
+}
+
+WalkCorners walk_corners(const Part& part, const Tetragon& face) {
+    WalkCorners corners;
+    for (std::size_t k = 0; k < 4; ++k) {
+        const Vec3 p = part.positions[face.vertex[k]];
+        corners.x[k] = p.x;
+        corners.y[k] = p.y;
+        corners.z[k] = p.z;
+    }
+    return corners;
 }
 
 void write_triangle(const Part& part, const Triangle& face, WalkTriangles<1>& out) {

@@ -1,4 +1,5 @@
-// The triangles of a node's small leaves, side by side behind the node.
+// Faces side by side: the triangles of a node's small leaves behind the node, and the tetragons
+// within a leaf.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -21,8 +22,18 @@ BlockPlan plan_blocks(const Object& object, const Tree& tree, const WideNode& no
 void write_blocks(const Object& object, const Tree& tree, const WideNode& node,
                   const BlockPlan& plan, std::uint8_t* slots, WalkUnit* unit);
 
+WalkCorners walk_corners(const Part& part, const Tetragon& face);
+
 // A triangle that stands in no block.
 void write_triangle(const Part& part, const Triangle& face, WalkTriangles<1>& out);
+
+// How many references of a leaf, from the first on, are tetragons to be written side by side; 0 where
+// the first is to stand alone.
+std::uint32_t tetragons_together(const Object& object, const PrimitiveRef* refs,
+                                 std::uint32_t count);
+
+void write_tetragons(const Object& object, const PrimitiveRef* refs, std::uint32_t count,
+                     WalkTetragons& out);
 
 // 0 to 3, as rays ask for it; of a shader that doesn't exist that of `all`.
 std::uint8_t visibility_of(std::uint32_t shader);
