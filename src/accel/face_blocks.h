@@ -27,8 +27,8 @@ WalkCorners walk_corners(const Part& part, const Tetragon& face);
 // A triangle that stands in no block.
 void write_triangle(const Part& part, const Triangle& face, WalkTriangles<1>& out);
 
-// How many references of a leaf, from the first on, are tetragons to be written side by side; 0 where
-// the first is to stand alone.
+// How many references of a leaf, from the first on, are tetragons to be written side by side; 0
+// where the first is to stand alone.
 std::uint32_t tetragons_together(const Object& object, const PrimitiveRef* refs,
                                  std::uint32_t count);
 

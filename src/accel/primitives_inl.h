@@ -106,9 +106,9 @@ inline unsigned hit_triangles(const WalkTriangles<N>& f, const Triple<F>& origin
            & less_equal(fill<F>(0.0f), min(min(hits.b1, hits.b2), hits.b0));
 }
 
-// The line of a ray within a tetragon, whose normal it meets with the cosine `facing`, not scaled:
-// bilinear parameters from the signed volumes that it spans with the four edges. In double: far from
-// the origin of the ray, float volumes of neighbours would leave gaps between them.
+// Bilinear parameters from the signed volumes that the ray spans with the four edges; facing is the
+// product of direction and normal. In double: far from the origin of the ray, float volumes of
+// neighbours would leave gaps between them.
 inline bool runs_inside(const WalkCorners& f, const LocalRay& ray, float facing, float& a,
                         float& b) {
     const Triple<Double4> corners = {load<Double4>(f.x), load<Double4>(f.y), load<Double4>(f.z)};
