@@ -64,8 +64,7 @@ ImportedMaterial material_of(Draws& draws, std::size_t images) {
         map.image = draws.index(images);
         map.uv_set = draws.next(3);
         map.wrap_u = static_cast<WrapMode>(draws.next(3));
-        map.rotation_rad = draws.number();
-        map.scale = {draws.number(), 1.0f};
+        map.uv_matrix = {draws.number(), 1.0f, 0.0f, draws.number(), 1.0f, draws.number()};
     }
     return m;
 }

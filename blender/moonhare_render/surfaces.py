@@ -13,7 +13,8 @@ MIRROR = 0.03  # a lobe of less roughness is a mirror
 PERFECT = 1e6  # index that reflects all light
 LOSS = 1.9  # of one reflection by facets, see albedo_of_lobe
 COAT_ON_METAL = 0.05  # light that a coat reflects, about the mean over all angles
-USUAL_COSINE = 0.75  # at which the reflection is that of docs/blender.md
+USUAL_COSINE = 0.75  # of surfaces that face the viewer
+FEWEST = 0.01  # a smaller share of a surface gets no layer
 HAIR_UNIT = 30.0  # degrees of a roughness of 1
 HAIR_ROUGHNESS = (5.969, -0.215, 2.532, -10.73, 5.574, 0.245)  # [Chiang16], absorption of a colour
 
@@ -66,6 +67,13 @@ def usual_reflectance(index):
 def albedo_of_lobe(roughness):
     """What one reflection by facets of GGX returns."""
     return 1.0 / (1.0 + LOSS * roughness ** 4)
+
+
+def lobe_share(roughness):
+    """The share of a dielectric whose reflection comes back."""
+    share = combined(lambda r: albedo_of_lobe(numpy.clip(r, 0, 1)), grey(roughness))
+    few = share.is_constant and share.color[0] > 1 - FEWEST
+    return constant(1) if few else share
 
 
 def lobe(color, roughness, single=True):
@@ -266,15 +274,21 @@ class SurfaceReader:
             self.parts.append(Part(solid, {"emissive": light}))
 
     def dielectric(self, node, amount, base, roughness, coat, single):
+        """Where single reflection is lost in further facets there is diffuse light alone."""
         index = principled_index(self, node)
         gain = 1 / (1 - usual_reflectance(index)) if compat.PRINCIPLED_ADDS else 1.0
-        slots = {"lambertian": base.scaled(gain)}
-        if index > 1.0:
-            slots.update(lobe(constant(1), roughness, single), ior=index)
-            if coat:
-                mirror = slots["specular"].color if "specular" in slots else numpy.zeros(3)
-                slots["specular"] = Value(mirror + coat)
-        self.add(node, amount, slots)
+        below = {"lambertian": base.scaled(gain)}
+        if index <= 1.0:
+            self.add(node, amount, below)
+            return
+        share = lobe_share(roughness) if single else constant(1)
+        slots = {**below, **lobe(constant(1), roughness, False), "ior": index}
+        if coat:
+            mirror = slots["specular"].color if "specular" in slots else numpy.zeros(3)
+            slots["specular"] = Value(mirror + coat)
+            below.update(specular=constant(coat), ior=index)
+        self.add(node, product(amount, share), slots)
+        self.add(node, product(amount, reverse(share)), below)
 
     def metal(self, node, amount, base, roughness, single):
         if not base.is_constant:

@@ -3,7 +3,9 @@ SPDX-License-Identifier: MIT"""
 import base64
 import copy
 import json
+import math
 import os
+import re
 import struct
 import unittest
 
@@ -47,6 +49,13 @@ def add_array(scene, code, kind, *values):
     return len(scene["accessors"]) - 1
 
 
+def constants_of_addon():
+    """Numbers by name that the add-on for Blender maps materials with."""
+    path = os.path.join(os.path.dirname(__file__), "../../blender/moonhare_render/surfaces.py")
+    with open(path) as file:
+        return {key: float(value) for key, value in re.findall(r"(?m)^([A-Z_]+) = ([\d.e]+)", file.read())}
+
+
 class ImportTest(ProgramTest):
     def write(self, name, scene):
         with open(self.path(name), "w") as file:
@@ -85,8 +94,60 @@ class WhatComesIn(ImportTest):
         self.assertIn("matrix 1 0 0 0   0 0 -1 0   0 1 0 0   0 0 0 1", objects)
         mesh = self.bytes_of("square/geometry/square.mesh")
         self.assertEqual(mesh[24:72], CORNERS)
-        self.assertIn("color 0.5 0.25 1", self.text("shader/materials.mh"))
-        self.assertIn("color 0.275 0.275 0.275", self.text("shader/materials.mh"))
+
+    def test_materials_take_the_numbers_of_the_addon(self):
+        def change(scene):
+            metal = copy.deepcopy(scene["materials"][0])
+            metal["pbrMetallicRoughness"]["metallicFactor"] = 1
+            coated = {**metal, "extensions": {"KHR_materials_clearcoat": {"clearcoatFactor": 1}}}
+            scene["extensionsUsed"] = ["KHR_materials_clearcoat"]
+            scene["materials"].append(coated)
+            scene["meshes"][0]["primitives"] *= 2
+            scene["meshes"][0]["primitives"][1] = {**scene["meshes"][0]["primitives"][0], "material": 1}
+        self.changed(change)
+        self.imported()
+        paint, coated = self.text("shader/materials.mh").split("shader\n    name")[1:3]
+        known = constants_of_addon()
+        share = 1 / (1 + known["LOSS"] * 0.5 ** 4)
+        gain = 1 / (1 - (0.04 + 0.96 * (1 - known["USUAL_COSINE"]) ** 5))
+        for text, slot, wanted in (
+                (paint, "lambertian", [0.5 * gain, 0.25 * gain, 1]), (paint, "weight", [share] * 3),
+                (paint, "roughness", [known["WIDTH"] / 4] * 3), (paint, "ior", [1.5] * 3),
+                (coated, "ior", [known["PERFECT"]] * 3),
+                (coated, "glossy", [0.5 * share, 0.25 * share, share])):
+            seen = re.search(rf"{slot}\s+color (.*)", text).group(1).split()
+            for value, number in zip(map(float, seen), wanted):
+                self.assertAlmostEqual(value, number, delta=1e-5 * number, msg=slot)
+        weights = [float(x) for x in re.findall(r"weight\s+color (\S+)", paint)]
+        self.assertAlmostEqual(sum(weights), 1, delta=1e-6)
+        self.assertEqual(len(weights), 2)
+        self.assertIn(f"weight\n            color {known['COAT_ON_METAL']}", coated)
+
+    def test_pictures_are_scaled_turned_and_moved_as_gltf_says(self):
+        pixel = base64.b64decode("iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAAAAAA6fptVAAAACklEQVR4nGNgAAAAAgABSK+kcQ"
+                                 "AAAABJRU5ErkJggg==")
+        x, y, turn, wide, high = 0.3, -0.2, 0.5, 2, 3
+        def change(scene):
+            scene["extensionsUsed"] = ["KHR_texture_transform"]
+            scene["images"] = [{"uri": uri(pixel, "image/png")}]
+            scene["samplers"] = [{"wrapS": 33071, "wrapT": 33648}]
+            scene["textures"] = [{"source": 0, "sampler": 0}]
+            scene["materials"][0]["pbrMetallicRoughness"]["baseColorTexture"] = {
+                "index": 0, "extensions": {"KHR_texture_transform": {
+                    "offset": [x, y], "rotation": turn, "scale": [wide, high]}}}
+        self.changed(change)
+        self.imported()
+        text = self.text("shader/materials.mh")
+        self.assertIn('wrap_u "clamp"', text)
+        self.assertIn('wrap_v "mirror"', text)
+        c, s = math.cos(turn), math.sin(turn)
+        rows = [float(n) for n in re.search("uv_matrix (.*)", text).group(1).split()]
+        for u, v in ((0, 0), (1, 0), (0, 1)):  # v runs down in the file, up in the scene
+            seen = (rows[0] * u + rows[1] * (1 - v) + rows[2],
+                    1 - (rows[3] * u + rows[4] * (1 - v) + rows[5]))
+            wanted = (c * wide * u + s * high * v + x, -s * wide * u + c * high * v + y)
+            for one, other in zip(seen, wanted):
+                self.assertAlmostEqual(one, other, delta=1e-5)
 
     def test_uses_of_a_mesh_share_it_but_for_what_stretches(self):
         def change(scene):

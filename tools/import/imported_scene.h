@@ -13,6 +13,7 @@
 namespace mh {
 
 using Matrix = std::array<double, 16>; // by rows; the translation is the last column
+using UvMatrix = std::array<float, 6>; // two rows
 
 // A picture: a file beside the imported one, or bytes that came inside of it.
 struct ImportedImage {
@@ -41,8 +42,7 @@ struct ImportedMap {
     std::int32_t image = -1; // of the scene's images; -1 for none
     std::uint32_t uv_set = 0;
     WrapMode wrap_u = WrapMode::repeat, wrap_v = WrapMode::repeat;
-    Vec2 scale = {1.0f, 1.0f}, offset; // of the coordinates, as glTF has them
-    float rotation_rad = 0.0f;
+    UvMatrix uv_matrix = {1, 0, 0, 0, 1, 0}; // of the coordinates
     bool linear = false; // of colours: texels are not coded as in sRGB; set by the program alone
 };
 

@@ -15,6 +15,8 @@ constexpr float kMirror = 0.03f;      // a lobe of less roughness is a mirror
 constexpr float kPerfect = 1e6f;      // index that reflects all light
 constexpr float kGlow = 0.1f;         // share of the layer that glows where metal lies
 constexpr float kCoatOnMetal = 0.05f; // light that a coat reflects, about the mean over all angles
+constexpr float kUsualCosine = 0.75f; // of surfaces that face the viewer
+constexpr float kFewest = 0.01f;      // a smaller share of a surface gets no layer
 
 struct Shading {
     const ImportedScene& scene;
@@ -40,6 +42,10 @@ Vec3 limited(const Vec3& v) {
 
 float unit(float x) {
     return std::clamp(x, 0.0f, 1.0f);
+}
+
+float sound_ior(const ImportedMaterial& m) {
+    return std::clamp(m.ior, 1.0f, 10.0f);
 }
 
 std::string file_name(const std::string& path) {
@@ -69,20 +75,17 @@ void line(Shading& s, int indent, const std::string& text) {
 
 constexpr const char* kWraps[] = {"repeat", "clamp", "mirror"};
 
-// Scale after turn, then the offset.
 void sampler_of_place(Shading& s, const ImportedMap& map) {
     line(s, 4, "texels \"middle\"");
     if (map.wrap_u != WrapMode::repeat)
         line(s, 4, std::string("wrap_u \"") + kWraps[static_cast<std::size_t>(map.wrap_u)] + '"');
     if (map.wrap_v != WrapMode::repeat)
         line(s, 4, std::string("wrap_v \"") + kWraps[static_cast<std::size_t>(map.wrap_v)] + '"');
-    const float c = std::cos(map.rotation_rad), n = std::sin(map.rotation_rad);
-    const Vec2 z = map.scale;
-    if (z.x == 1.0f && z.y == 1.0f && map.offset.x == 0.0f && map.offset.y == 0.0f && n == 0.0f)
-        return;
+    const auto& m = map.uv_matrix;
+    if (m == ImportedMap().uv_matrix) return;
     line(s, 4,
-         "uv_matrix " + NumberText(Vec3{z.x * c, -z.x * n, map.offset.x}) + "   "
-             + NumberText(Vec3{z.y * n, z.y * c, map.offset.y}) + "   0 0 1");
+         "uv_matrix " + NumberText(Vec3{m[0], m[1], m[2]}) + "   "
+             + NumberText(Vec3{m[3], m[4], m[5]}) + "   0 0 1");
 }
 
 void slot(Shading& s, const char* slot_name, const Vec3& color) {
@@ -123,7 +126,7 @@ struct Weight {
 };
 
 struct Weights {
-    Weight dielectric, metal, glass, hole, glow, coat;
+    Weight dielectric, rough, metal, glass, hole, glow, coat;
 };
 
 void multiply(Weight& weight, float value, const GreyTerm& term) {
@@ -154,6 +157,31 @@ GreyTerm metal_term(const Shading& s) {
                              : term_of(map_of(s.material, MapKind::metallic), 0, factor);
 }
 
+// The map of roughness, in the green channel of packed pictures.
+const ImportedMap& roughness_map(const Shading& s) {
+    const bool packed = has_map(s, MapKind::metallic_roughness);
+    return map_of(s.material, packed ? MapKind::metallic_roughness : MapKind::roughness);
+}
+
+bool is_mirror(const Shading& s) {
+    const bool textured = roughness_map(s).image >= 0;
+    return s.material.roughness < kMirror || (textured && s.material.roughness <= 0.0f);
+}
+
+// The share of a dielectric whose reflection comes back.
+GreyTerm lobe_term(const Shading& s) {
+    const std::uint32_t channel = has_map(s, MapKind::metallic_roughness) ? 1 : 0;
+    GreyTerm term = term_of(roughness_map(s), channel, unit(s.material.roughness));
+    term.is_roughness = true;
+    return term;
+}
+
+float lobe_share(const Shading& s) {
+    const float share = AlbedoOfLobe(unit(s.material.roughness));
+    const bool is_whole = is_mirror(s) || sound_ior(s.material) <= 1.0f || share > 1.0f - kFewest;
+    return is_whole ? 1.0f : share;
+}
+
 GreyTerm alpha_term(const Shading& s) {
     const ImportedMaterial& m = s.material;
     GreyTerm term;
@@ -181,14 +209,19 @@ Weights weights_of(const Shading& s) {
     const GreyTerm glass = term_of(map_of(m, MapKind::transmission), 0, unit(m.transmission));
     const float a = alpha_value(m), metallic = unit(m.metallic), clear = unit(m.transmission);
     Weights w;
-    for (Weight* weight : {&w.dielectric, &w.metal, &w.glass, &w.glow, &w.coat})
+    for (Weight* weight : {&w.dielectric, &w.rough, &w.metal, &w.glass, &w.glow, &w.coat})
         multiply(*weight, a, alpha);
     multiply(w.hole, a, reversed(alpha));
     multiply(w.metal, metallic, metal);
-    for (Weight* weight : {&w.dielectric, &w.glass})
+    for (Weight* weight : {&w.dielectric, &w.rough, &w.glass})
         multiply(*weight, metallic, reversed(metal));
     multiply(w.glass, clear, glass);
-    multiply(w.dielectric, clear, reversed(glass));
+    for (Weight* weight : {&w.dielectric, &w.rough})
+        multiply(*weight, clear, reversed(glass));
+    const float share = lobe_share(s);
+    const GreyTerm lobe = share < 1.0f ? lobe_term(s) : GreyTerm{};
+    multiply(w.dielectric, share, lobe);
+    multiply(w.rough, share, reversed(lobe));
     w.coat.factor *= kCoatOnMetal * unit(m.clearcoat);
     multiply(w.coat, metallic, metal);
     w.glow.factor *= glows(m) ? kGlow : 0.0f;
@@ -218,16 +251,11 @@ void roughness_slot(Shading& s) {
     const ImportedMaterial& m = s.material;
     const float squared = unit(m.roughness) * unit(m.roughness);
     const bool packed = has_map(s, MapKind::metallic_roughness);
-    const ImportedMap& map = map_of(m, packed ? MapKind::metallic_roughness : MapKind::roughness);
+    const ImportedMap& map = roughness_map(s);
     if (map.image < 0) return grey_slot(s, "roughness", std::min(1.0f, kWidth * squared));
     const std::string row = packed ? "0 1.1 0 0   " : "1.1 0 0 0   ";
     image_slot(s, "roughness", {squared, squared, squared}, map, picture(s, map.image),
                {"gamma 2", "color_matrix " + row + row + row + "0 0 0 1"});
-}
-
-bool is_mirror(const Shading& s) {
-    const bool textured = has_map(s, MapKind::metallic_roughness) || has_map(s, MapKind::roughness);
-    return s.material.roughness < kMirror || (textured && s.material.roughness <= 0.0f);
 }
 
 void normal_slot(Shading& s) {
@@ -242,51 +270,54 @@ void normal_slot(Shading& s) {
     image_slot(s, "normal", {1.0f, 1.0f, 1.0f}, heights, path, {});
 }
 
-void emission_slot(Shading& s, float share) {
+void emission_slot(Shading& s, float gain) {
     if (!glows(s.material)) return;
-    color_slot(s, "emissive", (1.0f / share) * s.material.emission, MapKind::emission);
+    color_slot(s, "emissive", gain * s.material.emission, MapKind::emission);
     line(s, 2, "virtual_light 1");
 }
 
-// What one reflection by GGX facets returns, the rest of which is lost in further ones: over the
-// table of docs/materials.md, for one roughness of the whole surface.
-float albedo_of_lobe(const Shading& s) {
-    constexpr float kLoss = 1.9f;
-    if (has_map(s, MapKind::metallic_roughness) || has_map(s, MapKind::roughness)) return 1.0f;
-    const float squared = unit(s.material.roughness) * unit(s.material.roughness);
-    return 1.0f / (1.0f + kLoss * squared * squared);
+// Makes up for what Fresnel's reflection takes from the light below it.
+float gain_below(float ior) {
+    if (ior <= 1.0f) return 1.0f;
+    const float root = (ior - 1.0f) / (ior + 1.0f), straight = root * root;
+    return 1.0f / ((1.0f - straight) * (1.0f - std::pow(1.0f - kUsualCosine, 5.0f)));
 }
 
-// Reflection by a lobe, or a mirror, of the index that comes with it.
-void reflection(Shading& s, float share, float ior) {
-    if (is_mirror(s)) {
-        grey_slot(s, "specular", share);
-    } else {
-        grey_slot(s, "glossy", share * albedo_of_lobe(s));
+void diffuse_slot(Shading& s, float gain) {
+    const Vec3 base = gain * limited(s.material.base);
+    color_slot(s, "lambertian", has_map(s, MapKind::base) ? base : limited(base), MapKind::base);
+}
+
+// The coat has the same index and adds its own reflection.
+void dielectric_layer(Shading& s) {
+    const float ior = sound_ior(s.material), gain = gain_below(ior);
+    const float coat = unit(s.material.clearcoat);
+    diffuse_slot(s, gain);
+    emission_slot(s, gain);
+    if (ior <= 1.0f) return;
+    const bool mirror = is_mirror(s);
+    if (mirror || coat > 0.0f) grey_slot(s, "specular", coat + (mirror ? 1.0f : 0.0f));
+    if (!mirror) {
+        grey_slot(s, "glossy", 1.0f);
         roughness_slot(s);
     }
     grey_slot(s, "ior", ior);
 }
 
-float sound_ior(const ImportedMaterial& m) {
-    return std::clamp(m.ior, 1.0f, 10.0f);
+// Where the reflection is caught by further facets.
+void rough_layer(Shading& s) {
+    const float ior = sound_ior(s.material), coat = unit(s.material.clearcoat);
+    diffuse_slot(s, gain_below(ior));
+    emission_slot(s, coat > 0.0f ? gain_below(ior) : 1.0f);
+    if (coat <= 0.0f) return;
+    grey_slot(s, "specular", coat);
+    grey_slot(s, "ior", ior);
 }
 
-// A coat of the same index takes its share of what the surface reflects.
-void dielectric_layer(Shading& s) {
-    const ImportedMaterial& m = s.material;
-    color_slot(s, "lambertian", limited(m.base), MapKind::base);
-    const float ior = sound_ior(m), coat = unit(m.clearcoat);
-    if (ior > 1.0f && coat > 0.0f && !is_mirror(s)) {
-        if (coat < 1.0f) {
-            grey_slot(s, "glossy", (1.0f - coat) * albedo_of_lobe(s));
-            roughness_slot(s);
-        }
-        grey_slot(s, "specular", coat);
-        grey_slot(s, "ior", ior);
-    } else if (ior > 1.0f) {
-        reflection(s, 1.0f, ior);
-    }
+// What stays of a metal's light; a picture's roughness cannot be part of a product of colours.
+float metal_albedo(const Shading& s) {
+    const bool whole = is_mirror(s) || roughness_map(s).image >= 0;
+    return whole ? 1.0f : AlbedoOfLobe(unit(s.material.roughness));
 }
 
 // F = base + (1 - base)(1 - cos)^5 of grey metals exactly; of coloured ones up to the colour of
@@ -301,8 +332,8 @@ void metal_layer(Shading& s) {
     const float ior = full ? kPerfect : (1.0f + root) / (1.0f - root);
     const bool black = !textured && max_channel(base) < 1e-3f; // but for grazing light
     const Vec3 color = black ? Vec3{1.0f, 1.0f, 1.0f} : textured ? base : (1.0f / brightest) * base;
-    const float albedo = is_mirror(s) ? 1.0f : albedo_of_lobe(s);
-    color_slot(s, is_mirror(s) ? "specular" : "glossy", albedo * limited(color), MapKind::base);
+    color_slot(s, is_mirror(s) ? "specular" : "glossy", metal_albedo(s) * limited(color),
+               MapKind::base);
     if (!is_mirror(s)) roughness_slot(s);
     grey_slot(s, "ior", ior);
 }
@@ -353,20 +384,19 @@ void note_losses(Shading& s) {
 void layers(Shading& s) {
     const Weights w = weights_of(s);
     int count = 0;
-    for (const Weight* weight : {&w.dielectric, &w.metal, &w.glass, &w.hole, &w.coat, &w.glow})
+    for (const Weight* weight :
+         {&w.dielectric, &w.rough, &w.metal, &w.glass, &w.hole, &w.coat, &w.glow})
         count += is_used(*weight);
     const bool alone = count == 1;
-    layer(s, "dielectric", w.dielectric, alone, [&] {
-        dielectric_layer(s);
-        emission_slot(s, 1.0f);
-    });
+    layer(s, "dielectric", w.dielectric, alone, [&] { dielectric_layer(s); });
+    layer(s, "rough", w.rough, alone, [&] { rough_layer(s); });
     layer(s, "metal", w.metal, alone, [&] { metal_layer(s); });
     layer(s, "glass", w.glass, alone, [&] { glass_layer(s); });
     layer(s, "coat", w.coat, alone, [&] {
         grey_slot(s, "specular", 1.0f);
         grey_slot(s, "ior", kPerfect);
     });
-    layer(s, "glow", w.glow, alone, [&] { emission_slot(s, kGlow); });
+    layer(s, "glow", w.glow, alone, [&] { emission_slot(s, 1.0f / kGlow); });
     layer(s, "hole", w.hole, alone, [&] { hole_layer(s); });
 }
 
@@ -405,6 +435,12 @@ std::int32_t uv_set_of(const Shading& s) {
 }
 
 } // namespace
+
+float AlbedoOfLobe(float roughness) {
+    constexpr float kLoss = 1.9f;
+    const float squared = roughness * roughness;
+    return 1.0f / (1.0f + kLoss * squared * squared);
+}
 
 MaterialText MapMaterials(const ImportedScene& scene, MappedScene& mapped) {
     MaterialText result;

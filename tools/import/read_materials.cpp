@@ -20,6 +20,7 @@ struct Reading {
     const aiMaterial& material;
     ImportedScene& scene;
     std::map<std::string, std::int32_t>& images; // by name
+    bool is_gltf;
 };
 
 template<typename T>
@@ -89,6 +90,25 @@ WrapMode wrap_of(aiTextureMapMode mode) {
     return mode == aiTextureMapMode_Mirror ? WrapMode::mirror : WrapMode::repeat;
 }
 
+// Moved, then turned and scaled about the middle of the picture.
+UvMatrix matrix_of(const aiUVTransform& t) {
+    const float c = std::cos(t.mRotation), s = std::sin(t.mRotation);
+    const float u = t.mTranslation.x - 0.5f, v = t.mTranslation.y - 0.5f;
+    const aiVector2D z = t.mScaling;
+    return {z.x * c, -z.x * s, z.x * (c * u - s * v) + 0.5f,
+            z.y * s, z.y * c,  z.y * (s * u + c * v) + 0.5f};
+}
+
+// glTF scales, turns by -r and moves by (x, y) with v downwards. The reader gives
+// r = -rotation and the translation of a turn about the middle that is scaled afterwards.
+UvMatrix matrix_of_gltf(const aiUVTransform& t) {
+    const float c = std::cos(t.mRotation), s = -std::sin(t.mRotation);
+    const aiVector2D z = t.mScaling;
+    const float x = t.mTranslation.x - 0.5f * z.x * (s - c + 1.0f);
+    const float y = 1.0f - z.y - t.mTranslation.y + 0.5f * z.y * (s + c - 1.0f);
+    return {c * z.x, -s * z.y, x + s * z.y, s * z.x, c * z.y, 1.0f - y - c * z.y};
+}
+
 // False without a picture of that use.
 bool read_map(Reading& reading, aiTextureType type, MapKind kind, ImportedMaterial& material) {
     const aiMaterial& from = reading.material;
@@ -105,10 +125,9 @@ bool read_map(Reading& reading, aiTextureType type, MapKind kind, ImportedMateri
     map.uv_set = uv_set;
     map.wrap_u = wrap_of(modes[0]);
     map.wrap_v = wrap_of(modes[1]);
-    const aiUVTransform transform = value_of(from, AI_MATKEY_UVTRANSFORM(type, 0), aiUVTransform());
-    map.scale = {transform.mScaling.x, transform.mScaling.y};
-    map.offset = {transform.mTranslation.x, transform.mTranslation.y};
-    map.rotation_rad = transform.mRotation;
+    aiUVTransform transform;
+    if (from.Get(AI_MATKEY_UVTRANSFORM(type, 0), transform) == aiReturn_SUCCESS)
+        map.uv_matrix = reading.is_gltf ? matrix_of_gltf(transform) : matrix_of(transform);
     return true;
 }
 
@@ -236,10 +255,10 @@ bool has_occlusion(const aiMaterial& from) {
 
 } // namespace
 
-void ReadMaterials(const aiScene& from, ImportedScene& scene) {
+void ReadMaterials(const aiScene& from, bool is_gltf, ImportedScene& scene) {
     std::map<std::string, std::int32_t> images;
     for (unsigned i = 0; i < from.mNumMaterials; ++i) {
-        Reading reading = {from, *from.mMaterials[i], scene, images};
+        Reading reading = {from, *from.mMaterials[i], scene, images, is_gltf};
         ImportedMaterial material;
         aiString name;
         if (reading.material.Get(AI_MATKEY_NAME, name) == aiReturn_SUCCESS)

@@ -217,7 +217,7 @@ void read_axes(const aiScene& from, const std::string& extension, ImportedScene&
 void ReadScene(const aiScene& from, const std::string& extension, ImportedScene& scene) {
     Tree tree = {from, scene, extension == "gltf" || extension == "glb"};
     read_axes(from, extension, scene);
-    ReadMaterials(from, scene);
+    ReadMaterials(from, tree.is_gltf, scene);
     read_meshes(tree);
     read_nodes(tree);
     read_lights(tree);

@@ -14,7 +14,7 @@ namespace mh {
 void ReadScene(const aiScene& from, const std::string& extension, ImportedScene& scene);
 
 // Materials, and the pictures that they name.
-void ReadMaterials(const aiScene& from, ImportedScene& scene);
+void ReadMaterials(const aiScene& from, bool is_gltf, ImportedScene& scene);
 
 // Moves nodes and shapes to where the file's first animation has them; leaves both as they are
 // without one.

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "import/scene_stream.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <type_traits>
@@ -14,9 +15,10 @@ template<typename T, typename... Candidates>
 constexpr bool kIsOneOf = (std::is_same_v<T, Candidates> || ...);
 
 template<typename T>
-constexpr bool kIsPlain =
-    std::is_arithmetic_v<
-        T> || std::is_enum_v<T> || kIsOneOf<T, Vec2, Vec3, Matrix, std::array<std::uint32_t, 3>>;
+constexpr bool kIsArray = kIsOneOf<T, Vec2, Vec3, Matrix, UvMatrix, std::array<std::uint32_t, 3>>;
+
+template<typename T>
+constexpr bool kIsPlain = std::is_arithmetic_v<T> || std::is_enum_v<T> || kIsArray<T>;
 
 template<typename Stream, typename T>
 requires kIsPlain<T>
@@ -58,7 +60,7 @@ void pass(Stream& stream, ImportedImage& i) {
 
 template<typename Stream>
 void pass(Stream& stream, ImportedMap& m) {
-    pass_fields(stream, m.image, m.uv_set, m.wrap_u, m.wrap_v, m.scale, m.offset, m.rotation_rad);
+    pass_fields(stream, m.image, m.uv_set, m.wrap_u, m.wrap_v, m.uv_matrix);
 }
 
 template<typename Stream>
@@ -149,6 +151,10 @@ bool finite(const Vec2& v) {
     return finite(v.x) && finite(v.y);
 }
 
+bool finite(const UvMatrix& row) {
+    return std::all_of(row.begin(), row.end(), [](float x) { return finite(x); });
+}
+
 bool finite(const Vec3& v) {
     return finite(v.x) && finite(v.y) && finite(v.z);
 }
@@ -168,7 +174,7 @@ bool array_finite(const std::vector<T>& values) {
 bool is_sound(const ImportedMap& map, std::size_t images) {
     return map.image >= -1 && map.image < static_cast<std::int64_t>(images)
            && map.wrap_u <= WrapMode::mirror && map.wrap_v <= WrapMode::mirror
-           && all_finite(map.scale, map.offset, map.rotation_rad);
+           && finite(map.uv_matrix);
 }
 
 bool is_sound(const ImportedMaterial& m, std::size_t images) {
