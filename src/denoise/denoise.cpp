@@ -8,6 +8,7 @@
 #include "denoise/tiles.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace mh {
 
@@ -29,13 +30,28 @@ std::vector<float> mean_of(const NoisyImage& picture) {
     return mean;
 }
 
+// Windows of RegressionJob.
+struct Pass {
+    int reach;
+    float tolerance; // RegressionJob::likeness
+};
+
 // How like a window's pixels are to its centre, by a picture and its variance.
 struct Likeness {
     const Colours& guide;
     const FloatPlane& noise;
-    int reach = kReach;
-    float tolerance = 0.4f; // RegressionJob::likeness
+    Pass pass;
 };
+
+// Windows of the second pass are smaller, since what they compare is nearly clean.
+struct Passes {
+    Pass first, second;
+};
+
+// Found by measurement: see docs/performance.md.
+constexpr Pass kAlone = {kReach, 0.4f}; // where there are no halves
+constexpr Passes kOfPicture = {{kReach, 0.8f}, {5, 0.4f}};
+constexpr Passes kOfDirect = {{6, 1.2f}, {5, 0.4f}}, kOfBounced = {{kReach, 1.2f}, {5, 0.8f}};
 
 // Of each pixel, what the windows around it predict of the target. A pixel that no window knows
 // keeps its value.
@@ -46,8 +62,8 @@ std::vector<float> regress(const Guides& guides, const Likeness& likeness, const
     RegressionJob job = {};
     job.shape = shape;
     job.guide_variance = likeness.noise.data();
-    job.reach = likeness.reach;
-    job.likeness = likeness.tolerance;
+    job.reach = likeness.pass.reach;
+    job.likeness = likeness.pass.tolerance;
     job.inside = guides.inside.data();
     job.weight = weight.data();
     for (std::size_t i = 0; i < kFeatures; ++i) {
@@ -62,11 +78,16 @@ std::vector<float> regress(const Guides& guides, const Likeness& likeness, const
     }
     for_tiles(shape, [&](int x, int y) { DenoiseKernelInUse().regress(job, x, y); });
     constexpr float kLeastWeight = 1e-3f; // of all windows together
-    std::vector<float> result;
+    const auto width = static_cast<std::size_t>(shape.width);
+    std::vector<float> result(kColours * width * static_cast<std::size_t>(shape.height));
+#pragma omp parallel for num_threads(team_size()) default(none)                                    \
+    shared(shape, width, weight, sums, target, result)
     for (int y = 0; y < shape.height; ++y)
         for (int x = 0; x < shape.width; ++x)
             for (std::size_t c = 0, p = shape.place(x, y); c < kColours; ++c)
-                result.push_back(weight[p] > kLeastWeight ? sums[c][p] / weight[p] : target[c][p]);
+                result[kColours
+                           * (static_cast<std::size_t>(y) * width + static_cast<std::size_t>(x))
+                       + c] = weight[p] > kLeastWeight ? sums[c][p] / weight[p] : target[c][p];
     return result;
 }
 
@@ -96,14 +117,11 @@ FloatPlane scaled(FloatPlane plane, float factor) {
     return plane;
 }
 
-// The windows of the second pass are smaller, since what they compare is nearly clean.
-constexpr int kSecondReach = 5;
-constexpr float kFirstTolerance = 0.8f, kSecondTolerance = 0.4f;
-
 // How far the picture and its filtered self may be off where two pixels are compared by the latter:
 // a multiple of the spread of its halves, and a share of the picture's noise for what both have
 // lost.
-FloatPlane noise_of_filtered(const Guides& guides, const Filtered& filtered) {
+FloatPlane noise_of_filtered(const Guides& guides, const FloatPlane& noise,
+                             const Filtered& filtered) {
     constexpr float kSpread = 2.0f, kLost = 0.05f;
     std::vector<float> spread(filtered.half[0].size() / kColours);
     for (std::size_t i = 0; i < filtered.half[0].size(); ++i) {
@@ -111,16 +129,16 @@ FloatPlane noise_of_filtered(const Guides& guides, const Filtered& filtered) {
         spread[i / kColours] += 0.25f * d * d;
     }
     spread = BoxMean(spread, guides.shape.width, guides.shape.height, 1);
-    FloatPlane noise = MakePlane(guides.shape, [&](std::size_t i) { return kSpread * spread[i]; });
-    for (std::size_t i = 0; i < noise.size(); ++i)
-        noise[i] += kLost * guides.noise[i];
-    return noise;
+    FloatPlane left = MakePlane(guides.shape, [&](std::size_t i) { return kSpread * spread[i]; });
+    for (std::size_t i = 0; i < left.size(); ++i)
+        left[i] += kLost * noise[i];
+    return left;
 }
 
 // The filtered picture, and what makes the same of its parts, if there are any.
 struct FilteredPicture {
     Filtered filtered;
-    float first_tolerance = 0.4f;
+    Passes passes = {kAlone, kAlone};
     Colours second_guide; // of the whole picture
     FloatPlane second_noise;
     std::vector<float> share_of_second; // in the filtered picture; empty where there was one pass
@@ -137,13 +155,13 @@ void mix(const std::vector<float>& share, std::span<const float> filtered,
 // own company. noise: of the guide's mean.
 Filtered filter_crosswise(const DenoiseInput& input, const Guides& guides, const Colours& mean,
                           const std::array<std::span<const float>, 2>& guide, FloatPlane noise,
-                          int reach, float tolerance) {
+                          const Pass& pass) {
     noise = scaled(std::move(noise), 2.0f);
     Filtered filtered;
     for (const std::size_t i : {std::size_t{0}, std::size_t{1}}) {
         const Colours other = planes_of(guides.shape, guide[1 - i]);
         const Colours half = planes_of(guides.shape, input.picture.half[i]);
-        filtered.half[i] = regress(guides, {other, noise, reach, tolerance}, half);
+        filtered.half[i] = regress(guides, {other, noise, pass}, half);
         keep_in_range(guides.shape, mean, filtered.half[i]);
     }
     return filtered;
@@ -153,24 +171,23 @@ Filtered filter_crosswise(const DenoiseInput& input, const Guides& guides, const
 // edges of shadows stand out there, which the noise had hidden. Where that is no gain, as where
 // light varies slowly, the first is kept.
 FilteredPicture filter_picture(const DenoiseInput& input, const Guides& guides,
-                               const Colours& mean) {
+                               const FloatPlane& noise, const Colours& mean, const Passes& passes) {
     FilteredPicture result;
     Filtered& first = result.filtered;
     if (!HasHalves(input.picture)) {
-        first.half[0] = regress(guides, {mean, guides.noise}, mean);
+        first.half[0] = regress(guides, {mean, noise, kAlone}, mean);
         keep_in_range(guides.shape, mean, first.half[0]);
         first.half[1] = first.half[0];
         return result;
     }
-    result.first_tolerance = kFirstTolerance;
-    first = filter_crosswise(input, guides, mean, input.picture.half, guides.noise, kReach,
-                             kFirstTolerance);
-    result.second_noise = noise_of_filtered(guides, first);
+    result.passes = passes;
+    first = filter_crosswise(input, guides, mean, input.picture.half, noise, passes.first);
+    result.second_noise = noise_of_filtered(guides, noise, first);
     if (!input.parts.empty())
         result.second_guide =
             planes_of(guides.shape, mean_of({kColours, {first.half[0], first.half[1]}}));
     const Filtered second = filter_crosswise(input, guides, mean, {first.half[0], first.half[1]},
-                                             result.second_noise, kSecondReach, kSecondTolerance);
+                                             result.second_noise, passes.second);
     result.share_of_second = ShareOfSecond(input, first, second);
     for (const int i : {0, 1})
         mix(result.share_of_second, second.half[i], first.half[i]);
@@ -178,27 +195,52 @@ FilteredPicture filter_picture(const DenoiseInput& input, const Guides& guides,
 }
 
 // Light of one lamp, by the windows of the picture.
-std::vector<float> filter_part(const Guides& guides, const FilteredPicture& picture,
-                               const Colours& mean, std::span<const float> part) {
+std::vector<float> filter_part(const Guides& guides, const FloatPlane& noise,
+                               const FilteredPicture& picture, const Colours& mean,
+                               std::span<const float> part) {
     const Colours planes = planes_of(guides.shape, part);
-    std::vector<float> smooth =
-        regress(guides, {mean, guides.noise, kReach, picture.first_tolerance}, planes);
+    std::vector<float> smooth = regress(guides, {mean, noise, picture.passes.first}, planes);
     if (!picture.share_of_second.empty())
         mix(picture.share_of_second,
-            regress(guides,
-                    {picture.second_guide, picture.second_noise, kSecondReach, kSecondTolerance},
+            regress(guides, {picture.second_guide, picture.second_noise, picture.passes.second},
                     planes),
             smooth);
     keep_in_range(guides.shape, planes, smooth);
     return smooth;
 }
 
-std::vector<float> pixels_of_noise(const Guides& guides) {
-    std::vector<float> noise;
-    for (int y = 0; y < guides.shape.height; ++y)
-        for (int x = 0; x < guides.shape.width; ++x)
-            noise.push_back(guides.noise[guides.shape.place(x, y)]);
-    return noise;
+std::vector<float> pixels_of(const PlaneShape& shape, const FloatPlane& plane) {
+    std::vector<float> pixels;
+    for (int y = 0; y < shape.height; ++y)
+        for (int x = 0; x < shape.width; ++x)
+            pixels.push_back(plane[shape.place(x, y)]);
+    return pixels;
+}
+
+// The picture alone, without direct light.
+DenoiseOutput denoise_picture(const DenoiseInput& input, const Guides& guides,
+                              const FloatPlane& noise, const Passes& passes) {
+    DenoiseOutput output;
+    output.picture = mean_of(input.picture);
+    const Colours mean = planes_of(guides.shape, output.picture);
+    const FilteredPicture picture = filter_picture(input, guides, noise, mean, passes);
+    const Filtered& filtered = picture.filtered;
+    Mixture mixture = MixtureOf(input, pixels_of(guides.shape, noise), filtered);
+    mix(mixture.share, mean_of({3, {filtered.half[0], filtered.half[1]}}), output.picture);
+    output.error = std::move(mixture.error);
+    for (const std::span<const float>& part : input.parts) {
+        output.parts.emplace_back(part.begin(), part.end());
+        mix(mixture.share, filter_part(guides, noise, picture, mean, part), output.parts.back());
+    }
+    return output;
+}
+
+// Adds light whose noise is another's.
+void add_light(const DenoiseOutput& light, DenoiseOutput& output) {
+    for (std::size_t i = 0; i < output.picture.size(); ++i)
+        output.picture[i] += light.picture[i];
+    for (std::size_t i = 0; i < output.error.size(); ++i)
+        output.error[i] = std::hypot(output.error[i], light.error[i]);
 }
 
 } // namespace
@@ -213,18 +255,10 @@ void UseVectorDenoiser(bool vector) {
 
 DenoiseOutput Denoise(const DenoiseInput& input) {
     const Guides guides = MakeGuides(input);
-    DenoiseOutput output;
-    output.picture = mean_of(input.picture);
-    const Colours mean = planes_of(guides.shape, output.picture);
-    const FilteredPicture picture = filter_picture(input, guides, mean);
-    const Filtered& filtered = picture.filtered;
-    Mixture mixture = MixtureOf(input, pixels_of_noise(guides), filtered);
-    mix(mixture.share, mean_of({3, {filtered.half[0], filtered.half[1]}}), output.picture);
-    output.error = std::move(mixture.error);
-    for (const std::span<const float>& part : input.parts) {
-        output.parts.emplace_back(part.begin(), part.end());
-        mix(mixture.share, filter_part(guides, picture, mean, part), output.parts.back());
-    }
+    if (input.direct.channels == 0)
+        return denoise_picture(input, guides, guides.noise[0], kOfPicture);
+    DenoiseOutput output = denoise_picture(DirectAlone(input), guides, guides.noise[1], kOfDirect);
+    add_light(denoise_picture(PictureAlone(input), guides, guides.noise[0], kOfBounced), output);
     return output;
 }
 

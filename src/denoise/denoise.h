@@ -18,16 +18,23 @@ struct NoisyImage {
     std::array<std::span<const float>, 2> half;
 };
 
+bool HasHalves(const NoisyImage& picture);
+
 // No value is infinite or NaN.
 struct DenoiseInput {
     int width = 0, height = 0;
     NoisyImage picture, albedo, normal, depth;
+    // What light samples bring to the first rough surface, lamps and sky as they are seen: no part
+    // of the picture, but of the result. Shadows draw its detail and leave it little noise, most of
+    // which comes by bounces; each is filtered with windows of its own.
+    NoisyImage direct;
     std::span<const float>
-        variance;                  // of the picture, a value a pixel, sum over its channels; where
-                                   // it is empty the halves tell, or the picture's roughness
-    std::span<const float> spread; // of the picture, three channels: the variance as it would be if
-                                   // frames did not depend on each other; empty for halves alone
-    std::span<const float> frames; // pixels with 0 are left as they are; empty for none
+        variance; // of the picture, a value a pixel, sum over its channels; where
+                  // it is empty the halves tell, or the picture's roughness
+    // Of the direct light, or of the picture where that is apart from no light, three channels: the
+    // variance as it would be if frames did not depend on each other; empty for halves alone.
+    std::span<const float> spread;
+    std::span<const float> frames;             // pixels with 0 are left as they are; empty for none
     std::vector<std::span<const float>> parts; // of the picture, as the light of one lamp: what the
                                                // picture's windows make of them
 };

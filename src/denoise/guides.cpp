@@ -63,12 +63,16 @@ void add_feature(const NoisyImage& image, const PlaneShape& shape, std::size_t f
 }
 
 // Smooths the features, and with them the noise.
-void prefilter(const RawFeatures& raw, const FloatPlane& noise, Guides& guides) {
+void prefilter(const RawFeatures& raw, const std::vector<FloatPlane>& noise, Guides& guides) {
     PrefilterJob job = {};
     job.shape = guides.shape;
     job.inside = guides.inside.data();
-    job.noise = noise.data();
-    job.smoothed_noise = guides.noise.data();
+    job.lights = static_cast<int>(noise.size());
+    for (std::size_t i = 0; i < noise.size(); ++i) {
+        guides.noise[i] = EmptyPlane(guides.shape);
+        job.noise[i] = noise[i].data();
+        job.smoothed_noise[i] = guides.noise[i].data();
+    }
     for (std::size_t i = 0; i < kFeatures; ++i) {
         job.feature[i] = raw.value[i].data();
         job.variance[i] = raw.variance[i].data();
@@ -80,7 +84,8 @@ void prefilter(const RawFeatures& raw, const FloatPlane& noise, Guides& guides) 
         RepeatEdges(guides.shape, guides.feature[i]);
         RepeatEdges(guides.shape, guides.left_variance[i]);
     }
-    RepeatEdges(guides.shape, guides.noise);
+    for (std::size_t i = 0; i < noise.size(); ++i)
+        RepeatEdges(guides.shape, guides.noise[i]);
 }
 
 // Second differences that plane patches of a picture do not have [Immerkaer96].
@@ -143,6 +148,21 @@ std::vector<float> raw_noise(const DenoiseInput& input) {
 
 } // namespace
 
+DenoiseInput PictureAlone(const DenoiseInput& input) {
+    DenoiseInput picture = input;
+    if (input.direct.channels == 0) return picture;
+    picture.direct = {};
+    picture.spread = {};
+    picture.parts.clear();
+    return picture;
+}
+
+DenoiseInput DirectAlone(const DenoiseInput& input) {
+    DenoiseInput direct = input;
+    direct.picture = std::exchange(direct.direct, {});
+    return direct;
+}
+
 bool HasHalves(const NoisyImage& picture) {
     return picture.half[0].data() != picture.half[1].data();
 }
@@ -160,19 +180,24 @@ Guides MakeGuides(const DenoiseInput& input) {
             const bool counts = input.frames.empty() || input.frames[pixel] > 0.0f;
             guides.inside[guides.shape.place(x, y)] = counts ? 1.0f : 0.0f;
         }
-    guides.noise = EmptyPlane(guides.shape);
     RawFeatures raw;
-    raw.value.fill(guides.noise);
+    raw.value.fill(EmptyPlane(guides.shape));
     raw.variance = guides.feature = guides.left_variance = raw.value;
     add_feature(input.albedo, guides.shape, 0, raw);
     add_feature(input.normal, guides.shape, 3, raw);
     add_feature(input.depth, guides.shape, 6, raw);
-    const std::vector<float> noise = raw_noise(input);
-    prefilter(raw, MakePlane(guides.shape, [&](std::size_t i) { return noise[i]; }), guides);
-    const std::vector<float> near = BoxMean(noise, input.width, input.height, 1);
-    const FloatPlane boxed = MakePlane(guides.shape, [&](std::size_t i) { return near[i]; });
-    for (std::size_t i = 0; i < boxed.size(); ++i)
-        guides.noise[i] = 0.5f * (guides.noise[i] + boxed[i]);
+    std::vector<std::vector<float>> noise = {raw_noise(PictureAlone(input))};
+    if (input.direct.channels > 0) noise.push_back(raw_noise(DirectAlone(input)));
+    std::vector<FloatPlane> planes;
+    for (const std::vector<float>& light : noise)
+        planes.push_back(MakePlane(guides.shape, [&](std::size_t i) { return light[i]; }));
+    prefilter(raw, planes, guides);
+    for (std::size_t light = 0; light < noise.size(); ++light) {
+        const std::vector<float> near = BoxMean(noise[light], input.width, input.height, 1);
+        const FloatPlane boxed = MakePlane(guides.shape, [&](std::size_t i) { return near[i]; });
+        for (std::size_t i = 0; i < boxed.size(); ++i)
+            guides.noise[light][i] = 0.5f * (guides.noise[light][i] + boxed[i]);
+    }
     return guides;
 }
 

@@ -12,6 +12,7 @@ constexpr int kReach = 8;   // of the largest window, from its centre
 constexpr int kColumns = 2 * kReach + 1;
 constexpr int kFeatures = 7; // albedo, normal, depth
 constexpr int kColours = 3;
+constexpr int kLights = 2; // the picture, and direct light apart from it
 
 // All planes have this shape. In each row the even pixels stand before the odd ones, so that every
 // second pixel, the centre of a window, has its neighbours in one register.
@@ -42,17 +43,18 @@ struct RegressionJob {
     float likeness;
 };
 
-// Features smoothed among pixels that are alike in all of them, and with them the noise of the
-// picture.
+// Features smoothed among pixels that are alike in all of them, and with them the noise of
+// light.
 struct PrefilterJob {
     PlaneShape shape;
     const float* feature[kFeatures];
     const float* variance[kFeatures];
-    const float* noise;
+    const float* noise[kLights];
     const float* inside;
     float* smoothed[kFeatures];
     float* left_variance[kFeatures]; // of the result
-    float* smoothed_noise;
+    float* smoothed_noise[kLights];
+    int lights; // whose noise is smoothed
 };
 
 struct DenoiseKernel {

@@ -14,7 +14,7 @@ constexpr int kHalfTile = kTile / 2; // pixels of a parity
 // Sums over the pixels of a tile's row of one parity.
 struct SmoothSums {
     float weight[kTile][2][kHalfTile];
-    float noise[kTile][2][kHalfTile];
+    float noise[kLights][kTile][2][kHalfTile];
     float value[kTile][kFeatures][2][kHalfTile];
     float variance[kTile][kFeatures][2][kHalfTile];
 };
@@ -88,7 +88,8 @@ inline void add_smoothed(const PrefilterJob& job, int x, int y, int dx, int dy, 
                 const std::size_t q =
                     job.shape.place(x + parity + dx, y + row + dy) + static_cast<std::size_t>(at);
                 add_to(sums.weight[row][parity] + at, w);
-                add_to(sums.noise[row][parity] + at, w * load<Float8>(job.noise + q));
+                for (int i = 0; i < job.lights; ++i)
+                    add_to(sums.noise[i][row][parity] + at, w * load<Float8>(job.noise[i] + q));
                 for (int c = 0; c < kFeatures; ++c) {
                     add_to(sums.value[row][c][parity] + at, w * load<Float8>(job.feature[c] + q));
                     add_to(sums.variance[row][c][parity] + at,
@@ -111,7 +112,9 @@ inline void prefilter_tile(const PrefilterJob& job, int x, int y) {
                 const Float8 scale =
                     fill<Float8>(1.0f)
                     / max(load<Float8>(sums.weight[row][parity] + at), fill<Float8>(kTiny));
-                store(job.smoothed_noise + p, load<Float8>(sums.noise[row][parity] + at) * scale);
+                for (int i = 0; i < job.lights; ++i)
+                    store(job.smoothed_noise[i] + p,
+                          load<Float8>(sums.noise[i][row][parity] + at) * scale);
                 for (int c = 0; c < kFeatures; ++c) {
                     store(job.smoothed[c] + p,
                           load<Float8>(sums.value[row][c][parity] + at) * scale);

@@ -94,17 +94,25 @@ double relative_error(const DenoiseOutput& output) {
     return std::sqrt(sum / std::max(static_cast<double>(output.error.size()), 1.0));
 }
 
-DenoiseInput input_of(const FeaturePlanes& planes) {
-    return {planes.width,
-            planes.height,
-            picture_of(planes),
-            view(planes.albedo),
-            view(planes.normal),
-            view(planes.depth),
-            {},
-            planes.beauty.variance,
-            planes.frames,
-            {}};
+// Takes the direct light out of the picture.
+DenoiseInput input_of(FeaturePlanes& planes) {
+    DenoiseInput input;
+    input.width = planes.width;
+    input.height = planes.height;
+    input.picture = picture_of(planes);
+    input.albedo = view(planes.albedo);
+    input.normal = view(planes.normal);
+    input.depth = view(planes.depth);
+    input.spread = planes.beauty.variance;
+    input.frames = planes.frames;
+    if (!HasHalves(input.picture)) return input;
+    for (const std::size_t half : {0u, 1u})
+        for (std::size_t i = 0; i < planes.beauty.half[half].size(); ++i)
+            planes.beauty.half[half][i] -= planes.direct.half[half][i];
+    planes.beauty.variance = {}; // frees memory for the filter
+    input.direct = view(planes.direct);
+    input.spread = planes.direct.variance;
+    return input;
 }
 
 DenoisedError error_of(const FeaturePlanes& planes, const DenoiseOutput& output) {
@@ -127,7 +135,7 @@ std::string ErrorPath(const std::string& path) {
 
 double DenoisedNoise() {
     if (!keeps_features()) return MeasureNoise().percentile;
-    const FeaturePlanes planes = PlanesOf(PlaneSums.sums);
+    FeaturePlanes planes = PlanesOf(PlaneSums.sums);
     return error_of(planes, Denoise(input_of(planes))).percentile;
 }
 
@@ -147,7 +155,7 @@ DenoisedError WriteDenoisedImages() {
 
 DenoisedError WriteDenoisedImages(const Image& beauty, std::vector<const Image*> lights) {
     if (!keeps_features()) return {};
-    const FeaturePlanes planes = TakeFeaturePlanes();
+    FeaturePlanes planes = TakeFeaturePlanes();
     std::erase_if(lights, [&](const Image* light) { return !is_light_of(*light, planes); });
     DenoiseInput input = input_of(planes);
     for (const Image* light : lights)

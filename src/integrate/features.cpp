@@ -38,7 +38,7 @@ float rough_share(const Ray& ray, const SurfacePoint& point, const Vec3& rough) 
 void begin_features(int thread) {
     if (!keeps_features()) return;
     PathFeatures& path = at(IntegrateState.features_of_thread, thread);
-    path.albedo = path.normal = {};
+    path.direct = path.albedo = path.normal = {};
     path.depth = path.weight = 0.0f;
 }
 
@@ -48,10 +48,19 @@ void measure_way(const Ray& ray, const SurfacePoint& point) {
     path.way[ray.depth] = before + length(point.position - ray.origin);
 }
 
+void add_direct_light(const Ray& ray, const SurfacePoint& point, const LightSplit& light) {
+    Vec3 seen;
+    if (point.lambertian_active) seen += light.to_lambertian * point.lambertian_color;
+    if (point.transmissive_active) seen += light.to_transmissive * point.transmissive_color;
+    if (point.glossy_active) seen += light.to_glossy * point.glossy_color;
+    features_of(ray).direct += ray.weight * seen;
+}
+
 void add_features(const Ray& ray, const SurfacePoint& point, const Vec3& emission) {
     PathFeatures& path = features_of(ray);
     const Vec3 rough = point.transmittance * (point.lambertian_color + point.transmissive_color)
                        + sent_share(ray, point) * point.glossy_color + min(emission, splat(1.0f));
+    path.direct += ray.weight * emission;
     path.albedo += ray.weight * min(rough, splat(1.0f));
     const float weight = brightness(ray.weight) * rough_share(ray, point, rough);
     path.normal += weight * point.normal;
@@ -60,15 +69,19 @@ void add_features(const Ray& ray, const SurfacePoint& point, const Vec3& emissio
 }
 
 void add_sky_feature(const Ray& ray, const Vec3& light) {
-    features_of(ray).albedo += ray.weight * min(light, splat(1.0f));
-    features_of(ray).weight += brightness(ray.weight);
+    PathFeatures& path = features_of(ray);
+    path.direct += ray.weight * light;
+    path.albedo += ray.weight * min(light, splat(1.0f));
+    path.weight += brightness(ray.weight);
 }
 
 FeatureSample take_features(int thread) {
     if (!keeps_features()) return {};
     const PathFeatures& path = at(IntegrateState.features_of_thread, thread);
-    if (!(path.weight > 0.0f)) return {path.albedo, {}, 0.0f};
-    const FeatureSample sample = {path.albedo, path.normal / path.weight, path.depth / path.weight};
+    if (!is_finite(path.direct)) return {};
+    if (!(path.weight > 0.0f)) return {path.direct, path.albedo, {}, 0.0f};
+    const FeatureSample sample = {path.direct, path.albedo, path.normal / path.weight,
+                                  path.depth / path.weight};
     return is_finite(sample.albedo) && is_finite(sample.normal) && std::isfinite(sample.depth)
                ? sample
                : FeatureSample{};

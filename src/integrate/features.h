@@ -16,9 +16,10 @@ inline bool sees_features(const Ray& ray) {
 // Before the camera ray of the thread's next path.
 void begin_features(int thread);
 
-// At a hit of a ray that sees features: before its children are sent, and after. emission: light of
-// the surface itself.
+// At a hit of a ray that sees features: before its children are sent, with the light samples that
+// it takes, and after. emission: light of the surface itself.
 void measure_way(const Ray& ray, const SurfacePoint& point);
+void add_direct_light(const Ray& ray, const SurfacePoint& point, const LightSplit& light);
 void add_features(const Ray& ray, const SurfacePoint& point, const Vec3& emission);
 
 // Where such a ray leaves the scene towards this light.

@@ -70,6 +70,7 @@ LightSplit direct_light(const Ray& ray, const SurfacePoint& point) {
 // Of each layer, sampled light and bounces, times its colour.
 LightSplit scattered_light(const Ray& ray, const SurfacePoint& point) {
     const LightSplit light = direct_light(ray, point);
+    if (sees_features(ray)) add_direct_light(ray, point, light);
     LightSplit parts;
     if (point.lambertian_active)
         parts.to_lambertian =

@@ -35,7 +35,7 @@ struct alignas(64) ThreadPhotons {
 // Rough surfaces that a thread's path has seen so far, weighted; way: lengths of its segments up to
 // each depth.
 struct alignas(64) PathFeatures {
-    Vec3 albedo, normal;
+    Vec3 direct, albedo, normal;
     float depth = 0.0f, weight = 0.0f;
     std::array<float, 256> way = {};
 };

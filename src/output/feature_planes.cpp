@@ -19,7 +19,7 @@ namespace mh {
 
 namespace {
 
-constexpr std::size_t kSumsOfNoise = 5, kSumsOfFeatures = 14, kFirstOfDepth = 11;
+constexpr std::size_t kSumsOfNoise = 5, kSumsOfFeatures = 14, kFirstOfDepth = 12;
 
 std::size_t sums_of(PlaneNeed need) {
     switch (need) {
@@ -48,13 +48,13 @@ void add_to(float& sum, float value) {
 
 void add_sample(Quantity quantity, bool odd, std::int64_t pixel, const Vec3& value) {
     Image& half = plane_sum(quantity, odd ? Half::odd : Half::even).image;
-    Image& squares = plane_sum(quantity, Half::squares).image;
+    Image* squares = has_squares(quantity) ? &plane_sum(quantity, Half::squares).image : nullptr;
     const auto channels = static_cast<std::size_t>(half.channels);
     const std::size_t first = static_cast<std::size_t>(pixel) * channels;
     const float components[3] = {value.x, value.y, value.z};
     for (std::size_t c = 0; c < channels; ++c) {
         add_to(half.floats[first + c], components[c]);
-        add_to(squares.floats[first + c], components[c] * components[c]);
+        if (squares != nullptr) add_to(squares->floats[first + c], components[c] * components[c]);
     }
 }
 
@@ -65,13 +65,14 @@ Plane finished(std::vector<Aov>& sums, Quantity quantity, const std::vector<floa
     Plane plane;
     plane.channels = even_sum.channels;
     plane.half = {std::move(even_sum.floats), take(Half::odd).floats};
-    plane.variance = take(Half::squares).floats;
+    if (has_squares(quantity)) plane.variance = take(Half::squares).floats;
     const auto channels = static_cast<std::size_t>(plane.channels);
-    for (std::size_t i = 0; i < plane.variance.size(); ++i) {
+    for (std::size_t i = 0; i < plane.half[0].size(); ++i) {
         const float n = frames[i / channels];
         const float odd = std::floor(0.5f * n), even = n - odd;
-        float &a = plane.half[0][i], &b = plane.half[1][i], &v = plane.variance[i];
-        v = variance_of_mean(a + b, v, n);
+        float &a = plane.half[0][i], &b = plane.half[1][i];
+        if (has_squares(quantity))
+            plane.variance[i] = variance_of_mean(a + b, plane.variance[i], n);
         a = a / std::max(even, 1.0f);
         b = odd > 0.0f ? b / odd : a; // a single frame is all there is to know
     }
@@ -135,6 +136,7 @@ void add_frame(std::int64_t pixel, std::uint32_t n, const Vec3& value,
     frames_done()[static_cast<std::size_t>(pixel)] += 1.0f;
     add_sample(Quantity::beauty, odd, pixel, value);
     if (!keeps_features()) return;
+    add_sample(Quantity::direct, odd, pixel, min(features.direct, value)); // what clamps left of it
     add_sample(Quantity::albedo, odd, pixel, features.albedo);
     add_sample(Quantity::normal, odd, pixel, features.normal);
     add_sample(Quantity::depth, odd, pixel, splat(features.depth));
@@ -155,6 +157,7 @@ FeaturePlanes PlanesOf(std::vector<Aov> sums) {
     planes.frames = std::move(sums[0].image.floats);
     planes.beauty = finished(sums, Quantity::beauty, planes.frames);
     if (sums.size() == kSumsOfFeatures) {
+        planes.direct = finished(sums, Quantity::direct, planes.frames);
         planes.albedo = finished(sums, Quantity::albedo, planes.frames);
         planes.normal = finished(sums, Quantity::normal, planes.frames);
         planes.depth = finished(sums, Quantity::depth, planes.frames);

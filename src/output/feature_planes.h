@@ -19,7 +19,7 @@ struct Plane {
     std::int32_t channels = 0;              // 3; 1 of the depth
     std::array<std::vector<float>, 2> half; // over its even, and over its odd frames
     std::vector<float> variance;            // of the mean over all its frames, as a stray sample
-                                            // of the same variance would have it
+                                            // of the same variance would have it; of light alone
 };
 
 // Features follow mirrors and smooth glass to the first surface that scatters. Of a pixel that sees
@@ -28,6 +28,7 @@ struct FeaturePlanes {
     std::int32_t width = 0, height = 0;
     std::vector<float> frames; // of each pixel; 0 outside the region
     Plane beauty;
+    Plane direct; // the part of it that light samples bring to that surface, lamps and sky as seen
     Plane albedo; // of the diffuse and glossy layers, of lamps and sky their light up to 1; tinted
                   // by the mirrors and glass before it
     Plane normal; // unit or shorter, each component in -1..1; 0 where nothing is hit
@@ -36,16 +37,21 @@ struct FeaturePlanes {
 
 // Features of one path.
 struct FeatureSample {
-    Vec3 albedo, normal;
+    Vec3 direct, albedo, normal;
     float depth = 0.0f;
 };
 
-// A sum of the planes.
-enum class Quantity : std::uint8_t { beauty, albedo, normal, depth };
+// A sum of the planes; light has squares too.
+enum class Quantity : std::uint8_t { beauty, direct, albedo, normal, depth };
 enum class Half : std::uint8_t { even, odd, squares };
 
+constexpr bool has_squares(Quantity quantity) {
+    return quantity <= Quantity::direct;
+}
+
 constexpr std::size_t place_of(Quantity quantity, Half half) {
-    return 2 + 3 * static_cast<std::size_t>(quantity) + static_cast<std::size_t>(half);
+    constexpr std::array<std::size_t, 5> kFirst = {2, 5, 8, 10, 12};
+    return kFirst[static_cast<std::size_t>(quantity)] + static_cast<std::size_t>(half);
 }
 
 inline Aov& plane_sum(Quantity quantity, Half half) {

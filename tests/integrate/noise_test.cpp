@@ -55,7 +55,29 @@ TEST(FeaturePlanes, FollowMirrorsToWhatTheyShow) {
         EXPECT_NEAR(planes.depth.half[half][0], 4.0f, 1e-3f);
     }
     EXPECT_EQ(planes.frames[0], 3.0f);
-    EXPECT_LT(planes.depth.variance[0], 1e-6f);
+}
+
+// A sun above a floor is direct light, also in a mirror, and a sky that bounces meet is
+// not.
+TEST(FeaturePlanes, TellDirectLightFromBounces) {
+    for (const bool mirrored : {false, true}) {
+        Scene scene;
+        const int mirror = add_shader(), grey = add_shader(splat(0.5f));
+        slot(mirror, Element::specular).color = splat(1.0f);
+        slot(mirror, Element::ior).color = splat(3.0f); // reflects a quarter
+        if (mirrored) add_floor(0.1f, 0.0f, mirror);
+        add_floor(9.0f, mirrored ? 3.0f : 0.0f, grey, !mirrored);
+        ParallelLight& sun = add_parallel_light({0.6f, 0.0f, mirrored ? 0.8f : -0.8f});
+        sun.color = splat(3.0f);
+        sun.blur = 0.0f;
+        set_white_sky(0, 4);
+        const FeaturePlanes planes = planes_of_pixel(4);
+        const float seen = mirrored ? 0.25f : 1.0f;
+        for (const int half : {0, 1}) {
+            expect_near(of_pixel(planes.direct.half[half]), splat(seen * 1.2f), 1e-3f);
+            EXPECT_GT(planes.beauty.half[half][0], seen * 1.4f) << mirrored;
+        }
+    }
 }
 
 // The halves are means over even and over odd frames: together they are the picture.

@@ -106,16 +106,14 @@ int denoise_started(const Arguments& arguments) {
     const std::vector<float> variance = variance_of(files[3].floats, colours);
     NoisyImage depths = view(depth);
     depths.channels = depth.empty() ? 0 : 1;
-    const DenoiseInput input = {picture.width,
-                                picture.height,
-                                view(colours),
-                                view(files[0].floats),
-                                view(files[1].floats),
-                                depths,
-                                variance,
-                                {},
-                                {},
-                                {}};
+    DenoiseInput input;
+    input.width = picture.width;
+    input.height = picture.height;
+    input.picture = view(colours);
+    input.albedo = view(files[0].floats);
+    input.normal = view(files[1].floats);
+    input.depth = depths;
+    input.variance = variance;
     const DenoiseOutput output = Denoise(input);
     for (std::size_t i = 0; i < picture.values.size(); ++i)
         picture.values[i] = {output.picture[3 * i], output.picture[3 * i + 1],
