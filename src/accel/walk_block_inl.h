@@ -33,7 +33,7 @@ inline bool any_block(const WalkNode<N>& node, unsigned slots, const Visit& visi
 template<std::uint32_t M, typename F>
 inline unsigned hit_block(const WalkBlock<M>& block, const WalkRay& ray, float limit,
                           TriangleHits<F>& hits) {
-    return hit_triangles(block.triangles, lanes_of<F>(ray.origin), lanes_of<F>(ray.direction),
+    return hit_triangles(block.triangles, fill<F>(ray.local.origin), fill<F>(ray.local.direction),
                          limit, hits);
 }
 
@@ -153,8 +153,8 @@ template<Walk walk, std::uint32_t N>
 
 inline unsigned meet_planes(const WalkTetragons& four, const WalkRay& ray, float limit,
                             PlaneHits& hits) {
-    return meet_planes(four, lanes_of<Lanes4>(ray.origin), lanes_of<Lanes4>(ray.direction), limit,
-                       hits);
+    return meet_planes(four, fill<Lanes4>(ray.local.origin), fill<Lanes4>(ray.local.direction),
+                       limit, hits);
 }
 
 // Whether the ray hits one of the tetragons whose planes it meets, within the present limit.

@@ -9,8 +9,8 @@ namespace {
 
 constexpr float kBoxStart = 1e-8f; // lower bound of the entry distance into a box
 
-// Byte offsets of the near and the far row of planes per axis in a node of eight; in a node of four
-// they are half of that.
+// Offsets of the near and the far row of planes per axis; in a node of N children in N bytes, so
+// that either kind of node finds its rows by an address alone.
 struct PlaneRows {
     BitLanes4 near, far;
 };
@@ -18,36 +18,22 @@ struct PlaneRows {
 // Set by the signs of the inverse direction, without a branch, which would be mispredicted on every
 // other ray.
 inline PlaneRows plane_rows(const Triple<float>& inverse) {
-    constexpr std::uint32_t kRow = sizeof(Float8), kSide = 3 * kRow;
+    constexpr std::uint32_t kRow = sizeof(float), kSide = 3 * kRow;
     constexpr BitLanes4 kRows = {0, kRow, 2 * kRow, 0};
     const BitLanes4 upper = signs_of(inverse.x, inverse.y, inverse.z) & kSide;
     return {kRows + upper, kRows + kSide - upper};
 }
 
-// A ray in the space of one object, and what nodes and blocks want of it.
+// A ray in the space of one object, and what nodes want of it. Lanes are filled where they are
+// used: that takes no longer than to load them.
 struct WalkRay {
-    const LocalRay& local;
-    Triple<Float8> origin, direction, inverse; // broadcast
+    LocalRay local;
+    Triple<float> minus_inverse; // -1 / direction
     PlaneRows rows;
 };
 
 inline WalkRay walk_ray(const LocalRay& local, const Triple<float>& inverse) {
-    return {local, fill<Float8>(local.origin), fill<Float8>(local.direction), fill<Float8>(inverse),
-            plane_rows(inverse)};
-}
-
-// All of eight equal lanes, or as many as F has.
-template<typename F>
-inline F lanes_of(const Float8& a) {
-    if constexpr (std::is_same_v<F, Float8>)
-        return a;
-    else
-        return low_half(a);
-}
-
-template<typename F>
-inline Triple<F> lanes_of(const Triple<Float8>& a) {
-    return {lanes_of<F>(a.x), lanes_of<F>(a.y), lanes_of<F>(a.z)};
+    return {local, {-inverse.x, -inverse.y, -inverse.z}, plane_rows(inverse)};
 }
 
 // As many floats as a node has children, or a block triangles.
@@ -71,18 +57,20 @@ inline unsigned enter_children(const WalkNode<N>& node, const WalkRay& ray, floa
                                float* entries, float* exits) {
     using F = typename FloatLanes<N>::Type;
     const char* planes = reinterpret_cast<const char*>(node.planes);
-    const auto distance = [&](std::size_t row, const Float8& origin, const Float8& inverse) {
-        const F plane = load<F>(reinterpret_cast<const float*>(planes + row * N / kWide));
-        return (plane - lanes_of<F>(origin)) * lanes_of<F>(inverse);
+    const Triple<F> origin = fill<F>(ray.local.origin);
+    const Triple<F> minus_inverse = fill<F>(ray.minus_inverse);
+    const auto distance = [&](std::size_t row, const F& start, const F& minus) {
+        const F plane = load<F>(reinterpret_cast<const float*>(planes + row * N));
+        return (start - plane) * minus; // in this order the plane is an operand in memory
     };
     F entry = fill<F>(kBoxStart);
-    entry = max(distance(ray.rows.near[0], ray.origin.x, ray.inverse.x), entry);
-    entry = max(distance(ray.rows.near[1], ray.origin.y, ray.inverse.y), entry);
-    entry = max(distance(ray.rows.near[2], ray.origin.z, ray.inverse.z), entry);
+    entry = max(distance(ray.rows.near[0], origin.x, minus_inverse.x), entry);
+    entry = max(distance(ray.rows.near[1], origin.y, minus_inverse.y), entry);
+    entry = max(distance(ray.rows.near[2], origin.z, minus_inverse.z), entry);
     F exit = fill<F>(limit);
-    exit = min(distance(ray.rows.far[0], ray.origin.x, ray.inverse.x), exit);
-    exit = min(distance(ray.rows.far[1], ray.origin.y, ray.inverse.y), exit);
-    exit = min(distance(ray.rows.far[2], ray.origin.z, ray.inverse.z), exit);
+    exit = min(distance(ray.rows.far[0], origin.x, minus_inverse.x), exit);
+    exit = min(distance(ray.rows.far[1], origin.y, minus_inverse.y), exit);
+    exit = min(distance(ray.rows.far[2], origin.z, minus_inverse.z), exit);
     if (entries != nullptr) store(entries, entry);
     if (exits != nullptr) store(exits, exit);
     return less_equal(entry, exit);

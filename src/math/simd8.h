@@ -119,10 +119,6 @@ inline F fill(float s) {
         return s;
 }
 
-inline Lanes4 low_half(Float8 a) {
-    return {_mm256_castps256_ps128(a.v)};
-}
-
 inline Float8 operator+(Float8 a, Float8 b) {
     return {_mm256_add_ps(a.v, b.v)};
 }
@@ -276,10 +272,6 @@ inline F fill(float s) {
             lane = s;
         return result;
     }
-}
-
-inline Lanes4 low_half(const Float8& a) {
-    return each<4>([&](std::uint32_t k) { return a.v[k]; });
 }
 
 template<typename T, std::uint32_t N>
