@@ -137,6 +137,7 @@ class WhatComesIn(ImportTest):
                     "offset": [x, y], "rotation": turn, "scale": [wide, high]}}}
         self.changed(change)
         self.imported()
+        self.assertEqual(self.run_here("check", "square").stdout, "")
         text = self.text("shader/materials.mh")
         self.assertIn('wrap_u "clamp"', text)
         self.assertIn('wrap_v "mirror"', text)

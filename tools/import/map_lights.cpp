@@ -94,23 +94,17 @@ std::string camera_text(const std::string& head, int width, int height, const Vi
 
 constexpr int kWidth = 960, kHeight = 540;
 
-// From the front, the right and above, as near as the box around all fits.
-std::string camera_of_all(const Extent& extent) {
+// From the front, the right and above, as near as the box fits that stands square to the view.
+std::string camera_of_all(const ImportedScene& scene, const Placed& placed) {
     constexpr double kFov = 35.0, kMargin = 1.08;
     const Vec3 back = normalize(Vec3{0.45f, -0.8f, 0.4f});
     const Vec3 right = normalize(cross(Vec3{0, 0, 1}, back)), up = cross(back, right);
-    const Vec3 middle = 0.5f * (extent.low + extent.high);
+    const Extent seen = ExtentOf(
+        scene, placed, {right.x, right.y, right.z, up.x, up.y, up.z, back.x, back.y, back.z});
+    const Vec3 half = 0.5f * (seen.high - seen.low), m = 0.5f * (seen.high + seen.low);
+    const Vec3 middle = m.x * right + m.y * up + m.z * back;
     const double across = std::tan(0.5 * kFov / kDegrees), high = across * kHeight / kWidth;
-    double distance = 0.0;
-    for (int corner = 0; corner < 8; ++corner) {
-        const Vec3 p = Vec3{(corner & 1) != 0 ? extent.high.x : extent.low.x,
-                            (corner & 2) != 0 ? extent.high.y : extent.low.y,
-                            (corner & 4) != 0 ? extent.high.z : extent.low.z}
-                       - middle;
-        const double needed =
-            std::max(std::fabs(dot(p, right)) / across, std::fabs(dot(p, up)) / high);
-        distance = std::max(distance, dot(p, back) + kMargin * needed);
-    }
+    const double distance = half.z + kMargin * std::max(half.x / across, half.y / high);
     const View view = {middle + static_cast<float>(distance) * back, middle, {0, 0, 1}, kFov};
     return camera_text("# The file has no camera: this one sees all of it.\n", kWidth, kHeight,
                        view);
@@ -163,14 +157,13 @@ std::string MapLights(const ImportedScene& scene, const Placed& placed, std::siz
     return text;
 }
 
-std::string MapCameras(const ImportedScene& scene, const Placed& placed, const Extent& extent,
-                       MappedScene& mapped) {
+std::string MapCameras(const ImportedScene& scene, const Placed& placed, MappedScene& mapped) {
     std::string text;
     for (const ImportedCamera& camera : scene.cameras)
         if (!map_camera(camera, stand_on(placed, camera.node), text))
             mapped.dropped.push_back("camera " + camera.name + ", which looks nowhere");
     mapped.has_camera = !text.empty();
-    return mapped.has_camera ? text : camera_of_all(extent);
+    return mapped.has_camera ? text : camera_of_all(scene, placed);
 }
 
 } // namespace mh

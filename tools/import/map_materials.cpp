@@ -111,12 +111,14 @@ void image_slot(Shading& s, const char* slot_name, const Vec3& color, const Impo
     line(s, 2, "end");
 }
 
+std::vector<std::string> color_sampler(const ImportedMap& map) {
+    return map.linear ? std::vector<std::string>{} : std::vector<std::string>{"transfer \"srgb\""};
+}
+
 void color_slot(Shading& s, const char* slot_name, const Vec3& color, MapKind kind) {
     const ImportedMap& map = map_of(s.material, kind);
     if (map.image < 0) return slot(s, slot_name, color);
-    image_slot(s, slot_name, color, map, picture(s, map.image),
-               map.linear ? std::vector<std::string>{}
-                          : std::vector<std::string>{"transfer \"srgb\""});
+    image_slot(s, slot_name, color, map, picture(s, map.image), color_sampler(map));
 }
 
 // Weights of layers: a number, or pictures to multiply it by.
@@ -284,8 +286,16 @@ float gain_below(float ior) {
 }
 
 void diffuse_slot(Shading& s, float gain) {
-    const Vec3 base = gain * limited(s.material.base);
-    color_slot(s, "lambertian", has_map(s, MapKind::base) ? base : limited(base), MapKind::base);
+    const ImportedMap& map = map_of(s.material, MapKind::base);
+    const Vec3 base = limited(s.material.base);
+    if (map.image < 0) return slot(s, "lambertian", limited(gain * base));
+    std::vector<std::string> sampler = color_sampler(map);
+    if (gain != 1.0f) {
+        const std::string g = NumberText(gain);
+        sampler.push_back("color_matrix " + g + " 0 0 0   0 " + g + " 0 0   0 0 " + g
+                          + " 0   0 0 0 1");
+    }
+    image_slot(s, "lambertian", base, map, picture(s, map.image), sampler);
 }
 
 // The coat has the same index and adds its own reflection.

@@ -117,13 +117,13 @@ Placed PlaceNodes(const ImportedScene& scene) {
     return placed;
 }
 
-Extent ExtentOf(const ImportedScene& scene, const Placed& placed) {
+Extent ExtentOf(const ImportedScene& scene, const Placed& placed, const Linear& axes) {
     constexpr float kFar = std::numeric_limits<float>::max();
     Vec3 low = {kFar, kFar, kFar}, high = {-kFar, -kFar, -kFar};
     for (std::size_t n = 0; n < scene.nodes.size(); ++n)
         for (const std::uint32_t mesh : scene.nodes[n].meshes)
             for (const Vec3& position : scene.meshes[mesh].positions) {
-                const Vec3 p = moved(placed.nodes[n], position);
+                const Vec3 p = turned(axes, moved(placed.nodes[n], position));
                 low = {std::min(low.x, p.x), std::min(low.y, p.y), std::min(low.z, p.z)};
                 high = {std::max(high.x, p.x), std::max(high.y, p.y), std::max(high.z, p.z)};
             }

@@ -50,14 +50,13 @@ MappedScene MapScene(const ImportedScene& scene, const MapOptions& options) {
     mapped.approximated = scene.approximated;
     mapped.dropped = scene.dropped;
     const Placed placed = PlaceNodes(scene);
-    const Extent extent = ExtentOf(scene, placed);
     const MaterialText materials = MapMaterials(scene, mapped);
     mapped.texts.push_back({"shader/materials.mh", materials.blocks});
     mapped.texts.push_back({"render/render.mh", kRender});
     mapped.has_light = !scene.lights.empty() || !options.studio;
     mapped.texts.push_back(
         {"light/lights.mh", MapLights(scene, placed, materials.emissive, mapped)});
-    mapped.texts.push_back({"camera/cameras.mh", MapCameras(scene, placed, extent, mapped)});
+    mapped.texts.push_back({"camera/cameras.mh", MapCameras(scene, placed, mapped)});
     mapped.texts.push_back({"geometry/objects.mh", MapObjects(scene, placed, materials, mapped)});
     return mapped;
 }

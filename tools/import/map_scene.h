@@ -92,12 +92,13 @@ struct Extent {
     Vec3 low = {1.0f, 1.0f, 1.0f}, high = {-1.0f, -1.0f, -1.0f};
 };
 
-Extent ExtentOf(const ImportedScene& scene, const Placed& placed);
+// Along the rows of a matrix.
+Extent ExtentOf(const ImportedScene& scene, const Placed& placed,
+                const Linear& axes = {1, 0, 0, 0, 1, 0, 0, 0, 1});
 
 std::string MapLights(const ImportedScene& scene, const Placed& placed, std::size_t emissive,
                       MappedScene& mapped);
-std::string MapCameras(const ImportedScene& scene, const Placed& placed, const Extent& extent,
-                       MappedScene& mapped);
+std::string MapCameras(const ImportedScene& scene, const Placed& placed, MappedScene& mapped);
 
 // Numbers as short as they read back to the same float.
 std::string NumberText(double value);
