@@ -334,8 +334,7 @@ void build_surface_point(const Ray& ray, SurfacePoint& point) {
     std::abort();
 }
 
-void leave_surface(Ray& ray, const SurfacePoint& point) {
-    if (!is_exact() || !is_face(ray.source_kind)) return;
+void step_off_surface(Ray& ray, const SurfacePoint& point) {
     const float side = dot(ray.direction, point.geometric_normal) > 0.0f ? 1.0f : -1.0f;
     ray.origin = point.position + side * point.rounding * point.geometric_normal;
     ray.source_kind = HitKind::unset;
@@ -363,34 +362,36 @@ namespace {
 
 // The colour of a slot and whether it counts. A slot whose flag is down is not even looked at
 // unless textures may lift it.
-bool evaluate_slot(Element element, bool present, const SurfacePoint& point, Vec3& color) {
+bool evaluate_slot(Element element, bool counts, const SurfacePoint& point, Vec3& color) {
     color = {};
-    if (!present && !point.layer->has_image) return false;
-    return evaluate_layer(element_of(*point.layer, element), point, color);
+    return counts && evaluate_layer(element_of(*point.layer, element), point, color);
 }
 
 } // namespace
 
 void evaluate_layers(const Ray& ray, SurfacePoint& point) {
     const SurfaceLayer& layer = *point.layer;
-    const bool hair = ray.hit_kind == HitKind::hair;
+    const bool hair = ray.hit_kind == HitKind::hair, textured = layer.has_image;
     point.lambertian_active = point.transmissive_active = point.diffusion_active = false;
     point.specular_active = false;
     if (!point.use_density) {
-        point.lambertian_active = evaluate_slot(Element::lambertian, layer.lambertian_present,
-                                                point, point.lambertian_color);
+        point.lambertian_active =
+            evaluate_slot(Element::lambertian, layer.lambertian_present || textured, point,
+                          point.lambertian_color);
         if (!hair) {
-            point.transmissive_active = evaluate_slot(
-                Element::transmissive, layer.transmissive_present, point, point.transmissive_color);
-            point.diffusion_active = evaluate_slot(Element::diffusion, layer.diffusion_present,
-                                                   point, point.diffusion_color);
+            point.transmissive_active =
+                evaluate_slot(Element::transmissive, layer.transmissive_present || textured, point,
+                              point.transmissive_color);
+            point.diffusion_active =
+                evaluate_slot(Element::diffusion, layer.diffusion_present || textured, point,
+                              point.diffusion_color);
         }
     }
     point.glossy_active =
-        evaluate_slot(Element::glossy, layer.glossy_present, point, point.glossy_color);
+        evaluate_slot(Element::glossy, layer.glossy_present || textured, point, point.glossy_color);
     if (!hair)
-        point.specular_active =
-            evaluate_slot(Element::specular, layer.specular_present, point, point.specular_color);
+        point.specular_active = evaluate_slot(Element::specular, layer.specular_present || textured,
+                                              point, point.specular_color);
 }
 
 } // namespace mh

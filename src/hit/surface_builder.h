@@ -4,6 +4,7 @@
 #pragma once
 
 #include "hit/ray.h"
+#include "run/estimator.h"
 
 namespace mh {
 
@@ -16,10 +17,14 @@ void build_surface_point(const Ray& ray, SurfacePoint& point);
 // side, for u in [0, 1). The point needs its uv when a weight slot has an image.
 int pick_layer(const Shader& shader, const SurfacePoint& point, bool front, float u);
 
-// Exact estimator: starts the ray, whose direction is set, so far off the point's surface that
-// rounding cannot let it hit the face that it leaves [Wachter19]. Hair and particles are left
-// alone: they are not hit again.
-void leave_surface(Ray& ray, const SurfacePoint& point);
+// Starts the ray, whose direction is set, so far off the point's surface that rounding cannot let
+// it hit the face that it leaves [Wachter19].
+void step_off_surface(Ray& ray, const SurfacePoint& point);
+
+// Exact estimator: the same, but for hair and particles, which are not hit again.
+inline void leave_surface(Ray& ray, const SurfacePoint& point) {
+    if (is_exact() && is_face(ray.source_kind)) step_off_surface(ray, point);
+}
 
 // Evaluates the layer colours and their *_active flags: glossy and specular always, lambertian,
 // transmissive and diffusion unless the point reads the density estimate. Hair has no

@@ -108,7 +108,7 @@ Vec3 bounce_diffuse(const Ray& ray, const SurfacePoint& point, Scatter scatter, 
         gather_diffuse(parent, point, scatter, w, mean);
     });
     Vec3 sum = value_of(mean, ray, point);
-    if (ray.hit_kind != HitKind::hair) sum += estimate_caustics(ray, point);
+    if (has_caustics() && ray.hit_kind != HitKind::hair) sum += estimate_caustics(ray, point);
     return sum * point.transmittance;
 }
 

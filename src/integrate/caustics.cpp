@@ -72,7 +72,7 @@ void ClearPhotonTree() {
 
 Vec3 estimate_caustics(const Ray& ray, const SurfacePoint& point) {
     const PhotonTree& tree = IntegrateState.photon_tree;
-    if (tree.nodes.empty() || !(RendererSettings.radius >= kSmallestRadius)) return {};
+    if (!(RendererSettings.radius >= kSmallestRadius)) return {};
     if (!near_photons(ray, point.position)) return {};
     NearestPhotons found;
     found.limit = search_radius_squared(ray, point.position);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "hit/ray.h"
+#include "integrate/state.h"
 
 namespace mh {
 
@@ -13,8 +14,12 @@ void BuildPhotonTree();
 // Forgets the tree; after the run.
 void ClearPhotonTree();
 
+inline bool has_caustics() {
+    return !IntegrateState.photon_tree.nodes.empty();
+}
+
 // Light of caustic photons around the point; black with fewer than two within
-// RendererSettings.radius.
+// RendererSettings.radius. There are some.
 Vec3 estimate_caustics(const Ray& ray, const SurfacePoint& point);
 
 } // namespace mh

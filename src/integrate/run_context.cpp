@@ -48,11 +48,8 @@ void EnterWorker() {
     at(ThreadStates, thread_number()).lowest_frame = kLowest;
 }
 
-bool stack_is_low(const Ray& ray) {
-    const auto frame = reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0));
-    if (frame >= ThreadStates[ray.thread].lowest_frame) return false;
+void NoteCutPath() {
     std::atomic_ref(IntegrateState.path_was_cut).store(true, std::memory_order_relaxed);
-    return true;
 }
 
 void ReportCutPaths() {

@@ -40,9 +40,17 @@ RayCounts TakeRayCounts();
 // Notes where the stack of the calling thread ends; first thing that a worker does in a region.
 void EnterWorker();
 
+// Notes that a path ends for lack of stack.
+void NoteCutPath();
+
 // Whether too little stack is left for one more bounce: the path ends there. With stacks of the
 // usual size no path of 255 bounces comes near.
-bool stack_is_low(const Ray& ray);
+inline bool stack_is_low(const Ray& ray) {
+    const auto frame = reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0));
+    if (frame >= ThreadStates[ray.thread].lowest_frame) return false;
+    NoteCutPath();
+    return true;
+}
 
 // One warning line when a path has ended for lack of stack since the last call.
 void ReportCutPaths();

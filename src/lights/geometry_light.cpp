@@ -142,11 +142,16 @@ float share_of_bounce(const Ray& ray, const SurfacePoint& point) {
     return bounce_share(ray, GeometryLight.sample, density);
 }
 
+bool emits(const SurfacePoint& point) {
+    return point.layer != nullptr
+           && (point.layer->window
+               || !(element_of(*point.layer, Element::emissive).color == Vec3{}));
+}
+
 Vec3 emitted(const Ray& ray, const SurfacePoint& point) {
-    if (point.layer == nullptr || !is_linked(GeometryLight.link, ray.source_shader)) return {};
+    if (!emits(point) || !is_linked(GeometryLight.link, ray.source_shader)) return {};
     const ShaderElement& element = element_of(*point.layer, Element::emissive);
     const bool window = point.layer->window;
-    if (!window && element.color == Vec3{}) return {};
     const float share = is_exact() ? lamp_bounce_share(ray, point) : share_of_bounce(ray, point);
     if (!(share > 0.0f)) return {};
     return share
@@ -174,6 +179,14 @@ void add_aovs(const Ray& ray, const Vec3& value) {
         const bool passes = aov.shader == kAnyShader || aov.shader == ray.hit_shader;
         if (passes && holds(aov, channel)) add_to_aov(aov, ray, seen);
     }
+}
+
+// Apart from the many hits that send nothing.
+[[gnu::noinline]] Vec3 sent_light(const Ray& ray, const SurfacePoint& point, const Vec3& density) {
+    const Vec3 sum = density + emitted(ray, point);
+    if (sum == Vec3{}) return {};
+    if (is_linked(GeometryLight.link, ray.source_shader)) add_aovs(ray, sum);
+    return point.transmittance * sum;
 }
 
 } // namespace
@@ -223,10 +236,7 @@ LightSplit direct_geometry(const Ray& ray, const SurfacePoint& point) {
 }
 
 Vec3 surface_emission(const Ray& ray, const SurfacePoint& point, const Vec3& density) {
-    const Vec3 sum = density + emitted(ray, point);
-    if (sum == Vec3{}) return {};
-    if (is_linked(GeometryLight.link, ray.source_shader)) add_aovs(ray, sum);
-    return point.transmittance * sum;
+    return density == Vec3{} && !emits(point) ? Vec3{} : sent_light(ray, point, density);
 }
 
 void emit_geometry_photon(Ray& ray, std::int64_t number) {

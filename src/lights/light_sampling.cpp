@@ -82,8 +82,7 @@ void ResolveLink(LightLink& link) {
     link.shaders.erase(std::unique(link.shaders.begin(), link.shaders.end()), link.shaders.end());
 }
 
-bool is_linked(const LightLink& link, std::int32_t shader) {
-    if (link.shaders.empty()) return true;
+bool holds_shader(const LightLink& link, std::int32_t shader) {
     return std::binary_search(link.shaders.begin(), link.shaders.end(), shader);
 }
 

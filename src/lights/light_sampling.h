@@ -12,8 +12,12 @@ namespace mh {
 // dropped, as if they had not been given.
 void ResolveLink(LightLink& link);
 
+bool holds_shader(const LightLink& link, std::int32_t shader);
+
 // Whether the link is empty or holds the shader.
-bool is_linked(const LightLink& link, std::int32_t shader);
+inline bool is_linked(const LightLink& link, std::int32_t shader) {
+    return link.shaders.empty() || holds_shader(link, shader);
+}
 
 // Samples of a first-hit loop: i = first; i < count; i += stride, each weighted stride / count.
 struct SampleLoop {

@@ -291,6 +291,7 @@ void add_arrival(const LightShot& shot, const Response& response, const Arrival&
 
 void add_face_arrival(const LightShot& shot, const Response& response, const Arrival& arrival,
                       const FaceSample& face, LightSplit& sum) {
+    if (GeometryLight.aov_list.empty()) return add_arrival(shot, response, arrival, sum);
     LightSplit one;
     add_arrival(shot, response, arrival, one);
     sum += one;
