@@ -164,6 +164,8 @@ constexpr OptionRow kSceneRows[] = {
 
 constexpr OptionRow kRunRows[] = {
     {"--denoise", "", "Write a denoised picture too, and denoised light AOVs", bind<&A::denoise>},
+    {"--exr-layers", "FILE", "Write all images as layers of one EXR file too",
+     bind<&A::exr_layers>},
     {"--strict", "", "Refuse a scene with faults or warnings", bind<&A::strict>},
     {"--preview", "", "Show the picture in a window while it grows", bind<&A::preview>},
     {"--time-limit", "S", "Stop after this many seconds, dropping the frame in progress",
@@ -270,6 +272,7 @@ constexpr OptionRow kImportRows[] = {
 constexpr OptionRow kConvertRows[] = {
     {"IN", "FILE", "Image to read", bind<&A::first_image>},
     {"OUT", "FILE", "File to write; its extension is the format", bind<&A::second_image>},
+    {"--layer", "NAME", "Layer of the image to read, in place of its picture", bind<&A::layer>},
     {"--exposure", "STOPS", "Stops to brighten by", bind<&A::exposure>, -30, 30},
     {"--exr", "half|float", "Width of the numbers in an .exr file", bind<&A::exr>},
     {"--tonemap", "none|aces|filmic", "Curve that brings highlights into range", bind<&A::tonemap>},
@@ -292,6 +295,7 @@ constexpr OptionRow kDiffRows[] = {
     {"B", "FILE", "Image to compare it with: the reference", bind<&A::second_image>},
     {"--fail-above", "X", "End with status 1 when the RMSE is above X", bind<&A::fail_above>, 0,
      1e30},
+    {"--layer", "NAME", "Layer of A to compare, and of B where B has layers", bind<&A::layer>},
     {"--image", "FILE", "Write the absolute difference as an image", bind<&A::difference_image>},
     {"--json", "", "One JSON object in place of lines", bind<&A::json>},
 };

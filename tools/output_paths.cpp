@@ -25,8 +25,8 @@ std::string fault_of_picture(const std::string& path) {
 } // namespace
 
 std::string FaultOfFiles(const Arguments& arguments) {
-    for (const std::string* path :
-         {&arguments.report, &arguments.checkpoint, &arguments.partial, &arguments.photons}) {
+    for (const std::string* path : {&arguments.report, &arguments.checkpoint, &arguments.partial,
+                                    &arguments.photons, &arguments.exr_layers}) {
         const std::string fault = path->empty() ? "" : fault_of(*path, TryFile(*path));
         if (!fault.empty()) return fault;
     }

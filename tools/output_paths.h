@@ -8,7 +8,7 @@
 
 namespace mh {
 
-// Why one of --report, --checkpoint, --partial and --photons could not be written; empty for none.
+// Why one of the files that options name could not be written; empty for none.
 std::string FaultOfFiles(const Arguments& arguments);
 
 // The same of the pictures, with the folder of --output-dir made. What the scene names in vain is

@@ -18,6 +18,7 @@
 #include "output/state.h"
 #include "output_paths.h"
 #include "overrides.h"
+#include "pictures/layers.h"
 #include "pieces/checkpoint.h"
 #include "pieces/photon_file.h"
 #include "pieces/piece.h"
@@ -46,6 +47,7 @@ constexpr const char* kEndedWithoutFrames =
 struct Run {
     const Arguments* arguments = nullptr;
     RunRecord record;
+    std::string beauty;      // path of the picture
     std::uint64_t scene = 0; // digest, when checkpoints are in use
     double written_s = 0.0;  // when pictures were last written
     std::uint32_t written_frames = 0;
@@ -70,8 +72,16 @@ void save_checkpoint() {
     if (!fault.empty()) note_failed_write(path, fault);
 }
 
+void save_layers() {
+    const std::string& path = run.arguments->exr_layers;
+    if (path.empty()) return;
+    const std::string fault = WriteLayers(path, run.beauty);
+    if (!fault.empty()) note_failed_write(path, fault);
+}
+
 void write_now() {
     WriteOutputs();
+    save_layers();
     save_checkpoint();
     run.written_frames = FrameIndex;
 }
@@ -299,6 +309,8 @@ int render_opened(const Arguments& arguments) {
     } else if (const std::string fault = FaultOfPictures(arguments); !fault.empty()) {
         return give_up(kNotWritten, fault);
     }
+    run.beauty = ActiveCamera()->aovs[0].image.path;
+    if (!arguments.exr_layers.empty()) CollectLayers();
     if (arguments.denoise) AskForPlanes(PlaneNeed::features);
     if (denoises(arguments)) Hooks.picture_error = DenoisedNoise;
     Checkpoint checkpoint;
@@ -320,6 +332,7 @@ int render_opened(const Arguments& arguments) {
     render_frames();
     denoise_frames();
     time_phase("closing", CloseScene);
+    save_layers();
     const int status = status_of_run();
     if (is_piece(arguments))
         Complain(arguments.partial

@@ -264,6 +264,7 @@ bool WriteImage(const Image& image) {
     const std::string fault = save(image);
     if (fault.empty()) {
         ImageWriting.faults.erase(image.path);
+        if (Hooks.image_written != nullptr) Hooks.image_written(image);
         return true;
     }
     report_fault(image.path, fault);

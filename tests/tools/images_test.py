@@ -95,6 +95,23 @@ class Convert(ProgramTest):
             line = self.run_here("convert", "bad.exr", "out.png", status=1).stderr
             self.assertRegex(line, r"^moonhare: cannot read bad.exr: [^\n]+\n$")
 
+    def test_all_images_of_a_run_are_layers_of_one_file(self):
+        for width, limit in (("float", 0), ("half", 1e-3)):
+            with self.subTest(width):
+                self.run_here("scene", "--seed", 1, "--beauty", "b.exr", "--exr", width,
+                              "--exr-layers", "all.exr")
+                for own, options in (("b.exr", ()), ("albedo.exr", ("--layer", "albedo"))):
+                    self.run_here("diff", "all.exr", own, "--fail-above", limit, *options)
+                self.run_here("convert", "all.exr", "albedo.pfm", "--layer", "albedo")
+                self.run_here("diff", "albedo.pfm", "albedo.exr", "--fail-above", 0)
+        self.run_here("diff", "all.exr", "b.exr", "--layer", "albedo", "--fail-above", 0.01, status=1)
+        line = self.run_here("convert", "all.exr", "x.pfm", "--layer", "alb", status=1).stderr
+        self.assertIn('no layer "alb"; its layers are albedo', line)
+        line = self.run_here("convert", "b.exr", "x.pfm", "--layer", "albedo", status=1).stderr
+        self.assertIn("no layers", line)
+        line = self.run_here("scene", "--exr-layers", "missing/all.exr", status=3).stderr
+        self.assertIn("missing/all.exr", line)
+
     def test_faults_have_their_statuses(self):
         for status, *arguments in ((1, "none.png", "out.png"), (3, "in.pfm", "out.xyz"),
                                    (3, "in.pfm", "nowhere/out.png"), (2, "in.pfm"),

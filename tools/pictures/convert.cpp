@@ -62,7 +62,8 @@ int fail(int status, const std::string& reason) {
 
 int convert_started(const Arguments& arguments) {
     Pixels pixels;
-    const std::string unread = ReadPixels(arguments.first_image, pixels);
+    std::string unread = ReadPixels(arguments.first_image, pixels, arguments.layer);
+    if (unread.empty()) unread = FaultOfLayer(arguments, pixels);
     if (!unread.empty()) return fail(kSceneFaults, unread);
     convert(pixels, HoldsFloats(arguments.second_image),
             static_cast<float>(std::exp2(arguments.exposure)), curve_of(arguments.tonemap));
@@ -71,6 +72,11 @@ int convert_started(const Arguments& arguments) {
 }
 
 } // namespace
+
+std::string FaultOfLayer(const Arguments& arguments, const Pixels& first) {
+    if (arguments.layer.empty() || first.is_layer) return {};
+    return "cannot read " + arguments.first_image + ": it has no layers";
+}
 
 int ConvertImage(const Arguments& arguments) {
     Startup();

@@ -107,10 +107,12 @@ int compare_started(const Arguments& arguments) {
     Pixels first, second;
     for (const auto& [path, pixels] :
          {std::pair(&arguments.first_image, &first), std::pair(&arguments.second_image, &second)}) {
-        const std::string fault = ReadPixels(*path, *pixels);
+        const std::string fault = ReadPixels(*path, *pixels, arguments.layer);
         if (!fault.empty()) return fail(kWrongUse, fault);
         MakeLinear(*pixels);
     }
+    if (const std::string fault = FaultOfLayer(arguments, first); !fault.empty())
+        return fail(kWrongUse, fault);
     if (first.width != second.width || first.height != second.height)
         return fail(kWrongUse, "the images differ in size: " + std::to_string(first.width) + 'x'
                                    + std::to_string(first.height) + " and "

@@ -1,7 +1,7 @@
 // The helper program of "convert" and "diff": decodes one picture by OpenImageIO under limits on
 // time and memory and writes it to standard output. It takes a third of a second to start, which
 // the program itself is spared, and what a damaged file does to its decoder ends here. usage:
-// moonhare-pictures FILE SECONDS BYTES
+// moonhare-pictures FILE SECONDS BYTES [LAYER]
 // SPDX-License-Identifier: MIT
 #include "decode/confine.h"
 #include "math/input_file.h"
@@ -11,6 +11,7 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -37,14 +38,51 @@ int channel_named(const OIIO::ImageSpec& head, char name) {
     return found == end ? -1 : static_cast<int>(found - begin);
 }
 
+// Channels of layers are called LAYER.NAME.
+std::string layer_of(const std::string& channel) {
+    const std::size_t dot = channel.rfind('.');
+    return dot == channel.npos ? std::string() : channel.substr(0, dot);
+}
+
+std::set<std::string> layers_of(const OIIO::ImageSpec& head) {
+    std::set<std::string> layers;
+    for (const std::string& channel : head.channelnames)
+        layers.insert(layer_of(channel));
+    layers.erase("");
+    return layers;
+}
+
+// The channels of one layer alone, under their own names; a file without layers stays as it is.
+// Empty on success, else why not.
+std::string choose_layer(OIIO::ImageSpec& head, const std::string& layer, Picture& picture) {
+    const std::set<std::string> layers = layers_of(head);
+    if (layer.empty() || layers.empty()) return {};
+    if (!layers.contains(layer)) {
+        std::string known;
+        for (const std::string& name : layers)
+            known += (known.empty() ? "" : ", ") + name;
+        return "has no layer \"" + layer + "\"; its layers are " + known;
+    }
+    for (std::string& channel : head.channelnames)
+        channel = layer_of(channel) == layer ? channel.substr(layer.size() + 1) : std::string();
+    picture.head.is_layer = 1;
+    return {};
+}
+
 // Red, green and blue, wherever they stand; the first three, or one for all, where names say
 // nothing.
 std::array<int, 3> channels_of(const OIIO::ImageSpec& head) {
     const std::array<int, 3> named = {channel_named(head, 'R'), channel_named(head, 'G'),
                                       channel_named(head, 'B')};
     if (named[0] >= 0 && named[1] >= 0 && named[2] >= 0) return named;
-    if (head.nchannels >= 3) return {0, 1, 2};
-    const int grey = std::max(channel_named(head, 'Y'), 0);
+    const std::array<int, 3> places = {channel_named(head, 'X'), channel_named(head, 'Y'),
+                                       channel_named(head, 'Z')};
+    if (places[0] >= 0 && places[1] >= 0 && places[2] >= 0) return places;
+    const auto first = std::find_if(head.channelnames.begin(), head.channelnames.end(),
+                                    [](const std::string& name) { return !name.empty(); });
+    if (head.nchannels >= 3 && first == head.channelnames.begin()) return {0, 1, 2};
+    const int grey =
+        std::max(channel_named(head, 'Y'), static_cast<int>(first - head.channelnames.begin()));
     return {grey, grey, grey};
 }
 
@@ -94,7 +132,8 @@ std::string format_of(const std::string& name, std::string_view content) {
 }
 
 // Empty on success, else why not.
-std::string decode(const std::string& name, const std::string& content, Picture& picture) {
+std::string decode(const std::string& name, const std::string& content, const std::string& layer,
+                   Picture& picture) {
     OIIO::Filesystem::IOMemReader file(content.data(), content.size());
     OIIO::ImageSpec head, wishes;
     wishes["oiio:UnassociatedAlpha"] = 1; // colours as they stand
@@ -104,6 +143,7 @@ std::string decode(const std::string& name, const std::string& content, Picture&
     if (head.width < 1 || head.height < 1 || head.depth > 1 || head.nchannels < 1
         || 1.0 * head.width * head.height * head.nchannels > 4.0 * mh::kMostPicturePixels)
         return "has a size that no picture has";
+    if (std::string fault = choose_layer(head, layer, picture); !fault.empty()) return fault;
     std::vector<float> all(static_cast<std::size_t>(head.width)
                            * static_cast<std::size_t>(head.height)
                            * static_cast<std::size_t>(head.nchannels));
@@ -130,7 +170,7 @@ bool answer(Picture& picture, std::string fault) {
 } // namespace
 
 int main(int count, char** arguments) {
-    if (count != 4) return 2;
+    if (count != 4 && count != 5) return 2;
     const std::string name = arguments[1];
     mh::InputFile input = mh::OpenInput(name, mh::Origin::user);
     std::string content = input ? mh::ReadRest(input) : std::string();
@@ -140,7 +180,8 @@ int main(int count, char** arguments) {
     Picture picture;
     std::string fault;
     try {
-        fault = input ? decode(name, content, picture) : "cannot be read";
+        fault = input ? decode(name, content, count == 5 ? arguments[4] : "", picture)
+                      : "cannot be read";
     } catch (const std::exception& exception) {
         fault = std::string("cannot be decoded: ") + exception.what();
     }

@@ -51,7 +51,7 @@ std::string receive_picture(const HelperProcess& helper, double seconds, Pixels&
         return whole(std::as_writable_bytes(std::span(fault))) ? fault : kFailed;
     }
     if (!is_size(head)) return kFailed;
-    pixels = {head.width, head.height, {}, head.is_linear != 0};
+    pixels = {head.width, head.height, {}, head.is_linear != 0, head.is_layer != 0};
     const std::size_t count =
         static_cast<std::size_t>(head.width) * static_cast<std::size_t>(head.height);
     if (!FitsMemory(static_cast<double>(count * sizeof(Vec3))))
@@ -66,12 +66,12 @@ bool HasPictureReader() {
     return !InstalledHelper(MOONHARE_PICTURES_HELPER).empty();
 }
 
-std::string DecodePicture(const std::string& path, Pixels& pixels) {
+std::string DecodePicture(const std::string& path, const std::string& layer, Pixels& pixels) {
     const Limits limits = limits_for(path);
     HelperProcess helper;
     std::string fault = StartHelper({InstalledHelper(MOONHARE_PICTURES_HELPER), path,
                                      std::to_string(std::lround(limits.seconds)),
-                                     std::to_string(std::llround(limits.bytes))},
+                                     std::to_string(std::llround(limits.bytes)), layer},
                                     helper);
     if (!fault.empty()) return fault;
     fault = receive_picture(helper, limits.seconds, pixels);

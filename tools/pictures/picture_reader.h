@@ -10,7 +10,7 @@ namespace mh {
 
 bool HasPictureReader();
 
-// Why there are no pixels, or empty.
-std::string DecodePicture(const std::string& path, Pixels& pixels);
+// Why there are no pixels, or empty. A layer is looked for in files that have some.
+std::string DecodePicture(const std::string& path, const std::string& layer, Pixels& pixels);
 
 } // namespace mh

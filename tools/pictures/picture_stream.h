@@ -11,9 +11,10 @@ struct PictureHead {
     std::uint32_t version = 0, fault_bytes = 0;
     std::int32_t width = 0, height = 0;
     std::int32_t is_linear = 0; // light, not values of sRGB
+    std::int32_t is_layer = 0;  // the one that was asked for
 };
 
-constexpr std::uint32_t kPictureStream = 0x4D500001;
+constexpr std::uint32_t kPictureStream = 0x4D500002;
 constexpr std::uint32_t kLongestPictureFault = 1024;
 constexpr double kMostPicturePixels = 268435456.0;
 

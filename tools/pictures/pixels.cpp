@@ -57,10 +57,11 @@ std::string read_by_library(const std::string& path, Pixels& pixels) {
 
 } // namespace
 
-std::string ReadPixels(const std::string& path, Pixels& pixels) {
+std::string ReadPixels(const std::string& path, Pixels& pixels, const std::string& layer) {
     if (!OpenInput(path, Origin::user)) return "cannot read " + path + ": no such file";
     const bool apart = !is_read_here(path) && HasPictureReader();
-    const std::string fault = apart ? DecodePicture(path, pixels) : read_by_library(path, pixels);
+    const std::string fault =
+        apart ? DecodePicture(path, layer, pixels) : read_by_library(path, pixels);
     return fault.empty() ? fault : "cannot read " + path + ": " + fault;
 }
 

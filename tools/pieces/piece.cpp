@@ -95,6 +95,8 @@ std::string PieceOptionsFault(const Arguments& arguments) {
         return "--partial and --photons go with no checkpoint: their files are whole or not there";
     if (arguments.write_every_s)
         return "--partial and --photons write no pictures: --write-every is of no use";
+    if (!arguments.exr_layers.empty())
+        return "--partial and --photons write no pictures: --exr-layers is of no use";
     return {};
 }
 
