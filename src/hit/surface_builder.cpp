@@ -61,6 +61,11 @@ Vec2 interpolate_uv(const Part& part, const HitVertices<N>& corners) {
     return uvs == nullptr ? Vec2{} : interpolate(corners, *uvs);
 }
 
+// Whether the part has a unit vector for this vertex; flat faces have none for any of theirs.
+bool has_unit(const std::vector<PackedUnit>& units, const Part& part, std::uint32_t vertex) {
+    return !units.empty() && is_per_vertex(units, part) && !is_zero(units[vertex]);
+}
+
 // Weighted sum of stored unit vectors, normalised; false when the part has none, a corner has none
 // or they cancel.
 template<std::size_t N>
@@ -258,6 +263,7 @@ void build_face_point(const Ray& ray, const Shader& shader, const Face& face, Su
     }
     Vec3 vertex_normal;
     if ((!point.use_density || point.layer->has_reflective)
+        && has_unit(part.normals, part, face.vertex[0])
         && interpolate_units(part.normals, part, corners, vertex_normal))
         point.normal = side * vertex_normal;
     build_face_frame(part, corners, point);

@@ -120,6 +120,19 @@ void add_geometry_sample(const LightShot& shot, LightSplit& sum) {
     add_face_arrival(shot, response, arrival, {face.shader, share}, sum);
 }
 
+LightSplit sum_samples(const Ray& ray, const SurfacePoint& point) {
+    return is_exact()
+               ? sum_exact_samples(nullptr, ray, point, point.rays.lamps, add_lamp_sample)
+               : sum_light_samples(nullptr, ray, point, GeometryLight.sample, add_geometry_sample);
+}
+
+[[gnu::noinline]] LightSplit sum_into_images(const Ray& ray, const SurfacePoint& point) {
+    const LightSplit sum = sum_samples(ray, point);
+    for (Aov& aov : GeometryLight.aov_list)
+        if (aov.shader == kAnyShader) add_light_aov(aov, ray, point, sum, 1.0f);
+    return sum;
+}
+
 // Emission behind a specular bounce that no light sample could have found counts in full, unless
 // photons bring it.
 bool seen_in_mirror(const Ray& ray) {
@@ -226,13 +239,7 @@ LightSplit direct_geometry(const Ray& ray, const SurfacePoint& point) {
     const bool none = is_exact() ? GeometryLight.lamps.tree.empty() : GeometryLight.table.size == 0;
     if (GeometryLight.sample < 1 || none) return {};
     if (!is_linked(GeometryLight.link, ray.hit_shader)) return {};
-    const LightSplit sum =
-        is_exact()
-            ? sum_exact_samples(nullptr, ray, point, point.rays.lamps, add_lamp_sample)
-            : sum_light_samples(nullptr, ray, point, GeometryLight.sample, add_geometry_sample);
-    for (Aov& aov : GeometryLight.aov_list)
-        if (aov.shader == kAnyShader) add_light_aov(aov, ray, point, sum, 1.0f);
-    return sum;
+    return GeometryLight.aov_list.empty() ? sum_samples(ray, point) : sum_into_images(ray, point);
 }
 
 Vec3 surface_emission(const Ray& ray, const SurfacePoint& point, const Vec3& density) {

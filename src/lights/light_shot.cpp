@@ -113,6 +113,14 @@ LightSplit sum_exact_hit(const Light* light, const Ray& ray, const SurfacePoint&
     return sum;
 }
 
+// Apart from the one sample of deeper hits, which are many.
+[[gnu::noinline]] LightSplit sum_loop(const Light* light, const Ray& ray, const SurfacePoint& point,
+                                      std::int32_t sample, AddSample add) {
+    const SampleLoop loop = first_hit_loop(ray, point, sample);
+    return is_exact() ? sum_exact_hit(light, ray, point, loop.count / loop.stride, add)
+                      : sum_first_hit(light, ray, point, loop, add);
+}
+
 const HairTable& hair_table(std::int32_t shader) {
     return at(Shaders, shader).hair_table;
 }
@@ -212,9 +220,7 @@ bool diffuses(const SurfacePoint& point) {
 LightSplit sum_light_samples(const Light* light, const Ray& ray, const SurfacePoint& point,
                              std::int32_t sample, AddSample add) {
     if (spread_bounces(ray) > 0) return take_one_sample(light, ray, point, add);
-    const SampleLoop loop = first_hit_loop(ray, point, sample);
-    return is_exact() ? sum_exact_hit(light, ray, point, loop.count / loop.stride, add)
-                      : sum_first_hit(light, ray, point, loop, add);
+    return sum_loop(light, ray, point, sample, add);
 }
 
 LightSplit sum_exact_samples(const Light* light, const Ray& ray, const SurfacePoint& point,
