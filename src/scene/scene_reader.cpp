@@ -99,23 +99,23 @@ ReadNote note_of(const Reading& reading, ReadEvent event, const Block* block) {
     return {event, reading.path, reading.text.line_number, reading.line, reading.word, block};
 }
 
-ReadAnswer tell(const Reading& reading, const ReadNote& note) {
+ReadAnswer notify(const Reading& reading, const ReadNote& note) {
     return reading.listener ? reading.listener(note) : ReadAnswer();
 }
 
-void tell(const Reading& reading, ReadEvent event, const Block& block, void* record) {
+void notify(const Reading& reading, ReadEvent event, const Block& block, void* record) {
     ReadNote note = note_of(reading, event, &block);
     note.record = record;
-    tell(reading, note);
+    notify(reading, note);
 }
 
 // Once a file: the blocks that are open see its end one after the other.
-void tell_long_line(Reading& reading) {
+void notify_long_line(Reading& reading) {
     if (!std::exchange(reading.text.line_too_long, false)) return;
     ReportError("scene - line " + std::to_string(reading.text.line_number + 1) + " of "
                 + reading.path + " has more than " + std::to_string(kMaxLineLength)
                 + " characters; the file is read up to there");
-    tell(reading, note_of(reading, ReadEvent::line_too_long, nullptr));
+    notify(reading, note_of(reading, ReadEvent::line_too_long, nullptr));
 }
 
 // The next line that holds a word and is no comment; `rest` is what follows the word.
@@ -124,7 +124,7 @@ bool next_words(Reading& reading, std::string_view& rest) {
         rest = reading.line;
         if (!rest.starts_with('#') && take_word(rest, reading.word)) return true;
     }
-    tell_long_line(reading);
+    notify_long_line(reading);
     return false;
 }
 
@@ -169,7 +169,7 @@ void read_values(Reading& reading, const Block& block, const Key& key, std::stri
     note.values = &values;
     note.given = given;
     note.unread = rest;
-    tell(reading, note);
+    notify(reading, note);
 }
 
 const Key* find_key(const Block& block, std::string_view name) {
@@ -184,7 +184,7 @@ ReadAnswer ask_about_word(const Reading& reading, const Block* block, const Key*
     note.record = record;
     note.key = key;
     note.given = rest;
-    return tell(reading, note);
+    return notify(reading, note);
 }
 
 void read_block(Reading& reading, const Block& block, void* record);
@@ -193,14 +193,14 @@ void read_sub_block(Reading& reading, const Block& block, const Key& key, void* 
     void* opened = record == nullptr ? nullptr : key.open(record);
     if (opened != nullptr) return read_block(reading, *key.block, opened);
     if (!reading.listener) return;
-    if (record != nullptr) tell(reading, ReadEvent::block_refused, block, record);
+    if (record != nullptr) notify(reading, ReadEvent::block_refused, block, record);
     read_block(reading, *key.block, nullptr); // what follows is reported line by line
 }
 
 // Up to the block's "end" or the end of the text. Blocks nest no deeper than their tables do.
 // Without a record values go nowhere.
 void read_block(Reading& reading, const Block& block, void* record) {
-    tell(reading, ReadEvent::block_opened, block, record);
+    notify(reading, ReadEvent::block_opened, block, record);
     std::string_view rest;
     while (next_words(reading, rest)) {
         std::string_view word = reading.word;
@@ -208,77 +208,71 @@ void read_block(Reading& reading, const Block& block, void* record) {
         const ReadAnswer answer = ask_about_word(reading, &block, key, rest, record);
         if (answer.leave_block) return put_back(reading);
         if (!answer.take_as.empty()) key = find_key(block, word = answer.take_as);
-        if (word == "end") return tell(reading, ReadEvent::block_closed, block, record);
+        if (word == "end") return notify(reading, ReadEvent::block_closed, block, record);
         if (key == nullptr) continue;
         if (key->kind == ValueKind::block)
             read_sub_block(reading, block, *key, record);
         else
             read_values(reading, block, *key, rest, record);
     }
-    tell(reading, ReadEvent::block_cut, block, record);
+    notify(reading, ReadEvent::block_cut, block, record);
 }
 
-void read_render(Reading& reading) {
-    read_block(reading, kRenderBlock, &RendererSettings);
+template<auto& record>
+void read_into(Reading& reading, const Block& block) {
+    read_block(reading, block, &record);
 }
 
-void read_sky_light(Reading& reading) {
+template<auto& table, int (*add)()>
+void read_added(Reading& reading, const Block& block) {
+    const int index = add();
+    read_block(reading, block, &at(table, index));
+}
+
+void read_sky_light(Reading& reading, const Block& block) {
     ResetSkyLightBlock(SkyLight);
-    read_block(reading, kSkyLightBlock, &SkyLight);
+    read_block(reading, block, &SkyLight);
 }
 
-void read_geometry_light(Reading& reading) {
-    read_block(reading, kGeometryLightBlock, &GeometryLight);
-}
-
-void read_camera(Reading& reading) {
+void read_camera(Reading& reading, const Block& block) {
     Camera camera;
     ResetCamera(camera);
     camera.pose_count = 0;
-    read_block(reading, kCameraBlock, &camera);
+    read_block(reading, block, &camera);
     if (camera.pose_count == 1) camera.poses[1] = camera.poses[0];
     Cameras.push_back(std::move(camera));
 }
 
-void read_point_light(Reading& reading) {
-    const int light = AddPointLight();
-    read_block(reading, kPointLightBlock, &at(PointLights, light));
-}
-
-void read_parallel_light(Reading& reading) {
-    const int light = AddParallelLight();
-    read_block(reading, kParallelLightBlock, &at(ParallelLights, light));
-}
-
-void read_object(Reading& reading) {
+void read_object(Reading& reading, const Block& block) {
     const int object = AddObject();
     ObjectReading record;
     record.object = &at(Objects, object);
-    read_block(reading, kObjectBlock, &record);
+    read_block(reading, block, &record);
 }
 
 // The whole record is replaced when the name is known already.
-void read_shader(Reading& reading) {
+void read_shader(Reading& reading, const Block& block) {
     Shader shader;
-    read_block(reading, kShaderBlock, &shader);
+    read_block(reading, block, &shader);
     const int index = FindOrAddShader(shader.name);
     at(Shaders, index) = std::move(shader);
 }
 
 struct Keyword {
     const char* name;
-    void (*read)(Reading& reading);
+    const Block& block;
+    void (*read)(Reading& reading, const Block& block);
 };
 
 constexpr Keyword kKeywords[] = {
-    {"render", read_render},
-    {"sky_light", read_sky_light},
-    {"geometry_light", read_geometry_light},
-    {"camera", read_camera},
-    {"point_light", read_point_light},
-    {"parallel_light", read_parallel_light},
-    {"object", read_object},
-    {"shader", read_shader},
+    {"render", kRenderBlock, read_into<RendererSettings>},
+    {"sky_light", kSkyLightBlock, read_sky_light},
+    {"geometry_light", kGeometryLightBlock, read_into<GeometryLight>},
+    {"camera", kCameraBlock, read_camera},
+    {"point_light", kPointLightBlock, read_added<PointLights, AddPointLight>},
+    {"parallel_light", kParallelLightBlock, read_added<ParallelLights, AddParallelLight>},
+    {"object", kObjectBlock, read_object},
+    {"shader", kShaderBlock, read_shader},
 };
 
 // The text itself, which is held as a whole.
@@ -303,14 +297,14 @@ bool ReadSceneFile(const std::string& path, const ReadListener& listener) {
     if (!file) return false;
     if (!text_fits(file, path)) return true;
     Reading reading = {{ReadRest(file)}, path, listener};
-    tell(reading, note_of(reading, ReadEvent::file, nullptr));
+    notify(reading, note_of(reading, ReadEvent::file, nullptr));
     std::string_view rest;
     while (next_words(reading, rest)) {
         const ReadAnswer answer = ask_about_word(reading, nullptr, nullptr, rest, nullptr);
         const std::string_view word = answer.take_as.empty() ? reading.word : answer.take_as;
         for (const Keyword& keyword : kKeywords) {
             if (word != keyword.name) continue;
-            keyword.read(reading);
+            keyword.read(reading, keyword.block);
             break;
         }
     }

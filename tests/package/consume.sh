@@ -37,6 +37,7 @@ python)
     if /usr/bin/python3 -c "import numpy"; then /usr/bin/python3 -B "$source/tests/package/classes_test.py"; fi
     ;;
 pip)
+    [ "${MOONHARE_TESTS-}" = package ] || { echo "./run test package runs it"; exit 77; }
     /usr/bin/python3 -m venv environment
     MOONHARE_TREE=$tree PIP_NO_INDEX=1 environment/bin/pip install --no-cache-dir "$source"
     unset LD_LIBRARY_PATH

@@ -3,6 +3,7 @@
 # a system of its own install them, build hosts against them and remove them.
 # usage: debian.sh BUILD_DIRECTORY SOURCE_DIRECTORY WORK_DIRECTORY
 set -eu
+[ "${MOONHARE_TESTS-}" = package ] || { echo "./run test package runs it"; exit 77; }
 build=$1 source=$2 work=$3
 rm -rf "$work"
 mkdir -p "$work"

@@ -6,7 +6,7 @@ import signal
 import unittest
 
 from live import Live
-from program import CAMERA, EXAMPLES, ProgramTest, write_scene
+from program import CAMERA, EXAMPLES, ProgramTest, heavy, write_scene
 
 try:
     from selenium import webdriver
@@ -28,6 +28,7 @@ def setUpModule():
         raise unittest.SkipTest("needs " + ", ".join(MISSING))
 
 
+@heavy("browser")
 class Browser(ProgramTest):
     def setUp(self):
         super().setUp()

@@ -114,7 +114,7 @@ void check_line(MeshText& mesh) {
     if (word == "usemtl") check_material(mesh, rest);
 }
 
-void tell(SceneCheck& check, const Spot& spot, const std::string& message) {
+void report(SceneCheck& check, const Spot& spot, const std::string& message) {
     if (spot.count > 0) add_fault(check.lines, spot.place, message);
 }
 
@@ -140,13 +140,13 @@ void check_text(MeshText& mesh, std::string_view content) {
         mesh.line = joined.empty() ? line : std::string_view(joined);
         check_line(mesh);
     }
-    tell(mesh.check, mesh.polygons,
-         CountText(mesh.polygons.count, "face has", "faces have")
-             + " more than 4 corners and are not read: triangulate the mesh, or write "
-               "polygons \"split\" before it");
-    tell(mesh.check, mesh.bad_numbers,
-         CountText(mesh.bad_numbers.count, "line contains", "lines contain")
-             + " something that is not a number and is read as 0");
+    report(mesh.check, mesh.polygons,
+           CountText(mesh.polygons.count, "face has", "faces have")
+               + " more than 4 corners and are not read: triangulate the mesh, or write "
+                 "polygons \"split\" before it");
+    report(mesh.check, mesh.bad_numbers,
+           CountText(mesh.bad_numbers.count, "line contains", "lines contain")
+               + " something that is not a number and is read as 0");
 }
 
 } // namespace

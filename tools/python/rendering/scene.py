@@ -128,7 +128,7 @@ class Job:
         self.pictures: Pictures = {}
         self.fault: BaseException | None = None
         self.stopped = self.in_frames = False
-        self.done = self.told = 0  # frames; what the callback has heard of
+        self.done = self.notified = 0  # frames; what the callback has heard of
         self.ended = threading.Event()  # a join that Ctrl-C interrupts takes the thread for ended
         self.started = time.monotonic()
 
@@ -174,12 +174,12 @@ class Job:
         for aov, name in enumerate(("beauty", *camera.aovs)):
             self.pictures[name] = take_picture(0, aov)
 
-    def tell(self, callback: Callable[[Progress], object] | None) -> None:
+    def notify(self, callback: Callable[[Progress], object] | None) -> None:
         """Calls back if frames were done since the last time; ends the render if that asks so."""
         done = self.done if self.ended.is_set() else mh.mhGetFrameCount()
-        if callback is None or not self.in_frames or done <= self.told:
+        if callback is None or not self.in_frames or done <= self.notified:
             return
-        self.told = done
+        self.notified = done
         seconds = time.monotonic() - self.started
         if callback(Progress(done, self.frames, seconds)) not in (None, True):
             self.stop()
@@ -189,8 +189,8 @@ class Job:
         threading.Thread(target=self.run, name="moonhare").start()
         try:
             while not self.ended.wait(POLL_S):
-                self.tell(callback)
-            self.tell(callback)
+                self.notify(callback)
+            self.notify(callback)
         except BaseException:
             self.stop()
             self.ended.wait()
