@@ -9,18 +9,20 @@ import re
 import subprocess
 import sys
 
-# Names of data that may be written: of namespaces of ours, or of a function in them.
-VARIABLE = re.compile(r"^[0-9a-f]* [bBdD] (mh::.*?)(\[abi:\w+\])?$", re.M)
-OURS = re.compile(r"/mh_(?!math)(\w+)\.dir/(?:\./)?(?!\./|state\.cpp)")
+WRITABLE = re.compile(r"^(.*):[0-9a-f]* [bBdD] (.*)$", re.M)  # data, as "nm -A" lists it
+OF_OURS = re.compile(r"(mh::.*?)(\[abi:\w+\])?$")  # of namespaces of ours, or of a function in them
+OUTSIDE = re.compile(r"/mh_(?!math)(\w+)\.dir/(?:\./)?(?!\./|state\.cpp)")
 
 
 def main(objects):
-    faults = []
-    for file in filter(OURS.search, objects):
-        listing = subprocess.run(["nm", "-C", file], capture_output=True, text=True, check=True)
-        for name, _ in VARIABLE.findall(listing.stdout):
-            if not re.match(r"k[A-Z]", name.rsplit("::")[-1]):
-                faults.append(f"{file}: {name} belongs into state.h")
+    files = list(filter(OUTSIDE.search, objects))
+    listing = subprocess.run(["nm", "-A", *files], capture_output=True, text=True, check=True).stdout
+    places = WRITABLE.findall(listing)
+    names = subprocess.run(["c++filt"], input="\n".join(name for _, name in places), text=True,
+                           capture_output=True, check=True).stdout.splitlines()
+    faults = [f"{file}: {ours[1]} belongs into state.h"
+              for (file, _), name in zip(places, names, strict=True)
+              if (ours := OF_OURS.match(name)) and not re.match(r"k[A-Z]", ours[1].rsplit("::")[-1])]
     print("\n".join(faults))
     return 1 if faults else 0
 
