@@ -145,7 +145,8 @@ class Lights:
         fan = [(0, i, i + 1) for i in range(1, len(corners) - 1)]
         shader = self.scene.shader(
             "lamp_" + ob.name, geometry_shader={"camera_primary": 0},
-            surface_shader=[layer(emissive=color / (4 * area), virtual_light=1, sideness="face"),
+            surface_shader=[layer(emissive=color / (4 * area), virtual_light=1, specular=1, material="thin",
+                                  sideness="face"),
                             layer(specular=1, material="thin", sideness="back")])
         mesh = self.scene.mesh("lamp_" + ob.name, corners, fan)
         made = self.scene.object("lamp_" + ob.name, shader=shader, mesh=mesh)
