@@ -16,6 +16,7 @@ COAT_ON_METAL = 0.05  # light that a coat reflects, about the mean over all angl
 USUAL_COSINE = 0.75  # of surfaces that face the viewer
 FEWEST = 0.01  # a smaller share of a surface gets no layer
 HAIR_UNIT = 30.0  # degrees of a roughness of 1
+PATH = 2.0  # of light across a fibre: two radii in Cycles, four here
 HAIR_ROUGHNESS = (5.969, -0.215, 2.532, -10.73, 5.574, 0.245)  # [Chiang16], absorption of a colour
 
 
@@ -239,7 +240,7 @@ class SurfaceReader:
         slots = {"glossy": constant(1),
                  "roughness": Value(numpy.array([numpy.degrees(wide) / HAIR_UNIT, 0.0, 0.0])),
                  "ior": max(self.number(node, "IOR", 1.55), 1.0001)}
-        self.parts.append(Part(amount, slots, attenuation=numpy.exp(-absorption)))
+        self.parts.append(Part(amount, slots, attenuation=numpy.exp(-absorption / PATH)))
 
     def melanin(self, node):
         """Absorption of both pigments by the amount of all, with the coefficients of Cycles."""
