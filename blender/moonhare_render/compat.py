@@ -28,6 +28,14 @@ def socket(node, name):
     return found if found is not None else node.inputs.get(OLD_SOCKETS.get(name, name))
 
 
+def lamp_gain(lamp):
+    """Exposure and temperature of a lamp, which 4.5 has added."""
+    gain = numpy.full(3, 2.0 ** getattr(lamp, "exposure", 0.0))
+    if getattr(lamp, "use_temperature", False):
+        gain = gain * numpy.array(lamp.temperature_color)
+    return gain
+
+
 def floats(collection, attribute, width, kind=numpy.float32):
     """Rows of an attribute of a whole collection."""
     values = numpy.empty((len(collection), width), kind)

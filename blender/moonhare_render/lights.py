@@ -5,6 +5,7 @@ import math
 
 import numpy
 
+from . import compat
 from .moonhare_scene import layer
 from .nodes import Reader
 from .values import constant, grey, product
@@ -94,7 +95,8 @@ class Lights:
         matrix = numpy.array(instance.matrix_world)
         axis = -matrix[:3, 2]
         length = numpy.linalg.norm(axis)
-        color = numpy.array(lamp.color) * emission_of(lamp, self.pictures, self.report) * lamp.energy
+        color = numpy.array(lamp.color) * emission_of(lamp, self.pictures, self.report)
+        color = color * lamp.energy * compat.lamp_gain(lamp)
         if not numpy.all(numpy.isfinite(matrix)) or not numpy.all(numpy.isfinite(color)) or not length:
             self.report.note(f'lamp "{ob.name}" has no direction or no numbers and is left out')
             return

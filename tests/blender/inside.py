@@ -266,6 +266,43 @@ def exports_a_sound_scene():
     expect(checked.returncode == 0 and "fault" not in checked.stdout, checked.stdout)
 
 
+class StandIn:
+    """A node, socket or lamp of another version of Blender."""
+
+    def __init__(self, **fields):
+        self.__dict__.update(fields)
+
+
+def understands_names_of_later_versions():
+    fresh()
+    inner = {name: sys.modules["moonhare_render." + name] for name in ("compat", "nodes", "surfaces")}
+    values = {"Base Color": (0.8, 0.4, 0.2, 1.0), "Metallic": 0.0, "Roughness": 0.0, "IOR": 1.8,
+              "Specular IOR Level": 0.25, "Transmission Weight": 0.25, "Coat Weight": 0.1,
+              "Coat Roughness": 0.0, "Sheen Weight": 0.5, "Subsurface Weight": 0.5,
+              "Emission Color": (1.0, 0.5, 0.0, 1.0), "Emission Strength": 2.0, "Alpha": 1.0}
+    node = StandIn(bl_idname="ShaderNodeBsdfPrincipled", name="later", distribution="MULTI_GGX", inputs={
+        name: StandIn(name=name, default_value=value, is_linked=False) for name, value in values.items()})
+    before = inner["compat"].PRINCIPLED_ADDS, inner["compat"].COAT_SCALE
+    inner["compat"].PRINCIPLED_ADDS, inner["compat"].COAT_SCALE = False, 1.0
+    notes = []
+    reader = inner["nodes"].Reader(None, StandIn(note=notes.append), "later")
+    walk = inner["surfaces"].SurfaceReader(reader)
+    try:
+        walk.principled(node, inner["surfaces"].constant(1.0))
+    finally:
+        inner["compat"].PRINCIPLED_ADDS, inner["compat"].COAT_SCALE = before
+    opaque, clear, light = walk.parts
+    near(opaque.amount.color, 0.75)
+    near(opaque.slots["lambertian"].color, values["Base Color"][:3])
+    near(opaque.slots["specular"].color, 1.1)
+    near(inner["surfaces"].reflectance_of(opaque.slots["ior"]), 0.5 * (0.8 / 2.8) ** 2)
+    near(clear.amount.color, 0.25)
+    near(light.slots["emissive"].color, (2.0, 1.0, 0.0))
+    expect(len(notes) == 2, notes)  # sheen and what lies below the surface
+    lamp_data = StandIn(exposure=1.0, use_temperature=True, temperature_color=(1.0, 0.8, 0.5))
+    near(inner["compat"].lamp_gain(lamp_data), (2.0, 1.6, 1.0))
+
+
 def goes_and_comes_back():
     fresh()
     addon_utils.disable("moonhare_render", default_set=True)
@@ -279,7 +316,7 @@ CASES = (
     does_without_a_program, survives_a_killed_program, ends_the_program_on_cancel, reports_a_full_disk,
     reports_a_scene_of_nothing, reports_a_fault_of_its_own, takes_any_name_and_missing_pictures,
     renders_ten_thousand_objects, writes_a_million_triangles_fast, writes_again_only_what_changed,
-    exports_a_sound_scene, goes_and_comes_back)
+    exports_a_sound_scene, understands_names_of_later_versions, goes_and_comes_back)
 for case in CASES:
     try:
         case()
