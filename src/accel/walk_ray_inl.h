@@ -32,8 +32,12 @@ struct WalkRay {
     PlaneRows rows;
 };
 
+// Number by number: a copy of the local ray as a whole waits for the stores of its parts.
 inline WalkRay walk_ray(const LocalRay& local, const Triple<float>& inverse) {
-    return {local, {-inverse.x, -inverse.y, -inverse.z}, plane_rows(inverse)};
+    const Triple<float>&o = local.origin, &d = local.direction;
+    return {{{o.x, o.y, o.z}, {d.x, d.y, d.z}},
+            {-inverse.x, -inverse.y, -inverse.z},
+            plane_rows(inverse)};
 }
 
 // As many floats as a node has children, or a block triangles.
