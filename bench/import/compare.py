@@ -33,6 +33,7 @@ PLAIN = {"BoxTextured": DIFFUSE, "TextureTransform": DIFFUSE, "2CylinderEngine":
          "dielectric_roughness": REFLECTING, "metallic": REFLECTING, "metal_roughness": REFLECTING,
          "gold_roughness": REFLECTING}
 SKY, SAMPLES, FRAMES = 0.7, 128, 32
+GATHER = 4  # rays of a frame
 SIZE, STRIP_SIZE = (320, 192), (480, 96)
 
 
@@ -40,31 +41,38 @@ def vector(text, key):
     return [float(x) for x in re.search(rf"{key} (.*)", text).group(1).split()]
 
 
-def imported(name, build, folder):
-    """Imports and renders; returns the job for the other side."""
+FRONT = (0, -20, 0)
+
+
+def imported(name, build, folder, studio=None):
+    """Imports and renders; returns the job for the other side. A studio says where strips are seen from,
+    and the sky and size."""
     strip = name in spheres.STRIPS
     file = os.path.join(folder, name + ".gltf") if strip else os.path.join(MODELS, FILES[name])
+    place, sky, strip_size = studio or (FRONT, SKY, STRIP_SIZE)
     if strip:
-        spheres.write(name, file)
+        spheres.write(name, file, studio is not None)
     program, scene = os.path.join(build, "tools/moonhare"), os.path.join(folder, name)
     shutil.rmtree(scene, ignore_errors=True)
     subprocess.run([program, "import", file, scene], check=True, stdout=subprocess.DEVNULL)
     with open(os.path.join(scene, "light/lights.mh"), "w") as light:
-        light.write(f"sky_light\n    color {SKY} {SKY} {SKY}\n    photon 0\nend\n")
+        light.write(f"sky_light\n    color {sky} {sky} {sky}\n    photon 0\nend\n")
+        if studio:
+            light.write("geometry_light\n    sample 64\n    photon 0\nend\n")
     with open(os.path.join(scene, "camera/cameras.mh")) as text:
         camera = text.read()
-    if strip:  # straight from the front
-        camera = ("camera\n" + 2 * ("    pose\n        position 0 -20 0\n        target 0 0 0\n"
+    if strip:
+        camera = ("camera\n" + 2 * (f"    pose\n        position {place[0]} {place[1]} {place[2]}\n        target 0 0 0\n"
                                     "        field_of_view 31.5\n        up_vector 0 0 1\n    end\n")
                   + "end\n")
         with open(os.path.join(scene, "camera/cameras.mh"), "w") as text:
             text.write(camera)
-    width, height = STRIP_SIZE if strip else SIZE
+    width, height = strip_size if strip else SIZE
     subprocess.run([program, scene, "--resolution", f"{width}x{height}", "--sample", str(FRAMES),
-                    "--gather", str(4 * FRAMES), "--output-dir", folder, "--beauty", name + ".pfm",
+                    "--gather", str(GATHER * FRAMES), "--output-dir", folder, "--beauty", name + ".pfm",
                     "--progress", "none"], check=True, stdout=subprocess.DEVNULL)
     return {"file": file, "picture": os.path.join(folder, name + "_cycles.pfm"),
-            "size": [width, height], "samples": SAMPLES, "sky": SKY,
+            "size": [width, height], "samples": SAMPLES, "sky": sky,
             "position": vector(camera, "position"), "target": vector(camera, "target"),
             "up": vector(camera, "up_vector"), "fov": vector(camera, "field_of_view")[0]}
 
@@ -129,4 +137,5 @@ def main():
         tell(name, folder)
 
 
-main()
+if __name__ == "__main__":
+    main()

@@ -1,4 +1,4 @@
-"""glTF files of one material each: a row of five spheres over a range of one parameter.
+"""glTF files of a row of five spheres each, over a range of one parameter.
 SPDX-License-Identifier: MIT"""
 import base64
 import json
@@ -55,13 +55,58 @@ STRIPS = {
     "clearcoat": [pbr(RED, 0, 0.6, extensions={"KHR_materials_clearcoat": {"clearcoatFactor": c}})
                   for c in STEP],
 }
+STRIPS["ior"] = [glass(thickness=1, ior=n) for n in (1.05, 1.2, 1.33, 1.5, 2)]
+STRIPS["glass_roughness"] = [glass(r, thickness=1) for r in (0, 0.1, 0.2, 0.4, 0.6)]
+STRIPS["sheen"] = [pbr((0.1, 0.02, 0.02), 0, 0.8, extensions={"KHR_materials_sheen": {
+    "sheenColorFactor": [s, s, s], "sheenRoughnessFactor": 0.5}}) for s in STEP]
+
+
+def quad(corner, across, up):
+    return [[c + s * a + t * u for c, a, u in zip(corner, across, up)]
+            for s, t in ((0, 0), (1, 0), (1, 1), (0, 1))]
+
+
+def studio():
+    """Quads by their material: stripes behind the spheres, and two panels that glow."""
+    stripes = [quad((-9.35 + 1.1 * i, -4, -3), (0.55, 0, 0), (0, 8, 0)) for i in range(17)]
+    return [(pbr((0.05, 0.05, 0.2), 0, 1), stripes),
+            (pbr((0, 0, 0), 0, 1, emissiveFactor=[1, 1, 1]),
+             [quad((-9, 3, 6), (4, 0, 4), (0, 5, 0)), quad((5, 0, 8), (2, 0, -2), (0, 5, 0))])]
+
+
+def add_studio(made):
+    """Adds the quads to a scene of spheres."""
+    for material, quads in studio():
+        points = [p for q in quads for p in q]
+        faces = [4 * i + k for i in range(len(quads)) for k in (0, 1, 2, 0, 2, 3)]
+        data = struct.pack(f"<{3 * len(points)}f", *(x for p in points for x in p))
+        numbers = struct.pack(f"<{len(faces)}H", *faces)
+        view, accessor = len(made["bufferViews"]), len(made["accessors"])
+        buffer = len(made["buffers"])
+        made["buffers"].append({"byteLength": len(data) + len(numbers), "uri": uri(data + numbers)})
+        made["bufferViews"] += [
+            {"buffer": buffer, "byteLength": len(data)},
+            {"buffer": buffer, "byteOffset": len(data), "byteLength": len(numbers)}]
+        made["accessors"] += [
+            {"bufferView": view, "componentType": 5126, "count": len(points), "type": "VEC3",
+             "min": [min(c) for c in zip(*points)], "max": [max(c) for c in zip(*points)]},
+            {"bufferView": view + 1, "componentType": 5123, "count": len(faces), "type": "SCALAR"}]
+        made["meshes"].append({"primitives": [{"attributes": {"POSITION": accessor}, "indices": accessor + 1,
+                                               "material": len(made["materials"])}]})
+        made["materials"].append(material)
+        made["scenes"][0]["nodes"].append(len(made["nodes"]))
+        made["nodes"].append({"mesh": len(made["meshes"]) - 1})
+    return made
+
+
+def uri(data):
+    return "data:application/octet-stream;base64," + base64.b64encode(data).decode()
 
 
 def scene(materials):
     points, faces = ball()
     places = struct.pack(f"<{3 * len(points)}f", *(x for p in points for x in p))
     numbers = struct.pack(f"<{3 * len(faces)}H", *(x for f in faces for x in f))
-    data = base64.b64encode(places + numbers).decode()
     vectors = {"bufferView": 0, "componentType": 5126, "count": len(points), "type": "VEC3",
                "min": [-1, -1, -1], "max": [1, 1, 1]}
     used = sorted({name for m in materials for name in m.get("extensions", {})})
@@ -74,13 +119,14 @@ def scene(materials):
             for i in range(COUNT)],
         "materials": [{"name": f"ball{i}", **m} for i, m in enumerate(materials)],
         "buffers": [{"byteLength": len(places) + len(numbers),
-                     "uri": "data:application/octet-stream;base64," + data}],
+                     "uri": uri(places + numbers)}],
         "bufferViews": [{"buffer": 0, "byteLength": len(places)},
                         {"buffer": 0, "byteOffset": len(places), "byteLength": len(numbers)}],
         "accessors": [vectors, {"bufferView": 1, "componentType": 5123, "count": 3 * len(faces),
                                 "type": "SCALAR"}]}
 
 
-def write(name, path):
+def write(name, path, in_studio=False):
+    made = scene(STRIPS[name])
     with open(path, "w") as file:
-        json.dump(scene(STRIPS[name]), file)
+        json.dump(add_studio(made) if in_studio else made, file)

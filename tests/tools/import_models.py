@@ -26,7 +26,8 @@ PLY/Wuson.ply PLY/cube.ply PLY/cube_uv.ply STL/Spider_ascii.stl STL/Wuson.stl ST
 """.split()
 DAMAGED = """
 glTF2/BoxWithInfinites-glTF-Binary/BoxWithInfinites.glb glTF2/MissingBin/BoxTextured.gltf
-glTF2/IndexOutOfRange/AllIndicesOutOfRange.gltf glTF2/RecursiveNodes/RecursiveNodes.gltf
+glTF2/IndexOutOfRange/AllIndicesOutOfRange.gltf glTF2/IndexOutOfRange/IndexOutOfRange.gltf
+glTF2/RecursiveNodes/RecursiveNodes.gltf
 glTF2/SchemaFailures/sceneWrongType.gltf glTF2/TestNoRootNode/SceneWithoutNodes.gltf
 glTF2/wrongTypes/badArray.gltf invalid/OutOfMemory.off invalid/malformed.obj
 invalid/empty.obj

@@ -123,6 +123,26 @@ class WhatComesIn(ImportTest):
         self.assertEqual(len(weights), 2)
         self.assertIn(f"weight\n            color {known['COAT_ON_METAL']}", coated)
 
+    def test_strength_and_specular_find_their_material(self):
+        def change(scene):
+            scene["extensionsUsed"] = ["KHR_materials_emissive_strength", "KHR_materials_specular", "EXT_new"]
+            scene["materials"] = [
+                {"name": name, "pbrMetallicRoughness": {"metallicFactor": 0, "roughnessFactor": 0},
+                 "emissiveFactor": [1, 0.5, 0], "extensions": {
+                     "KHR_materials_emissive_strength": {"emissiveStrength": strength},
+                     "KHR_materials_specular": {"specularFactor": specular}}}
+                for name, strength, specular in (("one", 2, 1), ("unused", 3, 1), ("two", 4, 0))]
+            square = scene["meshes"][0]["primitives"][0]
+            scene["meshes"][0]["primitives"] = [{**square, "material": 2}, {**square, "material": 0}]
+        self.changed(change)
+        self.assertEqual(self.imported()["dropped"], ["extension EXT_new, which is not read"])
+        blocks = {text.split('"')[1]: text
+                  for text in self.text("shader/materials.mh").split("shader\n    name")[1:]}
+        self.assertIn("color 4 2 0", blocks["two"])
+        self.assertNotIn("ior", blocks["two"])
+        self.assertIn("color 2.08", blocks["one"])
+        self.assertIn("color 1.5 1.5 1.5", blocks["one"])
+
     def test_pictures_are_scaled_turned_and_moved_as_gltf_says(self):
         pixel = base64.b64decode("iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAAAAAA6fptVAAAACklEQVR4nGNgAAAAAgABSK+kcQ"
                                  "AAAABJRU5ErkJggg==")

@@ -4,6 +4,7 @@
 // SPDX-License-Identifier: MIT
 #include "decode/confine.h"
 #include "import/folder_files.h"
+#include "import/gltf_extensions.h"
 #include "import/read_scene.h"
 #include "import/scene_stream.h"
 
@@ -11,7 +12,9 @@
 #include <cstdlib>
 #include <cstring>
 
+#include <assimp/DefaultLogger.hpp>
 #include <assimp/Importer.hpp>
+#include <assimp/LogStream.hpp>
 #include <assimp/importerdesc.h>
 #include <assimp/postprocess.h>
 #include <unistd.h>
@@ -35,6 +38,16 @@ int list_formats() {
     return 0;
 }
 
+// Faces with indices beyond the vertices are left out by the library, with this warning alone.
+class LostFaces : public Assimp::LogStream {
+public:
+    void write(const char* message) override {
+        found = found || std::strstr(message, "out-of-range indices") != nullptr;
+    }
+
+    bool found = false;
+};
+
 const aiScene* read(Assimp::Importer& importer, const std::string& name) {
     importer.SetPropertyInteger(AI_CONFIG_PP_SBP_REMOVE,
                                 aiPrimitiveType_POINT | aiPrimitiveType_LINE);
@@ -48,19 +61,26 @@ mh::ImportAnswer answer_for(const std::string& name, mh::FolderFiles& files, dou
     Assimp::Importer importer;
     importer.SetIOHandler(&files);
     mh::ImportAnswer answer;
+    LostFaces lost;
+    Assimp::DefaultLogger::create("", Assimp::Logger::NORMAL, 0);
+    Assimp::DefaultLogger::get()->attachStream(&lost, Assimp::Logger::Warn);
     const aiScene* const scene = read(importer, name);
+    Assimp::DefaultLogger::get()->detachStream(&lost, Assimp::Logger::Warn);
     const std::string extension = extension_of(name);
     const bool strict = extension == "gltf" || extension == "glb";
     if (strict && !files.outside().empty())
         answer.fault = "names " + files.outside() + ", which lies outside its folder";
     else if (scene == nullptr)
         answer.fault = importer.GetErrorString();
+    else if (lost.found)
+        answer.fault = "has faces with indices beyond their vertices";
     else if (scene->mRootNode == nullptr)
         answer.fault = "holds no scene";
     if (answer.fault.empty()) {
         mh::PoseScene(const_cast<aiScene&>(*scene), seconds);
         answer.scene.duration_s = mh::DurationOf(*scene);
         mh::ReadScene(*scene, extension, answer.scene);
+        if (strict) mh::ReadGltfExtensions(files, name, answer.scene);
         if (!strict && !files.outside().empty())
             answer.scene.dropped.push_back("file " + files.outside()
                                            + ", which lies outside the folder");
