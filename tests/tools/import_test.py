@@ -100,7 +100,9 @@ class WhatComesIn(ImportTest):
             metal = copy.deepcopy(scene["materials"][0])
             metal["pbrMetallicRoughness"]["metallicFactor"] = 1
             coated = {**metal, "extensions": {"KHR_materials_clearcoat": {"clearcoatFactor": 1}}}
-            scene["extensionsUsed"] = ["KHR_materials_clearcoat"]
+            scene["materials"][0]["extensions"] = {
+                "KHR_materials_sheen": {"sheenColorFactor": [0.06, 0.03, 0]}}
+            scene["extensionsUsed"] = ["KHR_materials_clearcoat", "KHR_materials_sheen"]
             scene["materials"].append(coated)
             scene["meshes"][0]["primitives"] *= 2
             scene["meshes"][0]["primitives"][1] = {**scene["meshes"][0]["primitives"][0], "material": 1}
@@ -112,12 +114,14 @@ class WhatComesIn(ImportTest):
         gain = 1 / (1 - (0.04 + 0.96 * (1 - known["USUAL_COSINE"]) ** 5))
         for text, slot, wanted in (
                 (paint, "lambertian", [0.5 * gain, 0.25 * gain, 1]), (paint, "weight", [share] * 3),
-                (paint, "roughness", [known["WIDTH"] / 4] * 3), (paint, "ior", [1.5] * 3),
+                (paint, "roughness", [known["WIDTH"] / 4] * 3),
+                (paint.split("surface_shader")[2], "glossy", [0.06 / (1 - share), 0.03 / (1 - share), 0]),
+                (paint, "ior", [1.5] * 3),
                 (coated, "ior", [known["PERFECT"]] * 3),
                 (coated, "glossy", [0.5 * share, 0.25 * share, share])):
             seen = re.search(rf"{slot}\s+color (.*)", text).group(1).split()
             for value, number in zip(map(float, seen), wanted):
-                self.assertAlmostEqual(value, number, delta=1e-5 * number, msg=slot)
+                self.assertAlmostEqual(value, number, delta=1e-5 * number + 1e-9, msg=slot)
         weights = [float(x) for x in re.findall(r"weight\s+color (\S+)", paint)]
         self.assertAlmostEqual(sum(weights), 1, delta=1e-6)
         self.assertEqual(len(weights), 2)

@@ -314,13 +314,25 @@ void dielectric_layer(Shading& s) {
     grey_slot(s, "ior", ior);
 }
 
-// Where the reflection is caught by further facets.
+// Sheen needs the layer without a reflection of its own.
+bool shows_sheen(const Shading& s) {
+    return max_channel(s.material.sheen) > 0.0f && !(s.material.clearcoat > 0.0f)
+           && lobe_share(s) < 1.0f;
+}
+
+// Where the reflection is caught by further facets, below a coat or a sheen.
 void rough_layer(Shading& s) {
     const float ior = sound_ior(s.material), coat = unit(s.material.clearcoat);
+    const bool is_bare = coat <= 0.0f && !shows_sheen(s);
     diffuse_slot(s, gain_below(ior));
-    emission_slot(s, coat > 0.0f ? gain_below(ior) : 1.0f);
-    if (coat <= 0.0f) return;
-    grey_slot(s, "specular", coat);
+    emission_slot(s, is_bare ? 1.0f : gain_below(ior));
+    if (is_bare) return;
+    if (coat > 0.0f) {
+        grey_slot(s, "specular", coat);
+    } else {
+        slot(s, "glossy", limited((1.0f / (1.0f - lobe_share(s))) * s.material.sheen));
+        grey_slot(s, "roughness", 1.0f);
+    }
     grey_slot(s, "ior", ior);
 }
 
@@ -381,7 +393,10 @@ void note_losses(Shading& s) {
     const auto approximate = [&](const char* what) {
         s.mapped.approximated.push_back("material " + s.name + ": " + what);
     };
-    if (max_channel(m.sheen) > 0.0f) s.mapped.dropped.push_back("sheen of material " + s.name);
+    if (shows_sheen(s))
+        approximate("its sheen has the width of its index's reflection");
+    else if (max_channel(m.sheen) > 0.0f)
+        s.mapped.dropped.push_back("sheen of material " + s.name);
     if (has_map(s, MapKind::clearcoat))
         approximate("the picture of its coat is taken as 1 everywhere");
     if (m.clearcoat > 0.0f && m.clearcoat_roughness >= kMirror)
