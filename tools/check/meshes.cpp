@@ -158,7 +158,8 @@ void CheckMeshes(SceneCheck& check) {
         if (source.key != "obj") continue;
         MeshText mesh = {check, source, FindGeometryFile(source.file)};
         std::string content;
-        if (done.insert(mesh.path).second && ReadWholeFile(mesh.path, content))
+        if (done.insert(mesh.path).second && ReadWholeFile(mesh.path, content)
+            && ReasonOfNothing(content).empty())
             check_text(mesh, content);
     }
 }
