@@ -69,6 +69,15 @@ class Browser(ProgramTest):
             .click_and_hold().move_by_offset(x / 2, y / 2).move_by_offset(x / 2, y / 2) \
             .release().perform()
 
+    def assert_all_controls_have_names(self):
+        controls = ("button", "slider", "combobox", "radio", "spinbutton", "image", "progressbar", "group",
+                    "radiogroup", "table")
+        tree = self.page.execute_cdp_cmd("Accessibility.getFullAXTree", {})["nodes"]
+        found = [(node["role"]["value"], node.get("name", {}).get("value", "")) for node in tree
+                 if not node.get("ignored") and node.get("role", {}).get("value") in controls]
+        self.assertGreater(len(found), 25)
+        self.assertEqual([control for control in found if not control[1]], [])
+
     def no_complaints(self):
         faults = [line for line in self.page.get_log("browser") if line["level"] == "SEVERE"]
         self.assertEqual(faults, [])
@@ -87,6 +96,8 @@ class Browser(ProgramTest):
         self.until(lambda: self.part("exposure-text").text == "1 stops")
         self.js("changeTone.waits || updateTone(); pictures.get(0).paintAll()")
         self.assert_shows(self.bytes_written("b.pfm", "--exposure", 1, "--tonemap", "filmic"))
+        self.assertRegex(self.part("noise").text, r"^[0-9.e+]+ %$")
+        self.assert_all_controls_have_names()
         self.js("part('neutral').click()")
         self.page.find_elements(By.CSS_SELECTOR, "#images input")[1].click()
         self.until(lambda: self.js("return view.shown === 1 && pictures.has(1) && pictures.get(1).frames"))

@@ -8,7 +8,7 @@ import time
 import unittest
 
 from live import Live, Stream
-from program import CAMERA, ProgramTest, write_scene
+from program import CAMERA, LIGHT, ProgramTest, write_scene
 
 ENDLESS = {"camera/camera.mh": CAMERA.replace("sample 6", "sample 65535")}
 
@@ -140,6 +140,17 @@ class Pictures(ProgramTest):
         self.assertIn("albedo.exr", pixel)
         self.assertEqual(live.get("/save?image=0&format=exr")[:4], b"\x76\x2f\x31\x01")
         self.assertEqual(live.end(), 0)
+
+    def test_a_first_picture_comes_before_the_photons(self):
+        write_scene(self.scene, {"light/light.mh": LIGHT.replace("1000", "2000000000")})
+        live = Live(self, "scene", "--mode", "gather", "--resolution", "320x200")
+        stream = Stream(live)
+        stream.read_until(lambda s: s.tiles)
+        (_, _, scale, *_), halves = stream.tiles[0]
+        self.assertGreater(scale, 1)
+        self.assertGreater(len(set(halves)), 2)  # it shows something
+        self.assertEqual(live.status()["stage"], "preparing")
+        self.assertEqual(live.end(), 130)
 
     def test_requests_change_the_view_and_stop_the_frames(self):
         write_scene(self.scene, ENDLESS)
