@@ -61,7 +61,7 @@ void set_camera_scale(int scale) {
     camera.region_y0 = whole.region_y0 / scale;
     camera.region_x1 = coarser(std::min(whole.region_x1, whole.width), scale);
     camera.region_y1 = coarser(std::min(whole.region_y1, whole.height), scale);
-    camera.sample = whole.sample;
+    camera.sample = whole.sample * scale; // a coarse frame takes fewer of the rays of a pixel
     camera.poses = whole.poses;
     LimitCamera(camera);
     for (CameraPose& pose : camera.poses)
@@ -97,7 +97,7 @@ void begin_scale(int scale, void (*after_first_frame)()) {
     UpdateStatus([&](LiveStatus& status) {
         status.scale = scale;
         status.frames = 0;
-        status.frames_expected = static_cast<std::uint32_t>(ActiveCamera()->sample);
+        status.frames_expected = static_cast<std::uint32_t>(view.camera.sample);
         status.noise = 0.0;
         status.region = RenderedRegion(view.camera);
         status.camera = CameraBlockText(view.camera, view.output_dir);
@@ -117,6 +117,7 @@ void note_frame() {
         status.rays_per_second = static_cast<double>(RayStatistics.render_rays)
                                  / std::max(seconds, kSecondsOfMicrosecond);
         status.elapsed_s = seconds_running() - view.start_s;
+        if (status.scale > 1) return;
         const double expected = std::max(frames_expected(), static_cast<double>(done));
         status.frames_expected = static_cast<std::uint32_t>(expected);
         status.remaining_s = status.elapsed_s / done * (expected - done);

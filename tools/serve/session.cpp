@@ -135,11 +135,14 @@ void note_messages(CapturedReport& report, std::vector<Fault>& faults) {
     }
 }
 
-void show_faults(const std::vector<Fault>& faults) {
+void list_faults(const std::vector<Fault>& faults) {
     UpdateStatus([&](LiveStatus& status) {
         status.check = FaultsJson(faults);
         status.keeps_last_good = false;
     });
+}
+
+void complain_of(const std::vector<Fault>& faults) {
     const std::string summary = SummaryOf(faults);
     if (!summary.empty())
         Complain(summary + "; moonhare check " + session.arguments->scene + " lists them");
@@ -216,9 +219,11 @@ bool open_next(int& status) {
     CapturedReport report;
     std::vector<Fault> faults;
     const std::string nothing = open_scene(report, faults);
+    list_faults(faults);
     if (nothing.empty()) prepare_scene();
     note_messages(report, faults);
-    show_faults(faults);
+    list_faults(faults);
+    complain_of(faults);
     if (nothing.empty() && !is_interrupted()) {
         begin_view();
         return true;
