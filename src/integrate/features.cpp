@@ -60,7 +60,6 @@ void add_features(const Ray& ray, const SurfacePoint& point, const Vec3& emissio
     PathFeatures& path = features_of(ray);
     const Vec3 rough = point.transmittance * (point.lambertian_color + point.transmissive_color)
                        + sent_share(ray, point) * point.glossy_color + min(emission, splat(1.0f));
-    path.direct += ray.weight * emission;
     path.albedo += ray.weight * min(rough, splat(1.0f));
     const float weight = brightness(ray.weight) * rough_share(ray, point, rough);
     path.normal += weight * point.normal;

@@ -28,7 +28,7 @@ struct FeaturePlanes {
     std::int32_t width = 0, height = 0;
     std::vector<float> frames; // of each pixel; 0 outside the region
     Plane beauty;
-    Plane direct; // the part of it that light samples bring to that surface, lamps and sky as seen
+    Plane direct; // the part of it that light samples bring to that surface, and sky that is seen
     Plane albedo; // of the diffuse and glossy layers, of lamps and sky their light up to 1; tinted
                   // by the mirrors and glass before it
     Plane normal; // unit or shorter, each component in -1..1; 0 where nothing is hit
