@@ -1,6 +1,7 @@
 // The program moonhare: renders a scene directory, looks for its faults, and works on images.
 // SPDX-License-Identifier: MIT
 #include "check/check.h"
+#include "denoise/denoise.h"
 #include "import/import.h"
 #include "layout.h"
 #include "options.h"
@@ -50,5 +51,6 @@ int main(int argc, char** argv) {
     std::ios::sync_with_stdio(false); // the report of a large scene has millions of lines
     mh::Arguments arguments;
     if (const std::optional<int> status = mh::ParseArguments(argc, argv, arguments)) return *status;
+    mh::UseOpenImageDenoise(arguments.open_image_denoise);
     return run(arguments);
 }

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "options.h"
 
+#include "denoise/denoise.h"
 #include "fault.h"
 #include "option_table.h"
 #include "spelling.h"
@@ -14,6 +15,7 @@
 #include <iostream>
 #include <span>
 #include <sstream>
+#include <string_view>
 #include <type_traits>
 
 #include <CLI/CLI.hpp>
@@ -163,7 +165,10 @@ constexpr OptionRow kSceneRows[] = {
 };
 
 constexpr OptionRow kRunRows[] = {
-    {"--denoise", "", "Write a denoised picture too, and denoised light AOVs", bind<&A::denoise>},
+    {"--denoise", "",
+     "Write a denoised picture too, and denoised light AOVs; with oidn behind it by Open Image "
+     "Denoise",
+     bind<&A::denoise>},
     {"--exr-layers", "FILE", "Write all images as layers of one EXR file too",
      bind<&A::exr_layers>},
     {"--strict", "", "Refuse a scene with faults or warnings", bind<&A::strict>},
@@ -365,6 +370,20 @@ void add_rows(CLI::App& app, std::span<const OptionRow> rows, Arguments& argumen
         row.add(app, row, arguments);
 }
 
+// Takes "oidn" behind "--denoise" out of the arguments: to the parser the option is a flag.
+std::vector<char*> without_filter(int argc, char** argv, Arguments& arguments) {
+    std::vector<char*> left;
+    for (char* argument : std::span(argv, static_cast<std::size_t>(argc))) {
+        const bool chooses = !left.empty() && left.back() == std::string_view("--denoise")
+                             && argument == std::string_view("oidn");
+        if (chooses)
+            arguments.open_image_denoise = true;
+        else
+            left.push_back(argument);
+    }
+    return left;
+}
+
 } // namespace
 
 std::span<const CommandRow> Commands() {
@@ -392,12 +411,18 @@ std::optional<int> ParseArguments(int argc, char** argv, Arguments& arguments) {
     app.get_option("SCENE")->required(false);
     app.require_subcommand(0, 1);
     try {
-        app.parse(argc, argv);
+        const std::vector<char*> left = without_filter(argc, argv, arguments);
+        app.parse(static_cast<int>(left.size()), left.data());
     } catch (const CLI::ExtrasError&) {
         std::cerr << "moonhare: " << unexpected(app, arguments.scene) << "\n";
         return kWrongUse;
     } catch (const CLI::ParseError& fault) {
         return app.exit(fault) == 0 ? kDone : kWrongUse;
+    }
+    if (arguments.open_image_denoise && !HasOpenImageDenoise()) {
+        std::cerr << "moonhare: built without Open Image Denoise; --denoise alone uses our own "
+                     "filter\n";
+        return kWrongUse;
     }
     if (arguments.command == Command::none && !arguments.scene.empty())
         arguments.command = Command::render;

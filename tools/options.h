@@ -71,6 +71,7 @@ struct Arguments {
     std::string token_file;
 
     bool json = false, strict = false, confine = false, only_check = false, denoise = false;
+    bool open_image_denoise = false; // "--denoise oidn"
     std::string shell = "bash";
 
     std::string engine; // slurm

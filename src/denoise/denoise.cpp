@@ -4,6 +4,7 @@
 
 #include "denoise/guides.h"
 #include "denoise/mixing.h"
+#include "denoise/open_image_denoise.h"
 #include "denoise/state.h"
 #include "denoise/tiles.h"
 
@@ -243,6 +244,41 @@ void add_light(const DenoiseOutput& light, DenoiseOutput& output) {
         output.error[i] = std::hypot(output.error[i], light.error[i]);
 }
 
+DenoiseOutput denoise_by_windows(const DenoiseInput& input) {
+    const Guides guides = MakeGuides(input);
+    if (input.direct.channels == 0)
+        return denoise_picture(input, guides, guides.noise[0], kOfPicture);
+    DenoiseOutput output = denoise_picture(DirectAlone(input), guides, guides.noise[1], kOfDirect);
+    add_light(denoise_picture(PictureAlone(input), guides, guides.noise[0], kOfBounced), output);
+    return output;
+}
+
+// Each half by itself. Of direct light and bounces together.
+DenoiseOutput denoise_by_network(const DenoiseInput& input) {
+    DenoiseInput whole = PictureAlone(input);
+    std::array<std::vector<float>, 2> sums;
+    if (input.direct.channels > 0)
+        for (const std::size_t half : {std::size_t{0}, std::size_t{1}}) {
+            sums[half].assign(input.picture.half[half].begin(), input.picture.half[half].end());
+            for (std::size_t i = 0; i < sums[half].size(); ++i)
+                sums[half][i] += input.direct.half[half][i];
+            whole.picture.half[half] = sums[half];
+        }
+    DenoiseOutput output;
+    Filtered filtered;
+    for (const std::size_t half : {std::size_t{0}, std::size_t{1}}) {
+        output.fault = FilterByNetwork(whole, half, filtered.half[half]);
+        if (!output.fault.empty()) return output;
+    }
+    const Guides guides = MakeGuides(whole);
+    Mixture mixture = MixtureOf(whole, pixels_of(guides.shape, guides.noise[0]), filtered);
+    output.picture = mean_of(whole.picture);
+    mix(mixture.share, mean_of({kColours, {filtered.half[0], filtered.half[1]}}), output.picture);
+    output.error = std::move(mixture.error);
+    if (!input.parts.empty()) output.parts = denoise_by_windows(input).parts;
+    return output;
+}
+
 } // namespace
 
 const DenoiseKernel& DenoiseKernelInUse() {
@@ -253,13 +289,17 @@ void UseVectorDenoiser(bool vector) {
     UsesVectors = vector;
 }
 
+void UseOpenImageDenoise(bool network) {
+    UsesNetwork = network;
+}
+
 DenoiseOutput Denoise(const DenoiseInput& input) {
-    const Guides guides = MakeGuides(input);
-    if (input.direct.channels == 0)
-        return denoise_picture(input, guides, guides.noise[0], kOfPicture);
-    DenoiseOutput output = denoise_picture(DirectAlone(input), guides, guides.noise[1], kOfDirect);
-    add_light(denoise_picture(PictureAlone(input), guides, guides.noise[0], kOfBounced), output);
-    return output;
+    if (!UsesNetwork) return denoise_by_windows(input);
+    DenoiseOutput output = denoise_by_network(input);
+    if (output.fault.empty()) return output;
+    DenoiseOutput own = denoise_by_windows(input);
+    own.fault = std::move(output.fault);
+    return own;
 }
 
 } // namespace mh

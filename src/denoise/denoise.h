@@ -7,6 +7,7 @@
 #include <array>
 #include <cstddef>
 #include <span>
+#include <string>
 #include <vector>
 
 namespace mh {
@@ -24,9 +25,10 @@ bool HasHalves(const NoisyImage& picture);
 struct DenoiseInput {
     int width = 0, height = 0;
     NoisyImage picture, albedo, normal, depth;
-    // What light samples bring to the first rough surface, lamps and sky as they are seen: no part
-    // of the picture, but of the result. Shadows draw its detail and leave it little noise, most of
-    // which comes by bounces; each is filtered with windows of its own.
+    // What light samples bring to the first rough surface, and sky that is seen: no part of the
+    // picture, but of the result. Shadows draw its detail and leave it little noise, most of which
+    // comes by bounces; each is filtered with windows of its own. The edges of lamps, where noise
+    // is largest, would hide how little of it there is beside them: lamps stay in the picture.
     NoisyImage direct;
     std::span<const float>
         variance; // of the picture, a value a pixel, sum over its channels; where
@@ -43,9 +45,15 @@ struct DenoiseOutput {
     std::vector<float> picture;
     std::vector<float> error; // expected standard error of a channel, a value a pixel
     std::vector<std::vector<float>> parts;
+    std::string fault; // of Open Image Denoise, in whose place our own filter was used
 };
 
 DenoiseOutput Denoise(const DenoiseInput& input);
+
+// Whether pictures are filtered by the network of Open Image Denoise, where the build has it, or by
+// our own filter. Both are measured and mixed in the same way; parts are always filtered by ours.
+bool HasOpenImageDenoise();
+void UseOpenImageDenoise(bool network);
 
 // Which kernels the filter uses: those for AVX2 where there are any, unless told otherwise.
 void UseVectorDenoiser(bool vector);

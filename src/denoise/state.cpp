@@ -5,5 +5,6 @@
 namespace mh {
 
 bool UsesVectors = true;
+bool UsesNetwork = false;
 
 } // namespace mh

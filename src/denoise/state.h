@@ -5,5 +5,6 @@
 namespace mh {
 
 extern bool UsesVectors; // cleared by tests alone
+extern bool UsesNetwork; // by choice of the program
 
 } // namespace mh

@@ -10,6 +10,7 @@
 #include "output/feature_planes.h"
 #include "output/image_writer.h"
 #include "output/state.h"
+#include "run/report.h"
 
 #include <algorithm>
 #include <cmath>
@@ -161,6 +162,8 @@ DenoisedError WriteDenoisedImages(const Image& beauty, std::vector<const Image*>
     for (const Image* light : lights)
         input.parts.emplace_back(light->floats);
     DenoiseOutput output = Denoise(input);
+    if (!output.fault.empty())
+        ReportWarning("Open Image Denoise: " + output.fault + "; our own filter is used");
     const DenoisedError error = error_of(planes, output);
     for (std::size_t i = 0; i < lights.size(); ++i)
         write_as(*lights[i], DenoisedPath(lights[i]->path), std::move(output.parts[i]));

@@ -7,7 +7,7 @@ import struct
 import unittest
 import zlib
 
-from program import ProgramTest
+from program import PROGRAM, ProgramTest
 
 
 def pfm(width, height, pixels):
@@ -143,6 +143,14 @@ class Denoise(ProgramTest):
         self.write("noise.pfm", lambda x, y: (0.0, 0.0, 0.0))  # clean, it says
         self.run_here("denoise", "in.pfm", "--noise", "noise.pfm", "--output", "in_denoised.pfm")
         self.assertLess(abs(self.error("in_denoised.pfm") / self.error("in.pfm") - 1), 0.01)
+
+    def test_a_network_that_is_not_built_in_is_refused(self):
+        with open(PROGRAM, "rb") as file:
+            if b"libOpenImageDenoise" in file.read():
+                self.skipTest("this build has it")
+        for arguments in (("scene",), ("merge", "a.part")):
+            refused = self.run_here(*arguments, "--denoise", "oidn", status=2).stderr
+            self.assertTrue(refused.startswith("moonhare: built without Open Image Denoise; "))
 
     def test_bad_features_get_a_line_each(self):
         self.write("small.pfm", lambda x, y: (0, 0, 0), 8)
