@@ -281,12 +281,6 @@ Vec3 transparency_to(const LightShot& shot, const Vec3& end) {
     return medium_attenuation(SkyLight.medium, shadow.distance);
 }
 
-Vec2 light_pair(const LightShot& shot, Draw draw) {
-    if (shot.cursor.path != 0) return draw_pair(shot.cursor, draw);
-    SampleCursor cursor = shot.cursor;
-    return next_pair(cursor);
-}
-
 void add_arrival(const LightShot& shot, const Response& response, const Arrival& arrival,
                  LightSplit& sum) {
     if (is_hair(shot))

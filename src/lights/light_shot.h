@@ -106,7 +106,11 @@ void add_face_arrival(const LightShot& shot, const Response& response, const Arr
 bool is_weighed(Scatter scatter);
 
 // The pair of a sample: from the ray's dimension on, or from the purpose of the exact estimator.
-Vec2 light_pair(const LightShot& shot, Draw draw);
+inline Vec2 light_pair(const LightShot& shot, Draw draw) {
+    if (shot.cursor.path != 0) return draw_pair(shot.cursor, draw);
+    SampleCursor cursor = shot.cursor;
+    return next_pair(cursor);
+}
 
 // Share of a bounce, by its density and by the number of bounces of its source point, against
 // `sample` light samples of the given density for its direction. 0 for a direction that the bounce

@@ -73,15 +73,26 @@ std::uint32_t first_bits() {
 
 std::uint64_t seed_of_run = 0;
 
-// Draw number n of a stream is a function of the stream's key and n alone [Salmon11].
+// Draw number n of a stream is a function of the stream's key and n alone [Salmon11]. Most streams
+// of the exact estimator draw nothing: the key is made for the first number.
 struct StreamState {
     std::uint64_t key = 0, drawn = 0;
+    std::uint64_t a = 0, b = 0;
+    Stream kind = Stream::pattern;
+    bool has_key = false;
 };
 
 thread_local StreamState stream_of_thread;
 
+void make_key(StreamState& stream) {
+    const auto kind = static_cast<std::uint64_t>(stream.kind);
+    stream.key = derive_key(derive_key(derive_key(seed_of_run, kind), stream.a), stream.b);
+    stream.has_key = true;
+}
+
 std::uint32_t seeded_bits() {
     StreamState& stream = stream_of_thread;
+    if (!stream.has_key) make_key(stream);
     return static_cast<std::uint32_t>(derive_key(stream.key, stream.drawn++) >> 32);
 }
 
@@ -105,8 +116,7 @@ bool draws_from_seed() {
 
 void start_stream(Stream stream, std::uint64_t a, std::uint64_t b) {
     if (!draws_from_seed()) return;
-    const std::uint64_t of_kind = derive_key(seed_of_run, static_cast<std::uint64_t>(stream));
-    stream_of_thread = {derive_key(derive_key(of_kind, a), b), 0};
+    stream_of_thread = {.a = a, .b = b, .kind = stream};
 }
 
 float random_unit() {

@@ -37,14 +37,19 @@ void fill_tables() {
     }
 }
 
-// Place on a Morton curve [Morton66]: the lower 7 bits of both coordinates by turns. They are
-// spread side by side in the halves of one number.
+// Digits of a coordinate, every other one, the lowest as the highest bit.
+constexpr std::array<std::uint32_t, kCurveTile> kSpreadDigits = [] {
+    std::array<std::uint32_t, kCurveTile> spread = {};
+    for (std::uint32_t c = 0; c < kCurveTile; ++c)
+        for (std::uint32_t digit = 0; digit < 7; ++digit)
+            spread[c] |= (c >> digit & 1u) << (31 - 2 * digit);
+    return spread;
+}();
+
+// Place on a Morton curve [Morton66], its digits in reverse order: those of both coordinates by
+// turns.
 std::uint32_t place_on_curve(std::uint32_t x, std::uint32_t y) {
-    std::uint32_t both = (x % kCurveTile) | (y % kCurveTile) << 16;
-    both = (both | both << 4) & 0x0F0F0F0Fu;
-    both = (both | both << 2) & 0x33333333u;
-    both = (both | both << 1) & 0x55555555u;
-    return (both | both >> 15) & 0xFFFFu;
+    return kSpreadDigits[x % kCurveTile] | kSpreadDigits[y % kCurveTile] >> 1;
 }
 
 } // namespace
@@ -64,12 +69,11 @@ void FillPixelPattern() {
     }
 }
 
-// The scrambling of the sequence shuffles the order of the curve.
 SampleCursor pixel_cursor(std::uint64_t seed, int x, int y, std::uint32_t frame,
                           std::uint32_t frames) {
     const auto column = static_cast<std::uint32_t>(x), row = static_cast<std::uint32_t>(y);
     const std::uint64_t place = std::uint64_t{column / kCurveTile} << 32 | row / kCurveTile;
-    const std::uint64_t tile = mix_bits(derive_key(seed, 0) ^ place);
+    const std::uint64_t tile = derive_key(seed, place);
     SampleCursor cursor;
     cursor.path = static_cast<std::uint32_t>(tile) | 1u;
     cursor.pixel_order = place_on_curve(column, row);

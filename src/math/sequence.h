@@ -1,6 +1,6 @@
 // The points that bounces and lights draw from. Classic estimator: the Halton sequence [Halton60],
-// rotated per pixel [CranleyPatterson76] by a 16 by 16 tile of rotations. Exact estimator: a Sobol
-// sequence for every purpose of every bounce, of which each pixel takes a stretch.
+// rotated per pixel [CranleyPatterson76] by a 16 by 16 tile of rotations. Exact estimator: a
+// scrambled Sobol sequence, of which each pixel takes a stretch.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -22,20 +22,20 @@ struct SampleCursor {
     std::uint32_t dimension = 0;
     std::uint32_t path = 0;        // exact estimator: key of the bounces so far; 0 in the classic
     std::uint32_t place = 0;       // in the sequence, its digits in reverse order
-    std::uint32_t pixel_order = 0; // of the pixel along the curve that visits all pixels
+    std::uint32_t pixel_order = 0; // along the curve that visits all pixels, digits as in place
     bool random = false; // exact estimator: plain random pairs, where even ones gain little
 };
 
-// What a pair of the exact estimator is drawn for. Each has a sequence of its own at every bounce.
+// What a pair of the exact estimator is drawn for.
 enum class Draw : std::uint32_t {
     pixel,
     layer,
     bounce, // and the following values: one for each kind of bounce
     hair_offset = 16,
     lamp,
+    survival,
     lamp_place,
     sky,
-    survival,
     point_light = 1 << 16, // and the following values, one for each
     parallel_light = 1 << 24,
 };
@@ -44,22 +44,32 @@ constexpr Draw numbered(Draw first, std::uint32_t number) {
     return static_cast<Draw>(static_cast<std::uint32_t>(first) + number);
 }
 
+// Choices that bear on all that follows have sequences of their own. Directions of bounces and
+// places on lights are even together with the place in the pixel: the edges of shadows lie in these
+// four dimensions. They share the second pair of them, since a path sums over both and multiplies
+// no two.
+constexpr bool has_own_sequence(Draw draw) {
+    return draw == Draw::layer || draw == Draw::lamp || draw == Draw::survival;
+}
+
 // The pair of the exact estimator at the cursor for this purpose.
-constexpr Vec2 draw_pair(const SampleCursor& cursor, Draw draw) {
+inline Vec2 draw_pair(const SampleCursor& cursor, Draw draw) {
     const auto purpose = static_cast<std::uint64_t>(draw);
-    if (!cursor.random) return scrambled_pair(cursor.place, derive_key(cursor.path, purpose));
-    const std::uint64_t bits = derive_key(std::uint64_t{cursor.place} << 32 | cursor.path, purpose);
-    return {unit_of_bits(static_cast<std::uint32_t>(bits)),
-            unit_of_bits(static_cast<std::uint32_t>(bits >> 32))};
+    if (cursor.random)
+        return pair_of_bits(derive_key(std::uint64_t{cursor.place} << 32 | cursor.path, purpose));
+    const std::uint64_t key = derive_key(cursor.path, purpose);
+    if (has_own_sequence(draw)) return scrambled_pair(cursor.place, key);
+    return even_pair(draw == Draw::pixel ? PointSet::first : PointSet::second, cursor.place, key);
 }
 
 // A cursor over a pixel's samples: `count` of them, of which this is number `sample`. Stretches of
 // the sequence that start at multiples of a power of two are even in themselves, and together with
-// those of the neighbours on the curve [AhmedWonka20].
+// those of the neighbours on the curve [AhmedWonka20]. Their order is shuffled.
 constexpr SampleCursor in_stretch(SampleCursor cursor, std::uint32_t sample, std::uint32_t count) {
     constexpr std::uint32_t kLongest = 18; // bits of a stretch, 14 more are those of the curve
     const auto bits = std::min(static_cast<std::uint32_t>(std::bit_width(count - 1)), kLongest);
-    cursor.place = reverse_bits((cursor.pixel_order << bits) + sample);
+    const std::uint32_t place = cursor.pixel_order >> bits ^ reverse_bits(sample);
+    cursor.place = scramble_reversed(place, cursor.path + bits * 0x9E3779B9u);
     cursor.sample = sample;
     return cursor;
 }

@@ -1,11 +1,13 @@
-// Pairs of the Sobol sequence, scrambled by nested random flips of their binary digits [Owen95]
-// that a hash stands in for [Burley20]. Pairs of different keys are independent of one another,
-// each stays as even as the sequence itself, and so does every prefix.
+// Points of a four-dimensional sequence in base 2, as two pairs of dimensions of which each is a
+// Sobol sequence by itself [Sobol67], scrambled by nested random flips of their binary digits
+// [Owen95] that a hash stands in for [Burley20]. Pairs of different keys are independent of one
+// another, each stays as even as the sequence itself, and so does every prefix.
 // SPDX-License-Identifier: MIT
 #pragma once
 
 #include "math/vec3.h"
 
+#include <array>
 #include <cstdint>
 
 namespace mh {
@@ -35,33 +37,42 @@ constexpr std::uint32_t scramble_reversed(std::uint32_t x, std::uint32_t key) {
     return x ^ x * 0x8D22F6E6u;
 }
 
-// The second dimension from the first, both with their digits in reverse order: the product with
-// Pascal's matrix modulo 2, whose rows are the powers of x + 1.
-constexpr std::uint32_t second_dimension(std::uint32_t x) {
-    x ^= x >> 16;
-    x ^= (x & 0xFF00FF00u) >> 8;
-    x ^= (x & 0xF0F0F0F0u) >> 4;
-    x ^= (x & 0xCCCCCCCCu) >> 2;
-    return x ^ (x & 0xAAAAAAAAu) >> 1;
-}
-
 constexpr float unit_of_bits(std::uint32_t bits) {
     constexpr float kTwoToMinus24 = 5.9604645e-8f; // floats below 1 hold 24 bits
     return static_cast<float>(bits >> 8) * kTwoToMinus24;
 }
 
-// A point of the key's sequence, by its number with the digits in reverse order; both coordinates
-// in [0, 1).
-constexpr Vec2 scrambled_pair(std::uint32_t place, std::uint64_t key) {
-    const auto of_index = static_cast<std::uint32_t>(key);
-    const auto of_x = static_cast<std::uint32_t>(key >> 32);
-    const std::uint32_t of_y = (of_index ^ of_x * 0x9E3779B9u) + 0x7F4A7C15u;
-    const std::uint32_t first = reverse_bits(scramble_reversed(place, of_index));
-    const std::uint32_t x = scramble_reversed(first, of_x);
-    const std::uint32_t y = scramble_reversed(second_dimension(first), of_y);
-    const std::uint64_t both = reverse_all_bits(std::uint64_t{x} << 32 | y);
-    return {unit_of_bits(static_cast<std::uint32_t>(both)),
-            unit_of_bits(static_cast<std::uint32_t>(both >> 32))};
+constexpr Vec2 pair_of_bits(std::uint64_t bits) {
+    return {unit_of_bits(static_cast<std::uint32_t>(bits)),
+            unit_of_bits(static_cast<std::uint32_t>(bits >> 32))};
+}
+
+// Which two of the four dimensions.
+enum class PointSet : std::uint8_t { first, second };
+
+// What each byte of a point's number, with its digits in reverse order, adds modulo 2 to both
+// coordinates: x in the upper half, y in the lower, digits again in reverse order.
+using PointTable = std::array<std::array<std::uint64_t, 256>, 4>;
+extern const std::array<PointTable, 2> kPointTables;
+
+// Point `place` of the set, scrambled by the key. Both coordinates in [0, 1).
+inline Vec2 even_pair(PointSet set, std::uint32_t place, std::uint64_t key) {
+    const PointTable& table = kPointTables[static_cast<std::size_t>(set)];
+    const std::uint64_t digits = table[0][place & 0xFF] ^ table[1][place >> 8 & 0xFF]
+                                 ^ table[2][place >> 16 & 0xFF] ^ table[3][place >> 24];
+    const std::uint32_t x = scramble_reversed(static_cast<std::uint32_t>(digits >> 32),
+                                              static_cast<std::uint32_t>(key >> 32));
+    const std::uint32_t y =
+        scramble_reversed(static_cast<std::uint32_t>(digits), static_cast<std::uint32_t>(key));
+    return pair_of_bits(reverse_all_bits(std::uint64_t{x} << 32 | y));
+}
+
+// A point of the key's own sequence, in another order: stretches that start at multiples of a power
+// of two stay together.
+inline Vec2 scrambled_pair(std::uint32_t place, std::uint64_t key) {
+    const auto low = static_cast<std::uint32_t>(key), high = static_cast<std::uint32_t>(key >> 32);
+    const std::uint32_t of_index = (low ^ high * 0x9E3779B9u) + 0x7F4A7C15u;
+    return even_pair(PointSet::first, scramble_reversed(place, of_index), key);
 }
 
 } // namespace mh

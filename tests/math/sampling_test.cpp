@@ -10,6 +10,7 @@
 #include "support/replay.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 #include <gtest/gtest.h>
@@ -62,45 +63,103 @@ TEST(Sobol, PixelsShareNetsWithTheirNeighbours) {
         }
 }
 
-// Over many pixels all pairs of numbers of a path fill the square: purposes, coordinates and
-// bounces.
-TEST(Sobol, PurposesAndBouncesAreIndependent) {
-    constexpr std::uint32_t kFrames = 16, kPixels = 512;
-    const Draw purposes[] = {Draw::pixel,
-                             Draw::layer,
-                             Draw::bounce,
-                             Draw::lamp,
-                             Draw::lamp_place,
-                             Draw::sky,
-                             Draw::survival,
-                             Draw::point_light,
-                             numbered(Draw::bounce, 1),
-                             numbered(Draw::point_light, 1)};
-    std::vector<std::vector<int>> numbers; // of each: in which quarter of [0, 1) its values lie
-    for (const std::uint32_t bounces : {0u, 1u, 2u})
-        for (const Draw purpose : purposes) {
-            std::vector<int> x, y;
-            for (std::uint32_t i = 0; i < kPixels * kFrames; ++i) {
-                const auto pixel = static_cast<int>(i / kFrames);
-                SampleCursor cursor = pixel_cursor(3, pixel * 131, pixel * 7, i % kFrames, kFrames);
-                for (std::uint32_t k = 0; k < bounces; ++k)
-                    cursor.path = path_of_bounce(cursor, 1);
-                const Vec2 pair = draw_pair(cursor, purpose);
-                x.push_back(static_cast<int>(pair.x * 4.0f));
-                y.push_back(static_cast<int>(pair.y * 4.0f));
+// Every box of a 32nd of the volume holds 8 of 256 points: places on lights, and bounces, are even
+// together with the place in the pixel.
+TEST(Sobol, FourDimensionsAreEvenTogether) {
+    for (const Draw purpose : {Draw::sky, Draw::bounce})
+        for (int pixel = 0; pixel < 64; ++pixel) {
+            std::vector<std::array<float, 4>> points;
+            for (std::uint32_t frame = 0; frame < 256; ++frame) {
+                const SampleCursor cursor = pixel_cursor(5, pixel % 8, pixel * 40, frame, 256);
+                const Vec2 a = draw_pair(cursor, Draw::pixel), b = draw_pair(cursor, purpose);
+                points.push_back({a.x, a.y, b.x, b.y});
             }
-            numbers.push_back(x);
-            numbers.push_back(y);
+            for (int box = 0; box < 6 * 6 * 6; ++box) {
+                const std::array<int, 4> digits = {box % 6, box / 6 % 6, box / 36,
+                                                   5 - box % 6 - box / 6 % 6 - box / 36};
+                if (digits[3] < 0) continue;
+                std::vector<int> counts(32);
+                for (const std::array<float, 4>& point : points) {
+                    std::size_t place = 0;
+                    for (std::size_t i = 0; i < 4; ++i)
+                        place = (place << digits[i])
+                                + static_cast<std::size_t>(std::ldexp(point[i], digits[i]));
+                    ++counts[place];
+                }
+                EXPECT_EQ(counts, std::vector<int>(32, 8)) << pixel << " " << box;
+            }
         }
-    constexpr double kLargest = 70.0; // of 15 degrees of freedom and 1770 pairs: once in 1e5
-    for (std::size_t a = 0; a < numbers.size(); ++a)
+}
+
+// What is drawn at a number of mirrors.
+struct Purpose {
+    Draw draw;
+    int mirrors;
+};
+
+// In which quarters of [0, 1) the numbers of all cursors lie.
+std::vector<std::vector<int>> quarters_of(const std::vector<Purpose>& purposes,
+                                          const std::vector<SampleCursor>& cursors) {
+    std::vector<std::vector<int>> quarters;
+    for (const Purpose& purpose : purposes) {
+        std::vector<int> x, y;
+        for (SampleCursor cursor : cursors) {
+            for (int i = 0; i < purpose.mirrors; ++i)
+                cursor.path = path_of_bounce(cursor, 1);
+            const Vec2 pair = draw_pair(cursor, purpose.draw);
+            x.push_back(static_cast<int>(pair.x * 4.0f));
+            y.push_back(static_cast<int>(pair.y * 4.0f));
+        }
+        quarters.push_back(x);
+        quarters.push_back(y);
+    }
+    return quarters;
+}
+
+void expect_to_fill_squares(const std::vector<std::vector<int>>& quarters) {
+    constexpr double kLargest = 70.0; // of 15 degrees of freedom: once in 2e8 pairs
+    for (std::size_t a = 0; a < quarters.size(); ++a)
         for (std::size_t b = 0; b < a; ++b) {
             std::vector<int> counts(16);
-            for (std::size_t i = 0; i < numbers[a].size(); ++i)
-                ++counts[static_cast<std::size_t>(4 * numbers[a][i] + numbers[b][i])];
-            EXPECT_LT(test::chi_square(counts, kPixels * kFrames / 16.0), kLargest)
+            for (std::size_t i = 0; i < quarters[a].size(); ++i)
+                ++counts[static_cast<std::size_t>(4 * quarters[a][i] + quarters[b][i])];
+            EXPECT_LT(test::chi_square(counts, static_cast<double>(quarters[a].size()) / 16.0),
+                      kLargest)
                 << a << " " << b;
         }
+}
+
+// Over many keys all pairs of numbers of a path fill the square: purposes, coordinates and bounces.
+TEST(Sobol, PurposesAndBouncesAreIndependent) {
+    std::vector<SampleCursor> cursors;
+    for (int tile = 0; tile < 8192; ++tile)
+        cursors.push_back(pixel_cursor(3, tile * 131, tile * 7, 0, 1));
+    std::vector<Purpose> purposes;
+    for (const int mirrors : {0, 1, 2})
+        for (const Draw draw : {Draw::pixel, Draw::layer, Draw::bounce, Draw::lamp,
+                                Draw::lamp_place, Draw::sky, Draw::survival, Draw::point_light,
+                                numbered(Draw::bounce, 1), numbered(Draw::point_light, 1)})
+            purposes.push_back({draw, mirrors});
+    expect_to_fill_squares(quarters_of(purposes, cursors));
+}
+
+// Under one key too, for what is multiplied in a path: no pixel would converge otherwise.
+TEST(Sobol, FactorsOfAPathAreIndependentUnderOneKey) {
+    std::vector<SampleCursor> cursors;
+    for (int pixel = 0; pixel < 1024; ++pixel)
+        for (std::uint32_t frame = 0; frame < 16; ++frame)
+            cursors.push_back(pixel_cursor(3, pixel % 32, pixel / 32, frame, 16));
+    for (const Draw end : {Draw::lamp_place, Draw::bounce})
+        for (const int mirrors : {0, 2})
+            expect_to_fill_squares(quarters_of({{Draw::pixel, 0},
+                                                {Draw::layer, 0},
+                                                {Draw::layer, 1},
+                                                {Draw::survival, 1},
+                                                {Draw::survival, 2},
+                                                {Draw::layer, 2},
+                                                {Draw::lamp, mirrors},
+                                                {end, mirrors}},
+                                               cursors));
 }
 
 TEST(Sequence, IsTheRadicalInverseInPrimeBases) {
