@@ -5,6 +5,7 @@
 #include "integrate/noise.h"
 #include "integrate/output_images.h"
 #include "integrate/plane_images.h"
+#include "integrate/whole_frames.h"
 #include "math/threads.h"
 #include "output/feature_planes.h"
 #include "output/run_hooks.h"
@@ -93,7 +94,8 @@ Json ImageStatistics() {
     ForEachOutput([&](Aov& aov, Filling filling) {
         if (aov.image.path.empty()) return;
         if (filling == Filling::derived) ShowPlanes(aov);
-        images.push_back(image_json(aov.image, filling == Filling::sum ? of_sums : of_means));
+        images.push_back(
+            image_json(OfWholeFrames(aov.image), filling == Filling::sum ? of_sums : of_means));
     });
     return images;
 }

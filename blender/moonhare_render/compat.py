@@ -18,6 +18,8 @@ OLD_SOCKETS = {
 # Up to 3.6 the Principled BSDF adds its reflection to the full diffuse light, and a quarter of its coat.
 PRINCIPLED_ADDS = VERSION < (4, 0)
 COAT_SCALE = 0.25 if PRINCIPLED_ADDS else 1.0
+# Up to 3.4 spots fade with the cosine, too.
+SPOT_FALLOFF = "cosine" if VERSION < (3, 5) else "smooth"
 # Panels of the engine that Blender shows materials, lights and worlds with.
 EEVEE = "BLENDER_EEVEE_NEXT" if (4, 2) <= VERSION < (5, 0) else "BLENDER_EEVEE"
 

@@ -51,14 +51,14 @@ def add_objects(depsgraph, geometry, strands, lights, report):
             strands.add_systems(ob)
 
 
-def camera_block(scene, job, settings):
+def camera_block(scene, job, settings, aovs):
     view = job.view
     whole = (0, 0, *view.resolution)
     backdrop = scene.picture("backdrop", numpy.ones((1, 1, 3), numpy.float32)) \
         if job.transparent else None
     scene.add("camera", resolution=view.resolution, sample=settings.samples,
               region=None if view.region == whole else view.region, projection=view.projection,
-              pose=[view.pose, view.pose], aov=passes.camera_aovs(job.passes, job.transparent))
+              pose=[view.pose, view.pose], aov=aovs)
     return backdrop
 
 
@@ -68,16 +68,17 @@ def export(depsgraph, scene, settings, report, link):
     job = Job(transparent=origin.render.film_transparent)
     lamps = passes.lamp_names(origin)
     job.passes = passes.wanted_passes(depsgraph.view_layer_eval, settings, lamps)
+    camera_aovs = passes.camera_aovs(job.passes, job.transparent)
     pictures = Pictures(scene, report, link)
     materials = Materials(scene, pictures, report)
     has_uv = any(p.name == "UV" for p in job.passes)
     geometry = Geometry(scene, materials, report, settings.estimator == "classic", has_uv)
     strands = Strands(scene, materials, report, geometry.instances)
 
-    def aovs(name):
-        return passes.lamp_aovs(name, lamps, settings.pass_lights)
+    def lamp_aov(name):
+        return passes.lamp_aov(job.passes, name, report)
 
-    lights = Lights(scene, pictures, report, settings, geometry.instances, aovs)
+    lights = Lights(scene, pictures, report, settings, geometry.instances, lamp_aov)
     add_objects(depsgraph, geometry, strands, lights, report)
     job.view = view_of(origin, geometry.instances, report)
     if job.view is None:
@@ -91,8 +92,8 @@ def export(depsgraph, scene, settings, report, link):
         scene.add("geometry_light", sample=settings.samples * settings.light_rays,
                   photon=settings.photons if settings.mode == "gather" else 0,
                   aov=lights.area_aovs or None)
-    backdrop = camera_block(scene, job, settings)
-    add_world(scene, origin.world, pictures, report, settings, aovs, backdrop)
+    backdrop = camera_block(scene, job, settings, camera_aovs)
+    add_world(scene, origin.world, pictures, report, settings, lamp_aov, backdrop)
     render_block(scene, settings)
     scene.write()
     report.fact(f"{geometry.triangles:,} triangles in {len(geometry.instances):,} instances, "

@@ -11,10 +11,6 @@ from .nodes import Reader
 from .values import constant, grey, product
 
 DISK_CORNERS = 64
-# Straight pieces (t, level) that stay within 0.01 of smoothstep, 3 t^2 - 2 t^3.
-RAMPS = ((0.055, 0.0), (0.235, 0.13), (0.5, 0.5), (0.765, 0.87), (0.945, 1.0))
-CORE_STEP = 0.3  # radians within which the cosine counts as straight
-SHARP_BLEND = 0.05  # a spot of less blend has one ramp
 
 
 def emission_of(lamp, pictures, report):
@@ -40,24 +36,10 @@ def sun_factor(blur):
     return (1 + math.cos(blur)) ** 2 / (4 * math.cos(blur))
 
 
-def spot_ramps(size, blend):
-    """Cones (inner, outer, share) in degrees whose sum is a spot of Blender: the cosine times a
-    smoothstep of it towards the edge, here by ramps that are straight in the angle."""
+def spot_cones(size, blend):
+    """Angles in degrees between which a spot fades by the cosine."""
     edge = math.cos(size / 2)
-    width = (1 - edge) * blend
-    full = math.acos(min(edge + width * RAMPS[-1][0], 1))
-    count = max(1, math.ceil(full / CORE_STEP))
-    angles = [full * i / count for i in range(count + 1)]
-    levels = [math.cos(angle) for angle in angles]
-    for t, level in RAMPS[-2::-1] if blend > SHARP_BLEND else ():
-        angles.append(math.acos(min(edge + width * t, 1)))
-        levels.append(level * math.cos(angles[-1]))
-    if levels[-1] > 0:  # a sharp edge
-        angles.append(angles[-1])
-        levels.append(0.0)
-    angles = numpy.degrees(angles)
-    return [(inner, outer, more - less) for inner, outer, more, less in
-            zip(angles, angles[1:], levels, levels[1:]) if more > less]
+    return math.degrees(math.acos(min(edge + (1 - edge) * blend, 1))), math.degrees(size / 2)
 
 
 def area_outline(lamp):
@@ -81,11 +63,11 @@ def area_of(corners):
 
 
 class Lights:
-    """Adds the lamps of a scene; `aovs` makes the images of a lamp's light, by the name of the lamp."""
+    """Adds the lamps of a scene; `lamp_aov` makes the image of a lamp's light, by the name of the lamp."""
 
-    def __init__(self, scene, pictures, report, settings, instances, aovs):
+    def __init__(self, scene, pictures, report, settings, instances, lamp_aov):
         self.scene, self.pictures, self.report = scene, pictures, report
-        self.instances, self.aovs = instances, aovs
+        self.instances, self.lamp_aov = instances, lamp_aov
         self.photons = settings.photons if settings.mode == "gather" else 0
         self.areas = 0
         self.area_aovs = []
@@ -118,18 +100,18 @@ class Lights:
         blur = min(lamp.angle / 2, math.radians(89))
         self.scene.add("parallel_light", color=color * sun_factor(blur) / math.pi, direction=axis,
                        blur=math.degrees(blur), offset=0.0, photon=self.photons,
-                       aov=self.aovs(ob.name))
+                       aov=self.lamp_aov(ob.name))
 
     def bulb(self, ob, lamp, color, position, axis):
         """The power is that of a bulb that shines everywhere, for spots too."""
-        cones = [(180.0, 180.1, 1.0)]
+        inner, outer, falloff = 180.0, 180.1, None
         if lamp.type == "SPOT":
-            cones = spot_ramps(lamp.spot_size, lamp.spot_blend)
-        for inner, outer, share in cones:
-            self.scene.add("point_light", color=color * share / (4 * math.pi ** 2), position=position,
-                           direction=axis, blur=lamp.shadow_soft_size, inner_angle=inner,
-                           outer_angle=outer, offset=0.0, photon=self.photons,
-                           aov=self.aovs(ob.name))
+            inner, outer = spot_cones(lamp.spot_size, lamp.spot_blend)
+            falloff = compat.SPOT_FALLOFF
+        self.scene.add("point_light", color=color / (4 * math.pi ** 2), position=position,
+                       direction=axis, blur=lamp.shadow_soft_size, inner_angle=inner,
+                       outer_angle=outer, falloff=falloff, offset=0.0, photon=self.photons,
+                       aov=self.lamp_aov(ob.name))
 
     def area(self, ob, lamp, color, matrix):
         """Seen from the front alone, not by cameras; its radiance is the power over four areas."""
@@ -156,5 +138,6 @@ class Lights:
         place[:3, 3] = matrix[:3, 3]
         self.instances.append((made, place))
         self.areas += 1
-        for aov in self.aovs(ob.name) or []:
+        aov = self.lamp_aov(ob.name)
+        if aov:
             self.area_aovs.append({**aov, "shader": shader})

@@ -9,9 +9,10 @@ from .moonhare_scene import read_pfm
 
 FAR = 1e10  # depth where nothing is hit
 BEAUTY = "beauty.pfm"
-LAMP_TYPES = ("lambertian", "transmissive", "glossy")
-LIT_TYPES = (*LAMP_TYPES, "specular", "emissive")  # the picture without its background
+# The picture without its background.
+LIT_TYPES = ("lambertian", "transmissive", "glossy", "specular", "emissive")
 MOST_LAMPS = 32
+MOST_IMAGES = 64  # of lamps, which instances repeat
 
 
 @dataclass
@@ -19,7 +20,7 @@ class Pass:
     """A pass of Blender's: the sum of images."""
     name: str
     channels: str
-    files: tuple
+    files: list
 
     @property
     def kind(self):
@@ -32,7 +33,7 @@ def camera_file(kind):
 
 
 def camera_pass(name, channels, *types):
-    return Pass(name, channels, tuple(map(camera_file, types)))
+    return Pass(name, channels, list(map(camera_file, types)))
 
 
 BUILT_IN = {
@@ -56,8 +57,7 @@ def own_passes(settings, lamps):
     """Passes that Blender does not know by itself."""
     found = [p for flag, p in OWN.items() if getattr(settings, flag)]
     if settings.pass_lights:
-        found += [Pass("Light " + name, "RGB", tuple(lamp_file(i, t) for t in LAMP_TYPES))
-                  for i, name in enumerate(lamps)]
+        found += [Pass(light_pass(name), "RGB", []) for name in lamps]  # files come with the lamps
     return found
 
 
@@ -67,8 +67,8 @@ def lamp_names(scene):
     return [*names[:MOST_LAMPS], "World"]
 
 
-def lamp_file(index, kind):
-    return f"light_{index}_{kind}.pfm"
+def light_pass(name):
+    return "Light " + name
 
 
 def wanted_passes(view_layer, settings, lamps):
@@ -78,17 +78,22 @@ def wanted_passes(view_layer, settings, lamps):
 
 def camera_aovs(passes, transparent):
     """Blocks of the images that the passes need."""
-    types = [file[:-len(".pfm")] for p in passes for file in p.files if not file.startswith("light_")]
+    types = [file[:-len(".pfm")] for p in passes for file in p.files]
     types += LIT_TYPES if transparent else ()
     return [{"image": camera_file(kind), "type": kind} for kind in dict.fromkeys(types)]
 
 
-def lamp_aovs(name, lamps, is_wanted):
-    """Blocks of the images of a lamp's light, or None."""
-    if not is_wanted or name not in lamps:
+def lamp_aov(passes, name, report):
+    """Block of a new image of a lamp's light, or None where no pass shows it."""
+    wanted = next((p for p in passes if p.name == light_pass(name)), None)
+    if wanted is None:
         return None
-    index = lamps.index(name)
-    return [{"image": lamp_file(index, kind), "type": kind} for kind in LAMP_TYPES]
+    count = sum(len(p.files) for p in passes if p.name.startswith(light_pass("")))
+    if count == MOST_IMAGES:
+        report.note(f"passes of lights show the first {MOST_IMAGES} instances of lamps")
+        return None
+    wanted.files.append(f"light_{count}.pfm")
+    return {"image": wanted.files[-1], "type": "all_light"}
 
 
 class Pictures:

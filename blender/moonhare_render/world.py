@@ -66,9 +66,9 @@ def at_corners(rows):
     return result
 
 
-def add_world(scene, world, pictures, report, settings, aovs, backdrop):
+def add_world(scene, world, pictures, report, settings, lamp_aov, backdrop):
     photon = settings.photons if settings.mode == "gather" else 0
-    keys = {"aov": aovs("World"), "photon": photon, "backdrop": backdrop}
+    keys = {"aov": lamp_aov("World"), "photon": photon, "backdrop": backdrop}
     if world is None:
         scene.add("sky_light", color=constant(0).color, photon=0, backdrop=backdrop)
         return

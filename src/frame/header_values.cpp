@@ -61,7 +61,8 @@ static_assert(same(mhChannelBeauty, Channel::beauty)
               && same(mhChannelCustom, Channel::primvar) && same(mhChannelNoise, Channel::noise)
               && same(mhChannelFeatureAlbedo, Channel::feature_albedo)
               && same(mhChannelFeatureNormal, Channel::feature_normal)
-              && same(mhChannelFeatureDepth, Channel::feature_depth));
+              && same(mhChannelFeatureDepth, Channel::feature_depth)
+              && same(mhChannelAllLight, Channel::all_light));
 
 } // namespace
 

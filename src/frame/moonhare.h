@@ -133,7 +133,8 @@ enum {
     /* Of the first surface that scatters, through mirrors and smooth glass; of cameras. */
     mhChannelFeatureAlbedo = 131072,
     mhChannelFeatureNormal = 262144, /* 0.5 (1 + n) */
-    mhChannelFeatureDepth = 524288
+    mhChannelFeatureDepth = 524288,
+    mhChannelAllLight = 1048576 /* of a light: all of it that reaches the picture */
 };
 
 /* ---- Lifecycle ---- */

@@ -57,8 +57,10 @@ void show_row(const FrameSum& sum, int y, std::vector<float>& floats) {
 void add_row(FrameSum& sum, int y) {
     const RowOfValues row = row_of(*sum.image, y);
     const float* values = &sum.image->floats[row.in_image];
+    FixedPoint* sums = &sum.values[row.in_sum];
+    const float per_sample = sum.per_sample;
     for (std::size_t i = 0; i < row.count; ++i)
-        add(sum.values[row.in_sum + i], to_fixed(values[i] * sum.per_sample, kLargestOfFrame));
+        if (values[i] != 0.0f) add_float(sums[i], values[i] * per_sample, kLargestOfFrame);
 }
 
 // Hands the rows of the region to act(sum, y), on any thread.
@@ -91,7 +93,7 @@ void StartFrameSums() {
         const auto channels = static_cast<std::size_t>(aov.image.channels);
         const bool is_share = filling == Filling::sum;
         sums.push_back({&aov.image, is_share ? static_cast<float>(camera->sample) : 1.0f,
-                        filling == Filling::plane,
+                        filling == Filling::plane, !is_share,
                         std::vector<FixedPoint>(pixel_count(Sums.region) * channels)});
     });
     Sums.images = std::move(sums); // from here on no image holds shares
@@ -114,7 +116,9 @@ void clear_row(int y) {
 void AddFrameToSums() {
     ++Sums.frames;
     for_each_row(add_row);
-    ShowMeans();
+    for_each_row([](const FrameSum& sum, int y) {
+        if (sum.shows_each_frame) show_row(sum, y, sum.image->floats);
+    });
 }
 
 void ShowMeans() {

@@ -1,6 +1,7 @@
 // The frames of a run with a seed are summed exactly: pictures do not depend on the order of
 // frames, nor on how they were shared out among runs. While a frame is under way the images hold
-// that frame alone, otherwise the means of the frames summed, or, of planes, their sums.
+// that frame alone. After it the beauty image holds the mean of the frames summed, planes hold
+// their sums, and the others hold means after ShowMeans alone.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -25,7 +26,7 @@ bool sums_frames();
 // By the thread that is about to render row y of all images.
 void clear_row(int y);
 
-// Adds the frame that the images hold, and puts means in its place.
+// Adds the frame that the images hold.
 void AddFrameToSums();
 
 // Puts the means of the frames summed into the images.

@@ -73,6 +73,7 @@ void report_noise() {
 }
 
 void close_run(const Camera& camera) {
+    ShowMeans();
     if (RendererSettings.adaptive) EndWithFramesDone(); // sums of pixels with frames of their own
     report_beauty_statistics(camera.aovs[0].image);
     report_noise();

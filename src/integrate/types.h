@@ -46,6 +46,7 @@ struct FrameSum {
     Image* image = nullptr;
     float per_sample = 1.0f; // what a frame's value is multiplied by: an image may hold shares
     bool shows_sum = false;  // where others show the mean
+    bool shows_each_frame = false;
     std::vector<FixedPoint> values;
 };
 

@@ -33,6 +33,8 @@ void initialize_point(PointLight& light) {
     light.direction = normalize(light.direction);
     light.inner_rad = light.inner_angle * kRadiansPerDegree;
     light.outer_rad = light.outer_angle * kRadiansPerDegree;
+    light.inner_cos = std::cos(light.inner_rad);
+    light.outer_cos = std::cos(light.outer_rad);
     const float distance = length(SceneCenter - light.position);
     light.inside_scene = distance < SceneRadius || space_scatters();
     if (!light.inside_scene) aim_at_scene(light, distance);

@@ -190,7 +190,8 @@ void add_aovs(const Ray& ray, const Vec3& value) {
     const Channel channel = channel_of(ray.scatter);
     for (Aov& aov : GeometryLight.aov_list) {
         const bool passes = aov.shader == kAnyShader || aov.shader == ray.hit_shader;
-        if (passes && holds(aov, channel)) add_to_aov(aov, ray, seen);
+        const bool holds_it = holds(aov, channel) || holds(aov, Channel::all_light);
+        if (passes && holds_it) add_to_aov(aov, ray, seen);
     }
 }
 

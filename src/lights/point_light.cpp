@@ -16,9 +16,18 @@ namespace mh {
 
 namespace {
 
-// Linear in the angle between the direction away from the light and its axis: 1 within the inner
-// cone, 0 outside the outer one. Equal angles give a hard cone.
+float smooth_falloff(const PointLight& light, float cosine) {
+    const float width = std::max(light.inner_cos - light.outer_cos, 0.0f);
+    const float t = (cosine - light.outer_cos) / width;
+    if (!(t > 0.0f)) return 0.0f;
+    const float step = t < 1.0f ? t * t * (3.0f - 2.0f * t) : 1.0f;
+    return light.falloff == Falloff::cosine ? step * std::max(cosine, 0.0f) : step;
+}
+
+// By the angle between the direction away from the light and its axis: 1 within the inner cone, 0
+// outside the outer one. Equal angles give a hard cone.
 float spot_falloff(const PointLight& light, const Vec3& away) {
+    if (light.falloff != Falloff::linear) return smooth_falloff(light, dot(away, light.direction));
     const float angle = std::acos(std::clamp(dot(away, light.direction), -1.0f, 1.0f));
     const float f = (light.outer_rad - angle) / (light.outer_rad - light.inner_rad);
     return f > 0.0f ? std::min(f, 1.0f) : 0.0f;

@@ -251,8 +251,9 @@ Vec3 sky_radiance(const Ray& ray) {
     if (value == Vec3{}) return {};
     if (ray.scatter == Scatter::none) return value;
     const Vec3 seen = value * ray.weight / static_cast<float>(ray.sample_divisor);
+    const bool is_backdrop = ray.depth == 0 && has_pixels(SkyLight.backdrop);
     for (Aov& aov : SkyLight.aov_list)
-        add_to_aov(aov, ray, seen);
+        if (!is_backdrop || !holds(aov, Channel::all_light)) add_to_aov(aov, ray, seen);
     return value;
 }
 

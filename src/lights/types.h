@@ -53,6 +53,10 @@ struct ParallelLight final : Light {
     void emit_photon(Ray& ray, std::int64_t index) const override;
 };
 
+// Of a spot between its cones: linear in the angle, a smoothstep of the cosine, or that times the
+// cosine, as of a flat lamp.
+enum class Falloff : std::uint8_t { linear, smooth, cosine };
+
 struct PointLight final : Light {
     void reset() override;
     void emit_photon(Ray& ray, std::int64_t index) const override;
@@ -62,6 +66,8 @@ struct PointLight final : Light {
     Vec3 direction = {0.0f, 1.0f, 0.0f};            // axis of the spot cone
     float inner_rad = 0.0f, outer_rad = kPi;        // derived
     float inner_angle = 0.0f, outer_angle = 180.0f; // degrees
+    float inner_cos = 1.0f, outer_cos = -1.0f;      // derived
+    Falloff falloff = Falloff::linear;
 };
 
 constexpr int kSkyFaces = 6;

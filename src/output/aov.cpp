@@ -20,6 +20,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <string>
 #include <utility>
 
@@ -82,6 +83,16 @@ Vec3 primvar_at_hit(const Ray& ray, const std::string& name) {
     return {};
 }
 
+bool is_dark(const LightSplit& light) {
+    return light.to_lambertian == Vec3{} && light.to_transmissive == Vec3{}
+           && light.to_glossy == Vec3{};
+}
+
+// The beauty image, which the pixel loop fills.
+bool holds_nothing(const Aov& aov) {
+    return (aov.channel & ~1u) == 0;
+}
+
 // A unit vector's components, brought to 0..1.
 Vec3 direction_colour(const Vec3& direction) {
     return 0.5f * (splat(1.0f) + direction);
@@ -110,9 +121,25 @@ Vec3 first_hit_value(const Aov& aov, const Ray& ray, const SurfacePoint& point,
     case Channel::noise:      // from the planes, and so are the following
     case Channel::feature_albedo:
     case Channel::feature_normal:
-    case Channel::feature_depth: break;
+    case Channel::feature_depth:
+    case Channel::all_light: break;
     }
     return {};
+}
+
+inline void add_to_pixel(Image& image, std::size_t pixel, const Vec3& value) {
+    const std::size_t first = pixel * static_cast<std::size_t>(image.channels);
+    if (image.channels < 3 || first + 3 > image.floats.size()) return;
+    float* sums = &image.floats[first];
+    const Vec3 next = Vec3{sums[0], sums[1], sums[2]} + value;
+    // A finite sum of all three spares the look at each.
+    if (!std::isfinite(next.x + next.y + next.z) && !is_finite(next)) {
+        Hooks.aov_values_not_finite.fetch_add(1, std::memory_order_relaxed);
+        return;
+    }
+    sums[0] = next.x;
+    sums[1] = next.y;
+    sums[2] = next.z;
 }
 
 // value in 0..1 as a level of 0..top, cut; NaN is 0.
@@ -154,19 +181,7 @@ void ResolveAovShaders(std::vector<Aov>& list) {
 }
 
 void add_to_aov(Aov& aov, const Ray& ray, const Vec3& value) {
-    Image& image = aov.image;
-    const auto pixel = static_cast<std::size_t>(ThreadStates[ray.thread].pixel);
-    const std::size_t first = pixel * static_cast<std::size_t>(image.channels);
-    if (image.channels < 3 || first + 3 > image.floats.size()) return;
-    float* sums = &image.floats[first];
-    const Vec3 next = Vec3{sums[0], sums[1], sums[2]} + value;
-    if (!is_finite(next)) {
-        Hooks.aov_values_not_finite.fetch_add(1, std::memory_order_relaxed);
-        return;
-    }
-    sums[0] = next.x;
-    sums[1] = next.y;
-    sums[2] = next.z;
+    add_to_pixel(aov.image, static_cast<std::size_t>(ThreadStates[ray.thread].pixel), value);
 }
 
 void add_light_aov(Aov& aov, const Ray& ray, const SurfacePoint& point, const LightSplit& light,
@@ -178,10 +193,17 @@ void add_light_aov(Aov& aov, const Ray& ray, const SurfacePoint& point, const Li
         add_to_aov(aov, ray, weight * light.to_transmissive * point.transmissive_color);
     if (holds(aov, Channel::glossy))
         add_to_aov(aov, ray, weight * light.to_glossy * point.glossy_color);
+    if (holds(aov, Channel::all_light))
+        add_to_aov(aov, ray,
+                   weight
+                       * (light.to_lambertian * point.lambertian_color
+                          + light.to_transmissive * point.transmissive_color
+                          + light.to_glossy * point.glossy_color));
 }
 
 void add_light_aovs(std::vector<Aov>& list, const Ray& ray, const SurfacePoint& point,
                     const LightSplit& light) {
+    if (list.empty() || is_dark(light)) return;
     for (Aov& aov : list)
         add_light_aov(aov, ray, point, light, 1.0f);
 }
@@ -190,8 +212,12 @@ void write_first_hit_aovs(Camera& camera, const Ray& ray, const SurfacePoint& po
                           const LightSplit& parts, const Vec3& emission) {
     if (ray.depth != 0) return;
     const float share = sample_share(ray);
-    for (Aov& aov : camera.aovs)
-        add_to_aov(aov, ray, share * first_hit_value(aov, ray, point, parts, emission));
+    const auto pixel = static_cast<std::size_t>(ThreadStates[ray.thread].pixel);
+    for (Aov& aov : camera.aovs) {
+        if (holds_nothing(aov)) continue;
+        const Vec3 value = first_hit_value(aov, ray, point, parts, emission);
+        if (!(value == Vec3{})) add_to_pixel(aov.image, pixel, share * value);
+    }
 }
 
 void add_lambertian_light(Camera& camera, std::int64_t pixel, const Vec3& light) {

@@ -133,9 +133,17 @@ Bitmap float_bitmap(const Image& image) {
     if (!bitmap) return bitmap;
     const auto channels = static_cast<std::size_t>(image.channels);
     const std::size_t row_values = stored * static_cast<std::size_t>(image.width);
+    const std::size_t all_values = row_values * static_cast<std::size_t>(image.height);
+    const bool as_stored =
+        image.bits == 32 && channels == stored && image.floats.size() >= all_values;
     std::size_t source = 0;
     for (int y = 0; y < image.height; ++y) {
         auto row = reinterpret_cast<float*>(FreeImage_GetScanLine(bitmap.get(), y));
+        if (as_stored) {
+            const float* values = &image.floats[row_values * static_cast<std::size_t>(y)];
+            std::transform(values, values + row_values, row, finite);
+            continue;
+        }
         for (std::size_t i = 0; i < row_values; i += stored, source += channels)
             for (std::size_t c = 0; c < stored; ++c)
                 row[i + c] = finite(float_value(image, source + std::min(c, channels - 1)));

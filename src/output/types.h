@@ -36,6 +36,7 @@ enum class Channel : std::uint32_t {
     feature_albedo = 131072,
     feature_normal = 262144,
     feature_depth = 524288,
+    all_light = 1048576, // of a light: all of it that reaches the picture
 };
 
 // Which planes of output/feature_planes.h are kept; each with all before it.

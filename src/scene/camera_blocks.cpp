@@ -82,6 +82,7 @@ constexpr ChannelWord kChannelNames[] = {
     {"feature_albedo", Channel::feature_albedo},
     {"feature_normal", Channel::feature_normal},
     {"feature_depth", Channel::feature_depth},
+    {"all_light", Channel::all_light},
 };
 
 // Known names add their bit; any other is the name of a per-vertex array.

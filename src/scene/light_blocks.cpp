@@ -26,6 +26,20 @@ std::string& sky_backdrop(SkyLightRecord& sky) {
     return sky.backdrop.path;
 }
 
+struct FalloffWord {
+    const char* name;
+    Falloff falloff;
+};
+
+constexpr FalloffWord kFalloffs[] = {
+    {"linear", Falloff::linear}, {"smooth", Falloff::smooth}, {"cosine", Falloff::cosine}};
+constexpr const char* kFalloffWords[] = {kFalloffs[0].name, kFalloffs[1].name, kFalloffs[2].name};
+
+void set_falloff(PointLight& light, const std::string& text) {
+    for (const FalloffWord& entry : kFalloffs)
+        if (text == entry.name) light.falloff = entry.falloff;
+}
+
 using PointKeys = KeysOf<PointLight>;
 using ParallelKeys = KeysOf<ParallelLight>;
 using SkyKeys = KeysOf<SkyLightRecord>;
@@ -47,6 +61,7 @@ constexpr Key kPointLightKeys[] = {
     within(PointKeys::value<&PointLight::direction>("direction"), kDirection),
     within(PointKeys::value<&PointLight::inner_angle>("inner_angle"), at_least(0)),
     within(PointKeys::value<&PointLight::outer_angle>("outer_angle"), above(0)),
+    one_of(PointKeys::text<set_falloff>("falloff"), kFalloffWords),
     within(PointKeys::value<&PointLight::offset>("offset"), kWrap),
     within(PointKeys::value<&PointLight::ior>("ior"), at_least(1)),
     PointKeys::sub_block<next_aov<PointLight>>("aov", kAovBlock),

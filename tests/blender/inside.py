@@ -98,7 +98,7 @@ def shows_the_scene_and_every_pass():
     target.base_path = os.path.join(WORK, "passes")
     target.format.file_format, target.format.color_depth = "OPEN_EXR", "32"
     target.file_slots.clear()
-    names = ("Depth", "Normal", "Position", "UV", "Diffuse", "Emission", "Light key")
+    names = ("Depth", "Normal", "Position", "UV", "Diffuse", "Emission", "Light key", "Light World")
     for name in names:
         links.new(source.outputs[name], target.file_slots.new(name.replace(" ", "_") + "_"))
     picture, _ = render()
@@ -114,6 +114,7 @@ def shows_the_scene_and_every_pass():
     near(found["UV"][right][:3], (0.5 + 6.5 * unit * 2.5, 0.5 + 0.5 * unit * 2.5, 1), 0.02)
     near(found["Emission"][right][:3], (0.2, 0.4, 0.8))
     near(found["Light key"][corner][:3], (1, 1, 1), 0.01)
+    expect(0.2 < found["Light World"][corner][0] < 0.26, found["Light World"][corner])
     near(found["Diffuse"][corner][:3], picture[corner][:3])
 
 

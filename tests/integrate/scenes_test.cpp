@@ -226,14 +226,16 @@ TEST(LightImages, SumToTheBeautyImage) {
         RenderPixels(frame);
     for (int pixel = 0; pixel < 8 * 8; ++pixel) {
         const Vec3 beauty = read_pixel(Cameras[0].aovs[0].image, pixel);
-        Vec3 all;
+        Vec3 all, whole_lights;
         for (const auto* list : {&PointLights[0].aov_list, &ParallelLights[0].aov_list,
                                  &GeometryLight.aov_list, &SkyLight.aov_list})
             for (const Aov& aov : *list)
-                all += read_pixel(aov.image, pixel);
+                (holds(aov, Channel::all_light) ? whole_lights : all) +=
+                    read_pixel(aov.image, pixel);
         EXPECT_GT(beauty.x, 0.0f);
         EXPECT_NEAR(all.x, beauty.x, 1e-5f * beauty.x);
         EXPECT_NEAR(all.z, beauty.z, 1e-5f * beauty.z);
+        EXPECT_NEAR(whole_lights.x, beauty.x, 1e-5f * beauty.x);
     }
     GeometrySearchPaths.clear();
 }

@@ -84,19 +84,31 @@ TEST_F(AnalyticLight, AverageOverTheirConeOrSphere) {
     }
 }
 
-TEST_F(PointLightTest, FallsOffLinearlyInTheAngle) {
+TEST_F(PointLightTest, FallsOffBetweenItsCones) {
     PointLight& light = add_point_light({0.0f, 0.0f, 2.0f});
+
+    const float half = std::acos(0.5f * (1.0f + std::cos(kPi / 3.0f))) / kRadiansPerDegree;
 
     const struct {
         float inner, outer, degrees, light;
+        Falloff falloff = Falloff::linear;
     } cases[] = {{0, 180, 0, 1}, // the default is no uniform light
-                 {0, 180, 90, 0.5f}, {20, 40, 19, 1}, {20, 40, 35, 0.25f},
-                 {30, 30, 29, 1},    {30, 30, 31, 0}, {0, 0, 0, 0}}; // 0 / 0 on the edge
+                 {0, 180, 90, 0.5f},
+                 {20, 40, 19, 1},
+                 {20, 40, 35, 0.25f},
+                 {30, 30, 29, 1},
+                 {30, 30, 31, 0},
+                 {0, 0, 0, 0}, // 0 / 0 on the edge
+                 {0, 60, half, 0.5f, Falloff::smooth},
+                 {0, 60, half, 0.375f, Falloff::cosine},
+                 {31, 30, 29, 1, Falloff::smooth}, // a hard cone
+                 {31, 30, 30.5f, 0, Falloff::smooth}};
 
     for (const auto& c : cases) {
         light.direction = -5.0f * tilted(c.degrees);
         light.inner_angle = c.inner;
         light.outer_angle = c.outer;
+        light.falloff = c.falloff;
         InitializeGaffer();
         const LightSplit split = direct_point(light, lit.ray, lit.point);
         EXPECT_NEAR(4.0f * split.to_lambertian.x, c.light, 1e-4f) << c.outer << " " << c.degrees;
