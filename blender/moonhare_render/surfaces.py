@@ -16,6 +16,7 @@ COAT_ON_METAL = 0.05  # light that a coat reflects, about the mean over all angl
 USUAL_COSINE = 0.75  # of surfaces that face the viewer
 FEWEST = 0.01  # a smaller share of a surface gets no layer
 HAIR_UNIT = 30.0  # degrees of a roughness of 1
+LOGISTIC = 1.702  # width of the Gaussian nearest to a logistic function of scale 1
 PATH = 2.0  # of light across a fibre: two radii in Cycles, four here
 HAIR_ROUGHNESS = (5.969, -0.215, 2.532, -10.73, 5.574, 0.245)  # [Chiang16], absorption of a colour
 
@@ -220,8 +221,8 @@ class SurfaceReader:
         self.add(node, amount, {"lambertian": constant(0)})
 
     def hair(self, node, amount):
-        """Absorption of a colour by [Chiang16] eq. 9; the width along the fibre is the root of the variance
-        of eq. 7, the one around it is that of the tables."""
+        """Widths and absorption of a colour by [Chiang16] eq. 7 to 9: the width along the fibre is the root
+        of the variance, the one around it that of a Gaussian like the logistic function."""
         if node.bl_idname == "ShaderNodeBsdfHair":
             self.reader.note(f'"{node.name}" is taken for a fibre that scatters by a model')
             roughness, across = self.number(node, "RoughnessU", 0.3), 0.3
@@ -237,8 +238,10 @@ class SurfaceReader:
             color = numpy.clip(self.input(node, "Color").mean(), 1e-3, 0.999)
             absorption = (numpy.log(color) / width) ** 2
         wide = 0.726 * roughness + 0.812 * roughness ** 2 + 3.7 * roughness ** 20
+        around = numpy.sqrt(numpy.pi / 8) * (0.265 * across + 1.194 * across ** 2 + 5.372 * across ** 22)
         slots = {"glossy": constant(1),
                  "roughness": Value(numpy.array([numpy.degrees(wide) / HAIR_UNIT, 0.0, 0.0])),
+                 "azimuthal_width": float(numpy.degrees(LOGISTIC * around)),
                  "ior": max(self.number(node, "IOR", 1.55), 1.0001)}
         self.parts.append(Part(amount, slots, attenuation=numpy.exp(-absorption / PATH)))
 

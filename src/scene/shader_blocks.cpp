@@ -182,6 +182,7 @@ constexpr Key kSurfaceShaderKeys[] = {
     slot_key<Element::normal>("normal"),
     within(slot_key<Element::diffusion>("diffusion"), at_least(0)),
     within(slot_key<Element::weight>("weight"), at_least(0)),
+    within(LayerKeys::value<&SurfaceLayer::azimuthal_width_deg>("azimuthal_width"), at_least(0)),
     LayerKeys::flag<&SurfaceLayer::window>("window"),
     LayerKeys::flag<&SurfaceLayer::virtual_light>("virtual_light"),
     one_of(LayerKeys::text<set_sideness>("sideness"), kSides),

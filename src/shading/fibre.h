@@ -21,4 +21,10 @@ struct FibrePath {
 // reflectance along the normal.
 FibrePath fibre_path(float h, float cos_d, float ior, float f0, const Vec3& absorption);
 
+// All inner reflections from the first on, over that one: a geometric series.
+inline Vec3 series_of_reflections(const FibrePath& path) {
+    constexpr float kMost = 0.9999f; // at the rim, where next to no light enters
+    return splat(1.0f) / (splat(1.0f) - min(path.fresnel * path.absorption, splat(kMost)));
+}
+
 } // namespace mh

@@ -139,7 +139,9 @@ Vec3 lobe_attenuation(const HairTable& table, int lobe, const FibrePath& path,
     if (lobe == 0) return splat(mirror_fresnel(table.f0, direction, outgoing));
     const float f = path.fresnel;
     const Vec3 passed = path.absorption * ((1.0f - f) * (1.0f - f));
-    return lobe == 1 ? passed : path.absorption * passed * f;
+    if (lobe == 1) return passed;
+    const Vec3 trt = path.absorption * passed * f;
+    return table.around > 0.0f ? trt * series_of_reflections(path) : trt;
 }
 
 } // namespace
@@ -188,7 +190,7 @@ int sample_hair(const HairTable& table, float h, const SurfacePoint& point, Vec3
     const FibrePath path = fibre_path(h, cos_d, table.ior, table.f0, table.absorption);
     const float p = static_cast<float>(lobe);
     const float phi = p * kPi - 2.0f * path.gamma_i + 2.0f * p * path.gamma_t
-                      + table.alpha[k] * sample_gaussian();
+                      + table.azimuth[k] * sample_gaussian();
     direction = cos_i * (std::sin(phi) * u + std::cos(phi) * w) - sin_i * axis;
     attenuation = lobe_attenuation(table, lobe, path, direction, point.outgoing);
     if (table.sample_all_lobes) attenuation *= kLobes;

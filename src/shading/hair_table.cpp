@@ -60,14 +60,15 @@ Azimuth azimuth_at(const HairTable& table, const Paths& paths, float phi) {
     Azimuth sums;
     for (const FibrePath& path : paths) {
         const float gi = path.gamma_i, gt = path.gamma_t, f = path.fresnel;
-        const float r = periodic_gaussian(2.0f * gi + phi, table.alpha[0]);
-        const float tt = periodic_gaussian(2.0f * (gi - gt) + phi - kPi, table.alpha[1]);
-        const float trt = periodic_gaussian(2.0f * (gi - kPi) + phi - 4.0f * gt, table.alpha[2]);
+        const float r = periodic_gaussian(2.0f * gi + phi, table.azimuth[0]);
+        const float tt = periodic_gaussian(2.0f * (gi - gt) + phi - kPi, table.azimuth[1]);
+        const float trt = periodic_gaussian(2.0f * (gi - kPi) + phi - 4.0f * gt, table.azimuth[2]);
         const Vec3 passed = path.absorption * ((1.0f - f) * (1.0f - f));
         sums.density += {r, tt, trt};
         sums.r += r;
         sums.tt += tt * passed;
-        sums.trt += trt * f * path.absorption * passed;
+        const Vec3 trt_light = trt * f * path.absorption * passed;
+        sums.trt += table.around > 0.0f ? trt_light * series_of_reflections(path) : trt_light;
     }
     constexpr float kMean = 1.0f / kOffsets;
     return {sums.density * kMean, sums.r * kMean, sums.tt * kMean, sums.trt * kMean};
@@ -97,8 +98,11 @@ float csch_term(float variance) {
 
 void derive(HairTable& table) {
     table.f0 = normal_reflectance(table.ior);
-    table.alpha[1] = 2.0f * table.alpha[0];
-    table.alpha[2] = 3.0f * table.alpha[0];
+    const bool apart = table.around > 0.0f; // [Chiang16]: widths along and about the fibre
+    table.alpha[1] = (apart ? 0.5f : 2.0f) * table.alpha[0];
+    table.alpha[2] = (apart ? 2.0f : 3.0f) * table.alpha[0];
+    table.azimuth = table.alpha;
+    if (apart) table.azimuth.fill(table.around);
     for (std::size_t k = 0; k < table.alpha.size(); ++k) {
         table.variance[k] = table.alpha[k] * table.alpha[k];
         table.csch_term[k] = csch_term(table.variance[k]);
@@ -116,6 +120,8 @@ void SetHairParameters(Shader& shader) {
     HairTable& table = shader.hair_table;
     const float width = kWidthOfOne * sum(element_of(layer, Element::roughness).color);
     table.alpha[0] = std::min(std::max(kNarrowest, width), kWidest);
+    const float around = layer.azimuthal_width_deg * kRadiansPerDegree;
+    table.around = around > 0.0f ? std::clamp(around, kNarrowest, kWidest) : 0.0f;
     table.ior = std::max(0.0f, mean(element_of(layer, Element::ior).color));
     table.absorption = shader.medium.sigma_t;
 }

@@ -108,9 +108,11 @@ struct ShaderElement {
 struct HairTable {
     std::array<float, 3> alpha = {0.17453292f, 0.34906584f,
                                   0.52359876f}; // widths R, TT, TRT, radians
+    float around = 0.0f; // above 0 the width of all lobes about the fibre; alpha is that along it
     float ior = 1.55f;
     Vec3 absorption = {0.01f, 0.02f, 0.01f}; // per unit of the fibre's radius
     Image pdf_image, r_image, tt_image, trt_image;
+    std::array<float, 3> azimuth = {}; // widths about the fibre
     std::array<float, 3> variance = {};
     std::array<float, 3> csch_term = {}; // 1 / (2 variance sinh(1 / variance))
     float f0 = 0.0f;                     // reflectance along the normal
@@ -134,8 +136,9 @@ struct SurfaceLayer {
     std::array<ShaderElement, kElementCount> elements; // made by default_surface_layer()
     Sideness sideness = Sideness::both;
     Material material = Material::opaque;
-    bool virtual_light = false; // emission takes part in multiple importance sampling
-    bool window = false;        // shows the sky in place of the emissive slot
+    bool virtual_light = false;       // emission takes part in multiple importance sampling
+    bool window = false;              // shows the sky in place of the emissive slot
+    float azimuthal_width_deg = 0.0f; // of hair, above 0: see HairTable::around
 
     // Derived by the finish of the shader.
     bool has_image = false; // some slot has an image

@@ -117,6 +117,39 @@ TEST(HairSampler, PicksAllLobes) {
         EXPECT_NEAR(count, 10000, 330); // four deviations
 }
 
+// Seen across a fibre whose middle is hit, R, TT and TRT leave at the angles 0, pi and 0 about it:
+// deviations of the samples along it and about it, over the narrow width of R.
+TEST(HairSampler, SpreadsLobesByTheirWidths) {
+    constexpr float kWidth = 0.02f;
+
+    const struct {
+        float around;
+        std::array<float, 3> along, about;
+    } cases[] = {{0.0f, {1, 2, 3}, {1, 2, 3}}, {2.5f * kWidth, {1, 0.5f, 2}, {2.5f, 2.5f, 2.5f}}};
+
+    for (const auto& c : cases) {
+        HairTable table = table_of(kWidth, 1.55f, {});
+        table.around = c.around;
+        table.sample_all_lobes = true;
+        BuildHairTable(table);
+        const SeededDraws seed(5);
+        std::array<float, 3> along = {}, about = {}, counts = {};
+        for (int i = 0; i < 60000; ++i) {
+            Vec3 w, attenuation;
+            const auto k = static_cast<std::size_t>(
+                sample_hair(table, 0.0f, fibre_along_z(0.0f), w, attenuation));
+            const float angle = std::atan2(w.y, k == 1 ? -w.x : w.x);
+            along.at(k) += w.z * w.z;
+            about.at(k) += angle * angle;
+            ++counts.at(k);
+        }
+        for (std::size_t k = 0; k < 3; ++k) {
+            EXPECT_NEAR(std::sqrt(along[k] / counts[k]) / kWidth, c.along[k], 0.03f * c.along[k]);
+            EXPECT_NEAR(std::sqrt(about[k] / counts[k]) / kWidth, c.about[k], 0.03f * c.about[k]);
+        }
+    }
+}
+
 Shader hair_shader(float roughness, float ior, const Vec3& transmittance) {
     Shader shader;
     AddSurfaceLayer(shader);

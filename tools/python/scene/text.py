@@ -6,7 +6,8 @@ import numpy
 
 INDENT = "    "
 WORDS = {("object", "name"), ("instance", "object"), ("instance", "shader")}  # without quotes
-TEXT_KEYS = ("material", "sideness", "virtual_light", "window")  # of a layer; all others are slots
+# Of a layer; all others are slots.
+TEXT_KEYS = ("material", "sideness", "virtual_light", "window", "azimuthal_width")
 
 
 def number_text(value):
