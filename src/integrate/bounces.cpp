@@ -124,30 +124,9 @@ void gather_reflected(const Ray& ray, const SurfacePoint& point, const Vec3& w,
     add(reflection, split.reflected_share * radiance(child));
 }
 
-// The first facet that reflects, or refracts, to its side of the surface: directions of the lobe
-// cut off there.
-void gather_glossy_exactly(const Ray& ray, const SurfacePoint& point, const Vec3& w,
-                           Mean& refraction, Mean& reflection) {
-    bool refracted = point.refraction_kind != Material::solid, reflected = false;
-    Vec3 facet = sample_facet(ray.cursor, point);
-    for (int i = 0; i < kMostFacets && !(refracted && reflected); ++i) {
-        if (i > 0) facet = random_facet(point);
-        const FacetSplit split = split_at_facet(ray, point, facet);
-        if (!refracted && split.refracts) {
-            gather_refracted(ray, point, w, split, refraction);
-            refracted = true;
-        }
-        if (!reflected && split.reflects) {
-            gather_reflected(ray, point, w, split, reflection);
-            reflected = true;
-        }
-    }
-}
-
 void gather_glossy(const Ray& ray, const SurfacePoint& point, const Vec3& w, Mean& refraction,
                    Mean& reflection) {
-    if (is_exact()) return gather_glossy_exactly(ray, point, w, refraction, reflection);
-    const FacetSplit split = split_at_facet(ray, point, sample_facet(ray.cursor, point));
+    const FacetSplit split = split_at_facet(ray, point);
     if (split.refracts) gather_refracted(ray, point, w, split, refraction);
     if (split.reflects) gather_reflected(ray, point, w, split, reflection);
 }

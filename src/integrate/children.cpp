@@ -7,7 +7,6 @@
 #include "math/frame.h"
 #include "math/sampling.h"
 #include "run/estimator.h"
-#include "shading/scattering.h"
 
 #include <algorithm>
 #include <cmath>
@@ -15,9 +14,6 @@
 namespace mh {
 
 namespace {
-
-// A refracted ray has to leave the surface by this cosine.
-constexpr float kSmallestPassing = 1e-8f;
 
 // Products of relative indices drift by a few roundings; closer than this to a known index they
 // mean that one.
@@ -44,19 +40,6 @@ void count_bounce(Ray& child, Scatter scatter) {
     case Scatter::specular_refraction: ++child.specular_bounces; return;
     }
     std::abort();
-}
-
-// e: cosine between the facet and the direction towards the viewer.
-FacetSplit split(const Ray& ray, const SurfacePoint& point, const Vec3& facet, float e,
-                 bool refractive) {
-    FacetSplit out;
-    const bool passes = refractive && refract(ray.direction, facet, e, point.eta, out.refracted);
-    out.refracts = passes && dot(out.refracted, point.geometric_normal) < -kSmallestPassing;
-    out.refracted_share = point.transmittance;
-    out.reflected = ray.direction + 2.0f * e * facet;
-    out.reflects = dot(out.reflected, point.geometric_normal) > 0.0f;
-    out.reflected_share = refractive && !passes ? 1.0f : point.reflectance;
-    return out;
 }
 
 bool is_behind(Scatter scatter) {
@@ -130,19 +113,22 @@ bool sample_diffuse(const SampleCursor& cursor, const SurfacePoint& point, Scatt
     return side * dot(direction, point.geometric_normal) > 0.0f;
 }
 
-Vec3 sample_facet(const SampleCursor& cursor, const SurfacePoint& point) {
-    const Vec2 pair = bounce_pair(cursor, Scatter::glossy_reflection);
-    return sample_ward_half_vector(pair.x, pair.y, point);
-}
-
-FacetSplit split_at_facet(const Ray& ray, const SurfacePoint& point, const Vec3& facet) {
-    const bool refractive = point.refraction_kind == Material::solid;
-    return split(ray, point, facet, -dot(facet, ray.direction), refractive);
+FacetSplit split_at_facet(const Ray& ray, const SurfacePoint& point) {
+    const bool solid = point.refraction_kind == Material::solid;
+    const auto split_at = [&](const Vec3& facet) {
+        return split_light(ray.direction, point, facet, -dot(facet, ray.direction), solid);
+    };
+    const Vec2 pair = bounce_pair(ray.cursor, Scatter::glossy_reflection);
+    FacetSplit split = split_at(sample_ward_half_vector(pair.x, pair.y, point));
+    if (!is_exact()) return split;
+    for (int i = 1; i < kMostFacets && !keeps_facet(point, split); ++i)
+        split = split_at(random_facet(point));
+    return split;
 }
 
 FacetSplit split_at_surface(const Ray& ray, const SurfacePoint& point) {
     const bool refractive = point.refraction_kind != Material::opaque;
-    return split(ray, point, point.normal, point.cos_outgoing, refractive);
+    return split_light(ray.direction, point, point.normal, point.cos_outgoing, refractive);
 }
 
 Ray refracted_child(const Ray& ray, const SurfacePoint& point, Scatter scatter,

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "hit/ray.h"
+#include "shading/scattering.h"
 
 namespace mh {
 
@@ -18,20 +19,10 @@ Vec2 bounce_pair(const SampleCursor& cursor, Scatter scatter);
 bool sample_diffuse(const SampleCursor& cursor, const SurfacePoint& point, Scatter scatter,
                     Vec3& direction);
 
-// Facet normal of the glossy lobe, drawn from the cursor.
-Vec3 sample_facet(const SampleCursor& cursor, const SurfacePoint& point);
-
-// Where a smooth facet sends the light of a ray.
-struct FacetSplit {
-    Vec3 refracted, reflected;
-    bool refracts = false, reflects = false; // whether the direction is on its side of the surface
-    float refracted_share = 0.0f;
-    float reflected_share = 0.0f; // 1 after total reflection
-};
-
-// The split at a facet of a rough surface, and at the surface itself as one facet. Thin sheets
-// refract at the second alone.
-FacetSplit split_at_facet(const Ray& ray, const SurfacePoint& point, const Vec3& facet);
+// The split at a facet of a rough surface, drawn from the cursor; the exact estimator draws again
+// where a facet is not kept. And the split at the surface itself as one facet. Thin sheets refract
+// at the second alone.
+FacetSplit split_at_facet(const Ray& ray, const SurfacePoint& point);
 FacetSplit split_at_surface(const Ray& ray, const SurfacePoint& point);
 
 // The children of a split; w is the weight of the layer. Behind a thin sheet the classic estimator

@@ -157,7 +157,7 @@ void add_glossy(const Ray& ray, const SurfacePoint& point) {
     const Vec3 w = ray.weight * point.glossy_color;
     if (!any_above(w, kNothing) || ray.hit_kind == HitKind::hair) return;
     splat_glossy(ray, point, ray.power * w);
-    const FacetSplit split = split_at_facet(ray, point, sample_facet(ray.cursor, point));
+    const FacetSplit split = split_at_facet(ray, point);
     trace_split(ray, point, Scatter::glossy_refraction, Scatter::glossy_reflection, split, w);
 }
 

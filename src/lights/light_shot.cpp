@@ -199,7 +199,7 @@ void add_exact_lobe(const SurfacePoint& point, const Vec3& direction, Response& 
     if (!(dot(direction, point.geometric_normal) > 0.0f)) return;
     response.lobe = facet_density(point.outgoing, direction, point);
     if (response.lobe > 0.0f)
-        response.glossy = 0.25f * static_cast<float>(facets_until_reflection(point));
+        response.glossy = 0.25f * static_cast<float>(facets_until_kept(point));
 }
 
 // Starts where rays may leave the target.

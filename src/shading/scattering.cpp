@@ -17,6 +17,9 @@ namespace {
 
 constexpr float kInverseFourPi = 1.0f / (4.0f * kPi);
 
+// A refracted ray has to leave the surface by this cosine.
+constexpr float kSmallestPassing = 1e-8f;
+
 // v without its share along the unit axis, normalised.
 Vec3 across(const Vec3& v, const Vec3& axis) {
     return normalize(v - dot(v, axis) * axis);
@@ -77,7 +80,31 @@ Vec3 random_facet(const SurfacePoint& point) {
     return sample_ward_half_vector(u, v, point);
 }
 
-int facets_until_reflection(const SurfacePoint& point) {
+FacetSplit split_light(const Vec3& direction, const SurfacePoint& point, const Vec3& facet, float e,
+                       bool refractive) {
+    FacetSplit out;
+    const bool passes = refractive && refract(direction, facet, e, point.eta, out.refracted);
+    out.refracts = passes && dot(out.refracted, point.geometric_normal) < -kSmallestPassing;
+    out.refracted_share = point.transmittance;
+    out.reflected = direction + 2.0f * e * facet;
+    out.reflects = dot(out.reflected, point.geometric_normal) > 0.0f;
+    out.reflected_share = refractive && !passes ? 1.0f : point.reflectance;
+    return out;
+}
+
+bool keeps_facet(const SurfacePoint& point, FacetSplit& split) {
+    const bool solid = point.refraction_kind == Material::solid;
+    const float whole = solid ? 1.0f : split.reflected_share;
+    const float sent = (split.refracts ? split.refracted_share : 0.0f)
+                       + (split.reflects ? split.reflected_share : 0.0f);
+    if (sent >= whole) return true;
+    if (!(sent > 0.0f) || random_unit() * whole >= sent) return false;
+    split.refracted_share *= whole / sent;
+    split.reflected_share *= whole / sent;
+    return true;
+}
+
+int facets_until_kept(const SurfacePoint& point) {
     constexpr float kSurely = 16.0f; // -ln of the share of facets that is neglected
     const float widest = std::max(point.roughness_u, point.roughness_v);
     // A facet mirrors to the outer side while its slope is below that of half the viewer's height.
@@ -85,10 +112,12 @@ int facets_until_reflection(const SurfacePoint& point) {
     const float slope = cosine / (1.0f + safe_root(1.0f - cosine * cosine));
     const bool flat = point.normal == point.geometric_normal;
     if (flat && slope * slope > kSurely * widest * widest) return 1;
+    const bool solid = point.refraction_kind == Material::solid;
     for (int i = 1; i < kMostFacets; ++i) {
-        const Vec3 h = random_facet(point);
-        const Vec3 mirrored = 2.0f * dot(h, point.outgoing) * h - point.outgoing;
-        if (dot(mirrored, point.geometric_normal) > 0.0f) return i;
+        const Vec3 facet = random_facet(point);
+        const float e = dot(facet, point.outgoing);
+        FacetSplit split = split_light(-point.outgoing, point, facet, e, solid);
+        if (keeps_facet(point, split)) return i;
     }
     return kMostFacets;
 }

@@ -20,15 +20,32 @@ Vec3 sample_ward_half_vector(float u, float v, const SurfacePoint& point);
 // [Walter05].
 float facet_density(const Vec3& outgoing, const Vec3& incoming, const SurfacePoint& point);
 
-// Facets that are tried for one that sends light to its side of the surface.
-constexpr int kMostFacets = 32;
+// Where a smooth facet sends the light of a ray.
+struct FacetSplit {
+    Vec3 refracted, reflected;
+    bool refracts = false, reflects = false; // whether the direction is on its side of the surface
+    float refracted_share = 0.0f;
+    float reflected_share = 0.0f; // 1 after total reflection
+};
+
+// Of light along `direction`, which meets the facet at the cosine e.
+FacetSplit split_light(const Vec3& direction, const SurfacePoint& point, const Vec3& facet, float e,
+                       bool refractive);
 
 // A facet by random numbers.
 Vec3 random_facet(const SurfacePoint& point);
 
-// How many facets it took to find one that mirrors `outgoing` to the outer side: 1 over the share
-// of such facets on average, and exactly 1 where all but 1e-7 of them do.
-int facets_until_reflection(const SurfacePoint& point);
+// The lobe of the exact estimator has the light of all facets that goes to its own side of the
+// surface: a facet of which a share does so is kept with that probability, and then sends all. Facets
+// that are tried for one:
+constexpr int kMostFacets = 32;
+
+// Whether the facet is kept, whose shares then add up to what the whole facet would send.
+bool keeps_facet(const SurfacePoint& point, FacetSplit& split);
+
+// How many facets it took to find one that is kept: 1 over the share of such facets on average, and
+// exactly 1 where all but 1e-7 of them are.
+int facets_until_kept(const SurfacePoint& point);
 
 // Diffuse fibre about the point's tangent [KajiyaKay89, lambertian cylinder], over 4 pi.
 float hair_diffuse(const Vec3& outgoing, const Vec3& incoming, const SurfacePoint& point);
