@@ -36,8 +36,8 @@ FacetSplit split_light(const Vec3& direction, const SurfacePoint& point, const V
 Vec3 random_facet(const SurfacePoint& point);
 
 // The lobe of the exact estimator has the light of all facets that goes to its own side of the
-// surface: a facet of which a share does so is kept with that probability, and then sends all. Facets
-// that are tried for one:
+// surface: a facet of which a share does so is kept with that probability, and then sends all. So
+// many are tried for one:
 constexpr int kMostFacets = 32;
 
 // Whether the facet is kept, whose shares then add up to what the whole facet would send.
