@@ -3,6 +3,7 @@
 #include "denoise/guides.h"
 
 #include "denoise/tiles.h"
+#include "math/at.h"
 
 #include <algorithm>
 #include <cmath>
@@ -105,7 +106,7 @@ std::vector<float> roughness(const DenoiseInput& input) {
                 float sum = 0.0f;
                 for (int i = 0; i < 9; ++i)
                     sum += kMask[i / 3] * kMask[i % 3] * value(x + i % 3 - 1, y + i / 3 - 1, c);
-                result[static_cast<std::size_t>(y * input.width + x)] += sum * sum / kGain;
+                at(result, y * input.width + x) += sum * sum / kGain;
             }
     return BoxMean(result, input.width, input.height, 2);
 }

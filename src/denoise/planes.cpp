@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "denoise/planes.h"
 
+#include "math/at.h"
 #include "math/threads.h"
 
 #include <algorithm>
@@ -75,8 +76,7 @@ std::vector<float> BoxMean(const std::vector<float>& pixels, int width, int heig
                          width, 1, reach);
 #pragma omp for
         for (int x = 0; x < width; ++x)
-            mean_of_line(&across[static_cast<std::size_t>(x)], &result[static_cast<std::size_t>(x)],
-                         height, width, reach);
+            mean_of_line(&at(across, x), &at(result, x), height, width, reach);
     }
     return result;
 }

@@ -6,6 +6,7 @@
 
 #include "integrate/state.h"
 #include "integrate/whole_frames.h"
+#include "math/at.h"
 #include "math/threads.h"
 #include "output/aov.h"
 #include "output/camera.h"
@@ -42,7 +43,7 @@ float mean_of(const Vec3& value) {
 }
 
 float mean_light(const Sums& sums, std::int64_t pixel) {
-    const float n = std::max(sums.frames.floats[static_cast<std::size_t>(pixel)], 1.0f);
+    const float n = std::max(at(sums.frames.floats, pixel), 1.0f);
     return mean_of((read_pixel(sums.even, pixel) + read_pixel(sums.odd, pixel)) / n);
 }
 
@@ -87,7 +88,7 @@ BlockSums sums_of_block(const Sums& sums, const BlockGrid& grid, int block, floa
     BlockSums result;
     BlockNoise& noise = result.noise;
     for_each_pixel(sums.frames, grid, block, [&](std::int64_t pixel) {
-        const float n = sums.frames.floats[static_cast<std::size_t>(pixel)];
+        const float n = at(sums.frames.floats, pixel);
         if (!(n > 0.0f)) return;
         const float light = mean_light(sums, pixel), scale = 1.0f / (std::fabs(light) + dark);
         const Vec3 spread = spread_variance(sums, pixel, n);
@@ -134,11 +135,11 @@ float share_around(const std::vector<BlockSums>& sums, const BlockGrid& grid, in
     double spread = 0.0, halves = 0.0;
     for (int y = std::max(row - 1, 0); y <= std::min(row + 1, grid.rows - 1); ++y)
         for (int x = std::max(column - 1, 0); x <= std::min(column + 1, grid.columns - 1); ++x) {
-            const BlockSums& other = sums[static_cast<std::size_t>(y * grid.columns + x)];
+            const BlockSums& other = at(sums, y * grid.columns + x);
             spread += other.spread;
             halves += other.halves;
         }
-    const float n = sums[static_cast<std::size_t>(block)].noise.frames;
+    const float n = at(sums, block).noise.frames;
     return spread > 0.0 && n >= 2.0f ? share_of(halves / spread, n, round) : 1.0f;
 }
 
@@ -147,7 +148,7 @@ double percentile_of(std::vector<float> errors) {
     const auto place =
         static_cast<std::ptrdiff_t>(kPercentile * static_cast<double>(errors.size() - 1));
     std::nth_element(errors.begin(), errors.begin() + place, errors.end());
-    return static_cast<double>(errors[static_cast<std::size_t>(place)]);
+    return static_cast<double>(at(errors, place));
 }
 
 // What brightness is raised by, from its sum over pixels.
@@ -181,13 +182,13 @@ std::vector<BlockNoise> measure_blocks(const Sums& sums, float dark) {
     std::vector<BlockSums> blocks(static_cast<std::size_t>(count));
 #pragma omp parallel for num_threads(team_size()) schedule(static)
     for (int i = 0; i < count; ++i)
-        blocks[static_cast<std::size_t>(i)] = sums_of_block(sums, grid, i, dark);
+        at(blocks, i) = sums_of_block(sums, grid, i, dark);
     std::vector<BlockNoise> result(blocks.size());
     const auto round =
         static_cast<std::uint32_t>(PlaneSums.ended_of > 0 ? PlaneSums.ended_of : camera_frames());
     for (int i = 0; i < count; ++i) {
-        BlockNoise& noise = result[static_cast<std::size_t>(i)];
-        noise = blocks[static_cast<std::size_t>(i)].noise;
+        BlockNoise& noise = at(result, i);
+        noise = at(blocks, i).noise;
         noise.share = share_around(blocks, grid, i, round);
         noise.variance *= noise.share;
         noise.seen *= noise.share;
@@ -230,7 +231,7 @@ Noise MeasureNoise() {
         if (!(blocks[i].pixels > 0.0f)) continue;
         errors.push_back(blocks[i].error);
         for_each_pixel(sums.frames, grid, static_cast<int>(i), [&](std::int64_t pixel) {
-            const float n = sums.frames.floats[static_cast<std::size_t>(pixel)];
+            const float n = at(sums.frames.floats, pixel);
             if (!(n > 0.0f)) return;
             const float variance = blocks[i].share * mean_of(spread_variance(sums, pixel, n));
             noise.mean += static_cast<double>(std::sqrt(variance)
@@ -313,7 +314,7 @@ void ShowNoise(Image& image) {
     const BlockGrid grid = grid_over(sums.frames.width, sums.frames.height);
     for (std::size_t i = 0; i < blocks.size(); ++i)
         for_each_pixel(sums.frames, grid, static_cast<int>(i), [&](std::int64_t pixel) {
-            const float n = sums.frames.floats[static_cast<std::size_t>(pixel)];
+            const float n = at(sums.frames.floats, pixel);
             const Vec3 variance = blocks[i].share * spread_variance(sums, pixel, n);
             const float scale = 1.0f / (std::fabs(mean_light(sums, pixel)) + dark);
             write_pixel(

@@ -4,6 +4,7 @@
 #include "integrate/photon_tree.h"
 
 #include "integrate/packed_direction.h"
+#include "math/at.h"
 #include "math/axis.h"
 #include "math/stop.h"
 #include "math/threads.h"
@@ -43,7 +44,7 @@ PhotonNode leaf(Range range) {
 Aabb bounds_of(const Construction& work, Range range) {
     Aabb box;
     for (std::int32_t i = range.first; i < range.first + range.count; ++i)
-        merge(box, work.photons[static_cast<std::size_t>(i)].position);
+        merge(box, at(work.photons, i).position);
     return box;
 }
 
@@ -54,10 +55,10 @@ std::array<std::int32_t, kPlanes + 1> count_intervals(const Construction& work, 
     const float low = component(box.min, axis);
     const float scale = static_cast<float>(kPlanes + 1) / (component(box.max, axis) - low);
     for (std::int32_t i = range.first; i < range.first + range.count; ++i) {
-        const Vec3& position = work.photons[static_cast<std::size_t>(i)].position;
-        const float at = (component(position, axis) - low) * scale;
+        const Vec3& position = at(work.photons, i).position;
+        const float interval = (component(position, axis) - low) * scale;
         // Of positions too far apart to subtract nothing is known: they count as the first.
-        const float limited = std::min(std::max(0.0f, at), static_cast<float>(kPlanes));
+        const float limited = std::min(std::max(0.0f, interval), static_cast<float>(kPlanes));
         ++counts[static_cast<std::size_t>(limited)];
     }
     return counts;
@@ -70,7 +71,7 @@ float best_plane(const Construction& work, Range range, const Aabb& box, int axi
     float best = low + 0.5f * length, best_cost = kFar;
     std::int32_t below = 0;
     for (int k = 1; k <= kPlanes; ++k) {
-        below += counts[static_cast<std::size_t>(k - 1)];
+        below += at(counts, k - 1);
         const float plane = low + length * static_cast<float>(k) / static_cast<float>(kPlanes + 1);
         Aabb lower = box, upper = box;
         set_component(lower.max, axis, plane);
@@ -126,7 +127,7 @@ void grow_both(Construction& work, std::int32_t child, Range lower, Range upper,
 }
 
 void grow(Construction& work, std::int32_t node, Range range, int level) {
-    PhotonNode& record = work.nodes[static_cast<std::size_t>(node)];
+    PhotonNode& record = at(work.nodes, node);
     record = leaf(range);
     if (range.count <= kLargestLeaf || level >= kDeepestLevel || stop_requested()) return;
     const Aabb box = bounds_of(work, range);
@@ -151,18 +152,18 @@ int index_of_farthest(const NearestPhotons& found) {
 
 void keep(NearestPhotons& found, std::int32_t photon, float distance_squared) {
     const int place = found.count < kNearest ? found.count++ : found.farthest;
-    found.distance_squared[static_cast<std::size_t>(place)] = distance_squared;
-    found.photon[static_cast<std::size_t>(place)] = photon;
+    at(found.distance_squared, place) = distance_squared;
+    at(found.photon, place) = photon;
     if (found.count < kNearest) return;
     found.farthest = index_of_farthest(found);
-    found.limit = found.distance_squared[static_cast<std::size_t>(found.farthest)];
+    found.limit = at(found.distance_squared, found.farthest);
 }
 
 void search_leaf(const PhotonNode& leaf, const std::vector<CausticPhoton>& photons,
                  const Vec3& position, const Vec3& normal, NearestPhotons& found) {
     const std::int32_t end = leaf.first + static_cast<std::int32_t>(leaf.count);
     for (std::int32_t i = leaf.first; i < end; ++i) {
-        const CausticPhoton& photon = photons[static_cast<std::size_t>(i)];
+        const CausticPhoton& photon = at(photons, i);
         const Vec3 offset = photon.position - position;
         const float distance_squared = dot(offset, offset);
         if (!(distance_squared < found.limit)) continue;
@@ -200,7 +201,7 @@ void find_nearest(const PhotonTree& tree, const std::vector<CausticPhoton>& phot
     std::size_t waiting = 0;
     std::int32_t node = 0;
     while (true) {
-        const PhotonNode& record = tree.nodes[static_cast<std::size_t>(node)];
+        const PhotonNode& record = at(tree.nodes, node);
         if (record.count == 0) {
             const float d = component(position, static_cast<int>(record.axis)) - record.plane;
             const bool upper = d > 0.0f;

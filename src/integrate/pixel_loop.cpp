@@ -12,6 +12,7 @@
 #include "integrate/run_context.h"
 #include "integrate/shared_bounces.h"
 #include "integrate/whole_frames.h"
+#include "math/at.h"
 #include "math/clock.h"
 #include "math/hash.h"
 #include "math/random.h"
@@ -249,7 +250,7 @@ void render_blocks(Camera& camera, const PixelRegion& region, std::uint32_t fram
         keep_row(y);
     in_parallel(static_cast<int>(turns.size()), [&](int i) {
         const PixelRegion block = block_of(camera, i);
-        if (pixel_count(block) > 0) render_block(camera, block, turns[static_cast<std::size_t>(i)]);
+        if (pixel_count(block) > 0) render_block(camera, block, at(turns, i));
     });
 }
 

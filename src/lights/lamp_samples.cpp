@@ -6,6 +6,7 @@
 #include "lights/lamp_tree.h"
 #include "lights/lamps.h"
 #include "lights/state.h"
+#include "math/at.h"
 #include "run/types.h"
 
 namespace mh {
@@ -26,7 +27,7 @@ float lamp_sample_density(const Ray& ray, const SurfacePoint& point) {
                          kMargin * point.rounding};
     const LampChoice choice = find_lamp(set, from, hit);
     if (choice.lamp < 0) return 0.0f;
-    const Lamp& lamp = set.lamps[static_cast<std::size_t>(choice.lamp)];
+    const Lamp& lamp = at(set.lamps, choice.lamp);
     return choice.probability * lamp_density(lamp, from, ray.direction, ray.distance);
 }
 
@@ -52,7 +53,7 @@ void add_lamp_sample(const LightShot& shot, LightSplit& sum) {
     const float u = is_choice(set) ? light_pair(shot, Draw::lamp).x : 0.0f;
     const LampChoice choice = choose_lamp(set, from, u);
     if (choice.lamp < 0) return;
-    const Lamp& lamp = set.lamps[static_cast<std::size_t>(choice.lamp)];
+    const Lamp& lamp = at(set.lamps, choice.lamp);
     const LampPoint x = sample_lamp(lamp, from, light_pair(shot, Draw::lamp_place));
     const float density = choice.probability * x.density;
     if (!(density > 0.0f)) return;

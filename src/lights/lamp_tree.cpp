@@ -3,6 +3,7 @@
 #include "lights/lamp_tree.h"
 
 #include "lights/lamp_shape.h"
+#include "math/at.h"
 #include "math/axis.h"
 #include "math/constants.h"
 #include "math/roots.h"
@@ -46,15 +47,14 @@ LampNode bounds_of(const LampSet& set, Indices indices) {
     LampNode node;
     Vec3 sum;
     for (const std::int32_t i : indices) {
-        const Lamp& lamp = set.lamps[static_cast<std::size_t>(i)];
+        const Lamp& lamp = at(set.lamps, i);
         merge(node.box, box_of(lamp));
         node.power += power_of(lamp);
         sum += power_of(lamp) * lamp.normal;
     }
     node.axis = unit_direction(sum);
     for (const std::int32_t i : indices)
-        node.cos_spread = std::min(node.cos_spread,
-                                   dot(node.axis, set.lamps[static_cast<std::size_t>(i)].normal));
+        node.cos_spread = std::min(node.cos_spread, dot(node.axis, at(set.lamps, i).normal));
     if (node.cos_spread <= 0.0f) node.cos_spread = -1.0f;
     node.sin_spread = sine_of(node.cos_spread);
     node.center = center(node.box);
@@ -99,9 +99,9 @@ void try_axis(const LampSet& set, Indices indices, const Aabb& centers, int axis
     if (!(component(centers.max, axis) > component(centers.min, axis))) return;
     std::array<Bin, kBins> bins;
     for (const std::int32_t i : indices) {
-        const Lamp& lamp = set.lamps[static_cast<std::size_t>(i)];
+        const Lamp& lamp = at(set.lamps, i);
         const Bin one = {box_of(lamp), power_of(lamp) * lamp.normal, power_of(lamp)};
-        add(bins[static_cast<std::size_t>(bin_of(lamp, centers, axis))], one);
+        add(at(bins, bin_of(lamp, centers, axis)), one);
     }
     std::array<float, kBins> above = {}; // cost of the bins from here on
     Bin upper;
@@ -121,13 +121,13 @@ void try_axis(const LampSet& set, Indices indices, const Aabb& centers, int axis
 std::size_t split(const LampSet& set, Indices indices, int level) {
     Aabb centers;
     for (const std::int32_t i : indices)
-        merge(centers, middle_of(set.lamps[static_cast<std::size_t>(i)]));
+        merge(centers, middle_of(at(set.lamps, i)));
     Split best;
     for (int axis = 0; axis < 3 && level < kDeepest / 2; ++axis)
         try_axis(set, indices, centers, axis, best);
     if (best.axis < 0) return indices.size() / 2;
     const auto middle = std::partition(indices.begin(), indices.end(), [&](std::int32_t i) {
-        return bin_of(set.lamps[static_cast<std::size_t>(i)], centers, best.axis) <= best.bin;
+        return bin_of(at(set.lamps, i), centers, best.axis) <= best.bin;
     });
     const auto count = static_cast<std::size_t>(middle - indices.begin());
     return count == 0 || count == indices.size() ? indices.size() / 2 : count;
@@ -171,8 +171,7 @@ float importance(const LampNode& node, const Vec3& from) {
 // Share of the first child of an inner node; below 0 when neither shines.
 float first_share(const LampSet& set, std::size_t node, const Vec3& from) {
     const float first = importance(set.tree[node + 1], from);
-    const float second =
-        importance(set.tree[static_cast<std::size_t>(set.tree[node].second)], from);
+    const float second = importance(at(set.tree, set.tree[node].second), from);
     return first + second > 0.0f ? first / (first + second) : -1.0f;
 }
 
@@ -201,7 +200,7 @@ LampChoice find_below(const LampSet& set, std::size_t node, const Vec3& from, co
     const LampNode& record = set.tree[node];
     if (!(probability > 0.0f) || !is_near(record, hit)) return {};
     if (record.second < 0) {
-        const bool found = is_lamp(set.lamps[static_cast<std::size_t>(record.lamp)], hit);
+        const bool found = is_lamp(at(set.lamps, record.lamp), hit);
         return found ? LampChoice{record.lamp, probability} : LampChoice{};
     }
     const float share = first_share(set, node, from);

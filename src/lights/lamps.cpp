@@ -8,6 +8,7 @@
 #include "lights/lamp_shape.h"
 #include "lights/lamp_tree.h"
 #include "lights/state.h"
+#include "math/at.h"
 #include "math/axis.h"
 #include "math/roots.h"
 #include "run/types.h"
@@ -51,7 +52,7 @@ void for_each_layer(const Lamp& lamp, const SurfacePoint& lookup, const Act& act
     const Shader& shader = Shaders[lamp.shader];
     const LayerList& list = layers_of_side(shader, lamp.front);
     const auto layer_at = [&](int i) -> const SurfaceLayer& {
-        return shader.layers[list.index[static_cast<std::size_t>(i)]];
+        return shader.layers[at(list.index, i)];
     };
     if (list.count == 1) return act(layer_at(0), 1.0f);
     float total = 0.0f;
@@ -230,7 +231,7 @@ bool sample_lamp_power(float u, const Vec2& ab, EmitterPoint& point) {
     const std::int32_t index = pick(set.by_power, u);
     point = {};
     if (index < 0) return false;
-    const Lamp& lamp = set.lamps[static_cast<std::size_t>(index)];
+    const Lamp& lamp = at(set.lamps, index);
     const Vec2 place = on_face(lamp, ab);
     point.position = lamp.corner + place.x * lamp.edge_u + place.y * lamp.edge_v;
     point.normal = lamp.normal;

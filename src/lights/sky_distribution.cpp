@@ -5,6 +5,7 @@
 #include "lights/sky_light.h"
 #include "lights/sky_map.h"
 #include "lights/state.h"
+#include "math/at.h"
 #include "math/threads.h"
 #include "shading/images.h"
 
@@ -24,7 +25,7 @@ using Edges = std::array<float, kSkyFaceSize + 1>;
 const Edges kEdges = [] {
     Edges edges;
     for (int line = 0; line <= kSkyFaceSize; ++line)
-        edges[static_cast<std::size_t>(line)] = sky_edge(line);
+        at(edges, line) = sky_edge(line);
     return edges;
 }();
 
@@ -125,7 +126,7 @@ void mark_around(int x, int y, Marks& marked) {
             const Vec3 direction =
                 image_direction(static_cast<float>(x) + 0.5f + 0.5f * static_cast<float>(i),
                                 static_cast<float>(y) + 0.5f + 0.5f * static_cast<float>(j));
-            std::uint8_t& mark = marked[static_cast<std::size_t>(sky_texel(direction))];
+            std::uint8_t& mark = at(marked, sky_texel(direction));
             std::atomic_ref(mark).store(1, std::memory_order_relaxed);
         }
 }
@@ -193,9 +194,8 @@ void refine_texels(const Marks& marked) {
     const auto steps = static_cast<std::size_t>(std::clamp(per_texel, kFewest, kMost));
 #pragma omp parallel for schedule(dynamic, kSkyFaceSize) num_threads(team_size())
     for (std::int32_t texel = 0; texel < kSkyTexels; ++texel)
-        if (marked[static_cast<std::size_t>(texel)] != 0)
-            SkyLight.distribution.texels[static_cast<std::size_t>(texel)].radiance =
-                filtered(square_of(texel), steps);
+        if (at(marked, texel) != 0)
+            at(SkyLight.distribution.texels, texel).radiance = filtered(square_of(texel), steps);
 }
 
 void weigh_row(int row, const std::vector<double>& angles, double total) {
@@ -205,9 +205,9 @@ void weigh_row(int row, const std::vector<double>& angles, double total) {
     for (int column = 0; column < kSkyFaceSize; ++column) {
         const std::int32_t texel = row * kSkyFaceSize + column;
         const double energy = energy_of(static_cast<std::size_t>(texel), angles);
-        sky.texels[static_cast<std::size_t>(texel)].density =
+        at(sky.texels, texel).density =
             static_cast<float>(energy / total) / cube_area(square_of(texel));
-        running[static_cast<std::size_t>(column)] = sum += energy;
+        at(running, column) = sum += energy;
     }
     set_weight(sky.rows, row, static_cast<float>(sum));
     for (std::size_t column = 0; column < running.size(); ++column)

@@ -5,6 +5,7 @@
 
 #include "lights/sky_light.h"
 #include "lights/state.h"
+#include "math/at.h"
 #include "math/roots.h"
 #include "math/threads.h"
 
@@ -95,8 +96,7 @@ void build_row(int face, int row) {
         const std::size_t texel = static_cast<std::size_t>(face) * kFaceTexels + cell;
         const Vec3& sum = texels.sum[column];
         SkyLight.sky_samples[texel].radiance = texels.corner[column];
-        SkyLight.faces[static_cast<std::size_t>(face)][cell] =
-            encode_rgbe(sum / float{kSubsamples * kSubsamples});
+        at(SkyLight.faces, face)[cell] = encode_rgbe(sum / float{kSubsamples * kSubsamples});
         set_weight(SkyLight.sky_table, static_cast<std::int32_t>(texel), max_channel(sum));
     }
 }
@@ -113,8 +113,7 @@ void BuildSkyMap() {
         build_row(row / kSkyFaceSize, row % kSkyFaceSize);
     FinishSampler(SkyLight.sky_table);
     for (std::int32_t texel = 0; texel < SkyLight.sky_table.size; ++texel)
-        SkyLight.sky_samples[static_cast<std::size_t>(texel)].share =
-            probability(SkyLight.sky_table, texel);
+        at(SkyLight.sky_samples, texel).share = probability(SkyLight.sky_table, texel);
 }
 
 float sky_edge(int line) {
@@ -122,18 +121,18 @@ float sky_edge(int line) {
 }
 
 Vec3 sky_cube_direction(int face, float a, float b) {
-    return cube_direction(kFaceAxes[static_cast<std::size_t>(face)], a, b);
+    return cube_direction(at(kFaceAxes, face), a, b);
 }
 
 void place_sky_line(int face, const SkyLine& as, float b, SkyPlaces& places) {
-    const FaceAxes& axes = kFaceAxes[static_cast<std::size_t>(face)];
+    const FaceAxes& axes = at(kFaceAxes, face);
     const Mat3 to_sky = SkyLight.to_sky;
     for (std::size_t i = 0; i < places.size(); ++i)
         places[i] = sky_uv(to_sky * cube_direction(axes, as[i], b));
 }
 
 Vec3 sky_face_direction(int face, float x, float y) {
-    return cube_direction(kFaceAxes[static_cast<std::size_t>(face)], warp(1.0f - x / kHalfFace),
+    return cube_direction(at(kFaceAxes, face), warp(1.0f - x / kHalfFace),
                           warp(1.0f - y / kHalfFace));
 }
 
@@ -148,13 +147,13 @@ std::int32_t sky_texel(const Vec3& direction) {
 Vec3 sky_texel_direction(std::int32_t texel) {
     const int face = texel / kFaceTexels, cell = texel % kFaceTexels;
     const auto edge = [](int i) { return kEdge[kSubsamples * static_cast<std::size_t>(i)]; };
-    return cube_direction(kFaceAxes[static_cast<std::size_t>(face)], edge(cell % kSkyFaceSize),
+    return cube_direction(at(kFaceAxes, face), edge(cell % kSkyFaceSize),
                           edge(cell / kSkyFaceSize));
 }
 
 Vec3 sky_map_radiance(std::int32_t texel) {
-    const std::vector<Rgbe>& texels = SkyLight.faces[static_cast<std::size_t>(texel / kFaceTexels)];
-    return decode_rgbe(texels[static_cast<std::size_t>(texel % kFaceTexels)]);
+    const std::vector<Rgbe>& texels = at(SkyLight.faces, texel / kFaceTexels);
+    return decode_rgbe(at(texels, texel % kFaceTexels));
 }
 
 } // namespace mh

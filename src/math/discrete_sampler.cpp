@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "math/discrete_sampler.h"
 
+#include "math/at.h"
 #include "math/threads.h"
 
 #include <algorithm>
@@ -23,7 +24,7 @@ void fill_guide(DiscreteSampler& table, std::int32_t first, std::int32_t end) {
         while (above != table.cdf.end() && !(*above > share(k)))
             ++above;
         const auto index = static_cast<std::int32_t>(above - table.cdf.begin());
-        table.guide[static_cast<std::size_t>(k)] = std::min(index, table.size - 1);
+        at(table.guide, k) = std::min(index, table.size - 1);
     }
 }
 
@@ -48,7 +49,7 @@ std::int32_t find_entry(const DiscreteSampler& table, std::int32_t k, float u) {
 
 // Entries without weight stand where sums do not rise: only u at a sum of 1 finds one.
 std::int32_t last_weighted(const DiscreteSampler& table, std::int32_t index) {
-    while (index > 0 && !(table.weights[static_cast<std::size_t>(index)] > 0.0f))
+    while (index > 0 && !(at(table.weights, index) > 0.0f))
         --index;
     return index;
 }
@@ -65,8 +66,7 @@ void CreateSampler(DiscreteSampler& table, std::int32_t size) {
 }
 
 void set_weight(DiscreteSampler& table, std::int32_t index, float weight) {
-    table.weights[static_cast<std::size_t>(index)] =
-        std::isfinite(weight) && weight > 0.0f ? weight : 0.0f;
+    at(table.weights, index) = std::isfinite(weight) && weight > 0.0f ? weight : 0.0f;
 }
 
 void FinishSampler(DiscreteSampler& table) {
@@ -99,7 +99,7 @@ std::int32_t pick(const DiscreteSampler& table, float u) {
 
 float probability(const DiscreteSampler& table, std::int32_t index) {
     if (index < 0 || index >= table.size) return 0.0f;
-    return table.weights[static_cast<std::size_t>(index)];
+    return at(table.weights, index);
 }
 
 std::size_t size_bytes(const DiscreteSampler& table) {

@@ -3,6 +3,7 @@
 #include "check/images.h"
 
 #include "lights/state.h"
+#include "math/at.h"
 #include "shading/images.h"
 #include "shading/state.h"
 
@@ -20,8 +21,7 @@ struct Look {
 
 // The record that the render will read from; null for images of meshes, which are read already.
 Image* find_record(const Mention& mention) {
-    if (mention.block == "slot")
-        return &Textures[static_cast<std::size_t>(FindOrAddImage(mention.name))];
+    if (mention.block == "slot") return &at(Textures, FindOrAddImage(mention.name));
     if (mention.key == "image" && SkyLight.image.path == mention.name) return &SkyLight.image;
     if (mention.key == "backdrop" && SkyLight.backdrop.path == mention.name)
         return &SkyLight.backdrop;

@@ -3,6 +3,7 @@
 // SPDX-License-Identifier: MIT
 #include "import/linear.h"
 #include "import/map_scene.h"
+#include "math/at.h"
 #include "math/roots.h"
 
 #include <algorithm>
@@ -23,7 +24,7 @@ struct Stand {
 
 Stand stand_on(const Placed& placed, std::int32_t node) {
     Stand stand;
-    if (node >= 0) stand.matrix = placed.nodes[static_cast<std::size_t>(node)];
+    if (node >= 0) stand.matrix = at(placed.nodes, node);
     stand.turn = upper_left_of(stand.matrix);
     return stand;
 }

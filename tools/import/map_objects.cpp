@@ -3,6 +3,7 @@
 // SPDX-License-Identifier: MIT
 #include "import/linear.h"
 #include "import/map_scene.h"
+#include "math/at.h"
 
 #include <algorithm>
 #include <cmath>
@@ -110,8 +111,7 @@ Placed PlaceNodes(const ImportedScene& scene) {
     Placed placed;
     const Matrix root = root_of(scene);
     for (const ImportedNode& node : scene.nodes) {
-        const Matrix& above =
-            node.parent < 0 ? root : placed.nodes[static_cast<std::size_t>(node.parent)];
+        const Matrix& above = node.parent < 0 ? root : at(placed.nodes, node.parent);
         placed.nodes.push_back(product(above, node.matrix));
     }
     return placed;

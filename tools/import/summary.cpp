@@ -4,6 +4,7 @@
 
 #include "frame/phases.h"
 #include "json_text.h"
+#include "math/at.h"
 #include "math/count_text.h"
 #include "pictures/pixels.h"
 
@@ -110,7 +111,7 @@ std::optional<double> FittingExposure(const std::string& picture) {
     if (!fault.empty() || lit.empty()) return std::nullopt;
     const auto place = static_cast<std::ptrdiff_t>(kShare * static_cast<double>(lit.size() - 1));
     std::nth_element(lit.begin(), lit.begin() + place, lit.end());
-    const double bright = lit[static_cast<std::size_t>(place)];
+    const double bright = at(lit, place);
     if (!std::isfinite(bright) || (bright >= kDark && bright <= kBright)) return 0.0;
     return std::clamp(std::round(std::log2(kWanted / bright)), -30.0, 30.0);
 }

@@ -4,6 +4,7 @@
 
 #include "geometry/mesh_file.h"
 #include "import/linear.h"
+#include "math/at.h"
 #include "math/roots.h"
 #include "output/file_writer.h"
 
@@ -53,7 +54,7 @@ void flip(std::vector<std::array<std::uint32_t, 3>>& triangles) {
 
 const std::vector<Vec2>* uvs_of(const ImportedMesh& mesh, std::int32_t set) {
     if (set < 0 || static_cast<std::size_t>(set) >= mesh.uv_sets.size()) return nullptr;
-    const std::vector<Vec2>& uvs = mesh.uv_sets[static_cast<std::size_t>(set)];
+    const std::vector<Vec2>& uvs = at(mesh.uv_sets, set);
     return uvs.size() == mesh.positions.size() ? &uvs : nullptr;
 }
 

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "pictures/perceived.h"
 
+#include "math/at.h"
 #include "math/constants.h"
 #include "math/srgb.h"
 #include "pictures/planes.h"
@@ -165,8 +166,8 @@ Features features_of(PixelPlane y) {
     Kernel first = smooth, second = smooth;
     for (int k = -radius; k <= radius; ++k) {
         const float x = static_cast<float>(k) / sigma;
-        first[static_cast<std::size_t>(k + radius)] *= -x;
-        second[static_cast<std::size_t>(k + radius)] *= x * x - 1.0f;
+        at(first, k + radius) *= -x;
+        at(second, k + radius) *= x * x - 1.0f;
     }
     first = balanced(std::move(first));
     second = balanced(std::move(second));

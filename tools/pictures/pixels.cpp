@@ -4,6 +4,7 @@
 
 #include "captured_report.h"
 #include "frame/phases.h"
+#include "math/at.h"
 #include "math/input_file.h"
 #include "math/srgb.h"
 #include "output/image_writer.h"
@@ -49,7 +50,7 @@ std::string read_by_library(const std::string& path, Pixels& pixels) {
     for (int y = 0; y < image.height; ++y) {
         const std::int64_t row = top_first ? y : image.height - 1 - y;
         for (int x = 0; x < image.width; ++x)
-            pixels.values[static_cast<std::size_t>(std::int64_t{y} * image.width + x)] =
+            at(pixels.values, std::int64_t{y} * image.width + x) =
                 value_of(image, row * image.width + x);
     }
     return {};

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "pictures/planes.h"
 
+#include "math/at.h"
 #include "math/threads.h"
 
 #include <algorithm>
@@ -26,10 +27,9 @@ PixelPlane filtered(const PixelPlane& plane, const Kernel& kernel, Along along) 
             float sum = 0.0f;
             for (int k = -radius; k <= radius; ++k) {
                 const int there = here + (std::clamp(place + k, 0, length - 1) - place) * step;
-                sum += kernel[static_cast<std::size_t>(k + radius)]
-                       * plane.values[static_cast<std::size_t>(there)];
+                sum += at(kernel, k + radius) * at(plane.values, there);
             }
-            result.values[static_cast<std::size_t>(here)] = sum;
+            at(result.values, here) = sum;
         }
     return result;
 }

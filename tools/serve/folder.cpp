@@ -4,6 +4,7 @@
 
 #include "frame/phases.h"
 #include "json_text.h"
+#include "math/at.h"
 #include "pictures/pixels.h"
 #include "run_control.h"
 #include "serve/live_images.h"
@@ -85,7 +86,7 @@ Pixels shrunk(const Pixels& pixels) {
             for (int i = 0; i < step * step; ++i) {
                 const std::int64_t row = std::int64_t{y} * step + i / step;
                 const std::int64_t pixel = row * pixels.width + std::int64_t{x} * step + i % step;
-                sum += pixels.values[static_cast<std::size_t>(pixel)];
+                sum += at(pixels.values, pixel);
             }
             result.values.push_back(share * sum);
         }
@@ -162,7 +163,7 @@ Reply AnswerFolder(const HttpHead& head) {
     const std::lock_guard guard(folder.lock);
     const auto image = WholeIn(head.value("image"), 0, static_cast<int>(folder.names.size()) - 1);
     if (!image) return NothingThere();
-    return read_picture(folder.names[static_cast<std::size_t>(*image)], is_thumbnail);
+    return read_picture(at(folder.names, *image), is_thumbnail);
 }
 
 } // namespace mh

@@ -3,6 +3,7 @@
 #include "serve/live_answers.h"
 
 #include "json_text.h"
+#include "math/at.h"
 #include "serve/live_images.h"
 #include "serve/live_status.h"
 #include "serve/page_reply.h"
@@ -175,7 +176,7 @@ Image copy_of(int number) {
     Image copy;
     with_images([&](const std::vector<LiveImage>& images, const LiveView&) {
         if (static_cast<std::size_t>(number) >= images.size()) return;
-        const LiveImage& live = images[static_cast<std::size_t>(number)];
+        const LiveImage& live = at(images, number);
         copy = EmptyCopy(live.aov->image);
         copy.floats = ReadLive(live, {0, 0, copy.width, copy.height});
     });
