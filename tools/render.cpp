@@ -229,10 +229,10 @@ std::optional<int> status_after_photons(const Arguments& arguments) {
                          : std::optional(give_up(kWrongUse, arguments.use_photons + ' ' + fault));
 }
 
-// All frames are there already: the pictures are written, with no frame added.
-void write_finished() {
-    Complain("the checkpoint holds " + CountText(Hooks.first_frame, "frame")
-             + " already; a larger --sample adds some");
+// The pictures are written, with no frame added.
+void write_finished(const char* what_adds_some) {
+    Complain("the checkpoint holds " + CountText(Hooks.first_frame, "frame") + " already; "
+             + what_adds_some + " adds some");
     FrameIndex = Hooks.first_frame;
     EndWithFramesDone();
     run.record.images = ImageStatistics();
@@ -241,7 +241,9 @@ void write_finished() {
 
 void render_frames() {
     const std::uint32_t frames = end_of_frames();
-    if (Hooks.first_frame >= frames) return write_finished();
+    if (Hooks.first_frame >= frames) return write_finished("a larger --sample");
+    FollowNoise(Hooks.first_frame);
+    if (target_is_reached()) return write_finished("a smaller --noise");
     StartFrames(Hooks.first_frame - run.piece.first, frames - run.piece.first);
     run.written_s = seconds_running();
     run.written_frames = Hooks.first_frame;

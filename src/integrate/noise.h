@@ -55,7 +55,8 @@ struct NoiseOfPixel {
 // The same percentile of a picture of which this is known.
 double PercentileOfBlocks(const std::vector<NoiseOfPixel>& pixels, int width);
 
-// After each frame of a run with a target: measures, where that is worth it.
+// Of a run with a target, after each frame and before those that resume it: measures, where that is
+// worth it.
 void FollowNoise(std::uint32_t frames);
 
 // Whether the percentile has fallen below RendererSettings.noise.

@@ -67,8 +67,9 @@ class Seeds(ProgramTest):
             self.assertEqual(report["frames"] < 300, True)
             for threads in "238":
                 self.assertEqual(self.pictures(*given, "--threads", threads), first, given)
-            self.stop_after_a_frame(*given, "--checkpoint", "c", frame=18)
-            self.assertEqual(self.pictures(*given, "--resume", "c"), first, given)
+            for end in (18, 400):  # in the middle, and never: a finished run gets no more frames
+                self.stop_after_a_frame(*given, "--checkpoint", "c", frame=end)
+                self.assertEqual(self.pictures(*given, "--resume", "c"), first, given)
             self.assertNotEqual(self.pictures(*(o for o in given if o != "--adaptive")), first)
         piece = self.run_here(*scene, "--partial", "p", status=2).stderr
         self.assertIn("--partial goes without", piece)

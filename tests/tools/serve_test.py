@@ -154,14 +154,14 @@ class Pictures(ProgramTest):
 
     def test_requests_change_the_view_and_stop_the_frames(self):
         write_scene(self.scene, ENDLESS)
-        live = Live(self, "scene", "--threads", 1, "--resolution", "320x200")
+        live = Live(self, "scene", "--threads", 1, "--resolution", "1280x800")
         first = live.wait(lambda status: status["frames"] > 1)
         self.assertIn("position 0 -4 1\n", first["camera"])
         stream = Stream(live)
         self.assertEqual(live.post("/camera?motion=orbit&x=1.5707963&y=0"), 204)
         stream.read_until(lambda s: any(tile[1] > first["generation"] for tile, _ in s.tiles))
         scales = [tile[2] for tile, _ in stream.tiles if tile[1] > first["generation"]]
-        self.assertEqual(scales[0], 2)
+        self.assertGreater(scales[0], 1)
         moved = live.wait(lambda status: status["generation"] > first["generation"])["camera"]
         x, y, z = map(float, moved.split("position ")[1].split("\n")[0].split())
         self.assertAlmostEqual(x, -4, 3)
