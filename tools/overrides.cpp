@@ -102,8 +102,11 @@ std::string ApplyOverrides(const Arguments& arguments, PixelRegion& region_of_sc
     if (!arguments.output_dir.empty()) move_outputs(arguments.output_dir);
     if (std::string fault = SizeFault(camera); !fault.empty()) return fault;
     if (has_pixels(camera)) return {};
-    return std::string(kNoPixel) + " of " + std::to_string(camera.width) + 'x'
-           + std::to_string(camera.height);
+    std::string fault = kNoPixel;
+    return fault.append(" of ")
+        .append(std::to_string(camera.width))
+        .append("x")
+        .append(std::to_string(camera.height));
 }
 
 int usable_processors() {
