@@ -1,6 +1,6 @@
 // Glass on a table, in the default mode: a ball and a block, whose caustics come from the photons
-// of a spot light, and a standing pane. Scene files have no key for glass. Writes glass.hdr; an
-// argument makes it a trial of few pixels and photons.
+// of a spot light, and a standing pane, all by calls. Writes glass.hdr; an argument makes it a
+// trial of few pixels and photons.
 // SPDX-License-Identifier: MIT
 #include <array>
 #include <cmath>
