@@ -218,15 +218,22 @@ void read_block(Reading& reading, const Block& block, void* record) {
     notify(reading, ReadEvent::block_cut, block, record);
 }
 
-template<auto& record>
-void read_into(Reading& reading, const Block& block) {
-    read_block(reading, block, &record);
+void read_settings(Reading& reading, const Block& block) {
+    read_block(reading, block, &RendererSettings);
 }
 
-template<auto& table, int (*add)()>
-void read_added(Reading& reading, const Block& block) {
-    const int index = add();
-    read_block(reading, block, &at(table, index));
+void read_geometry_light(Reading& reading, const Block& block) {
+    read_block(reading, block, &GeometryLight);
+}
+
+void read_point_light(Reading& reading, const Block& block) {
+    const int light = AddPointLight();
+    read_block(reading, block, &at(PointLights, light));
+}
+
+void read_parallel_light(Reading& reading, const Block& block) {
+    const int light = AddParallelLight();
+    read_block(reading, block, &at(ParallelLights, light));
 }
 
 void read_sky_light(Reading& reading, const Block& block) {
@@ -265,12 +272,12 @@ struct Keyword {
 };
 
 constexpr Keyword kKeywords[] = {
-    {"render", kRenderBlock, read_into<RendererSettings>},
+    {"render", kRenderBlock, read_settings},
     {"sky_light", kSkyLightBlock, read_sky_light},
-    {"geometry_light", kGeometryLightBlock, read_into<GeometryLight>},
+    {"geometry_light", kGeometryLightBlock, read_geometry_light},
     {"camera", kCameraBlock, read_camera},
-    {"point_light", kPointLightBlock, read_added<PointLights, AddPointLight>},
-    {"parallel_light", kParallelLightBlock, read_added<ParallelLights, AddParallelLight>},
+    {"point_light", kPointLightBlock, read_point_light},
+    {"parallel_light", kParallelLightBlock, read_parallel_light},
     {"object", kObjectBlock, read_object},
     {"shader", kShaderBlock, read_shader},
 };
