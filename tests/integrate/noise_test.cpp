@@ -49,7 +49,7 @@ TEST(FeaturePlanes, FollowMirrorsToWhatTheyShow) {
     add_floor(9.0f, 3.0f, red, false);
     RendererSettings.ray_depth = 4;
     const FeaturePlanes planes = planes_of_pixel(3);
-    for (const int half : {0, 1}) {
+    for (const std::size_t half : {0u, 1u}) {
         expect_near(of_pixel(planes.albedo.half[half]), {0.125f, 0.0625f, 0.0f}, 1e-3f);
         expect_near(of_pixel(planes.normal.half[half]), {0.0f, 0.0f, -1.0f}, 1e-3f);
         EXPECT_NEAR(planes.depth.half[half][0], 4.0f, 1e-3f);
@@ -73,7 +73,7 @@ TEST(FeaturePlanes, TellDirectLightFromBounces) {
         set_white_sky(0, 4);
         const FeaturePlanes planes = planes_of_pixel(4);
         const float seen = mirrored ? 0.25f : 1.0f;
-        for (const int half : {0, 1}) {
+        for (const std::size_t half : {0u, 1u}) {
             expect_near(of_pixel(planes.direct.half[half]), splat(seen * 1.2f), 1e-3f);
             EXPECT_GT(planes.beauty.half[half][0], seen * 1.4f) << mirrored;
         }
