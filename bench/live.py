@@ -4,21 +4,17 @@ usage: live.py PROGRAM SCENE [OPTION...]
 
 The first picture of a program that starts is waited for in Chromium, and the first after moves of the camera.
 SPDX-License-Identifier: MIT"""
-import os
 import shutil
 import statistics
 import sys
-import tempfile
 import time
 
 from selenium import webdriver
 
-PROGRAM, SCENE = map(os.path.abspath, sys.argv[1:3])
+from live_side import SCENE, Folder, Live
+
 OPTIONS = ("--seed", "1", *sys.argv[3:])
 STARTS, MOVES = 5, 20
-os.environ.update(MOONHARE=PROGRAM, MOONHARE_EXAMPLES=os.path.dirname(SCENE))
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "tests", "tools"))
-from live import Live  # noqa: E402
 
 # The page measures by itself: from the request to the first tile of another view.
 MOVE = """const done = arguments[0], start = performance.now(), take = takeTile;
@@ -30,16 +26,6 @@ takeTile = content => {
   done(performance.now() - start);
 };
 moveCamera('orbit', 0.1, 0);"""
-
-
-class Folder:
-    """What a test gives to Live."""
-
-    def __init__(self):
-        self.folder = tempfile.mkdtemp()
-
-    def addCleanup(self, _):
-        pass
 
 
 def wait_for(page, condition):

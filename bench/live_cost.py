@@ -16,29 +16,12 @@ import tempfile
 import threading
 import time
 
-PROGRAM, SCENE = map(os.path.abspath, sys.argv[1:3])
+from live_side import PROGRAM, SCENE, Folder, Live, Stream
+from time_left import processor_time
+
 ROUNDS = int(sys.argv[3]) if len(sys.argv) > 3 else 5
-os.environ.update(MOONHARE=PROGRAM, MOONHARE_EXAMPLES=os.path.dirname(SCENE))
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "tests", "tools"))
-from live import Live, Stream  # noqa: E402
 
 OPTIONS = ("--seed", "1", "--mode", "path", "--sample", "48", "--beauty", "beauty.pfm")
-
-
-class Folder:
-    """What a test gives to Live."""
-
-    def __init__(self):
-        self.folder = tempfile.mkdtemp()
-
-    def addCleanup(self, _):
-        pass
-
-
-def cpu_seconds_of(pid):
-    with open(f"/proc/{pid}/stat") as file:
-        fields = file.read().rsplit(")", 1)[1].split()
-    return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
 
 
 def run_alone():
@@ -64,7 +47,7 @@ def run_live(has_page):
         threading.Thread(target=watch, args=(live,), daemon=True).start()
     while not os.path.exists(os.path.join(folder.folder, "beauty.pfm")):
         time.sleep(0.02)
-    seconds = cpu_seconds_of(live.process.pid)
+    seconds = processor_time(live.process.pid)
     live.process.kill()
     live.process.wait()
     shutil.rmtree(folder.folder)
