@@ -15,7 +15,6 @@
 #include "run/state.h"
 #include "shading/evaluate.h"
 #include "shading/fresnel.h"
-#include "shading/shaders.h"
 #include "shading/state.h"
 
 #include <algorithm>
@@ -31,7 +30,7 @@ namespace {
 constexpr float kSmoothRoughness = 1e-6f; // of layers without roughness; added to that of others
 
 // Of hits on a shader that was never finished.
-const SurfaceLayer kNoLayer = default_surface_layer();
+const CompiledLayer kNoLayer;
 
 Vec3 face_normal(const Part& part, const std::array<std::uint32_t, 3>& v) {
     const std::vector<Vec3>& p = part.positions;
@@ -129,9 +128,10 @@ void choose_layer(const Ray& ray, const Shader& shader, bool front, SurfacePoint
     if (list.count == 0)
         point.layer = &kNoLayer;
     else if (list.count == 1)
-        point.layer = &shader.layers[list.index[0]];
+        point.layer = &shader.compiled_layers[list.index[0]];
     else
-        point.layer = &at(shader.layers, pick_layer(shader, point, front, layer_draw(ray)));
+        point.layer =
+            &at(shader.compiled_layers, pick_layer(shader, point, front, layer_draw(ray)));
 }
 
 // Bound on the error of origin + distance * direction, and of the intersection that gave the
@@ -177,8 +177,8 @@ void leave_instances(const Ray& ray, SurfacePoint& point) {
     tangent_frame(point.normal, point.tangent, point.bitangent);
 }
 
-void rotate_frame(const SurfaceLayer& layer, SurfacePoint& point) {
-    const float turns = mean(evaluate_element(element_of(layer, Element::angle), point));
+void rotate_frame(const CompiledLayer& layer, SurfacePoint& point) {
+    const float turns = evaluate_level(layer, Element::angle, point);
     if (turns == 0.0f) return;
     const float angle = turns * kTwoPi;
     const float s = std::sin(angle), c = std::cos(angle);
@@ -188,7 +188,7 @@ void rotate_frame(const SurfaceLayer& layer, SurfacePoint& point) {
 }
 
 // A texel of zero length says nothing about the normal.
-void bend_normal(const SurfaceLayer& layer, SurfacePoint& point) {
+void bend_normal(const CompiledLayer& layer, SurfacePoint& point) {
     const Vec3 local = evaluate_normal_element(element_of(layer, Element::normal), point);
     const Vec3 n = normalize(from_frame(local, point.tangent, point.bitangent, point.normal));
     if (!(dot(n, n) > 0.0f)) return;
@@ -209,23 +209,23 @@ void keep_reflection_above(SurfacePoint& point) {
     point.cos_outgoing = dot(point.outgoing, point.normal);
 }
 
-void set_roughness(const SurfaceLayer& layer, SurfacePoint& point) {
+void set_roughness(const CompiledLayer& layer, SurfacePoint& point) {
     constexpr float kNarrowest = 1e-4f; // of 1 - anisotropy: at 0 the wide axis has no bound
     if (!layer.has_roughness) return;
-    const float r = mean(evaluate_element(element_of(layer, Element::roughness), point));
+    const float r = evaluate_level(layer, Element::roughness, point);
     point.roughness_u = point.roughness_v = std::max(0.0f, r) + kSmoothRoughness;
     if (!layer.has_anisotropy) return;
-    const float anisotropy = mean(evaluate_element(element_of(layer, Element::anisotropy), point));
+    const float anisotropy = evaluate_level(layer, Element::anisotropy, point);
     const float a = std::max(kNarrowest, 1.0f - anisotropy);
     point.roughness_u *= a;
     point.roughness_v /= a;
 }
 
-void set_fresnel(const SurfaceLayer& layer, const Ray& ray, SurfacePoint& point) {
+void set_fresnel(const CompiledLayer& layer, const Ray& ray, SurfacePoint& point) {
     constexpr float kLargestIndex = 1e18f; // reflects all light
     point.refraction_kind = layer.material;
     if (!layer.has_fresnel) return;
-    const float index = mean(evaluate_element(element_of(layer, Element::ior), point));
+    const float index = evaluate_level(layer, Element::ior, point);
     const float ior = std::min(std::max(0.0f, index), kLargestIndex);
     point.eta = ray.front_side ? 1.0f / ior : ior;
     if (layer.material == Material::thin) point.eta = 1.0f;
@@ -238,7 +238,7 @@ void set_fresnel(const SurfaceLayer& layer, const Ray& ray, SurfacePoint& point)
 }
 
 void finish_surface_point(const Ray& ray, SurfacePoint& point) {
-    const SurfaceLayer& layer = *point.layer;
+    const CompiledLayer& layer = *point.layer;
     leave_instances(ray, point);
     if (layer.has_angle) rotate_frame(layer, point);
     if (layer.has_normal_map) bend_normal(layer, point);
@@ -355,8 +355,8 @@ int pick_layer(const Shader& shader, const SurfacePoint& point, bool front, floa
     float total = 0.0f;
     for (int i = 0; i <= last; ++i) {
         const auto slot = static_cast<std::size_t>(i);
-        const SurfaceLayer& layer = shader.layers[list.index[slot]];
-        total += mean(evaluate_element(element_of(layer, Element::weight), point));
+        const CompiledLayer& layer = shader.compiled_layers[list.index[slot]];
+        total += evaluate_level(layer, Element::weight, point);
         sums[slot] = total;
     }
     const auto begin = sums.begin();
@@ -366,38 +366,36 @@ int pick_layer(const Shader& shader, const SurfacePoint& point, bool front, floa
 
 namespace {
 
-// The colour of a slot and whether it counts. A slot whose flag is down is not even looked at
-// unless textures may lift it.
-bool evaluate_slot(Element element, bool counts, const SurfacePoint& point, Vec3& color) {
-    color = {};
-    return counts && evaluate_layer(element_of(*point.layer, element), point, color);
+// The colour of a slot and whether it counts: by its flag, unless textures may lift it.
+bool evaluate_slot(Element element, bool present, const SurfacePoint& point, Vec3& color) {
+    const CompiledLayer& layer = *point.layer;
+    if (layer.has_image) return evaluate_layer(layer, element, point, color);
+    color = present ? layer.colors[static_cast<std::size_t>(element)] : Vec3{};
+    return present;
 }
 
 } // namespace
 
 void evaluate_layers(const Ray& ray, SurfacePoint& point) {
-    const SurfaceLayer& layer = *point.layer;
-    const bool hair = ray.hit_kind == HitKind::hair, textured = layer.has_image;
+    const CompiledLayer& layer = *point.layer;
+    const bool hair = ray.hit_kind == HitKind::hair;
     point.lambertian_active = point.transmissive_active = point.diffusion_active = false;
     point.specular_active = false;
     if (!point.use_density) {
-        point.lambertian_active =
-            evaluate_slot(Element::lambertian, layer.lambertian_present || textured, point,
-                          point.lambertian_color);
+        point.lambertian_active = evaluate_slot(Element::lambertian, layer.lambertian_present,
+                                                point, point.lambertian_color);
         if (!hair) {
-            point.transmissive_active =
-                evaluate_slot(Element::transmissive, layer.transmissive_present || textured, point,
-                              point.transmissive_color);
-            point.diffusion_active =
-                evaluate_slot(Element::diffusion, layer.diffusion_present || textured, point,
-                              point.diffusion_color);
+            point.transmissive_active = evaluate_slot(
+                Element::transmissive, layer.transmissive_present, point, point.transmissive_color);
+            point.diffusion_active = evaluate_slot(Element::diffusion, layer.diffusion_present,
+                                                   point, point.diffusion_color);
         }
     }
     point.glossy_active =
-        evaluate_slot(Element::glossy, layer.glossy_present || textured, point, point.glossy_color);
+        evaluate_slot(Element::glossy, layer.glossy_present, point, point.glossy_color);
     if (!hair)
-        point.specular_active = evaluate_slot(Element::specular, layer.specular_present || textured,
-                                              point, point.specular_color);
+        point.specular_active =
+            evaluate_slot(Element::specular, layer.specular_present, point, point.specular_color);
 }
 
 } // namespace mh

@@ -102,8 +102,9 @@ void shade(const Emitter& emitter, const HitVertices<N>& at, EmitterPoint& point
     if (!uvs(*emitter.part).empty()) lookup.uv = interpolate(at, uvs(*emitter.part));
     const LayerList& list = point.front ? shader.face_layers : shader.back_layers;
     for (std::int32_t i = 0; i < list.count; ++i) {
-        const SurfaceLayer& layer = shader.layers[list.index[static_cast<std::size_t>(i)]];
-        point.emission += evaluate_element(element_of(layer, Element::emissive), lookup);
+        const CompiledLayer& layer =
+            shader.compiled_layers[list.index[static_cast<std::size_t>(i)]];
+        point.emission += evaluate_color(layer, Element::emissive, lookup);
     }
     point.virtual_light = (point.front ? shader.face : shader.back).virtual_light;
 }

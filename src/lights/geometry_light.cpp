@@ -156,19 +156,17 @@ float share_of_bounce(const Ray& ray, const SurfacePoint& point) {
 }
 
 bool emits(const SurfacePoint& point) {
-    return point.layer != nullptr
-           && (point.layer->window
-               || !(element_of(*point.layer, Element::emissive).color == Vec3{}));
+    return point.layer != nullptr && point.layer->emits;
 }
 
 Vec3 emitted(const Ray& ray, const SurfacePoint& point) {
     if (!emits(point) || !is_linked(GeometryLight.link, ray.source_shader)) return {};
-    const ShaderElement& element = element_of(*point.layer, Element::emissive);
     const bool window = point.layer->window;
     const float share = is_exact() ? lamp_bounce_share(ray, point) : share_of_bounce(ray, point);
     if (!(share > 0.0f)) return {};
     return share
-           * (window ? sky_direction_radiance(ray.direction) : evaluate_element(element, point));
+           * (window ? sky_direction_radiance(ray.direction)
+                     : evaluate_color(*point.layer, Element::emissive, point));
 }
 
 // Channel of the layer that scattered the ray.

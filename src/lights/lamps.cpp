@@ -32,18 +32,12 @@ struct Placement {
     Mat3 normal_matrix;
 };
 
-// A layer of the side that emits, and its share among the layers of the side.
-struct EmittingLayer {
-    const SurfaceLayer* layer;
-    float share;
-};
-
 const LayerList& layers_of_side(const Shader& shader, bool front) {
     return front ? shader.face_layers : shader.back_layers;
 }
 
-float weight_of(const SurfaceLayer& layer, const SurfacePoint& lookup) {
-    return mean(evaluate_element(element_of(layer, Element::weight), lookup));
+float weight_of(const CompiledLayer& layer, const SurfacePoint& lookup) {
+    return evaluate_level(layer, Element::weight, lookup);
 }
 
 // Calls act(layer, share) for the layers of the side.
@@ -51,8 +45,8 @@ template<typename Act>
 void for_each_layer(const Lamp& lamp, const SurfacePoint& lookup, const Act& act) {
     const Shader& shader = Shaders[lamp.shader];
     const LayerList& list = layers_of_side(shader, lamp.front);
-    const auto layer_at = [&](int i) -> const SurfaceLayer& {
-        return shader.layers[at(list.index, i)];
+    const auto layer_at = [&](int i) -> const CompiledLayer& {
+        return shader.compiled_layers[at(list.index, i)];
     };
     if (list.count == 1) return act(layer_at(0), 1.0f);
     float total = 0.0f;
@@ -63,24 +57,24 @@ void for_each_layer(const Lamp& lamp, const SurfacePoint& lookup, const Act& act
 }
 
 // What a layer lets out of its emission at this cosine.
-float passed_share(const SurfaceLayer& layer, const SurfacePoint& lookup, float cosine) {
+float passed_share(const CompiledLayer& layer, const SurfacePoint& lookup, float cosine) {
     if (!layer.has_fresnel) return 1.0f;
-    const float index = mean(evaluate_element(element_of(layer, Element::ior), lookup));
+    const float index = evaluate_level(layer, Element::ior, lookup);
     const float f = schlick(normal_reflectance(std::max(index, 0.0f)), cosine);
     const float far_side = layer.material == Material::thin ? f * (1.0f - f) / (1.0f + f) : 0.0f;
     return std::fabs(index - 1.0f) < kSameIndex ? 1.0f : 1.0f - f - far_side;
 }
 
 // A layer that shows the sky is found by bounces alone.
-bool counts(const SurfaceLayer& layer, bool sampled) {
+bool counts(const CompiledLayer& layer, bool sampled) {
     return !layer.window && (layer.virtual_light || !sampled);
 }
 
 Vec3 emission_of(const Lamp& lamp, const SurfacePoint& lookup, float cosine, bool sampled) {
     Vec3 sum;
-    for_each_layer(lamp, lookup, [&](const SurfaceLayer& layer, float share) {
+    for_each_layer(lamp, lookup, [&](const CompiledLayer& layer, float share) {
         if (!counts(layer, sampled) || !(share > 0.0f)) return;
-        const Vec3 emission = evaluate_element(element_of(layer, Element::emissive), lookup);
+        const Vec3 emission = evaluate_color(layer, Element::emissive, lookup);
         sum += share * passed_share(layer, lookup, cosine) * emission;
     });
     return sum;
@@ -123,15 +117,15 @@ Vec3 mean_emission(const Lamp& lamp) {
         sum += emission_of(lamp, lookup_at(lamp, place), 1.0f, false);
     }
     Vec3 brightest;
-    for_each_layer(lamp, {}, [&](const SurfaceLayer& layer, float) {
-        brightest += element_of(layer, Element::emissive).color;
+    for_each_layer(lamp, {}, [&](const CompiledLayer& layer, float) {
+        brightest += layer.colors[static_cast<std::size_t>(Element::emissive)];
     });
     return max(sum / float{kGrid * kGrid}, kFloor * brightest);
 }
 
 void set_emission(Lamp& lamp) {
     bool plain = !Shaders[lamp.shader].has_image;
-    for_each_layer(lamp, {}, [&](const SurfaceLayer& layer, float) {
+    for_each_layer(lamp, {}, [&](const CompiledLayer& layer, float) {
         lamp.sampled |= layer.virtual_light && counts(layer, true);
         plain = plain && !layer.has_fresnel && layer.virtual_light && !layer.window;
     });

@@ -1,9 +1,8 @@
-// Values of a layer's slots: a colour, or a colour times a texture. Called per hit.
+// Textured slots of a layer. Called per hit.
 // SPDX-License-Identifier: MIT
 #include "shading/evaluate.h"
 
 #include "math/at.h"
-#include "math/constants.h"
 #include "shading/images.h"
 #include "shading/state.h"
 
@@ -27,11 +26,6 @@ Vec3 evaluate_normal_element(const ShaderElement& element, const SurfacePoint& p
     if (element.image_index < 0) return element.color;
     constexpr float kZeroLevel = 0.5f; // texels of a normal map are (n + 1) / 2
     return element.color * (look_up(element, point) - splat(kZeroLevel));
-}
-
-bool evaluate_layer(const ShaderElement& element, const SurfacePoint& point, Vec3& out) {
-    out = evaluate_element(element, point);
-    return any_above(out, kNothing);
 }
 
 } // namespace mh

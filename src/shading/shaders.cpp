@@ -82,44 +82,56 @@ bool visible(const SurfaceLayer& layer, Element element) {
     return any_above(element_of(layer, element).color, kNothing);
 }
 
-void finish_layer(SurfaceLayer& layer) {
-    layer.has_image = false;
-    for (ShaderElement& element : layer.elements) {
-        resolve_images(element);
-        layer.has_image = layer.has_image || element.image_index >= 0;
-    }
-    layer.lambertian_present = visible(layer, Element::lambertian);
-    layer.transmissive_present = visible(layer, Element::transmissive);
-    layer.glossy_present = visible(layer, Element::glossy);
-    layer.specular_present = visible(layer, Element::specular);
-    layer.diffusion_present = visible(layer, Element::diffusion);
-    layer.has_diffusion = layer.diffusion_present;
-    layer.has_diffuse = layer.lambertian_present || layer.transmissive_present;
-    layer.has_reflective = layer.specular_present || layer.glossy_present;
-    layer.plain_diffuse = !layer.has_image && !layer.has_reflective;
-    layer.has_normal_map = element_of(layer, Element::normal).image_index >= 0;
-    layer.has_roughness = layer.glossy_present && visible(layer, Element::roughness);
-    layer.has_anisotropy = layer.has_roughness && visible(layer, Element::anisotropy);
+void copy_slots(const SurfaceLayer& layer, CompiledLayer& compiled) {
+    for (std::size_t i = 0; i < layer.elements.size(); ++i)
+        if (layer.elements[i].image_index >= 0)
+            compiled.textured = static_cast<std::uint16_t>(compiled.textured | 1u << i);
+    compiled.has_image = compiled.textured != 0;
+    if (compiled.has_image) compiled.elements = {layer.elements.begin(), layer.elements.end()};
+    for (std::size_t i = 0; i < compiled.colors.size(); ++i)
+        compiled.colors[i] = layer.elements[i].color;
+    for (std::size_t i = 0; i < compiled.levels.size(); ++i)
+        compiled.levels[i] = mean(layer.elements[kFirstLevel + i].color);
+}
+
+CompiledLayer compile_layer(const SurfaceLayer& layer) {
+    CompiledLayer compiled;
+    copy_slots(layer, compiled);
+    compiled.material = layer.material;
+    compiled.virtual_light = layer.virtual_light;
+    compiled.window = layer.window;
+    compiled.emits = layer.window || !(element_of(layer, Element::emissive).color == Vec3{});
+    compiled.lambertian_present = visible(layer, Element::lambertian);
+    compiled.transmissive_present = visible(layer, Element::transmissive);
+    compiled.glossy_present = visible(layer, Element::glossy);
+    compiled.specular_present = visible(layer, Element::specular);
+    compiled.diffusion_present = visible(layer, Element::diffusion);
+    compiled.has_reflective = compiled.specular_present || compiled.glossy_present;
+    compiled.plain_diffuse = !compiled.has_image && !compiled.has_reflective;
+    compiled.has_normal_map = element_of(layer, Element::normal).image_index >= 0;
+    compiled.has_roughness = compiled.glossy_present && visible(layer, Element::roughness);
+    compiled.has_anisotropy = compiled.has_roughness && visible(layer, Element::anisotropy);
     const ShaderElement& ior = element_of(layer, Element::ior);
-    layer.has_fresnel = ior.image_index >= 0 || mean(ior.color) != 1.0f;
-    layer.needs_tangents = layer.has_normal_map || layer.has_anisotropy;
-    layer.has_angle = layer.needs_tangents && visible(layer, Element::angle);
+    compiled.has_fresnel = ior.image_index >= 0 || mean(ior.color) != 1.0f;
+    compiled.needs_tangents = compiled.has_normal_map || compiled.has_anisotropy;
+    compiled.has_angle = compiled.needs_tangents && visible(layer, Element::angle);
+    return compiled;
 }
 
 // Without images, which may lift a colour of 0.
-bool is_dark(const SurfaceLayer& layer) {
-    return !layer.has_image && !layer.window && !layer.specular_present
-           && element_of(layer, Element::emissive).color == Vec3{};
+bool is_dark(const CompiledLayer& layer) {
+    return !layer.has_image && !layer.emits && !layer.specular_present;
 }
 
 SideFlags flags_of(const Shader& shader, const LayerList& list) {
     SideFlags flags;
     flags.dark = true;
     for (int i = 0; i < list.count; ++i) {
-        const SurfaceLayer& layer = shader.layers[at(list.index, i)];
+        const std::uint8_t index = at(list.index, i);
+        const CompiledLayer& layer = shader.compiled_layers[index];
         flags.dark = flags.dark && is_dark(layer);
         flags.virtual_light = flags.virtual_light || layer.virtual_light;
-        flags.emissive = flags.emissive || visible(layer, Element::emissive);
+        flags.emissive = flags.emissive || visible(shader.layers[index], Element::emissive);
         flags.lambertian = flags.lambertian || layer.lambertian_present;
         flags.transmissive = flags.transmissive || layer.transmissive_present;
     }
@@ -184,9 +196,12 @@ void FinishShader(Shader& shader) {
     finish_displacement(shader.displacement);
     FinishMedium(shader.medium);
     shader.has_image = false;
+    shader.compiled_layers.clear();
     for (SurfaceLayer& layer : shader.layers) {
-        finish_layer(layer);
-        shader.has_image = shader.has_image || layer.has_image;
+        for (ShaderElement& element : layer.elements)
+            resolve_images(element);
+        shader.compiled_layers.push_back(compile_layer(layer));
+        shader.has_image = shader.has_image || shader.compiled_layers.back().has_image;
     }
     shader.face = flags_of(shader, shader.face_layers);
     shader.back = flags_of(shader, shader.back_layers);

@@ -32,7 +32,7 @@ struct SurfacePoint {
     float eta = 1.0f;           // 1 / ior on the front, ior on the back
     float cos_outgoing = 0.0f;  // outgoing . normal
     float hair_width = 0.0f;    // radius of the hair at the hit, scene units
-    const SurfaceLayer* layer = nullptr;
+    const CompiledLayer* layer = nullptr;
     SentRays rays;            // exact estimator
     bool use_density = false; // a gather path ends here and reads the density estimate
     Material refraction_kind = Material::opaque;

@@ -132,6 +132,7 @@ struct Medium {
     std::int32_t medium_id = 0;
 };
 
+// A layer as scenes and hosts give it.
 struct SurfaceLayer {
     std::array<ShaderElement, kElementCount> elements; // made by default_surface_layer()
     Sideness sideness = Sideness::both;
@@ -139,25 +140,37 @@ struct SurfaceLayer {
     bool virtual_light = false;       // emission takes part in multiple importance sampling
     bool window = false;              // shows the sky in place of the emissive slot
     float azimuthal_width_deg = 0.0f; // of hair, above 0: see HairTable::around
-
-    // Derived by the finish of the shader.
-    bool has_image = false; // some slot has an image
-    bool needs_tangents = false;
-    bool has_angle = false;
-    bool has_normal_map = false;
-    bool has_roughness = false;
-    bool has_anisotropy = false;
-    bool has_fresnel = false; // the index may differ from 1
-    bool has_diffuse = false;
-    bool has_reflective = false;
-    bool plain_diffuse = false; // no image, not reflective: the fast path of a density-read hit
-    bool has_diffusion = false;
-    bool lambertian_present = false;
-    bool transmissive_present = false;
-    bool glossy_present = false;
-    bool specular_present = false;
-    bool diffusion_present = false;
 };
+
+constexpr std::size_t kFirstLevel = 8; // weight, the first slot of which only the mean counts
+
+// What hits read of a layer, made by the finish of its shader: two lines of the cache.
+struct alignas(64) CompiledLayer {
+    bool has_image : 1 = false; // some slot has an image
+    bool needs_tangents : 1 = false;
+    bool has_angle : 1 = false;
+    bool has_normal_map : 1 = false;
+    bool has_roughness : 1 = false;
+    bool has_anisotropy : 1 = false;
+    bool has_fresnel : 1 = false; // the index may differ from 1
+    bool has_reflective : 1 = false;
+    bool plain_diffuse : 1 = false; // no image, not reflective: the fast path of a density-read hit
+    bool emits : 1 = false;         // or shows the sky
+    bool lambertian_present : 1 = false;
+    bool transmissive_present : 1 = false;
+    bool glossy_present : 1 = false;
+    bool specular_present : 1 = false;
+    bool diffusion_present : 1 = false;
+    bool virtual_light : 1 = false;
+    bool window : 1 = false;
+    Material material = Material::opaque;
+    std::uint16_t textured = 0;          // bit n: slot n has an image
+    std::array<Vec3, 6> colors;          // of the slots lambertian to diffusion
+    std::array<float, 5> levels = {};    // means of the channels of the slots weight to ior
+    std::vector<ShaderElement> elements; // of all slots, or empty where none has an image
+};
+
+static_assert(sizeof(CompiledLayer) == 128);
 
 // The geometry shader of a "geometry_shader" block.
 struct GeometryShader {
@@ -196,6 +209,7 @@ struct Shader {
     bool reverse_winding = false;
     Medium medium;
     std::vector<SurfaceLayer> layers;
+    std::vector<CompiledLayer> compiled_layers; // derived
     Material layer_material = Material::opaque; // of layers that are added
     bool has_image = false;             // derived: some layer has one, so that hits need their uv
     float opacity = 1.0f;               // stored only

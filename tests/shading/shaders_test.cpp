@@ -52,14 +52,14 @@ TEST(FinishShader, GivesEverySideALayerAndAtMostSixteen) {
 
 TEST(FinishShader, DerivesFlagsFromColorsAboveTheThreshold) {
     Shader shader = shader_with({Sideness::face, Sideness::back});
-    const SurfaceLayer& layer = shader.layers[0];
     for (const Element element : {Element::roughness, Element::anisotropy, Element::angle})
         slot(shader, element).color = {0.0f, 0.2f, 0.0f};
     slot(shader, Element::lambertian).color = {1.0f / 1024.0f, 0.0f, 0.0f};
     FinishShader(shader);
-    EXPECT_FALSE(layer.has_roughness || layer.has_anisotropy || layer.has_angle); // not glossy
+    const CompiledLayer smooth = shader.compiled_layers[0];
+    EXPECT_FALSE(smooth.has_roughness || smooth.has_anisotropy || smooth.has_angle); // not glossy
     EXPECT_FALSE(shader.face.lambertian); // exactly at the threshold
-    EXPECT_TRUE(layer.plain_diffuse);
+    EXPECT_TRUE(smooth.plain_diffuse);
 
     shader.initialised = false;
     slot(shader, Element::glossy).color = {0.0f, 0.0f, 0.01f};
@@ -67,8 +67,9 @@ TEST(FinishShader, DerivesFlagsFromColorsAboveTheThreshold) {
     slot(shader, Element::emissive, 1).color = {2.0f, 0.0f, 0.0f};
     shader.layers[1].virtual_light = true;
     FinishShader(shader);
-    EXPECT_TRUE(layer.has_anisotropy && layer.has_angle && layer.has_diffuse
-                && !layer.plain_diffuse);
+    const CompiledLayer& rough = shader.compiled_layers[0];
+    EXPECT_TRUE(rough.has_anisotropy && rough.has_angle && !rough.plain_diffuse);
+    EXPECT_EQ(shader.compiled_layers.size(), 2u); // made anew, not added
     EXPECT_TRUE(shader.face.transmissive && shader.back.emissive && shader.back.virtual_light);
     EXPECT_FALSE(shader.face.emissive || shader.face.virtual_light || shader.back.transmissive);
 }
