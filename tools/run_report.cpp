@@ -103,6 +103,7 @@ Json ImageStatistics() {
 Json NoiseStatistics() {
     if (!keeps_planes()) return {};
     const Noise noise = MeasureNoise();
+    if (!noise.known) return {{"unknown", "too few frames for an estimate"}};
     return {{"mean_of_pixels", noise.mean}, {"percentile_95_of_blocks", noise.percentile}};
 }
 

@@ -25,7 +25,7 @@ namespace {
 constexpr float kDarkest = 0.01f;     // added to brightness, of the picture's mean
 constexpr float kSquaredKnee = 0.01f; // brightness below 0.1 is seen as it is
 constexpr double kPercentile = 0.95;
-constexpr std::uint32_t kFewestFrames = 8; // that a noise target is believed after
+constexpr std::uint32_t kFewestFrames = 8; // that an estimate is believed after
 
 // The sums that noise is estimated from.
 struct Sums {
@@ -112,20 +112,23 @@ BlockSums sums_of_block(const Sums& sums, const BlockGrid& grid, int block, floa
 
 // Variance of n frames over that of n independent ones, from the same ratio of the halves'
 // estimate. At the end of a round both halves are one even set: with errors that fall by n^-b the
-// estimate of n^(1 - b) (2^b - 1) is taken for n^(1 - b), which is smaller. Before, they are
-// independent.
+// halves show (2^b - 1) times of the variance. Of the light around a block a part falls as 1 / n,
+// of which they show all: the geometric mean of both is taken. Halves that differ more than
+// independent ones complement each other, and their mean is the better for it. Before the end of a
+// round halves are independent.
 float share_of(double ratio, float n, std::uint32_t round) {
-    constexpr double kSteepest = 3.0; // of smooth functions [Owen97]
-    constexpr double kMost = 1.2;     // chance alone
+    constexpr double kSteepest = 3.0;            // of smooth functions [Owen97]
+    constexpr double kLeast = 0.01, kMost = 1.2; // chance alone goes beyond 1
     const bool whole_round = static_cast<std::uint32_t>(n) % round == 0;
-    if (!whole_round) return static_cast<float>(std::clamp(ratio, 0.01, kMost));
-    double low = 0.9, high = kSteepest;
+    if (!whole_round) return static_cast<float>(std::clamp(ratio, kLeast, kMost));
+    if (ratio > 1.0) return static_cast<float>(1.0 / ratio);
+    double low = 1.0, high = kSteepest;
     const double frames = std::min<double>(static_cast<double>(n), round);
     for (int i = 0; i < 20; ++i) {
         const double b = 0.5 * (low + high);
         (std::pow(frames, 1.0 - b) * (std::exp2(b) - 1.0) > ratio ? low : high) = b;
     }
-    return static_cast<float>(std::min(std::pow(frames, 1.0 - low), kMost));
+    return static_cast<float>(std::pow(frames, 1.0 - low) * std::sqrt(std::exp2(low) - 1.0));
 }
 
 // Of the block and those around it: one block alone has too few pixels.
@@ -230,6 +233,7 @@ Noise MeasureNoise() {
     for (std::size_t i = 0; i < blocks.size(); ++i) {
         if (!(blocks[i].pixels > 0.0f)) continue;
         errors.push_back(blocks[i].error);
+        noise.known = noise.known || blocks[i].frames >= static_cast<float>(kFewestFrames);
         for_each_pixel(sums.frames, grid, static_cast<int>(i), [&](std::int64_t pixel) {
             const float n = at(sums.frames.floats, pixel);
             if (!(n > 0.0f)) return;

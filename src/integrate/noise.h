@@ -41,6 +41,7 @@ std::vector<BlockNoise> MeasureBlocks();
 struct Noise {
     double mean = 0.0;       // over pixels
     double percentile = 0.0; // the 95th, over blocks, each by the mean variance of its pixels
+    bool known = false;      // whether there are frames enough to believe either
 };
 
 // Zeros where no planes are kept.

@@ -67,8 +67,12 @@ void report_beauty_statistics(const Image& image) {
 void report_noise() {
     if (!keeps_planes()) return;
     const Noise noise = MeasureNoise();
-    ReportLine("noise, mean of pixels", static_cast<float>(noise.mean), "n/a");
-    ReportLine("noise, 95 % of blocks", static_cast<float>(noise.percentile), "n/a");
+    if (noise.known) {
+        ReportLine("noise, mean of pixels", static_cast<float>(noise.mean), "n/a");
+        ReportLine("noise, 95 % of blocks", static_cast<float>(noise.percentile), "n/a");
+    } else {
+        ReportText("noise: too few frames for an estimate");
+    }
     ReportRule();
 }
 

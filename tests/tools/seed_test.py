@@ -71,6 +71,8 @@ class Seeds(ProgramTest):
                 self.stop_after_a_frame(*given, "--checkpoint", "c", frame=end)
                 self.assertEqual(self.pictures(*given, "--resume", "c"), first, given)
             self.assertNotEqual(self.pictures(*(o for o in given if o != "--adaptive")), first)
+        short = self.run_here("scene", "--sample", "7", "--report", "1.json").stdout
+        self.assertIn("noise: too few frames for an estimate", short)
         piece = self.run_here(*scene, "--partial", "p", status=2).stderr
         self.assertIn("--partial goes without", piece)
 
