@@ -127,7 +127,7 @@ Picture render(const Subject& subject, Estimator estimator, std::int64_t seed, i
     Cameras[0].sample = RendererSettings.sample = frames;
     RendererSettings.estimator = estimator;
     RendererSettings.seed = seed;
-    if (options.brief) Cameras[0].width = Cameras[0].height = 16;
+    if (options.brief) Cameras[0].width = Cameras[0].height = 16, GeometryLight.photons = 1000;
     if (options.size > 0) Cameras[0].width = Cameras[0].height = options.size;
     if (SkyLight.sample > 0) SkyLight.sample = frames;
     if (GeometryLight.sample > 0) GeometryLight.sample = frames;
