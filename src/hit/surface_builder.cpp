@@ -340,13 +340,6 @@ void build_surface_point(const Ray& ray, SurfacePoint& point) {
     std::abort();
 }
 
-void step_off_surface(Ray& ray, const SurfacePoint& point) {
-    const float side = dot(ray.direction, point.geometric_normal) > 0.0f ? 1.0f : -1.0f;
-    ray.origin = point.position + side * point.rounding * point.geometric_normal;
-    ray.source_kind = HitKind::unset;
-    ray.source_primitive = -1;
-}
-
 int pick_layer(const Shader& shader, const SurfacePoint& point, bool front, float u) {
     const LayerList& list = front ? shader.face_layers : shader.back_layers;
     const int last = list.count - 1;

@@ -6,6 +6,8 @@
 #include "hit/ray.h"
 #include "run/estimator.h"
 
+#include <cmath>
+
 namespace mh {
 
 // Fills everything of the point but the layer colours and their flags. point.use_density is read
@@ -17,13 +19,15 @@ void build_surface_point(const Ray& ray, SurfacePoint& point);
 // side, for u in [0, 1). The point needs its uv when a weight slot has an image.
 int pick_layer(const Shader& shader, const SurfacePoint& point, bool front, float u);
 
-// Starts the ray, whose direction is set, so far off the point's surface that rounding cannot let
-// it hit the face that it leaves [Wachter19].
-void step_off_surface(Ray& ray, const SurfacePoint& point);
-
-// Exact estimator: the same, but for hair and particles, which are not hit again.
+// Exact estimator: starts the ray, whose direction is set, so far off the point's surface that
+// rounding cannot let it hit the face that it leaves [Wachter19]. Hair and particles are not hit
+// again.
 inline void leave_surface(Ray& ray, const SurfacePoint& point) {
-    if (is_exact() && is_face(ray.source_kind)) step_off_surface(ray, point);
+    if (!is_exact() || !is_face(ray.source_kind)) return;
+    const float step = std::copysign(point.rounding, dot(ray.direction, point.geometric_normal));
+    ray.origin = point.position + step * point.geometric_normal;
+    ray.source_kind = HitKind::unset;
+    ray.source_primitive = -1;
 }
 
 // Evaluates the layer colours and their *_active flags: glossy and specular always, lambertian,

@@ -46,35 +46,50 @@ std::int64_t pixel_index(const Camera& camera, int x, int y) {
     return static_cast<std::int64_t>(camera.width) * y + x;
 }
 
-// The cursor of a pixel's path, and the place of its ray within the pixel. Rounds have other
-// points: of another seed, or rotated on by the golden section.
-SampleCursor first_cursor(const Camera& camera, const Turn& turn, int x, int y, Vec2& jitter) {
+// Of a frame: the points that its paths take, and where the camera is.
+struct Moment {
+    Turn turn;
+    CameraPose pose;
+    std::uint64_t seed = 0; // of the exact estimator's points
+    StretchPlace place;     // of the frame, in all pixels
+};
+
+// Rounds of the exact estimator have points of other seeds.
+Moment moment_of(const Camera& camera, std::uint32_t n) {
+    const auto frames = static_cast<std::uint32_t>(camera.sample);
+    const Turn turn = turn_of(n, frames, keeps_planes());
+    const auto seed = static_cast<std::uint64_t>(RendererSettings.seed);
+    return {turn, FramePose(camera, turn.moment),
+            turn.round == 0 ? seed : derive_key(seed, turn.round),
+            place_in_stretch(turn.frame, frames)};
+}
+
+// The cursor of a pixel's path, and the place of its ray within the pixel. Rounds of
+// the classic estimator are rotated on by the golden section.
+SampleCursor first_cursor(const Moment& now, int x, int y, Vec2& jitter) {
     if (is_exact()) {
-        const auto seed = static_cast<std::uint64_t>(RendererSettings.seed);
-        const SampleCursor cursor =
-            pixel_cursor(turn.round == 0 ? seed : derive_key(seed, turn.round), x, y, turn.frame,
-                         static_cast<std::uint32_t>(camera.sample));
+        const SampleCursor cursor = pixel_cursor(now.seed, x, y, now.place);
         jitter = draw_pair(cursor, Draw::pixel);
         return cursor;
     }
     constexpr float kGoldenSection = 0.618034f;
     const Vec2 rotation = PixelPattern[kPatternSize * (y % kPatternSize) + x % kPatternSize];
-    const float further = std::fmod(kGoldenSection * static_cast<float>(turn.round), 1.0f);
+    const float further = std::fmod(kGoldenSection * static_cast<float>(now.turn.round), 1.0f);
     jitter.x = random_unit();
     jitter.y = random_unit();
     return {.rotation_u = rotate_unit(rotation.x, further),
             .rotation_v = rotate_unit(rotation.y, further)};
 }
 
-Ray primary_ray(const Camera& camera, const CameraPose& pose, const Turn& turn, int x, int y) {
+Ray primary_ray(const Camera& camera, const Moment& now, int x, int y) {
     Ray ray;
     Vec2 jitter;
     ray.thread = static_cast<std::uint8_t>(thread_number());
     ThreadStates[ray.thread].pixel = static_cast<std::int32_t>(pixel_index(camera, x, y));
-    ThreadStates[ray.thread].frame = turn.frame;
-    ray.cursor = first_cursor(camera, turn, x, y, jitter);
-    ray.origin = pose.position;
-    ray.direction = primary_direction(camera, pose, x, y, jitter);
+    ThreadStates[ray.thread].frame = now.turn.frame;
+    ray.cursor = first_cursor(now, x, y, jitter);
+    ray.origin = now.pose.position;
+    ray.direction = primary_direction(camera, now.pose, x, y, jitter);
     ray.refraction = camera.ior;
     ray.sample_divisor = camera.sample;
     return ray;
@@ -98,17 +113,6 @@ Vec3 clamped(const Vec3& value) {
     return clamped;
 }
 
-// Of a frame: the points that its paths take, and where the camera is.
-struct Moment {
-    Turn turn;
-    CameraPose pose;
-};
-
-Moment moment_of(const Camera& camera, std::uint32_t n) {
-    const Turn turn = turn_of(n, static_cast<std::uint32_t>(camera.sample), keeps_planes());
-    return {turn, FramePose(camera, turn.moment)};
-}
-
 // A pixel's value in this frame, and what its path has met.
 struct PixelSample {
     Vec3 value;
@@ -123,7 +127,7 @@ PixelSample path_sample(const Camera& camera, const Moment& now, int x, int y, b
     const auto frames = static_cast<std::uint64_t>(camera.sample);
     start_stream(Stream::pixel, now.turn.round * frames + now.turn.frame,
                  static_cast<std::uint64_t>(pixel_index(camera, x, y)));
-    Ray ray = primary_ray(camera, now.pose, now.turn, x, y);
+    Ray ray = primary_ray(camera, now, x, y);
     if (!stored) ThreadStates[ray.thread].pixel = kNoPixel;
     begin_features(ray.thread);
     note_bounces_in(ray.thread, bounce);

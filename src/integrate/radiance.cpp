@@ -97,8 +97,7 @@ Vec3 density_estimate(const Ray& ray, const SurfacePoint& point) {
 Vec3 attenuated(const Vec3& light, const Ray& ray) {
     const bool in_solid = std::fabs(camera_ior() - ray.refraction) >= kSameIndex;
     const Medium& medium = in_solid ? at(Shaders, ray.hit_shader).medium : SkyLight.medium;
-    if (medium.transmittance == splat(1.0f)) return light;
-    return light * medium_attenuation(medium, ray.distance);
+    return is_clear(medium) ? light : light * medium_attenuation(medium, ray.distance);
 }
 
 // Chance by which a path of the exact estimator is kept: after three bounces paths that carry
@@ -118,11 +117,18 @@ bool survives(Ray& ray, float chance) {
     return true;
 }
 
+// Whether a hit may send more than one ray of a kind in this frame: the first that spreads light.
+bool may_send_several(const Ray& ray) {
+    if (spread_bounces(ray) > 0) return false;
+    const std::int32_t most =
+        std::max({RendererSettings.bounce_samples, GeometryLight.sample, SkyLight.sample});
+    return most > camera_frames();
+}
+
 // Where paths end behind the hit, light samples have no bounces to compete with.
-SentRays rays_of(const Ray& ray, const SurfacePoint& point) {
-    SentRays rays = plan_rays(ray, point);
-    if (ray.depth + 1 >= std::min(RendererSettings.ray_depth, kDeepest)) rays.bounces = 0;
-    return rays;
+void count_rays(const Ray& ray, SurfacePoint& point) {
+    if (may_send_several(ray)) point.rays = plan_rays(ray, point);
+    if (ray.depth + 1 >= std::min(RendererSettings.ray_depth, kDeepest)) point.rays.bounces = 0;
 }
 
 void write_aovs(const Ray& ray, const SurfacePoint& point, const LightSplit& parts,
@@ -144,7 +150,7 @@ Vec3 radiance_of_survivor(Ray& ray) {
     if (!point.use_density && is_lost(ray)) return {};
     build_surface_point(ray, point);
     evaluate_layers(ray, point);
-    if (is_exact()) point.rays = rays_of(ray, point);
+    if (is_exact()) count_rays(ray, point);
     if (sees_features(ray)) measure_way(ray, point);
     const LightSplit parts = scattered_light(ray, point);
     const Vec3 density = density_estimate(ray, point);

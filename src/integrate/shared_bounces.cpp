@@ -7,6 +7,7 @@
 #include "lights/state.h"
 #include "math/roots.h"
 #include "run/estimator.h"
+#include "shading/media.h"
 
 #include <algorithm>
 
@@ -65,7 +66,7 @@ bool sees_end(const SharedBounce& hit, const SharedBounce& from) {
 // found it.
 void give(const SharedBounce& from, const SharedBounce& to, Vec3& change_of_giver,
           Vec3& change_of_taker) {
-    constexpr float kLeastShare = 0.1f;
+    constexpr float kLeastShare = 0.25f;
     if (!any_above(from.light, 0.0f)) return;
     const float taken = density_at_end(to, from);
     const float share = taken / (from.density + taken);
@@ -77,7 +78,7 @@ void give(const SharedBounce& from, const SharedBounce& to, Vec3& change_of_give
 } // namespace
 
 bool can_share_bounces() {
-    if (!is_exact() || SkyLight.medium.transmittance != splat(1.0f)) return false;
+    if (!is_exact() || !is_clear(SkyLight.medium)) return false;
     const bool images = !GeometryLight.aov_list.empty() || !SkyLight.aov_list.empty();
     return !images && !have_images(PointLights) && !have_images(ParallelLights);
 }

@@ -16,7 +16,7 @@ namespace {
 
 // Points of lamps that fill less, at the distance of their nearest point, are drawn by area: that
 // is quicker, and the density varies little there.
-constexpr float kSmallAngle = 0.2f; // steradians
+constexpr float kSmallAngle = 0.5f; // steradians
 
 // Below it angles lose their digits.
 constexpr float kSmallestAngle = 0.03f;
@@ -140,25 +140,42 @@ LampPoint in_direction(const Lamp& lamp, const Vec3& from, const Vec3& direction
     return {direction, height / cosine, 1.0f / angle};
 }
 
+// From a point before the lamp, so that the distance is not 0.
 LampPoint sample_area(const Lamp& lamp, const Vec3& from, const Vec2& uv) {
-    const float root = std::sqrt(uv.x);
-    const Vec2 st = lamp.triangle ? Vec2{root * (1.0f - uv.y), root * uv.y} : uv;
+    Vec2 st = uv;
+    if (lamp.triangle) {
+        const float root = std::sqrt(uv.x);
+        st = {root * (1.0f - uv.y), root * uv.y};
+    }
     const Vec3 v = lamp.corner + st.x * lamp.edge_u + st.y * lamp.edge_v - from;
-    const float square = dot(v, v);
-    LampPoint point = {unit_direction(v), std::sqrt(square)};
+    const float square = dot(v, v), distance = std::sqrt(square);
+    LampPoint point = {v / distance, distance};
     const float cosine = -dot(point.direction, lamp.normal);
     if (cosine > 0.0f) point.density = square / (cosine * lamp.area);
     return point;
 }
 
-// An upper bound of the solid angle, to decide for areas without its formula.
+// By an upper bound of the solid angle.
 bool looks_small(const Lamp& lamp, const Vec3& from) {
-    const float nearest = length(lamp.middle - from) - lamp.radius;
-    return nearest > 0.0f && lamp.area < kSmallAngle * nearest * nearest;
+    const Vec3 v = lamp.middle - from;
+    return dot(v, v) > lamp.far_square;
 }
 
 bool shines_on(const Lamp& lamp, const Vec3& from) {
     return dot(from - lamp.corner, lamp.normal) > 0.0f;
+}
+
+// Apart from the samples of small ones, which are many.
+[[gnu::noinline]] LampPoint sample_large(const Lamp& lamp, const Vec3& from, const Vec2& uv) {
+    if (lamp.rectangle) {
+        const SeenRectangle seen = see(lamp, from);
+        if (seen.angle < kSmallestAngle) return sample_area(lamp, from, uv);
+        return sample_rectangle(lamp, seen, uv);
+    }
+    const SeenCorners seen = see_corners(lamp, from);
+    const float angle = seen.first + seen.second;
+    if (angle < kSmallestAngle) return sample_area(lamp, from, uv);
+    return in_direction(lamp, from, sample_corners(seen, uv), angle);
 }
 
 } // namespace
@@ -172,25 +189,18 @@ void FinishLamp(Lamp& lamp, bool along_product) {
     lamp.along_v = unit_direction(v);
     lamp.length_u = dot(u, lamp.along_u);
     lamp.length_v = dot(v, lamp.along_v);
-    lamp.radius = 0.5f * (lamp.length_u + lamp.length_v);
     lamp.rectangle = !lamp.triangle && std::fabs(dot(lamp.along_u, lamp.along_v)) < kRightAngle;
     const Vec3 normal = cross(u, v);
     lamp.normal = (along_product ? 1.0f : -1.0f) * unit_direction(normal);
     lamp.area = std::sqrt(dot(normal, normal)) * (lamp.triangle ? 0.5f : 1.0f);
+    const float radius = 0.5f * std::max(length(u + v), length(u - v));
+    const float far = radius + std::sqrt(lamp.area / kSmallAngle);
+    lamp.far_square = far * far;
 }
 
 LampPoint sample_lamp(const Lamp& lamp, const Vec3& from, const Vec2& uv) {
     if (!shines_on(lamp, from)) return {};
-    if (looks_small(lamp, from)) return sample_area(lamp, from, uv);
-    if (lamp.rectangle) {
-        const SeenRectangle seen = see(lamp, from);
-        if (seen.angle < kSmallestAngle) return sample_area(lamp, from, uv);
-        return sample_rectangle(lamp, seen, uv);
-    }
-    const SeenCorners seen = see_corners(lamp, from);
-    const float angle = seen.first + seen.second;
-    if (angle < kSmallestAngle) return sample_area(lamp, from, uv);
-    return in_direction(lamp, from, sample_corners(seen, uv), angle);
+    return looks_small(lamp, from) ? sample_area(lamp, from, uv) : sample_large(lamp, from, uv);
 }
 
 float lamp_density(const Lamp& lamp, const Vec3& from, const Vec3& direction, float distance) {

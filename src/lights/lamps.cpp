@@ -214,8 +214,7 @@ void CollectLamps(LampSet& set) {
     set_powers(set);
 }
 
-Vec3 lamp_emission(const Lamp& lamp, const Vec3& position, const Vec3& direction, bool sampled) {
-    if (lamp.even) return lamp.emission;
+Vec3 uneven_emission(const Lamp& lamp, const Vec3& position, const Vec3& direction, bool sampled) {
     const float cosine = dot(direction, lamp.normal);
     return emission_of(lamp, lookup_at(lamp, place_on(lamp, position)), cosine, sampled);
 }

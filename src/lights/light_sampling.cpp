@@ -106,11 +106,7 @@ SampleLoop first_hit_loop(const Ray& ray, const SurfacePoint& point, std::int32_
 }
 
 SentRays plan_rays(const Ray& ray, const SurfacePoint& point) {
-    if (spread_bounces(ray) > 0) return {};
     const std::int32_t frames = camera_frames();
-    const std::int32_t most =
-        std::max({RendererSettings.bounce_samples, GeometryLight.sample, SkyLight.sample});
-    if (most <= frames) return {};
     const float importance = importance_of(ray, point);
     const auto of_frame = [&](std::int32_t sample) {
         const std::int32_t count = samples_of_run(importance, sample, frames);

@@ -32,8 +32,8 @@ std::int32_t samples_of_run(float importance, std::int32_t sample, std::int32_t 
 // share of them.
 SampleLoop first_hit_loop(const Ray& ray, const SurfacePoint& point, std::int32_t sample);
 
-// Rays of this frame from the hit, in the exact estimator: of each kind of bounce, to lamps, to the
-// sky. Deeper hits send one each.
+// Rays of this frame from the first hit that spreads light, in the exact estimator: of each kind of
+// bounce, to lamps, to the sky.
 SentRays plan_rays(const Ray& ray, const SurfacePoint& point);
 
 // A ray from the point, to be limited in distance by the caller, that excludes the receiver.

@@ -95,18 +95,15 @@ LightSplit sum_first_hit(const Light* light, const Ray& ray, const SurfacePoint&
 
 // A frame's samples of a first hit, one stretch after the other along the pixel's sequence. The
 // ray's cursor is that of one sample a frame.
-LightSplit sum_exact_hit(const Light* light, const Ray& ray, const SurfacePoint& point,
-                         std::uint32_t count, AddSample add) {
+[[gnu::noinline]] LightSplit sum_exact_hit(const Light* light, const Ray& ray,
+                                           const SurfacePoint& point, std::uint32_t count,
+                                           AddSample add) {
     LightSplit sum;
     LightShot shot = shot_at_hit(light, ray, point);
     shot.count = count;
-    if (count == 1) {
-        add_sample(shot, add, sum);
-        return sum;
-    }
     const std::uint32_t of_run = count * static_cast<std::uint32_t>(camera_frames());
     for (std::uint32_t i = 0; i < count; ++i) {
-        shot.cursor = in_stretch(ray.cursor, frame_of(ray) * count + i, of_run);
+        shot.cursor = in_stretch(ray.cursor, place_in_stretch(frame_of(ray) * count + i, of_run));
         add_sample(shot, add, sum);
     }
     scale(sum, 1.0f / static_cast<float>(count));
@@ -226,7 +223,13 @@ LightSplit sum_light_samples(const Light* light, const Ray& ray, const SurfacePo
 LightSplit sum_exact_samples(const Light* light, const Ray& ray, const SurfacePoint& point,
                              std::int32_t samples, AddSample add) {
     if (spread_bounces(ray) > 0) return take_one_sample(light, ray, point, add);
-    return sum_exact_hit(light, ray, point, static_cast<std::uint32_t>(samples), add);
+    if (samples > 1)
+        return sum_exact_hit(light, ray, point, static_cast<std::uint32_t>(samples), add);
+    LightSplit sum;
+    LightShot shot = shot_at_hit(light, ray, point);
+    shot.count = 1;
+    add_sample(shot, add, sum);
+    return sum;
 }
 
 LightSplit take_one_sample(const Light* light, const Ray& ray, const SurfacePoint& point,
@@ -278,7 +281,8 @@ Vec3 transparency_to(const LightShot& shot, const Vec3& end) {
     shadow.direction = way / shadow.distance;
     shadow_query(shadow);
     if (!any_above(shadow.weight, kNothing)) return {};
-    return medium_attenuation(SkyLight.medium, shadow.distance);
+    const Medium& medium = SkyLight.medium;
+    return is_clear(medium) ? splat(1.0f) : medium_attenuation(medium, shadow.distance);
 }
 
 void add_arrival(const LightShot& shot, const Response& response, const Arrival& arrival,

@@ -146,9 +146,9 @@ struct Lamp {
     Vec3 normal;                 // unit, of the side that emits
     Vec3 emission;               // radiance; the mean over the face where an image emits
     float area = 0.0f;
-    Vec3 middle;           // of the parallelogram, also for a triangle
-    float radius = 0.0f;   // of a ball around it that holds the lamp
-    Vec3 along_u, along_v; // unit, of the edges
+    Vec3 middle;             // of the parallelogram, also for a triangle
+    float far_square = 0.0f; // of the distance from it beyond which the lamp looks small
+    Vec3 along_u, along_v;   // unit, of the edges
     float length_u = 0.0f, length_v = 0.0f;
     const Part* part = nullptr;
     std::uint32_t primitive = 0;

@@ -69,15 +69,14 @@ void FillPixelPattern() {
     }
 }
 
-SampleCursor pixel_cursor(std::uint64_t seed, int x, int y, std::uint32_t frame,
-                          std::uint32_t frames) {
+SampleCursor pixel_cursor(std::uint64_t seed, int x, int y, const StretchPlace& frame) {
     const auto column = static_cast<std::uint32_t>(x), row = static_cast<std::uint32_t>(y);
     const std::uint64_t place = std::uint64_t{column / kCurveTile} << 32 | row / kCurveTile;
     const std::uint64_t tile = derive_key(seed, place);
     SampleCursor cursor;
     cursor.path = static_cast<std::uint32_t>(tile) | 1u;
     cursor.pixel_order = place_on_curve(column, row);
-    return in_stretch(cursor, frame, frames);
+    return in_stretch(cursor, frame);
 }
 
 float radical_inverse(std::uint32_t sample, std::uint32_t dimension) {

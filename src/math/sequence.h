@@ -62,22 +62,31 @@ inline Vec2 draw_pair(const SampleCursor& cursor, Draw draw) {
     return even_pair(draw == Draw::pixel ? PointSet::first : PointSet::second, cursor.place, key);
 }
 
-// A cursor over a pixel's samples: `count` of them, of which this is number `sample`. Stretches of
-// the sequence that start at multiples of a power of two are even in themselves, and together with
-// those of the neighbours on the curve [AhmedWonka20]. Their order is shuffled.
-constexpr SampleCursor in_stretch(SampleCursor cursor, std::uint32_t sample, std::uint32_t count) {
+// A place in the stretches of all pixels: number `sample` of the samples that each of them has.
+struct StretchPlace {
+    std::uint32_t sample = 0;
+    std::uint32_t reversed = 0; // its digits
+    std::uint32_t bits = 0;     // of the longest number
+};
+
+constexpr StretchPlace place_in_stretch(std::uint32_t sample, std::uint32_t count) {
     constexpr std::uint32_t kLongest = 18; // bits of a stretch, 14 more are those of the curve
     const auto bits = std::min(static_cast<std::uint32_t>(std::bit_width(count - 1)), kLongest);
-    const std::uint32_t place = cursor.pixel_order >> bits ^ reverse_bits(sample);
-    cursor.place = scramble_reversed(place, cursor.path + bits * 0x9E3779B9u);
-    cursor.sample = sample;
+    return {sample, reverse_bits(sample), bits};
+}
+
+// A cursor over a pixel's samples. Stretches of the sequence that start at multiples of a power of
+// two are even in themselves, and together with those of the neighbours on the curve
+// [AhmedWonka20]. Their order is shuffled.
+constexpr SampleCursor in_stretch(SampleCursor cursor, const StretchPlace& at) {
+    const std::uint32_t place = cursor.pixel_order >> at.bits ^ at.reversed;
+    cursor.place = scramble_reversed(place, cursor.path + at.bits * 0x9E3779B9u);
+    cursor.sample = at.sample;
     return cursor;
 }
 
-// The cursor of a pixel's first ray: frame number `frame` of `frames`. Each seed has points of its
-// own.
-SampleCursor pixel_cursor(std::uint64_t seed, int x, int y, std::uint32_t frame,
-                          std::uint32_t frames);
+// The cursor of a pixel's first ray, whose frame has this place. Each seed has points of its own.
+SampleCursor pixel_cursor(std::uint64_t seed, int x, int y, const StretchPlace& frame);
 
 // The path of a bounce of this kind from the cursor's.
 constexpr std::uint32_t path_of_bounce(const SampleCursor& cursor, std::uint32_t kind) {

@@ -57,7 +57,8 @@ TEST(Sobol, PixelsShareNetsWithTheirNeighbours) {
             for (int i = 0; i < size * size; ++i)
                 for (std::uint32_t frame = 0; frame < 4; ++frame) {
                     const int x = size * (block * 5 + 3) + i % size, y = size * block + i / size;
-                    points.push_back(draw_pair(pixel_cursor(7, x, y, frame, 4), Draw::lamp_place));
+                    points.push_back(draw_pair(pixel_cursor(7, x, y, place_in_stretch(frame, 4)),
+                                               Draw::lamp_place));
                 }
             EXPECT_TRUE(is_net(points)) << size << " " << block;
         }
@@ -70,7 +71,8 @@ TEST(Sobol, FourDimensionsAreEvenTogether) {
         for (int pixel = 0; pixel < 64; ++pixel) {
             std::vector<std::array<float, 4>> points;
             for (std::uint32_t frame = 0; frame < 256; ++frame) {
-                const SampleCursor cursor = pixel_cursor(5, pixel % 8, pixel * 40, frame, 256);
+                const SampleCursor cursor =
+                    pixel_cursor(5, pixel % 8, pixel * 40, place_in_stretch(frame, 256));
                 const Vec2 a = draw_pair(cursor, Draw::pixel), b = draw_pair(cursor, purpose);
                 points.push_back({a.x, a.y, b.x, b.y});
             }
@@ -133,7 +135,7 @@ void expect_to_fill_squares(const std::vector<std::vector<int>>& quarters) {
 TEST(Sobol, PurposesAndBouncesAreIndependent) {
     std::vector<SampleCursor> cursors;
     for (int tile = 0; tile < 8192; ++tile)
-        cursors.push_back(pixel_cursor(3, tile * 131, tile * 7, 0, 1));
+        cursors.push_back(pixel_cursor(3, tile * 131, tile * 7, {}));
     std::vector<Purpose> purposes;
     for (const int mirrors : {0, 1, 2})
         for (const Draw draw : {Draw::pixel, Draw::layer, Draw::bounce, Draw::lamp,
@@ -148,7 +150,7 @@ TEST(Sobol, FactorsOfAPathAreIndependentUnderOneKey) {
     std::vector<SampleCursor> cursors;
     for (int pixel = 0; pixel < 1024; ++pixel)
         for (std::uint32_t frame = 0; frame < 16; ++frame)
-            cursors.push_back(pixel_cursor(3, pixel % 32, pixel / 32, frame, 16));
+            cursors.push_back(pixel_cursor(3, pixel % 32, pixel / 32, place_in_stretch(frame, 16)));
     for (const Draw end : {Draw::lamp_place, Draw::bounce})
         for (const int mirrors : {0, 2})
             expect_to_fill_squares(quarters_of({{Draw::pixel, 0},
