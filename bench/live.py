@@ -4,6 +4,7 @@ usage: live.py PROGRAM SCENE [OPTION...]
 
 The first picture of a program that starts is waited for in Chromium, and the first after moves of the camera.
 SPDX-License-Identifier: MIT"""
+import random
 import shutil
 import statistics
 import sys
@@ -16,13 +17,22 @@ from live_side import SCENE, Folder, Live
 OPTIONS = ("--seed", "1", *sys.argv[3:])
 STARTS, MOVES = 5, 20
 
-# The page measures by itself: from the request to the first tile of another view.
-MOVE = """const done = arguments[0], start = performance.now(), take = takeTile;
+# The page measures by itself: from the move to a whole picture of another view that has been drawn.
+MOVE = """const done = arguments[0], start = performance.now(), take = takeTile, paint = draw;
 const before = live.status.generation;
+let missing = Infinity;
 takeTile = content => {
   take(content);
-  if (new Uint32Array(content.buffer, 0, 2)[1] <= before) return;
+  const [, generation, scale, , , width, height] = new Uint32Array(content.buffer, 0, 7);
+  if (generation <= before || missing <= 0) return;
+  if (missing === Infinity) missing = Math.ceil(size.width / scale) * Math.ceil(size.height / scale);
+  missing -= width * height;
+};
+draw = () => {
+  paint();
+  if (missing > 0) return;
   takeTile = take;
+  draw = paint;
   done(performance.now() - start);
 };
 moveCamera('orbit', 0.1, 0);"""
@@ -56,9 +66,10 @@ def time_start(page):
 def time_moves(page):
     def move(live):
         page.get(live.url)
-        times = []
+        times, pauses = [], random.Random(1)
         for _ in range(MOVES):
             wait_for(page, "live.status && live.status.scale === 1 && live.status.frames > 0")
+            time.sleep(pauses.uniform(0.0, 0.5))  # a move comes at any point of a frame
             times.append(page.execute_async_script(MOVE))
         return times
     return with_live_view(move)

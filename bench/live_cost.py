@@ -1,68 +1,117 @@
 """What the live view adds to a render.
 
-usage: live_cost.py PROGRAM SCENE [ROUNDS]
+usage: live_cost.py PROGRAM SCENE
 
-Processor time of a whole run, by turns: the program alone, "serve" without a page, and "serve" with one that takes
-10 updates a second. Ratios to the run alone in the same round.
+The thread that renders is measured in instructions of its frames, as callgrind counts them: of "serve", and of the
+program alone. The threads beside those that render are measured in processor time, as a share of what two processors have, without a page and with one
+that takes ten whole pictures a second. So other work of the machine hardly matters.
 SPDX-License-Identifier: MIT"""
-import contextlib
-import http.client
+import glob
 import os
 import shutil
-import statistics
 import subprocess
-import sys
 import tempfile
-import threading
 import time
 
+import live_side  # first: it finds the modules of the tests
+import live
 from live_side import PROGRAM, SCENE, Folder, Live, Stream
-from time_left import processor_time
+from time_left import QUIET, instructions_of
 
-ROUNDS = int(sys.argv[3]) if len(sys.argv) > 3 else 5
-
-OPTIONS = ("--seed", "1", "--mode", "path", "--sample", "48", "--beauty", "beauty.pfm")
-
-
-def run_alone():
-    folder = tempfile.mkdtemp()
-    with subprocess.Popen([PROGRAM, SCENE, *OPTIONS, "--quiet"], cwd=folder, stdout=subprocess.DEVNULL) as process:
-        usage = os.wait4(process.pid, 0)[2]
-        process.returncode = 0
-    shutil.rmtree(folder)
-    return usage.ru_utime + usage.ru_stime
+# Of a frame, and with what "serve" adds to it.
+ALONE = ("mh::BeginFrame()", "mh::RenderPixels(unsigned int)", "mh::EndFrame()")
+SERVED = ("mh::AddViewFrame()", "mh::TakeRequests()")
+SIDE = 256  # ten such pictures are the four megabytes that are sent a second
+COUNTED = ("--threads", "1", "--resolution", f"{SIDE}x{SIDE}", "--sample", "8", "--gather", "8")  # a path a pixel
+SECONDS, RATE = 20.0, 10  # pictures a second
+OPTIONS = ("--seed", "1", "--mode", "path", "--beauty", "beauty.pfm")
 
 
-def watch(live):
-    stream = Stream(live)
-    with contextlib.suppress(http.client.HTTPException, OSError):  # the program has been ended
-        while stream.read():
-            stream.tiles.clear()
+class Counted:
+    """The program under callgrind, as a program of its own; what is counted is within some functions."""
+
+    def __init__(self, functions):
+        self.folder = tempfile.mkdtemp()
+        self.profile = os.path.join(self.folder, "profile")
+        self.program = os.path.join(self.folder, "moonhare")
+        toggles = " ".join(f"'--toggle-collect={name}'" for name in functions)
+        with open(self.program, "w", encoding="ascii") as script:
+            script.write("#!/bin/sh\nexec valgrind -q --tool=callgrind --separate-threads=yes --fair-sched=yes "
+                         f"{toggles} --callgrind-out-file={self.profile} {PROGRAM} \"$@\"\n")
+        os.chmod(self.program, 0o755)
+
+    def instructions(self):
+        """Of the thread that renders."""
+        count = instructions_of(self.profile + "-01")
+        shutil.rmtree(self.folder)
+        return count
 
 
-def run_live(has_page):
-    folder = Folder()
-    live = Live(folder, SCENE, *OPTIONS)
-    if has_page:
-        threading.Thread(target=watch, args=(live,), daemon=True).start()
+def count_alone():
+    counted = Counted(ALONE)
+    subprocess.run([counted.program, SCENE, *OPTIONS, *COUNTED, "--quiet"], cwd=counted.folder, check=True,
+                   stdout=subprocess.DEVNULL, env=QUIET)
+    return counted.instructions()
+
+
+def count_served():
+    counted, folder = Counted(SERVED), Folder()
+    live.PROGRAM = counted.program
+    view = Live(folder, SCENE, *OPTIONS, *COUNTED)
+    live.PROGRAM = PROGRAM
     while not os.path.exists(os.path.join(folder.folder, "beauty.pfm")):
         time.sleep(0.02)
-    seconds = processor_time(live.process.pid)
-    live.process.kill()
-    live.process.wait()
+    assert view.end() == 0
     shutil.rmtree(folder.folder)
-    return seconds
+    return counted.instructions()
+
+
+def processor_seconds(pid):
+    """Of each thread, the busiest first."""
+    seconds = []
+    for path in glob.glob(f"/proc/{pid}/task/*/schedstat"):
+        with open(path, encoding="ascii") as line:
+            seconds.append(int(line.read().split()[0]) * 1e-9)
+    return sorted(seconds, reverse=True)
+
+
+def take_picture(view):
+    """As a page that has nothing yet."""
+    stream, pixels = Stream(view), 0
+    while pixels < SIDE ** 2:
+        stream.read()
+        pixels += sum(tile[4] * tile[5] for tile, _ in stream.tiles)
+        stream.tiles.clear()
+    stream.reply.close()
+
+
+def share_of_others(has_page):
+    """Threads beside the two that render, of the time of two processors; and pictures a second."""
+    folder = Folder()
+    view = Live(folder, SCENE, *OPTIONS, "--threads", "2", "--sample", "65535", "--resolution", f"{SIDE}x{SIDE}")
+    view.wait(lambda status: status["frames"] > 3)
+    before, start, pictures = processor_seconds(view.process.pid), time.monotonic(), 0
+    while (gone := time.monotonic() - start) < SECONDS:
+        if has_page:
+            take_picture(view)
+            pictures += 1
+            time.sleep(max(pictures / RATE - (time.monotonic() - start), 0.0))
+        else:
+            time.sleep(SECONDS - gone)
+    taken = [b - a for a, b in zip(before, processor_seconds(view.process.pid))]
+    seconds = time.monotonic() - start
+    view.end()
+    shutil.rmtree(folder.folder)
+    return sum(taken[2:]) / (2 * seconds), pictures / seconds
 
 
 def main():
-    ratios = {"without a page": [], "with one page": []}
-    for _ in range(ROUNDS):
-        alone = run_alone()
-        for has_page, name in enumerate(ratios):
-            ratios[name].append(run_live(bool(has_page)) / alone)
-    for name, values in ratios.items():
-        print(f"{name}: {statistics.median(values):.4f} of the processor time "
-              f"({min(values):.4f} to {max(values):.4f})", flush=True)
+    idle, _ = share_of_others(False)
+    watched, pictures = share_of_others(True)
+    watched = idle + (watched - idle) * RATE / pictures  # a busy machine takes fewer
+    print(f"threads beside those that render: {100 * idle:.3f} % without a page, {100 * watched:.2f} % with one",
+          flush=True)
+    print(f"instructions of the thread that renders: {100 * (count_served() / count_alone() - 1):+.3f} %")
 
 
 main()

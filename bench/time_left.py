@@ -2,58 +2,65 @@
 
 usage: time_left.py PROGRAM SCENE... [-- OPTIONS]
 
-Each scene is rendered on one and on two threads. What the progress says is held against what the phase then
-takes, in processor time: seconds of the clock are scaled by the processor time that a second has taken so far,
-so that other work of the machine counts for little. Lines: scene, threads, phase, error in percent.
+Each scene is rendered on one and on two threads under callgrind, whose count of instructions is the clock: other
+work of the machine does not touch it. What the progress says, in seconds, counts as many instructions as seconds
+of the phase have taken so far. Lines: scene, threads, phase, error in percent.
 SPDX-License-Identifier: MIT"""
+import glob
 import json
 import os
+import re
 import subprocess
 import sys
 import tempfile
 
 SHARE = 0.1
-
-
-def processor_time(pid):
-    with open(f"/proc/{pid}/stat", encoding="ascii") as line:
-        fields = line.read().rsplit(")", 1)[1].split()
-    return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+LEAST = 0.05  # of all instructions, below which nobody waits for a phase
+# One dump for each line of the progress; threads that wait take no instructions.
+VALGRIND = ("valgrind", "-q", "--tool=callgrind", "--dump-before=mh::JsonLine*")
+QUIET = {**os.environ, "OMP_WAIT_POLICY": "passive"}
 
 
 def phase_of(event):
     return {"rows": "frames", "frame": "frames"}.get(event["event"], event["event"])
 
 
-def events_of(program, scene, options, folder):
-    """Each line of the progress, with the processor time at which it came."""
-    command = [program, scene, "--progress", "json", "--quiet", "--output-dir", folder, *options]
-    process = subprocess.Popen(command, stderr=subprocess.PIPE, text=True)
-    events = []
-    for line in process.stderr:
-        if line.startswith("{"):
-            events.append({**json.loads(line), "processor_s": processor_time(process.pid)})
-    process.wait()
+def instructions_of(dump):
+    with open(dump, encoding="ascii") as lines:
+        return next(int(line.split()[1]) for line in lines if re.match("(totals|summary):", line))
+
+
+def events_of(program, scene, options):
+    """Each line of the progress, with the instructions that came before it."""
+    with tempfile.TemporaryDirectory() as folder:
+        profile = os.path.join(folder, "profile")
+        lines = subprocess.run(
+            [*VALGRIND, "--callgrind-out-file=" + profile, program, scene, "--progress", "json", "--quiet",
+             "--output-dir", folder, *options], stderr=subprocess.PIPE, text=True, check=True, env=QUIET).stderr
+        events = [json.loads(line) for line in lines.splitlines() if line.startswith("{")]
+        dumps = sorted(glob.glob(profile + ".*"), key=lambda path: int(path.rsplit(".", 1)[1]))
+        assert len(dumps) >= len(events), "the dumps are not those of the lines"
+        done = 0
+        for event, dump in zip(events, dumps):
+            done += instructions_of(dump)
+            event["instructions"] = done
     return events
 
 
 def errors_of(events):
-    """Phase, and the relative error of the first estimate behind a tenth of it."""
+    """Phase, and the relative error of the first estimate behind a tenth of it, of frames at the end of one."""
     for phase in ("photons", "frames"):
         own = [event for event in events if phase_of(event) == phase]
-        before = [event for event in events if phase_of(event) not in (phase, "frames")]
-        if not own or own[-1]["processor_s"] - own[0]["processor_s"] < 1.0:
+        if not own:
             continue
-        begin = before[-1] if before else {"elapsed_s": 0.0, "processor_s": 0.0}
-        end = own[-1]["processor_s"]
-        late = [event for event in own[:-1] if "remaining_s" in event and
-                event["processor_s"] - begin["processor_s"] >= SHARE * (end - begin["processor_s"])]
-        if not late:
+        begin, end = own[0], own[-1]["instructions"]
+        length = end - begin["instructions"]
+        if length < LEAST * events[-1]["instructions"]:
             continue
-        event = late[0]
-        rate = (event["processor_s"] - begin["processor_s"]) / (event["elapsed_s"] - begin["elapsed_s"])
-        left = end - event["processor_s"]
-        yield phase, event["remaining_s"] * rate / left - 1.0
+        event = next(event for event in own if event["event"] != "rows"
+                     and event["instructions"] - begin["instructions"] >= SHARE * length)
+        rate = (event["instructions"] - begin["instructions"]) / (event["elapsed_s"] - begin["elapsed_s"])
+        yield phase, event["remaining_s"] * rate / (end - event["instructions"]) - 1.0
 
 
 def main():
@@ -61,8 +68,7 @@ def main():
     scenes, options = (rest[:rest.index("--")], rest[rest.index("--") + 1:]) if "--" in rest else (rest, [])
     for scene in scenes:
         for threads in ("1", "2"):
-            with tempfile.TemporaryDirectory() as folder:
-                events = events_of(program, scene, ["--threads", threads, *options], folder)
+            events = events_of(program, scene, ["--threads", threads, *options])
             for phase, error in errors_of(events):
                 print(f"{os.path.basename(scene):<14} {threads}  {phase:<8} {100 * error:+6.1f} %", flush=True)
 

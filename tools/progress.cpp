@@ -191,7 +191,6 @@ void print_steps(const View& view, double now_s) {
 }
 
 void print_rows(const View& view, double now_s) {
-    if (now_s - progress.line_s < kRowInterval_s) return;
     print_json({{"event", "rows"}, {"frames_done", progress.done}, {"frames", progress.frames}},
                view, now_s);
 }
@@ -203,7 +202,7 @@ void show(bool at_once) {
     if (progress.form == Form::bar) {
         if (at_once || now_s - progress.drawn_s >= kBarInterval_s) draw_bar(view, now_s);
     } else if (progress.phase == Phase::frames && progress.form == Form::json) {
-        print_rows(view, now_s);
+        if (now_s - progress.line_s >= kRowInterval_s) print_rows(view, now_s);
     } else if (progress.phase != Phase::reading) {
         print_steps(view, now_s);
     }
@@ -213,7 +212,7 @@ void enter(Phase phase) {
     show(true);
     progress.phase = phase;
     progress.phase_start_s = progress.line_s = seconds_running();
-    progress.next_percent = kStep;
+    progress.next_percent = progress.form == Form::json ? 0 : kStep;
 }
 
 std::int64_t photon_sum() {
@@ -259,6 +258,7 @@ bool ShowsBar() {
 void StartTrees() {
     const std::lock_guard guard(console);
     enter(Phase::trees);
+    show(false);
 }
 
 void ShowPhotons(std::int64_t more) {
@@ -279,6 +279,7 @@ void StartFrames(std::uint32_t first, std::uint32_t frames) {
     progress.expected = frames;
     progress.last_frame_s = progress.phase_start_s;
     progress.next_percent = static_cast<int>(100.0 * share_of(first, frames)) + 1;
+    if (progress.form == Form::json) print_rows(view_at(progress.line_s), progress.line_s);
 }
 
 void ShowFrame(std::uint32_t done, std::int64_t rays, double frame_seconds) {

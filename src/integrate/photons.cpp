@@ -173,12 +173,19 @@ bool reaches(const Ray& ray) {
            || is_linked(*ray.photon_link, ray.hit_shader);
 }
 
+// Before a photon whose number is a multiple of the step: those of the step before it are cast.
 void report_progress(std::int64_t number, std::int64_t count, std::int64_t step,
                      std::mutex& console) {
     const double percent = 100.0 * static_cast<double>(number) / static_cast<double>(count);
     const std::lock_guard lock(console);
     ReportProgress("photon cast ", static_cast<std::int32_t>(percent), "%", false);
-    if (Hooks.photons_cast != nullptr) Hooks.photons_cast(std::min(step, count - number));
+    if (Hooks.photons_cast != nullptr) Hooks.photons_cast(number == 0 ? 0 : step);
+}
+
+// The steps before it were reported as they ended.
+void report_end(std::int64_t count, std::int64_t step) {
+    if (Hooks.photons_cast != nullptr && !stop_requested())
+        Hooks.photons_cast(count - (count - 1) / step * step);
 }
 
 void report_rate(std::int64_t start_microseconds) {
@@ -234,6 +241,7 @@ void cast(std::int64_t count, std::uint32_t pass, bool caustics, const Emit& emi
         });
     }
     throw_caught(caught);
+    report_end(count, step);
     report_rate(start);
 }
 

@@ -158,10 +158,10 @@ class Browser(ProgramTest):
         live = Live(self, ".")
         self.page.get(live.url)
         self.until(lambda: self.js("return live.names.length") == 3)
+        self.js("compare.other = part('other').value = '2'; showImages()")  # before the first is there
         self.until(lambda: len(self.page.find_elements(By.CSS_SELECTOR, "#images canvas")) == 3)
         self.until(lambda: self.js("return pictures.has(0)"))
         self.assert_shows(self.bytes_written("a.pfm"))
-        self.js("compare.other = part('other').value = '2'; showImages()")
         self.until(lambda: "rmse" in self.part("difference").text)
         rmse = float(self.part("difference").text.split()[1].rstrip(","))
         measured = float(self.run_here("diff", "a.pfm", "b.pfm").stdout.split()[1])

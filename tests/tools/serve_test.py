@@ -4,6 +4,7 @@ import array
 import json
 import os
 import socket
+import threading
 import time
 import unittest
 
@@ -83,6 +84,41 @@ class Refusals(ProgramTest):
                 self.assertIn(expected, live.raw(text))
         before = live.status()["frames"]
         live.wait(lambda status: status["frames"] > before)
+
+    def test_a_slow_stranger_is_cut_and_a_greedy_page_gets_its_rate(self):
+        self.live.end()
+        live = Live(self, "scene", "--threads", 1, "--resolution", "1200x800", "--mode", "path")
+        live.wait(lambda status: status["frames"] > 0)
+        cut, stop = [], threading.Event()
+
+        def drip():
+            start = time.monotonic()
+            with socket.create_connection(("127.0.0.1", live.port)) as connection:
+                connection.settimeout(0.1)
+                while not stop.is_set():
+                    try:
+                        connection.sendall(b"G")
+                        connection.recv(64)
+                        break
+                    except TimeoutError:
+                        pass
+                    except ConnectionError:
+                        break
+                cut.append(time.monotonic() - start)
+
+        slow = threading.Thread(target=drip)
+        slow.start()
+        stream = Stream(live, "0,1")  # 12 MB a frame
+        start = time.monotonic()
+        while time.monotonic() - start < 7 and (slow.is_alive() or time.monotonic() - start < 4):
+            self.assertTrue(stream.read())
+        seconds = time.monotonic() - start
+        stop.set()
+        slow.join()
+        received = sum(len(halves) for _, halves in stream.tiles)
+        self.assertLess(received, 4e6 * seconds + 4e5)
+        self.assertGreater(received, 2e6 * seconds)
+        self.assertLess(abs(cut[0] - 5), 1)
 
     def test_who_says_nothing_or_comes_too_often_keeps_nobody_out(self):
         live = self.live
@@ -179,6 +215,15 @@ class Pictures(ProgramTest):
         self.assertEqual(live.status()["frames"], stopped)
         self.assertEqual(live.post("/go"), 204)
         live.wait(lambda status: status["frames"] > stopped)
+        live.post("/region")
+        live.post("/stop")  # before a frame of the whole picture is there
+        os.remove(self.path("beauty.hdr"))
+        live.wait(lambda status: status["stage"] == "stopped")
+        live.post("/write")
+        live.wait(lambda status: "go on" in status["message"])
+        live.post("/go")
+        live.wait(lambda status: status["message"].endswith("written"))
+        self.bytes_of("beauty.hdr")
         self.assertEqual(live.end(), 130)
 
     def test_a_scene_that_changes_is_read_again_once_it_is_sound(self):

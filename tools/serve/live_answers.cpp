@@ -82,7 +82,7 @@ bool append_update(Stream& stream, std::string& more) {
         stream.viewer.generation != status.generation || stream.viewer.scale != status.scale;
     if (!is_new && !is_past(stream.tiles_sent, kUpdate_ms)) return true;
     const bool rests = status.stage == LiveStage::done || status.stage == LiveStage::stopped;
-    AppendTiles(stream.viewer, sending, rests, more);
+    AppendTiles(stream.viewer, sending, status.coarsest, rests, more);
     if (!is_new) stream.tiles_sent = Clock::now();
     return true;
 }
@@ -201,7 +201,7 @@ Reply save(const HttpHead& head) {
     if (!is_written) return {.status = 500, .body = "the file cannot be written\n"};
     return {.type = "application/octet-stream",
             .body = content.str(),
-            .headers = {{"Content-Disposition", "attachment; filename=\"picture." + format + '"'},
+            .headers = {{"Content-Disposition", "attachment"}, // the page names it
                         {"X-Content-Type-Options", "nosniff"}}};
 }
 
@@ -230,7 +230,7 @@ Reply answer_post(const HttpHead& head) {
 } // namespace
 
 void LimitSending(double bytes_per_second) {
-    constexpr double kBurst = 0.1; // of a second's bytes; more than a first picture takes
+    constexpr double kBurst = 0.1; // of a second's bytes; half of them pay for a first picture
     constexpr double kLeast = 300000.0;
     sending.per_second = bytes_per_second;
     sending.most = sending.left = std::max(kBurst * bytes_per_second, kLeast);

@@ -21,6 +21,7 @@
 #include "serve/live_view.h"
 #include "serve/requests.h"
 
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <mutex>
@@ -40,6 +41,7 @@ struct Session {
     std::mutex writing; // of files
     bool is_written = false;
     bool files_failed = false;
+    std::atomic<bool> write_waits = false; // for the first whole frame
 };
 
 Session session;
@@ -50,9 +52,19 @@ void note_failed_write(const std::string& path, const std::string& reason) {
     Say("cannot write " + path + ": " + reason);
 }
 
+// There is nothing to write yet.
+void write_later() {
+    session.write_waits = true;
+    const bool is_stopped = StatusNow().stage == LiveStage::stopped;
+    Say(std::string("no frame is whole yet; ")
+        + (is_stopped ? "go on: pictures are written when the first one is"
+                      : "pictures are written when the first one is"));
+}
+
 // Pictures of the whole frames of the whole picture.
 void write_pictures() {
-    if (!can_write()) return Say("nothing is written: no frame is whole yet");
+    if (!can_write()) return write_later();
+    session.write_waits = false;
     const int frames = static_cast<int>(FrameIndex);
     session.files_failed = false;
     {
@@ -73,6 +85,8 @@ void during_frame() {
 
 void begin_view() {
     session.is_written = false;
+    session.write_waits = false;
+    Say({}); // what was said was of another picture
     BeginView();
 }
 
@@ -97,6 +111,11 @@ void finish_frames() {
     if (!is_changed_view() && !session.is_written) write_pictures();
 }
 
+void follow_frame() {
+    if (session.write_waits && can_write()) write_pictures();
+    if (view_is_done()) finish_frames();
+}
+
 // Until something is asked for.
 void rest() {
     const double start_s = seconds_running();
@@ -118,8 +137,8 @@ bool render_until_end() {
         if (reread || is_interrupted()) break;
         if (StatusNow().stage != LiveStage::rendering)
             rest();
-        else if (AddViewFrame() && view_is_done())
-            finish_frames();
+        else if (AddViewFrame())
+            follow_frame();
     }
     LetRequestsCut(false);
     return reread;

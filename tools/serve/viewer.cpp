@@ -10,7 +10,8 @@ namespace mh {
 
 namespace {
 
-constexpr int kBytesOfPixel = 6; // three halves
+constexpr int kBytesOfPixel = 6;      // three halves
+constexpr double kShareOfFirst = 0.5; // of the allowance's most, kept for first pictures
 
 struct TilePlace {
     std::size_t list = 0, tile = 0; // among what the viewer has
@@ -145,13 +146,15 @@ void AppendMessage(std::string& stream, MessageKind kind, std::string_view conte
     stream += content;
 }
 
-void AppendTiles(Viewer& viewer, Allowance& allowance, bool is_final, std::string& stream) {
+void AppendTiles(Viewer& viewer, Allowance& allowance, int coarsest, bool is_final,
+                 std::string& stream) {
     std::vector<TilePlace> places;
     WithImages([&](const std::vector<LiveImage>& images, const LiveView& view) {
         places = due_tiles(viewer, images, view, is_final);
     });
+    const double kept = viewer.scale < coarsest ? kShareOfFirst * allowance.most : 0.0;
     for (const TilePlace& place : places) {
-        if (LeftOf(allowance) < kBytesOfPixel * pixels_of(place.part)) return;
+        if (LeftOf(allowance) < kept + kBytesOfPixel * pixels_of(place.part)) return;
         if (!append_tile(viewer, place, allowance, stream)) return;
     }
 }

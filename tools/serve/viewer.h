@@ -41,8 +41,10 @@ enum class MessageKind : std::uint32_t { status = 1, tile = 2 };
 void AppendMessage(std::string& stream, MessageKind kind, std::string_view content);
 
 // Appends the tiles that have changed most since they were sent, as many as the allowance pays for.
-// Content of each: number of the image, generation, scale, x, y, width, height, frames, 32 bits
-// each, in pixels of the image; then three halves a pixel.
-void AppendTiles(Viewer& viewer, Allowance& allowance, bool is_final, std::string& stream);
+// Views finer than the coarsest scale leave a part of it to the next first picture. Content of
+// each: number of the image, generation, scale, x, y, width, height, frames, 32 bits each, in
+// pixels of the image; then three halves a pixel.
+void AppendTiles(Viewer& viewer, Allowance& allowance, int coarsest, bool is_final,
+                 std::string& stream);
 
 } // namespace mh

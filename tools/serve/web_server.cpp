@@ -42,7 +42,7 @@ struct Connection {
 
 struct Traffic {
     std::mutex lock;
-    std::condition_variable changed;
+    std::condition_variable has_task, has_room;
     std::array<Connection, kMostConnections> connections;
     std::atomic<bool> ends = false;
     Allowance accepts = {.per_second = 200, .most = 100, .left = 100};
@@ -211,12 +211,12 @@ public:
         const auto has_room = [this] { return busy + tasks.size() < kMostConnections; };
         if (!has_room()) {
             close_oldest_stranger();
-            traffic.changed.wait_for(guard, milliseconds(100), has_room);
+            traffic.has_room.wait_for(guard, milliseconds(100), has_room);
         }
         if (has_room()) {
             tasks.push_back(std::move(task));
             guard.unlock();
-            traffic.changed.notify_all();
+            traffic.has_task.notify_one();
             return;
         }
         guard.unlock();
@@ -226,8 +226,11 @@ public:
     }
 
     void shutdown() override {
-        traffic.ends = true;
-        traffic.changed.notify_all();
+        {
+            const std::lock_guard guard(traffic.lock);
+            traffic.ends = true;
+        }
+        traffic.has_task.notify_all();
         threads.clear();
     }
 
@@ -235,7 +238,7 @@ private:
     void work() {
         std::unique_lock guard(traffic.lock);
         for (;;) {
-            traffic.changed.wait(guard, [this] { return !tasks.empty() || traffic.ends; });
+            traffic.has_task.wait(guard, [this] { return !tasks.empty() || traffic.ends; });
             if (tasks.empty()) return;
             const std::function<void()> task = std::move(tasks.front());
             tasks.pop_front();
@@ -244,7 +247,7 @@ private:
             task();
             guard.lock();
             --busy;
-            traffic.changed.notify_all();
+            traffic.has_room.notify_one();
         }
     }
 

@@ -25,7 +25,7 @@ function listOthers() {
 // Of what both pictures show, in halves as they are held: of displayed bytes nothing could be said.
 function showDifference() {
   const line = document.getElementById('difference'), other = otherPicture();
-  if (!other || !size.width) {
+  if (!other || !other.frames || !pictureOf(view.shown).frames) { // not there yet
     line.textContent = '';
     return;
   }

@@ -1,5 +1,5 @@
 // Pictures of a folder in place of a render's images. Each keeps its number while the server runs.
-const folder = { scene: '' };
+const folder = { scene: '', loading: new Map() };
 
 function startFolder(status) {
   folder.scene = status.scene;
@@ -39,21 +39,29 @@ async function addThumbnail(i) {
 }
 
 // The first picture decides the size; one of another size is not compared with it.
-async function loadFolderImages(images) {
-  for (const i of images.split(',').map(Number)) {
-    if (folder.loading === i) return;
-    folder.loading = i;
-    const loaded = await fetchHalves('/picture?image=' + i).catch(fault => {
-      alarm(fault.message);
-      return null;
-    });
-    folder.loading = undefined;
-    if (!loaded) continue;
-    if (i === view.shown && setSize(loaded.width, loaded.height)) resize();
-    const picture = new Picture(loaded.width, loaded.height);
-    picture.setTile(0, 0, loaded.width, loaded.height, 1, loaded.halves);
-    pictures.set(i, picture);
+async function readPicture(i) {
+  const loaded = await fetchHalves('/picture?image=' + i).catch(fault => {
+    alarm(fault.message);
+    return null;
+  });
+  if (!loaded) return;
+  if (i === view.shown && setSize(loaded.width, loaded.height)) resize();
+  const picture = new Picture(loaded.width, loaded.height);
+  picture.setTile(0, 0, loaded.width, loaded.height, 1, loaded.halves);
+  picture.frames = 1;
+  pictures.set(i, picture);
+}
+
+// A picture that is on its way is waited for.
+function loadPicture(i) {
+  if (!folder.loading.has(i)) {
+    folder.loading.set(i, readPicture(i).finally(() => folder.loading.delete(i)));
   }
+  return folder.loading.get(i);
+}
+
+async function loadFolderImages(images) {
+  for (const i of images.split(',').map(Number)) await loadPicture(i);
   drawSoon();
   drawHistogram();
   showDifference();

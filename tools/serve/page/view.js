@@ -113,8 +113,10 @@ function boxOf(a, b) {
   return x1 - x0 > 1 && y1 - y0 > 1 ? [x0, y0, x1, y1] : null;
 }
 
-// Moves of the camera are gathered, so that a fast hand sends no more than the render can follow.
-const cameraMove = { x: 0, y: 0, motion: '', waits: false };
+// The first move of a drag goes out at once, later ones are gathered, so that a fast hand sends no
+// more than the render can follow.
+const cameraMove = { x: 0, y: 0, motion: '', waits: false, sent: -Infinity };
+const movePause_ms = 40;
 
 function moveCamera(motion, x, y) {
   if (cameraMove.motion !== motion) sendMove();
@@ -122,14 +124,17 @@ function moveCamera(motion, x, y) {
   cameraMove.x += x;
   cameraMove.y += y;
   if (cameraMove.waits) return;
+  const pause = cameraMove.sent + movePause_ms - performance.now();
+  if (pause <= 0) return sendMove();
   cameraMove.waits = true;
-  setTimeout(sendMove, 40);
+  setTimeout(sendMove, pause);
 }
 
 function sendMove() {
   const { motion, x, y } = cameraMove;
   Object.assign(cameraMove, { x: 0, y: 0, waits: false });
   if (motion === '' || (x === 0 && y === 0)) return;
+  cameraMove.sent = performance.now();
   post(`/camera?motion=${motion}&x=${x.toFixed(5)}&y=${y.toFixed(5)}`);
 }
 
