@@ -3,8 +3,9 @@
 usage: live_cost.py PROGRAM SCENE
 
 The thread that renders is measured in instructions of its frames, as callgrind counts them: of "serve", and of the
-program alone. The threads beside those that render are measured in processor time, as a share of what two processors have, without a page and with one
-that takes ten whole pictures a second. So other work of the machine hardly matters.
+program alone. The threads beside those that render are measured in processor time beyond that of the program alone,
+as a share of what two processors have, without a page and with one that takes ten whole pictures a second. So other
+work of the machine hardly matters.
 SPDX-License-Identifier: MIT"""
 import glob
 import os
@@ -23,6 +24,7 @@ ALONE = ("mh::BeginFrame()", "mh::RenderPixels(unsigned int)", "mh::EndFrame()")
 SERVED = ("mh::AddViewFrame()", "mh::TakeRequests()")
 SIDE = 256  # ten such pictures are the four megabytes that are sent a second
 COUNTED = ("--threads", "1", "--resolution", f"{SIDE}x{SIDE}", "--sample", "8", "--gather", "8")  # a path a pixel
+ENDLESS = ("--threads", "2", "--resolution", f"{SIDE}x{SIDE}", "--sample", "65535")
 SECONDS, RATE = 20.0, 10  # pictures a second
 OPTIONS = ("--seed", "1", "--mode", "path", "--beauty", "beauty.pfm")
 
@@ -85,31 +87,52 @@ def take_picture(view):
     stream.reply.close()
 
 
-def share_of_others(has_page):
-    """Threads beside the two that render, of the time of two processors; and pictures a second."""
-    folder = Folder()
-    view = Live(folder, SCENE, *OPTIONS, "--threads", "2", "--sample", "65535", "--resolution", f"{SIDE}x{SIDE}")
-    view.wait(lambda status: status["frames"] > 3)
-    before, start, pictures = processor_seconds(view.process.pid), time.monotonic(), 0
+def share_of_others(pid, act):
+    """Threads beside the two that render, of the time of two processors, while act(seconds since) goes on."""
+    before, start = processor_seconds(pid), time.monotonic()
     while (gone := time.monotonic() - start) < SECONDS:
-        if has_page:
-            take_picture(view)
-            pictures += 1
-            time.sleep(max(pictures / RATE - (time.monotonic() - start), 0.0))
-        else:
-            time.sleep(SECONDS - gone)
-    taken = [b - a for a, b in zip(before, processor_seconds(view.process.pid))]
-    seconds = time.monotonic() - start
+        act(gone)
+    taken = [b - a for a, b in zip(before, processor_seconds(pid))]
+    return sum(taken[2:]) / (2 * gone)
+
+
+def wait(gone):
+    time.sleep(SECONDS - gone)
+
+
+def share_of_program():
+    folder = Folder()
+    with subprocess.Popen([PROGRAM, SCENE, *OPTIONS, *ENDLESS, "--quiet"], cwd=folder.folder) as process:
+        time.sleep(5)
+        share = share_of_others(process.pid, wait)
+        process.kill()
+    shutil.rmtree(folder.folder)
+    return share
+
+
+def shares_of_view():
+    """Without a page, and with one."""
+    folder, pictures = Folder(), 0
+    view = Live(folder, SCENE, *OPTIONS, *ENDLESS)
+    view.wait(lambda status: status["frames"] > 3)
+    idle = share_of_others(view.process.pid, wait)
+
+    def show(gone):
+        nonlocal pictures
+        take_picture(view)
+        pictures += 1
+        time.sleep(max(pictures / RATE - gone, 0.0))
+
+    watched = share_of_others(view.process.pid, show)
     view.end()
     shutil.rmtree(folder.folder)
-    return sum(taken[2:]) / (2 * seconds), pictures / seconds
+    return idle, idle + (watched - idle) * RATE * SECONDS / pictures  # a busy machine takes fewer
 
 
 def main():
-    idle, _ = share_of_others(False)
-    watched, pictures = share_of_others(True)
-    watched = idle + (watched - idle) * RATE / pictures  # a busy machine takes fewer
-    print(f"threads beside those that render: {100 * idle:.3f} % without a page, {100 * watched:.2f} % with one",
+    alone = share_of_program()
+    idle, watched = (share - alone for share in shares_of_view())
+    print(f"threads beside those that render: {100 * idle:+.3f} % without a page, {100 * watched:+.2f} % with one",
           flush=True)
     print(f"instructions of the thread that renders: {100 * (count_served() / count_alone() - 1):+.3f} %")
 

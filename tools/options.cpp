@@ -164,13 +164,15 @@ constexpr OptionRow kSceneRows[] = {
     {"--confine", "", "Read no file that the scene names outside of its folder", bind<&A::confine>},
 };
 
+constexpr OptionRow kLayersRow = {
+    "--exr-layers", "FILE", "Write all images as layers of one EXR file too", bind<&A::exr_layers>};
+
 constexpr OptionRow kRunRows[] = {
     {"--denoise", "",
      "Write a denoised picture too, and denoised light AOVs; with oidn behind it by Open Image "
      "Denoise",
      bind<&A::denoise>},
-    {"--exr-layers", "FILE", "Write all images as layers of one EXR file too",
-     bind<&A::exr_layers>},
+    kLayersRow,
     {"--strict", "", "Refuse a scene with faults or warnings", bind<&A::strict>},
     {"--preview", "", "Show the picture in a window while it grows", bind<&A::preview>},
     {"--time-limit", "S", "Stop after this many seconds, dropping the frame in progress",
@@ -203,6 +205,7 @@ constexpr OptionRow kViewRows[] = {
     {"--token-file", "FILE", "Keep the token there, for pages that outlive a restart",
      bind<&A::token_file>},
     {"--watch", "", "Read the scene again when one of its files changes", bind<&A::watch>},
+    kLayersRow,
 };
 
 template<std::size_t a, std::size_t b>
@@ -226,6 +229,7 @@ constexpr OptionRow kMergeRows[] = {
      bind<&A::allow_gaps>},
     {"--denoise", "", "Write denoised pictures too, of pieces rendered with --denoise",
      bind<&A::denoise>},
+    kLayersRow,
 };
 
 constexpr OptionRow kFarmRows[] = {

@@ -45,9 +45,10 @@ class Pieces(ProgramTest):
         refused = self.merged("0.part", "1.part", "--denoise", status=2).stderr
         self.assertIn("render them with --denoise", refused)
         self.settings = (*self.settings, "--denoise")
-        self.render("--output-dir", "one")
+        self.render("--output-dir", "one", "--exr-layers", "one.exr")
         for split in ([LEFT, RIGHT], [("--frames", "0:4"), ("--frames", "4:9")]):
-            self.merged("--denoise", *self.pieces(*split))
+            self.merged("--denoise", "--exr-layers", "merged.exr", *self.pieces(*split))
+            self.assertEqual(self.bytes_of("merged.exr"), self.bytes_of("one.exr"))
             self.assertEqual(self.pictures("merged"), self.pictures("one"), split)
             self.assertIn("key_denoised.pfm", self.pictures("merged"))
 

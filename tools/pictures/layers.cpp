@@ -132,6 +132,8 @@ std::string encode(const Image& beauty) {
 } // namespace
 
 void CollectLayers() {
+    const std::lock_guard guard(collected.lock);
+    collected.images.clear();
     collected.floats = ImageWriting.exr_floats;
     Hooks.image_written = collect;
 }

@@ -6,7 +6,7 @@
 
 namespace mh {
 
-// From now on keeps a copy of each image that is written.
+// From now on, and from nothing, keeps a copy of each image that is written.
 void CollectLayers();
 
 // What was collected, in one file: the picture in the channels R, G and B, the others in NAME.R,

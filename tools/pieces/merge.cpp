@@ -14,6 +14,7 @@
 #include "output/feature_planes.h"
 #include "output/image_writer.h"
 #include "output/state.h"
+#include "pictures/layers.h"
 #include "pieces/merge_cover.h"
 #include "pieces/partial_file.h"
 
@@ -280,10 +281,16 @@ std::size_t place_of_picture(const std::vector<PlaneHeader>& planes) {
     return static_cast<std::size_t>(planes.rend() - last) - 1;
 }
 
+void write_layers(const std::string& path, const std::string& beauty) {
+    const std::string fault = WriteLayers(path, beauty);
+    if (!fault.empty()) note_failed_write(path, fault);
+}
+
 std::string write_pictures(const Arguments& arguments, const Merge& merge) {
     const std::vector<PlaneHeader>& planes = picture_of(merge).planes;
     const std::size_t picture = place_of_picture(planes);
     std::vector<Image> for_denoiser;
+    if (!arguments.exr_layers.empty()) CollectLayers();
     for (std::size_t i = 0; i < planes.size(); ++i) {
         if (planes[i].kind == PlaneKind::part) continue;
         Aov aov = aov_of(planes[i]);
@@ -295,28 +302,34 @@ std::string write_pictures(const Arguments& arguments, const Merge& merge) {
         if (arguments.denoise && planes[i].kind == PlaneKind::sums && i <= picture)
             for_denoiser.push_back(std::move(aov.image));
     }
-    if (for_denoiser.empty()) return {};
-    std::vector<const Image*> lights;
-    for (std::size_t i = 0; i + 1 < for_denoiser.size(); ++i)
-        lights.push_back(&for_denoiser[i]);
-    WriteDenoisedImages(for_denoiser.back(), lights);
+    if (!for_denoiser.empty()) {
+        std::vector<const Image*> lights;
+        for (std::size_t i = 0; i + 1 < for_denoiser.size(); ++i)
+            lights.push_back(&for_denoiser[i]);
+        WriteDenoisedImages(for_denoiser.back(), lights);
+    }
+    if (!arguments.exr_layers.empty())
+        write_layers(arguments.exr_layers, path_in(arguments.output_dir, planes[picture].name));
     return {};
 }
 
 // Of a picture while it is put together, and while it is encoded.
 bool fits_memory(const Arguments& arguments, const Merge& merge) {
     constexpr double kBytesOfSums = 3.0 * sizeof(FixedPoint) + sizeof(std::uint32_t);
-    double largest = 0.0, parts = 0.0;
+    double largest = 0.0, parts = 0.0, all = 0.0;
     for (const PlaneHeader& plane : picture_of(merge).planes) {
         const double values = 1.0 * plane.width * plane.height * plane.channels;
         largest = std::max(largest, values);
+        all += values;
         if (plane.kind == PlaneKind::part) parts += values;
     }
     constexpr double kCopies = 3.0; // in other forms, while they are made and encoded
     constexpr double kBytesOfDenoiser = 400.0;
+    constexpr double kBytesOfLayers = 3.0 * sizeof(float); // kept, laid out, and encoded
     const double bytes_of_pixel = kBytesOfSums + (arguments.denoise ? kBytesOfDenoiser : 0.0);
     return FitsMemory(bytes_of_pixel * static_cast<double>(pixel_count(merge.bounds))
-                      + sizeof(float) * (kCopies * largest + parts));
+                      + sizeof(float) * (kCopies * largest + parts)
+                      + (arguments.exr_layers.empty() ? 0.0 : kBytesOfLayers * all));
 }
 
 int fail(int status, const std::string& reason) {

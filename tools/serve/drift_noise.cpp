@@ -11,7 +11,7 @@ namespace mh {
 
 namespace {
 
-constexpr std::int64_t kMostProbes = 20000; // pixels that are followed
+constexpr std::int64_t kMostProbes = 10000; // pixels that are followed
 constexpr double kDarkest = 0.01; // of the mean brightness, added so that black has no error
 
 std::vector<float> probes_of(const Image& beauty) {

@@ -9,11 +9,13 @@
 #include "frame/phases.h"
 #include "integrate/output_images.h"
 #include "math/stop.h"
+#include "output/camera.h"
 #include "output/image_writer.h"
 #include "output/run_hooks.h"
 #include "output/state.h"
 #include "output_paths.h"
 #include "overrides.h"
+#include "pictures/layers.h"
 #include "run/state.h"
 #include "run_control.h"
 #include "serve/live_images.h"
@@ -26,6 +28,7 @@
 #include <filesystem>
 #include <mutex>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include <omp.h>
@@ -52,6 +55,13 @@ void note_failed_write(const std::string& path, const std::string& reason) {
     Say("cannot write " + path + ": " + reason);
 }
 
+void write_layers() {
+    const std::string& path = session.arguments->exr_layers;
+    if (path.empty()) return;
+    const std::string fault = WriteLayers(path, ActiveCamera()->aovs[0].image.path);
+    if (!fault.empty()) note_failed_write(path, fault);
+}
+
 // There is nothing to write yet.
 void write_later() {
     session.write_waits = true;
@@ -70,6 +80,7 @@ void write_pictures() {
     {
         const std::lock_guard guard(session.writing);
         WriteOutputs();
+        write_layers();
     }
     session.is_written = true;
     if (!session.files_failed)
@@ -177,7 +188,10 @@ std::string open_scene(CapturedReport& report, std::vector<Fault>& faults) {
     report.take_messages(); // are among the faults
     PixelRegion region_of_scene;
     const std::string nothing = ApplyOverrides(arguments, region_of_scene);
-    return nothing.empty() ? FaultOfPictures(arguments) : nothing;
+    if (!nothing.empty()) return nothing;
+    if (!arguments.exr_layers.empty()) CollectLayers();
+    const std::string fault = FaultOfFiles(arguments);
+    return fault.empty() ? FaultOfPictures(arguments) : fault;
 }
 
 void run(std::span<const InitialPhase> phases) {
@@ -272,7 +286,10 @@ int RunSession(const Arguments& arguments) {
 
 bool WriteLiveImage(const Image& image) {
     const std::lock_guard guard(session.writing);
-    return WriteImage(image);
+    const auto collect = std::exchange(Hooks.image_written, nullptr); // it is not of the run
+    const bool is_written = WriteImage(image);
+    Hooks.image_written = collect;
+    return is_written;
 }
 
 void ShowFaults(const Json& check) {
