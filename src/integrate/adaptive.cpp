@@ -16,10 +16,10 @@ namespace mh {
 
 namespace {
 
-constexpr std::uint32_t kEvenFrames = 16;      // that every pixel has before errors are believed
-constexpr float kLeast = 0.125f, kMost = 4.0f; // frames of a block, of the mean
-constexpr float kSmallestNeed = 1e-4f;         // of the largest; others count as none
-constexpr int kHalvings = 40;                  // of the interval that holds the right factor
+constexpr std::uint32_t kEvenFrames = 16; // that every pixel has before errors are believed
+constexpr float kLeast = 0.125f, kMost = kMostRounds; // frames of a block, of the mean
+constexpr float kSmallestNeed = 1e-4f;                // of the largest; others count as none
+constexpr int kHalvings = 40;                         // of the interval that holds the right factor
 
 // Plans are made at these frames: the first shared one, and where a quarter has been added.
 std::uint32_t next_plan(std::uint32_t frame) {

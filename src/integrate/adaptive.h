@@ -8,6 +8,8 @@
 
 namespace mh {
 
+constexpr std::uint32_t kMostRounds = 4; // frames of a block, of the mean
+
 // Whether blocks take unequal parts of this frame.
 bool is_shared_out(std::uint32_t frame);
 

@@ -54,14 +54,16 @@ struct Moment {
     StretchPlace place;     // of the frame, in all pixels
 };
 
-// Rounds of the exact estimator have points of other seeds.
+// Where a plan gives a pixel more frames than the run has, its rounds are parts of one longer set
+// of points; beyond it are those of another seed.
 Moment moment_of(const Camera& camera, std::uint32_t n) {
     const auto frames = static_cast<std::uint32_t>(camera.sample);
     const Turn turn = turn_of(n, frames, keeps_planes());
+    const std::uint32_t rounds = RendererSettings.adaptive ? kMostRounds : 1;
+    const std::uint32_t set = turn.round / rounds, part = turn.round % rounds;
     const auto seed = static_cast<std::uint64_t>(RendererSettings.seed);
-    return {turn, FramePose(camera, turn.moment),
-            turn.round == 0 ? seed : derive_key(seed, turn.round),
-            place_in_stretch(turn.frame, frames)};
+    return {turn, FramePose(camera, turn.moment), set == 0 ? seed : derive_key(seed, set),
+            place_in_stretch(part * frames + turn.frame, rounds * frames)};
 }
 
 // The cursor of a pixel's path, and the place of its ray within the pixel. Rounds of
