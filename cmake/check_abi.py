@@ -32,8 +32,12 @@ def main(header, release, folder, renew):
     subprocess.run(["abidw", *FOUND, "--out-file", current, library], check=True)
     if renew:
         return 0
-    return subprocess.run(["abidiff", "--no-added-syms", "--non-reachable-types", release,
-                           current]).returncode
+    status = subprocess.run(["abidiff", "--no-added-syms", "--non-reachable-types", release,
+                             current]).returncode
+    if status != 0:
+        print(f"{header.name}: a function, type or value of the last release was changed, renamed or "
+              "removed; programs built against it break")
+    return status
 
 
 if __name__ == "__main__":

@@ -358,7 +358,7 @@ std::string unexpected(const CLI::App& app, const std::string& scene) {
     for (const OptionRow& row : command.options)
         legal.emplace_back(row.name);
     std::string word = argument;
-    if (!argument.starts_with('-')) { // then the first of two words is no command
+    if (!argument.starts_with('-')) { // then the first of two words is not a command
         legal.clear();
         for (const CommandRow& row : kCommands)
             legal.emplace_back(row.name);

@@ -229,25 +229,25 @@ MH_API void mhRenderPixels(int count, float* out, int frame);
 
 /* ---- Watching a run ---- */
 
-/* Asks a run to end: what mhInitialize, mhRender or mhGo is at returns soon, and pictures hold the
- * frames that were done. From any thread, or a signal handler; holds up to the next mhStartup, mhGo
- * or mhShutdown. */
+/* Asks a run to end: a running mhInitialize, mhRender or mhGo returns soon, and pictures hold the
+ * frames done so far. From any thread, or a signal handler; holds until the next mhStartup, mhGo or
+ * mhShutdown. */
 MH_API void mhRequestStop(void);
 /* Frames that mhRender has done. From any thread. */
 MH_API int mhGetFrameCount(void);
-/* Whether the report is kept for mhTakeReport, and not printed; default false. */
+/* Whether the report is kept for mhTakeReport instead of printed; default false. */
 MH_API void mhKeepReport(bool on);
-/* Moves up to that many bytes of what was kept to the text, without a zero at its end; returns how
- * many, 0 when there are none. From any thread. */
+/* Moves up to `size` bytes of the kept report to `text`, without a zero at their end; returns how
+ * many, 0 when nothing is left. From any thread. */
 MH_API int mhTakeReport(int size, char* text);
 
 /* Takes an image of a camera out of the scene, after mhRender; returns the number of a picture,
  * which stays until mhFreePicture, also beyond the scene, or -1 without one. The image is not
  * written any more. */
 MH_API int mhTakeCameraAOV(int camera, int aov);
-/* Size of a picture, pixels. */
+/* Width of a picture, pixels. */
 MH_API int mhGetPictureWidth(int picture);
-/* The same, vertically. */
+/* Height of a picture, pixels. */
 MH_API int mhGetPictureHeight(int picture);
 /* Its pixels, row by row from the top, three floats each; they do not move. Null for no picture. */
 MH_API const float* mhGetPicturePixels(int picture);
@@ -281,11 +281,11 @@ MH_API void mhSetRendererResolution(float resolution);
 MH_API void mhSetRendererRadius(float radius);
 /* Upper limits of a pixel's value in one frame; default 3.4e38 each. Negative values count as 0
  * from the next mhInitialize or mhInitializeRenderer on. Only the picture itself is limited, no
- * other output image. An infinite channel counts as the limit that was set, by default as 0, and
- * one that is no number as 0; mhFinalize warns of the number of such samples. */
+ * other output image. An infinite channel counts as the limit where one was set, otherwise, like
+ * NaN, as 0; mhFinalize reports the number of samples that have such zeros. */
 MH_API void mhSetRendererClamp(float r, float g, float b);
 /* Ends the run when the 95th percentile of the relative error of blocks of 8 x 8 pixels, as it is
- * estimated, falls below; the frames of the camera are then the most. 0, the default, and less:
+ * estimated, falls below; the camera's frames remain the upper limit. 0, the default, and less:
  * never. Before the phase of the cameras. */
 MH_API void mhSetRendererNoise(float error);
 /* Gives frames after the 16th to the blocks that need them; default false. Before the phase of the
@@ -341,8 +341,8 @@ MH_API void mhSetCameraAOVUserData(int camera, int aov, const char* name);
 /* ---- Objects ----
  * Geometry stands in parts of objects; a part holds particles, or cylinders, or faces. Indices
  * count the positions of their part from 0; primitives with others are dropped, with a message,
- * when the part is finished. A ray ignores the primitive number that it left in every part: put the
- * faces of one object into one part. */
+ * when the part is finished. A ray that leaves a primitive ignores those of the same number in all
+ * parts: put the faces of one object into one part. */
 
 /* Adds an empty object; returns its number. The last object that no instance places is the root;
  * all others that no instance places are placed in it as they are. */
@@ -367,15 +367,15 @@ MH_API void mhAddUVs(int object, int part, int count, const float* uvs);
 MH_API void mhAddRadii(int object, int part, int count, const float* radii);
 /* Appends `count` triangles of three indices, counter-clockwise seen from the front. */
 MH_API void mhAddTriangles(int object, int part, int count, const int* indices);
-/* Appends `count` flat quads of four indices in order around the face. One that is no parallelogram
- * becomes two triangles, 0 1 2 and 2 3 0, when the part is finished. */
+/* Appends `count` flat quads of four indices in order around the face. When the part is finished,
+ * one that is not a parallelogram becomes two triangles, 0 1 2 and 2 3 0. */
 MH_API void mhAddTetragons(int object, int part, int count, const int* indices);
 /* Appends `count` hair segments, each from the vertex of its index to the next vertex. */
 MH_API void mhAddCylinders(int object, int part, int count, const int* indices);
 /* Appends `count` spheres, each around the vertex of its index. */
 MH_API void mhAddParticles(int object, int part, int count, const int* indices);
 /* Adds a named array of `count` values, one for each position, of 1, 2 or 3 floats each.
- * mhChannelCustom shows it; one named "motion" tells that the object moves. */
+ * mhChannelCustom shows it; one named "motion" marks the object as moving. */
 MH_API void mhAddVertexData(int object, int part, const char* name, int count, int components,
                             const float* values);
 /* Adds an instance, which places another object in this one; returns its number within the
@@ -519,8 +519,8 @@ MH_API void mhSetSkyLightZenith(float x, float y, float z);
 MH_API void mhSetSkyLightSample(int sample);
 /* Photons; default 1000000. */
 MH_API void mhSetSkyLightPhoton(int photons);
-/* Adds a shader to those that the sky reaches; without any it reaches all. With one camera rays
- * see a black sky. */
+/* Adds a shader to those that the sky reaches; without any it reaches all. With a link camera
+ * rays see a black sky. */
 MH_API void mhSetSkyLightShaderLink(int shader);
 /* Adds an output image for what the sky contributes; returns its number. */
 MH_API int mhAddSkyLightAOV(void);
@@ -535,8 +535,8 @@ MH_API void mhSetSkyLightAOVChannel(int aov, mhChannel channel);
 MH_API void mhSetGeometryLightSample(int sample);
 /* Photons; default 1000000. */
 MH_API void mhSetGeometryLightPhoton(int photons);
-/* Adds a shader to those that the light reaches; without any it reaches all. With one camera rays
- * see black lamps. */
+/* Adds a shader to those that the light reaches; without any it reaches all. With a link camera
+ * rays see black lamps. */
 MH_API void mhSetGeometryLightShaderLink(int shader);
 /* Adds an output image for what the surfaces contribute; returns its number. */
 MH_API int mhAddGeometryLightAOV(void);

@@ -70,7 +70,7 @@ std::string fault_of(const InputFile& file, const MeshFileHead& head, bool has_h
     constexpr double kCopies = 2.0; // the file's arrays and the part's
     if (!has_head || head.signature != MeshFileHead().signature || head.has_normals > 1
         || head.has_uvs > 1)
-        return " is no mesh file";
+        return " is not a mesh file";
     if (file.size_bytes != MeshFileBytes(head)) return " is cut, or longer than its header says";
     if (!FitsMemory(kCopies * static_cast<double>(file.size_bytes)))
         return " needs more memory than there is";

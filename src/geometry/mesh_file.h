@@ -24,7 +24,7 @@ static_assert(sizeof(MeshFileHead) == 24);
 std::uint64_t MeshFileBytes(const MeshFileHead& head);
 
 // Fills a part that holds nothing yet. Triangles whose corners share a position are left out, as of
-// every mesh. What is no whole mesh file gets one line of the report, and gives nothing.
+// every mesh. A file that is not a whole mesh file adds nothing but one line of the report.
 void ReadMeshFile(const std::string& path, Part& part);
 
 } // namespace mh

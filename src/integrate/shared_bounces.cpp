@@ -26,8 +26,8 @@ bool have_images(const Lights& lights) {
     return false;
 }
 
-// Shading normals give way to geometric ones where they face away from the viewer or would mirror
-// it below the surface; there the light that leaves depends on the viewer.
+// Geometric normals replace shading normals that face away from the viewer or would mirror it below
+// the surface; there the light that leaves depends on the viewer.
 bool keeps_normal(const SharedBounce& from, const Vec3& outgoing) {
     if (from.end_normal == from.end_geometric_normal) return true;
     const float cosine = dot(outgoing, from.end_normal);

@@ -14,7 +14,7 @@ namespace mh {
 namespace {
 
 // Density of the light samples at the ray's source point for the direction in which the ray met the
-// point, 1/sr; 0 for what is no lamp.
+// point, 1/sr; 0 where that is not a lamp.
 float lamp_sample_density(const Ray& ray, const SurfacePoint& point) {
     const LampSet& set = GeometryLight.lamps;
     const Vec3& from = ray.source_point->position;

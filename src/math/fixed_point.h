@@ -29,7 +29,7 @@ inline FixedPoint number_of(UnsignedWide wide) {
 }
 
 // What lies below 2^-64 is cut off, what is larger than the limit (at most 2^62) counts as the
-// limit, and what is no number as 0.
+// limit, and NaN as 0.
 inline FixedPoint to_fixed(float value, float limit) {
     constexpr int kMantissaBits = 24;
     constexpr std::uint32_t kLeadingOne = 1u << (kMantissaBits - 1);

@@ -118,7 +118,7 @@ void notify_long_line(Reading& reading) {
     notify(reading, note_of(reading, ReadEvent::line_too_long, nullptr));
 }
 
-// The next line that holds a word and is no comment; `rest` is what follows the word.
+// The next line that holds a word and is not a comment; `rest` is what follows the word.
 bool next_words(Reading& reading, std::string_view& rest) {
     while (next_line(reading.text, reading.line) && fits_memory(reading)) {
         rest = reading.line;

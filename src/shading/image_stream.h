@@ -23,7 +23,7 @@ constexpr std::uint32_t kLongestFault = 1024;
 
 StreamHead HeadOf(const Image& image);
 
-// Sizes the image as the head says; false when that is no image that a file can hold.
+// Sizes the image as the head says; false when no file can hold such an image.
 bool AllocateFromHead(const StreamHead& head, Image& image);
 
 // The array that holds the pixels.

@@ -9,6 +9,8 @@ import re
 import subprocess
 import sys
 
+FUNCTIONS = 135  # none is added or lost by mistake
+
 library, header = sys.argv[1:]
 listing = subprocess.run(["nm", "--dynamic", "--defined-only", library], check=True, text=True,
                          stdout=subprocess.PIPE).stdout
@@ -27,9 +29,12 @@ for source in pathlib.Path(header).parent.glob("*.cpp"):
     defined |= parameters(source.read_text(), r"(?:try )?\{")
 expected = {f"{name}@@MOONHARE_{major}" for name in declared}
 other = [name for name in declared if declared[name] != defined.get(name)]
-if len(declared) != 135 or exported != expected or other:
-    print(f"{len(declared)} functions declared")
-    print("not exported:", *sorted(expected - exported))
-    print("not declared:", *sorted(exported - expected))
-    print("defined with other parameters:", *other)
-    sys.exit(1)
+faults = {"declared, but not exported:": sorted(expected - exported),
+          "exported, but not declared:": sorted(exported - expected),
+          "defined nowhere with these parameters:": other}
+if len(declared) != FUNCTIONS:
+    print(f"{header} declares {len(declared)} functions; FUNCTIONS of check_exports.py is {FUNCTIONS}")
+for fault, names in faults.items():
+    if names:
+        print(fault, *names)
+sys.exit(len(declared) != FUNCTIONS or any(faults.values()))

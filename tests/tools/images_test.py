@@ -162,8 +162,8 @@ class Denoise(ProgramTest):
                 (1, "small.pfm has 8x16 pixels, the picture 24x16", "in.pfm", "--normal", "small.pfm"),
                 (1, "--depth: cannot read none.pfm", "in.pfm", "--depth", "none.pfm"),
                 (1, "cannot read none.pfm", "none.pfm"),
-                (0, "nan.pfm: 16 pixels with values that are no finite", "nan.pfm"),
-                (0, "nan.pfm: 16 pixels with values that are no finite", "in.pfm", "--albedo", "nan.pfm"),
+                (0, "nan.pfm: 16 pixels with values that are not finite", "nan.pfm"),
+                (0, "nan.pfm: 16 pixels with values that are not finite", "in.pfm", "--albedo", "nan.pfm"),
                 (0, "black.pfm: all pixels are alike", "in.pfm", "--depth", "black.pfm"),
                 (0, "grey.pfm: all pixels are alike", "in.pfm", "--depth", "grey.pfm"),
                 (0, "", "black.pfm"), (0, "", "dot.pfm")):

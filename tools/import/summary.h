@@ -1,4 +1,4 @@
-// What an import tells of itself.
+// The summary that an import prints.
 // SPDX-License-Identifier: MIT
 #pragma once
 

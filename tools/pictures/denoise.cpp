@@ -38,7 +38,7 @@ std::vector<float> floats_of(const std::string& path, const Pixels& pixels) {
     }
     if (replaced > 0)
         Complain(path + ": " + CountText(replaced, "pixel")
-                 + " with values that are no finite numbers count as black");
+                 + " with values that are not finite count as black");
     return floats;
 }
 
@@ -60,7 +60,7 @@ std::string read_feature(const Pixels& picture, FeatureFile& feature) {
     feature.floats = floats_of(*feature.path, pixels);
     const auto is_first = [&](float value) { return value == feature.floats[0]; };
     if (std::all_of(feature.floats.begin(), feature.floats.end(), is_first))
-        Complain(*feature.path + ": all pixels are alike, it tells the denoiser nothing");
+        Complain(*feature.path + ": all pixels are alike; it does not help the denoiser");
     return {};
 }
 

@@ -8,7 +8,7 @@ array takes the place of a count and a pointer; a new pair has to be listed in W
 import re
 import sys
 
-# Values per counted item, or the name of the parameter that tells them.
+# Values per counted item, or the name of the parameter that gives them.
 WIDTHS = {
     "mhAddPositions": 3, "mhAddNormals": 3, "mhAddTangents": 3, "mhAddUVs": 2, "mhAddRadii": 1,
     "mhAddTriangles": 3, "mhAddTetragons": 4, "mhAddCylinders": 1, "mhAddParticles": 1,
@@ -147,6 +147,9 @@ def function(result, name, arguments, comment):
     width = WIDTHS.get(name)
     if any(is_array(kind) for kind, _ in arguments) != (width is not None):
         sys.exit(f"{name}: its array is not listed in WIDTHS")
+    unknown = {kind for kind, _ in arguments} - TYPES.keys() | {result} - RESULTS.keys()
+    if unknown:
+        sys.exit(f"{name}: TYPES or RESULTS does not list {', '.join(sorted(unknown))}")
     hints = ", ".join(f"{argument}: {TYPES[kind][1]}" for kind, argument in arguments
                       if not (width and argument == "count"))
     types = ", ".join(f"_ctypes.{TYPES[kind][0]}" for kind, _ in arguments)

@@ -10,7 +10,7 @@ def rows(name, values, width, kind, count=None):
     """Contiguous rows of `width` numbers, as many as `count` where that is given."""
     array = numpy.ascontiguousarray(values, kind)
     if array.size % width:
-        raise ValueError(f"{name}: {array.size} numbers are no rows of {width}")
+        raise ValueError(f"{name}: {array.size} numbers do not make rows of {width}")
     array = array.reshape(-1, width)
     if count is not None and len(array) != count:
         raise ValueError(f"{name}: {len(array)} rows for {count} vertices")
