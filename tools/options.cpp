@@ -5,6 +5,7 @@
 #include "denoise/denoise.h"
 #include "fault.h"
 #include "option_table.h"
+#include "scene/blocks.h"
 #include "spelling.h"
 #include "version.h"
 
@@ -133,6 +134,27 @@ void bind_frames(CLI::App& app, const OptionRow& row, Arguments& arguments) {
         ->type_name(row.value);
 }
 
+std::vector<std::string> types_of(const OptionRow& row, const std::string& text) {
+    if (text == "all") return ChannelNames(true);
+    const std::vector<std::string> known = ChannelNames(false);
+    std::vector<std::string> types;
+    std::istringstream words(text);
+    for (std::string word; std::getline(words, word, ',');) {
+        if (std::find(known.begin(), known.end(), word) == known.end())
+            throw CLI::ValidationError(row.name, '"' + word + "\" is not a type of image");
+        types.push_back(word);
+    }
+    return types;
+}
+
+void bind_aovs(CLI::App& app, const OptionRow& row, Arguments& arguments) {
+    app.add_option_function<std::string>(
+           row.name,
+           [&arguments, &row](const std::string& text) { arguments.aovs = types_of(row, text); },
+           row.help)
+        ->type_name(row.value);
+}
+
 using A = Arguments;
 
 constexpr OptionRow kSceneRows[] = {
@@ -156,6 +178,8 @@ constexpr OptionRow kSceneRows[] = {
      bind<&A::adaptive>},
     {"--camera", "N", "Which camera renders, from 0; default: 0. The others write nothing",
      bind<&A::camera>, 0, kMostInt},
+    {"--aov", "LIST", "Further images: types like depth,normal, or all that first hits fill",
+     bind_aovs},
     {"--output-dir", "DIR", "Where pictures go; made if it is missing", bind<&A::output_dir>},
     {"--beauty", "FILE", "File name of the picture; its extension is the format", bind<&A::beauty>},
     {"--exr", "half|float", "Width of the numbers in .exr files", bind<&A::exr>},

@@ -46,8 +46,9 @@ struct Arguments {
     std::optional<std::array<int, 2>> resolution; // width, height
     std::optional<std::array<int, 4>> region;     // x0, y0, x1, y1
     std::optional<int> sample, gather, bounce, ray_depth, camera;
-    std::string mode; // gather, path
-    std::string exr;  // half, float
+    std::string mode;              // gather, path
+    std::string exr;               // half, float
+    std::vector<std::string> aovs; // types of further images of the camera
     std::string exr_layers;
     std::string layer;     // of the images to read
     std::string estimator; // classic, exact

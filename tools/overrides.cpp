@@ -11,6 +11,7 @@
 #include "output/feature_planes.h"
 #include "output/state.h"
 #include "run/state.h"
+#include "scene/blocks.h"
 #include "scene_memory.h"
 
 #include <algorithm>
@@ -65,6 +66,16 @@ void set_renderer(const Arguments& arguments) {
     if (!(settings.resolution > 0.0f)) settings.resolution = scale.resolution;
 }
 
+// Those that the scene has already stay as they are.
+void add_aovs(Camera& camera, const std::vector<std::string>& types) {
+    for (const std::string& type : types) {
+        const auto has_type = [&](const Aov& aov) { return ChannelName(aov) == type; };
+        if (std::any_of(camera.aovs.begin(), camera.aovs.end(), has_type)) continue;
+        camera.aovs.push_back(AovOfType(type));
+        camera.aovs.back().image.path = type + ".exr";
+    }
+}
+
 void move_outputs(const std::filesystem::path& folder) {
     ForEachOutput([&](Aov& aov, Filling) {
         std::string& path = aov.image.path;
@@ -99,6 +110,7 @@ std::string ApplyOverrides(const Arguments& arguments, PixelRegion& region_of_sc
     set_region(camera, arguments);
     if (arguments.sample) camera.sample = *arguments.sample;
     if (!arguments.beauty.empty()) camera.aovs[0].image.path = arguments.beauty;
+    add_aovs(camera, arguments.aovs);
     if (!arguments.output_dir.empty()) move_outputs(arguments.output_dir);
     if (std::string fault = SizeFault(camera); !fault.empty()) return fault;
     if (has_pixels(camera)) return {};

@@ -8,6 +8,7 @@
 #include "scene/keys.h"
 
 #include <string>
+#include <vector>
 
 namespace mh {
 
@@ -26,6 +27,12 @@ struct ObjectReading {
 
 // The word of an AOV's type, or the name of its per-vertex array; empty for the picture itself.
 std::string ChannelName(const Aov& aov);
+
+// The words of types that a camera's AOV takes, or only of those that first hits fill.
+std::vector<std::string> ChannelNames(bool of_first_hits);
+
+// An AOV of a type, by one of these words.
+Aov AovOfType(const std::string& name);
 
 extern const Block kRenderBlock;        // RendererSettingsRecord
 extern const Block kCameraBlock;        // Camera

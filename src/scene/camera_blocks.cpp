@@ -179,6 +179,22 @@ std::string ChannelName(const Aov& aov) {
     return holds(aov, Channel::primvar) ? aov.user_data : "";
 }
 
+std::vector<std::string> ChannelNames(bool of_first_hits) {
+    std::vector<std::string> names;
+    for (const auto& [name, channel] : kChannelNames) {
+        const bool is_of_first_hits = channel < Channel::primvar && channel != Channel::light_path;
+        if (channel != Channel::all_light && (is_of_first_hits || !of_first_hits))
+            names.emplace_back(name);
+    }
+    return names;
+}
+
+Aov AovOfType(const std::string& name) {
+    Aov aov;
+    add_channel(aov, name);
+    return aov;
+}
+
 constexpr Block kRenderBlock = {"render", kRenderKeys};
 constexpr Block kAovBlock = {"aov", kAovKeys};
 constexpr Block kCameraBlock = {"camera", kCameraKeys};

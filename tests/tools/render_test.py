@@ -74,6 +74,15 @@ class Overrides(RenderTest):
         self.assertEqual(self.bytes_of("www.icon.com/picture.png")[1:4], b"PNG")
         self.assertFalse(os.path.exists(self.path("beauty.hdr")))
 
+    def test_further_images_are_asked_for_without_touching_the_scene(self):
+        self.render("--aov", "depth,noise", "--output-dir", "two")
+        self.assertEqual(sorted(os.listdir(self.path("two"))),
+                         ["albedo.exr", "beauty.hdr", "depth.exr", "noise.exr"])
+        report = self.report("--aov", "all", "--output-dir", "all")
+        self.assertEqual(len(os.listdir(self.path("all"))), 14)  # the scene has its own of one type
+        self.assertGreater(self.image(report, "depth.exr")["mean"][0], 1)
+        self.assertIn('"deep" is not a type', self.render("--aov", "depth,deep", status=2).stderr)
+
     def test_another_camera_renders_alone(self):
         second = CAMERA.replace("24 16", "8 8").replace("albedo", "second")
         write_scene(self.scene, {"camera/camera.mh": CAMERA + second})
