@@ -37,22 +37,28 @@ Int4 bin_numbers(Float4 point, Float4 first, Float4 extent) {
     return truncate(min4(max4(position, Float4{}), kLast));
 }
 
-// Improves the best split by the seven planes of one axis.
+// Improves the best split by the seven planes of one axis. A plane behind an empty bin divides as the
+// one before it does: bin 0 holds the least center.
 void try_axis(const BuildBox (&box)[kBins], const std::uint32_t (&count)[kBins], float& best,
               Split& split) {
     BuildBox suffix[kBins];
     float suffix_cost[kBins];
     BuildBox right = kEmptyBuildBox;
     std::uint32_t right_count = 0;
+    float right_cost = 0.0f;
     for (int i = kBins - 1; i > 0; --i) {
-        merge(right, box[i]);
-        right_count += count[i];
+        if (count[i] != 0) {
+            merge(right, box[i]);
+            right_count += count[i];
+            right_cost = cost(half_area(right), right_count);
+        }
         suffix[i] = right;
-        suffix_cost[i] = cost(half_area(right), right_count);
+        suffix_cost[i] = right_cost;
     }
     BuildBox left = kEmptyBuildBox;
     std::uint32_t left_count = 0;
     for (int plane = 0; plane < kBins - 1; ++plane) {
+        if (count[plane] == 0) continue;
         merge(left, box[plane]);
         left_count += count[plane];
         const float total = cost(half_area(left), left_count) + suffix_cost[plane + 1];
