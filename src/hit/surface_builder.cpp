@@ -359,11 +359,11 @@ int pick_layer(const Shader& shader, const SurfacePoint& point, bool front, floa
 
 namespace {
 
-// The colour of a slot and whether it counts: by its flag, unless textures may lift it.
+// Whether a slot counts: by its flag, unless textures may lift it. Then its colour, which was black.
 bool evaluate_slot(Element element, bool present, const SurfacePoint& point, Vec3& color) {
     const CompiledLayer& layer = *point.layer;
     if (layer.has_image) return evaluate_layer(layer, element, point, color);
-    color = present ? layer.colors[static_cast<std::size_t>(element)] : Vec3{};
+    if (present) color = layer.colors[static_cast<std::size_t>(element)];
     return present;
 }
 

@@ -86,12 +86,23 @@ LightSplit scattered_light(const Ray& ray, const SurfacePoint& point) {
     return parts;
 }
 
-Vec3 density_estimate(const Ray& ray, const SurfacePoint& point) {
+Vec3 density_estimate(const Ray& ray, const CompiledLayer& layer) {
     Vec3 density;
-    if (!point.use_density || point.layer == nullptr) return density;
-    if (point.layer->lambertian_present) density += density_lambertian(ray);
-    if (point.layer->transmissive_present) density += density_transmissive(ray);
+    if (layer.lambertian_present) density += density_lambertian(ray);
+    if (layer.transmissive_present) density += density_transmissive(ray);
     return density;
+}
+
+// The layer of a hit that sends the density estimate and nothing else, so that its surface point is
+// not needed; null where it is, or where a layer is to be drawn.
+const CompiledLayer* layer_of_bare_density(const Ray& ray) {
+    const bool noted = is_exact() && ray.depth == 1; // for bounces that are shared
+    if (ray.diffuse_bounces == 0 || noted || !is_face(ray.hit_kind)) return nullptr;
+    const Shader& shader = at(Shaders, ray.hit_shader);
+    const LayerList& list = ray.front_side ? shader.face_layers : shader.back_layers;
+    if (list.count != 1) return nullptr;
+    const CompiledLayer& layer = shader.compiled_layers[list.index[0]];
+    return layer.plain_diffuse && !layer.emits ? &layer : nullptr;
 }
 
 Vec3 attenuated(const Vec3& light, const Ray& ray) {
@@ -145,15 +156,19 @@ Vec3 sky_seen(const Ray& ray) {
 
 Vec3 radiance_of_survivor(Ray& ray) {
     if (!closest_hit(ray)) return sky_seen(ray);
+    const bool use_density = ends_in_density(ray);
+    if (!use_density && is_lost(ray)) return {};
+    if (use_density)
+        if (const CompiledLayer* const layer = layer_of_bare_density(ray))
+            return attenuated(send_light(ray, density_estimate(ray, *layer)), ray);
     SurfacePoint point;
-    point.use_density = ends_in_density(ray);
-    if (!point.use_density && is_lost(ray)) return {};
+    point.use_density = use_density;
     build_surface_point(ray, point);
     evaluate_layers(ray, point);
     if (is_exact()) count_rays(ray, point);
     if (sees_features(ray)) measure_way(ray, point);
     const LightSplit parts = scattered_light(ray, point);
-    const Vec3 density = density_estimate(ray, point);
+    const Vec3 density = use_density ? density_estimate(ray, *point.layer) : Vec3{};
     const Vec3 emission = surface_emission(ray, point, density);
     if (is_exact() && ray.depth == 0) note_first_hit(ray, point);
     if (is_exact() && ray.depth == 1)

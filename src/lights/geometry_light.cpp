@@ -195,10 +195,7 @@ void add_aovs(const Ray& ray, const Vec3& value) {
 
 // Apart from the many hits that send nothing.
 [[gnu::noinline]] Vec3 sent_light(const Ray& ray, const SurfacePoint& point, const Vec3& density) {
-    const Vec3 sum = density + emitted(ray, point);
-    if (sum == Vec3{}) return {};
-    if (is_linked(GeometryLight.link, ray.source_shader)) add_aovs(ray, sum);
-    return point.transmittance * sum;
+    return point.transmittance * send_light(ray, density + emitted(ray, point));
 }
 
 } // namespace
@@ -239,6 +236,12 @@ LightSplit direct_geometry(const Ray& ray, const SurfacePoint& point) {
     if (GeometryLight.sample < 1 || none) return {};
     if (!is_linked(GeometryLight.link, ray.hit_shader)) return {};
     return GeometryLight.aov_list.empty() ? sum_samples(ray, point) : sum_into_images(ray, point);
+}
+
+Vec3 send_light(const Ray& ray, const Vec3& light) {
+    const bool seen = !GeometryLight.aov_list.empty() && !(light == Vec3{});
+    if (seen && is_linked(GeometryLight.link, ray.source_shader)) add_aovs(ray, light);
+    return light;
 }
 
 Vec3 surface_emission(const Ray& ray, const SurfacePoint& point, const Vec3& density) {

@@ -23,6 +23,9 @@ LightSplit direct_geometry(const Ray& ray, const SurfacePoint& point);
 // estimator holds there, 0 without); added to the AOVs; times transmittance.
 Vec3 surface_emission(const Ray& ray, const SurfacePoint& point, const Vec3& density);
 
+// Adds to the AOVs the light that the hit of a ray sends back to its source, and returns it.
+Vec3 send_light(const Ray& ray, const Vec3& light);
+
 // First ray of geometry photon `number`; ray.weight is black when no light leaves.
 void emit_geometry_photon(Ray& ray, std::int64_t number);
 
