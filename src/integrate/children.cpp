@@ -19,10 +19,6 @@ namespace {
 // mean that one.
 constexpr float kIndexRounding = 1e-5f;
 
-// Spreading bounces up to which paths draw from even points. Deeper ones differ in so many numbers
-// that evenness in two at a time no longer shows.
-constexpr int kEvenBounces = 0;
-
 float settle_index(float index) {
     if (std::fabs(index - 1.0f) < kIndexRounding) return 1.0f;
     const float start = camera_ior();
@@ -90,7 +86,7 @@ Ray spawn_child(const Ray& ray, const SurfacePoint& point, Scatter scatter) {
     if (!is_specular(scatter)) child.cursor.dimension += 2;
     if (ray.cursor.path != 0) {
         child.cursor.path = path_of_bounce(ray.cursor, static_cast<std::uint32_t>(scatter));
-        child.cursor.random = spread_bounces(child) > kEvenBounces;
+        child.cursor.spread = static_cast<std::uint8_t>(std::min(spread_bounces(child), kEvenHits));
     }
     child.photon = ray.photon;
     child.photon_caustic = ray.photon_caustic;

@@ -23,7 +23,7 @@ struct SampleCursor {
     std::uint32_t path = 0;        // exact estimator: key of the bounces so far; 0 in the classic
     std::uint32_t place = 0;       // in the sequence, its digits in reverse order
     std::uint32_t pixel_order = 0; // along the curve that visits all pixels, digits as in place
-    bool random = false; // exact estimator: plain random pairs, where even ones gain little
+    std::uint8_t spread = 0;       // exact estimator: bounces so far that spread light
 };
 
 // What a pair of the exact estimator is drawn for.
@@ -47,19 +47,28 @@ constexpr Draw numbered(Draw first, std::uint32_t number) {
 // Choices that bear on all that follows have sequences of their own. Directions of bounces and
 // places on lights are even together with the place in the pixel: the edges of shadows lie in these
 // four dimensions. They share the second pair of them, since a path sums over both and multiplies
-// no two.
+// no two. Those of the second and the third hit share the third and the fourth pair.
 constexpr bool has_own_sequence(Draw draw) {
     return draw == Draw::layer || draw == Draw::lamp || draw == Draw::survival;
+}
+
+// Beyond the third hit that spreads light paths differ in so many numbers that evenness no longer
+// shows: there plain random numbers serve.
+constexpr int kEvenHits = 3;
+
+constexpr PointSet set_of(const SampleCursor& cursor, Draw draw) {
+    if (draw == Draw::pixel) return PointSet::first;
+    return static_cast<PointSet>(1 + cursor.spread);
 }
 
 // The pair of the exact estimator at the cursor for this purpose.
 inline Vec2 draw_pair(const SampleCursor& cursor, Draw draw) {
     const auto purpose = static_cast<std::uint64_t>(draw);
-    if (cursor.random)
+    if (cursor.spread >= kEvenHits)
         return pair_of_bits(derive_key(std::uint64_t{cursor.place} << 32 | cursor.path, purpose));
     const std::uint64_t key = derive_key(cursor.path, purpose);
     if (has_own_sequence(draw)) return scrambled_pair(cursor.place, key);
-    return even_pair(draw == Draw::pixel ? PointSet::first : PointSet::second, cursor.place, key);
+    return even_pair(set_of(cursor, draw), cursor.place, key);
 }
 
 // A place in the stretches of all pixels: number `sample` of the samples that each of them has.

@@ -27,6 +27,20 @@ constexpr Matrix kThird = {
     0x15C22,   0x30F17,   0x4F359,   0xE81BC,   0x19966F,   0x3F0783,   0x7E6E50,   0x8C6079,
     0x15F8D3B, 0x24B0925, 0x4B9B8A3, 0xCB8756E, 0x10A524E6, 0x34C413AE, 0x6E313C9F, 0xFE3481F3};
 
+// Of the fifth and the seventh, found in the same way: with the pair before them boxes hold equal
+// numbers for k <= m - 4 up to 16384 points, with other pairs for k <= m - 6.
+constexpr Matrix kFifth = {
+    0x1,       0x3,       0x5,       0xF,       0x16,       0x28,       0x4F,       0xF4,
+    0x1AA,     0x38C,     0x661,     0xCFA,     0x1A85,     0x2EE5,     0x6168,     0xB503,
+    0x1CE83,   0x29B5A,   0x7D78B,   0xAECCC,   0x14A24E,   0x25970B,   0x7107E7,   0xDA421C,
+    0x1B447C0, 0x314932D, 0x6A54199, 0xA39E909, 0x11C33946, 0x3D5C1A58, 0x41B95509, 0x9FDC0E93};
+
+constexpr Matrix kSeventh = {
+    0x1,       0x2,       0x5,       0xB,       0x1B,       0x31,       0x68,       0xF7,
+    0x178,     0x242,     0x614,     0xB29,     0x1320,     0x3CF4,     0x6B56,     0x8589,
+    0x1C8EF,   0x3CA73,   0x614F5,   0x8F72B,   0x182F11,   0x266248,   0x592FAC,   0xAC7007,
+    0x1FF2F65, 0x30EF329, 0x5284F48, 0xCAD7A63, 0x125F45A8, 0x330A3C9A, 0x50B582EA, 0x8DC80F3C};
+
 // Product with Pascal's matrix modulo 2, whose rows are the powers of x + 1.
 constexpr std::uint32_t times_pascal(std::uint32_t x) {
     x ^= x >> 16;
@@ -49,6 +63,7 @@ constexpr PointTable table_of(const Matrix& matrix) {
 
 } // namespace
 
-constinit const std::array<PointTable, 2> kPointTables = {table_of(kIdentity), table_of(kThird)};
+constinit const std::array<PointTable, 4> kPointTables = {table_of(kIdentity), table_of(kThird),
+                                                          table_of(kFifth), table_of(kSeventh)};
 
 } // namespace mh

@@ -1,4 +1,4 @@
-// Points of a four-dimensional sequence in base 2, as two pairs of dimensions of which each is a
+// Points of an eight-dimensional sequence in base 2, as four pairs of dimensions of which each is a
 // Sobol sequence by itself [Sobol67], scrambled by nested random flips of their binary digits
 // [Owen95] that a hash stands in for [Burley20]. Pairs of different keys are independent of one
 // another, each stays as even as the sequence itself, and so does every prefix.
@@ -47,13 +47,13 @@ constexpr Vec2 pair_of_bits(std::uint64_t bits) {
             unit_of_bits(static_cast<std::uint32_t>(bits >> 32))};
 }
 
-// Which two of the four dimensions.
-enum class PointSet : std::uint8_t { first, second };
+// Which two of the eight dimensions.
+enum class PointSet : std::uint8_t { first, second, third, fourth };
 
 // What each byte of a point's number, with its digits in reverse order, adds modulo 2 to both
 // coordinates: x in the upper half, y in the lower, digits again in reverse order.
 using PointTable = std::array<std::array<std::uint64_t, 256>, 4>;
-extern const std::array<PointTable, 2> kPointTables;
+extern const std::array<PointTable, 4> kPointTables;
 
 // Point `place` of the set, scrambled by the key. Both coordinates in [0, 1).
 inline Vec2 even_pair(PointSet set, std::uint32_t place, std::uint64_t key) {
