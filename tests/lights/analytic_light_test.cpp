@@ -4,6 +4,7 @@
 #include "light_scene.h"
 #include "lights/gaffer.h"
 #include "lights/light_sampling.h"
+#include "lights/state.h"
 #include "output/aov.h"
 #include "output/state.h"
 #include "run/state.h"
@@ -128,6 +129,20 @@ TEST_F(AnalyticLight, IsStoppedByWhatStandsBetweenAndByTheLimitOfBounces) {
     EXPECT_EQ(lambertian(above, lit), 1.0f);
     lit.ray.diffuse_bounces = 1;
     EXPECT_EQ(lambertian(above, lit), 0.0f);
+}
+
+// In the exact estimator, unless its distance has no bound.
+TEST_F(AnalyticLight, IsDimmedByTheMediumOnItsWay) {
+    PointLight& light = add_point_light({0.0f, 0.0f, 2.0f});
+    ParallelLight& far = add_parallel_light({0.0f, 0.0f, -1.0f});
+    SkyLight.medium.transmittance = splat(0.5f);
+    Initialize();
+    for (const Estimator estimator : {Estimator::classic, Estimator::exact}) {
+        RendererSettings.estimator = estimator;
+        const float passed = estimator == Estimator::exact ? 0.25f : 1.0f;
+        EXPECT_NEAR(4.0f * direct_point(light, lit.ray, lit.point).to_lambertian.x, passed, 1e-4f);
+        EXPECT_EQ(lambertian(far, lit), 1.0f);
+    }
 }
 
 TEST_F(AnalyticLight, ReachesOnlyLinkedShadersAndWritesItsImages) {
