@@ -37,8 +37,8 @@ Int4 bin_numbers(Float4 point, Float4 first, Float4 extent) {
     return truncate(min4(max4(position, Float4{}), kLast));
 }
 
-// Improves the best split by the seven planes of one axis. A plane behind an empty bin divides as the
-// one before it does: bin 0 holds the least center.
+// Improves the best split by the seven planes of one axis. A plane behind an empty bin divides as
+// the one before it does: bin 0 holds the least center.
 void try_axis(const BuildBox (&box)[kBins], const std::uint32_t (&count)[kBins], float& best,
               Split& split) {
     BuildBox suffix[kBins];

@@ -359,7 +359,7 @@ int pick_layer(const Shader& shader, const SurfacePoint& point, bool front, floa
 
 namespace {
 
-// Whether a slot counts: by its flag, unless textures may lift it. Then its colour, which was black.
+// Whether a slot counts: by its flag, unless textures may lift it; then its colour, black before.
 bool evaluate_slot(Element element, bool present, const SurfacePoint& point, Vec3& color) {
     const CompiledLayer& layer = *point.layer;
     if (layer.has_image) return evaluate_layer(layer, element, point, color);
