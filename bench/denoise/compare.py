@@ -1,6 +1,6 @@
 """Product of error and time, denoised, beside undenoised Cycles: compare.py BUILD SCENE... renders scene
-directories of the kind that cycles_scene.py knows by both in one run, each held against its own
-picture of many samples. Times are processor time: of the render alone for Cycles, of the whole
+directories of the kind that cycles_scene.py knows by both in one run, each held against its own two
+pictures of many samples, whose noise is taken off. Times are processor time: of the render alone for Cycles, of the whole
 program for moonhare.
 SPDX-License-Identifier: MIT"""
 import argparse
@@ -22,9 +22,9 @@ def processor_seconds():
     return usage.ru_utime + usage.ru_stime
 
 
-def cycles(scene, samples, path):
+def cycles(scene, samples, path, seed=0):
     output = subprocess.run(["blender", "-b", "--python-exit-code", "1", "-P",
-                             os.path.join(HERE, "cycles_scene.py"), "--", scene, str(samples), path],
+                             os.path.join(HERE, "cycles_scene.py"), "--", scene, str(samples), str(seed), path],
                             check=True, capture_output=True, text=True).stdout
     return float(re.search(r"processor seconds (\S+)", output).group(1))
 
@@ -52,22 +52,31 @@ def moonhare(program, scene, frames, folder, *options):
     return processor_seconds() - start
 
 
-def error(program, picture, reference):
+def distance(program, picture, reference):
     output = subprocess.run([program, "diff", picture, reference, "--json"], check=True,
                             capture_output=True, text=True).stdout
     return json.loads(output)["relative_mse"]
 
 
+def error(program, picture, references):
+    """Of the picture alone: half of what two references differ by is the noise of one."""
+    noise = 0.5 * distance(program, *references)
+    return sum(distance(program, picture, reference) for reference in references) / 2 - noise
+
+
 def compare(program, scene, samples, folder):
     at = lambda name: os.path.join(folder, name)  # noqa: E731
-    cycles(scene, samples, at("cycles_reference.exr"))
-    moonhare(program, scene, samples, folder)
-    os.replace(at("ours.pfm"), at("our_reference.pfm"))
+    their_references = [at(f"cycles{seed}.exr") for seed in (1, 2)]
+    our_references = [at(f"ours{seed}.pfm") for seed in (1, 2)]
+    for seed, (theirs, ours) in enumerate(zip(their_references, our_references), 1):
+        cycles(scene, samples, theirs, seed)
+        moonhare(program, scene, samples, folder, "--seed", str(seed))
+        os.replace(at("ours.pfm"), ours)
     for frames in FRAMES:
         seconds = cycles(scene, frames, at("cycles.exr"))
-        theirs = seconds * error(program, at("cycles.exr"), at("cycles_reference.exr"))
+        theirs = seconds * error(program, at("cycles.exr"), their_references)
         own_seconds = moonhare(program, scene, frames, folder, "--denoise")
-        noisy, clean = (error(program, at(name), at("our_reference.pfm"))
+        noisy, clean = (error(program, at(name), our_references)
                         for name in ("ours.pfm", "ours_denoised.pfm"))
         print(f"| {os.path.basename(scene)} | {frames} | {seconds:.2f} | {theirs / seconds:.5f} "
               f"| {own_seconds:.2f} | {noisy:.5f} | {clean:.5f} "

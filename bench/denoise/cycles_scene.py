@@ -1,5 +1,5 @@
 """Renders a scene directory with Cycles: blender -b --python-exit-code 1 -P cycles_scene.py --
-SCENE SAMPLES PICTURE.exr prints the processor time of the render. Knows scenes of one OBJ file with
+SCENE SAMPLES SEED PICTURE.exr prints the processor time of the render. Knows scenes of one OBJ file with
 lambertian and emissive colours, one still camera without a lens, and a sky of a colour or an image.
 SPDX-License-Identifier: MIT"""
 import glob
@@ -11,7 +11,7 @@ import time
 import bpy
 import mathutils
 
-folder, samples, path = sys.argv[sys.argv.index("--") + 1:]
+folder, samples, seed, path = sys.argv[sys.argv.index("--") + 1:]
 KEYS = {"name", "color", "image", "bounce", "sample", "resolution", "position", "target", "up_vector",
         "field_of_view", "obj"}
 
@@ -113,7 +113,7 @@ def set_up(scene, blocks):
     scene.render.engine = "CYCLES"
     scene.render.threads_mode, scene.render.threads = "FIXED", os.cpu_count()
     cycles = scene.cycles
-    cycles.samples, cycles.seed = int(samples), 0
+    cycles.samples, cycles.seed = int(samples), int(seed)
     cycles.use_adaptive_sampling = cycles.use_denoising = False
     cycles.max_bounces = 12
     cycles.diffuse_bounces = int(numbers(blocks, "render", "final_gather", "bounce", default="6")[0])
