@@ -96,8 +96,7 @@ Vec3 density_estimate(const Ray& ray, const CompiledLayer& layer) {
 // The layer of a hit that sends the density estimate and nothing else, so that its surface point is
 // not needed; null where it is, or where a layer is to be drawn.
 const CompiledLayer* layer_of_bare_density(const Ray& ray) {
-    const bool noted = is_exact() && ray.depth == 1; // for bounces that are shared
-    if (ray.diffuse_bounces == 0 || noted || !is_face(ray.hit_kind)) return nullptr;
+    if (ray.diffuse_bounces == 0 || !is_face(ray.hit_kind)) return nullptr;
     const Shader& shader = at(Shaders, ray.hit_shader);
     const LayerList& list = ray.front_side ? shader.face_layers : shader.back_layers;
     if (list.count != 1) return nullptr;
@@ -154,13 +153,25 @@ Vec3 sky_seen(const Ray& ray) {
     return light;
 }
 
+// Bounces that may be shared need no more of the surface point than where it is.
+Vec3 bare_density(const Ray& ray, const CompiledLayer& layer) {
+    const Vec3 density = density_estimate(ray, layer);
+    if (is_exact() && ray.depth == 1) {
+        SurfacePoint point;
+        point.use_density = true;
+        build_surface_point(ray, point);
+        note_bounce_end(ray, point, density);
+    }
+    return attenuated(send_light(ray, density), ray);
+}
+
 Vec3 radiance_of_survivor(Ray& ray) {
     if (!closest_hit(ray)) return sky_seen(ray);
     const bool use_density = ends_in_density(ray);
     if (!use_density && is_lost(ray)) return {};
     if (use_density)
         if (const CompiledLayer* const layer = layer_of_bare_density(ray))
-            return attenuated(send_light(ray, density_estimate(ray, *layer)), ray);
+            return bare_density(ray, *layer);
     SurfacePoint point;
     point.use_density = use_density;
     build_surface_point(ray, point);
