@@ -30,20 +30,17 @@ static_assert(same(mhVisibilityHidden, Visibility::hidden)
               && same(mhVisibilityLightOnly, Visibility::light_only)
               && same(mhVisibilityAll, Visibility::all));
 
-static_assert(same(mhElementLambertian, Element::lambertian)
-              && same(mhElementTransmissive, Element::transmissive)
-              && same(mhElementGlossy, Element::glossy)
-              && same(mhElementSpecular, Element::specular)
-              && same(mhElementEmissive, Element::emissive)
-              && same(mhElementDiffusion, Element::diffusion)
-              && same(mhElementShadowTransparency, Element::shadow_transparency)
-              && same(mhElementNormal, Element::normal) && same(mhElementWeight, Element::weight)
-              && same(mhElementAnisotropy, Element::anisotropy)
-              && same(mhElementRoughness, Element::roughness)
-              && same(mhElementAngle, Element::angle) && same(mhElementIor, Element::ior)
-              && same(mhElementReserved13, Element::reserved_13)
-              && same(mhElementThickness, Element::thickness)
-              && same(mhElementReserved15, Element::reserved_15));
+static_assert(
+    same(mhElementLambertian, Element::lambertian)
+    && same(mhElementTransmissive, Element::transmissive) && same(mhElementGlossy, Element::glossy)
+    && same(mhElementSpecular, Element::specular) && same(mhElementEmissive, Element::emissive)
+    && same(mhElementDiffusion, Element::diffusion)
+    && same(mhElementShadowTransparency, Element::shadow_transparency)
+    && same(mhElementNormal, Element::normal) && same(mhElementWeight, Element::weight)
+    && same(mhElementAnisotropy, Element::anisotropy)
+    && same(mhElementRoughness, Element::roughness) && same(mhElementAngle, Element::angle)
+    && same(mhElementIor, Element::ior) && same(mhElementReserved13, Element::reserved_13)
+    && same(mhElementThickness, Element::thickness) && same(mhElementReserved15, Element::f0));
 
 static_assert(same(mhChannelBeauty, Channel::beauty)
               && same(mhChannelLightPath, Channel::light_path)

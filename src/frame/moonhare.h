@@ -105,7 +105,7 @@ enum {
     mhElementIor = 12,               /* refractive index; 1 has no Fresnel reflection */
     mhElementReserved13 = 13,        /* stored only */
     mhElementThickness = 14,         /* stored only */
-    mhElementReserved15 = 15         /* stored only */
+    mhElementReserved15 = 15         /* the slot "f0", which only scene files can put to use */
 };
 
 /* Content of an output image. Bits; two of them beside beauty leave an image black, and so does

@@ -15,6 +15,7 @@
 #include "run/state.h"
 #include "shading/evaluate.h"
 #include "shading/fresnel.h"
+#include "shading/microfacet.h"
 #include "shading/state.h"
 
 #include <algorithm>
@@ -153,6 +154,8 @@ void begin_point(const Ray& ray, SurfacePoint& point) {
     point.transmittance = 1.0f;
     point.eta = 1.0f;
     point.refraction_kind = Material::opaque;
+    point.microfacet = Microfacet::ward;
+    point.diffuse_model = DiffuseModel::lambert;
 }
 
 // Tangents are carried by the matrix of which the normals' is the transposed inverse.
@@ -221,12 +224,16 @@ void set_roughness(const CompiledLayer& layer, SurfacePoint& point) {
     point.roughness_v /= a;
 }
 
-void set_fresnel(const CompiledLayer& layer, const Ray& ray, SurfacePoint& point) {
+float bounded_index(const CompiledLayer& layer, const SurfacePoint& point) {
     constexpr float kLargestIndex = 1e18f; // reflects all light
+    const float index = evaluate_level(layer, Element::ior, point);
+    return std::min(std::max(0.0f, index), kLargestIndex);
+}
+
+void set_fresnel(const CompiledLayer& layer, const Ray& ray, SurfacePoint& point) {
     point.refraction_kind = layer.material;
     if (!layer.has_fresnel) return;
-    const float index = evaluate_level(layer, Element::ior, point);
-    const float ior = std::min(std::max(0.0f, index), kLargestIndex);
+    const float ior = bounded_index(layer, point);
     point.eta = ray.front_side ? 1.0f / ior : ior;
     if (layer.material == Material::thin) point.eta = 1.0f;
     if (std::fabs(ior - 1.0f) < kSameIndex) return;
@@ -237,6 +244,16 @@ void set_fresnel(const CompiledLayer& layer, const Ray& ray, SurfacePoint& point
     point.transmittance = 1.0f - point.reflectance;
 }
 
+void set_models(const CompiledLayer& layer, SurfacePoint& point) {
+    if (!layer.has_models) return;
+    const bool solid = layer.material == Material::solid;
+    point.microfacet = layer.microfacet;
+    point.diffuse_model = layer.diffuse_model;
+    point.f0 = solid ? Vec3{} : evaluate_element(element_of(layer, Element::f0), point);
+    point.facet_ior = solid ? 1.0f / point.eta : bounded_index(layer, point);
+    if (keeps_emission(layer)) point.transmittance = 1.0f;
+}
+
 void finish_surface_point(const Ray& ray, SurfacePoint& point) {
     const CompiledLayer& layer = *point.layer;
     leave_instances(ray, point);
@@ -245,6 +262,7 @@ void finish_surface_point(const Ray& ray, SurfacePoint& point) {
     keep_reflection_above(point);
     set_roughness(layer, point);
     set_fresnel(layer, ray, point);
+    set_models(layer, point);
 }
 
 // Triangles and tetragons.

@@ -14,6 +14,7 @@
 #include "run/estimator.h"
 #include "run/state.h"
 #include "shading/hair_table.h"
+#include "shading/microfacet.h"
 #include "shading/scattering.h"
 #include "shading/state.h"
 
@@ -78,6 +79,11 @@ void gather_diffuse(const Ray& ray, const SurfacePoint& point, Scatter scatter, 
     Ray child = spawn_child(ray, point, scatter);
     if (!sample_diffuse(ray.cursor, point, scatter, child.direction)) return;
     leave_surface(child, point);
+    if (point.diffuse_model != DiffuseModel::lambert && scatter == Scatter::lambertian) {
+        const float share = diffuse_share(point, child.direction);
+        child.weight = share * w;
+        return add(mean, share * radiance(child));
+    }
     child.weight = w;
     add(mean, radiance(child));
 }
@@ -121,7 +127,7 @@ void gather_refracted(const Ray& ray, const SurfacePoint& point, const Vec3& w,
 void gather_reflected(const Ray& ray, const SurfacePoint& point, const Vec3& w,
                       const FacetSplit& split, Mean& reflection) {
     Ray child = reflected_child(ray, point, Scatter::glossy_reflection, split, w);
-    add(reflection, split.reflected_share * radiance(child));
+    add(reflection, split.reflected_share * split.reflected_color * radiance(child));
 }
 
 void gather_glossy(const Ray& ray, const SurfacePoint& point, const Vec3& w, Mean& refraction,

@@ -9,6 +9,7 @@
 #include "math/roots.h"
 #include "output/aov.h"
 #include "output/camera.h"
+#include "shading/microfacet.h"
 #include "shading/scattering.h"
 
 #include <algorithm>
@@ -61,6 +62,14 @@ float camera_weight(const CameraPose& pose, const SurfacePoint& point, const Vec
            * (regular ? dot(point.normal, point.outgoing) / cos_geometric : 1.0f);
 }
 
+Vec3 glossy_lobe(const SurfacePoint& point, const Vec3& direction) {
+    if (!has_facets(point))
+        return splat(kGlossyScale * ward_lobe(point.outgoing, direction, point));
+    const FacetLobe lobe = evaluate_facets(point, direction);
+    const float cosine = std::max(dot(direction, point.normal), kSmallestCosine);
+    return (kPi * lobe.density / cosine) * lobe.share;
+}
+
 } // namespace
 
 void StartSplats() {
@@ -91,7 +100,7 @@ void splat_glossy(const Ray& photon, const SurfacePoint& point, const Vec3& powe
     Ray shadow = shadow_ray(photon, point.position, direction, length(to_camera));
     shadow_query(shadow);
     if (!any_above(shadow.weight, kNothing)) return;
-    const float lobe = kGlossyScale * ward_lobe(point.outgoing, direction, point);
+    const Vec3 lobe = glossy_lobe(point, direction);
     add_to_sum(IntegrateState.splats, pixel, lobe * weight * shadow.weight * power);
 }
 

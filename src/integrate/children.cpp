@@ -7,6 +7,7 @@
 #include "math/frame.h"
 #include "math/sampling.h"
 #include "run/estimator.h"
+#include "shading/microfacet.h"
 
 #include <algorithm>
 #include <cmath>
@@ -57,6 +58,22 @@ Vec3 origin_of_child(const Ray& ray, const SurfacePoint& point, Scatter scatter)
     const float bound = kRoundings * reach;
     if (!(bound > kNear)) return p;
     return p + (is_behind(scatter) ? -bound : bound) * point.geometric_normal;
+}
+
+// At a facet of GGX: its reflectance and what other facets catch are part of the shares.
+FacetSplit split_at_visible_facet(const Ray& ray, const SurfacePoint& point, const Vec2& pair) {
+    const bool solid = point.refraction_kind == Material::solid;
+    const Vec3 facet = sample_visible_facet(point, pair.x, pair.y);
+    const float e = -dot(facet, ray.direction);
+    const Vec3 reflectance = facet_reflectance(point, e);
+    FacetSplit split = split_light(ray.direction, point, facet, e, solid);
+    split.reflects = split.reflects && dot(split.reflected, point.normal) > 0.0f;
+    split.reflected_share = 1.0f;
+    if (split.reflects)
+        split.reflected_color = unmasked_share(point, split.reflected) * reflectance;
+    if (split.refracts)
+        split.refracted_share = unmasked_share(point, split.refracted) * (1.0f - reflectance.x);
+    return split;
 }
 
 } // namespace
@@ -115,6 +132,7 @@ FacetSplit split_at_facet(const Ray& ray, const SurfacePoint& point) {
         return split_light(ray.direction, point, facet, -dot(facet, ray.direction), solid);
     };
     const Vec2 pair = bounce_pair(ray.cursor, Scatter::glossy_reflection);
+    if (has_facets(point)) return split_at_visible_facet(ray, point, pair);
     FacetSplit split = split_at(sample_ward_half_vector(pair.x, pair.y, point));
     if (!is_exact()) return split;
     for (int i = 1; i < kMostFacets && !keeps_facet(point, split); ++i)
@@ -146,7 +164,7 @@ Ray reflected_child(const Ray& ray, const SurfacePoint& point, Scatter scatter,
     Ray child = spawn_child(ray, point, scatter);
     child.direction = split.reflected;
     leave_surface(child, point);
-    child.weight = split.reflected_share * w;
+    child.weight = split.reflected_share * split.reflected_color * w;
     return child;
 }
 

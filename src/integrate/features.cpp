@@ -5,6 +5,7 @@
 #include "integrate/state.h"
 #include "math/at.h"
 #include "math/roots.h"
+#include "shading/microfacet.h"
 
 namespace mh {
 
@@ -23,6 +24,12 @@ float brightness(const Vec3& colour) {
 float sent_share(const Ray& ray, const SurfacePoint& point) {
     const bool all = ray.hit_kind == HitKind::hair || point.refraction_kind != Material::opaque;
     return all ? 1.0f : point.reflectance;
+}
+
+Vec3 glossy_albedo(const Ray& ray, const SurfacePoint& point) {
+    if (point.refraction_kind == Material::opaque && has_facets(point))
+        return facet_reflectance(point, point.cos_outgoing) * point.glossy_color;
+    return sent_share(ray, point) * point.glossy_color;
 }
 
 // How much of what the surface sends to the ray is its own, and not that of what mirrors show.
@@ -59,7 +66,7 @@ void add_direct_light(const Ray& ray, const SurfacePoint& point, const LightSpli
 void add_features(const Ray& ray, const SurfacePoint& point, const Vec3& emission) {
     PathFeatures& path = features_of(ray);
     const Vec3 rough = point.transmittance * (point.lambertian_color + point.transmissive_color)
-                       + sent_share(ray, point) * point.glossy_color + min(emission, splat(1.0f));
+                       + glossy_albedo(ray, point) + min(emission, splat(1.0f));
     path.albedo += ray.weight * min(rough, splat(1.0f));
     const float weight = brightness(ray.weight) * rough_share(ray, point, rough);
     path.normal += weight * point.normal;

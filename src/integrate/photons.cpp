@@ -25,6 +25,7 @@
 #include "run/report.h"
 #include "run/state.h"
 #include "shading/evaluate.h"
+#include "shading/microfacet.h"
 #include "shading/state.h"
 
 #include <algorithm>
@@ -136,7 +137,7 @@ void add_diffuse(const Ray& ray, const SurfacePoint& point, Scatter scatter, con
     Ray child = spawn_child(ray, point, scatter);
     if (!sample_diffuse(ray.cursor, point, scatter, child.direction)) return;
     leave_surface(child, point);
-    child.weight = w;
+    child.weight = scatter == Scatter::lambertian ? diffuse_share(point, child.direction) * w : w;
     trace_photon(child);
 }
 

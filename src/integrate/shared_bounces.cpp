@@ -90,6 +90,7 @@ void note_bounces_in(std::uint8_t thread, SharedBounce* bounce) {
 void note_first_hit(const Ray& ray, const SurfacePoint& point) {
     SharedBounce* bounce = noted(ray);
     if (bounce == nullptr || !point.lambertian_active || point.diffusion_active) return;
+    if (point.diffuse_model != DiffuseModel::lambert) return;
     if (!is_face(ray.hit_kind) || point.rays.bounces != 1) return;
     bounce->begins = true;
     bounce->thread = ray.thread;
@@ -103,6 +104,7 @@ void note_bounce_end(const Ray& ray, const SurfacePoint& point, const Vec3& ligh
     SharedBounce* bounce = noted(ray);
     if (bounce == nullptr || ray.scatter != Scatter::lambertian || !is_face(ray.hit_kind)) return;
     if (point.layer->has_fresnel || point.diffusion_active || point.normal_replaced) return;
+    if (point.diffuse_model != DiffuseModel::lambert) return;
     bounce->end = point.position + point.rounding * point.geometric_normal;
     bounce->end_normal = point.normal;
     bounce->end_geometric_normal = point.geometric_normal;

@@ -14,6 +14,7 @@
 #include "run/types.h"
 #include "shading/evaluate.h"
 #include "shading/fresnel.h"
+#include "shading/microfacet.h"
 #include "shading/state.h"
 
 #include <algorithm>
@@ -58,7 +59,7 @@ void for_each_layer(const Lamp& lamp, const SurfacePoint& lookup, const Act& act
 
 // What a layer lets out of its emission at this cosine.
 float passed_share(const CompiledLayer& layer, const SurfacePoint& lookup, float cosine) {
-    if (!layer.has_fresnel) return 1.0f;
+    if (!layer.has_fresnel || keeps_emission(layer)) return 1.0f;
     const float index = evaluate_level(layer, Element::ior, lookup);
     const float f = schlick(normal_reflectance(std::max(index, 0.0f)), cosine);
     const float far_side = layer.material == Material::thin ? f * (1.0f - f) / (1.0f + f) : 0.0f;

@@ -14,6 +14,7 @@
 #include "run/state.h"
 #include "shading/hair_table.h"
 #include "shading/media.h"
+#include "shading/microfacet.h"
 #include "shading/scattering.h"
 #include "shading/state.h"
 
@@ -134,6 +135,7 @@ float hair_bounce_density(const Ray& ray, const SurfacePoint& source) {
 }
 
 float glossy_density(const SurfacePoint& source, const Vec3& direction) {
+    if (has_facets(source)) return evaluate_facets(source, direction).density;
     return is_exact() ? facet_density(source.outgoing, direction, source)
                       : ward_lobe(source.outgoing, direction, source);
 }
@@ -162,11 +164,15 @@ void add_to_surface(const LightShot& shot, const Response& response, const Arriv
     };
     if (response.lambertian > 0.0f)
         sum.to_lambertian +=
-            diffuse * (response.lambertian * weighted(response.lambertian * kInversePi));
+            diffuse
+            * (response.lambertian * response.diffuse * weighted(response.lambertian * kInversePi));
     if (response.transmissive > 0.0f)
         sum.to_transmissive +=
             diffuse * (response.transmissive * weighted(response.transmissive * kInversePi));
-    if (response.lobe > 0.0f)
+    if (response.lobe > 0.0f && has_facets(shot.point))
+        sum.to_glossy +=
+            arrival.light * response.facets * (response.lobe * weighted(response.lobe) * kPi);
+    else if (response.lobe > 0.0f)
         sum.to_glossy += arrival.light * (response.glossy * response.lobe * weighted(response.lobe))
                          * (shot.point.reflectance * kFourPi);
 }
@@ -197,6 +203,12 @@ void add_exact_lobe(const SurfacePoint& point, const Vec3& direction, Response& 
     response.lobe = facet_density(point.outgoing, direction, point);
     if (response.lobe > 0.0f)
         response.glossy = 0.25f * static_cast<float>(facets_until_kept(point));
+}
+
+void add_facets(const SurfacePoint& point, const Vec3& direction, Response& response) {
+    const FacetLobe lobe = evaluate_facets(point, direction);
+    response.lobe = lobe.density;
+    response.facets = lobe.share;
 }
 
 // Starts where rays may leave the target.
@@ -255,8 +267,12 @@ bool complete_response(const LightShot& shot, const Vec3& direction, Response& r
     const SurfacePoint& point = shot.point;
     if (!point.lambertian_active || !(response.lambertian > 0.0f)) response.lambertian = 0.0f;
     if (!point.transmissive_active || !(response.transmissive > 0.0f)) response.transmissive = 0.0f;
+    const bool rough = point.diffuse_model != DiffuseModel::lambert && !point.diffusion_active;
+    if (rough && response.lambertian > 0.0f) response.diffuse = diffuse_share(point, direction);
     const bool shines = point.glossy_active && point.reflectance != 0.0f;
-    if (shines && is_exact())
+    if (point.glossy_active && has_facets(point))
+        add_facets(point, direction, response);
+    else if (shines && is_exact())
         add_exact_lobe(point, direction, response);
     else if (shines && response.glossy > 0.0f)
         response.lobe = ward_lobe(point.outgoing, direction, point);

@@ -39,8 +39,10 @@ inline bool is_hair(const LightShot& shot) {
 // light where it does so, and the glossy lobe. 0 for a layer that takes nothing.
 struct Response {
     float lambertian = 0.0f, transmissive = 0.0f;
-    float glossy = 0.0f; // cosine
+    float diffuse = 1.0f; // share that the lambertian layer takes of what a lambertian one would
+    float glossy = 0.0f;  // cosine
     float lobe = 0.0f;
+    Vec3 facets; // share of each bounce's light, where facets replace the lobe of Ward
 };
 
 // Light from one direction, and how likely either strategy was to choose it.

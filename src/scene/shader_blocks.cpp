@@ -70,6 +70,19 @@ void set_sideness(SurfaceLayer& layer, const std::string& text) {
     if (text == "back") layer.sideness = Sideness::back;
 }
 
+void set_microfacet(SurfaceLayer& layer, const std::string& text) {
+    if (text == "ward") layer.microfacet = Microfacet::ward;
+    if (text == "ggx") layer.microfacet = Microfacet::ggx;
+    if (text == "ggx_separable") layer.microfacet = Microfacet::ggx_separable;
+}
+
+void set_diffuse_model(SurfaceLayer& layer, const std::string& text) {
+    if (text == "lambert") layer.diffuse_model = DiffuseModel::lambert;
+    if (text == "burley") layer.diffuse_model = DiffuseModel::burley;
+    if (text == "oren_nayar") layer.diffuse_model = DiffuseModel::oren_nayar;
+    if (text == "sheen") layer.diffuse_model = DiffuseModel::sheen;
+}
+
 void read_material(Material& material, const std::string& text) {
     if (text == "opaque") material = Material::opaque;
     if (text == "solid") material = Material::solid;
@@ -128,6 +141,8 @@ constexpr const char* kTransfers[] = {"power", "srgb"};
 constexpr const char* kTexels[] = {"corner", "middle"};
 constexpr const char* kWraps[] = {"repeat", "clamp", "mirror"};
 constexpr const char* kMaterials[] = {"opaque", "solid", "thin"};
+constexpr const char* kMicrofacets[] = {"ward", "ggx", "ggx_separable"};
+constexpr const char* kDiffuseModels[] = {"lambert", "burley", "oren_nayar", "sheen"};
 constexpr const char* kSides[] = {"both", "face", "back"};
 
 // Shares of light; a surface that sends out more than it gets never comes to an end.
@@ -173,6 +188,9 @@ constexpr Key kSurfaceShaderKeys[] = {
     within(slot_key<Element::transmissive>("transmissive"), kReflectance),
     within(slot_key<Element::lambertian>("lambertian"), kReflectance),
     within(slot_key<Element::glossy>("glossy"), kReflectance),
+    within(slot_key<Element::f0>("f0"), kReflectance),
+    one_of(LayerKeys::text<set_microfacet>("microfacet"), kMicrofacets),
+    one_of(LayerKeys::text<set_diffuse_model>("diffuse_model"), kDiffuseModels),
     stored(slot_key<Element::shadow_transparency>("shadow_transparency")),
     slot_key<Element::angle>("angle"),
     within(slot_key<Element::ior>("ior"), at_least(1)),

@@ -26,6 +26,7 @@ struct FacetSplit {
     bool refracts = false, reflects = false; // whether the direction is on its side of the surface
     float refracted_share = 0.0f;
     float reflected_share = 0.0f; // 1 after total reflection
+    Vec3 reflected_color = {1.0f, 1.0f, 1.0f};
 };
 
 // Of light along `direction`, which meets the facet at the cosine e.

@@ -87,7 +87,8 @@ void copy_slots(const SurfaceLayer& layer, CompiledLayer& compiled) {
         if (layer.elements[i].image_index >= 0)
             compiled.textured = static_cast<std::uint16_t>(compiled.textured | 1u << i);
     compiled.has_image = compiled.textured != 0;
-    if (compiled.has_image) compiled.elements = {layer.elements.begin(), layer.elements.end()};
+    if (compiled.has_image || compiled.has_models)
+        compiled.elements = {layer.elements.begin(), layer.elements.end()};
     for (std::size_t i = 0; i < compiled.colors.size(); ++i)
         compiled.colors[i] = layer.elements[i].color;
     for (std::size_t i = 0; i < compiled.levels.size(); ++i)
@@ -96,8 +97,12 @@ void copy_slots(const SurfaceLayer& layer, CompiledLayer& compiled) {
 
 CompiledLayer compile_layer(const SurfaceLayer& layer) {
     CompiledLayer compiled;
+    const bool is_rough = layer.diffuse_model != DiffuseModel::lambert;
+    compiled.has_models = is_rough || layer.microfacet != Microfacet::ward;
     copy_slots(layer, compiled);
     compiled.material = layer.material;
+    compiled.microfacet = layer.microfacet;
+    compiled.diffuse_model = layer.diffuse_model;
     compiled.virtual_light = layer.virtual_light;
     compiled.window = layer.window;
     compiled.emits = layer.window || !(element_of(layer, Element::emissive).color == Vec3{});
@@ -109,7 +114,8 @@ CompiledLayer compile_layer(const SurfaceLayer& layer) {
     compiled.has_reflective = compiled.specular_present || compiled.glossy_present;
     compiled.plain_diffuse = !compiled.has_image && !compiled.has_reflective;
     compiled.has_normal_map = element_of(layer, Element::normal).image_index >= 0;
-    compiled.has_roughness = compiled.glossy_present && visible(layer, Element::roughness);
+    compiled.has_roughness =
+        (compiled.glossy_present || is_rough) && visible(layer, Element::roughness);
     compiled.has_anisotropy = compiled.has_roughness && visible(layer, Element::anisotropy);
     const ShaderElement& ior = element_of(layer, Element::ior);
     compiled.has_fresnel = ior.image_index >= 0 || mean(ior.color) != 1.0f;

@@ -32,10 +32,14 @@ struct SurfacePoint {
     float eta = 1.0f;           // 1 / ior on the front, ior on the back
     float cos_outgoing = 0.0f;  // outgoing . normal
     float hair_width = 0.0f;    // radius of the hair at the hit, scene units
+    Vec3 f0;                    // of facets: reflectance along the normal; black: by the index
+    float facet_ior = 1.0f;     // of facets: index behind them over that before them
     const CompiledLayer* layer = nullptr;
     SentRays rays;            // exact estimator
     bool use_density = false; // a gather path ends here and reads the density estimate
     Material refraction_kind = Material::opaque;
+    Microfacet microfacet = Microfacet::ward;
+    DiffuseModel diffuse_model = DiffuseModel::lambert;
     bool lambertian_active = false; // the colour exceeds 1/1024 in some channel
     bool transmissive_active = false;
     bool glossy_active = false;

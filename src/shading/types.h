@@ -30,7 +30,7 @@ enum class Element : std::uint8_t {
     ior = 12,
     reserved_13 = 13,
     thickness = 14,
-    reserved_15 = 15,
+    f0 = 15, // of facets
 };
 constexpr int kElementCount = 16;
 
@@ -42,6 +42,13 @@ enum class Material : std::uint8_t {
     solid = 1,  // dielectric solid: refracts by the index of the layer
     thin = 2,   // thin sheet: passes without bending, Fresnel of both interfaces
 };
+
+// The glossy lobe: a bounded Ward lobe, or facets of GGX whose masking knows of their heights or
+// is separable.
+enum class Microfacet : std::uint8_t { ward = 0, ggx = 1, ggx_separable = 2 };
+
+// How the light of the lambertian slot depends on the directions.
+enum class DiffuseModel : std::uint8_t { lambert = 0, burley = 1, oren_nayar = 2, sheen = 3 };
 
 // What may hit a shader's primitives directly from its start; later bounces see all but `hidden`.
 enum class Visibility : std::uint8_t { hidden = 0, camera_only = 1, light_only = 2, all = 3 };
@@ -137,6 +144,8 @@ struct SurfaceLayer {
     std::array<ShaderElement, kElementCount> elements; // made by default_surface_layer()
     Sideness sideness = Sideness::both;
     Material material = Material::opaque;
+    Microfacet microfacet = Microfacet::ward;
+    DiffuseModel diffuse_model = DiffuseModel::lambert;
     bool virtual_light = false;       // emission takes part in multiple importance sampling
     bool window = false;              // shows the sky in place of the emissive slot
     float azimuthal_width_deg = 0.0f; // of hair, above 0: see HairTable::around
@@ -163,11 +172,14 @@ struct alignas(64) CompiledLayer {
     bool diffusion_present : 1 = false;
     bool virtual_light : 1 = false;
     bool window : 1 = false;
+    bool has_models : 1 = false; // of its lobes, other than the default ones
     Material material = Material::opaque;
+    Microfacet microfacet = Microfacet::ward;
+    DiffuseModel diffuse_model = DiffuseModel::lambert;
     std::uint16_t textured = 0;          // bit n: slot n has an image
     std::array<Vec3, 6> colors;          // of the slots lambertian to diffusion
     std::array<float, 5> levels = {};    // means of the channels of the slots weight to ior
-    std::vector<ShaderElement> elements; // of all slots, or empty where none has an image
+    std::vector<ShaderElement> elements; // of all slots, or empty: neither images nor models
 };
 
 static_assert(sizeof(CompiledLayer) == 128);

@@ -190,6 +190,18 @@ int add_gloss(float roughness) {
     return gloss;
 }
 
+// Coloured metal, stretched; diffuse light and emission as Burley has them.
+int add_facets(float roughness) {
+    const int facets = add_gloss(roughness);
+    layer_of(facets).microfacet = Microfacet::ggx;
+    layer_of(facets).diffuse_model = DiffuseModel::burley;
+    slot(facets, Element::lambertian).color = splat(0.8f);
+    slot(facets, Element::ior).color = splat(1.5f);
+    slot(facets, Element::f0).color = splat(0.7f);
+    slot(facets, Element::anisotropy).color = splat(0.4f);
+    return facets;
+}
+
 constexpr Mat4 kTwice = {{{2, 0, 0, 1}, {0, 2, 0, -1}, {0, 0, 2, 0.5f}, {0, 0, 0, 1}}};
 constexpr Mat4 kMirrored = {{{0, -2, 0, 1}, {-2, 0, 0, -1}, {0, 0, 2, 0.5f}, {0, 0, 0, 1}}};
 constexpr Mat4 kSquashed = {{{3, 0, 0, 1}, {0, 1, 0, -1}, {0, 0.5f, 0.2f, 0.5f}, {0, 0, 0, 1}}};
@@ -409,6 +421,13 @@ TEST(Exact, LampsAreTheSameByAnyNumberOfSamples) {
         {"gloss 0.1", 4, [] { add_under_lamp(add_gloss(0.1f)); }, oblique},
         {"gloss 0.3", 12, [] { add_under_lamp(add_gloss(0.3f)); }, oblique},
         {"gloss 0.8", 14, [] { add_under_lamp(add_gloss(0.8f)); }, {0.5f, 0.2f, 0.05f}},
+        {"facets 0.1", 4, [] { add_under_lamp(add_facets(0.1f)); }, oblique},
+        {"facets 0.8", 4, [] { add_under_lamp(add_facets(0.8f)); }, {0.5f, 0.2f, 0.05f}},
+        {"shining facets", 3,
+         [] {
+             add_coated_lamp();
+             layer_of(1).diffuse_model = DiffuseModel::burley;
+         }},
         {"ball", 3,
          [] {
              add_ball({0, 0, -0.3f}, 0.3f, add_shader(splat(1.0f))), add_big_lamp();

@@ -85,6 +85,8 @@ void expect_every_block() {
               std::tuple(PixelSampler::nearest, 8.0f, false));
     EXPECT_EQ(std::tuple(layer.virtual_light, layer.window, layer.sideness),
               std::tuple(true, false, Sideness::back));
+    EXPECT_EQ(std::tuple(layer.elements[15].color, layer.microfacet, layer.diffuse_model),
+              std::tuple(Vec3{6, 5, 4}, Microfacet::ggx_separable, DiffuseModel::oren_nayar));
     EXPECT_EQ(std::tuple(shader.name, shader.visibility, shader.reverse_winding,
                          shader.displacement.vectors.at(0).level, Textures.at(0).path),
               std::tuple("red", Visibility::light_only, true, 4, "bumps.png"));

@@ -65,8 +65,23 @@ bool specular_of_air(const ClosedBlock& closed) {
            && record_of<SurfaceLayer>(closed).material == Material::opaque;
 }
 
+bool has_facets(const ClosedBlock& closed) {
+    return record_of<SurfaceLayer>(closed).microfacet != Microfacet::ward;
+}
+
+bool is_lambertian(const ClosedBlock& closed) {
+    return record_of<SurfaceLayer>(closed).diffuse_model == DiffuseModel::lambert;
+}
+
 bool glossy_of_air(const ClosedBlock& closed) {
-    return shows(closed, Element::glossy) && has_index_of_air(closed);
+    return shows(closed, Element::glossy) && has_index_of_air(closed)
+           && !(has_facets(closed) && shows(closed, Element::f0));
+}
+
+bool f0_without_facets(const ClosedBlock& closed) {
+    return shows(closed, Element::f0)
+           && (!has_facets(closed) || !shows(closed, Element::glossy)
+               || record_of<SurfaceLayer>(closed).material == Material::solid);
 }
 
 bool glossy_and_smooth(const ClosedBlock& closed) {
@@ -74,7 +89,8 @@ bool glossy_and_smooth(const ClosedBlock& closed) {
 }
 
 bool rough_without_gloss(const ClosedBlock& closed) {
-    return shows(closed, Element::roughness) && !shows(closed, Element::glossy);
+    return shows(closed, Element::roughness) && !shows(closed, Element::glossy)
+           && is_lambertian(closed);
 }
 
 bool stretch_without_width(const ClosedBlock& closed) {
@@ -195,6 +211,8 @@ constexpr BlockRule kRules[] = {
      "\"glossy\" without \"ior\": at 1 nothing is reflected"},
     {"surface_shader", "glossy", Severity::warning, When::always, glossy_and_smooth,
      "\"glossy\" without \"roughness\": the lobe is as narrow as possible"},
+    {"surface_shader", "f0", Severity::warning, When::always, f0_without_facets,
+     "\"f0\" affects only \"glossy\" with \"microfacet\", and not that of solids"},
     {"surface_shader", "roughness", Severity::warning, When::always, rough_without_gloss,
      "\"roughness\" affects only \"glossy\""},
     {"surface_shader", "anisotropy", Severity::warning, When::always, stretch_without_width,

@@ -7,7 +7,8 @@ import numpy
 INDENT = "    "
 WORDS = {("object", "name"), ("instance", "object"), ("instance", "shader")}  # without quotes
 # Of a layer; all others are slots.
-TEXT_KEYS = ("material", "sideness", "virtual_light", "window", "azimuthal_width")
+TEXT_KEYS = ("material", "sideness", "virtual_light", "window", "azimuthal_width", "microfacet",
+             "diffuse_model")
 
 
 def number_text(value):
