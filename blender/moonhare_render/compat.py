@@ -17,6 +17,7 @@ OLD_SOCKETS = {
 }
 # Up to 3.6 the Principled BSDF adds its reflection to the full diffuse light, and a quarter of its coat.
 PRINCIPLED_ADDS = VERSION < (4, 0)
+MICROFACET = "ggx_separable" if PRINCIPLED_ADDS else "ggx"  # how facets mask each other
 COAT_SCALE = 0.25 if PRINCIPLED_ADDS else 1.0
 # Up to 3.4 spots fade with the cosine, too.
 SPOT_FALLOFF = "cosine" if VERSION < (3, 5) else "smooth"

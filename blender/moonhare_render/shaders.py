@@ -6,11 +6,12 @@ import numpy
 
 from .moonhare_scene import layer
 from .nodes import Reader
-from .surfaces import MIRROR, WIDTH, Surface, constant, is_glow, read_surface
+from .surfaces import MIRROR, Surface, constant, is_glow, read_surface
 from .surfaces import Part
 from .values import Value, grey
 
 GLOW = 0.1  # share of a layer that only glows
+UNSCALED = ("roughness", "roughness_map", "f0")  # not shares of light
 DEFAULT_GREY = 0.8  # of objects without a material
 
 
@@ -109,7 +110,7 @@ def shares(parts):
 
 def brightness(part):
     return max(value.mean().max() for key, value in part.slots.items()
-               if isinstance(value, Value) and key not in ("roughness", "roughness_map"))
+               if isinstance(value, Value) and key not in UNSCALED)
 
 
 class Layers:
@@ -130,7 +131,7 @@ class Layers:
             if key == "roughness_map":
                 slots["roughness"] = self.roughness(value)
             elif isinstance(value, Value):
-                slots[key] = self.slot(value if key == "roughness" else value.scaled(gain))
+                slots[key] = self.slot(value if key in UNSCALED else value.scaled(gain))
             else:
                 slots[key] = value
         if "emissive" in slots:
@@ -161,7 +162,7 @@ class Layers:
         """Texels are squared when they are read."""
         rows = numpy.clip(grey(value).rows(), MIRROR, 1.0)
         file = self.pictures.grey_bytes(self.material.label + "_roughness", rows)
-        return picture_slot(value, file, WIDTH, gamma=2.0)
+        return picture_slot(value, file, 1.0, gamma=2.0)
 
     def normal(self, normal):
         strength = normal.strength

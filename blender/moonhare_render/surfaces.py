@@ -8,13 +8,12 @@ import numpy
 from . import compat
 from .values import Value, combined, constant, grey, product, reverse
 
-WIDTH = 1.1  # of a lobe over roughness squared
+WIDTH = 1.1  # of a lobe that returns all light, over roughness squared
 MIRROR = 0.03  # a lobe of less roughness is a mirror
 PERFECT = 1e6  # index that reflects all light
-LOSS = 1.9  # of one reflection by facets, see albedo_of_lobe
-COAT_ON_METAL = 0.05  # light that a coat reflects, about the mean over all angles
+LEAST = 0.001  # a reflectance below which the index would replace it
 USUAL_COSINE = 0.75  # of surfaces that face the viewer
-FEWEST = 0.01  # a smaller share of a surface gets no layer
+SHEEN = 0.25  # light of a layer of sheen over that of the node
 HAIR_UNIT = 30.0  # degrees of a roughness of 1
 LOGISTIC = 1.702  # width of the Gaussian nearest to a logistic function of scale 1
 PATH = 2.0  # of light across a fibre: two radii in Cycles, four here
@@ -66,28 +65,17 @@ def usual_reflectance(index):
     return straight + (1 - straight) * (1 - USUAL_COSINE) ** 5
 
 
-def albedo_of_lobe(roughness):
-    """What one reflection by facets of GGX returns."""
-    return 1.0 / (1.0 + LOSS * roughness ** 4)
-
-
-def lobe_share(roughness):
-    """The share of a dielectric whose reflection comes back."""
-    share = combined(lambda r: albedo_of_lobe(numpy.clip(r, 0, 1)), grey(roughness))
-    few = share.is_constant and share.color[0] > 1 - FEWEST
-    return constant(1) if few else share
-
-
-def lobe(color, roughness, single=True):
-    """Slots of a reflection: `single` where other programs follow light to one facet alone."""
+def lobe(color, roughness, distribution="GGX"):
+    """Slots of a reflection. What follows light from facet to facet returns all of it."""
     roughness = grey(roughness)
+    facets = {"microfacet": compat.MICROFACET} if distribution == "GGX" else {}
     if not roughness.is_constant:
-        return {"glossy": color, "roughness_map": roughness}
+        return {"glossy": color, "roughness_map": roughness, **facets}
     r = float(numpy.clip(roughness.color[0], 0.0, 1.0))
     if r < MIRROR:
         return {"specular": color}
-    albedo = albedo_of_lobe(r) if single else 1.0
-    return {"glossy": color.scaled(albedo), "roughness": constant(min(1.0, WIDTH * r * r))}
+    width = WIDTH if distribution == "MULTI_GGX" else 1.0
+    return {"glossy": color, "roughness": constant(min(1.0, width * r * r)), **facets}
 
 
 class SurfaceReader:
@@ -186,15 +174,18 @@ class SurfaceReader:
 
     def diffuse(self, node, amount):
         color = node.inputs.get("Color") or node.inputs.get("Base Color")
-        self.add(node, amount, {"lambertian": self.reader.value(color, 0.8)})
+        slots = {"lambertian": self.reader.value(color, 0.8)}
+        if node.bl_idname == "ShaderNodeBsdfDiffuse" and not self.input(node, "Roughness").is_black:
+            roughness = constant(self.number(node, "Roughness"))
+            slots.update(diffuse_model="oren_nayar", roughness=roughness)
+        self.add(node, amount, slots)
 
     def translucent(self, node, amount):
         self.add(node, amount, {"transmissive": self.input(node, "Color")})
 
     def glossy(self, node, amount):
         roughness = constant(0) if node.distribution == "SHARP" else self.input(node, "Roughness")
-        single = node.distribution != "MULTI_GGX"
-        slots = lobe(self.input(node, "Color"), roughness, single)
+        slots = lobe(self.input(node, "Color"), roughness, node.distribution)
         self.add(node, amount, {**slots, "ior": PERFECT})
 
     def glass(self, node, amount):
@@ -202,11 +193,11 @@ class SurfaceReader:
         if node.bl_idname == "ShaderNodeBsdfRefraction":
             self.reader.note(f'"{node.name}" reflects what its index reflects')
         self.add(node, amount, self.glass_slots(self.input(node, "Color"), roughness,
-                                                self.number(node, "IOR", 1.45)))
+                                                self.number(node, "IOR", 1.45), node.distribution))
 
     @staticmethod
-    def glass_slots(color, roughness, index):
-        return {"material": "solid", **lobe(color, roughness, False), "ior": max(index, 1.0001)}
+    def glass_slots(color, roughness, index, distribution):
+        return {"material": "solid", **lobe(color, roughness, distribution), "ior": max(index, 1.0001)}
 
     def transparent(self, node, amount):
         self.add(node, amount, {"material": "thin", "specular": self.input(node, "Color")})
@@ -256,7 +247,7 @@ class SurfaceReader:
         base = self.input(node, "Base Color", 0.8)
         metal, clear = grey(self.input(node, "Metallic")), grey(self.input(node, "Transmission Weight"))
         alpha, roughness = grey(self.input(node, "Alpha", 1.0)), self.input(node, "Roughness", 0.5)
-        for name, lost in (("Sheen Weight", "sheen"), ("Subsurface Weight", "light below the surface"),
+        for name, lost in (("Subsurface Weight", "light below the surface"),
                            ("Anisotropic", "the stretch of its lobe")):
             if not self.input(node, name).is_black:
                 self.reader.note(f"{lost} is left out")
@@ -265,45 +256,68 @@ class SurfaceReader:
         if coat and self.number(node, "Coat Roughness") >= MIRROR:
             self.reader.note("its rough coat is shown smooth")
         rest = product(solid, reverse(metal))
-        single = node.distribution != "MULTI_GGX"
-        self.dielectric(node, product(rest, reverse(clear)), base, roughness, coat, single)
-        self.metal(node, product(solid, metal), base, roughness, single)
-        self.add(node, product(rest, clear), self.glass_slots(base, roughness,
-                                                              self.number(node, "IOR", 1.45)))
-        self.add(node, product(solid, metal).scaled(COAT_ON_METAL * coat),
-                 {"specular": constant(1), "ior": PERFECT})
+        opaque, kind = product(rest, reverse(clear)), node.distribution
+        self.dielectric(node, opaque, base, lobe(constant(1), roughness, kind), coat)
+        self.sheen(node, opaque, base)
+        self.metal(node, product(solid, metal), base, roughness, coat)
+        self.add(node, product(rest, clear),
+                 self.glass_slots(base, roughness, self.number(node, "IOR", 1.45), kind))
         self.add(node, product(amount, reverse(alpha)), {"material": "thin", "specular": constant(1)})
         light = product(self.input(node, "Emission Color"), grey(self.input(node, "Emission Strength")))
         if not light.is_black:
             self.parts.append(Part(solid, {"emissive": light}))
 
-    def dielectric(self, node, amount, base, roughness, coat, single):
-        """Where single reflection is lost in further facets there is diffuse light alone."""
+    def dielectric(self, node, amount, base, slots, coat):
         index = principled_index(self, node)
-        gain = 1 / (1 - usual_reflectance(index)) if compat.PRINCIPLED_ADDS else 1.0
-        below = {"lambertian": base.scaled(gain)}
+        slots["lambertian"] = base
+        if compat.PRINCIPLED_ADDS:
+            slots["diffuse_model"] = "burley"
         if index <= 1.0:
-            self.add(node, amount, below)
-            return
-        share = lobe_share(roughness) if single else constant(1)
-        slots = {**below, **lobe(constant(1), roughness, False), "ior": index}
+            del slots["glossy" if "glossy" in slots else "specular"]
+            slots.pop("microfacet", None)
+            coat = 0.0
+        else:
+            slots["ior"] = index
         if coat:
             mirror = slots["specular"].color if "specular" in slots else numpy.zeros(3)
             slots["specular"] = Value(mirror + coat)
-            below.update(specular=constant(coat), ior=index)
-        self.add(node, product(amount, share), slots)
-        self.add(node, product(amount, reverse(share)), below)
+        self.add(node, amount, slots)
 
-    def metal(self, node, amount, base, roughness, single):
-        if not base.is_constant:
-            self.add(node, amount, {**lobe(base, roughness, single), "ior": PERFECT})
+    def sheen(self, node, amount, base):
+        level = self.number(node, "Sheen Weight")
+        if not level:
             return
+        if not compat.PRINCIPLED_ADDS:
+            self.reader.note("sheen is left out")
+            return
+        tint, color = self.number(node, "Sheen Tint"), base.mean()
+        grey_level = float(numpy.dot((0.2126, 0.7152, 0.0722), color))
+        hue = color / grey_level if grey_level > 0 else numpy.ones(3)
+        self.add(node, amount, {"lambertian": Value(SHEEN * level * (1 - tint + tint * hue)),
+                                "diffuse_model": "sheen"})
+
+    def metal(self, node, amount, base, roughness, coat):
+        slots = lobe(constant(1), roughness, node.distribution)
+        if "microfacet" not in slots:
+            self.add(node, amount, self.smooth_metal(base, roughness))
+            return
+        f0 = base if not base.is_constant else Value(numpy.clip(base.color, LEAST, 1))
+        slots.update(f0=f0, ior=principled_index(self, node))
+        if coat:
+            slots["specular"] = constant(coat)
+        self.add(node, amount, slots)
+
+    @staticmethod
+    def smooth_metal(base, roughness):
+        """Without facets grazing light keeps the hue of the metal."""
+        if not base.is_constant:
+            return {**lobe(base, roughness, "MULTI_GGX"), "ior": PERFECT}
         color = numpy.clip(base.color, 0, 1)
         brightest = float(color.max())
-        black = brightest < 1e-3
-        index = PERFECT if brightest > 0.999 else index_of(max(brightest, 1e-3))
+        black = brightest < LEAST
+        index = PERFECT if brightest > 0.999 else index_of(max(brightest, LEAST))
         hue = constant(1) if black else Value(color / brightest)
-        self.add(node, amount, {**lobe(hue, roughness, single), "ior": index})
+        return {**lobe(hue, roughness, "MULTI_GGX"), "ior": index}
 
 
 def principled_index(reader, node):
@@ -339,7 +353,8 @@ def merged(parts):
         if host is None:
             result.append(glow)
             continue
-        index = host.slots.get("ior", 1.0)
+        burley = host.slots.get("diffuse_model") == "burley"
+        index = 1.0 if burley else host.slots.get("ior", 1.0)
         ratio = glow.amount.color / host.amount.color / (1 - usual_reflectance(index))
         light = product(glow.slots["emissive"], Value(ratio))
         result[result.index(host)] = replace(host, slots={**host.slots, "emissive": light})

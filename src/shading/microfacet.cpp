@@ -87,7 +87,7 @@ float to_the_fifth(float x) {
     return x2 * x2 * x;
 }
 
-// [Burley12] 5.3, with cos^2 of half the angle between the directions. The slot holds the square of
+// [Burley12], with cos^2 of half the angle between the directions. The slot holds the square of
 // its roughness r: RR = 2 r cos^2.
 float burley_share(const SurfacePoint& point, float cos_o, float cos_i, float cosine) {
     const float r = std::sqrt(std::sqrt(point.roughness_u * point.roughness_v));
@@ -105,7 +105,7 @@ float oren_nayar_share(const SurfacePoint& point, float cos_o, float cos_i, floa
     return scale * (1.0f + sigma * t);
 }
 
-// [Burley12] 5.5, four times as bright as there: of cloth that a quarter of the hits take for its
+// Sheen of [Burley12], four times as bright as there: of cloth that a quarter of the hits take for its
 // fuzz, and which takes few of all directions.
 float sheen_share(float cosine) {
     constexpr float kScale = 4.0f * kPi;

@@ -110,22 +110,20 @@ class WhatComesIn(ImportTest):
         self.imported()
         paint, coated = self.text("shader/materials.mh").split("shader\n    name")[1:3]
         known = constants_of_addon()
-        share = 1 / (1 + known["LOSS"] * 0.5 ** 4)
-        gain = 1 / (1 - (0.04 + 0.96 * (1 - known["USUAL_COSINE"]) ** 5))
+        rest = 1 - known["SHEEN"]
+        fuzz, metal = paint.split("surface_shader")[2], coated.split("surface_shader")[1]
         for text, slot, wanted in (
-                (paint, "lambertian", [0.5 * gain, 0.25 * gain, 1]), (paint, "weight", [share] * 3),
-                (paint, "roughness", [known["WIDTH"] / 4] * 3),
-                (paint.split("surface_shader")[2], "glossy", [0.06 / (1 - share), 0.03 / (1 - share), 0]),
-                (paint, "ior", [1.5] * 3),
-                (coated, "ior", [known["PERFECT"]] * 3),
-                (coated, "glossy", [0.5 * share, 0.25 * share, share])):
+                (paint, "lambertian", [0.5 / rest, 0.25 / rest, 1]), (paint, "weight", [rest] * 3),
+                (paint, "roughness", [0.25] * 3), (paint, "f0", [0.04 / rest] * 3),
+                (paint, "ior", [1.5] * 3), (paint, "glossy", [1] * 3),
+                (fuzz, "lambertian", [0.06, 0.03, 0]), (fuzz, "weight", [known["SHEEN"]] * 3),
+                (metal, "ior", [1.5] * 3), (metal, "glossy", [1] * 3), (metal, "specular", [1] * 3),
+                (metal, "f0", [0.5, 0.25, 1])):
             seen = re.search(rf"{slot}\s+color (.*)", text).group(1).split()
             for value, number in zip(map(float, seen), wanted):
                 self.assertAlmostEqual(value, number, delta=1e-5 * number + 1e-9, msg=slot)
-        weights = [float(x) for x in re.findall(r"weight\s+color (\S+)", paint)]
-        self.assertAlmostEqual(sum(weights), 1, delta=1e-6)
-        self.assertEqual(len(weights), 2)
-        self.assertIn(f"weight\n            color {known['COAT_ON_METAL']}", coated)
+        self.assertIn('microfacet "ggx_separable"', metal)
+        self.assertEqual(self.run_here("check", "square").stdout, "")
 
     def test_strength_and_specular_find_their_material(self):
         def change(scene):
@@ -144,7 +142,7 @@ class WhatComesIn(ImportTest):
                   for text in self.text("shader/materials.mh").split("shader\n    name")[1:]}
         self.assertIn("color 4 2 0", blocks["two"])
         self.assertNotIn("ior", blocks["two"])
-        self.assertIn("color 2.08", blocks["one"])
+        self.assertIn("color 2 1 0", blocks["one"])
         self.assertIn("color 1.5 1.5 1.5", blocks["one"])
 
     def test_pictures_are_scaled_turned_and_moved_as_gltf_says(self):

@@ -9,14 +9,10 @@ namespace mh {
 
 namespace {
 
-// Width of the lobe over roughness squared: least squares over the table of bench/import.
-constexpr float kWidth = 1.1f;
-constexpr float kMirror = 0.03f;      // a lobe of less roughness is a mirror
-constexpr float kPerfect = 1e6f;      // index that reflects all light
-constexpr float kGlow = 0.1f;         // share of the layer that glows where metal lies
-constexpr float kCoatOnMetal = 0.05f; // light that a coat reflects, about the mean over all angles
-constexpr float kUsualCosine = 0.75f; // of surfaces that face the viewer
-constexpr float kFewest = 0.01f;      // a smaller share of a surface gets no layer
+constexpr float kMirror = 0.03f; // a lobe of less roughness is a mirror
+constexpr float kPerfect = 1e6f; // index that reflects all light
+constexpr float kSheen = 0.25f;  // share of the layer that is nothing but sheen
+constexpr float kLeast = 0.001f; // a reflectance below which the index would replace it
 
 struct Shading {
     const ImportedScene& scene;
@@ -128,7 +124,7 @@ struct Weight {
 };
 
 struct Weights {
-    Weight dielectric, rough, metal, glass, hole, glow, coat;
+    Weight dielectric, sheen, metal, glass, hole;
 };
 
 void multiply(Weight& weight, float value, const GreyTerm& term) {
@@ -170,20 +166,6 @@ bool is_mirror(const Shading& s) {
     return s.material.roughness < kMirror || (textured && s.material.roughness <= 0.0f);
 }
 
-// The share of a dielectric whose reflection comes back.
-GreyTerm lobe_term(const Shading& s) {
-    const std::uint32_t channel = has_map(s, MapKind::metallic_roughness) ? 1 : 0;
-    GreyTerm term = term_of(roughness_map(s), channel, unit(s.material.roughness));
-    term.is_roughness = true;
-    return term;
-}
-
-float lobe_share(const Shading& s) {
-    const float share = AlbedoOfLobe(unit(s.material.roughness));
-    const bool is_whole = is_mirror(s) || sound_ior(s.material) <= 1.0f || share > 1.0f - kFewest;
-    return is_whole ? 1.0f : share;
-}
-
 GreyTerm alpha_term(const Shading& s) {
     const ImportedMaterial& m = s.material;
     GreyTerm term;
@@ -205,29 +187,27 @@ bool glows(const ImportedMaterial& m) {
     return max_channel(m.emission) > 0.0f;
 }
 
+float sheen_share(const Shading& s) {
+    return max_channel(s.material.sheen) > 0.0f ? kSheen : 0.0f;
+}
+
 Weights weights_of(const Shading& s) {
     const ImportedMaterial& m = s.material;
     const GreyTerm alpha = alpha_term(s), metal = metal_term(s);
     const GreyTerm glass = term_of(map_of(m, MapKind::transmission), 0, unit(m.transmission));
     const float a = alpha_value(m), metallic = unit(m.metallic), clear = unit(m.transmission);
     Weights w;
-    for (Weight* weight : {&w.dielectric, &w.rough, &w.metal, &w.glass, &w.glow, &w.coat})
+    for (Weight* weight : {&w.dielectric, &w.sheen, &w.metal, &w.glass})
         multiply(*weight, a, alpha);
     multiply(w.hole, a, reversed(alpha));
     multiply(w.metal, metallic, metal);
-    for (Weight* weight : {&w.dielectric, &w.rough, &w.glass})
+    for (Weight* weight : {&w.dielectric, &w.sheen, &w.glass})
         multiply(*weight, metallic, reversed(metal));
     multiply(w.glass, clear, glass);
-    for (Weight* weight : {&w.dielectric, &w.rough})
+    for (Weight* weight : {&w.dielectric, &w.sheen})
         multiply(*weight, clear, reversed(glass));
-    const float share = lobe_share(s);
-    const GreyTerm lobe = share < 1.0f ? lobe_term(s) : GreyTerm{};
-    multiply(w.dielectric, share, lobe);
-    multiply(w.rough, share, reversed(lobe));
-    w.coat.factor *= kCoatOnMetal * unit(m.clearcoat);
-    multiply(w.coat, metallic, metal);
-    w.glow.factor *= glows(m) ? kGlow : 0.0f;
-    multiply(w.glow, metallic, metal);
+    w.sheen.factor *= sheen_share(s);
+    w.dielectric.factor *= 1.0f - sheen_share(s);
     return w;
 }
 
@@ -248,14 +228,14 @@ void weight_slot(Shading& s, const char* use, const Weight& weight, bool alone) 
     image_slot(s, "weight", factor, map, made_picture(s, use, weight.terms), {});
 }
 
-// Lobes of a textured roughness: kWidth (factor texel)^2.
+// The width of the facets' slopes, the roughness squared.
 void roughness_slot(Shading& s) {
     const ImportedMaterial& m = s.material;
     const float squared = unit(m.roughness) * unit(m.roughness);
     const bool packed = has_map(s, MapKind::metallic_roughness);
     const ImportedMap& map = roughness_map(s);
-    if (map.image < 0) return grey_slot(s, "roughness", std::min(1.0f, kWidth * squared));
-    const std::string row = packed ? "0 1.1 0 0   " : "1.1 0 0 0   ";
+    if (map.image < 0) return grey_slot(s, "roughness", squared);
+    const std::string row = packed ? "0 1 0 0   " : "1 0 0 0   ";
     image_slot(s, "roughness", {squared, squared, squared}, map, picture(s, map.image),
                {"gamma 2", "color_matrix " + row + row + row + "0 0 0 1"});
 }
@@ -272,22 +252,17 @@ void normal_slot(Shading& s) {
     image_slot(s, "normal", {1.0f, 1.0f, 1.0f}, heights, path, {});
 }
 
-void emission_slot(Shading& s, float gain) {
+void emission_slot(Shading& s) {
     if (!glows(s.material)) return;
-    color_slot(s, "emissive", gain * s.material.emission, MapKind::emission);
+    color_slot(s, "emissive", s.material.emission, MapKind::emission);
     line(s, 2, "virtual_light 1");
 }
 
-// Makes up for what Fresnel's reflection takes from the light below it.
-float gain_below(float ior) {
-    if (ior <= 1.0f) return 1.0f;
-    const float root = (ior - 1.0f) / (ior + 1.0f), straight = root * root;
-    return 1.0f / ((1.0f - straight) * (1.0f - std::pow(1.0f - kUsualCosine, 5.0f)));
-}
-
-void diffuse_slot(Shading& s, float gain) {
+// A picture is not made brighter where another layer takes a share of the hits.
+void diffuse_slot(Shading& s) {
     const ImportedMap& map = map_of(s.material, MapKind::base);
     const Vec3 base = limited(s.material.base);
+    const float gain = 1.0f / (1.0f - sheen_share(s));
     if (map.image < 0) return slot(s, "lambertian", limited(gain * base));
     std::vector<std::string> sampler = color_sampler(map);
     if (gain != 1.0f) {
@@ -298,66 +273,61 @@ void diffuse_slot(Shading& s, float gain) {
     image_slot(s, "lambertian", base, map, picture(s, map.image), sampler);
 }
 
+void facets_of(Shading& s) {
+    line(s, 2, "microfacet \"ggx_separable\"");
+    roughness_slot(s);
+}
+
+float straight_reflectance(float ior) {
+    const float root = (ior - 1.0f) / (ior + 1.0f);
+    return root * root;
+}
+
 // The coat has the same index and adds its own reflection.
 void dielectric_layer(Shading& s) {
-    const float ior = sound_ior(s.material), gain = gain_below(ior);
-    const float coat = unit(s.material.clearcoat);
-    diffuse_slot(s, gain);
-    emission_slot(s, gain);
-    if (ior <= 1.0f) return;
+    const float ior = sound_ior(s.material);
     const bool mirror = is_mirror(s);
-    if (mirror || coat > 0.0f) grey_slot(s, "specular", coat + (mirror ? 1.0f : 0.0f));
+    line(s, 2, "diffuse_model \"burley\"");
+    diffuse_slot(s);
+    emission_slot(s);
+    if (ior <= 1.0f) return mirror ? void() : roughness_slot(s);
+    const float coat = unit(s.material.clearcoat);
+    if (mirror || coat > 0.0f) grey_slot(s, "specular", unit(coat + (mirror ? 1.0f : 0.0f)));
     if (!mirror) {
         grey_slot(s, "glossy", 1.0f);
-        roughness_slot(s);
+        if (sheen_share(s) > 0.0f)
+            grey_slot(s, "f0", unit(straight_reflectance(ior) / (1.0f - sheen_share(s))));
+        facets_of(s);
     }
     grey_slot(s, "ior", ior);
 }
 
-// Sheen needs the layer without a reflection of its own.
-bool shows_sheen(const Shading& s) {
-    return max_channel(s.material.sheen) > 0.0f && !(s.material.clearcoat > 0.0f)
-           && lobe_share(s) < 1.0f;
+void sheen_layer(Shading& s) {
+    line(s, 2, "diffuse_model \"sheen\"");
+    slot(s, "lambertian", limited(s.material.sheen));
+    emission_slot(s);
 }
 
-// Where the reflection is caught by further facets, below a coat or a sheen.
-void rough_layer(Shading& s) {
-    const float ior = sound_ior(s.material), coat = unit(s.material.clearcoat);
-    const bool is_bare = coat <= 0.0f && !shows_sheen(s);
-    diffuse_slot(s, gain_below(ior));
-    emission_slot(s, is_bare ? 1.0f : gain_below(ior));
-    if (is_bare) return;
-    if (coat > 0.0f) {
-        grey_slot(s, "specular", coat);
-    } else {
-        slot(s, "glossy", limited((1.0f / (1.0f - lobe_share(s))) * s.material.sheen));
-        grey_slot(s, "roughness", 1.0f);
-    }
-    grey_slot(s, "ior", ior);
+// A mirror of the hue of the metal, up to which grazing light keeps it.
+void metal_mirror(Shading& s, const Vec3& base) {
+    const float brightest = std::max(max_channel(base), kLeast);
+    const bool full = has_map(s, MapKind::base) || brightest > 0.999f;
+    const float root = std::sqrt(full ? 0.0f : brightest);
+    color_slot(s, "specular", full ? base : (1.0f / brightest) * base, MapKind::base);
+    grey_slot(s, "ior", full ? kPerfect : (1.0f + root) / (1.0f - root));
 }
 
-// What stays of a metal's light; a picture's roughness cannot be part of a product of colours.
-float metal_albedo(const Shading& s) {
-    const bool whole = is_mirror(s) || roughness_map(s).image >= 0;
-    return whole ? 1.0f : AlbedoOfLobe(unit(s.material.roughness));
-}
-
-// F = base + (1 - base)(1 - cos)^5 of grey metals exactly; of coloured ones up to the colour of
-// grazing light, which stays that of the metal.
 void metal_layer(Shading& s) {
     const ImportedMaterial& m = s.material;
-    const bool textured = has_map(s, MapKind::base);
-    const Vec3 base = limited(m.base);
-    const float brightest = std::max(max_channel(base), 1e-3f);
-    const bool full = textured || brightest > 0.999f;
-    const float root = std::sqrt(full ? 0.0f : brightest);
-    const float ior = full ? kPerfect : (1.0f + root) / (1.0f - root);
-    const bool black = !textured && max_channel(base) < 1e-3f; // but for grazing light
-    const Vec3 color = black ? Vec3{1.0f, 1.0f, 1.0f} : textured ? base : (1.0f / brightest) * base;
-    color_slot(s, is_mirror(s) ? "specular" : "glossy", metal_albedo(s) * limited(color),
-               MapKind::base);
-    if (!is_mirror(s)) roughness_slot(s);
-    grey_slot(s, "ior", ior);
+    const Vec3 base = max(limited(m.base), Vec3{kLeast, kLeast, kLeast});
+    line(s, 2, "diffuse_model \"burley\""); // does not dim what glows
+    emission_slot(s);
+    if (is_mirror(s)) return metal_mirror(s, base);
+    grey_slot(s, "glossy", 1.0f);
+    color_slot(s, "f0", base, MapKind::base);
+    facets_of(s);
+    if (m.clearcoat > 0.0f) grey_slot(s, "specular", unit(m.clearcoat));
+    grey_slot(s, "ior", sound_ior(m));
 }
 
 void glass_layer(Shading& s) {
@@ -366,7 +336,7 @@ void glass_layer(Shading& s) {
     const bool mirror = !solid || is_mirror(s);
     line(s, 2, solid ? "material \"solid\"" : "material \"thin\"");
     color_slot(s, mirror ? "specular" : "glossy", limited(m.base), MapKind::base);
-    if (!mirror) roughness_slot(s);
+    if (!mirror) facets_of(s);
     grey_slot(s, "ior", std::max(sound_ior(m), 1.0001f));
     if (!solid && !is_mirror(s))
         s.mapped.approximated.push_back("material " + s.name
@@ -393,35 +363,24 @@ void note_losses(Shading& s) {
     const auto approximate = [&](const char* what) {
         s.mapped.approximated.push_back("material " + s.name + ": " + what);
     };
-    if (shows_sheen(s))
-        approximate("its sheen has the width of its index's reflection");
-    else if (max_channel(m.sheen) > 0.0f)
-        s.mapped.dropped.push_back("sheen of material " + s.name);
+    if (sheen_share(s) > 0.0f) approximate("its sheen has no roughness of its own");
     if (has_map(s, MapKind::clearcoat))
         approximate("the picture of its coat is taken as 1 everywhere");
     if (m.clearcoat > 0.0f && m.clearcoat_roughness >= kMirror)
         approximate("its rough coat is shown smooth");
     if (m.unlit != 0) approximate("unlit, shown as a surface that glows");
-    if (glows(m) && m.metallic > 0.0f)
-        approximate("where it is metal and glows, a tenth of its reflection is lost");
 }
 
 void layers(Shading& s) {
     const Weights w = weights_of(s);
     int count = 0;
-    for (const Weight* weight :
-         {&w.dielectric, &w.rough, &w.metal, &w.glass, &w.hole, &w.coat, &w.glow})
+    for (const Weight* weight : {&w.dielectric, &w.sheen, &w.metal, &w.glass, &w.hole})
         count += is_used(*weight);
     const bool alone = count == 1;
     layer(s, "dielectric", w.dielectric, alone, [&] { dielectric_layer(s); });
-    layer(s, "rough", w.rough, alone, [&] { rough_layer(s); });
+    layer(s, "sheen", w.sheen, alone, [&] { sheen_layer(s); });
     layer(s, "metal", w.metal, alone, [&] { metal_layer(s); });
     layer(s, "glass", w.glass, alone, [&] { glass_layer(s); });
-    layer(s, "coat", w.coat, alone, [&] {
-        grey_slot(s, "specular", 1.0f);
-        grey_slot(s, "ior", kPerfect);
-    });
-    layer(s, "glow", w.glow, alone, [&] { emission_slot(s, 1.0f / kGlow); });
     layer(s, "hole", w.hole, alone, [&] { hole_layer(s); });
 }
 
@@ -460,12 +419,6 @@ std::int32_t uv_set_of(const Shading& s) {
 }
 
 } // namespace
-
-float AlbedoOfLobe(float roughness) {
-    constexpr float kLoss = 1.9f;
-    const float squared = roughness * roughness;
-    return 1.0f / (1.0f + kLoss * squared * squared);
-}
 
 MaterialText MapMaterials(const ImportedScene& scene, MappedScene& mapped) {
     MaterialText result;

@@ -25,18 +25,14 @@ struct MeshFile {
     std::int32_t uv_set = -1; // -1: none is needed
 };
 
-// What one reflection by facets of GGX returns, by the law of docs/materials.md.
-float AlbedoOfLobe(float roughness);
-
 // A factor of a grey image: a channel of a picture times a scale, or 1 where that reaches the
 // threshold and 0 elsewhere.
 struct GreyTerm {
     std::int32_t image = -1;
     std::uint32_t channel = 0; // 3 is alpha, 1 in pictures without
     float scale = 1.0f;
-    float threshold = -1.0f;   // below 0: none
-    bool is_roughness = false; // it stands for the albedo of a lobe of that roughness
-    bool reversed = false;     // 1 minus it
+    float threshold = -1.0f; // below 0: none
+    bool reversed = false;   // 1 minus it
 };
 
 struct PictureFile {

@@ -89,7 +89,6 @@ std::string read_grey(const std::string& path, std::uint32_t channel, Grey& grey
 float value_of(const GreyTerm& term, float texel) {
     float value = std::clamp(term.scale * texel, 0.0f, 1.0f);
     if (term.threshold >= 0.0f) value = value >= term.threshold ? 1.0f : 0.0f;
-    if (term.is_roughness) value = AlbedoOfLobe(value);
     return term.reversed ? 1.0f - value : value;
 }
 
