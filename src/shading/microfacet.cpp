@@ -105,8 +105,7 @@ float oren_nayar_share(const SurfacePoint& point, float cos_o, float cos_i, floa
     return scale * (1.0f + sigma * t);
 }
 
-// Sheen of [Burley12], four times as bright as there: of cloth that a quarter of the hits take for its
-// fuzz, and which takes few of all directions.
+// Sheen of [Burley12], four times as bright as there, since a quarter of the hits take its layer.
 float sheen_share(float cosine) {
     constexpr float kScale = 4.0f * kPi;
     const float half = std::sqrt(0.5f * (1.0f + cosine)); // cosine of half the angle
