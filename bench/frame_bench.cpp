@@ -7,6 +7,7 @@
 #include "integrate/renderer.h"
 #include "integrate/state.h"
 #include "lights/state.h"
+#include "math/at.h"
 #include "math/random.h"
 #include "output/state.h"
 #include "pictures.h"
@@ -115,7 +116,7 @@ void bench_photons() {
         std::printf("  %d photons, %d thread(s): %.3f s, %.2f times one thread\n", photons, threads,
                     time, single / time);
     }
-    Photons.resize(static_cast<std::size_t>(photons));
+    Photons.resize(to_size(photons));
     for (CausticPhoton& photon : Photons) {
         photon.position.x = random_unit();
         photon.position.y = random_unit();

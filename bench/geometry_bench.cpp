@@ -9,6 +9,7 @@
 #include "geometry/obj_reader.h"
 #include "geometry/objects.h"
 #include "geometry/smoothing.h"
+#include "math/at.h"
 #include "math/constants.h"
 #include "math/roots.h"
 #include "shading/images.h"
@@ -305,9 +306,9 @@ void bench_reading_and_smoothing(const Scene& terrain) {
 // A terrain whose faces are each cut into 256 and moved by an image.
 void bench_displacement() {
     const int image = FindOrAddImage("bumps");
-    AllocateImage(Textures[static_cast<std::size_t>(image)], 256, 256, 3, 32, false);
+    AllocateImage(at(Textures, image), 256, 256, 3, 32, false);
     for (int i = 0; i < 256 * 256; ++i)
-        set_texel(Textures[static_cast<std::size_t>(image)], i,
+        set_texel(at(Textures, image), i,
                   splat(0.002f * std::sin(0.3f * static_cast<float>(i % 256))));
     ShaderElement& layer = Shaders[0].displacement.vectors.emplace_back();
     layer.level = 16;

@@ -5,6 +5,7 @@
 #include "integrate/pixel_loop.h"
 #include "lamp_room.h"
 #include "lights/state.h"
+#include "math/at.h"
 #include "math/random.h"
 #include "output/state.h"
 #include "pictures.h"

@@ -4,6 +4,7 @@
 // SPDX-License-Identifier: MIT
 #include "accel/walk.h"
 #include "geometry/state.h"
+#include "math/at.h"
 #include "math/constants.h"
 #include "rays.h"
 #include "timing.h"
@@ -48,18 +49,17 @@ void check(const std::string& what, std::size_t wrong, std::size_t count) {
 void check_agreement(const std::string& name, const EmbreeScene& other, const RaySets& rays) {
     for (const auto* set : {&rays.primary, &rays.bounce})
         check(name,
-              static_cast<std::size_t>(std::count_if(
-                  set->begin(), set->end(),
-                  [&](const BenchRay& ray) {
-                      return !same_distance(our_closest(ray), embree_closest(other, ray));
-                  })),
+              to_size(std::count_if(set->begin(), set->end(),
+                                    [&](const BenchRay& ray) {
+                                        return !same_distance(our_closest(ray),
+                                                              embree_closest(other, ray));
+                                    })),
               set->size());
     check(name + " shadow",
-          static_cast<std::size_t>(std::count_if(rays.shadow.begin(), rays.shadow.end(),
-                                                 [&](const BenchRay& ray) {
-                                                     return our_occluded(ray)
-                                                            != embree_occluded(other, ray);
-                                                 })),
+          to_size(std::count_if(rays.shadow.begin(), rays.shadow.end(),
+                                [&](const BenchRay& ray) {
+                                    return our_occluded(ray) != embree_occluded(other, ray);
+                                })),
           rays.shadow.size());
 }
 
@@ -105,7 +105,7 @@ void time_rays(const char* kind, const std::vector<BenchRay>& rays, bool shadow,
         std::printf(" %8.2f", rates[0]);
         if (rates.size() == 1) continue;
         const auto best = std::max_element(rates.begin() + 1, rates.end()) - rates.begin();
-        const auto i = static_cast<std::size_t>(best);
+        const auto i = to_size(best);
         std::printf(" %8.2f %6.2f  %-13s", rates[i], rates[0] / rates[i],
                     contestants[i].name.c_str());
     }

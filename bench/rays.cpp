@@ -9,6 +9,7 @@
 #include "accel/walk.h"
 #include "geometry/objects.h"
 #include "geometry/state.h"
+#include "math/at.h"
 #include "math/clock.h"
 #include "math/constants.h"
 #include "math/faces.h"
@@ -41,7 +42,7 @@ Ray ray_of(const BenchRay& ray) {
 
 Vec3 hit_normal(const Ray& ray) {
     if (ray.hit_part->triangles.empty()) return -ray.direction; // ribbons face the ray
-    const auto& v = ray.hit_part->triangles[static_cast<std::size_t>(ray.hit_primitive)].vertex;
+    const auto& v = at(ray.hit_part->triangles, ray.hit_primitive).vertex;
     const std::vector<Vec3>& p = ray.hit_part->positions;
     Vec3 n = triangle_normal(p[v[0]], p[v[1]], p[v[2]]);
     if (ray.hit_instance_level == 1) n = normalize(ThreadStates[0].instance_normal_matrices[0] * n);

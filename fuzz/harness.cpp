@@ -5,6 +5,7 @@
 #include "accel/scene_assembly.h"
 #include "geometry/objects.h"
 #include "geometry/state.h"
+#include "math/at.h"
 #include "shading/state.h"
 #include "support/fresh_scene.h"
 #include "support/replay.h"
@@ -47,8 +48,8 @@ std::string WithoutSeparators(std::string_view text) {
 void AssembleFrom(std::string_view content, void (*read)(Part& part, const std::string& path)) {
     const test::FreshScene scene;
     WriteFile("geometry", content);
-    Object& object = Objects[static_cast<std::size_t>(AddObject())];
-    read(object.parts[static_cast<std::size_t>(AddPart(object))], "geometry");
+    Object& object = at(Objects, AddObject());
+    read(at(object.parts, AddPart(object)), "geometry");
     AssembleScene();
 }
 

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "captured_report.h"
 
+#include "math/at.h"
+
 #include <algorithm>
 #include <iostream>
 #include <sstream>
@@ -26,7 +28,7 @@ KeepingBuffer::int_type KeepingBuffer::overflow(int_type c) {
 }
 
 std::streamsize KeepingBuffer::xsputn(const char* characters, std::streamsize count) {
-    text.append(characters, static_cast<std::size_t>(count));
+    text.append(characters, to_size(count));
     return onward == nullptr ? count : onward->sputn(characters, count);
 }
 

@@ -4,6 +4,7 @@
 #include "layout.h"
 
 #include "files.h"
+#include "math/at.h"
 #include "math/input_file.h"
 #include "output/file_writer.h"
 #include "scene/blocks.h"
@@ -129,7 +130,7 @@ void print_lines(const std::vector<std::string>& lines, const std::string& inden
 }
 
 void print_node(const Node& node, int depth, std::string& out) {
-    const std::string indent(static_cast<std::size_t>(depth * kIndent), ' ');
+    const std::string indent(to_size(depth * kIndent), ' ');
     print_lines(node.before, indent, out);
     out += indent + node.line + '\n';
     if (node.block == nullptr) return;

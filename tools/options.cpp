@@ -4,6 +4,7 @@
 
 #include "denoise/denoise.h"
 #include "fault.h"
+#include "math/at.h"
 #include "option_table.h"
 #include "scene/blocks.h"
 #include "spelling.h"
@@ -401,7 +402,7 @@ void add_rows(CLI::App& app, std::span<const OptionRow> rows, Arguments& argumen
 // Takes "oidn" behind "--denoise" out of the arguments: to the parser the option is a flag.
 std::vector<char*> without_filter(int argc, char** argv, Arguments& arguments) {
     std::vector<char*> left;
-    for (char* argument : std::span(argv, static_cast<std::size_t>(argc))) {
+    for (char* argument : std::span(argv, to_size(argc))) {
         const bool chooses = !left.empty() && left.back() == std::string_view("--denoise")
                              && argument == std::string_view("oidn");
         if (chooses)

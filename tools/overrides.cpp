@@ -5,6 +5,7 @@
 #include "check/scale_defaults.h"
 #include "geometry/state.h"
 #include "integrate/output_images.h"
+#include "math/at.h"
 #include "math/control_group.h"
 #include "math/count_text.h"
 #include "output/camera.h"
@@ -98,7 +99,7 @@ std::string ApplyOverrides(const Arguments& arguments, PixelRegion& region_of_sc
     set_renderer(arguments);
     if (Cameras.empty()) return "the scene has no camera";
     if (!has_geometry()) return "no object of the scene holds geometry";
-    const auto number = static_cast<std::size_t>(arguments.camera.value_or(0));
+    const auto number = to_size(arguments.camera.value_or(0));
     if (number >= Cameras.size())
         return "the scene has " + CountText(static_cast<std::int64_t>(Cameras.size()), "camera")
                + ", numbered from 0: there is no camera " + std::to_string(number);

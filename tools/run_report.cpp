@@ -6,6 +6,7 @@
 #include "integrate/output_images.h"
 #include "integrate/plane_images.h"
 #include "integrate/whole_frames.h"
+#include "math/at.h"
 #include "math/threads.h"
 #include "output/feature_planes.h"
 #include "output/run_hooks.h"
@@ -35,7 +36,7 @@ struct Statistics {
 // Of each channel over the finite pixels, in double precision by Welford's update, [Welford62].
 Statistics statistics_of(const Image& image, const SumScale& factor) {
     Statistics result;
-    const auto channels = static_cast<std::size_t>(image.channels);
+    const auto channels = to_size(image.channels);
     if (channels < 3) return result;
     double count = 0.0;
     for (std::size_t i = 0; i + channels <= image.floats.size(); i += channels) {

@@ -5,6 +5,7 @@
 #include "accel/bounds.h"
 #include "accel/split.h"
 #include "accel/tree.h"
+#include "math/at.h"
 #include "math/clock.h"
 #include "math/memory.h"
 #include "math/stop.h"
@@ -268,7 +269,7 @@ void Build(const Object& object, Tree& tree) {
     make_references(object, tree);
     const BuildRange all = {0, static_cast<std::uint32_t>(tree.binary_references.size())};
     RawVector<BuildBox> boxes(all.count);
-    if (all.count > 0) tree.binary_nodes.resize(2 * static_cast<std::size_t>(all.count) - 1);
+    if (all.count > 0) tree.binary_nodes.resize(2 * to_size(all.count) - 1);
     const Builder builder = {
         tree.binary_nodes, {tree.binary_references.data(), boxes.data()}, grain_of(all.count)};
     if (all.count == 0) {

@@ -39,7 +39,7 @@ void sort_slots(WideNode& node, OcclusionLog& log, SlotValues& values) {
     for (int s = 1; s < kWide; ++s) {
         if (node.child[s] == kEmptyChild) continue;
         for (int p = s; p > 0; --p) {
-            const auto i = static_cast<std::size_t>(p);
+            const auto i = to_size(p);
             if (!(values[i].rank > values[i - 1].rank)) break;
             swap_slots(node, log, values, p, p - 1);
         }

@@ -5,6 +5,7 @@
 #include "accel/state.h"
 #include "accel/walk_types.h"
 #include "geometry/state.h"
+#include "math/at.h"
 #include "math/roots.h"
 #include "run/estimator.h"
 #include "run/state.h"
@@ -81,7 +82,7 @@ Mat3 normal_matrix(const WalkPrimitive& p) {
 
 // Follows the instances around the hit, keeping their normal matrices for the surface point.
 const Object& hit_object(const WalkQuery& query, std::uint8_t thread) {
-    const auto levels = static_cast<std::size_t>(query.hit_level);
+    const auto levels = to_size(query.hit_level);
     for (std::size_t level = 0; level < levels; ++level)
         ThreadStates[thread].instance_normal_matrices[level] =
             normal_matrix(*query.hit_path[level]);

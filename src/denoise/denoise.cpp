@@ -7,6 +7,7 @@
 #include "denoise/open_image_denoise.h"
 #include "denoise/state.h"
 #include "denoise/tiles.h"
+#include "math/at.h"
 
 #include <algorithm>
 #include <cmath>
@@ -79,16 +80,14 @@ std::vector<float> regress(const Guides& guides, const Likeness& likeness, const
     }
     for_tiles(shape, [&](int x, int y) { DenoiseKernelInUse().regress(job, x, y); });
     constexpr float kLeastWeight = 1e-3f; // of all windows together
-    const auto width = static_cast<std::size_t>(shape.width);
-    std::vector<float> result(kColours * width * static_cast<std::size_t>(shape.height));
+    std::vector<float> result(kColours * grid_size(shape.width, shape.height));
 #pragma omp parallel for num_threads(team_size()) default(none)                                    \
-    shared(shape, width, weight, sums, target, result)
+    shared(shape, weight, sums, target, result)
     for (int y = 0; y < shape.height; ++y)
         for (int x = 0; x < shape.width; ++x)
             for (std::size_t c = 0, p = shape.place(x, y); c < kColours; ++c)
-                result[kColours
-                           * (static_cast<std::size_t>(y) * width + static_cast<std::size_t>(x))
-                       + c] = weight[p] > kLeastWeight ? sums[c][p] / weight[p] : target[c][p];
+                result[kColours * grid_place(x, y, shape.width) + c] =
+                    weight[p] > kLeastWeight ? sums[c][p] / weight[p] : target[c][p];
     return result;
 }
 
@@ -107,7 +106,7 @@ void keep_in_range(const PlaneShape& shape, const Colours& picture, std::vector<
                         least = std::min(least, value);
                         most = std::max(most, value);
                     }
-                float& value = pixels[kColours * static_cast<std::size_t>(y * shape.width + x) + c];
+                float& value = pixels[kColours * grid_place(x, y, shape.width) + c];
                 value = std::clamp(value, least, most);
             }
 }

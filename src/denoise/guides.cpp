@@ -14,7 +14,7 @@ namespace mh {
 namespace {
 
 std::size_t pixels_of(const DenoiseInput& input) {
-    return static_cast<std::size_t>(input.width) * static_cast<std::size_t>(input.height);
+    return grid_size(input.width, input.height);
 }
 
 // Of the mean of both halves.
@@ -29,7 +29,7 @@ float mean_of_halves(const NoisyImage& image, std::size_t i) {
 
 // What makes the standard deviation over the picture 1; 1 where there is none.
 float scale_of(const NoisyImage& image, std::size_t channel) {
-    const auto channels = static_cast<std::size_t>(image.channels);
+    const auto channels = to_size(image.channels);
     double sum = 0.0, squares = 0.0;
     for (std::size_t i = channel; i < image.half[0].size(); i += channels) {
         const double value = mean_of_halves(image, i);
@@ -50,7 +50,7 @@ struct RawFeatures {
 
 void add_feature(const NoisyImage& image, const PlaneShape& shape, std::size_t first,
                  RawFeatures& raw) {
-    const auto channels = static_cast<std::size_t>(image.channels);
+    const auto channels = to_size(image.channels);
     for (std::size_t c = 0; c < channels; ++c) {
         const float scale = scale_of(image, c);
         std::vector<float> variance(image.half[0].size() / channels);
@@ -97,8 +97,7 @@ std::vector<float> roughness(const DenoiseInput& input) {
     const auto value = [&](int x, int y, int c) {
         const int column = std::clamp(x, 0, input.width - 1),
                   row = std::clamp(y, 0, input.height - 1);
-        return input.picture.half[0][3 * static_cast<std::size_t>(row * input.width + column)
-                                     + static_cast<std::size_t>(c)];
+        return input.picture.half[0][3 * grid_place(column, row, input.width) + to_size(c)];
     };
     for (int y = 0; y < input.height; ++y)
         for (int x = 0; x < input.width; ++x)
@@ -177,7 +176,7 @@ Guides MakeGuides(const DenoiseInput& input) {
     guides.inside = EmptyPlane(guides.shape);
     for (int y = 0; y < input.height; ++y)
         for (int x = 0; x < input.width; ++x) {
-            const auto pixel = static_cast<std::size_t>(y * input.width + x);
+            const auto pixel = grid_place(x, y, input.width);
             const bool counts = input.frames.empty() || input.frames[pixel] > 0.0f;
             guides.inside[guides.shape.place(x, y)] = counts ? 1.0f : 0.0f;
         }

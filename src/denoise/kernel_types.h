@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "math/at.h"
+
 #include <cstddef>
 
 namespace mh {
@@ -22,8 +24,7 @@ struct PlaneShape {
 
     std::size_t place(int x, int y) const {
         const int column = x + kMargin;
-        return static_cast<std::size_t>(y + kMargin) * static_cast<std::size_t>(stride)
-               + static_cast<std::size_t>((column % 2) * (stride / 2) + column / 2);
+        return grid_size(y + kMargin, stride) + to_size((column % 2) * (stride / 2) + column / 2);
     }
 };
 

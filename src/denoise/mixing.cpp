@@ -5,6 +5,7 @@
 #include "denoise/guides.h"
 #include "denoise/kernel_types.h"
 #include "denoise/planes.h"
+#include "math/at.h"
 
 #include <algorithm>
 #include <cmath>
@@ -68,8 +69,7 @@ std::vector<float> ShareOfSecond(const DenoiseInput& input, const Filtered& firs
         for (std::size_t at = kColours * i; at < kColours * (i + 1); ++at) {
             for (const int half : {0, 1}) {
                 const float from = first.half[half][at], step = second.half[half][at] - from;
-                along[i] +=
-                    step * (input.picture.half[static_cast<std::size_t>(1 - half)][at] - from);
+                along[i] += step * (input.picture.half[to_size(1 - half)][at] - from);
                 squares[i] += square(step);
             }
             light += 0.25f * square(first.half[0][at] + first.half[1][at]);

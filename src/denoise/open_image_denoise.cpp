@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "denoise/open_image_denoise.h"
 
+#include "math/at.h"
+
 #ifdef MOONHARE_OPEN_IMAGE_DENOISE
 
 #include <memory>
@@ -55,8 +57,7 @@ std::string FilterByNetwork(const DenoiseInput& input, std::size_t half,
     filtered.resize(colour.size());
     const auto give = [&](const char* name, std::vector<float>& pixels) {
         oidnSetSharedFilterImage(filter.get(), name, pixels.data(), OIDN_FORMAT_FLOAT3,
-                                 static_cast<std::size_t>(input.width),
-                                 static_cast<std::size_t>(input.height), 0, 0, 0);
+                                 to_size(input.width), to_size(input.height), 0, 0, 0);
     };
     give("color", colour);
     give("albedo", albedo);

@@ -36,8 +36,7 @@ PlaneShape ShapeOf(int width, int height) {
 }
 
 FloatPlane EmptyPlane(const PlaneShape& shape) {
-    return FloatPlane(static_cast<std::size_t>(shape.stride)
-                      * static_cast<std::size_t>(shape.rows));
+    return FloatPlane(grid_size(shape.stride, shape.rows));
 }
 
 FloatPlane MakePlane(const PlaneShape& shape,
@@ -46,9 +45,7 @@ FloatPlane MakePlane(const PlaneShape& shape,
 #pragma omp parallel for num_threads(team_size()) default(none) shared(shape, value, plane)
     for (int y = 0; y < shape.height; ++y)
         for (int x = 0; x < shape.width; ++x)
-            plane[shape.place(x, y)] =
-                value(static_cast<std::size_t>(y) * static_cast<std::size_t>(shape.width)
-                      + static_cast<std::size_t>(x));
+            plane[shape.place(x, y)] = value(grid_place(x, y, shape.width));
     RepeatEdges(shape, plane);
     return plane;
 }
@@ -71,9 +68,8 @@ std::vector<float> BoxMean(const std::vector<float>& pixels, int width, int heig
     {
 #pragma omp for
         for (int y = 0; y < height; ++y)
-            mean_of_line(&pixels[static_cast<std::size_t>(y) * static_cast<std::size_t>(width)],
-                         &across[static_cast<std::size_t>(y) * static_cast<std::size_t>(width)],
-                         width, 1, reach);
+            mean_of_line(&pixels[grid_place(0, y, width)], &across[grid_place(0, y, width)], width,
+                         1, reach);
 #pragma omp for
         for (int x = 0; x < width; ++x)
             mean_of_line(&at(across, x), &at(result, x), height, width, reach);

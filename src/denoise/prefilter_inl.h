@@ -4,6 +4,7 @@
 #pragma once
 
 #include "denoise/regression_inl.h"
+#include "math/at.h"
 
 namespace mh {
 namespace {
@@ -65,8 +66,7 @@ inline void smooth_weights(const PrefilterJob& job, int x, int y, int dx, int dy
                 const Float8 sum = load<Float8>(columns[parity] + at) + load<Float8>(other - 1)
                                    + load<Float8>(other);
                 weights[row][parity][v] =
-                    falloff(sum * scale)
-                    * load<Float8>(job.inside + q + static_cast<std::size_t>(kLanes * v));
+                    falloff(sum * scale) * load<Float8>(job.inside + q + to_size(kLanes * v));
             }
         }
     }
@@ -85,8 +85,7 @@ inline void add_smoothed(const PrefilterJob& job, int x, int y, int dx, int dy, 
                 const Float8 w = weights[row][parity][v];
                 if (less(zero8(), w) == 0) continue;
                 const int at = kLanes * v;
-                const std::size_t q =
-                    job.shape.place(x + parity + dx, y + row + dy) + static_cast<std::size_t>(at);
+                const std::size_t q = job.shape.place(x + parity + dx, y + row + dy) + to_size(at);
                 add_to(sums.weight[row][parity] + at, w);
                 for (int i = 0; i < job.lights; ++i)
                     add_to(sums.noise[i][row][parity] + at, w * load<Float8>(job.noise[i] + q));
@@ -106,8 +105,7 @@ inline void prefilter_tile(const PrefilterJob& job, int x, int y) {
     for (int row = 0; row < kTile; ++row)
         for (int parity = 0; parity < 2; ++parity)
             for (int at = 0; at < kHalfTile; at += kLanes) {
-                const std::size_t p =
-                    job.shape.place(x + parity, y + row) + static_cast<std::size_t>(at);
+                const std::size_t p = job.shape.place(x + parity, y + row) + to_size(at);
                 constexpr float kTiny = 1e-20f; // outside of the picture there are no weights
                 const Float8 scale =
                     fill<Float8>(1.0f)

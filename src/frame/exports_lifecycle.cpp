@@ -11,6 +11,7 @@
 #include "lights/gaffer.h"
 #include "lights/sky_light.h"
 #include "lights/state.h"
+#include "math/at.h"
 #include "math/stop.h"
 #include "output/camera.h"
 #include "output/state.h"
@@ -235,7 +236,7 @@ MH_API void mhRenderPixels(int count, float* out, int frame) try {
     if (count > 0 && !IsGiven(__func__, "the array", out)) return;
     std::vector<Vec3> pixels;
     RenderPixelsTo(pixels, static_cast<std::uint32_t>(frame));
-    const std::size_t copied = std::min(pixels.size(), static_cast<std::size_t>(count));
+    const std::size_t copied = std::min(pixels.size(), to_size(count));
     for (std::size_t i = 0; i < copied; ++i) {
         out[3 * i] = pixels[i].x;
         out[3 * i + 1] = pixels[i].y;

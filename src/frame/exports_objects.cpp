@@ -5,6 +5,7 @@
 #include "frame/moonhare.h"
 #include "geometry/objects.h"
 #include "geometry/state.h"
+#include "math/at.h"
 #include "shading/state.h"
 
 #include <algorithm>
@@ -40,7 +41,7 @@ Vec2 vec2_of(const float* values) {
 // Appends `count` elements that `make` forms of `width` values each.
 template<int width, typename T, typename Source, typename Make>
 void append(std::vector<T>& list, int count, const Source* values, Make make) {
-    list.reserve(std::max(list.capacity(), list.size() + static_cast<std::size_t>(count)));
+    list.reserve(std::max(list.capacity(), list.size() + to_size(count)));
     for (const Source* end = values + std::ptrdiff_t{count} * width; values != end; values += width)
         list.push_back(make(values));
 }

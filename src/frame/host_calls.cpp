@@ -3,6 +3,7 @@
 #include "frame/host_calls.h"
 
 #include "integrate/output_images.h"
+#include "math/at.h"
 #include "output/aov.h"
 #include "run/report.h"
 #include "run/state.h"
@@ -69,7 +70,7 @@ bool MayBuild(const char* call, Phase phase) {
 }
 
 bool IsRecord(const char* call, const char* kind, int index, std::size_t count) {
-    if (index >= 0 && static_cast<std::size_t>(index) < count) return true;
+    if (index >= 0 && to_size(index) < count) return true;
     ReportFault(call, HostFault::record,
                 std::string("there is no ") + kind + " " + std::to_string(index));
     return false;

@@ -3,6 +3,7 @@
 #include "frame/kept_report.h"
 
 #include "frame/state.h"
+#include "math/at.h"
 #include "run/state.h"
 
 #include <algorithm>
@@ -18,7 +19,7 @@ KeptText::int_type KeptText::overflow(int_type c) {
 
 std::streamsize KeptText::xsputn(const char* from, std::streamsize count) {
     const std::lock_guard lock(mutex);
-    text.append(from, static_cast<std::size_t>(count));
+    text.append(from, to_size(count));
     return count;
 }
 
@@ -28,7 +29,7 @@ void KeepReport(bool on) {
 
 int TakeReport(char* text, int size) {
     const std::lock_guard lock(KeptReport.mutex);
-    const std::size_t count = std::min(KeptReport.text.size(), static_cast<std::size_t>(size));
+    const std::size_t count = std::min(KeptReport.text.size(), to_size(size));
     std::copy_n(KeptReport.text.data(), count, text);
     KeptReport.text.erase(0, count);
     return static_cast<int>(count);

@@ -7,6 +7,7 @@
 #include "geometry/patch.h"
 #include "geometry/smoothing.h"
 #include "geometry/state.h"
+#include "math/at.h"
 #include "math/clock.h"
 #include "math/memory.h"
 #include "math/roots.h"
@@ -166,7 +167,7 @@ void interpolate(std::vector<VertexArray<T>>& arrays, const Triangle& face, cons
 
 // What a layer without an image displaces by is its vector alone.
 Vec3 displacement_value(const ShaderElement& element, const Vec2& uv) {
-    const auto image = static_cast<std::size_t>(element.image_index);
+    const auto image = to_size(element.image_index);
     if (element.image_index >= 0 && image < Textures.size())
         return sample_texture(Textures[image], uv, element);
     return element.color == Vec3{} ? Vec3{} : Vec3{1.0f, 1.0f, 1.0f};

@@ -6,6 +6,7 @@
 #include "geometry/line_reader.h"
 #include "geometry/objects.h"
 #include "geometry/strands.h"
+#include "math/at.h"
 #include "math/memory.h"
 #include "run/report.h"
 
@@ -128,7 +129,7 @@ std::string_view next_word(TextCursor& text) {
     const char* const first = text.next;
     while (!at_end(text) && !is_blank(*text.next))
         ++text.next;
-    return {first, static_cast<std::size_t>(text.next - first)};
+    return {first, to_size(text.next - first)};
 }
 
 // The next number; other text stops the line, and the rest of it reads as 0.

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "geometry/line_reader.h"
 
+#include "math/at.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -39,8 +41,8 @@ bool read_line(LineReader& reader, TextCursor& line) {
     const char* const text = reader.buffer.data() + reader.begin;
     const std::size_t limit = std::min(reader.end - reader.begin, kLongestLine + 1);
     const char* const newline = find(text, '\n', limit);
-    const std::size_t size = newline != nullptr ? static_cast<std::size_t>(newline - text)
-                                                : std::min(limit, kLongestLine);
+    const std::size_t size =
+        newline != nullptr ? to_size(newline - text) : std::min(limit, kLongestLine);
     reader.cut = newline == nullptr && limit > kLongestLine;
     reader.begin += size + (newline != nullptr ? 1 : 0);
     const char* const zero = find(text, '\0', size);

@@ -268,7 +268,7 @@ bool may_grow(const MeshLoader& loader) {
 }
 
 std::string_view view_of(const TextCursor& line) {
-    return {line.next, static_cast<std::size_t>(line.end - line.next)};
+    return {line.next, to_size(line.end - line.next)};
 }
 
 // A line, or the lines that continue each other joined by blanks.

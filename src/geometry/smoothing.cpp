@@ -9,6 +9,7 @@
 #include "geometry/state.h"
 #include "geometry/vertex_data.h"
 #include "geometry/weld_table.h"
+#include "math/at.h"
 #include "math/clock.h"
 #include "math/faces.h"
 #include "math/frame.h"
@@ -329,7 +330,7 @@ void replace_vertices(Part& part, std::size_t kept, const std::vector<NewVertex>
 
 std::vector<Run> make_runs(std::size_t groups) {
     const int threads = groups > kSmallPart ? team_size() : 1;
-    std::vector<Run> runs(static_cast<std::size_t>(threads));
+    std::vector<Run> runs(to_size(threads));
     for (std::size_t i = 0; i < runs.size(); ++i) {
         runs[i].first_group = groups * i / runs.size();
         runs[i].last_group = groups * (i + 1) / runs.size();

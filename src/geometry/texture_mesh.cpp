@@ -5,6 +5,7 @@
 
 #include "geometry/mesh_loader.h"
 #include "geometry/objects.h"
+#include "math/at.h"
 #include "math/memory.h"
 #include "run/report.h"
 #include "shading/images.h"
@@ -37,7 +38,7 @@ Image load(const std::string& path) {
 
 std::vector<Vec3> read_vectors(const std::string& path) {
     const Image image = load(path);
-    std::vector<Vec3> values(static_cast<std::size_t>(pixels(image)));
+    std::vector<Vec3> values(to_size(pixels(image)));
     for (std::size_t i = 0; i < values.size(); ++i)
         values[i] = read_texel(image, static_cast<std::int64_t>(i));
     return values;
@@ -60,7 +61,7 @@ std::uint32_t index_from(const Image& image, float channel) {
 
 std::vector<LoaderFace> read_triangles(const std::string& path) {
     const Image image = load(path);
-    std::vector<LoaderFace> faces(static_cast<std::size_t>(pixels(image)));
+    std::vector<LoaderFace> faces(to_size(pixels(image)));
     for (std::size_t i = 0; i < faces.size(); ++i) {
         const Vec3 texel = read_texel(image, static_cast<std::int64_t>(i));
         const std::array<float, 3> channels = {texel.x, texel.y, texel.z};
@@ -95,7 +96,7 @@ void ReadTextureMesh(const TextureMesh& mesh, Part& part) {
 
 void ReadParticleTexture(Part& part, const std::string& image_path) {
     const Image image = load(image_path);
-    const auto count = static_cast<std::size_t>(pixels(image));
+    const auto count = to_size(pixels(image));
     if (count == 0) return;
     if (image.channels < 4)
         return ReportError("object - " + image_path + " has no fourth channel for the radius");

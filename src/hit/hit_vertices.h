@@ -5,6 +5,7 @@
 
 #include "geometry/types.h"
 #include "hit/ray.h"
+#include "math/at.h"
 
 namespace mh {
 
@@ -40,7 +41,7 @@ inline HitVertices<4> hit_vertices(const Tetragon& face, const Ray& ray) {
 // act(vertices) for the hit of a ray, whatever its kind; without a hit there are none.
 template<typename Act>
 auto with_hit_vertices(const Ray& ray, const Act& act) {
-    const auto i = static_cast<std::size_t>(ray.hit_primitive);
+    const auto i = to_size(ray.hit_primitive);
     const Part& part = *ray.hit_part;
     switch (ray.hit_kind) {
     case HitKind::particle: return act(HitVertices<1>{{part.particles[i]}, {1.0f}});

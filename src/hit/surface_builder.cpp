@@ -343,7 +343,7 @@ void build_hair_point(const Ray& ray, const Shader& shader, SurfacePoint& point)
 
 void build_surface_point(const Ray& ray, SurfacePoint& point) {
     const Shader& shader = at(Shaders, ray.hit_shader);
-    const auto primitive = static_cast<std::size_t>(ray.hit_primitive);
+    const auto primitive = to_size(ray.hit_primitive);
     begin_point(ray, point);
     switch (ray.hit_kind) {
     case HitKind::particle: return build_particle_point(ray, shader, point);
@@ -365,7 +365,7 @@ int pick_layer(const Shader& shader, const SurfacePoint& point, bool front, floa
     std::array<float, 16> sums;
     float total = 0.0f;
     for (int i = 0; i <= last; ++i) {
-        const auto slot = static_cast<std::size_t>(i);
+        const auto slot = to_size(i);
         const CompiledLayer& layer = shader.compiled_layers[list.index[slot]];
         total += evaluate_level(layer, Element::weight, point);
         sums[slot] = total;
@@ -381,7 +381,7 @@ namespace {
 bool evaluate_slot(Element element, bool present, const SurfacePoint& point, Vec3& color) {
     const CompiledLayer& layer = *point.layer;
     if (layer.has_image) return evaluate_layer(layer, element, point, color);
-    if (present) color = layer.colors[static_cast<std::size_t>(element)];
+    if (present) color = at(layer.colors, element);
     return present;
 }
 

@@ -4,6 +4,7 @@
 #include "integrate/adaptive.h"
 
 #include "integrate/noise.h"
+#include "math/at.h"
 #include "output/camera.h"
 #include "output/feature_planes.h"
 #include "run/state.h"
@@ -52,12 +53,12 @@ std::vector<float> needs_of(const std::vector<BlockNoise>& blocks, const BlockGr
         for (int y = std::max(row - 1, 0); y <= std::min(row + 1, grid.rows - 1); ++y)
             for (int x = std::max(column - 1, 0); x <= std::min(column + 1, grid.columns - 1);
                  ++x) {
-                const auto other = static_cast<std::size_t>(y * grid.columns + x);
+                const auto other = grid_place(x, y, grid.columns);
                 if (!(blocks[other].pixels > 0.0f)) continue;
                 sum += own[other];
                 ++count;
             }
-        const auto block = static_cast<std::size_t>(i);
+        const auto block = to_size(i);
         needs[block] = std::max(own[block], sum / std::max(count, 1.0f));
     }
     return needs;
@@ -120,13 +121,11 @@ std::vector<BlockTurn> PlanFrame(std::uint32_t frame) {
         wanted = wanted_frames(blocks, needs_of(blocks, grid_of(camera)), static_cast<float>(next));
     }
     const BlockGrid grid = grid_of(camera);
-    std::vector<BlockTurn> turns(static_cast<std::size_t>(grid.columns * grid.rows));
+    std::vector<BlockTurn> turns(grid_size(grid.columns, grid.rows));
     for (std::size_t i = 0; i < turns.size(); ++i) {
         const PixelRegion block = block_of(camera, static_cast<int>(i));
         if (pixel_count(block) == 0) continue;
-        const std::size_t first =
-            static_cast<std::size_t>(block.y0) * static_cast<std::size_t>(camera.width)
-            + static_cast<std::size_t>(block.x0);
+        const std::size_t first = grid_place(block.x0, block.y0, camera.width);
         const float before = frames_wanted()[first];
         const float now = wanted.empty() ? before : wanted[i];
         const auto done = static_cast<std::uint32_t>(frames_done()[first]);

@@ -6,6 +6,7 @@
 #include "integrate/atomic_sums.h"
 #include "integrate/state.h"
 #include "lights/light_sampling.h"
+#include "math/at.h"
 #include "math/roots.h"
 #include "output/aov.h"
 #include "output/camera.h"
@@ -27,8 +28,7 @@ bool is_light_path(const Aov& aov) {
 }
 
 std::size_t pixel_count(const Camera& camera) {
-    return static_cast<std::size_t>(std::max(camera.width, 0))
-           * static_cast<std::size_t>(std::max(camera.height, 0));
+    return grid_size(std::max(camera.width, 0), std::max(camera.height, 0));
 }
 
 // Pixel that sees the position from the camera's first pose; false outside the image.
@@ -41,8 +41,7 @@ bool project(const Camera& camera, const Vec3& position, std::size_t& pixel) {
     const float x = 0.5f * width + scale * dot(v, pose.right);
     const float y = 0.5f * height - scale * dot(v, pose.up);
     if (!(x >= 0.0f && x + kBorder < width && y >= 0.0f && y + kBorder < height)) return false;
-    pixel = static_cast<std::size_t>(y) * static_cast<std::size_t>(camera.width)
-            + static_cast<std::size_t>(x);
+    pixel = grid_place(static_cast<std::int64_t>(x), static_cast<std::int64_t>(y), camera.width);
     return true;
 }
 

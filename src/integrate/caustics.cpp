@@ -79,7 +79,7 @@ Vec3 estimate_caustics(const Ray& ray, const SurfacePoint& point) {
     find_nearest(tree, Photons, point.position, point.normal, found);
     Vec3 power;
     float farthest = kSmallestSquare;
-    for (std::size_t i = 0; i < static_cast<std::size_t>(found.count); ++i) {
+    for (std::size_t i = 0; i < to_size(found.count); ++i) {
         power += at(Photons, found.photon[i]).power;
         farthest = std::max(farthest, found.distance_squared[i]);
     }

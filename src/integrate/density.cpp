@@ -6,6 +6,7 @@
 #include "geometry/state.h"
 #include "integrate/atomic_sums.h"
 #include "integrate/state.h"
+#include "math/at.h"
 #include "math/faces.h"
 #include "math/memory.h"
 #include "run/report.h"
@@ -133,9 +134,9 @@ struct CellOfHit {
 CellOfHit cell_of(const Ray& ray) {
     if (!ray.hit_in_root || ray.hit_part == nullptr) return {};
     if (IntegrateState.density_grids.empty()) return {};
-    const auto part = static_cast<std::size_t>(ray.hit_part - IntegrateState.first_part);
+    const auto part = to_size(ray.hit_part - IntegrateState.first_part);
     const DensityGrid& grid = IntegrateState.density_grids[part];
-    const auto primitive = static_cast<std::size_t>(ray.hit_primitive);
+    const auto primitive = to_size(ray.hit_primitive);
     const bool triangle = ray.hit_kind == HitKind::triangle;
     if (!triangle && ray.hit_kind != HitKind::tetragon) return {};
     const std::vector<FaceCells>& faces = triangle ? grid.triangle_cells : grid.tetragon_cells;

@@ -4,6 +4,7 @@
 
 #include "integrate/output_images.h"
 #include "integrate/state.h"
+#include "math/at.h"
 #include "math/random.h"
 #include "math/threads.h"
 #include "output/camera.h"
@@ -24,11 +25,11 @@ struct RowOfValues {
 };
 
 RowOfValues row_of(const Image& image, int y) {
-    const auto channels = static_cast<std::size_t>(image.channels);
-    const auto width = static_cast<std::size_t>(image.width);
-    const auto first = static_cast<std::size_t>(Sums.region.x0), row = static_cast<std::size_t>(y);
-    const auto columns = static_cast<std::size_t>(Sums.region.x1 - Sums.region.x0);
-    const auto row_of_sum = static_cast<std::size_t>(y - Sums.region.y0);
+    const auto channels = to_size(image.channels);
+    const auto width = to_size(image.width);
+    const auto first = to_size(Sums.region.x0), row = to_size(y);
+    const auto columns = to_size(Sums.region.x1 - Sums.region.x0);
+    const auto row_of_sum = to_size(y - Sums.region.y0);
     return {channels * (width * row + first), channels * columns * row_of_sum, channels * columns};
 }
 
@@ -43,7 +44,7 @@ const FrameSum* sum_of(const Image& image) {
 std::uint32_t divisor(const FrameSum& sum, std::size_t value) {
     if (sum.shows_sum) return 1;
     if (Sums.own_frames == nullptr) return Sums.frames;
-    const std::size_t pixel = value / static_cast<std::size_t>(sum.image->channels);
+    const std::size_t pixel = value / to_size(sum.image->channels);
     return static_cast<std::uint32_t>(to_double(Sums.own_frames->values[pixel]));
 }
 
@@ -75,10 +76,9 @@ void for_each_row(const Act& act) {
 }
 
 bool has_size_of(const Camera& camera, const Image& image) {
-    const auto pixels =
-        static_cast<std::size_t>(camera.width) * static_cast<std::size_t>(camera.height);
+    const auto pixels = grid_size(camera.width, camera.height);
     return image.width == camera.width && image.height == camera.height
-           && image.floats.size() == pixels * static_cast<std::size_t>(image.channels);
+           && image.floats.size() == pixels * to_size(image.channels);
 }
 
 } // namespace
@@ -90,7 +90,7 @@ void StartFrameSums() {
     std::vector<FrameSum> sums;
     ForEachOutput([&](Aov& aov, Filling filling) {
         if (!grows(filling) || !has_size_of(*camera, aov.image)) return;
-        const auto channels = static_cast<std::size_t>(aov.image.channels);
+        const auto channels = to_size(aov.image.channels);
         const bool is_share = filling == Filling::sum;
         sums.push_back({&aov.image, is_share ? static_cast<float>(camera->sample) : 1.0f,
                         filling == Filling::plane, !is_share,
@@ -137,19 +137,16 @@ Image MeansOf(const Image& image) {
 bool ReadMeans(const Image& image, const PixelRegion& part, std::vector<float>& values) {
     const FrameSum* sum = sum_of(image);
     if (sum == nullptr) return false;
-    const auto channels = static_cast<std::size_t>(image.channels);
-    const auto columns = static_cast<std::size_t>(part.x1 - part.x0);
-    values.assign(channels * columns * static_cast<std::size_t>(part.y1 - part.y0), 0.0f);
+    const auto channels = to_size(image.channels);
+    const auto columns = to_size(part.x1 - part.x0);
+    values.assign(channels * columns * to_size(part.y1 - part.y0), 0.0f);
     const PixelRegion& region = Sums.region;
     const int x0 = std::max(part.x0, region.x0), x1 = std::min(part.x1, region.x1);
     if (x0 >= x1) return true;
-    const std::size_t count = channels * static_cast<std::size_t>(x1 - x0);
+    const std::size_t count = channels * to_size(x1 - x0);
     for (int y = std::max(part.y0, region.y0); y < std::min(part.y1, region.y1); ++y) {
-        const std::size_t from =
-            row_of(image, y).in_sum + channels * static_cast<std::size_t>(x0 - region.x0);
-        const std::size_t to = channels
-                               * (columns * static_cast<std::size_t>(y - part.y0)
-                                  + static_cast<std::size_t>(x0 - part.x0));
+        const std::size_t from = row_of(image, y).in_sum + channels * to_size(x0 - region.x0);
+        const std::size_t to = channels * (columns * to_size(y - part.y0) + to_size(x0 - part.x0));
         for (std::size_t i = 0; i < count; ++i)
             values[to + i] = mean_of(sum->values[from + i], divisor(*sum, from + i));
     }

@@ -73,7 +73,7 @@ BlockGrid grid_over(int width, int height) {
 }
 
 std::size_t blocks_of(const BlockGrid& grid) {
-    return static_cast<std::size_t>(grid.columns) * static_cast<std::size_t>(grid.rows);
+    return grid_size(grid.columns, grid.rows);
 }
 
 template<typename Act>
@@ -182,7 +182,7 @@ bool is_measured(std::uint32_t frames) {
 std::vector<BlockNoise> measure_blocks(const Sums& sums, float dark) {
     const BlockGrid grid = grid_over(sums.frames.width, sums.frames.height);
     const int count = grid.columns * grid.rows;
-    std::vector<BlockSums> blocks(static_cast<std::size_t>(count));
+    std::vector<BlockSums> blocks(to_size(count));
 #pragma omp parallel for num_threads(team_size()) schedule(static)
     for (int i = 0; i < count; ++i)
         at(blocks, i) = sums_of_block(sums, grid, i, dark);
@@ -257,7 +257,7 @@ double PercentileOfBlocks(const std::vector<NoiseOfPixel>& pixels, int width) {
     for (std::size_t i = 0; i < pixels.size(); ++i) {
         if (!(pixels[i].frames > 0.0f)) continue;
         const int x = static_cast<int>(i) % width, y = static_cast<int>(i) / width;
-        const auto block = static_cast<std::size_t>(y / kBlockSize * grid.columns + x / kBlockSize);
+        const auto block = to_size(y / kBlockSize * grid.columns + x / kBlockSize);
         const double error = pixels[i].error;
         light[block] += static_cast<double>(pixels[i].light);
         squares[block] += error * error;

@@ -6,6 +6,7 @@
 #include "integrate/plane_images.h"
 #include "integrate/whole_frames.h"
 #include "lights/state.h"
+#include "math/at.h"
 #include "output/camera.h"
 #include "output/feature_planes.h"
 #include "output/image_writer.h"
@@ -94,7 +95,7 @@ Image EmptyCopy(const Image& image) {
 
 void scale(Image& image, const SumScale& factor) {
     constexpr float kMost = std::numeric_limits<float>::max();
-    const auto channels = static_cast<std::size_t>(image.channels);
+    const auto channels = to_size(image.channels);
     for (std::size_t i = 0; i < image.floats.size(); ++i)
         image.floats[i] = std::clamp(image.floats[i] * factor.at(i / channels), -kMost, kMost);
 }

@@ -183,7 +183,7 @@ PhotonTree GrowPhotonTree(std::vector<CausticPhoton>& photons, float shortest_si
     const Range all = {0, static_cast<std::int32_t>(photons.size())};
     tree.box = bounds_of(work, all);
     grow(work, 0, all, 0);
-    tree.nodes.resize(static_cast<std::size_t>(work.used_nodes));
+    tree.nodes.resize(to_size(work.used_nodes.load()));
     tree.nodes.shrink_to_fit();
     return tree;
 }

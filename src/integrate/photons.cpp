@@ -278,8 +278,7 @@ void StartPhotons() {
     StartDeposits();
     StartSplats();
     const double most = std::clamp(SpareMemory() / kBytesOfPhoton, 0.0, kMostPhotons);
-    IntegrateState.most_photons_of_thread =
-        static_cast<std::size_t>(most) / static_cast<std::size_t>(team_size());
+    IntegrateState.most_photons_of_thread = static_cast<std::size_t>(most) / to_size(team_size());
 }
 
 void FinishPhotons() {

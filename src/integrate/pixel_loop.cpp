@@ -236,8 +236,7 @@ void fold(Image& beauty, std::int64_t pixel, std::uint32_t n, const PixelSample&
 void render_block(Camera& camera, const PixelRegion& block, const BlockTurn& turn) {
     for (int y = block.y0; y < block.y1; ++y)
         for (int x = block.x0; x < block.x1; ++x)
-            frames_wanted()[static_cast<std::size_t>(pixel_index(camera, x, y))] +=
-                turn.wanted_more;
+            at(frames_wanted(), pixel_index(camera, x, y)) += turn.wanted_more;
     const bool sharing = can_share_bounces();
     for (std::uint32_t n = turn.done; n < turn.done + turn.more; ++n) {
         const Moment now = moment_of(camera, n);
@@ -278,13 +277,13 @@ void RenderPixelsTo(std::vector<Vec3>& pixels, std::uint32_t frame) {
     Camera* camera = camera_with_image();
     if (camera == nullptr) return;
     const PixelRegion region = RenderedRegion(*camera);
-    const auto width = static_cast<std::size_t>(region.x1 - region.x0);
-    pixels.resize(width * static_cast<std::size_t>(region.y1 - region.y0));
+    const auto width = to_size(region.x1 - region.x0);
+    pixels.resize(width * to_size(region.y1 - region.y0));
     Image& beauty = camera->aovs[0].image;
     const float frames = static_cast<float>(camera_frames());
     render_region(*camera, region, frame, [&](int x, int y, const PixelSample& sample) {
-        const auto row = static_cast<std::size_t>(y - region.y0);
-        pixels[width * row + static_cast<std::size_t>(x - region.x0)] = sample.value;
+        const auto row = to_size(y - region.y0);
+        pixels[width * row + to_size(x - region.x0)] = sample.value;
         const std::int64_t pixel = pixel_index(*camera, x, y);
         const Vec3 sum = read_pixel(beauty, pixel) + sample.value / frames;
         if (is_finite(sum)) write_pixel(beauty, pixel, sum);

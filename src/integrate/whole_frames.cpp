@@ -5,6 +5,7 @@
 #include "integrate/frame_sums.h"
 #include "integrate/output_images.h"
 #include "integrate/state.h"
+#include "math/at.h"
 #include "output/run_hooks.h"
 #include "output/state.h"
 
@@ -19,7 +20,7 @@ namespace {
 constexpr auto& current = CurrentFrame;
 
 std::size_t row_values(const Image& image) {
-    return static_cast<std::size_t>(image.width) * static_cast<std::size_t>(image.channels);
+    return to_size(image.width) * to_size(image.channels);
 }
 
 void copy_row(const Image& image, std::size_t y, const std::vector<float>& from,
@@ -67,13 +68,13 @@ void BeginFrame() {
     int height = 0;
     for (const KeptImage& kept : current.images)
         height = std::max(height, kept.image->height);
-    current.row_is_kept.assign(static_cast<std::size_t>(height), false);
+    current.row_is_kept.assign(to_size(height), false);
 }
 
 void keep_row(int y) {
     if (sums_frames()) return clear_row(y);
     if (!current.under_way) return;
-    const auto row = static_cast<std::size_t>(y);
+    const auto row = to_size(y);
     for (KeptImage& kept : current.images)
         copy_row(*kept.image, row, kept.image->floats, kept.floats);
     const std::lock_guard guard(current.lock);
@@ -111,16 +112,15 @@ Image OfWholeFrames(const Image& image) {
 void ReadWholeFrames(const Image& image, const PixelRegion& part, std::vector<float>& values) {
     if (sums_frames() && ReadMeans(image, part, values)) return;
     const KeptImage* kept = current.under_way ? find_kept(image) : nullptr;
-    const auto channels = static_cast<std::size_t>(image.channels);
-    const std::size_t count = channels * static_cast<std::size_t>(part.x1 - part.x0);
-    values.resize(count * static_cast<std::size_t>(part.y1 - part.y0));
+    const auto channels = to_size(image.channels);
+    const std::size_t count = channels * to_size(part.x1 - part.x0);
+    values.resize(count * to_size(part.y1 - part.y0));
     float* to = values.data();
     for (int y = part.y0; y < part.y1; ++y, to += count) {
-        const auto row = static_cast<std::size_t>(y);
+        const auto row = to_size(y);
         const bool is_kept = kept != nullptr && current.row_is_kept[row];
         const std::vector<float>& from = is_kept ? kept->floats : image.floats;
-        std::copy_n(&from[row * row_values(image) + channels * static_cast<std::size_t>(part.x0)],
-                    count, to);
+        std::copy_n(&from[row * row_values(image) + channels * to_size(part.x0)], count, to);
     }
 }
 

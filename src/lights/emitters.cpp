@@ -95,15 +95,14 @@ void place(const Emitter& emitter, const HitVertices<N>& at, EmitterPoint& point
 
 template<std::size_t N>
 void shade(const Emitter& emitter, const HitVertices<N>& at, EmitterPoint& point) {
-    const auto index = static_cast<std::size_t>(point.shader);
+    const auto index = to_size(point.shader);
     if (index >= Shaders.size()) return;
     const Shader& shader = Shaders[index];
     SurfacePoint lookup; // the emissive slots read nothing but its uv
     if (!uvs(*emitter.part).empty()) lookup.uv = interpolate(at, uvs(*emitter.part));
     const LayerList& list = point.front ? shader.face_layers : shader.back_layers;
     for (std::int32_t i = 0; i < list.count; ++i) {
-        const CompiledLayer& layer =
-            shader.compiled_layers[list.index[static_cast<std::size_t>(i)]];
+        const CompiledLayer& layer = shader.compiled_layers[list.index[to_size(i)]];
         point.emission += evaluate_color(layer, Element::emissive, lookup);
     }
     point.virtual_light = (point.front ? shader.face : shader.back).virtual_light;

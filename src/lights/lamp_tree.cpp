@@ -129,7 +129,7 @@ std::size_t split(const LampSet& set, Indices indices, int level) {
     const auto middle = std::partition(indices.begin(), indices.end(), [&](std::int32_t i) {
         return bin_of(at(set.lamps, i), centers, best.axis) <= best.bin;
     });
-    const auto count = static_cast<std::size_t>(middle - indices.begin());
+    const auto count = to_size(middle - indices.begin());
     return count == 0 || count == indices.size() ? indices.size() / 2 : count;
 }
 
@@ -207,8 +207,7 @@ LampChoice find_below(const LampSet& set, std::size_t node, const Vec3& from, co
     if (share < 0.0f) return {};
     const LampChoice first = find_below(set, node + 1, from, hit, probability * share);
     if (first.lamp >= 0) return first;
-    return find_below(set, static_cast<std::size_t>(record.second), from, hit,
-                      probability * (1.0f - share));
+    return find_below(set, to_size(record.second), from, hit, probability * (1.0f - share));
 }
 
 } // namespace
@@ -235,7 +234,7 @@ LampChoice choose_lamp(const LampSet& set, const Vec3& from, float u) {
         const float taken = first ? share : 1.0f - share;
         u = std::min((first ? u : u - share) / taken, kLargestBelowOne);
         probability *= taken;
-        node = first ? node + 1 : static_cast<std::size_t>(set.tree[node].second);
+        node = first ? node + 1 : to_size(set.tree[node].second);
     }
     return {set.tree[node].lamp, probability};
 }

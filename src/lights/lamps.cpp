@@ -119,7 +119,7 @@ Vec3 mean_emission(const Lamp& lamp) {
     }
     Vec3 brightest;
     for_each_layer(lamp, {}, [&](const CompiledLayer& layer, float) {
-        brightest += layer.colors[static_cast<std::size_t>(Element::emissive)];
+        brightest += at(layer.colors, Element::emissive);
     });
     return max(sum / float{kGrid * kGrid}, kFloor * brightest);
 }

@@ -37,8 +37,8 @@ struct TexelSquare {
 
 TexelSquare square_of(std::int32_t texel) {
     const int row = texel / kSkyFaceSize;
-    const auto x = static_cast<std::size_t>(texel % kSkyFaceSize);
-    const auto y = static_cast<std::size_t>(row % kSkyFaceSize);
+    const auto x = to_size(texel % kSkyFaceSize);
+    const auto y = to_size(row % kSkyFaceSize);
     return {row / kSkyFaceSize, kEdges[x], kEdges[x + 1], kEdges[y], kEdges[y + 1]};
 }
 
@@ -169,7 +169,7 @@ void add_line(int face, const SkyLine& as, float b, RowSums& sums) {
 }
 
 void fill_row(int row, const SkyLine& as) {
-    const std::size_t first = static_cast<std::size_t>(row) * kSkyFaceSize;
+    const std::size_t first = to_size(row) * kSkyFaceSize;
     const TexelSquare square = square_of(static_cast<std::int32_t>(first));
     RowSums sums;
     for (std::size_t j = 0; j < kSkySubsamples; ++j)
@@ -204,14 +204,14 @@ void weigh_row(int row, const std::vector<double>& angles, double total) {
     double sum = 0.0;
     for (int column = 0; column < kSkyFaceSize; ++column) {
         const std::int32_t texel = row * kSkyFaceSize + column;
-        const double energy = energy_of(static_cast<std::size_t>(texel), angles);
+        const double energy = energy_of(to_size(texel), angles);
         at(sky.texels, texel).density =
             static_cast<float>(energy / total) / cube_area(square_of(texel));
         at(running, column) = sum += energy;
     }
     set_weight(sky.rows, row, static_cast<float>(sum));
     for (std::size_t column = 0; column < running.size(); ++column)
-        sky.columns[static_cast<std::size_t>(row) * kSkyFaceSize + column] =
+        sky.columns[to_size(row) * kSkyFaceSize + column] =
             sum > 0.0 ? static_cast<float>(running[column] / sum) : 1.0f;
 }
 
@@ -229,7 +229,7 @@ float between_edges(std::size_t line, float u) {
 // The first texel of [row, row end) whose running share exceeds u.
 std::size_t column_of(const float* shares, float u) {
     const float* found = std::upper_bound(shares, shares + kSkyFaceSize - 1, u);
-    return static_cast<std::size_t>(found - shares);
+    return to_size(found - shares);
 }
 
 } // namespace
@@ -255,7 +255,7 @@ void BuildSkyDistribution() {
 SkyDraw draw_sky(const Vec2& uv) {
     const SkyDistribution& sky = SkyLight.distribution;
     const std::int32_t row = pick(sky.rows, uv.y);
-    const auto r = static_cast<std::size_t>(row);
+    const auto r = to_size(row);
     const float v = within(uv.y, sky.rows.cdf[r], sky.rows.cdf[r + 1]);
     const float* shares = sky.columns.data() + r * kSkyFaceSize;
     const std::size_t column = column_of(shares, uv.x);
@@ -269,7 +269,7 @@ SkyDraw draw_sky(const Vec2& uv) {
 
 SkyDraw seen_sky(const Vec3& direction) {
     const float largest = max_channel(max(direction, -direction));
-    const auto number = static_cast<std::size_t>(sky_texel(direction));
+    const auto number = to_size(sky_texel(direction));
     const SkyTexel& texel = SkyLight.distribution.texels[number];
     return {direction, texel.radiance, texel.density / (largest * largest * largest)};
 }

@@ -78,7 +78,7 @@ struct MapRow {
 void sum_row(int face, int row, MapRow& texels) {
     SkyPlaces line;
     for (std::size_t j = 0; j < kSubsamples; ++j) {
-        const std::size_t line_number = static_cast<std::size_t>(row) * kSubsamples + j;
+        const std::size_t line_number = to_size(row) * kSubsamples + j;
         place_sky_line(face, kEdge, kEdge[line_number], line);
         for (std::size_t i = 0; i < line.size(); ++i) {
             const Vec3 value = sky_image_radiance(line[i]);
@@ -92,8 +92,8 @@ void build_row(int face, int row) {
     MapRow texels;
     sum_row(face, row, texels);
     for (std::size_t column = 0; column < kSkyFaceSize; ++column) {
-        const std::size_t cell = static_cast<std::size_t>(row) * kSkyFaceSize + column;
-        const std::size_t texel = static_cast<std::size_t>(face) * kFaceTexels + cell;
+        const std::size_t cell = to_size(row) * kSkyFaceSize + column;
+        const std::size_t texel = to_size(face) * kFaceTexels + cell;
         const Vec3& sum = texels.sum[column];
         SkyLight.sky_samples[texel].radiance = texels.corner[column];
         at(SkyLight.faces, face)[cell] = encode_rgbe(sum / float{kSubsamples * kSubsamples});
@@ -146,7 +146,7 @@ std::int32_t sky_texel(const Vec3& direction) {
 
 Vec3 sky_texel_direction(std::int32_t texel) {
     const int face = texel / kFaceTexels, cell = texel % kFaceTexels;
-    const auto edge = [](int i) { return kEdge[kSubsamples * static_cast<std::size_t>(i)]; };
+    const auto edge = [](int i) { return kEdge[kSubsamples * to_size(i)]; };
     return cube_direction(at(kFaceAxes, face), edge(cell % kSkyFaceSize),
                           edge(cell / kSkyFaceSize));
 }

@@ -60,9 +60,9 @@ void CreateSampler(DiscreteSampler& table, std::int32_t size) {
     table = {};
     if (size < 1) return;
     table.size = size;
-    table.cdf.assign(static_cast<std::size_t>(size) + 1, 0.0f);
-    table.weights.assign(static_cast<std::size_t>(size), 0.0f);
-    table.guide.assign(static_cast<std::size_t>(size) + 1, 0);
+    table.cdf.assign(to_size(size) + 1, 0.0f);
+    table.weights.assign(to_size(size), 0.0f);
+    table.guide.assign(to_size(size) + 1, 0);
 }
 
 void set_weight(DiscreteSampler& table, std::int32_t index, float weight) {
@@ -94,7 +94,7 @@ std::int32_t pick(const DiscreteSampler& table, float u) {
     const float scaled = static_cast<float>(table.size) * u;
     const auto k = scaled > 0.0f ? std::min(table.size - 1, static_cast<std::int32_t>(scaled)) : 0;
     const std::int32_t index = find_entry(table, k, u);
-    return u < table.cdf[static_cast<std::size_t>(index) + 1] ? index : last_weighted(table, index);
+    return u < table.cdf[to_size(index) + 1] ? index : last_weighted(table, index);
 }
 
 float probability(const DiscreteSampler& table, std::int32_t index) {

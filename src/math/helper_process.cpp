@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "math/helper_process.h"
 
+#include "math/at.h"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -102,7 +104,7 @@ Received ReceiveSome(const HelperProcess& helper, std::span<std::byte> room, Hel
         const ssize_t got = read(helper.pipe, room.data(), room.size());
         if (got < 0 && errno == EINTR) continue;
         if (got <= 0) return Received::cut;
-        count = static_cast<std::size_t>(got);
+        count = to_size(got);
         return Received::whole;
     }
 }

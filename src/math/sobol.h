@@ -5,6 +5,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "math/at.h"
 #include "math/vec3.h"
 
 #include <array>
@@ -57,7 +58,7 @@ extern const std::array<PointTable, 4> kPointTables;
 
 // Point `place` of the set, scrambled by the key. Both coordinates in [0, 1).
 inline Vec2 even_pair(PointSet set, std::uint32_t place, std::uint64_t key) {
-    const PointTable& table = kPointTables[static_cast<std::size_t>(set)];
+    const PointTable& table = at(kPointTables, set);
     const std::uint64_t digits = table[0][place & 0xFF] ^ table[1][place >> 8 & 0xFF]
                                  ^ table[2][place >> 16 & 0xFF] ^ table[3][place >> 24];
     const std::uint32_t x = scramble_reversed(static_cast<std::uint32_t>(digits >> 32),

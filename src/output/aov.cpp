@@ -5,6 +5,7 @@
 
 #include "geometry/types.h"
 #include "hit/hit_vertices.h"
+#include "math/at.h"
 #include "math/memory.h"
 #include "math/roots.h"
 #include "math/threads.h"
@@ -128,7 +129,7 @@ Vec3 first_hit_value(const Aov& aov, const Ray& ray, const SurfacePoint& point,
 }
 
 inline void add_to_pixel(Image& image, std::size_t pixel, const Vec3& value) {
-    const std::size_t first = pixel * static_cast<std::size_t>(image.channels);
+    const std::size_t first = pixel * to_size(image.channels);
     if (image.channels < 3 || first + 3 > image.floats.size()) return;
     float* sums = &image.floats[first];
     const Vec3 next = Vec3{sums[0], sums[1], sums[2]} + value;
@@ -181,7 +182,7 @@ void ResolveAovShaders(std::vector<Aov>& list) {
 }
 
 void add_to_aov(Aov& aov, const Ray& ray, const Vec3& value) {
-    add_to_pixel(aov.image, static_cast<std::size_t>(ThreadStates[ray.thread].pixel), value);
+    add_to_pixel(aov.image, to_size(ThreadStates[ray.thread].pixel), value);
 }
 
 void add_light_aov(Aov& aov, const Ray& ray, const SurfacePoint& point, const LightSplit& light,
@@ -212,7 +213,7 @@ void write_first_hit_aovs(Camera& camera, const Ray& ray, const SurfacePoint& po
                           const LightSplit& parts, const Vec3& emission) {
     if (ray.depth != 0) return;
     const float share = sample_share(ray);
-    const auto pixel = static_cast<std::size_t>(ThreadStates[ray.thread].pixel);
+    const auto pixel = to_size(ThreadStates[ray.thread].pixel);
     for (Aov& aov : camera.aovs) {
         if (holds_nothing(aov)) continue;
         const Vec3 value = first_hit_value(aov, ray, point, parts, emission);
@@ -235,8 +236,8 @@ Vec3 read_pixel(const Image& image, std::int64_t pixel) {
 }
 
 void write_pixel(Image& image, std::int64_t pixel, const Vec3& value) {
-    const auto channels = static_cast<std::size_t>(image.channels);
-    const std::size_t first = static_cast<std::size_t>(pixel) * channels;
+    const auto channels = to_size(image.channels);
+    const std::size_t first = to_size(pixel) * channels;
     const float components[3] = {value.x, value.y, value.z};
     for (std::size_t c = 0; c < std::min<std::size_t>(channels, 3); ++c) {
         const float component = components[c];

@@ -3,6 +3,7 @@
 // SPDX-License-Identifier: MIT
 #include "output/camera.h"
 
+#include "math/at.h"
 #include "math/constants.h"
 #include "math/memory.h"
 #include "math/roots.h"
@@ -132,8 +133,7 @@ PixelRegion RenderedRegion(const Camera& camera) {
 }
 
 std::size_t pixel_count(const PixelRegion& region) {
-    return static_cast<std::size_t>(region.x1 - region.x0)
-           * static_cast<std::size_t>(region.y1 - region.y0);
+    return grid_size(region.x1 - region.x0, region.y1 - region.y0);
 }
 
 void LimitCamera(Camera& camera) {

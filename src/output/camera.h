@@ -3,6 +3,7 @@
 #pragma once
 
 #include "hit/ray.h"
+#include "math/at.h"
 #include "output/state.h"
 #include "run/state.h"
 
@@ -18,7 +19,7 @@ int AddCamera();
 
 // The rendered camera; null when there is none.
 inline Camera* ActiveCamera() {
-    const auto index = static_cast<std::size_t>(ActiveCameraIndex);
+    const auto index = to_size(ActiveCameraIndex);
     return ActiveCameraIndex >= 0 && index < Cameras.size() ? &Cameras[index] : nullptr;
 }
 

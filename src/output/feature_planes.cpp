@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "output/feature_planes.h"
 
+#include "math/at.h"
 #include "math/memory.h"
 #include "output/aov.h"
 #include "output/state.h"
@@ -49,8 +50,8 @@ void add_to(float& sum, float value) {
 void add_sample(Quantity quantity, bool odd, std::int64_t pixel, const Vec3& value) {
     Image& half = plane_sum(quantity, odd ? Half::odd : Half::even).image;
     Image* squares = has_squares(quantity) ? &plane_sum(quantity, Half::squares).image : nullptr;
-    const auto channels = static_cast<std::size_t>(half.channels);
-    const std::size_t first = static_cast<std::size_t>(pixel) * channels;
+    const auto channels = to_size(half.channels);
+    const std::size_t first = to_size(pixel) * channels;
     const float components[3] = {value.x, value.y, value.z};
     for (std::size_t c = 0; c < channels; ++c) {
         add_to(half.floats[first + c], components[c]);
@@ -66,7 +67,7 @@ Plane finished(std::vector<Aov>& sums, Quantity quantity, const std::vector<floa
     plane.channels = even_sum.channels;
     plane.half = {std::move(even_sum.floats), take(Half::odd).floats};
     if (has_squares(quantity)) plane.variance = take(Half::squares).floats;
-    const auto channels = static_cast<std::size_t>(plane.channels);
+    const auto channels = to_size(plane.channels);
     for (std::size_t i = 0; i < plane.half[0].size(); ++i) {
         const float n = frames[i / channels];
         const float odd = std::floor(0.5f * n), even = n - odd;
@@ -133,7 +134,7 @@ void add_frame(std::int64_t pixel, std::uint32_t n, const Vec3& value,
                const FeatureSample& features) {
     if (!keeps_planes()) return;
     const bool odd = n % 2 == 1;
-    frames_done()[static_cast<std::size_t>(pixel)] += 1.0f;
+    at(frames_done(), pixel) += 1.0f;
     add_sample(Quantity::beauty, odd, pixel, value);
     if (!keeps_features()) return;
     add_sample(Quantity::direct, odd, pixel, min(features.direct, value)); // what clamps left of it

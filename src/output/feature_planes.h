@@ -4,6 +4,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "math/at.h"
 #include "math/vec3.h"
 #include "output/state.h"
 #include "output/types.h"
@@ -51,7 +52,7 @@ constexpr bool has_squares(Quantity quantity) {
 
 constexpr std::size_t place_of(Quantity quantity, Half half) {
     constexpr std::array<std::size_t, 5> kFirst = {2, 5, 8, 10, 12};
-    return kFirst[static_cast<std::size_t>(quantity)] + static_cast<std::size_t>(half);
+    return at(kFirst, quantity) + to_size(half);
 }
 
 inline Aov& plane_sum(Quantity quantity, Half half) {

@@ -4,6 +4,7 @@
 // SPDX-License-Identifier: MIT
 #include "output/file_writer.h"
 
+#include "math/at.h"
 #include "math/digest.h"
 
 #include <algorithm>
@@ -107,7 +108,7 @@ bool write_all(int descriptor, std::string_view content) {
         const ssize_t written = write(descriptor, content.data(), content.size());
         if (written < 0 && errno == EINTR) continue;
         if (written <= 0) return false;
-        content.remove_prefix(static_cast<std::size_t>(written));
+        content.remove_prefix(to_size(written));
     }
     return true;
 }

@@ -4,6 +4,7 @@
 // SPDX-License-Identifier: MIT
 #include "output/image_writer.h"
 
+#include "math/at.h"
 #include "math/memory.h"
 #include "math/rgbe.h"
 #include "output/file_writer.h"
@@ -131,16 +132,16 @@ Bitmap float_bitmap(const Image& image) {
     Bitmap bitmap(
         FreeImage_AllocateT(type, image.width, image.height, static_cast<int>(stored) * 32));
     if (!bitmap) return bitmap;
-    const auto channels = static_cast<std::size_t>(image.channels);
-    const std::size_t row_values = stored * static_cast<std::size_t>(image.width);
-    const std::size_t all_values = row_values * static_cast<std::size_t>(image.height);
+    const auto channels = to_size(image.channels);
+    const std::size_t row_values = stored * to_size(image.width);
+    const std::size_t all_values = row_values * to_size(image.height);
     const bool as_stored =
         image.bits == 32 && channels == stored && image.floats.size() >= all_values;
     std::size_t source = 0;
     for (int y = 0; y < image.height; ++y) {
         auto row = reinterpret_cast<float*>(FreeImage_GetScanLine(bitmap.get(), y));
         if (as_stored) {
-            const float* values = &image.floats[row_values * static_cast<std::size_t>(y)];
+            const float* values = &image.floats[row_values * to_size(y)];
             std::transform(values, values + row_values, row, finite);
             continue;
         }

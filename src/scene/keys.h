@@ -3,6 +3,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "math/at.h"
 #include "math/matrix.h"
 #include "math/vec3.h"
 
@@ -146,8 +147,7 @@ struct FieldOf<Whole> {
         sizeof(Whole) == 8 ? ValueKind::wide_whole : ValueKind::whole;
 
     static void put(Whole& field, const Values& values, int first) {
-        if (first < values.count)
-            field = static_cast<Whole>(values.wholes[static_cast<std::size_t>(first)]);
+        if (first < values.count) field = static_cast<Whole>(at(values.wholes, first));
     }
 };
 
@@ -157,7 +157,7 @@ struct FieldOf<float> {
     static constexpr ValueKind kKind = ValueKind::real;
 
     static void put(float& field, const Values& values, int first) {
-        if (first < values.count) field = values.reals[static_cast<std::size_t>(first)];
+        if (first < values.count) field = at(values.reals, first);
     }
 };
 

@@ -35,7 +35,7 @@ constexpr std::int64_t kWideHighest = std::numeric_limits<std::int64_t>::max();
 constexpr std::int64_t kNaturalHighest = std::numeric_limits<std::uint32_t>::max();
 
 bool take_value(const Key& key, std::string_view& rest, Values& values) {
-    const auto at = static_cast<std::size_t>(values.count);
+    const auto at = to_size(values.count);
     switch (key.kind) {
     case ValueKind::whole:
         return take_whole(rest, std::numeric_limits<std::int32_t>::min(),
@@ -130,8 +130,7 @@ bool next_words(Reading& reading, std::string_view& rest) {
 
 // The line is handed out once more.
 void put_back(Reading& reading) {
-    reading.text.position =
-        static_cast<std::size_t>(reading.line.data() - reading.text.content.data());
+    reading.text.position = to_size(reading.line.data() - reading.text.content.data());
     --reading.text.line_number;
 }
 

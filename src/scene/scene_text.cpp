@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "scene/scene_text.h"
 
+#include "math/at.h"
+
 #include <algorithm>
 #include <charconv>
 
@@ -18,8 +20,8 @@ bool is_digit(char c) {
 }
 
 void skip_blanks(std::string_view& rest) {
-    rest.remove_prefix(static_cast<std::size_t>(std::find_if_not(rest.begin(), rest.end(), is_blank)
-                                                - rest.begin()));
+    rest.remove_prefix(
+        to_size(std::find_if_not(rest.begin(), rest.end(), is_blank) - rest.begin()));
 }
 
 std::size_t sign_length(std::string_view text) {
@@ -27,8 +29,7 @@ std::size_t sign_length(std::string_view text) {
 }
 
 std::size_t digits_length(std::string_view text) {
-    return static_cast<std::size_t>(std::find_if_not(text.begin(), text.end(), is_digit)
-                                    - text.begin());
+    return to_size(std::find_if_not(text.begin(), text.end(), is_digit) - text.begin());
 }
 
 // Length of the longest real number at the start; 0 when there is none. An exponent mark without
@@ -76,7 +77,7 @@ bool take_word(std::string_view& rest, std::string_view& word) {
     skip_blanks(rest);
     if (rest.empty()) return false;
     const auto end = std::find_if(rest.begin(), rest.end(), is_blank);
-    word = rest.substr(0, static_cast<std::size_t>(end - rest.begin()));
+    word = rest.substr(0, to_size(end - rest.begin()));
     rest.remove_prefix(word.size());
     return true;
 }

@@ -2,22 +2,23 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "math/at.h"
 #include "math/constants.h"
 #include "shading/surface_point.h"
 
 namespace mh {
 
 inline const ShaderElement& element_of(const SurfaceLayer& layer, Element element) {
-    return layer.elements[static_cast<std::size_t>(element)];
+    return at(layer.elements, element);
 }
 
 inline ShaderElement& element_of(SurfaceLayer& layer, Element element) {
-    return layer.elements[static_cast<std::size_t>(element)];
+    return at(layer.elements, element);
 }
 
 // A slot of a layer that has images.
 inline const ShaderElement& element_of(const CompiledLayer& layer, Element element) {
-    return layer.elements[static_cast<std::size_t>(element)];
+    return at(layer.elements, element);
 }
 
 inline bool is_textured(const CompiledLayer& layer, Element element) {
@@ -33,7 +34,7 @@ Vec3 evaluate_normal_element(const ShaderElement& element, const SurfacePoint& p
 // evaluate_element of one of the slots lambertian to diffusion.
 inline Vec3 evaluate_color(const CompiledLayer& layer, Element element, const SurfacePoint& point) {
     if (is_textured(layer, element)) return evaluate_element(element_of(layer, element), point);
-    return layer.colors[static_cast<std::size_t>(element)];
+    return at(layer.colors, element);
 }
 
 // Mean of the channels of evaluate_element, of one of the slots weight to ior.
@@ -41,7 +42,7 @@ inline float evaluate_level(const CompiledLayer& layer, Element element,
                             const SurfacePoint& point) {
     if (is_textured(layer, element))
         return mean(evaluate_element(element_of(layer, element), point));
-    return layer.levels[static_cast<std::size_t>(element) - kFirstLevel];
+    return layer.levels[to_size(element) - kFirstLevel];
 }
 
 // evaluate_color into out; whether a channel exceeds 1/1024.

@@ -1,6 +1,7 @@
 // Values, densities and samples of the three fibre lobes. Called per light sample and bounce by all
 // threads; reads the tables only.
 // SPDX-License-Identifier: MIT
+#include "math/at.h"
 #include "math/constants.h"
 #include "math/random.h"
 #include "math/roots.h"
@@ -174,7 +175,7 @@ int sample_hair(const HairTable& table, float h, const SurfacePoint& point, Vec3
     const float theta_o = std::atan2(sin_o, dot(point.outgoing, w));
 
     const int lobe = sample_lobe(table);
-    const auto k = static_cast<std::size_t>(lobe);
+    const auto k = to_size(lobe);
     const float c = sample_cone(table, k);
     const float turn = kTwoPi * random_unit();
     const float x = 0.5f * kPi - theta_o;

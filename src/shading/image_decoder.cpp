@@ -3,6 +3,7 @@
 // SPDX-License-Identifier: MIT
 #include "shading/image_decoder.h"
 
+#include "math/at.h"
 #include "math/memory.h"
 #include "math/rgbe.h"
 #include "shading/byte_source.h"
@@ -49,15 +50,15 @@ std::optional<ImageFormat> format_of(FREE_IMAGE_FORMAT format) {
 template<typename T>
 void copy_rows(FIBITMAP* bitmap, std::vector<T>& values) {
     const auto height = static_cast<int>(FreeImage_GetHeight(bitmap));
-    const std::size_t row = values.size() / static_cast<std::size_t>(height);
+    const std::size_t row = values.size() / to_size(height);
     for (int y = 0; y < height; ++y)
-        std::memcpy(values.data() + row * static_cast<std::size_t>(y),
-                    FreeImage_GetScanLine(bitmap, y), row * sizeof(T));
+        std::memcpy(values.data() + row * to_size(y), FreeImage_GetScanLine(bitmap, y),
+                    row * sizeof(T));
 }
 
 // Bytes of colours stand in the machine's order in a bitmap, red first in an image.
 void swap_blue_and_red(Image& image) {
-    const auto channels = static_cast<std::size_t>(image.channels);
+    const auto channels = to_size(image.channels);
     for (std::size_t i = 0; i < image.bytes.size(); i += channels) {
         const std::uint8_t* pixel = image.bytes.data() + i;
         const std::uint8_t red = pixel[FI_RGBA_RED], blue = pixel[FI_RGBA_BLUE];

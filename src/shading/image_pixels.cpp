@@ -1,5 +1,6 @@
 // The pixel arrays of images.
 // SPDX-License-Identifier: MIT
+#include "math/at.h"
 #include "shading/images.h"
 
 namespace mh {
@@ -31,7 +32,7 @@ TexelGrid grid_of(const Image& image) {
     const int texel_bytes = image.rgbe_encoded ? static_cast<int>(sizeof(Rgbe)) : image.channels;
     return {{static_cast<float>(image.width), static_cast<float>(image.height)},
             {image.width - 1, image.height - 1},
-            static_cast<std::size_t>(texel_bytes) * static_cast<std::size_t>(image.width),
+            to_size(texel_bytes) * to_size(image.width),
             format_of(image)};
 }
 
@@ -46,8 +47,8 @@ void AllocateImage(Image& image, int width, int height, int channels, int bits, 
     image.bits = bits;
     image.rgbe_encoded = rgbe;
     image.grid = grid_of(image);
-    const std::size_t texels = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
-    const std::size_t values = texels * static_cast<std::size_t>(channels);
+    const std::size_t texels = grid_size(width, height);
+    const std::size_t values = texels * to_size(channels);
     if (rgbe) return image.rgbe.resize(texels);
     switch (bits) {
     case 1: return image.bits1.resize(values);

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "shading/images.h"
 
+#include "math/at.h"
 #include "math/input_file.h"
 #include "math/name_index.h"
 #include "run/estimator.h"
@@ -37,7 +38,7 @@ void set_value(Image& image, std::size_t i, float value) {
 }
 
 std::size_t texel_count(const Image& image) {
-    return static_cast<std::size_t>(image.width) * static_cast<std::size_t>(image.height);
+    return grid_size(image.width, image.height);
 }
 
 // The first folder of the search list that has the file, whose name may be written with either
@@ -80,15 +81,15 @@ bool LoadImage(Image& image, FloatStorage storage) {
 }
 
 void set_texel(Image& image, std::int64_t index, const Vec3& value) {
-    const auto texel = static_cast<std::size_t>(index);
+    const auto texel = to_size(index);
     if (image.rgbe_encoded) {
         image.rgbe[texel] = encode_rgbe(value);
         return;
     }
-    const std::size_t i = texel * static_cast<std::size_t>(image.channels);
+    const std::size_t i = texel * to_size(image.channels);
     const float values[3] = {value.x, value.y, value.z};
     for (int c = 0; c < std::min(image.channels, 3); ++c)
-        set_value(image, i + static_cast<std::size_t>(c), values[c]);
+        set_value(image, i + to_size(c), values[c]);
 }
 
 void image_statistics(const Image& image, Vec3& mean, Vec3& variance) {

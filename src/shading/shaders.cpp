@@ -44,7 +44,7 @@ LayerList list_of(const Shader& shader, Sideness side) {
     for (std::size_t i = 0; i < std::min(shader.layers.size(), kIndices); ++i) {
         const Sideness sideness = shader.layers[i].sideness;
         if (sideness != side && sideness != Sideness::both) continue;
-        if (static_cast<std::size_t>(list.count) == list.index.size()) break;
+        if (to_size(list.count) == list.index.size()) break;
         at(list.index, list.count++) = static_cast<std::uint8_t>(i);
     }
     return list;

@@ -31,7 +31,7 @@ constexpr std::array<float, 256> kByteValues = [] {
 }();
 
 std::size_t first_value(const Image& image, std::int64_t index) {
-    return static_cast<std::size_t>(index) * static_cast<std::size_t>(image.channels);
+    return to_size(index) * to_size(image.channels);
 }
 
 // One value of the array that the image's width names.

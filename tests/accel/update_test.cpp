@@ -6,6 +6,7 @@
 #include "accel/restructure.h"
 #include "accel/tree.h"
 #include "accel/walk_types.h"
+#include "math/at.h"
 #include "random_object.h"
 #include "support/expect.h"
 
@@ -236,8 +237,7 @@ TEST(ReorderTree, PutsTheChildrenThatOccludeMostPerCostFirst) {
     const WideNode& root = tree.nodes[0];
     EXPECT_EQ(ReorderTree(tree), 0.0f);                    // nothing measured: nothing moves
     const auto log_of = [&](int count) -> std::uint32_t& { // of the first leaf of that size
-        return tree.occlusion_log[0][static_cast<std::size_t>(
-            std::find(root.count, root.count + 3, count) - root.count)];
+        return at(tree.occlusion_log[0], std::find(root.count, root.count + 3, count) - root.count);
     };
     log_of(2) = 300;
     log_of(1) = 100;

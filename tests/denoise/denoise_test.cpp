@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "denoise/denoise.h"
 
+#include "math/at.h"
+
 #include <algorithm>
 #include <cmath>
 #include <functional>
@@ -120,8 +122,7 @@ TEST(Denoise, DoesNotCrossAnEdgeOfAFeature) {
         double sum = 0.0;
         for (int y = 0; y < kHigh; ++y)
             for (int c = 0; c < 3; ++c)
-                sum +=
-                    static_cast<double>(picture[static_cast<std::size_t>(3 * (y * kWide + x) + c)]);
+                sum += static_cast<double>(at(picture, 3 * (y * kWide + x) + c));
         // 135 values whose noise had a deviation of 0.07: a hundredth of the step is 1.0 of their
         // mean's.
         EXPECT_NEAR(sum / (3.0 * kHigh), x < 33 ? 0.2 : 0.8, 0.012) << "column " << x;
@@ -140,10 +141,8 @@ TEST(Denoise, FindsEdgesThatNoFeatureShows) {
     double error = 0.0, count = 0.0;
     for (int y = 0; y < kHigh; ++y)
         for (int x = (120 - y) / 3 - 2; x <= (120 - y) / 3 + 3; ++x, ++count)
-            error +=
-                std::pow(static_cast<double>(picture[static_cast<std::size_t>(3 * (y * kWide + x))]
-                                             - shadow(x, y, 0)),
-                         2.0);
+            error += std::pow(
+                static_cast<double>(at(picture, 3 * (y * kWide + x)) - shadow(x, y, 0)), 2.0);
     EXPECT_LT(error / count,
               0.022); // the noise has 0.08, one pass with the same tolerance leaves 0.04
 }

@@ -5,6 +5,7 @@
 #include "geometry/objects.h"
 #include "geometry/state.h"
 #include "lights/state.h"
+#include "math/at.h"
 #include "math/packed_unit.h"
 #include "output/state.h"
 #include "run/state.h"
@@ -51,7 +52,7 @@ void call_camera(const Camera& record) {
     const int camera = mhAddCamera();
     mhSetCameraProjection(camera, static_cast<mhProjection>(record.projection));
     for (int i = 0; i < 2; ++i) {
-        const CameraPose& pose = record.poses[static_cast<std::size_t>(i)];
+        const CameraPose& pose = at(record.poses, i);
         mhSetCameraTime(camera, static_cast<float>(i));
         mhSetCameraPosition(camera, pose.position.x, pose.position.y, pose.position.z);
         mhSetCameraTarget(camera, pose.target.x, pose.target.y, pose.target.z);
@@ -66,7 +67,7 @@ void call_layer(int shader, const SurfaceLayer& record) {
     mhSetSurfaceMaterial(shader, layer, static_cast<mhMaterial>(record.material));
     mhSetSurfaceVirtualLight(shader, layer, record.virtual_light);
     for (int i = 0; i < kElementCount; ++i) {
-        const ShaderElement& slot = record.elements[static_cast<std::size_t>(i)];
+        const ShaderElement& slot = at(record.elements, i);
         const auto element = static_cast<mhElement>(i);
         mhSetSurfaceColor(shader, layer, element, slot.color.x, slot.color.y, slot.color.z);
         if (slot.image.empty()) continue;

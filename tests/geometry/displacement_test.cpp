@@ -6,6 +6,7 @@
 #include "geometry/meshes.h"
 #include "geometry/objects.h"
 #include "geometry/patch.h"
+#include "math/at.h"
 #include "math/roots.h"
 #include "shading/images.h"
 #include "shading/shaders.h"
@@ -67,7 +68,7 @@ TEST_F(Displacing, SplitsTetragonsOnlyWithALayer) {
 // An image whose blue channel waves over the unit square.
 int add_wave_image() {
     const int index = FindOrAddImage("wave");
-    Image& image = Textures[static_cast<std::size_t>(index)];
+    Image& image = at(Textures, index);
     AllocateImage(image, 8, 8, 3, 32, false);
     for (std::int64_t i = 0; i < 64; ++i)
         set_texel(image, i, {0.0f, 0.0f, 0.3f * std::sin(static_cast<float>(i * i))});
@@ -92,7 +93,7 @@ TEST_F(Displacing, LeavesNoCrackAtAnyLevel) {
             std::rotate(v.begin(), v.begin() + (level / static_cast<int>(f + 1)) % 3, v.end());
         }
         FinalisePart(part);
-        EXPECT_EQ(part.triangles.size(), static_cast<std::size_t>(4 * level * level));
+        EXPECT_EQ(part.triangles.size(), to_size(4 * level * level));
         EXPECT_EQ(open_edges(part), 0) << "level " << level;
     }
 }

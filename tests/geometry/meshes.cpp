@@ -4,6 +4,7 @@
 
 #include "geometry/obj_reader.h"
 #include "geometry/objects.h"
+#include "math/at.h"
 #include "shading/shaders.h"
 #include "shading/state.h"
 
@@ -28,8 +29,8 @@ const char* const kCubeVertices = "v -1 -1 -1\nv 1 -1 -1\nv 1 1 -1\nv -1 1 -1\n"
 
 std::uint32_t add_smooth_shader(float smooth_angle_deg) {
     const int shader = AddShader();
-    Shaders[static_cast<std::size_t>(shader)].name = "smooth";
-    Shaders[static_cast<std::size_t>(shader)].smooth_angle = smooth_angle_deg;
+    at(Shaders, shader).name = "smooth";
+    at(Shaders, shader).smooth_angle = smooth_angle_deg;
     return static_cast<std::uint32_t>(shader);
 }
 

@@ -5,6 +5,7 @@
 #include "geometry/meshes.h"
 #include "geometry/objects.h"
 #include "geometry/state.h"
+#include "math/at.h"
 #include "shading/shaders.h"
 #include "shading/state.h"
 
@@ -148,7 +149,7 @@ TEST_F(ObjReader, TellsWhyAFileGivesNothing) {
 
 TEST_F(ObjReader, TakesShadersByName) {
     const int red = AddShader();
-    Shaders[static_cast<std::size_t>(red)].name = "red";
+    at(Shaders, red).name = "red";
     const MeshLoader loader = load_obj(kSquare
                                        + "f 1 2 3\nusemtl red\r\nf 1 2 4\nusemtl nobody\nf 1 3 4\n"
                                          "usemtlred red\nf 2 3 4\nusemtl\nf 2 3 5\n");

@@ -3,6 +3,7 @@
 #include "hit/surface_builder.h"
 
 #include "geometry/types.h"
+#include "math/at.h"
 #include "math/random.h"
 #include "math/roots.h"
 #include "math/sampling.h"
@@ -25,7 +26,7 @@ void expect_orthonormal(const Vec3& a, const Vec3& b, const Vec3& c, float toler
 // One shader with one layer, and one part with a triangle and a quad in the plane z = 0, facing up.
 struct SurfacePointTest : testing::Test {
     SurfacePointTest() {
-        AddSurfaceLayer(Shaders[static_cast<std::size_t>(AddShader())]);
+        AddSurfaceLayer(at(Shaders, AddShader()));
         part.positions = {{0, 0, 0}, {2, 0, 0}, {2, 1, 0}, {0, 1, 0}};
         part.triangles = {{{0, 1, 2}, 1}};
         part.tetragons = {{{0, 1, 2, 3}, 1}};

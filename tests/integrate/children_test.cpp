@@ -3,6 +3,7 @@
 #include "integrate/children.h"
 
 #include "integrate/bounces.h"
+#include "math/at.h"
 #include "math/frame.h"
 #include "math/roots.h"
 #include "output/state.h"
@@ -88,7 +89,7 @@ TEST_F(Children, DiffuseDirectionsFollowTheCosine) {
             const float turns = std::atan2(dot(w, point.bitangent), dot(w, point.tangent)) / kTwoPi;
             const int ring = std::min(static_cast<int>(cosine * cosine * kRings), kRings - 1);
             const int sector = static_cast<int>((turns + 1.0f) * kSectors) % kSectors;
-            ++counts[static_cast<std::size_t>(ring * kSectors + sector)];
+            ++at(counts, ring * kSectors + sector);
         }
         constexpr double kExpected = static_cast<double>(kDraws) / (kRings * kSectors);
         EXPECT_LT(chi_square(counts, kExpected), 103.4); // 63 degrees of freedom at 0.1 %

@@ -11,6 +11,7 @@
 #include "integrate/pixel_loop.h"
 #include "lights/gaffer.h"
 #include "lights/state.h"
+#include "math/at.h"
 #include "math/packed_unit.h"
 #include "math/random.h"
 #include "output/aov.h"
@@ -135,7 +136,7 @@ double add_triangle_lamp(const std::array<Vec3, 3>& corners) {
 
 // A new object with one part, placed in the root; its number.
 std::size_t add_instanced_object(const Mat4& matrix) {
-    const auto object = static_cast<std::size_t>(AddObject());
+    const auto object = to_size(AddObject());
     AddPart(Objects[object]);
     Instance& instance = Objects[0].instances.emplace_back();
     instance.object = static_cast<std::uint32_t>(object);
@@ -359,7 +360,7 @@ void add_coated_lamp() {
 void add_mixed_lamp() {
     add_white_floor();
     const int lamp = add_big_lamp();
-    Shader& shader = Shaders[static_cast<std::size_t>(lamp)];
+    Shader& shader = at(Shaders, lamp);
     AddSurfaceLayer(shader);
     slot(shader, Element::emissive, 1).color = splat(3.0f);
     shader.layers[1].sideness = Sideness::face;
@@ -372,9 +373,9 @@ void add_painted_lamp() {
     add_white_floor();
     const int lamp = add_big_lamp();
     const int image = FindOrAddImage("paint");
-    AllocateImage(Textures[static_cast<std::size_t>(image)], 2, 1, 3, 32, false);
-    set_texel(Textures[static_cast<std::size_t>(image)], 0, splat(1.0f));
-    Textures[static_cast<std::size_t>(image)].loaded = true;
+    AllocateImage(at(Textures, image), 2, 1, 3, 32, false);
+    set_texel(at(Textures, image), 0, splat(1.0f));
+    at(Textures, image).loaded = true;
     slot(lamp, Element::emissive).image = "paint";
     std::vector<Vec2>& places = uvs(Objects[0].parts[0]);
     const Vec2 corners[] = {{0, 0}, {0, 1}, {1, 1}, {1, 0}};
@@ -508,7 +509,7 @@ std::vector<double> under_ceiling(bool alone, const std::function<void(int grey)
         RendererSettings.seed = seed;
         for (int frame = 0; frame < kManyFrames; ++frame) {
             RenderPixelsTo(pixels, static_cast<std::uint32_t>(frame));
-            values[static_cast<std::size_t>(seed)] += static_cast<double>(pixels[1].x);
+            at(values, seed) += static_cast<double>(pixels[1].x);
         }
     }
     return values;

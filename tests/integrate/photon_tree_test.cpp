@@ -5,6 +5,7 @@
 #include "integrate/caustics.h"
 #include "integrate/packed_direction.h"
 #include "integrate/state.h"
+#include "math/at.h"
 #include "math/random.h"
 #include "math/roots.h"
 #include "math/sampling.h"
@@ -83,7 +84,7 @@ TEST(PhotonTree, FindsWhatBruteForceFinds) {
         for (const int count : {1, 2, 16, 17, 33, 5000}) {
             std::vector<CausticPhoton> photons = make_photons(cloud, count);
             const PhotonTree tree = GrowPhotonTree(photons, 0.0f);
-            ASSERT_EQ(photons.size(), static_cast<std::size_t>(count));
+            ASSERT_EQ(photons.size(), to_size(count));
             for (int i = 0; i < 100; ++i) {
                 const Vec3 position = random_point();
                 const Vec3 normal = random_direction();
@@ -93,7 +94,7 @@ TEST(PhotonTree, FindsWhatBruteForceFinds) {
                 find_nearest(tree, photons, position, normal, found);
                 auto& distances = found.distance_squared;
                 std::sort(distances.begin(), distances.begin() + found.count);
-                ASSERT_EQ(static_cast<std::size_t>(found.count), expected.size());
+                ASSERT_EQ(to_size(found.count), expected.size());
                 EXPECT_TRUE(std::equal(expected.begin(), expected.end(), distances.begin()));
             }
         }

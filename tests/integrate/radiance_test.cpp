@@ -8,6 +8,7 @@
 #include "integrate/renderer.h"
 #include "integrate/run_context.h"
 #include "lights/state.h"
+#include "math/at.h"
 #include "output/aov.h"
 #include "output/camera.h"
 #include "output/run_hooks.h"
@@ -183,7 +184,7 @@ TEST_F(Radiance, SmallStackCutsThePath) {
 TEST_F(Radiance, GlassSlabPassesAndAbsorbs) {
     SkyLight.color = kSky;
     const int glass = add_glass();
-    Shaders[static_cast<std::size_t>(glass)].medium.transmittance = {0.5f, 1.0f, 0.25f};
+    at(Shaders, glass).medium.transmittance = {0.5f, 1.0f, 0.25f};
     add_floor(100.0f, 0.0f, glass);
     add_floor(100.0f, -2.0f, glass, false);
     RendererSettings.ray_depth = 3;

@@ -6,6 +6,7 @@
 #include "integrate/pixel_loop.h"
 #include "lights/gaffer.h"
 #include "lights/state.h"
+#include "math/at.h"
 #include "output/aov.h"
 #include "output/camera.h"
 #include "output/state.h"
@@ -169,7 +170,7 @@ TEST(Diffusion, TakesTheLightWhereItJumps) {
 
 float seen_of_fibres(int shader, bool all_lobes) {
     Initialize();
-    Shaders[static_cast<std::size_t>(shader)].hair_table.sample_all_lobes = all_lobes;
+    at(Shaders, shader).hair_table.sample_all_lobes = all_lobes;
     constexpr int kFrames = 16;
     float seen = 0.0f;
     for (int i = 0; i < kFrames; ++i)

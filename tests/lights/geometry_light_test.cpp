@@ -10,6 +10,7 @@
 #include "hit/surface_builder.h"
 #include "light_scene.h"
 #include "lights/state.h"
+#include "math/at.h"
 #include "math/random.h"
 #include "output/aov.h"
 #include "output/state.h"
@@ -62,7 +63,7 @@ TEST(GeometryTable, HoldsSamplesByAreaThroughInstances) {
     int instanced = 0;
     std::vector<int> cells(16);
     for (const LightSample& sample : GeometryLight.samples) {
-        const LightFace& face = GeometryLight.faces[static_cast<std::size_t>(sample.face)];
+        const LightFace& face = at(GeometryLight.faces, sample.face);
         EXPECT_NEAR(face.emission.z, 3.0f * 5.0f / kPi, 1e-5f);
         if (sample.position.x < 5.0f) {
             EXPECT_EQ(face.normal, (Vec3{0.0f, 0.0f, 1.0f}));
@@ -73,7 +74,7 @@ TEST(GeometryTable, HoldsSamplesByAreaThroughInstances) {
         EXPECT_FLOAT_EQ(sample.position.x, 10.0f);
         const int y = static_cast<int>(2.0f * (sample.position.y + 1.0f));
         const int z = static_cast<int>(2.0f * (sample.position.z + 1.0f));
-        ++cells.at(static_cast<std::size_t>(4 * y + z));
+        ++cells.at(to_size(4 * y + z));
     }
     EXPECT_NEAR(instanced, 18481 * 0.8, 2.0); // the picks are stratified
     EXPECT_LT(chi_square(cells, instanced / 16.0), kChiSquare15);
@@ -91,10 +92,10 @@ TEST(GeometryLight, SharesOfSamplesAndBouncesSumToOne) {
             const float u =
                 bounces == 0 ? random_unit() / 5.0f : random_unit(); // the first of five
             const std::int32_t index = pick(GeometryLight.table, u);
-            const LightSample& x = GeometryLight.samples[static_cast<std::size_t>(index)];
+            const LightSample& x = at(GeometryLight.samples, index);
             const float square = dot(x.position, x.position);
             const Vec3 direction = x.position / std::sqrt(square);
-            const Vec3 emission = GeometryLight.faces[static_cast<std::size_t>(x.face)].emission;
+            const Vec3 emission = at(GeometryLight.faces, x.face).emission;
             const float plain = emission.x * kPi * direction.z
                                 / (square * 18481.0f * probability(GeometryLight.table, index))
                                 * response(responder, direction);

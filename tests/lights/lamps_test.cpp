@@ -6,6 +6,7 @@
 #include "lights/sky_light.h"
 #include "lights/sky_map.h"
 #include "lights/state.h"
+#include "math/at.h"
 #include "math/random.h"
 #include "math/roots.h"
 #include "math/sobol.h"
@@ -107,8 +108,8 @@ struct LampCloud : testing::Test {
                 total += 1.0 / kChoices;
                 continue;
             }
-            chosen[static_cast<std::size_t>(choice.lamp)] += 1.0 / kChoices;
-            told[static_cast<std::size_t>(choice.lamp)] = static_cast<double>(choice.probability);
+            at(chosen, choice.lamp) += 1.0 / kChoices;
+            at(told, choice.lamp) = static_cast<double>(choice.probability);
         }
         for (std::size_t i = 0; i < set.lamps.size(); ++i) {
             const LampChoice found = find_lamp(set, from, hit_of(i, 0.2f, 0.7f));

@@ -6,6 +6,7 @@
 #include "light_scene.h"
 #include "lights/sky_map.h"
 #include "lights/state.h"
+#include "math/at.h"
 #include "math/sampling.h"
 #include "output/aov.h"
 #include "output/state.h"
@@ -48,7 +49,7 @@ void expect_picks_by_radiance() {
         const float u = (static_cast<float>(i) + 0.5f) / kPicks;
         const Vec3 d = sky_texel_direction(pick(SkyLight.sky_table, u));
         const int band = static_cast<int>((d.z + 1.0f) * 0.5f * kBands);
-        ++counts[static_cast<std::size_t>(std::min(band, kBands - 1))];
+        ++at(counts, std::min(band, kBands - 1));
     }
     EXPECT_LT(chi_square(counts, expected), kChiSquare15);
 }

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "math/sampling.h"
 
+#include "math/at.h"
 #include "math/constants.h"
 #include "math/discrete_sampler.h"
 #include "math/random.h"
@@ -124,7 +125,7 @@ void expect_to_fill_squares(const std::vector<std::vector<int>>& quarters) {
         for (std::size_t b = 0; b < a; ++b) {
             std::vector<int> counts(16);
             for (std::size_t i = 0; i < quarters[a].size(); ++i)
-                ++counts[static_cast<std::size_t>(4 * quarters[a][i] + quarters[b][i])];
+                ++at(counts, 4 * quarters[a][i] + quarters[b][i]);
             EXPECT_LT(test::chi_square(counts, static_cast<double>(quarters[a].size()) / 16.0),
                       kLargest)
                 << a << " " << b;
@@ -210,7 +211,7 @@ TEST(Sampling, MapsHaveTheirDensities) {
             const float turn = (std::atan2(d.y, d.x) + kPi) / kTwoPi;
             const int x = std::clamp(static_cast<int>(share(d) * 10.0f), 0, 9);
             const int y = std::clamp(static_cast<int>(turn * 10.0f), 0, 9);
-            ++counts[static_cast<std::size_t>(10 * y + x)];
+            ++at(counts, 10 * y + x);
         }
         EXPECT_LT(test::chi_square(counts, kDraws / 100.0), test::kChiSquare99);
         for (const Vec2 uv : {Vec2{0, 0}, Vec2{1, 1}, Vec2{0, 1}, Vec2{1, 0}, Vec2{0.5f, 0.5f}})
@@ -235,10 +236,9 @@ TEST(DiscreteSampler, PicksEveryEntryByItsShare) {
     std::vector<double> measure(kSize, 0.0); // length of the interval of u that picks each entry
     constexpr int kSteps = 4000000;
     for (int i = 0; i < kSteps; ++i)
-        measure[static_cast<std::size_t>(pick(table, (static_cast<float>(i) + 0.5f) / kSteps))] +=
-            1.0 / kSteps;
+        at(measure, pick(table, (static_cast<float>(i) + 0.5f) / kSteps)) += 1.0 / kSteps;
     for (int i = 0; i < kSize; ++i) {
-        const auto k = static_cast<std::size_t>(i);
+        const auto k = to_size(i);
         EXPECT_NEAR(measure[k], weights[k] / total, 2e-6) << i; // a few steps of float u
         EXPECT_NEAR(probability(table, i), weights[k] / total, 1e-6);
     }

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "output/camera.h"
 
+#include "math/at.h"
 #include "math/constants.h"
 #include "math/roots.h"
 #include "output/state.h"
@@ -153,7 +154,7 @@ TEST(FinalizeCameras, WritesTheRenderedFirstCameraLast) {
     TemporaryFolder folder;
     FreshScene scene;
     for (const int width : {8, 16}) {
-        Cameras[static_cast<std::size_t>(AddCamera())].width = width;
+        at(Cameras, AddCamera()).width = width;
         Cameras.back().height = 2;
     }
     InitializeCameras();

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "output/image_writer.h"
 
+#include "math/at.h"
 #include "output/display.h"
 #include "output/file_writer.h"
 #include "output/state.h"
@@ -27,7 +28,7 @@ using test::content_of;
 
 std::size_t files_here() {
     const std::filesystem::directory_iterator folder(".");
-    return static_cast<std::size_t>(std::distance(begin(folder), end(folder)));
+    return to_size(std::distance(begin(folder), end(folder)));
 }
 
 // 2 x 2 pixels of three floats; every value differs and is exact in all float formats.

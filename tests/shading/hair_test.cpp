@@ -1,5 +1,6 @@
 // The fibre model: energy of its lobes, its sampler and the edges of its parameters.
 // SPDX-License-Identifier: MIT
+#include "math/at.h"
 #include "math/constants.h"
 #include "math/random.h"
 #include "math/roots.h"
@@ -95,7 +96,7 @@ TEST(HairSampler, DrawsTheConeByItsDensity) {
             const double c = -static_cast<double>(direction.z);
             const double low = std::exp((-1.0 - 1.0) / v);
             const double share = (std::exp((c - 1.0) / v) - low) / (1.0 - low);
-            ++counts[static_cast<std::size_t>(std::clamp(static_cast<int>(100 * share), 0, 99))];
+            ++at(counts, std::clamp(static_cast<int>(100 * share), 0, 99));
         }
         EXPECT_LT(chi_square(counts, 1000.0), kChiSquare99) << alpha;
     }
@@ -109,8 +110,7 @@ TEST(HairSampler, PicksAllLobes) {
     for (int i = 0; i < 30000; ++i) {
         Vec3 direction, attenuation;
         const float h = 2.0f * random_unit() - 1.0f;
-        ++counts.at(static_cast<std::size_t>(
-            sample_hair(table, h, fibre_along_z(0.4f), direction, attenuation)));
+        ++counts.at(to_size(sample_hair(table, h, fibre_along_z(0.4f), direction, attenuation)));
         ASSERT_NEAR(dot(direction, direction), 1.0f, 1e-3f);
     }
     for (const int count : counts)
@@ -136,8 +136,7 @@ TEST(HairSampler, SpreadsLobesByTheirWidths) {
         std::array<float, 3> along = {}, about = {}, counts = {};
         for (int i = 0; i < 60000; ++i) {
             Vec3 w, attenuation;
-            const auto k = static_cast<std::size_t>(
-                sample_hair(table, 0.0f, fibre_along_z(0.0f), w, attenuation));
+            const auto k = to_size(sample_hair(table, 0.0f, fibre_along_z(0.0f), w, attenuation));
             const float angle = std::atan2(w.y, k == 1 ? -w.x : w.x);
             along.at(k) += w.z * w.z;
             about.at(k) += angle * angle;

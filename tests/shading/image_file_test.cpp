@@ -1,6 +1,7 @@
 // Image files of every format that is read, made here byte by byte, whole, cut and absurd.
 // SPDX-License-Identifier: MIT
 #include "decode/confine.h"
+#include "math/at.h"
 #include "math/rgbe.h"
 #include "shading/image_helper.h"
 #include "shading/image_stream.h"
@@ -127,7 +128,7 @@ TEST_F(ImageFile, IsFoundThroughTheSearchListOnce) {
     const int index = FindOrAddImage("wood\\a.ppm");
     EXPECT_EQ(FindOrAddImage("wood\\a.ppm"), index);
     EXPECT_EQ(FindOrAddImage(""), -1);
-    EXPECT_TRUE(LoadImage(Textures[static_cast<std::size_t>(index)]));
+    EXPECT_TRUE(LoadImage(at(Textures, index)));
     Image directory;
     directory.path = "wood"; // can be opened, but is no file
     EXPECT_FALSE(LoadImage(directory));

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "shading/scattering.h"
 
+#include "math/at.h"
 #include "math/constants.h"
 #include "math/frame.h"
 #include "math/random.h"
@@ -87,7 +88,7 @@ TEST(WardHalfVector, FollowsTheDensityOfItsSlopes) {
         const float cosine = dot(h, point.normal);
         const int x = cell(dot(h, point.tangent) / cosine, point.roughness_u);
         const int y = cell(dot(h, point.bitangent) / cosine, point.roughness_v);
-        ++counts[static_cast<std::size_t>(10 * y + x)];
+        ++at(counts, 10 * y + x);
     }
     EXPECT_LT(chi_square(counts, 1000.0), kChiSquare99);
     // The ends of the draws: tan = ru sqrt(10) for draws below 1e-10.

@@ -3,6 +3,7 @@
 #include "shading/shaders.h"
 
 #include "hit/surface_builder.h"
+#include "math/at.h"
 #include "math/random.h"
 #include "shading/state.h"
 #include "support/expect.h"
@@ -94,7 +95,7 @@ TEST(PickLayer, FollowsTheWeights) {
     std::array<int, 4> counts = {};
     constexpr int kDraws = 40000;
     for (int i = 0; i < kDraws; ++i)
-        ++counts[static_cast<std::size_t>(pick_layer(shader, {}, false, random_unit()))];
+        ++at(counts, pick_layer(shader, {}, false, random_unit()));
     EXPECT_NEAR(counts[0], kDraws / 4, 350); // four standard deviations
     EXPECT_EQ(counts[1], 0);
     EXPECT_EQ(counts[0] + counts[2], kDraws);

@@ -5,6 +5,7 @@
 #include "geometry/objects.h"
 #include "lights/gaffer.h"
 #include "lights/state.h"
+#include "math/at.h"
 #include "output/aov.h"
 #include "shading/images.h"
 #include "shading/state.h"
@@ -60,12 +61,12 @@ std::string printed_by(const std::function<void()>& act) {
 }
 
 ShaderElement& slot(Shader& shader, Element element, std::size_t layer) {
-    return shader.layers[layer].elements[static_cast<std::size_t>(element)];
+    return at(shader.layers[layer].elements, element);
 }
 
 int add_texel_image(const std::string& name, const Vec3& texel) {
     const int index = FindOrAddImage(name);
-    Image& image = Textures[static_cast<std::size_t>(index)];
+    Image& image = at(Textures, index);
     AllocateImage(image, 1, 1, 3, 32, false);
     set_texel(image, 0, texel);
     image.loaded = true;
@@ -73,7 +74,7 @@ int add_texel_image(const std::string& name, const Vec3& texel) {
 }
 
 Aov& add_aov(std::vector<Aov>& list, Channel channel) {
-    Aov& aov = list[static_cast<std::size_t>(AddAov(list))];
+    Aov& aov = at(list, AddAov(list));
     aov.channel |= static_cast<std::uint32_t>(channel);
     aov.image.path.clear();
     return aov;
@@ -86,7 +87,7 @@ Part empty_part() {
 }
 
 PointLight& add_point_light(const Vec3& position, int photons) {
-    PointLight& light = PointLights[static_cast<std::size_t>(AddPointLight())];
+    PointLight& light = at(PointLights, AddPointLight());
     light.position = position;
     light.inner_angle = light.outer_angle = 181.0f;
     light.offset = 0.0f;
@@ -95,7 +96,7 @@ PointLight& add_point_light(const Vec3& position, int photons) {
 }
 
 ParallelLight& add_parallel_light(const Vec3& axis, int photons) {
-    ParallelLight& light = ParallelLights[static_cast<std::size_t>(AddParallelLight())];
+    ParallelLight& light = at(ParallelLights, AddParallelLight());
     light.axis = axis;
     light.offset = 0.0f;
     light.photons = photons;

@@ -6,6 +6,7 @@
 #include "geometry/state.h"
 #include "integrate/radiance.h"
 #include "lights/state.h"
+#include "math/at.h"
 #include "math/roots.h"
 #include "output/camera.h"
 #include "output/state.h"
@@ -39,8 +40,8 @@ Face face_of(const std::array<Vec3, N>& corners, int shader, Part& part) {
 } // namespace
 
 Scene::Scene() {
-    AddPart(Objects[static_cast<std::size_t>(AddObject())]);
-    Camera& camera = Cameras[static_cast<std::size_t>(AddCamera())];
+    AddPart(at(Objects, AddObject()));
+    Camera& camera = at(Cameras, AddCamera());
     camera.width = camera.height = 1;
     camera.sample = 1;
     camera.aovs[0].image.path.clear();
@@ -51,16 +52,16 @@ Scene::Scene() {
 }
 
 SurfaceLayer& layer_of(int shader) {
-    return Shaders[static_cast<std::size_t>(shader)].layers[0];
+    return at(Shaders, shader).layers[0];
 }
 
 ShaderElement& slot(int shader, Element element) {
-    return layer_of(shader).elements[static_cast<std::size_t>(element)];
+    return at(layer_of(shader).elements, element);
 }
 
 int add_shader(const Vec3& lambertian) {
     const int shader = AddShader();
-    Shader& record = Shaders[static_cast<std::size_t>(shader)];
+    Shader& record = at(Shaders, shader);
     record.name = "shader " + std::to_string(shader);
     AddSurfaceLayer(record);
     slot(shader, Element::lambertian).color = lambertian;
@@ -138,7 +139,7 @@ void add_ball(const Vec3& center, float radius, int shader) {
     radii(balls).push_back(radius);
     uvs(balls).push_back({});
     balls.shader_id = static_cast<std::uint32_t>(shader);
-    balls.shader_name = Shaders[static_cast<std::size_t>(shader)].name;
+    balls.shader_name = at(Shaders, shader).name;
 }
 
 int add_fibre(std::size_t object) {
@@ -148,7 +149,7 @@ int add_fibre(std::size_t object) {
     slot(shader, Element::ior).color = splat(1.55f);
     Part& fibres = part(object);
     fibres.shader_id = static_cast<std::uint32_t>(shader);
-    fibres.shader_name = Shaders[static_cast<std::size_t>(shader)].name;
+    fibres.shader_name = at(Shaders, shader).name;
     fibres.cylinders = {0};
     fibres.positions = {{-2.0f, 0.0f, 0.0f}, {2.0f, 0.0f, 0.0f}};
     radii(fibres).assign(2, 0.1f);

@@ -9,6 +9,7 @@
 #include "frame/phases.h"
 #include "integrate/output_images.h"
 #include "json_text.h"
+#include "math/at.h"
 #include "math/count_text.h"
 
 #include <algorithm>
@@ -42,7 +43,7 @@ std::string message_of(const Fault& fault) {
 
 // The line, and a caret under the column; tabs stay, so that the caret stands where it should.
 std::string excerpt(const Place& place) {
-    std::string blanks = place.text.substr(0, static_cast<std::size_t>(place.column - 1));
+    std::string blanks = place.text.substr(0, to_size(place.column - 1));
     std::replace_if(
         blanks.begin(), blanks.end(), [](char c) { return c != '\t'; }, ' ');
     return "    " + place.text + "\n    " + blanks + "^\n";

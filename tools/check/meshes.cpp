@@ -5,6 +5,7 @@
 #include "files.h"
 #include "geometry/obj_reader.h"
 #include "geometry/objects.h"
+#include "math/at.h"
 #include "math/count_text.h"
 #include "scene/scene_text.h"
 #include "shading/shaders.h"
@@ -93,8 +94,7 @@ void check_material(MeshText& mesh, std::string_view rest) {
     const std::string name(word);
     SceneCheck& check = mesh.check;
     const int number = FindNamedShader(name);
-    if (check.shaders.contains(name) && number >= 0
-        && static_cast<std::size_t>(number) < mesh.source.shaders)
+    if (check.shaders.contains(name) && number >= 0 && to_size(number) < mesh.source.shaders)
         return;
     if (!mesh.materials.insert(name).second) return;
     if (check.shaders.contains(name))

@@ -7,6 +7,7 @@
 #include "geometry/objects.h"
 #include "geometry/state.h"
 #include "geometry/strands.h"
+#include "math/at.h"
 #include "math/count_text.h"
 #include "math/input_file.h"
 #include "math/roots.h"
@@ -66,7 +67,7 @@ bool has_image(const Shader& shader) {
 
 bool needs_tangents(const SurfaceLayer& layer) {
     const auto slot = [&](Element element) -> const ShaderElement& {
-        return layer.elements[static_cast<std::size_t>(element)];
+        return at(layer.elements, element);
     };
     return has_image(slot(Element::normal))
            || (max_channel(slot(Element::anisotropy).color) > 0.0f

@@ -10,6 +10,7 @@
 #include "check/parts.h"
 #include "geometry/state.h"
 #include "lights/state.h"
+#include "math/at.h"
 #include "math/memory.h"
 #include "output/image_writer.h"
 #include "output/state.h"
@@ -106,9 +107,7 @@ void check_channels(SceneCheck& check) {
 bool any_emission() {
     for (const Shader& shader : Shaders)
         for (const SurfaceLayer& layer : shader.layers)
-            if (max_channel(layer.elements[static_cast<std::size_t>(Element::emissive)].color)
-                > 0.0f)
-                return true;
+            if (max_channel(at(layer.elements, Element::emissive).color) > 0.0f) return true;
     return false;
 }
 
@@ -120,7 +119,7 @@ void check_lights(SceneCheck& check) {
 
 bool has_wide_pixels(const std::string& path) {
     constexpr int kWide = 16;
-    return Textures[static_cast<std::size_t>(FindOrAddImage(path))].bits == kWide;
+    return at(Textures, FindOrAddImage(path)).bits == kWide;
 }
 
 bool counts(const SceneCheck& check, const Doubt& doubt) {

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "check/values.h"
 
+#include "math/at.h"
 #include "scene/scene_text.h"
 
 #include <cmath>
@@ -31,7 +32,7 @@ bool contains(const Range& range, double number) {
 }
 
 double number_of(const ReadNote& note, int index) {
-    const auto i = static_cast<std::size_t>(index);
+    const auto i = to_size(index);
     if (note.key->kind == ValueKind::real) return static_cast<double>(note.values->reals[i]);
     return static_cast<double>(note.values->wholes[i]);
 }

@@ -3,6 +3,7 @@
 #include "import/folder_files.h"
 
 #include "import/names_below.h"
+#include "math/at.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -41,7 +42,7 @@ public:
             const ssize_t got = pread(descriptor, static_cast<char*>(to) + done, wanted - done,
                                       static_cast<off_t>(at + done));
             if (got <= 0) break;
-            done += static_cast<std::size_t>(got);
+            done += to_size(got);
         }
         at += done;
         return done / size;
@@ -118,7 +119,7 @@ Assimp::IOStream* FolderFiles::Open(const char* name, const char* mode) {
     struct stat status = {};
     if (descriptor < 0) return nullptr;
     if (fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode))
-        return new FileBelow(descriptor, static_cast<std::size_t>(status.st_size));
+        return new FileBelow(descriptor, to_size(status.st_size));
     close(descriptor);
     return nullptr;
 }

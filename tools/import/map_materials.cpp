@@ -1,6 +1,7 @@
 // Materials to shaders of several layers; the formulas stand in docs/materials.md.
 // SPDX-License-Identifier: MIT
 #include "import/map_scene.h"
+#include "math/at.h"
 
 #include <algorithm>
 #include <cmath>
@@ -25,7 +26,7 @@ struct Shading {
 };
 
 const ImportedMap& map_of(const ImportedMaterial& material, MapKind kind) {
-    return material.maps[static_cast<std::size_t>(kind)];
+    return at(material.maps, kind);
 }
 
 bool has_map(const Shading& s, MapKind kind) {
@@ -51,10 +52,9 @@ std::string file_name(const std::string& path) {
 
 // The file of a picture below image/; it is copied there once.
 std::string picture(Shading& s, std::int32_t image) {
-    std::string& path = s.pictures[static_cast<std::size_t>(image)];
+    std::string& path = at(s.pictures, image);
     if (!path.empty()) return path;
-    path = UniqueName(s.files, file_name(s.scene.images[static_cast<std::size_t>(image)].name),
-                      "image");
+    path = UniqueName(s.files, file_name(at(s.scene.images, image).name), "image");
     s.mapped.pictures.push_back({"image/" + path, image, {}, false});
     return path;
 }
@@ -66,7 +66,7 @@ std::string made_picture(Shading& s, const char* use, std::vector<GreyTerm> term
 }
 
 void line(Shading& s, int indent, const std::string& text) {
-    s.text += std::string(static_cast<std::size_t>(4 * indent), ' ') + text + '\n';
+    s.text += std::string(to_size(4 * indent), ' ') + text + '\n';
 }
 
 constexpr const char* kWraps[] = {"repeat", "clamp", "mirror"};
@@ -74,9 +74,9 @@ constexpr const char* kWraps[] = {"repeat", "clamp", "mirror"};
 void sampler_of_place(Shading& s, const ImportedMap& map) {
     line(s, 4, "texels \"middle\"");
     if (map.wrap_u != WrapMode::repeat)
-        line(s, 4, std::string("wrap_u \"") + kWraps[static_cast<std::size_t>(map.wrap_u)] + '"');
+        line(s, 4, std::string("wrap_u \"") + at(kWraps, map.wrap_u) + '"');
     if (map.wrap_v != WrapMode::repeat)
-        line(s, 4, std::string("wrap_v \"") + kWraps[static_cast<std::size_t>(map.wrap_v)] + '"');
+        line(s, 4, std::string("wrap_v \"") + at(kWraps, map.wrap_v) + '"');
     const auto& m = map.uv_matrix;
     if (m == ImportedMap().uv_matrix) return;
     line(s, 4,

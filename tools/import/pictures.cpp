@@ -4,6 +4,7 @@
 
 #include "import/names_below.h"
 #include "import/plain_bytes.h"
+#include "math/at.h"
 #include "math/input_file.h"
 #include "output/file_writer.h"
 #include "pictures/pixels.h"
@@ -64,7 +65,7 @@ float channel_of(const Image& image, std::int64_t texel, std::uint32_t channel) 
         return channel == 0 ? value.x : channel == 1 ? value.y : value.z;
     }
     if (image.channels < 4) return 1.0f;
-    const auto i = static_cast<std::size_t>(4 * texel + kAlpha);
+    const auto i = to_size(4 * texel + kAlpha);
     constexpr float kByte = 255.0f, kWord = 65535.0f;
     if (image.bits == 8) return static_cast<float>(image.bytes[i]) / kByte;
     if (image.bits == 16) return static_cast<float>(image.words[i]) / kWord;
@@ -102,9 +103,8 @@ void multiply(Grey& product, const GreyTerm& term, const Grey& grey) {
         for (int x = 0; x < product.width; ++x) {
             const auto from_y = static_cast<std::int64_t>(y) * grey.height / product.height;
             const auto from_x = static_cast<std::int64_t>(x) * grey.width / product.width;
-            const float texel = grey.values[static_cast<std::size_t>(from_y * grey.width + from_x)];
-            product.values[static_cast<std::size_t>(std::int64_t{y} * product.width + x)] *=
-                value_of(term, texel);
+            const float texel = at(grey.values, from_y * grey.width + from_x);
+            product.values[grid_place(x, y, product.width)] *= value_of(term, texel);
         }
 }
 
@@ -114,7 +114,7 @@ Vec3 normal_at(const Grey& heights, int x, int y) {
     const auto at = [&](int column, int row) {
         column = (column + heights.width) % heights.width;
         row = (row + heights.height) % heights.height;
-        return heights.values[static_cast<std::size_t>(std::int64_t{row} * heights.width + column)];
+        return heights.values[grid_place(column, row, heights.width)];
     };
     const float right = 0.5f * kSteepness * (at(x + 1, y) - at(x - 1, y));
     const float up = 0.5f * kSteepness * (at(x, y - 1) - at(x, y + 1));
@@ -126,8 +126,7 @@ std::string write_grey(const Grey& grey, bool as_normals, const std::string& pat
     Pixels pixels = {grey.width, grey.height, {}};
     for (int y = 0; y < grey.height; ++y)
         for (int x = 0; x < grey.width; ++x) {
-            const float value =
-                grey.values[static_cast<std::size_t>(std::int64_t{y} * grey.width + x)];
+            const float value = grey.values[grid_place(x, y, grey.width)];
             const Vec3 color = as_normals ? normal_at(grey, x, y) : Vec3{value, value, value};
             pixels.values.push_back(color + Vec3{kHalfStep, kHalfStep, kHalfStep});
         }
@@ -146,7 +145,7 @@ struct Temporary {
 
 std::string source_of(const ImportedScene& scene, const PictureSources& sources,
                       std::int32_t image) {
-    const auto i = static_cast<std::size_t>(image);
+    const auto i = to_size(image);
     return sources.files[i].empty() ? scene.images[i].name : sources.files[i];
 }
 
@@ -159,7 +158,7 @@ std::string write_bytes(const ImportedImage& image, const std::string& path) {
 // A picture that came inside the imported file lies in a file while it is read.
 std::string read_term(const GreyTerm& term, const ImportedScene& scene,
                       const PictureSources& sources, const std::string& beside, Grey& grey) {
-    const auto i = static_cast<std::size_t>(term.image);
+    const auto i = to_size(term.image);
     std::string path = sources.files[i];
     Temporary unpacked, plain;
     if (path.empty()) {
@@ -210,7 +209,7 @@ PictureSources FindPictures(const std::string& folder, bool strict, ImportedScen
 std::string WritePicture(const PictureFile& picture, const ImportedScene& scene,
                          const PictureSources& sources, bool link, const std::string& path) {
     if (picture.copy_of < 0) return make_picture(picture, scene, sources, path);
-    const auto i = static_cast<std::size_t>(picture.copy_of);
+    const auto i = to_size(picture.copy_of);
     const std::string& source = sources.files[i];
     std::error_code error;
     if (source.empty()) {

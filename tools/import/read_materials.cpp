@@ -2,6 +2,7 @@
 // stand in docs/materials.md.
 // SPDX-License-Identifier: MIT
 #include "import/read_scene.h"
+#include "math/at.h"
 
 #include <algorithm>
 #include <cmath>
@@ -120,7 +121,7 @@ bool read_map(Reading& reading, aiTextureType type, MapKind kind, ImportedMateri
             != aiReturn_SUCCESS
         || path.length == 0)
         return false;
-    ImportedMap& map = material.maps[static_cast<std::size_t>(kind)];
+    ImportedMap& map = at(material.maps, kind);
     map.image = image_number(reading, text_of(path));
     map.uv_set = uv_set;
     map.wrap_u = wrap_of(modes[0]);
@@ -206,7 +207,7 @@ void read_alpha(Reading& reading, ImportedMaterial& material) {
         return;
     }
     material.alpha = value_of(from, AI_MATKEY_OPACITY, 1.0f);
-    const bool has_map = material.maps[static_cast<std::size_t>(MapKind::opacity)].image >= 0;
+    const bool has_map = at(material.maps, MapKind::opacity).image >= 0;
     if (!(material.alpha > 0.0f)) { // exporters that write the reverse of it are common
         reading.scene.approximated.push_back("opacity 0 of material " + material.name
                                              + " is taken for 1");

@@ -4,6 +4,8 @@
 // SPDX-License-Identifier: MIT
 #include "import/vertex_colors.h"
 
+#include "math/at.h"
+
 #include <algorithm>
 #include <bit>
 #include <cmath>
@@ -119,8 +121,8 @@ void paint(ImportedScene& scene, ImportedMesh& mesh) {
     ImportedMaterial& material = scene.materials[mesh.material];
     if (material.name == "DefaultMaterial") material.base = {1.0f, 1.0f, 1.0f};
     const auto image = static_cast<std::int32_t>(scene.images.size());
-    material.maps[static_cast<std::size_t>(MapKind::base)].image = image;
-    material.maps[static_cast<std::size_t>(MapKind::base)].linear = true;
+    at(material.maps, MapKind::base).image = image;
+    at(material.maps, MapKind::base).linear = true;
     const Palette palette = unfold(mesh);
     scene.images.push_back({mesh.name + "_colors.pfm", pfm_of(palette)});
 }

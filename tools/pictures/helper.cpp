@@ -4,6 +4,7 @@
 // moonhare-pictures FILE SECONDS BYTES [LAYER]
 // SPDX-License-Identifier: MIT
 #include "decode/confine.h"
+#include "math/at.h"
 #include "math/input_file.h"
 #include "pictures/picture_stream.h"
 
@@ -101,10 +102,10 @@ float gamma_of(const OIIO::ImageSpec& head) {
 void keep_colours(const OIIO::ImageSpec& head, const std::vector<float>& all, Picture& picture) {
     const std::array<int, 3> channels = channels_of(head);
     const float gamma = gamma_of(head);
-    const auto stride = static_cast<std::size_t>(head.nchannels);
+    const auto stride = mh::to_size(head.nchannels);
     for (std::size_t first = 0; first < all.size(); first += stride)
         for (const int channel : channels) {
-            const float value = all[first + static_cast<std::size_t>(channel)];
+            const float value = all[first + mh::to_size(channel)];
             picture.values.push_back(gamma == 1.0f ? value : std::pow(value, gamma));
         }
     picture.head.width = head.width;
@@ -144,9 +145,7 @@ std::string decode(const std::string& name, const std::string& content, const st
         || 1.0 * head.width * head.height * head.nchannels > 4.0 * mh::kMostPicturePixels)
         return "has a size that no picture has";
     if (std::string fault = choose_layer(head, layer, picture); !fault.empty()) return fault;
-    std::vector<float> all(static_cast<std::size_t>(head.width)
-                           * static_cast<std::size_t>(head.height)
-                           * static_cast<std::size_t>(head.nchannels));
+    std::vector<float> all(mh::grid_size(head.width, head.height) * mh::to_size(head.nchannels));
     if (!input->read_image(0, 0, 0, head.nchannels, OIIO::TypeDesc::FLOAT, all.data()))
         return "is damaged: " + input->geterror();
     keep_colours(head, all, picture);

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "pictures/layers.h"
 
+#include "math/at.h"
 #include "output/file_writer.h"
 #include "output/run_hooks.h"
 #include "output/state.h"
@@ -47,7 +48,7 @@ public:
     MemoryStream() : Imf::OStream("memory") {}
 
     void write(const char bytes[], int count) override {
-        const auto length = static_cast<std::size_t>(count);
+        const auto length = to_size(count);
         content.resize(std::max(content.size(), at + length));
         std::copy_n(bytes, length, content.begin() + static_cast<std::ptrdiff_t>(at));
         at += length;
@@ -97,7 +98,7 @@ public:
             const std::string name = prefix + kNames[c];
             head.channels().insert(name, Imf::Channel(kType));
             frame.insert(name, Imf::Slice(kType, reinterpret_cast<char*>(&values[c]), kPixel,
-                                          kPixel * static_cast<std::size_t>(width)));
+                                          kPixel * to_size(width)));
         }
     }
 

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "pictures/picture_reader.h"
 
+#include "math/at.h"
 #include "math/helper_process.h"
 #include "math/input_file.h"
 #include "math/memory.h"
@@ -52,8 +53,7 @@ std::string receive_picture(const HelperProcess& helper, double seconds, Pixels&
     }
     if (!is_size(head)) return kFailed;
     pixels = {head.width, head.height, {}, head.is_linear != 0, head.is_layer != 0};
-    const std::size_t count =
-        static_cast<std::size_t>(head.width) * static_cast<std::size_t>(head.height);
+    const std::size_t count = grid_size(head.width, head.height);
     if (!FitsMemory(static_cast<double>(count * sizeof(Vec3))))
         return "needs more memory than there is";
     pixels.values.resize(count);

@@ -44,8 +44,7 @@ std::string read_by_library(const std::string& path, Pixels& pixels) {
     const std::string fault = ReadImageFile(path, image, FloatStorage::floats);
     if (!fault.empty() || image.width < 1) return fault;
     pixels = {image.width, image.height, {}, image.bits == 32 || image.rgbe_encoded};
-    pixels.values.resize(static_cast<std::size_t>(image.width)
-                         * static_cast<std::size_t>(image.height));
+    pixels.values.resize(grid_size(image.width, image.height));
     const bool top_first = top_row_first(path);
     for (int y = 0; y < image.height; ++y) {
         const std::int64_t row = top_first ? y : image.height - 1 - y;

@@ -6,6 +6,7 @@
 #include "integrate/output_images.h"
 #include "integrate/state.h"
 #include "integrate/whole_frames.h"
+#include "math/at.h"
 #include "math/memory.h"
 #include "output/camera.h"
 #include "pieces/byte_fields.h"

@@ -8,6 +8,7 @@
 #include "frame/phases.h"
 #include "integrate/frame_sums.h"
 #include "integrate/plane_images.h"
+#include "math/at.h"
 #include "math/count_text.h"
 #include "math/memory.h"
 #include "output/camera.h"
@@ -142,16 +143,15 @@ void find_bounds(Merge& merge) {
 // The place of a row of a piece's region among the pixels of the bounds.
 std::size_t start_of_row(const Merge& merge, const PixelRegion& region, std::int32_t y) {
     const PixelRegion& bounds = merge.bounds;
-    const auto width = static_cast<std::size_t>(bounds.x1 - bounds.x0);
-    return width * static_cast<std::size_t>(y - bounds.y0)
-           + static_cast<std::size_t>(region.x0 - bounds.x0);
+    const auto width = to_size(bounds.x1 - bounds.x0);
+    return width * to_size(y - bounds.y0) + to_size(region.x0 - bounds.x0);
 }
 
 void count_frames(Merge& merge) {
     merge.frames.assign(pixel_count(merge.bounds), 0);
     for (const Piece& piece : merge.pieces) {
         const PieceHeader& header = header_of(piece);
-        const auto width = static_cast<std::size_t>(header.region.x1 - header.region.x0);
+        const auto width = to_size(header.region.x1 - header.region.x0);
         for (std::int32_t y = header.region.y0; y < header.region.y1; ++y) {
             std::uint32_t* row = &merge.frames[start_of_row(merge, header.region, y)];
             for (std::size_t x = 0; x < width; ++x)
@@ -177,8 +177,8 @@ bool add_piece(const Merge& merge, const Piece& piece, std::size_t plane,
     InputFile input;
     if (!open_plane(piece, plane, input)) return false;
     const PixelRegion& region = header_of(piece).region;
-    const auto channels = static_cast<std::size_t>(header_of(piece).picture.planes[plane].channels);
-    std::vector<FixedPoint> row(channels * static_cast<std::size_t>(region.x1 - region.x0));
+    const auto channels = to_size(header_of(piece).picture.planes[plane].channels);
+    std::vector<FixedPoint> row(channels * to_size(region.x1 - region.x0));
     for (std::int32_t y = region.y0; y < region.y1; ++y) {
         if (!read_values(input, row)) return false;
         FixedPoint* to = &sums[channels * start_of_row(merge, region, y)];
@@ -191,15 +191,13 @@ bool add_piece(const Merge& merge, const Piece& piece, std::size_t plane,
 // Puts the means of the sums into the picture, or the sums themselves.
 void show(const Merge& merge, const std::vector<FixedPoint>& sums, bool means, Image& image) {
     const PixelRegion& bounds = merge.bounds;
-    const auto channels = static_cast<std::size_t>(image.channels);
+    const auto channels = to_size(image.channels);
     for (std::int32_t y = bounds.y0; y < bounds.y1; ++y) {
         const std::size_t first = start_of_row(merge, bounds, y);
-        std::size_t to = channels
-                         * (static_cast<std::size_t>(image.width) * static_cast<std::size_t>(y)
-                            + static_cast<std::size_t>(bounds.x0));
+        std::size_t to = channels * grid_place(bounds.x0, y, image.width);
         for (std::int32_t x = 0; x < bounds.x1 - bounds.x0; ++x)
             for (std::size_t c = 0; c < channels; ++c, ++to) {
-                const std::size_t pixel = first + static_cast<std::size_t>(x);
+                const std::size_t pixel = first + to_size(x);
                 image.floats[to] =
                     mean_of(sums[channels * pixel + c], means ? merge.frames[pixel] : 1);
             }
@@ -207,8 +205,7 @@ void show(const Merge& merge, const std::vector<FixedPoint>& sums, bool means, I
 }
 
 bool fill_from_sums(const Merge& merge, std::size_t plane, bool means, Image& image) {
-    std::vector<FixedPoint> sums(pixel_count(merge.bounds)
-                                 * static_cast<std::size_t>(image.channels));
+    std::vector<FixedPoint> sums(pixel_count(merge.bounds) * to_size(image.channels));
     for (const Piece& piece : merge.pieces)
         if (!add_piece(merge, piece, plane, sums)) return false;
     show(merge, sums, means, image);
@@ -236,9 +233,7 @@ Aov aov_of(const PlaneHeader& plane) {
     image.width = plane.width;
     image.height = plane.height;
     image.channels = plane.channels;
-    image.floats.resize(static_cast<std::size_t>(image.channels)
-                        * static_cast<std::size_t>(image.width)
-                        * static_cast<std::size_t>(image.height));
+    image.floats.resize(grid_size(image.width, image.height) * to_size(image.channels));
     return aov;
 }
 
@@ -278,7 +273,7 @@ std::size_t place_of_picture(const std::vector<PlaneHeader>& planes) {
         return plane.kind == PlaneKind::sums
                && plane.channel == static_cast<std::uint32_t>(Channel::beauty);
     });
-    return static_cast<std::size_t>(planes.rend() - last) - 1;
+    return to_size(planes.rend() - last) - 1;
 }
 
 void write_layers(const std::string& path, const std::string& beauty) {
@@ -362,10 +357,9 @@ int merge_read(const Arguments& arguments, Merge& merge) {
 std::size_t pictures_of(const Merge& merge) {
     const std::vector<PlaneHeader>& planes = picture_of(merge).planes;
     return planes.size()
-           - static_cast<std::size_t>(
-               std::count_if(planes.begin(), planes.end(), [](const PlaneHeader& plane) {
-                   return plane.kind == PlaneKind::part;
-               }));
+           - to_size(std::count_if(planes.begin(), planes.end(), [](const PlaneHeader& plane) {
+                 return plane.kind == PlaneKind::part;
+             }));
 }
 
 } // namespace

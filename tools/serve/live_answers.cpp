@@ -93,7 +93,7 @@ bool parse_images(const std::string& text, std::vector<SentTiles>& images) {
     for (std::string part; std::getline(parts, part, ',');) {
         const std::optional<int> number = WholeIn(part, 0, kMostImages - 1);
         if (!number || images.size() == 2) return false;
-        images.push_back({static_cast<std::size_t>(*number), {}});
+        images.push_back({to_size(*number), {}});
     }
     return !images.empty();
 }
@@ -175,7 +175,7 @@ Reply choose_region(const HttpHead& head) {
 Image copy_of(int number) {
     Image copy;
     with_images([&](const std::vector<LiveImage>& images, const LiveView&) {
-        if (static_cast<std::size_t>(number) >= images.size()) return;
+        if (to_size(number) >= images.size()) return;
         const LiveImage& live = at(images, number);
         copy = EmptyCopy(live.aov->image);
         copy.floats = ReadLive(live, {0, 0, copy.width, copy.height});

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "serve/viewer.h"
 
+#include "math/at.h"
+
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -36,7 +38,7 @@ int tiles_of(int side) {
 }
 
 PixelRegion part_of(const Image& image, std::size_t tile) {
-    const auto columns = static_cast<std::size_t>(tiles_of(image.width));
+    const auto columns = to_size(tiles_of(image.width));
     const int x = kTileSide * static_cast<int>(tile % columns);
     const int y = kTileSide * static_cast<int>(tile / columns);
     return {x, y, std::min(x + kTileSide, image.width), std::min(y + kTileSide, image.height)};
@@ -79,8 +81,7 @@ std::vector<TilePlace> due_tiles(Viewer& viewer, const std::vector<LiveImage>& i
         SentTiles& sent = viewer.images[list];
         if (sent.image >= images.size()) continue;
         const Image& image = images[sent.image].aov->image;
-        const auto count = static_cast<std::size_t>(tiles_of(image.width))
-                           * static_cast<std::size_t>(tiles_of(image.height));
+        const auto count = grid_size(tiles_of(image.width), tiles_of(image.height));
         sent.tiles.resize(count);
         for (std::size_t tile = 0; tile < count; ++tile)
             if (is_due(sent.tiles[tile].frames, view.frames, is_final))

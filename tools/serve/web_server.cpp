@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "serve/web_server.h"
 
+#include "math/at.h"
+
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -92,7 +94,7 @@ bool send_all(int socket, const char* bytes, std::size_t count) {
         if (sent < 0 && (errno == EAGAIN || errno == EINTR)) continue;
         if (sent <= 0) return false;
         bytes += sent;
-        count -= static_cast<std::size_t>(sent);
+        count -= to_size(sent);
     }
     return true;
 }
@@ -119,7 +121,7 @@ std::optional<int> receive_head(const Connection& connection, std::string& rest,
         if (count < 0 && (errno == EAGAIN || errno == EINTR)) continue;
         if (count <= 0) return std::nullopt;
         if (rest.empty()) deadline = Clock::now() + kHeadPatience;
-        rest.append(bytes.data(), static_cast<std::size_t>(count));
+        rest.append(bytes.data(), to_size(count));
     }
 }
 
