@@ -389,8 +389,8 @@ MH_API int mhAddInstance(int object);
 MH_API void mhSetInstance(int object, int instance, int target, float (*matrix)[4]);
 
 /* ---- Shaders ----
- * Shader 0, named "undefined", exists from the start: grey, for objects without a shader. Shaders are
- * read once, by mhInitializeShaders: what is set later has no effect until mhFinalize. */
+ * Shader 0, named "undefined", exists from the start: grey, for objects without a shader. Shaders
+ * are read once, by mhInitializeShaders: what is set later has no effect until mhFinalize. */
 
 /* Adds a shader, named "undefined" too, without layers; returns its number. Name it where a part
  * has several. */
