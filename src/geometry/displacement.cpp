@@ -167,9 +167,8 @@ void interpolate(std::vector<VertexArray<T>>& arrays, const Triangle& face, cons
 
 // What a layer without an image displaces by is its vector alone.
 Vec3 displacement_value(const ShaderElement& element, const Vec2& uv) {
-    const auto image = to_size(element.image_index);
-    if (element.image_index >= 0 && image < Textures.size())
-        return sample_texture(Textures[image], uv, element);
+    if (has_record(Textures, element.image_index))
+        return sample_texture(at(Textures, element.image_index), uv, element);
     return element.color == Vec3{} ? Vec3{} : Vec3{1.0f, 1.0f, 1.0f};
 }
 

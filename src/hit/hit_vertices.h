@@ -41,13 +41,13 @@ inline HitVertices<4> hit_vertices(const Tetragon& face, const Ray& ray) {
 // act(vertices) for the hit of a ray, whatever its kind; without a hit there are none.
 template<typename Act>
 auto with_hit_vertices(const Ray& ray, const Act& act) {
-    const auto i = to_size(ray.hit_primitive);
     const Part& part = *ray.hit_part;
+    const std::int32_t i = ray.hit_primitive;
     switch (ray.hit_kind) {
-    case HitKind::particle: return act(HitVertices<1>{{part.particles[i]}, {1.0f}});
-    case HitKind::hair: return act(vertices_at(part.cylinders[i], ray.hit_c));
-    case HitKind::triangle: return act(hit_vertices(part.triangles[i], ray));
-    case HitKind::tetragon: return act(hit_vertices(part.tetragons[i], ray));
+    case HitKind::particle: return act(HitVertices<1>{{at(part.particles, i)}, {1.0f}});
+    case HitKind::hair: return act(vertices_at(at(part.cylinders, i), ray.hit_c));
+    case HitKind::triangle: return act(hit_vertices(at(part.triangles, i), ray));
+    case HitKind::tetragon: return act(hit_vertices(at(part.tetragons, i), ray));
     case HitKind::none:
     case HitKind::unset: break;
     }

@@ -134,14 +134,13 @@ struct CellOfHit {
 CellOfHit cell_of(const Ray& ray) {
     if (!ray.hit_in_root || ray.hit_part == nullptr) return {};
     if (IntegrateState.density_grids.empty()) return {};
-    const auto part = to_size(ray.hit_part - IntegrateState.first_part);
-    const DensityGrid& grid = IntegrateState.density_grids[part];
-    const auto primitive = to_size(ray.hit_primitive);
+    const DensityGrid& grid =
+        at(IntegrateState.density_grids, ray.hit_part - IntegrateState.first_part);
     const bool triangle = ray.hit_kind == HitKind::triangle;
     if (!triangle && ray.hit_kind != HitKind::tetragon) return {};
     const std::vector<FaceCells>& faces = triangle ? grid.triangle_cells : grid.tetragon_cells;
-    if (primitive >= faces.size()) return {};
-    const FaceCells& face = faces[primitive];
+    if (!has_record(faces, ray.hit_primitive)) return {};
+    const FaceCells& face = at(faces, ray.hit_primitive);
     return {&grid, &face, triangle ? triangle_cell(ray, face) : tetragon_cell(ray, face)};
 }
 

@@ -95,9 +95,8 @@ void place(const Emitter& emitter, const HitVertices<N>& at, EmitterPoint& point
 
 template<std::size_t N>
 void shade(const Emitter& emitter, const HitVertices<N>& at, EmitterPoint& point) {
-    const auto index = to_size(point.shader);
-    if (index >= Shaders.size()) return;
-    const Shader& shader = Shaders[index];
+    if (!has_record(Shaders, point.shader)) return;
+    const Shader& shader = Shaders[to_size(point.shader)];
     SurfacePoint lookup; // the emissive slots read nothing but its uv
     if (!uvs(*emitter.part).empty()) lookup.uv = interpolate(at, uvs(*emitter.part));
     const LayerList& list = point.front ? shader.face_layers : shader.back_layers;

@@ -127,7 +127,7 @@ float hair_bounce_density(const Ray& ray, const SurfacePoint& source) {
     if (ray.scatter == Scatter::lambertian)
         return hair_diffuse(source.outgoing, ray.direction, source);
     if (ray.scatter != Scatter::glossy_reflection) return 0.0f;
-    if (to_size(ray.source_shader) >= Shaders.size()) return 0.0f;
+    if (!has_record(Shaders, ray.source_shader)) return 0.0f;
     const Vec3 density =
         hair_lobe_pdf(hair_table(ray.source_shader), source.outgoing, ray.direction, source);
     const std::array<float, 3> of_lobe = {density.x, density.y, density.z};

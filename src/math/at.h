@@ -33,4 +33,9 @@ constexpr decltype(auto) at(Records& records, Index index) {
     return records[to_size(index)];
 }
 
+template<typename Records>
+constexpr bool has_record(const Records& records, std::int64_t index) {
+    return index >= 0 && to_size(index) < records.size();
+}
+
 } // namespace mh

@@ -19,8 +19,7 @@ int AddCamera();
 
 // The rendered camera; null when there is none.
 inline Camera* ActiveCamera() {
-    const auto index = to_size(ActiveCameraIndex);
-    return ActiveCameraIndex >= 0 && index < Cameras.size() ? &Cameras[index] : nullptr;
+    return has_record(Cameras, ActiveCameraIndex) ? &at(Cameras, ActiveCameraIndex) : nullptr;
 }
 
 // Frames of the run, over which the gather rays and light samples of a point are spread; 1

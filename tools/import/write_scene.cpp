@@ -53,7 +53,7 @@ void flip(std::vector<std::array<std::uint32_t, 3>>& triangles) {
 }
 
 const std::vector<Vec2>* uvs_of(const ImportedMesh& mesh, std::int32_t set) {
-    if (set < 0 || to_size(set) >= mesh.uv_sets.size()) return nullptr;
+    if (!has_record(mesh.uv_sets, set)) return nullptr;
     const std::vector<Vec2>& uvs = at(mesh.uv_sets, set);
     return uvs.size() == mesh.positions.size() ? &uvs : nullptr;
 }

@@ -175,7 +175,7 @@ Reply choose_region(const HttpHead& head) {
 Image copy_of(int number) {
     Image copy;
     with_images([&](const std::vector<LiveImage>& images, const LiveView&) {
-        if (to_size(number) >= images.size()) return;
+        if (!has_record(images, number)) return;
         const LiveImage& live = at(images, number);
         copy = EmptyCopy(live.aov->image);
         copy.floats = ReadLive(live, {0, 0, copy.width, copy.height});
