@@ -34,6 +34,7 @@ PLAIN = {"BoxTextured": DIFFUSE, "TextureTransform": DIFFUSE, "2CylinderEngine":
          "gold_roughness": REFLECTING}
 SKY, SAMPLES, FRAMES = 0.7, 128, 32
 GATHER = 4  # rays of a frame
+BOUNCES = 32  # more than matter, since the two count those of different kinds differently
 SIZE, STRIP_SIZE = (320, 192), (480, 96)
 
 
@@ -67,12 +68,17 @@ def imported(name, build, folder, studio=None):
                   + "end\n")
         with open(os.path.join(scene, "camera/cameras.mh"), "w") as text:
             text.write(camera)
+    settings = os.path.join(scene, "render/render.mh")
+    with open(settings) as text:
+        long_paths = re.sub(r"\b(bounce|ray_depth) \d+", rf"\1 {BOUNCES}", text.read())
+    with open(settings, "w") as text:
+        text.write(long_paths)
     width, height = strip_size if strip else SIZE
     subprocess.run([program, scene, "--resolution", f"{width}x{height}", "--sample", str(FRAMES),
                     "--gather", str(GATHER * FRAMES), "--output-dir", folder, "--beauty", name + ".pfm",
                     "--progress", "none"], check=True, stdout=subprocess.DEVNULL)
     return {"file": file, "picture": os.path.join(folder, name + "_cycles.pfm"),
-            "size": [width, height], "samples": SAMPLES, "sky": sky,
+            "size": [width, height], "samples": SAMPLES, "bounces": BOUNCES, "sky": sky,
             "position": vector(camera, "position"), "target": vector(camera, "target"),
             "up": vector(camera, "up_vector"), "fov": vector(camera, "field_of_view")[0]}
 

@@ -1,6 +1,6 @@
 """Renders files by Blender's own importer and Cycles: blender -b --python-exit-code 1 -P cycles_import.py --
-JOBS, a JSON file that lists jobs of "file", "picture" (a map of floats), "size", "samples", "sky" (a
-radiance), "position", "target", "up" and "fov" in degrees.
+JOBS, a JSON file that lists jobs of "file", "picture" (a map of floats), "size", "samples", "bounces", "sky"
+(a radiance), "position", "target", "up" and "fov" in degrees.
 SPDX-License-Identifier: MIT"""
 import json
 import math
@@ -25,6 +25,21 @@ def open_file(path):
         bpy.ops.import_scene.gltf(filepath=path)
     else:
         raise ValueError(path)
+
+
+def decode_pictures():
+    """Makes floats of pictures in sRGB: of bytes Cycles filters the encoded values, not the light."""
+    for picture in list(bpy.data.images):
+        if picture.colorspace_settings.name != "sRGB" or picture.is_float:
+            continue
+        encoded = numpy.empty(len(picture.pixels), numpy.float32)
+        picture.pixels.foreach_get(encoded)
+        light = numpy.where(encoded <= 0.04045, encoded / 12.92, ((encoded + 0.055) / 1.055) ** 2.4)
+        light[3::4] = encoded[3::4]
+        decoded = bpy.data.images.new(picture.name, *picture.size, alpha=True, float_buffer=True)
+        decoded.colorspace_settings.name, decoded.alpha_mode = "Non-Color", picture.alpha_mode
+        decoded.pixels.foreach_set(light)
+        picture.user_remap(decoded)
 
 
 def set_world(radiance):
@@ -61,8 +76,8 @@ def set_renderer(job):
     image.file_format, image.color_depth, image.exr_codec = "OPEN_EXR", "32", "ZIP"
     cycles = settings.cycles
     cycles.samples, cycles.use_adaptive_sampling, cycles.use_denoising = job["samples"], False, False
-    cycles.max_bounces = cycles.glossy_bounces = cycles.transmission_bounces = 16
-    cycles.transparent_max_bounces, cycles.diffuse_bounces = 16, 6
+    cycles.max_bounces = cycles.glossy_bounces = cycles.transmission_bounces = job["bounces"]
+    cycles.transparent_max_bounces = cycles.diffuse_bounces = job["bounces"]
     cycles.pixel_filter_type, cycles.filter_width = "BOX", 1.0
     cycles.sample_clamp_direct = cycles.sample_clamp_indirect = 0.0
     cycles.light_sampling_threshold = cycles.blur_glossy = 0.0
@@ -70,6 +85,7 @@ def set_renderer(job):
 
 def render(job):
     open_file(job["file"])
+    decode_pictures()
     set_world(job["sky"])
     set_camera(job)
     set_renderer(job)
