@@ -200,16 +200,39 @@ void bend_normal(const CompiledLayer& layer, SurfacePoint& point) {
     point.tangent = normalize(cross(point.bitangent, n));
 }
 
+// The direction closest to the normal, in its plane with the geometric normal g, that mirrors the
+// viewer's direction o to at least the height h above the surface; bent normals that do not are
+// no normals of a facet that the viewer sees [Schuessler17]. With c = o . g and a = o . x for the
+// axis x across g in that plane, the direction at angle t from g mirrors o to the height
+// c cos(2 t) + a sin(2 t) = r cos(2 t - p), where c = r cos(p) and a = r sin(p): it is h at the
+// largest allowed angle, 2 t = p + acos(h / r).
+Vec3 bent_above(const SurfacePoint& point, float c, float h) {
+    const Vec3& g = point.geometric_normal;
+    const Vec3 x = normalize(point.normal - dot(point.normal, g) * g);
+    const float a = dot(point.outgoing, x), square = c * c + a * a;
+    const float cos_twice = (c * h - a * safe_root(square - h * h)) / square;
+    return normalize(safe_root(0.5f + 0.5f * cos_twice) * g
+                     + safe_root(0.5f - 0.5f * cos_twice) * x);
+}
+
 // A shading normal that faces away from the viewer, or would reflect the viewer's direction below
-// the surface, is replaced by the geometric one; the tangents stay.
+// the surface, is replaced by the geometric one; the tangents stay. Lobes of facets, which need an
+// orthonormal frame, have it bent no further than that takes, so that rims of round bodies, and
+// steep texels, do not mirror what only flat faces would.
 void keep_reflection_above(SurfacePoint& point) {
+    constexpr float kLeastHeight = 0.01f; // of mirrored light; less where the viewer is lower
     point.cos_outgoing = dot(point.outgoing, point.normal);
     if (point.normal == point.geometric_normal) return;
+    const float height = dot(point.outgoing, point.geometric_normal);
+    const bool bends = point.layer->has_models && height > 0.0f;
+    const float least = bends ? std::min(kLeastHeight, 0.5f * height) : 0.0f;
     const Vec3 reflected = 2.0f * point.cos_outgoing * point.normal - point.outgoing;
-    if (point.cos_outgoing > 0.0f && dot(reflected, point.geometric_normal) >= 0.0f) return;
-    point.normal = point.geometric_normal;
+    if (point.cos_outgoing > 0.0f && dot(reflected, point.geometric_normal) >= least) return;
+    point.normal = bends ? bent_above(point, height, least) : point.geometric_normal;
     point.normal_replaced = true;
     point.cos_outgoing = dot(point.outgoing, point.normal);
+    if (point.layer->has_models && !align_frame(point.tangent, point))
+        tangent_frame(point.normal, point.tangent, point.bitangent);
 }
 
 void set_roughness(const CompiledLayer& layer, SurfacePoint& point) {

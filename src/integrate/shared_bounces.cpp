@@ -104,7 +104,7 @@ void note_bounce_end(const Ray& ray, const SurfacePoint& point, const Vec3& ligh
     SharedBounce* bounce = noted(ray);
     if (bounce == nullptr || ray.scatter != Scatter::lambertian || !is_face(ray.hit_kind)) return;
     if (point.layer->has_fresnel || point.diffusion_active || point.normal_replaced) return;
-    if (point.diffuse_model != DiffuseModel::lambert) return;
+    if (point.layer->has_models) return;
     bounce->end = point.position + point.rounding * point.geometric_normal;
     bounce->end_normal = point.normal;
     bounce->end_geometric_normal = point.geometric_normal;

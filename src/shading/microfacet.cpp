@@ -19,19 +19,15 @@ namespace {
 // Narrower lobes are lost in the rounding of half vectors.
 constexpr float kNarrowest = 1e-4f;
 
-// The frame of the facets: orthonormal, which that of the point is not where its normal was
-// replaced; and the widths along its axes.
+// The frame of the facets, and their widths along its axes.
 struct FacetFrame {
     Vec3 tangent, bitangent, normal;
     float width_u, width_v;
 };
 
 FacetFrame frame_of(const SurfacePoint& point) {
-    FacetFrame frame = {point.tangent, point.bitangent, point.normal,
-                        std::max(point.roughness_u, kNarrowest),
-                        std::max(point.roughness_v, kNarrowest)};
-    if (point.normal_replaced) tangent_frame(frame.normal, frame.tangent, frame.bitangent);
-    return frame;
+    return {point.tangent, point.bitangent, point.normal, std::max(point.roughness_u, kNarrowest),
+            std::max(point.roughness_v, kNarrowest)};
 }
 
 Vec3 local(const FacetFrame& frame, const Vec3& v) {

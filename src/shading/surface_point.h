@@ -44,7 +44,7 @@ struct SurfacePoint {
     bool transmissive_active = false;
     bool glossy_active = false;
     bool specular_active = false;
-    bool normal_replaced = false; // the viewer's place has made the normal the geometric one
+    bool normal_replaced = false; // the normal depends on where the viewer is
     bool diffusion_active = false;
 };
 

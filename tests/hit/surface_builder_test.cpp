@@ -143,6 +143,35 @@ TEST_F(SurfacePointTest, FallsBackToTheFaceWhereAReflectionWouldEnterIt) {
     }
 }
 
+TEST_F(SurfacePointTest, BendsNormalsOfFacetsNoFurtherThanTheirReflectionNeeds) {
+    const SeededDraws seed(6);
+    shader().layers[0].microfacet = Microfacet::ggx;
+    const Vec3 g = {0, 0, 1};
+    int bent = 0;
+    for (int i = 0; i < 1000; ++i) {
+        const Vec2 view = {random_unit(), random_unit()}, slope = {random_unit(), random_unit()};
+        Vec3 o = sample_sphere(view);
+        o.z = std::fabs(o.z);
+        part.normals.assign(4, pack_unit(sample_sphere(slope)));
+        const Vec3 given = unpack_unit(part.normals[0]);
+        const SurfacePoint point = build(hit(HitKind::triangle, -o));
+        const auto height = [&o](const Vec3& n) { return 2.0f * dot(o, n) * n.z - o.z; };
+        const float least = std::min(0.01f, 0.5f * o.z);
+        expect_orthonormal(point.tangent, point.bitangent, point.normal, 1e-4f);
+        EXPECT_GT(point.cos_outgoing, 0.0f);
+        if (dot(o, given) > 0.0f && height(given) >= least) {
+            expect_near(point.normal, given, 1e-4f);
+            continue;
+        }
+        ++bent;
+        EXPECT_NEAR(height(point.normal), least, 1e-3f); // at the edge of what is allowed, and
+        const Vec3 before = cross(g, point.normal), after = cross(point.normal, given);
+        EXPECT_GE(dot(before, after), -1e-4f); // between both normals
+        EXPECT_NEAR(dot(point.normal, cross(g, given)), 0.0f, 1e-4f);
+    }
+    EXPECT_GT(bent, 300);
+}
+
 TEST_F(SurfacePointTest, SplitsRoughnessByAnisotropy) {
     color(Element::roughness) = splat(0.1f);
     color(Element::anisotropy) = splat(0.3f);
