@@ -1,4 +1,6 @@
-// Feeds every file of the folders given to the harness, without libFuzzer: as it is, and damaged.
+// usage: replay COPIES FOLDER...
+// Feeds every file of the folders to the harness, without libFuzzer: as it is, and COPIES times
+// damaged.
 // SPDX-License-Identifier: MIT
 #include "support/fresh_scene.h"
 
@@ -18,10 +20,10 @@ void feed(const std::string& bytes) {
 }
 
 // Each of them another one of these: cut, with some bytes replaced, or both.
-void feed_damaged(const std::string& whole) {
-    constexpr unsigned kCopies = 24, kReplaced = 4;
+void feed_damaged(const std::string& whole, unsigned copies) {
+    constexpr unsigned kReplaced = 4;
     std::minstd_rand random(1);
-    for (unsigned copy = 0; copy < kCopies && !whole.empty(); ++copy) {
+    for (unsigned copy = 0; copy < copies && !whole.empty(); ++copy) {
         std::string bytes = whole;
         for (unsigned i = 0; i < copy % 3 * kReplaced; ++i)
             bytes[random() % bytes.size()] = static_cast<char>(random());
@@ -32,9 +34,10 @@ void feed_damaged(const std::string& whole) {
 
 } // namespace
 
-int main(int count, char** folders) {
+int main(int count, char** arguments) {
+    const auto copies = static_cast<unsigned>(std::stoul(arguments[1]));
     std::vector<std::filesystem::path> files; // before the working directory changes
-    for (const std::string& folder : std::vector<std::string>(folders + 1, folders + count))
+    for (const std::string& folder : std::vector<std::string>(arguments + 2, arguments + count))
         if (std::filesystem::exists(folder))
             for (const auto& entry : std::filesystem::recursive_directory_iterator(folder))
                 if (entry.is_regular_file()) files.push_back(std::filesystem::absolute(entry));
@@ -42,7 +45,7 @@ int main(int count, char** folders) {
         std::fprintf(stderr, "%s\n", file.c_str()); // the last line before a crash
         const std::string bytes = mh::test::content_of(file);
         feed(bytes);
-        feed_damaged(bytes);
+        feed_damaged(bytes, copies);
     }
     return files.empty() ? 1 : 0;
 }

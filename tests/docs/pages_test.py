@@ -74,7 +74,7 @@ def check_alone(page, number, text):
     write(scene / "geometry/a.mh", text)
     check_scene(page, scene, alone=True)
     # Pictures and meshes of a snippet are not there, so that its report has errors.
-    if subprocess.run([program, scene, "--progress", "none"], cwd=scene,
+    if subprocess.run([program, scene, "--progress", "none", "--mode", "path"], cwd=scene,
                       stdout=subprocess.DEVNULL).returncode != 0:
         faults.append(f"{page}: does not render:\n{text}")
 

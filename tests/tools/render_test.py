@@ -187,6 +187,9 @@ class Memory(RenderTest):
             for file in glob.glob(scenes[name] + "/light/*.mh"):
                 path = pathlib.Path(file)  # light samples and photons take time alone
                 path.write_text(re.sub(r"(sample|photon) \d{2,}", r"\1 10", path.read_text()))
+            for file in glob.glob(scenes[name] + "/camera/*.mh"):
+                path = pathlib.Path(file)
+                path.write_text(re.sub(r"resolution \d+ \d+", "resolution 400 300", path.read_text()))
         for name, scene in scenes.items():
             with self.subTest(scene=name):
                 told = re.search(r"memory: about ([0-9.]+) MB", self.run_here("info", scene).stdout)
@@ -278,9 +281,10 @@ class Progress(RenderTest):
         self.assertTrue(any(text.startswith("avgerage of") for text in report))
 
     def test_the_bar_moves_within_photons_and_frames(self):
-        write_scene(self.scene, {"light/light.mh": "sky_light\n    photon 4000000\nend\n",
+        write_scene(self.scene, {"light/light.mh": "sky_light\n    photon 2000000\nend\n",
                                  "render/render.mh": ""})
-        text = self.on_terminal("--sample", "1", "--resolution", "600x400", "--gather", "300")
+        text = self.on_terminal("--sample", "1", "--resolution", "300x400", "--gather", "300",
+                                "--threads", "1")
         for phase in (r"photons", r"frames 0/1"):
             shares = [int(p) for p in re.findall(r"(\d+) % " + phase + r"[^\r]* s left", text)]
             self.assertGreater(len(set(shares)), 3, text)

@@ -93,7 +93,7 @@ class Seeds(ProgramTest):
 
     def test_other_seeds_and_none_give_other_pictures(self):
         for estimator in ("classic", "exact"):
-            given = (EXAMPLES + "/sky", "--resolution", "24x16", "--sample", "1", "--mode", "path",
+            given = (EXAMPLES + "/cornell", "--resolution", "24x16", "--sample", "1", "--mode", "path",
                      "--estimator", estimator)
             one, two = (self.pictures(*given, "--seed", seed)["b.pfm"] for seed in "12")
             self.assertNotEqual(one, two)
