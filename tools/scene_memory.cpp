@@ -7,6 +7,7 @@
 #include "integrate/density.h"
 #include "integrate/output_images.h"
 #include "lights/state.h"
+#include "output/feature_planes.h"
 #include "output/state.h"
 #include "run/estimator.h"
 #include "run/state.h"
@@ -23,13 +24,13 @@ namespace mh {
 namespace {
 
 // Tables, stacks and code that rendering touches: measured on the examples.
-constexpr double kBytesOfRender = 6.0 * 1024.0 * 1024.0;
+constexpr double kBytesOfRender = 4.0 * 1024.0 * 1024.0;
 
 constexpr double kBytesOfPixel = 24.0;        // of an output, kept while a frame changes it
 constexpr double kBytesOfSeededPixel = 60.0;  // with its exact sums
 constexpr double kWorkingBytesOfPixel = 16.0; // an image while it is encoded
 constexpr double kBytesOfSkyMap = 12582912.0; // with its table of samples
-constexpr double kBytesOfDisplaced = 134.0; // of a triangle, its vertices and what smoothing takes
+constexpr double kBytesOfDisplaced = 66.0; // of a triangle, its vertices and what smoothing takes
 
 template<typename T>
 double bytes_of(const std::vector<T>& values) {
@@ -37,13 +38,15 @@ double bytes_of(const std::vector<T>& values) {
 }
 
 double output_bytes() {
-    const double pixels =
-        Cameras.empty() ? 0.0 : static_cast<double>(Cameras[0].width) * Cameras[0].height;
+    if (Cameras.empty()) return 0.0;
+    const Camera& camera = Cameras[0];
+    const double pixels = std::max(1.0 * camera.width * camera.height, 0.0);
     double count = 0.0;
     ForEachOutput([&](Aov&, Filling) { ++count; });
     const bool sums = RendererSettings.seed >= 0 || is_exact();
     const double of_output = sums ? kBytesOfSeededPixel : kBytesOfPixel;
-    return std::max(pixels, 0.0) * (of_output * count + kWorkingBytesOfPixel);
+    return pixels
+           * (of_output * count + bytes_of_planes(PlanesNeeded(camera)) + kWorkingBytesOfPixel);
 }
 
 std::set<std::string> instanced_objects() {

@@ -6,7 +6,7 @@ import zlib
 
 
 def save_png(path, width, height, pixel):
-    """pixel(x, y) gives three values in 0..1; y = 0 is the top row."""
+    """pixel(x, y) gives three values in 0..1, or four with opacity; y = 0 is the top row."""
     def chunk(kind, data):
         return (struct.pack(">I", len(data)) + kind + data
                 + struct.pack(">I", zlib.crc32(kind + data)))
@@ -15,9 +15,10 @@ def save_png(path, width, height, pixel):
         rows.append(0)
         for x in range(width):
             rows += bytes(min(255, max(0, round(255 * c))) for c in pixel(x, y))
+    colour_type = 6 if len(pixel(0, 0)) == 4 else 2
     with open(path, "wb") as file:
         file.write(b"\x89PNG\r\n\x1a\n"
-                   + chunk(b"IHDR", struct.pack(">IIBBBBB", width, height, 8, 2, 0, 0, 0))
+                   + chunk(b"IHDR", struct.pack(">IIBBBBB", width, height, 8, colour_type, 0, 0, 0))
                    + chunk(b"IDAT", zlib.compress(bytes(rows), 9)) + chunk(b"IEND", b""))
 
 

@@ -93,12 +93,17 @@ void AskForPlanes(PlaneNeed need) {
     PlaneSums.asked = std::max(PlaneSums.asked, need);
 }
 
-void AllocatePlanes(const Camera& camera) {
+PlaneNeed PlanesNeeded(const Camera& camera) {
     PlaneNeed need = PlaneSums.asked;
     if (RendererSettings.adaptive || RendererSettings.noise > 0.0f)
         need = std::max(need, PlaneNeed::noise);
     for (const Aov& aov : camera.aovs)
         need = std::max(need, need_of(aov));
+    return need;
+}
+
+void AllocatePlanes(const Camera& camera) {
+    const PlaneNeed need = PlanesNeeded(camera);
     PlaneSums.kept = PlaneNeed::none;
     PlaneSums.sums.clear();
     const double pixels = 1.0 * camera.width * camera.height;

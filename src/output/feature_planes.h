@@ -95,6 +95,9 @@ inline std::vector<float>& frames_wanted() {
     return PlaneSums.sums[1].image.floats;
 }
 
+// What the run, its settings and the camera's images ask for.
+PlaneNeed PlanesNeeded(const Camera& camera);
+
 // Bytes that a pixel's sums take.
 double bytes_of_planes(PlaneNeed need);
 

@@ -182,7 +182,7 @@ class Memory(RenderTest):
             f"v {x} {y} 0\n" for y in range(5) for x in range(5)) + "".join(
             f"f {5 * y + x + 1} {5 * y + x + 2} {5 * y + x + 7} {5 * y + x + 6}\n"
             for y in range(4) for x in range(4))})}
-        for name in ("cornell", "displacement", "hair", "instances", "sky", "still_life"):
+        for name in ("cornell", "displacement", "glass", "hair", "instances", "sky", "still_life"):
             scenes[name] = shutil.copytree(os.path.join(EXAMPLES, name), self.path(name))
             for file in glob.glob(scenes[name] + "/light/*.mh"):
                 path = pathlib.Path(file)  # light samples and photons take time alone
@@ -190,6 +190,8 @@ class Memory(RenderTest):
             for file in glob.glob(scenes[name] + "/camera/*.mh"):
                 path = pathlib.Path(file)
                 path.write_text(re.sub(r"resolution \d+ \d+", "resolution 400 300", path.read_text()))
+        scenes["noisy"] = shutil.copytree(scenes["glass"], self.path("noisy"))
+        write_scene(scenes["noisy"], {"render/noise.mh": "render\n    noise 1e-6\nend\n"})
         for name, scene in scenes.items():
             with self.subTest(scene=name):
                 told = re.search(r"memory: about ([0-9.]+) MB", self.run_here("info", scene).stdout)
