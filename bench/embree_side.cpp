@@ -6,6 +6,7 @@
 #include "geometry/objects.h"
 #include "math/clock.h"
 #include "math/constants.h"
+#include "timing.h"
 
 #include <array>
 #include <cstring>
@@ -82,6 +83,7 @@ EmbreeScene make_scene(const Scene& scene, const std::string& isa, RTCBuildQuali
     EmbreeScene result = scene_with_device(isa, quality, threads);
     const auto device = static_cast<RTCDevice>(result.device);
     const std::int64_t start = microseconds_now();
+    const double processor_start = seconds(CLOCK_PROCESS_CPUTIME_ID);
     RTCGeometry geometry = triangle_geometry(device, scene.mesh, quality);
     result.mesh_bytes = result.memory->bytes;
     RTCScene top = scene_of(device, geometry, quality);
@@ -91,6 +93,7 @@ EmbreeScene make_scene(const Scene& scene, const std::string& isa, RTCBuildQuali
     }
     result.top = top;
     result.build_seconds = static_cast<double>(seconds_since(start));
+    result.build_processor_seconds = seconds(CLOCK_PROCESS_CPUTIME_ID) - processor_start;
     return result;
 }
 

@@ -21,9 +21,9 @@ struct EmbreeScene {
     void* device = nullptr;
     void* top = nullptr;
     void* base = nullptr; // the mesh inside the instances; null without
-    double build_seconds = 0.0;
-    std::shared_ptr<EmbreeMemory> memory; // of the device
-    std::int64_t mesh_bytes = 0;          // the part of it that the mesh's own arrays take
+    double build_seconds = 0.0, build_processor_seconds = 0.0; // the latter of all threads
+    std::shared_ptr<EmbreeMemory> memory;                      // of the device
+    std::int64_t mesh_bytes = 0; // the part of it that the mesh's own arrays take
 };
 
 // Medium and high quality, each with AVX2 and with AVX-512 kernels where the machine has them.

@@ -247,22 +247,61 @@ void report_tree_memory(const Scene& terrain) {
 #endif
 }
 
+// Of builds by turns: the median rate by the clock, and by the processor time of all threads.
+struct BuildTimes {
+    std::vector<double> wall, processor;
+};
+
+void print_rates(const char* name, const Scene& scene, const BuildTimes& times) {
+    const double millions = 1e-6 * static_cast<double>(scene.mesh.triangles.size());
+    std::printf("  %-15s %.2f M triangles/s, %.2f of processor time\n", name,
+                millions / median(times.wall), millions / median(times.processor));
+}
+
+void build_ours(const Scene& scene, BuildTimes& times) {
+    LoadScene(scene);
+    const double wall = seconds(CLOCK_MONOTONIC), cpu = seconds(CLOCK_PROCESS_CPUTIME_ID);
+    MakeTree(0);
+    times.wall.push_back(seconds(CLOCK_MONOTONIC) - wall);
+    times.processor.push_back(seconds(CLOCK_PROCESS_CPUTIME_ID) - cpu);
+}
+
+#ifdef MOONHARE_EMBREE
+
+void build_embree(const Scene& scene, int threads, BuildTimes& times) {
+    EmbreeScene other = MakeEmbreeMesh(scene, threads);
+    times.wall.push_back(other.build_seconds);
+    times.processor.push_back(other.build_processor_seconds);
+    FreeEmbreeScene(other);
+}
+
+// Each build against the one that followed it.
+void print_ratios(const BuildTimes& ours, const BuildTimes& theirs) {
+    std::vector<double> ratios;
+    for (std::size_t i = 0; i < ours.processor.size(); ++i)
+        ratios.push_back(theirs.processor[i] / ours.processor[i]);
+    const auto [least, most] = std::minmax_element(ratios.begin(), ratios.end());
+    std::printf("  ratio of processor time %.2f (%.2f to %.2f)\n", median(ratios), *least, *most);
+}
+
+#endif
+
 void bench_construction(const Scene& terrain) {
-    const double millions = 1e-6 * static_cast<double>(terrain.mesh.triangles.size());
     for (const int threads : {1, 2}) {
         omp_set_num_threads(threads);
-        const double ours = median_seconds([&] { LoadScene(terrain); }, [&] { MakeTree(0); });
-        std::printf("construction, %d thread(s): %.2f M triangles/s", threads, millions / ours);
+        BuildTimes ours, theirs;
+        for (int run = 0; run < (brief ? 1 : 7); ++run) {
+            build_ours(terrain, ours);
 #ifdef MOONHARE_EMBREE
-        std::vector<double> times;
-        for (int run = 0; run < runs(); ++run) {
-            EmbreeScene other = MakeEmbreeMesh(terrain, threads);
-            times.push_back(other.build_seconds);
-            FreeEmbreeScene(other);
-        }
-        std::printf(", Embree medium %.2f", millions / median(times));
+            build_embree(terrain, threads, theirs);
 #endif
-        std::printf("\n");
+        }
+        std::printf("construction, %d thread(s), by turns:\n", threads);
+        print_rates("moonhare", terrain, ours);
+#ifdef MOONHARE_EMBREE
+        print_rates("Embree medium", terrain, theirs);
+        print_ratios(ours, theirs);
+#endif
     }
 }
 
@@ -327,13 +366,16 @@ void bench_displacement() {
 int main(int argc, char** argv) {
     using namespace mh::bench;
     brief = argc > 1 && std::strcmp(argv[1], "--brief") == 0;
-    if (argc > 1 && !brief) return std::printf("usage: geometry_bench [--brief]\n"), 1;
+    const bool construction = argc > 1 && std::strcmp(argv[1], "--construction") == 0;
+    if (argc > 1 && !brief && !construction)
+        return std::printf("usage: geometry_bench [--brief | --construction]\n"), 1;
     mh::SelectWalks();
     mh::Shaders.resize(1);
     std::streambuf* const console = std::cout.rdbuf(nullptr);
-    bench_hair();
     const Scene terrain = Terrain(brief ? 64 : 707);
     bench_construction(terrain);
+    if (construction) return 0;
+    bench_hair();
     report_tree_memory(terrain);
     bench_reading_and_smoothing(terrain);
     bench_displacement();
