@@ -163,6 +163,7 @@ class Statuses(RenderTest):
         self.assertEqual(completed.stdout.strip(), "json")
 
 
+@unittest.skipIf(os.environ.get("MOONHARE_SANITIZE"), "sanitizers add memory of their own")
 class Memory(RenderTest):
     def peak_bytes(self, *arguments):
         """Of the program alone, by what the kernel says while it runs."""
