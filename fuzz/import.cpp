@@ -4,6 +4,7 @@
 #include "harness.h"
 #include "import/map_scene.h"
 #include "import/scene_stream.h"
+#include "import/vertex_colors.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -55,8 +56,9 @@ ImportedMaterial material_of(Draws& draws, std::size_t images) {
     m.alpha_mode = static_cast<AlphaMode>(draws.next(3));
     for (float* value : {&m.alpha, &m.alpha_cutoff, &m.metallic, &m.roughness, &m.ior,
                          &m.transmission, &m.thickness, &m.attenuation_distance, &m.normal_scale,
-                         &m.clearcoat, &m.clearcoat_roughness})
+                         &m.clearcoat, &m.clearcoat_roughness, &m.sheen_roughness})
         *value = draws.number();
+    m.sheen = draws.vector();
     m.emission = draws.vector();
     m.attenuation_color = draws.vector();
     m.unlit = draws.next(2);
@@ -84,6 +86,8 @@ ImportedScene scene_of(Draws& draws) {
         for (Vec3& position : mesh.positions = std::vector<Vec3>(3))
             position = draws.vector();
         mesh.triangles.resize(draws.next(3));
+        mesh.uv_sets.resize(draws.next(3), std::vector<Vec2>(3, {draws.number(), draws.number()}));
+        mesh.colors.resize(draws.next(2) * mesh.positions.size(), draws.vector());
     }
     for (unsigned i = 0, count = draws.next(6); i < count; ++i) {
         ImportedNode& node = scene.nodes.emplace_back();
@@ -145,6 +149,7 @@ void Try(std::string_view input) {
         check(MapScene(answer.scene, {}));
     Draws draws = {input};
     answer.scene = scene_of(draws);
+    PaintVertexColors(answer.scene);
     check(MapScene(answer.scene, {}));
     std::string bytes; // what was made up passes through the stream
     WriteAnswer(answer, [&](std::span<const std::byte> piece) {

@@ -29,8 +29,11 @@ glTF2/BoxWithInfinites-glTF-Binary/BoxWithInfinites.glb glTF2/MissingBin/BoxText
 glTF2/IndexOutOfRange/AllIndicesOutOfRange.gltf glTF2/IndexOutOfRange/IndexOutOfRange.gltf
 glTF2/RecursiveNodes/RecursiveNodes.gltf
 glTF2/SchemaFailures/sceneWrongType.gltf glTF2/TestNoRootNode/SceneWithoutNodes.gltf
-glTF2/wrongTypes/badArray.gltf invalid/OutOfMemory.off invalid/malformed.obj
-invalid/empty.obj
+glTF2/TestNoRootNode/NoScene.gltf glTF2/wrongTypes/badArray.gltf glTF2/wrongTypes/badExtension.gltf
+glTF2/wrongTypes/badNumber.gltf glTF2/wrongTypes/badObject.gltf glTF2/wrongTypes/badString.gltf
+glTF2/wrongTypes/badUint.gltf invalid/OutOfMemory.off invalid/malformed.obj invalid/malformed2.obj
+invalid/empty.3ds invalid/empty.ase invalid/empty.lwo invalid/empty.obj invalid/empty.off
+invalid/empty.ply invalid/empty.x
 """.split()
 LONGEST_SECONDS = 100
 

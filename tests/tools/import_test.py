@@ -14,6 +14,8 @@ from program import ProgramTest
 CORNERS = struct.pack("<12f", 0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0)
 UVS = struct.pack("<8f", 0, 1, 1, 1, 1, 0, 0, 0)
 FACES = struct.pack("<6H", 0, 1, 2, 2, 3, 0)
+PIXEL = base64.b64decode("iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAAAAAA6fptVAAAACklEQVR4nGNgAAAAAgABSK+kcQAAAABJRU5E"
+                         "rkJggg==")
 
 
 def uri(content, kind="application/octet-stream"):
@@ -43,7 +45,7 @@ def add_array(scene, code, kind, *values):
     content = struct.pack(f"<{len(values)}{code}", *values)
     scene["bufferViews"].append({"buffer": len(scene["buffers"]), "byteLength": len(content)})
     scene["buffers"].append({"byteLength": len(content), "uri": uri(content)})
-    count = len(values) // {"VEC3": 3, "VEC4": 4, "MAT4": 16}[kind]
+    count = len(values) // {"VEC2": 2, "VEC3": 3, "VEC4": 4, "MAT4": 16}[kind]
     scene["accessors"].append({"bufferView": len(scene["bufferViews"]) - 1, "type": kind,
                                "componentType": {"f": 5126, "H": 5123}[code], "count": count})
     return len(scene["accessors"]) - 1
@@ -145,13 +147,35 @@ class WhatComesIn(ImportTest):
         self.assertIn("color 2 1 0", blocks["one"])
         self.assertIn("color 1.5 1.5 1.5", blocks["one"])
 
+    def test_a_second_set_of_coordinates_is_kept_where_all_pictures_use_it(self):
+        second = [0.125 * i for i in range(8)]
+        moved = {"index": 0, "extensions": {"KHR_texture_transform": {"texCoord": 1}}}
+        def change(scene):
+            attributes = scene["meshes"][0]["primitives"][0]["attributes"]
+            attributes["TEXCOORD_1"] = add_array(scene, "f", "VEC2", *second)
+            scene["images"], scene["textures"] = [{"uri": uri(PIXEL, "image/png")}], [{"source": 0}]
+            paint = scene["materials"][0]
+            paint["pbrMetallicRoughness"]["baseColorTexture"] = moved
+            paint["normalTexture"] = {"index": 0, "texCoord": 1}
+            paint["extensions"] = {"KHR_materials_sheen": {"sheenColorTexture": {"index": 0}}}
+        self.changed(change)
+        summary = self.imported()
+        self.assertEqual(summary["approximated"], [])
+        self.assertEqual(summary["dropped"], ["sheenColorTexture of material paint"])
+        kept = struct.unpack("<8f", self.bytes_of("square/geometry/square.mesh")[72:104])
+        self.assertEqual(kept[::2], tuple(second[::2]))
+        with open(self.path("square.gltf")) as file:
+            mixed = json.load(file)
+        mixed["materials"][0]["normalTexture"]["texCoord"] = 0
+        self.write("square.gltf", mixed)
+        self.assertEqual(self.imported("--force")["approximated"],
+                         ["material paint: all pictures use coordinates number 1"])
+
     def test_pictures_are_scaled_turned_and_moved_as_gltf_says(self):
-        pixel = base64.b64decode("iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAAAAAA6fptVAAAACklEQVR4nGNgAAAAAgABSK+kcQ"
-                                 "AAAABJRU5ErkJggg==")
         x, y, turn, wide, high = 0.3, -0.2, 0.5, 2, 3
         def change(scene):
             scene["extensionsUsed"] = ["KHR_texture_transform"]
-            scene["images"] = [{"uri": uri(pixel, "image/png")}]
+            scene["images"] = [{"uri": uri(PIXEL, "image/png")}]
             scene["samplers"] = [{"wrapS": 33071, "wrapT": 33648}]
             scene["textures"] = [{"source": 0, "sampler": 0}]
             scene["materials"][0]["pbrMetallicRoughness"]["baseColorTexture"] = {
@@ -266,8 +290,9 @@ class WhatComesIn(ImportTest):
         self.assertEqual(sorted(os.listdir(self.path("square"))), ["frame_0001", "frame_0002"])
         self.assertIn("matrix 1 0 0 1 ", self.text("frame_0001/geometry/objects.mh"))
         self.assertIn("matrix 1 0 0 2 ", self.text("frame_0002/geometry/objects.mh"))
-        meshes = [os.stat(self.path(f"square/frame_000{n}/geometry/square.mesh")) for n in (1, 2)]
-        self.assertEqual(meshes[0].st_ino, meshes[1].st_ino)
+        for shared in ("geometry/square.mesh", "camera/cameras.mh"):
+            one, other = (os.stat(self.path(f"square/frame_000{n}/{shared}")) for n in (1, 2))
+            self.assertEqual(one.st_ino, other.st_ino)
         self.imported("--time", "0.25", "--force")
         self.assertIn("matrix 1 0 0 1 ", self.text("geometry/objects.mh"))
 

@@ -11,8 +11,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <set>
 
 #include <assimp/DefaultLogger.hpp>
+#include <assimp/IOStream.hpp>
 #include <assimp/Importer.hpp>
 #include <assimp/LogStream.hpp>
 #include <assimp/importerdesc.h>
@@ -38,14 +40,23 @@ int list_formats() {
     return 0;
 }
 
-// Faces with indices beyond the vertices are left out by the library, with this warning alone.
-class LostFaces : public Assimp::LogStream {
+// What the library leaves out and says nowhere but in its log.
+class Log : public Assimp::LogStream {
 public:
     void write(const char* message) override {
-        found = found || std::strstr(message, "out-of-range indices") != nullptr;
+        if (std::strstr(message, "out-of-range indices") != nullptr)
+            fault = "has faces with indices beyond their vertices";
+        if (std::strstr(message, "Ignoring empty face") != nullptr)
+            fault = "has faces without corners";
+        if (std::strncmp(message, "Error", 5) != 0 || errors.size() == kMost) return;
+        const char* const text = std::strstr(message, ": ");
+        errors.insert(text == nullptr ? message : text + 2);
     }
 
-    bool found = false;
+    static constexpr std::size_t kMost = 8;
+    static constexpr unsigned kLevels = Assimp::Logger::Warn | Assimp::Logger::Err;
+    std::string fault;
+    std::set<std::string> errors;
 };
 
 const aiScene* read(Assimp::Importer& importer, const std::string& name) {
@@ -57,30 +68,50 @@ const aiScene* read(Assimp::Importer& importer, const std::string& name) {
                                        | aiProcess_GlobalScale | aiProcess_ValidateDataStructure);
 }
 
+std::string reason_of(const std::string& error) {
+    const bool memory = error.find("bad_alloc") != error.npos;
+    return memory ? "claims more memory than its reader may take" : error;
+}
+
+std::string one_line(const std::string& text) {
+    return text.substr(0, text.find_first_of("\r\n"));
+}
+
+std::string content_of(mh::FolderFiles& files, const std::string& name) {
+    Assimp::IOStream* const file = files.Open(name.c_str(), "rb");
+    if (file == nullptr) return {};
+    std::string content(file->FileSize(), '\0');
+    if (file->Read(content.data(), 1, content.size()) != content.size()) content.clear();
+    files.Close(file);
+    return content;
+}
+
 mh::ImportAnswer answer_for(const std::string& name, mh::FolderFiles& files, double seconds) {
     Assimp::Importer importer;
     importer.SetIOHandler(&files);
     mh::ImportAnswer answer;
-    LostFaces lost;
+    Log log;
     Assimp::DefaultLogger::create("", Assimp::Logger::NORMAL, 0);
-    Assimp::DefaultLogger::get()->attachStream(&lost, Assimp::Logger::Warn);
+    Assimp::DefaultLogger::get()->attachStream(&log, Log::kLevels);
     const aiScene* const scene = read(importer, name);
-    Assimp::DefaultLogger::get()->detachStream(&lost, Assimp::Logger::Warn);
+    Assimp::DefaultLogger::get()->detachStream(&log, Log::kLevels);
     const std::string extension = extension_of(name);
     const bool strict = extension == "gltf" || extension == "glb";
     if (strict && !files.outside().empty())
         answer.fault = "names " + files.outside() + ", which lies outside its folder";
     else if (scene == nullptr)
-        answer.fault = importer.GetErrorString();
-    else if (lost.found)
-        answer.fault = "has faces with indices beyond their vertices";
+        answer.fault = reason_of(importer.GetErrorString());
+    else if (!log.fault.empty())
+        answer.fault = log.fault;
     else if (scene->mRootNode == nullptr)
         answer.fault = "holds no scene";
     if (answer.fault.empty()) {
         mh::PoseScene(const_cast<aiScene&>(*scene), seconds);
         answer.scene.duration_s = mh::DurationOf(*scene);
         mh::ReadScene(*scene, extension, answer.scene);
-        if (strict) mh::ReadGltfExtensions(files, name, answer.scene);
+        if (strict) mh::ReadGltfExtensions(content_of(files, name), answer.scene);
+        for (const std::string& error : log.errors)
+            answer.scene.dropped.push_back("what the reader could not use: " + one_line(error));
         if (!strict && !files.outside().empty())
             answer.scene.dropped.push_back("file " + files.outside()
                                            + ", which lies outside the folder");

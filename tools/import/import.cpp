@@ -10,6 +10,7 @@
 #include "import/vertex_colors.h"
 #include "import/write_scene.h"
 #include "math/input_file.h"
+#include "output/file_writer.h"
 #include "pictures/convert.h"
 #include "render.h"
 
@@ -168,10 +169,26 @@ std::string frame_name(int frame) {
     return kFrame + std::string(digits.size() < 4 ? 4 - digits.size() : 0, '0') + digits;
 }
 
+// The camera that is added stands still, and sees what all frames hold.
+std::string share_camera(const std::vector<std::string>& folders, const Extent& seen) {
+    const std::string first = folders[0] + '/' + kCameraFile;
+    const std::string fault = ReplaceFile(first, CameraOfAll(seen));
+    if (!fault.empty()) return "cannot write " + first + ": " + fault;
+    for (std::size_t i = 1; i < folders.size(); ++i) {
+        const std::string path = folders[i] + '/' + kCameraFile;
+        std::error_code error;
+        fs::copy_file(first, path, fs::copy_options::overwrite_existing, error);
+        if (error) return "cannot write " + path + ": " + error.message();
+        share_files(fs::path(folders[i - 1]) / "camera", fs::path(folders[i]) / "camera");
+    }
+    return {};
+}
+
 // A scene for each frame below the directory.
 int import_frames(const Arguments& arguments, Import& import, const std::string& directory) {
     constexpr double kUsualRate = 24.0;
-    std::string previous;
+    std::vector<std::string> folders;
+    Extent seen;
     for (int frame = (*arguments.frames)[0]; frame < (*arguments.frames)[1]; ++frame) {
         const std::string file = import.file;
         import = import_of(arguments);
@@ -183,10 +200,13 @@ int import_frames(const Arguments& arguments, Import& import, const std::string&
             return fail(kNotWritten, "cannot make " + folder + ": " + error.message());
         const int status = import_into(import, folder);
         if (status != kDone) return status;
-        if (!previous.empty()) share_files(previous, folder);
-        previous = folder;
+        if (!folders.empty()) share_files(folders.back(), folder);
+        folders.push_back(folder);
+        seen = Joined(seen, import.mapped.seen);
     }
-    return kDone;
+    if (import.mapped.has_camera) return kDone;
+    const std::string fault = share_camera(folders, seen);
+    return fault.empty() ? kDone : fail(kNotWritten, fault);
 }
 
 int import_started(const Arguments& arguments) {

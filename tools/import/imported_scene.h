@@ -5,7 +5,9 @@
 
 #include "math/vec3.h"
 
+#include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -67,6 +69,13 @@ struct ImportedMaterial {
     std::uint32_t unlit = 0; // 1: the base colour is shown as it stands
     std::array<ImportedMap, kMapKinds> maps;
 };
+
+// Index of a dielectric that reflects f0 straight on.
+inline float ior_of_reflectance(float f0) {
+    constexpr float kLargest = 0.9f;
+    const float root = std::sqrt(std::clamp(f0, 0.0f, kLargest));
+    return (1.0f + root) / (1.0f - root);
+}
 
 struct ImportedMesh {
     std::string name;

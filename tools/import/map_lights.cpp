@@ -95,20 +95,17 @@ std::string camera_text(const std::string& head, int width, int height, const Vi
 
 constexpr int kWidth = 960, kHeight = 540;
 
-// From the front, the right and above, as near as the box fits that stands square to the view.
-std::string camera_of_all(const ImportedScene& scene, const Placed& placed) {
-    constexpr double kFov = 35.0, kMargin = 1.08;
-    const Vec3 back = normalize(Vec3{0.45f, -0.8f, 0.4f});
-    const Vec3 right = normalize(cross(Vec3{0, 0, 1}, back)), up = cross(back, right);
-    const Extent seen = ExtentOf(
-        scene, placed, {right.x, right.y, right.z, up.x, up.y, up.z, back.x, back.y, back.z});
-    const Vec3 half = 0.5f * (seen.high - seen.low), m = 0.5f * (seen.high + seen.low);
-    const Vec3 middle = m.x * right + m.y * up + m.z * back;
-    const double across = std::tan(0.5 * kFov / kDegrees), high = across * kHeight / kWidth;
-    const double distance = half.z + kMargin * std::max(half.x / across, half.y / high);
-    const View view = {middle + static_cast<float>(distance) * back, middle, {0, 0, 1}, kFov};
-    return camera_text("# The file has no camera: this one sees all of it.\n", kWidth, kHeight,
-                       view);
+// From the front, the right and above.
+struct Axes {
+    Vec3 back = normalize(Vec3{0.45f, -0.8f, 0.4f});
+    Vec3 right = normalize(cross(Vec3{0, 0, 1}, back)), up = cross(back, right);
+};
+
+Extent seen_of_all(const ImportedScene& scene, const Placed& placed) {
+    const Axes a;
+    return ExtentOf(
+        scene, placed,
+        {a.right.x, a.right.y, a.right.z, a.up.x, a.up.y, a.up.z, a.back.x, a.back.y, a.back.z});
 }
 
 // False for a camera that looks nowhere.
@@ -164,7 +161,27 @@ std::string MapCameras(const ImportedScene& scene, const Placed& placed, MappedS
         if (!map_camera(camera, stand_on(placed, camera.node), text))
             mapped.dropped.push_back("camera " + camera.name + ", which looks nowhere");
     mapped.has_camera = !text.empty();
-    return mapped.has_camera ? text : camera_of_all(scene, placed);
+    if (mapped.has_camera) return text;
+    mapped.seen = seen_of_all(scene, placed);
+    return CameraOfAll(mapped.seen);
+}
+
+Extent Joined(const Extent& a, const Extent& b) {
+    if (a.low.x > a.high.x) return b;
+    return b.low.x > b.high.x ? a : Extent{min(a.low, b.low), max(a.high, b.high)};
+}
+
+// As near as the box fits that stands square to the view.
+std::string CameraOfAll(const Extent& seen) {
+    constexpr double kFov = 35.0, kMargin = 1.08;
+    const Axes axes;
+    const Vec3 half = 0.5f * (seen.high - seen.low), m = 0.5f * (seen.high + seen.low);
+    const Vec3 middle = m.x * axes.right + m.y * axes.up + m.z * axes.back;
+    const double across = std::tan(0.5 * kFov / kDegrees), high = across * kHeight / kWidth;
+    const double distance = half.z + kMargin * std::max(half.x / across, half.y / high);
+    const View view = {middle + static_cast<float>(distance) * axes.back, middle, {0, 0, 1}, kFov};
+    return camera_text("# The file has no camera: this one sees all of it.\n", kWidth, kHeight,
+                       view);
 }
 
 } // namespace mh

@@ -403,11 +403,12 @@ void volume(Shading& s) {
     line(s, 1, "end");
 }
 
-// The set of coordinates of the first map; the part has one.
+// The set of coordinates of the first map that is shown; the part has one.
 std::int32_t uv_set_of(const Shading& s) {
     std::int32_t set = -1;
     for (const ImportedMap& map : s.material.maps) {
-        if (map.image < 0) continue;
+        const bool is_coat = &map == &map_of(s.material, MapKind::clearcoat);
+        if (map.image < 0 || is_coat) continue;
         const auto wanted = static_cast<std::int32_t>(std::min(map.uv_set, 1000u));
         if (set >= 0 && wanted != set)
             s.mapped.approximated.push_back("material " + s.name

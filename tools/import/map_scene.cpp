@@ -56,7 +56,7 @@ MappedScene MapScene(const ImportedScene& scene, const MapOptions& options) {
     mapped.has_light = !scene.lights.empty() || !options.studio;
     mapped.texts.push_back(
         {"light/lights.mh", MapLights(scene, placed, materials.emissive, mapped)});
-    mapped.texts.push_back({"camera/cameras.mh", MapCameras(scene, placed, mapped)});
+    mapped.texts.push_back({kCameraFile, MapCameras(scene, placed, mapped)});
     mapped.texts.push_back({"geometry/objects.mh", MapObjects(scene, placed, materials, mapped)});
     return mapped;
 }

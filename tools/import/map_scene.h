@@ -46,6 +46,11 @@ struct MapOptions {
     bool studio = true; // light where the file has none
 };
 
+// A box; low above high for nothing.
+struct Extent {
+    Vec3 low = {1.0f, 1.0f, 1.0f}, high = {-1.0f, -1.0f, -1.0f};
+};
+
 struct MappedScene {
     std::vector<TextFile> texts;
     std::vector<MeshFile> meshes;
@@ -53,6 +58,7 @@ struct MappedScene {
     std::vector<std::string> approximated, dropped;
     std::size_t instances = 0, lamps = 0;
     bool has_camera = false, has_light = false; // of the file's own
+    Extent seen;                                // by the added camera, along its axes
 };
 
 MappedScene MapScene(const ImportedScene& scene, const MapOptions& options);
@@ -83,18 +89,19 @@ Placed PlaceNodes(const ImportedScene& scene);
 std::string MapObjects(const ImportedScene& scene, const Placed& placed,
                        const MaterialText& materials, MappedScene& mapped);
 
-// The box around all that is placed; low above high for nothing.
-struct Extent {
-    Vec3 low = {1.0f, 1.0f, 1.0f}, high = {-1.0f, -1.0f, -1.0f};
-};
-
-// Along the rows of a matrix.
+// All that is placed, along the rows of a matrix.
 Extent ExtentOf(const ImportedScene& scene, const Placed& placed,
                 const Linear& axes = {1, 0, 0, 0, 1, 0, 0, 0, 1});
 
 std::string MapLights(const ImportedScene& scene, const Placed& placed, std::size_t emissive,
                       MappedScene& mapped);
 std::string MapCameras(const ImportedScene& scene, const Placed& placed, MappedScene& mapped);
+
+constexpr const char* kCameraFile = "camera/cameras.mh";
+
+// The block of the camera that is added where a file has none.
+std::string CameraOfAll(const Extent& seen);
+Extent Joined(const Extent& a, const Extent& b);
 
 // Numbers as short as they read back to the same float.
 std::string NumberText(double value);

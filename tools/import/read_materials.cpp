@@ -155,7 +155,7 @@ void read_specular_glossiness(const aiMaterial& from, float gloss, ImportedMater
     constexpr float kMetal = 0.5f; // reflectance that no dielectric has
     material.roughness = 1.0f - gloss;
     if (max_channel(specular) < kMetal) {
-        material.ior = IorOfReflectance(max_channel(specular));
+        material.ior = ior_of_reflectance(max_channel(specular));
         return;
     }
     material.base = specular;
@@ -174,7 +174,7 @@ void read_phong(const aiMaterial& from, ImportedMaterial& material) {
         return;
     }
     material.roughness = std::pow(2.0f / (exponent + 2.0f), 0.25f);
-    material.ior = IorOfReflectance(kReflectanceOfSpecular * std::min(level, 1.0f));
+    material.ior = ior_of_reflectance(kReflectanceOfSpecular * std::min(level, 1.0f));
 }
 
 void read_surface(const aiMaterial& from, ImportedMaterial& material) {
@@ -249,12 +249,6 @@ bool has_occlusion(const aiMaterial& from) {
 }
 
 } // namespace
-
-float IorOfReflectance(float f0) {
-    constexpr float kLargest = 0.9f;
-    const float root = std::sqrt(std::clamp(f0, 0.0f, kLargest));
-    return (1.0f + root) / (1.0f - root);
-}
 
 void ReadMaterials(const aiScene& from, bool is_gltf, ImportedScene& scene) {
     std::map<std::string, std::int32_t> images;

@@ -153,6 +153,15 @@ void read_meshes(Tree& tree) {
                                      + " of points, lines or nothing");
 }
 
+// The library adds a nameless material for meshes without one, whether or not there are such.
+void drop_spare_material(ImportedScene& scene) {
+    if (scene.materials.empty() || !scene.materials.back().name.empty()) return;
+    const std::size_t last = scene.materials.size() - 1;
+    const bool is_used = std::any_of(scene.meshes.begin(), scene.meshes.end(),
+                                     [&](const ImportedMesh& m) { return m.material == last; });
+    if (!is_used) scene.materials.pop_back();
+}
+
 std::int32_t node_named(const Tree& tree, const aiString& name) {
     const auto found = tree.numbers.find(text_of(name));
     return found == tree.numbers.end() ? -1 : found->second;
@@ -219,6 +228,7 @@ void ReadScene(const aiScene& from, const std::string& extension, ImportedScene&
     read_axes(from, extension, scene);
     ReadMaterials(from, tree.is_gltf, scene);
     read_meshes(tree);
+    if (tree.is_gltf) drop_spare_material(scene);
     read_nodes(tree);
     read_lights(tree);
     read_cameras(tree);

@@ -14,8 +14,6 @@ namespace mh {
 void ReadScene(const aiScene& from, const std::string& extension, ImportedScene& scene);
 
 // Materials, and the pictures that they name.
-// Index of a dielectric that reflects f0 straight on.
-float IorOfReflectance(float f0);
 void ReadMaterials(const aiScene& from, bool is_gltf, ImportedScene& scene);
 
 // Moves nodes and shapes to where the file's first animation has them; leaves both as they are
