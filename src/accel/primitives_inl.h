@@ -84,13 +84,15 @@ struct LocalHit {
 template<typename F>
 struct TriangleHits {
     F t, b0, b1, b2, facing;
+    unsigned lanes; // a bit for each one hit
 };
 
-// Tests triangles side by side; a bit for each one hit. With b1 and b2 at least 0, b0 is below 0
-// when one of them is above 1. If one of the three is NaN so is b0, which min() then returns.
+// Tests triangles side by side. With b1 and b2 at least 0, b0 is below 0 when one of them is above
+// 1. If one of the three is NaN so is b0, which min() then returns.
 template<typename F, std::uint32_t N>
-inline unsigned hit_triangles(const WalkTriangles<N>& f, const Triple<F>& origin,
-                              const Triple<F>& direction, float limit, TriangleHits<F>& hits) {
+inline TriangleHits<F> hit_triangles(const WalkTriangles<N>& f, const Triple<F>& origin,
+                                     const Triple<F>& direction, float limit) {
+    TriangleHits<F> hits;
     const Triple<F> to_p0 = load_triple<F>(f.p0) - origin;
     const Triple<F> normal = load_triple<F>(f.normal);
     hits.facing = dot(normal, direction);
@@ -101,9 +103,10 @@ inline unsigned hit_triangles(const WalkTriangles<N>& f, const Triple<F>& origin
     hits.b1 = dot(r, load_triple<F>(f.e2_normal));
     hits.b2 = dot(r, load_triple<F>(f.normal_e1));
     hits.b0 = fill<F>(1.0f) - hits.b1 - hits.b2;
-    return less_equal(fill<F>(kRayEpsilon), hits.t)
-           & less_equal(hits.t, fill<F>(limit - kRayEpsilon))
-           & less_equal(fill<F>(0.0f), min(min(hits.b1, hits.b2), hits.b0));
+    hits.lanes = less_equal(fill<F>(kRayEpsilon), hits.t)
+                 & less_equal(hits.t, fill<F>(limit - kRayEpsilon))
+                 & less_equal(fill<F>(0.0f), min(min(hits.b1, hits.b2), hits.b0));
+    return hits;
 }
 
 // Bilinear parameters from the signed volumes that the ray spans with the four edges; facing is the

@@ -30,11 +30,10 @@ inline bool any_block(const WalkNode<N>& node, unsigned slots, const Visit& visi
     return visit(*reinterpret_cast<const WalkBlock<4>*>(unit));
 }
 
-template<std::uint32_t M, typename F>
-inline unsigned hit_block(const WalkBlock<M>& block, const WalkRay& ray, float limit,
-                          TriangleHits<F>& hits) {
+template<std::uint32_t M, typename F = typename FloatLanes<M>::Type>
+inline TriangleHits<F> hit_block(const WalkBlock<M>& block, const WalkRay& ray, float limit) {
     return hit_triangles(block.triangles, fill<F>(ray.local.origin), fill<F>(ray.local.direction),
-                         limit, hits);
+                         limit);
 }
 
 // All triangles of a bottom node.
@@ -88,26 +87,27 @@ constexpr unsigned kCandidates = 32; // leaves beyond that are tested again in t
 struct Candidates {
     unsigned count = 0;
     Candidate list[kCandidates];
+    std::uint32_t children[kWide]; // of the node just entered; those with one hit are of the list
 };
 
 // Adds the slots with triangles that were hit to those visited, if the ray enters them. Leaves with
-// one hit become candidates among the children, the others stay what they are.
+// one hit become candidates among the children, the others stay what they are in the node.
 template<Walk walk, std::uint32_t N, std::uint32_t M, typename F>
-inline void visit_hits(const WalkNode<N>& node, const WalkBlock<M>& block, unsigned lanes,
+inline void visit_hits(const WalkNode<N>& node, const WalkBlock<M>& block,
                        const TriangleHits<F>& hits, unsigned entered, const WalkQuery& query,
-                       Candidates& candidates, std::uint32_t (&children)[N], unsigned& visited) {
-    while (lanes != 0) {
+                       Candidates& candidates, unsigned& visited) {
+    for (unsigned lanes = hits.lanes; lanes != 0;) {
         const unsigned lane = take_bit(lanes), slot = block.slot[lane];
         if ((entered >> slot & 1u) == 0
             || !may_hit_triangle<walk>(block.index[lane], block.visibility[lane], query))
             continue;
         if ((visited >> slot & 1u) != 0 || candidates.count == kCandidates) {
-            children[slot] = node.child[slot];
+            candidates.children[slot] = node.child[slot];
         } else {
             Candidate& candidate = candidates.list[candidates.count];
             store_hits(block, hits, candidate.hits);
             candidate.lane = lane;
-            children[slot] = candidates.count++ | kWalkCandidate;
+            candidates.children[slot] = candidates.count++ | kWalkCandidate;
         }
         visited |= 1u << slot;
     }
@@ -117,13 +117,12 @@ inline void visit_hits(const WalkNode<N>& node, const WalkBlock<M>& block, unsig
 // as the limit only falls from here on.
 template<Walk walk, std::uint32_t N>
 inline unsigned test_blocks(const WalkNode<N>& node, unsigned entered, const WalkRay& ray,
-                            const WalkQuery& query, Candidates& candidates,
-                            std::uint32_t (&children)[N]) {
+                            const WalkQuery& query, Candidates& candidates) {
     unsigned visited = entered & ~static_cast<unsigned>(node.blocked);
+    __builtin_memcpy(candidates.children, node.child, sizeof node.child);
     any_block(node, entered, [&]<std::uint32_t M>(const WalkBlock<M>& block) {
-        TriangleHits<typename FloatLanes<M>::Type> hits;
-        const unsigned lanes = hit_block(block, ray, query.distance, hits);
-        visit_hits<walk>(node, block, lanes, hits, entered, query, candidates, children, visited);
+        const auto hits = hit_block(block, ray, query.distance);
+        visit_hits<walk>(node, block, hits, entered, query, candidates, visited);
         return false;
     });
     return visited;
@@ -135,12 +134,11 @@ template<Walk walk, std::uint32_t N>
                                    int level, WalkQuery& query) {
     bool any = false;
     any_block(node, 1u << slot, [&]<std::uint32_t M>(const WalkBlock<M>& block) {
-        TriangleHits<typename FloatLanes<M>::Type> hits;
-        unsigned lanes = hit_block(block, ray, query.distance, hits);
-        if (lanes == 0) return false;
+        const auto hits = hit_block(block, ray, query.distance);
+        if (hits.lanes == 0) return false;
         BlockHits stored;
         store_hits(block, hits, stored);
-        while (lanes != 0) {
+        for (unsigned lanes = hits.lanes; lanes != 0;) {
             const unsigned lane = take_bit(lanes);
             if (block.slot[lane] == slot
                 && may_hit_triangle<walk>(block.index[lane], block.visibility[lane], query))
@@ -199,9 +197,7 @@ inline bool occluded_by_blocks(const WalkNode<N>& node, unsigned slots, const Wa
                                WalkQuery& query) {
     return any_block(node, slots, [&]<std::uint32_t M>(const WalkBlock<M>& block) {
         query.primitives += block.used;
-        TriangleHits<typename FloatLanes<M>::Type> hits;
-        const unsigned lanes = hit_block(block, ray, query.distance, hits);
-        return any_occludes<walk>(block, lanes, slots, query);
+        return any_occludes<walk>(block, hit_block(block, ray, query.distance).lanes, slots, query);
     });
 }
 

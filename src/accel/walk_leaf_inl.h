@@ -101,9 +101,9 @@ inline bool may_hit_tetragon(std::uint32_t index, std::uint8_t visibility, const
 template<Walk walk>
 inline bool test_triangle(const WalkPrimitive& p, const LocalRay& ray, const WalkQuery& query,
                           LocalHit& hit) {
-    TriangleHits<float> hits;
-    if (hit_triangles(p.triangle, ray.origin, ray.direction, query.distance, hits) == 0)
-        return false;
+    const TriangleHits<float> hits =
+        hit_triangles(p.triangle, ray.origin, ray.direction, query.distance);
+    if (hits.lanes == 0) return false;
     hit = {hits.t, hits.b0, hits.b1, hits.b2, hits.facing < 0.0f};
     return may_hit_triangle<walk>(p.index, p.visibility, query);
 }

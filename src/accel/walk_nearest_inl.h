@@ -66,18 +66,16 @@ template<Walk walk, std::uint32_t N>
 inline bool enter_node(const WalkNode<N>& node, const WalkRay& ray, const WalkQuery& query,
                        Candidates& candidates, StackKey& nearest, StackKey*& top) {
     alignas(32) float entries[N], exits[N];
-    unsigned entered =
+    const unsigned entered =
         enter_children(node, ray, query.distance, entries, walk == Walk::probe ? exits : nullptr);
     if ((entered & node.blocked) == 0) {
         if (entered == 0) return false;
         nearest = nearest_child<walk>(node.child, entered, entries, exits, top);
         return true;
     }
-    std::uint32_t children[N];
-    __builtin_memcpy(children, node.child, sizeof children);
-    entered = test_blocks<walk>(node, entered, ray, query, candidates, children);
-    if (entered == 0) return false;
-    nearest = nearest_child<walk>(children, entered, entries, exits, top);
+    const unsigned visited = test_blocks<walk>(node, entered, ray, query, candidates);
+    if (visited == 0) return false;
+    nearest = nearest_child<walk>(candidates.children, visited, entries, exits, top);
     return true;
 }
 
@@ -87,17 +85,15 @@ template<Walk walk, std::uint32_t N>
 inline bool enter_bottom(const WalkNode<N>& node, const WalkRay& ray, const WalkQuery& query,
                          Candidates& candidates, StackKey& nearest, StackKey*& top) {
     const WalkBlock<N>& block = bottom_block(node);
-    TriangleHits<typename FloatLanes<N>::Type> hits;
-    const unsigned lanes = hit_block(block, ray, query.distance, hits);
-    if (lanes == 0) return false;
+    const auto hits = hit_block(block, ray, query.distance);
+    if (hits.lanes == 0) return false;
     alignas(32) float entries[N], exits[N];
     const unsigned entered =
         enter_children(node, ray, query.distance, entries, walk == Walk::probe ? exits : nullptr);
-    std::uint32_t children[N];
     unsigned visited = 0;
-    visit_hits<walk>(node, block, lanes, hits, entered, query, candidates, children, visited);
+    visit_hits<walk>(node, block, hits, entered, query, candidates, visited);
     if (visited == 0) return false;
-    nearest = nearest_child<walk>(children, visited, entries, exits, top);
+    nearest = nearest_child<walk>(candidates.children, visited, entries, exits, top);
     return true;
 }
 

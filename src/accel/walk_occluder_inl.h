@@ -92,8 +92,7 @@ inline bool occluded_in_bottom(const WalkNode<N>& node, const WalkRay& ray, Walk
     ++query.nodes;
     ++query.leaves; // all of them as one
     query.primitives += block.used;
-    TriangleHits<typename FloatLanes<N>::Type> hits;
-    const unsigned lanes = hit_block(block, ray, query.distance, hits);
+    const unsigned lanes = hit_block(block, ray, query.distance).lanes;
     if (lanes == 0) return false;
     const unsigned entered = enter_children(node, ray, query.distance, nullptr, nullptr);
     return any_occludes<Walk::occlude>(block, lanes, entered, query);
