@@ -1,8 +1,9 @@
 // Whole frames of the room example: their rate on one and two threads, the error of gathering and
-// of path tracing after equal time, photons, and the tree of caustic photons.
+// of path tracing after equal time, photons, the tree of caustic photons, and checkpoints.
 // SPDX-License-Identifier: MIT
 #include "frame/phases.h"
 #include "integrate/caustics.h"
+#include "integrate/frame_sums.h"
 #include "integrate/pixel_loop.h"
 #include "integrate/renderer.h"
 #include "integrate/state.h"
@@ -11,16 +12,19 @@
 #include "math/random.h"
 #include "output/state.h"
 #include "pictures.h"
+#include "pieces/checkpoint.h"
 #include "run/state.h"
-#include "timing.h"
+#include "turns.h"
 
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
 
 #include <omp.h>
+#include <unistd.h>
 
 namespace mh::bench {
 
@@ -43,11 +47,9 @@ void open_room(bool path_tracing, int size, int frames) {
     RendererSettings.ray_depth = 12;
 }
 
-double render_frames(int frames) {
-    const double start = seconds(CLOCK_MONOTONIC);
+void render_frames(int frames) {
     for (int i = 0; i < frames; ++i)
         RenderPixels(static_cast<std::uint32_t>(i));
-    return seconds(CLOCK_MONOTONIC) - start;
 }
 
 Picture render_room(bool path_tracing, int size, int frames) {
@@ -70,10 +72,7 @@ void bench_frames(bool path_tracing) {
     for (const int threads : {1, 2}) {
         omp_set_num_threads(threads);
         RayStatistics = {};
-        std::vector<double> times;
-        for (int i = 0; i < runs; ++i)
-            times.push_back(render_frames(1));
-        const double time = median(times);
+        const double time = MedianSeconds({{"frame", [](int) { render_frames(1); }}}, runs)[0];
         if (threads == 1) single = time;
         std::printf(
             "  %-12s %d thread(s): %7.3f s a frame, %6.2f M rays/s, %.2f times one thread\n",
@@ -109,9 +108,7 @@ void bench_photons() {
     double single = 0.0;
     for (const int threads : {1, 2}) {
         omp_set_num_threads(threads);
-        const double start = seconds(CLOCK_MONOTONIC);
-        InitializeRenderer();
-        const double time = seconds(CLOCK_MONOTONIC) - start;
+        const double time = MedianSeconds({{"photons", [](int) { InitializeRenderer(); }}}, 1)[0];
         if (threads == 1) single = time;
         std::printf("  %d photons, %d thread(s): %.3f s, %.2f times one thread\n", photons, threads,
                     time, single / time);
@@ -125,11 +122,48 @@ void bench_photons() {
     RendererSettings.radius = 0.01f;
     for (const int threads : {1, 2}) {
         omp_set_num_threads(threads);
-        const double start = seconds(CLOCK_MONOTONIC);
-        BuildPhotonTree();
         std::printf("  tree of %d caustic photons, %d thread(s): %.3f s\n", photons, threads,
-                    seconds(CLOCK_MONOTONIC) - start);
+                    MedianSeconds({{"tree", [](int) { BuildPhotonTree(); }}}, 1)[0]);
     }
+    CloseScene();
+}
+
+// That this thread was ready to run, and no core was free.
+double seconds_in_queue() {
+    std::ifstream file("/proc/thread-self/schedstat");
+    double running = 0.0, waiting = 0.0; // ns
+    file >> running >> waiting;
+    return 1e-9 * waiting;
+}
+
+// The room's three images in full HD after a frame, as they are, and as the sums that a seed keeps.
+void bench_checkpoint(bool seeded) {
+    open_room(true, 16, 1);
+    Camera& camera = Cameras[0];
+    camera.width = brief ? 32 : 1920, camera.height = brief ? 18 : 1080;
+    RendererSettings.seed = seeded ? 1 : -1;
+    RendererSettings.bounce = 1;
+    Initialize();
+    StartFrameSums();
+    render_frames(1);
+    if (seeded) AddFrameToSums();
+    const std::string path =
+        (std::filesystem::temp_directory_path() / ("frame_bench_" + std::to_string(getpid())))
+            .string();
+    std::vector<double> waits, times;
+    const auto write = [&](int) {
+        const double before = seconds_in_queue();
+        if (!WriteCheckpoint(path, TakeCheckpoint(0)).empty()) std::exit(1);
+        waits.push_back(seconds_in_queue() - before);
+    };
+    for (const Clock clock : {Clock::wall, Clock::process})
+        times.push_back(MedianSeconds({{"write", write, nullptr, 1, clock}}, brief ? 1 : 7)[0]);
+    std::printf("  %s, %.1f MB: %.3f s, of which a core was busy elsewhere %.3f s; %.3f s of "
+                "processor time\n",
+                seeded ? "sums" : "means",
+                1e-6 * static_cast<double>(std::filesystem::file_size(path)), times[0],
+                median(waits), times[1]);
+    std::filesystem::remove(path);
     CloseScene();
 }
 
@@ -148,6 +182,9 @@ int main(int argc, char** argv) {
     const bool agree = bench_errors();
     std::printf("photons\n");
     bench_photons();
+    std::printf("checkpoints\n");
+    bench_checkpoint(false);
+    bench_checkpoint(true);
     std::cout.rdbuf(console);
     if (!agree) std::printf("the modes disagree\n");
     return agree ? 0 : 1;

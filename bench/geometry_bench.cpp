@@ -14,7 +14,7 @@
 #include "math/roots.h"
 #include "shading/images.h"
 #include "shading/state.h"
-#include "timing.h"
+#include "turns.h"
 #ifdef MOONHARE_EMBREE
 #include "accel/state.h"
 #include "embree_side.h"
@@ -46,16 +46,8 @@ int runs() {
 }
 
 // Median wall seconds of `work`, each run after a `prepare` that is not timed.
-template<typename Prepare, typename Work>
-double median_seconds(Prepare prepare, Work work) {
-    std::vector<double> times;
-    for (int run = 0; run < runs(); ++run) {
-        prepare();
-        const double start = seconds(CLOCK_MONOTONIC);
-        work();
-        times.push_back(seconds(CLOCK_MONOTONIC) - start);
-    }
-    return median(times);
+double median_seconds(std::function<void()> prepare, const std::function<void()>& work) {
+    return MedianSeconds({{"task", [=](int) { work(); }, std::move(prepare)}}, runs())[0];
 }
 
 // A field of /proc/self/status that is given in kB.
@@ -151,21 +143,17 @@ double share_of_hits(const std::vector<BenchRay>& rays, Query query, IsHit is_hi
 template<typename Ours, typename Theirs>
 void time_rays(const char* kind, const std::vector<BenchRay>& rays,
                const std::vector<EmbreeScene>& others, Ours ours, Theirs theirs) {
-    std::vector<double> own;
-    std::vector<std::vector<double>> times(others.size());
-    for (int run = 0; run < runs(); ++run) {
-        own.push_back(pass_seconds(rays, ours));
-        for (std::size_t i = 0; i < others.size(); ++i)
-            times[i].push_back(
-                pass_seconds(rays, [&](const BenchRay& ray) { return theirs(others[i], ray); }));
-    }
-    std::size_t best = 0;
-    for (std::size_t i = 1; i < others.size(); ++i)
-        if (median(times[i]) < median(times[best])) best = i;
+    std::vector<Task> tasks = {pass_of("moonhare", rays, ours)};
+    for (const EmbreeScene& other : others)
+        tasks.push_back(pass_of(other.name, rays, [&other, theirs](const BenchRay& ray) {
+            return theirs(other, ray);
+        }));
+    const std::vector<double> times = MedianSeconds(tasks, runs());
+    const auto best = std::min_element(times.begin() + 1, times.end());
     const double millions = 1e-6 * static_cast<double>(rays.size());
-    std::printf("  %-8s %.2f M/s, Embree %.2f M/s, ratio %.2f (%s)\n", kind, millions / median(own),
-                millions / median(times[best]), median(times[best]) / median(own),
-                others[best].name.c_str());
+    std::printf("  %-8s %.2f M/s, Embree %.2f M/s, ratio %.2f (%s)\n", kind, millions / times[0],
+                millions / *best, *best / times[0],
+                others[to_size(best - times.begin()) - 1].name.c_str());
 }
 
 template<typename Ours, typename Theirs>
@@ -380,6 +368,5 @@ int main(int argc, char** argv) {
     bench_reading_and_smoothing(terrain);
     bench_displacement();
     std::cout.rdbuf(console);
-    std::printf("smallest share of the processor in a pass of rays: %.2f\n", busy_share);
     return 0;
 }

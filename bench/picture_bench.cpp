@@ -11,7 +11,7 @@
 #include "pictures.h"
 #include "run/state.h"
 #include "shading/images.h"
-#include "timing.h"
+#include "turns.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -42,15 +42,8 @@ struct Options {
 
 Options options;
 
-template<typename Step>
-double median_seconds(const Step& step) {
-    std::vector<double> times;
-    for (int i = 0; i < options.runs; ++i) {
-        const double start = seconds(CLOCK_MONOTONIC);
-        step();
-        times.push_back(seconds(CLOCK_MONOTONIC) - start);
-    }
-    return median(times);
+double median_seconds(const std::function<void()>& step) {
+    return MedianSeconds({{"step", [&](int) { step(); }}}, options.runs)[0];
 }
 
 // The first start of the process, which fills the tables that later ones find.
@@ -102,7 +95,7 @@ void bench_look_ups(int channels, float tiles) {
     for (int pass = 0; pass < passes; ++pass) {
         const double start = seconds(CLOCK_THREAD_CPUTIME_ID);
         for (const Vec2& place : places)
-            keep(sample_texture(image, place, element).x);
+            benchmark::DoNotOptimize(sample_texture(image, place, element).x);
         best = std::min(best, seconds(CLOCK_THREAD_CPUTIME_ID) - start);
     }
     std::printf("  bilinear look-up, %d channel(s), %s: %.2f ns\n", channels,

@@ -1,13 +1,13 @@
 // Rays per second of the walks, beside Embree's single-ray calls when it is there: primary,
-// diffuse-bounce and shadow rays on five scenes, one and two pinned threads, medians of interleaved
-// runs.
+// diffuse-bounce and shadow rays on five scenes, one and two pinned threads, medians of runs
+// by turns.
 // SPDX-License-Identifier: MIT
 #include "accel/walk.h"
 #include "geometry/state.h"
 #include "math/at.h"
 #include "math/constants.h"
 #include "rays.h"
-#include "timing.h"
+#include "turns.h"
 #ifdef MOONHARE_EMBREE
 #include "accel/state.h"
 #include "embree_side.h"
@@ -20,8 +20,6 @@
 #include <cstring>
 #include <functional>
 #include <iostream>
-
-#include <sched.h>
 
 namespace mh::bench {
 
@@ -67,33 +65,30 @@ void check_agreement(const std::string& name, const EmbreeScene& other, const Ra
 
 std::vector<int> processors; // one or two, for as many threads
 
+// A pass over some rays on so many threads.
+using MakePass = std::function<Task(std::span<const BenchRay>, int threads)>;
+
 struct Contestant {
     std::string name;
-    // Seconds of a pass on one or two threads.
-    std::function<double(const std::vector<BenchRay>&, int threads)> closest, shadow;
+    MakePass closest, shadow;
 };
 
 template<typename Query>
-auto timed(Query query) {
-    return [query](const std::vector<BenchRay>& rays, int threads) {
-        return threads == 1 ? pass_seconds(rays, query)
-                            : pass_seconds_of_two(rays, {processors[0], processors[1]}, query);
+MakePass passes_of(const std::string& name, Query query) {
+    return [=](std::span<const BenchRay> rays, int threads) {
+        return pass_of(name, rays, query, threads);
     };
 }
 
 // Millions of rays per second of each contestant.
 std::vector<double> rates_of(const std::vector<BenchRay>& rays, bool shadow, int threads,
                              const std::vector<Contestant>& contestants) {
-    std::vector<std::vector<double>> times(contestants.size());
-    for (int run = -1; run < runs; ++run) // the first one warms up
-        for (std::size_t i = 0; i < contestants.size(); ++i) {
-            const Contestant& c = contestants[i];
-            const double time = (shadow ? c.shadow : c.closest)(rays, threads);
-            if (run >= 0) times[i].push_back(time);
-        }
+    std::vector<Task> tasks;
+    for (const Contestant& c : contestants)
+        tasks.push_back((shadow ? c.shadow : c.closest)(rays, threads));
     std::vector<double> rates;
-    for (const auto& list : times)
-        rates.push_back(1e-6 * static_cast<double>(rays.size()) / median(list));
+    for (const double time : MedianSeconds(tasks, runs))
+        rates.push_back(1e-6 * static_cast<double>(rays.size()) / time);
     return rates;
 }
 
@@ -124,16 +119,18 @@ void run_scene(const Scene& scene) {
     double build_seconds = 0.0;
     silently([&] { build_seconds = LoadScene(scene); });
     const RaySets rays = MakeRays(scene, side);
-    std::vector<Contestant> contestants = {{"moonhare", timed(our_closest), timed(our_occluded)}};
+    std::vector<Contestant> contestants = {
+        {"moonhare", passes_of("moonhare", our_closest), passes_of("moonhare", our_occluded)}};
     std::printf("%s: tree %.3f s", scene.name.c_str(), build_seconds);
 #ifdef MOONHARE_EMBREE
     std::vector<EmbreeScene> others = MakeEmbreeScenes(scene);
     check_agreement(scene.name, others[0], rays);
     for (const EmbreeScene& other : others) {
         std::printf(", %s %.3f s", other.name.c_str(), other.build_seconds);
+        const auto closest = [&](const BenchRay& ray) { return embree_closest(other, ray); };
+        const auto occluded = [&](const BenchRay& ray) { return embree_occluded(other, ray); };
         contestants.push_back(
-            {other.name, timed([&](const BenchRay& r) { return embree_closest(other, r); }),
-             timed([&](const BenchRay& r) { return embree_occluded(other, r); })});
+            {other.name, passes_of(other.name, closest), passes_of(other.name, occluded)});
     }
 #endif
     std::printf("\n");
@@ -146,14 +143,6 @@ void run_scene(const Scene& scene) {
 #endif
 }
 
-double nanoseconds(const std::vector<BenchRay>& rays, bool shadow) {
-    std::vector<double> times;
-    for (int run = 0; run < runs; ++run)
-        times.push_back(shadow ? pass_seconds(rays, our_occluded)
-                               : pass_seconds(rays, our_closest));
-    return 1e9 * median(times) / static_cast<double>(rays.size());
-}
-
 // Terrains from a thousand to ten million triangles.
 void run_growth() {
     std::printf("Nanoseconds a ray\n  %10s %8s %8s %8s %10s\n", "triangles", "primary", "bounce",
@@ -162,23 +151,19 @@ void run_growth() {
         const Scene scene = Terrain(cells);
         silently([&] { LoadScene(scene); });
         const RaySets rays = MakeRays(scene, side);
+        std::vector<double> nanoseconds =
+            MedianSeconds({pass_of("primary", rays.primary, our_closest),
+                           pass_of("bounce", rays.bounce, our_closest),
+                           pass_of("shadow", rays.shadow, our_occluded)},
+                          runs);
+        for (std::size_t i = 0; const auto* set : {&rays.primary, &rays.bounce, &rays.shadow})
+            nanoseconds[i++] *= 1e9 / static_cast<double>(set->size());
         const auto triangles = static_cast<double>(scene.mesh.triangles.size());
         const auto bytes = static_cast<double>(Trees[0].walk.size() * sizeof(WalkUnit));
-        std::printf("  %10.0f %8.1f %8.1f %8.1f %10.1f\n", triangles,
-                    nanoseconds(rays.primary, false), nanoseconds(rays.bounce, false),
-                    nanoseconds(rays.shadow, true), bytes / triangles);
+        std::printf("  %10.0f %8.1f %8.1f %8.1f %10.1f\n", triangles, nanoseconds[0],
+                    nanoseconds[1], nanoseconds[2], bytes / triangles);
         std::fflush(stdout);
     }
-}
-
-// The processors that may be used, two at most; this one first.
-std::vector<int> usable_processors() {
-    std::vector<int> usable = {sched_getcpu()};
-    cpu_set_t set;
-    if (sched_getaffinity(0, sizeof set, &set) != 0) return usable;
-    for (int k = 0; k < CPU_SETSIZE && usable.size() < 2; ++k)
-        if (CPU_ISSET(k, &set) && k != usable[0]) usable.push_back(k);
-    return usable;
 }
 
 } // namespace
@@ -206,7 +191,7 @@ int main(int argc, char** argv) {
                    1;
     }
     mh::SelectWalks();
-    processors = usable_processors();
+    processors = UsableProcessors();
     pin_thread(processors[0]);
     if (growth) return run_growth(), 0;
     std::printf(
@@ -224,6 +209,5 @@ int main(int argc, char** argv) {
         const Scene scene = make();
         if (scene.name.find(only) != std::string::npos) run_scene(scene);
     }
-    std::printf("smallest share of the processor in a run: %.2f\n", busy_share);
     return 0;
 }

@@ -5,7 +5,7 @@
 #include "accel/walk.h"
 #include "math/digest.h"
 #include "rays.h"
-#include "timing.h"
+#include "turns.h"
 #ifdef MOONHARE_EMBREE
 #include "embree_side.h"
 #endif
@@ -37,7 +37,7 @@ void count_rays(const Side& side, const char* kind, const std::vector<BenchRay>&
         total += static_cast<float>(query(ray));
     CALLGRIND_STOP_INSTRUMENTATION;
     CALLGRIND_DUMP_STATS_AT(label.c_str());
-    keep(total);
+    benchmark::DoNotOptimize(total);
 }
 
 template<typename Closest, typename Occluded>
