@@ -11,7 +11,8 @@ import subprocess
 import time
 import unittest
 
-from program import CAMERA, EXAMPLES, OBJECT, PROGRAM, SHADER, ProgramTest, write_scene
+from program import (CAMERA, EXAMPLES, OBJECT, PROGRAM, SANITIZED, SHADER, ProgramTest,
+                     write_scene)
 
 # A light whose noise the frames share out evenly.
 NOISY = {"light/light.mh": "sky_light\n    color 0.5 0.5 0.5\n    sample 1\n    photon 1000\nend\n"}
@@ -163,7 +164,7 @@ class Statuses(RenderTest):
         self.assertEqual(completed.stdout.strip(), "json")
 
 
-@unittest.skipIf(os.environ.get("MOONHARE_SANITIZE"), "sanitizers add memory of their own")
+@unittest.skipIf(SANITIZED, "sanitizers add memory of their own")
 class Memory(RenderTest):
     def peak_bytes(self, *arguments):
         """Of the program alone, by what the kernel says while it runs."""

@@ -49,10 +49,10 @@ class EarlyEnds(RenderTest):
             self.assertGreater(self.image(report, "albedo.exr")["mean"][0], 0.1)
             self.assertTrue(os.path.exists(self.path("c")))
 
-    def start_and_cast(self, *options):
+    def start_and_cast(self, *options, percent=100):
         process = self.start(*options)
         for line in process.stderr:
-            if '"photons","percent":100' in line:
+            if f'"photons","percent":{percent},' in line:
                 break
         return process
 
@@ -77,8 +77,7 @@ class EarlyEnds(RenderTest):
         self.start().kill()
         write_scene(self.scene, {"light/light.mh": "sky_light\n    photon 2147483647\nend\n",
                                  "render/render.mh": ""})  # gathering, which traces them all
-        process = self.start()
-        time.sleep(0.5)
+        process = self.start_and_cast(percent=0)
         process.send_signal(signal.SIGTERM)
         self.assertLess(self.seconds_to_end(process), 2.0)
         self.assertIn("before its first frame", process.stderr.read())
