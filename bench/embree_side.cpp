@@ -6,7 +6,7 @@
 #include "geometry/objects.h"
 #include "math/clock.h"
 #include "math/constants.h"
-#include "timing.h"
+#include "turns.h"
 
 #include <array>
 #include <cstring>
