@@ -1,7 +1,6 @@
 // Prints a fuzzer's dictionary of the scene format: blocks, keys and choices, from the tables that
 // the reader works from; with an argument, those tables: a line for each key.
 // SPDX-License-Identifier: MIT
-#include "scene/blocks.h"
 #include "scene/scene_reader.h"
 
 #include <cstdio>
@@ -20,10 +19,6 @@ void add_words(const mh::Block& block, Words& words) {
         if (key.block != nullptr) add_words(*key.block, words);
     }
 }
-
-constexpr const mh::Block* kBlocks[] = {
-    &mh::kRenderBlock,   &mh::kCameraBlock,        &mh::kPointLightBlock, &mh::kParallelLightBlock,
-    &mh::kSkyLightBlock, &mh::kGeometryLightBlock, &mh::kShaderBlock,     &mh::kObjectBlock};
 
 // BLOCK KEY KIND COUNT ROLE SUB_BLOCK CHOICE...: kinds and roles by number, a dash for no block.
 void print_table(const mh::Block& block, Words& done) {
@@ -45,15 +40,15 @@ void print_table(const mh::Block& block, Words& done) {
 int main(int count, char**) {
     Words words;
     if (count > 1) {
-        for (const mh::Block* block : kBlocks)
+        for (const mh::Block* block : mh::TopBlocks())
             print_table(*block, words);
         return 0;
     }
     words.insert("end");
-    for (const std::string_view word : mh::BlockWords())
-        words.emplace(word);
-    for (const mh::Block* block : kBlocks)
+    for (const mh::Block* block : mh::TopBlocks()) {
+        words.insert(block->name);
         add_words(*block, words);
+    }
     for (const std::string& word : words)
         std::printf("\"%s\"\n", word.c_str());
 }

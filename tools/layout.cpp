@@ -8,6 +8,7 @@
 #include "math/input_file.h"
 #include "output/file_writer.h"
 #include "scene/blocks.h"
+#include "scene/scene_reader.h"
 #include "scene/scene_text.h"
 
 #include <algorithm>
@@ -22,9 +23,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int kIndent = 4;
-constexpr const Block* kTopBlocks[] = {&kRenderBlock, &kSkyLightBlock,   &kGeometryLightBlock,
-                                       &kCameraBlock, &kPointLightBlock, &kParallelLightBlock,
-                                       &kObjectBlock, &kShaderBlock};
 
 struct Node {
     std::vector<std::string> before = {}; // comments, and empty texts for blank lines
@@ -113,11 +111,9 @@ bool read_blocks(Layout& layout, std::vector<Node>& blocks) {
     for (std::string_view statement; next_statement(layout, statement);) {
         const std::string_view word = first_word(statement);
         Node& node = blocks.emplace_back(node_of(layout, statement));
-        const auto block = std::find_if(std::begin(kTopBlocks), std::end(kTopBlocks),
-                                        [&](const Block* b) { return b->name == word; });
-        if (block == std::end(kTopBlocks))
+        node.block = FindTopBlock(word);
+        if (node.block == nullptr)
             return stop(layout, "no block is called \"" + std::string(word) + "\"");
-        node.block = *block;
         if (!read_children(layout, node)) return false;
     }
     return layout.text.line_too_long ? stop(layout, "the next line is too long") : true;

@@ -261,9 +261,7 @@ void set_fresnel(const CompiledLayer& layer, const Ray& ray, SurfacePoint& point
     if (layer.material == Material::thin) point.eta = 1.0f;
     if (std::fabs(ior - 1.0f) < kSameIndex) return;
     const float f = schlick(normal_reflectance(ior), point.cos_outgoing);
-    // A sheet adds what its far side sends back, F (1 - F)^2 / (1 - F^2) with all inner paths.
-    const float far_side = layer.material == Material::thin ? f * (1.0f - f) / (1.0f + f) : 0.0f;
-    point.reflectance = f + far_side;
+    point.reflectance = layer.material == Material::thin ? sheet_reflectance(f) : f;
     point.transmittance = 1.0f - point.reflectance;
 }
 

@@ -61,9 +61,9 @@ void for_each_layer(const Lamp& lamp, const SurfacePoint& lookup, const Act& act
 float passed_share(const CompiledLayer& layer, const SurfacePoint& lookup, float cosine) {
     if (!layer.has_fresnel || keeps_emission(layer)) return 1.0f;
     const float index = evaluate_level(layer, Element::ior, lookup);
+    if (std::fabs(index - 1.0f) < kSameIndex) return 1.0f;
     const float f = schlick(normal_reflectance(std::max(index, 0.0f)), cosine);
-    const float far_side = layer.material == Material::thin ? f * (1.0f - f) / (1.0f + f) : 0.0f;
-    return std::fabs(index - 1.0f) < kSameIndex ? 1.0f : 1.0f - f - far_side;
+    return 1.0f - (layer.material == Material::thin ? sheet_reflectance(f) : f);
 }
 
 // A layer that shows the sky is found by bounces alone.

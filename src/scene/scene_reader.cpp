@@ -264,22 +264,27 @@ void read_shader(Reading& reading, const Block& block) {
     at(Shaders, index) = std::move(shader);
 }
 
-struct Keyword {
-    const char* name;
+struct TopBlock {
     const Block& block;
     void (*read)(Reading& reading, const Block& block);
 };
 
-constexpr Keyword kKeywords[] = {
-    {"render", kRenderBlock, read_settings},
-    {"sky_light", kSkyLightBlock, read_sky_light},
-    {"geometry_light", kGeometryLightBlock, read_geometry_light},
-    {"camera", kCameraBlock, read_camera},
-    {"point_light", kPointLightBlock, read_point_light},
-    {"parallel_light", kParallelLightBlock, read_parallel_light},
-    {"object", kObjectBlock, read_object},
-    {"shader", kShaderBlock, read_shader},
+constexpr TopBlock kTopBlocks[] = {
+    {kRenderBlock, read_settings},
+    {kSkyLightBlock, read_sky_light},
+    {kGeometryLightBlock, read_geometry_light},
+    {kCameraBlock, read_camera},
+    {kPointLightBlock, read_point_light},
+    {kParallelLightBlock, read_parallel_light},
+    {kObjectBlock, read_object},
+    {kShaderBlock, read_shader},
 };
+
+const TopBlock* find_top_block(std::string_view word) {
+    for (const TopBlock& top : kTopBlocks)
+        if (word == top.block.name) return &top;
+    return nullptr;
+}
 
 // The text itself, which is held as a whole.
 bool text_fits(const InputFile& file, const std::string& path) {
@@ -291,11 +296,16 @@ bool text_fits(const InputFile& file, const std::string& path) {
 
 } // namespace
 
-std::vector<std::string_view> BlockWords() {
-    std::vector<std::string_view> words;
-    for (const Keyword& keyword : kKeywords)
-        words.push_back(keyword.name);
-    return words;
+std::vector<const Block*> TopBlocks() {
+    std::vector<const Block*> blocks;
+    for (const TopBlock& top : kTopBlocks)
+        blocks.push_back(&top.block);
+    return blocks;
+}
+
+const Block* FindTopBlock(std::string_view word) {
+    const TopBlock* const top = find_top_block(word);
+    return top == nullptr ? nullptr : &top->block;
 }
 
 bool ReadSceneFile(const std::string& path, const ReadListener& listener) {
@@ -308,11 +318,7 @@ bool ReadSceneFile(const std::string& path, const ReadListener& listener) {
     while (next_words(reading, rest)) {
         const ReadAnswer answer = ask_about_word(reading, nullptr, nullptr, rest, nullptr);
         const std::string_view word = answer.take_as.empty() ? reading.word : answer.take_as;
-        for (const Keyword& keyword : kKeywords) {
-            if (word != keyword.name) continue;
-            keyword.read(reading, keyword.block);
-            break;
-        }
+        if (const TopBlock* top = find_top_block(word)) top->read(reading, top->block);
     }
     return true;
 }

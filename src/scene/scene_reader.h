@@ -44,8 +44,9 @@ struct ReadAnswer {
 // Follows the reading of a scene. The reader itself stays silent and goes on.
 using ReadListener = std::function<ReadAnswer(const ReadNote& note)>;
 
-// The words that open blocks at the top level.
-std::vector<std::string_view> BlockWords();
+// The blocks of the top level, and the one that a word opens there; null for any other word.
+std::vector<const Block*> TopBlocks();
+const Block* FindTopBlock(std::string_view word);
 
 // Reads every regular file *.mh of the folder, sorted by name; a missing folder reads as empty.
 void ScanSceneFolder(const std::string& folder, const ReadListener& listener = {});

@@ -17,4 +17,10 @@ constexpr float schlick(float f0, float cosine) {
     return f0 + m2 * m2 * m * (1.0f - f0);
 }
 
+// Of a thin sheet whose faces reflect f: with what the far one sends back, f (1 - f)^2 / (1 - f^2)
+// over all inner paths.
+constexpr float sheet_reflectance(float f) {
+    return f + f * (1.0f - f) / (1.0f + f);
+}
+
 } // namespace mh

@@ -28,8 +28,7 @@ bool is_scene_text(const fs::path& path) {
     std::string_view line, word;
     while (next_line(text, line))
         if (!line.starts_with('#') && take_word(line, word)) break;
-    const std::vector<std::string_view> words = BlockWords();
-    return std::find(words.begin(), words.end(), word) != words.end();
+    return FindTopBlock(word) != nullptr;
 }
 
 std::vector<fs::directory_entry> entries_of(const fs::path& folder) {

@@ -37,16 +37,16 @@ std::string_view name_of(const OpenBlock& open) {
 }
 
 std::vector<std::string_view> legal_words(const Block* block) {
-    if (block == nullptr) return BlockWords();
-    std::vector<std::string_view> words = {"end"};
+    std::vector<std::string_view> words;
+    if (block == nullptr) {
+        for (const Block* top : TopBlocks())
+            words.emplace_back(top->name);
+        return words;
+    }
+    words.emplace_back("end");
     for (const Key& key : block->keys)
         words.emplace_back(key.name);
     return words;
-}
-
-bool opens_block(std::string_view word) {
-    const std::vector<std::string_view> words = BlockWords();
-    return std::find(words.begin(), words.end(), word) != words.end();
 }
 
 void close_without_end(SceneLines& lines) {
@@ -58,7 +58,7 @@ void close_without_end(SceneLines& lines) {
 // A word that opens a block and stands alone on its line, where the block has no such block: the
 // "end" before it is missing.
 bool starts_next_block(const ReadNote& note) {
-    if (note.block == nullptr || !opens_block(note.word)) return false;
+    if (note.block == nullptr || FindTopBlock(note.word) == nullptr) return false;
     if (note.key == nullptr) return true;
     return note.key->kind != ValueKind::block && next_word(note.given).empty();
 }
@@ -218,8 +218,8 @@ ReadAnswer hear_word(SceneLines& lines, const ReadNote& note) {
         close_without_end(lines);
         return {{}, true};
     }
-    const bool known =
-        note.block == nullptr ? opens_block(note.word) : note.key != nullptr || note.word == "end";
+    const bool known = note.block == nullptr ? FindTopBlock(note.word) != nullptr
+                                             : note.key != nullptr || note.word == "end";
     if (!known && note.block == nullptr && note.word == "end") {
         add_fault(lines, place_of_word(note), "\"end\" without a block");
         return {};
