@@ -8,6 +8,7 @@
 #include "import/read_scene.h"
 #include "import/scene_stream.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -68,9 +69,17 @@ const aiScene* read(Assimp::Importer& importer, const std::string& name) {
                                        | aiProcess_GlobalScale | aiProcess_ValidateDataStructure);
 }
 
+bool mentions(const std::string& text, std::initializer_list<const char*> words) {
+    return std::any_of(words.begin(), words.end(),
+                       [&](const char* word) { return text.find(word) != text.npos; });
+}
+
+// The library's words, unless they say nothing to those who do not know it.
 std::string reason_of(const std::string& error) {
-    const bool memory = error.find("bad_alloc") != error.npos;
-    return memory ? "claims more memory than its reader may take" : error;
+    if (mentions(error, {"bad_alloc"})) return "claims more memory than its reader may take";
+    if (mentions(error, {"No meshes remaining", "contains no faces", "mNumMeshes is 0"}))
+        return "holds no faces, but points, lines or nothing";
+    return error;
 }
 
 std::string one_line(const std::string& text) {
