@@ -201,6 +201,33 @@ class Memory(RenderTest):
                 self.assertLess(abs(float(told[1]) * 2 ** 20 / peak - 1), 0.3, (told[1], peak))
 
 
+@unittest.skipUnless(os.environ.get("DISPLAY") and shutil.which("xdotool"), "needs a display and xdotool")
+class Preview(RenderTest):
+    def setUp(self):
+        super().setUp()
+        self.server = subprocess.Popen(["Xvfb", "-displayfd", "1", "-screen", "0", "640x480x24"],
+                                       stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        self.addCleanup(lambda: (self.server.kill(), self.server.communicate()))
+        self.display = {**os.environ, "DISPLAY": ":" + self.server.stdout.readline().strip()}
+
+    def ask(self, *command):
+        return subprocess.run(["xdotool", *command], env=self.display, capture_output=True, text=True,
+                              timeout=120).stdout.strip()
+
+    def test_keys_of_the_window_change_the_exposure(self):
+        process = subprocess.Popen([PROGRAM, "scene", "--sample", "65535", "--quiet", "--preview"],
+                                   cwd=self.folder, env=self.display, stderr=subprocess.DEVNULL)
+        self.addCleanup(lambda: (process.kill(), process.wait()))
+        window = self.ask("search", "--sync", "--name", "moonhare").split()[-1]
+        for keys, title in (("plus plus minus", "moonhare, exposure +0.5"), ("0", "moonhare, exposure +0.0")):
+            self.ask("key", "--window", window, *keys.split())
+            for _ in range(1000):
+                if self.ask("getwindowname", window) == title:
+                    break
+                time.sleep(0.05)
+            self.assertEqual(self.ask("getwindowname", window), title)
+
+
 class SceneText(RenderTest):
     def test_the_layout_shows_the_same_picture_and_is_laid_out(self):
         scene = shutil.copytree(os.path.join(EXAMPLES, "still_life"), self.path("still"))
