@@ -246,6 +246,7 @@ int main(int argc, char** argv) {
         return std::printf("usage: picture_bench [--brief] [--frames=N] [--reference=N] [--runs=N] "
                            "[--size=N] [--slope] [[--photons=N] SCENE | --lamps]...\n"),
                1;
+    std::setvbuf(stdout, nullptr, _IOLBF, 0); // a run that is cut short keeps its rows
     std::streambuf* const console = std::cout.rdbuf(nullptr);
     bench_startup();
     bench_scene_file();

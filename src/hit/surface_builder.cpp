@@ -33,12 +33,12 @@ constexpr float kSmoothRoughness = 1e-6f; // of layers without roughness; added 
 // Of hits on a shader that was never finished.
 const CompiledLayer kNoLayer;
 
-Vec3 face_normal(const Part& part, const std::array<std::uint32_t, 3>& v) {
+inline Vec3 face_normal(const Part& part, const std::array<std::uint32_t, 3>& v) {
     const std::vector<Vec3>& p = part.positions;
     return triangle_normal(p[v[0]], p[v[1]], p[v[2]]);
 }
 
-Vec3 face_normal(const Part& part, const std::array<std::uint32_t, 4>& v) {
+inline Vec3 face_normal(const Part& part, const std::array<std::uint32_t, 4>& v) {
     const std::vector<Vec3>& p = part.positions;
     return tetragon_normal(p[v[0]], p[v[1]], p[v[2]], p[v[3]]);
 }
@@ -377,6 +377,17 @@ void build_surface_point(const Ray& ray, SurfacePoint& point) {
     case HitKind::unset: break;
     }
     std::abort();
+}
+
+FaceEnd end_on_face(const Ray& ray) {
+    const Part& part = *ray.hit_part;
+    const auto face = to_size(ray.hit_primitive);
+    const Vec3 normal = ray.hit_kind == HitKind::triangle
+                            ? face_normal(part, part.triangles[face].vertex)
+                            : face_normal(part, part.tetragons[face].vertex);
+    const Vec3 towards_viewer = ray.front_side ? normal : -normal;
+    const Vec3 position = ray.origin + ray.distance * ray.direction;
+    return {position + rounding_of_hit(ray, position) * towards_viewer, towards_viewer};
 }
 
 int pick_layer(const Shader& shader, const SurfacePoint& point, bool front, float u) {

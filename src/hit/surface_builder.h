@@ -15,6 +15,14 @@ namespace mh {
 // instance matrices of the closest hit are read from ThreadStates[ray.thread].
 void build_surface_point(const Ray& ray, SurfacePoint& point);
 
+// Where a ray of the exact estimator has hit a face of the root object: a place off the surface, so
+// that rays from there do not hit it again, and the geometric normal, both on the viewer's side.
+struct FaceEnd {
+    Vec3 position, normal;
+};
+
+FaceEnd end_on_face(const Ray& ray);
+
 // The layer that one hit uses, as an index into shader.layers: by weight, from the list of the
 // side, for u in [0, 1). The point needs its uv when a weight slot has an image.
 int pick_layer(const Shader& shader, const SurfacePoint& point, bool front, float u);

@@ -66,32 +66,39 @@ Moment moment_of(const Camera& camera, std::uint32_t n) {
             place_in_stretch(part * frames + turn.frame, rounds * frames)};
 }
 
+// A row of pixels of a frame, and the tile of it that is being rendered.
+struct RowOfFrame {
+    const Moment& now;
+    int y = 0;
+    CurveRow curve;
+};
+
 // The cursor of a pixel's path, and the place of its ray within the pixel. Rounds of
 // the classic estimator are rotated on by the golden section.
-SampleCursor first_cursor(const Moment& now, int x, int y, Vec2& jitter) {
+SampleCursor first_cursor(const RowOfFrame& row, int x, Vec2& jitter) {
     if (is_exact()) {
-        const SampleCursor cursor = pixel_cursor(now.seed, x, y, now.place);
-        jitter = draw_pair(cursor, Draw::pixel);
+        const SampleCursor cursor = pixel_cursor(row.curve, x, row.now.place);
+        jitter = place_in_pixel(row.curve, cursor);
         return cursor;
     }
     constexpr float kGoldenSection = 0.618034f;
-    const Vec2 rotation = PixelPattern[kPatternSize * (y % kPatternSize) + x % kPatternSize];
-    const float further = std::fmod(kGoldenSection * static_cast<float>(now.turn.round), 1.0f);
+    const Vec2 rotation = PixelPattern[kPatternSize * (row.y % kPatternSize) + x % kPatternSize];
+    const float further = std::fmod(kGoldenSection * static_cast<float>(row.now.turn.round), 1.0f);
     jitter.x = random_unit();
     jitter.y = random_unit();
     return {.rotation_u = rotate_unit(rotation.x, further),
             .rotation_v = rotate_unit(rotation.y, further)};
 }
 
-Ray primary_ray(const Camera& camera, const Moment& now, int x, int y) {
+inline Ray primary_ray(const Camera& camera, const RowOfFrame& row, int x, std::int64_t pixel) {
     Ray ray;
     Vec2 jitter;
     ray.thread = static_cast<std::uint8_t>(thread_number());
-    ThreadStates[ray.thread].pixel = static_cast<std::int32_t>(pixel_index(camera, x, y));
-    ThreadStates[ray.thread].frame = now.turn.frame;
-    ray.cursor = first_cursor(now, x, y, jitter);
-    ray.origin = now.pose.position;
-    ray.direction = primary_direction(camera, now.pose, x, y, jitter);
+    ThreadStates[ray.thread].pixel = static_cast<std::int32_t>(pixel);
+    ThreadStates[ray.thread].frame = row.now.turn.frame;
+    ray.cursor = first_cursor(row, x, jitter);
+    ray.origin = row.now.pose.position;
+    ray.direction = primary_direction(camera, row.now.pose, x, row.y, jitter);
     ray.refraction = camera.ior;
     ray.sample_divisor = camera.sample;
     return ray;
@@ -123,13 +130,15 @@ struct PixelSample {
 
 // The path of a pixel, noted in `bounce` if there is one. What is not stored leaves nothing in
 // images.
-PixelSample path_sample(const Camera& camera, const Moment& now, int x, int y, bool stored = true,
+PixelSample path_sample(const Camera& camera, const RowOfFrame& row, int x, bool stored = true,
                         SharedBounce* bounce = nullptr) {
     constexpr std::int32_t kNoPixel = std::numeric_limits<std::int32_t>::max();
     const auto frames = static_cast<std::uint64_t>(camera.sample);
-    start_stream(Stream::pixel, now.turn.round * frames + now.turn.frame,
-                 static_cast<std::uint64_t>(pixel_index(camera, x, y)));
-    Ray ray = primary_ray(camera, now, x, y);
+    const Turn& turn = row.now.turn;
+    const std::int64_t pixel = pixel_index(camera, x, row.y);
+    start_stream(Stream::pixel, turn.round * frames + turn.frame,
+                 static_cast<std::uint64_t>(pixel));
+    Ray ray = primary_ray(camera, row, x, pixel);
     if (!stored) ThreadStates[ray.thread].pixel = kNoPixel;
     begin_features(ray.thread);
     note_bounces_in(ray.thread, bounce);
@@ -151,18 +160,17 @@ bool is_inside(const PixelRegion& region, int x) {
 // Two pixels of a row that share their bounces, of which those in the region are stored: so a
 // pixel's value does not depend on the region.
 template<typename Store>
-void render_pair(Camera& camera, const Moment& now, const PixelRegion& region, int x, int y,
+void render_pair(Camera& camera, const RowOfFrame& row, const PixelRegion& region, int x,
                  const Store& store) {
     SharedBounce first_bounce, second_bounce;
-    PixelSample first = path_sample(camera, now, x, y, is_inside(region, x), &first_bounce);
-    PixelSample second =
-        path_sample(camera, now, x + 1, y, is_inside(region, x + 1), &second_bounce);
+    PixelSample first = path_sample(camera, row, x, is_inside(region, x), &first_bounce);
+    PixelSample second = path_sample(camera, row, x + 1, is_inside(region, x + 1), &second_bounce);
     Vec3 first_change, second_change;
     share_bounces(first_bounce, second_bounce, first_change, second_change);
     const auto finish = [&](int column, const Vec3& light, PixelSample& sample) {
         if (!is_inside(region, column)) return;
-        change(camera, pixel_index(camera, column, y), light, sample);
-        store(column, y, sample);
+        change(camera, pixel_index(camera, column, row.y), light, sample);
+        store(column, row.y, sample);
     };
     finish(x, first_change, first);
     finish(x + 1, second_change, second);
@@ -171,12 +179,15 @@ void render_pair(Camera& camera, const Moment& now, const PixelRegion& region, i
 template<typename Store>
 void render_row(Camera& camera, const Moment& now, const PixelRegion& region, int y, bool sharing,
                 const Store& store) {
-    for (int x = sharing ? region.x0 & ~1 : region.x0; x < region.x1; ++x) {
+    const int begin = sharing ? region.x0 & ~1 : region.x0;
+    RowOfFrame row = {now, y, curve_row(now.seed, begin, y)};
+    for (int x = begin; x < region.x1; ++x) {
+        if (x % kCurveTile == 0) row.curve = curve_row(now.seed, x, y);
         if (sharing && x + 1 < camera.width) {
-            render_pair(camera, now, region, x++, y, store);
+            render_pair(camera, row, region, x++, store);
             continue;
         }
-        PixelSample sample = path_sample(camera, now, x, y);
+        PixelSample sample = path_sample(camera, row, x);
         sample.value = clamped(sample.value);
         store(x, y, sample);
     }

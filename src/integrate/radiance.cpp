@@ -153,15 +153,10 @@ Vec3 sky_seen(const Ray& ray) {
     return light;
 }
 
-// Bounces that may be shared need no more of the surface point than where it is.
 Vec3 bare_density(const Ray& ray, const CompiledLayer& layer) {
     const Vec3 density = density_estimate(ray, layer);
-    if (is_exact() && ray.depth == 1) {
-        SurfacePoint point;
-        point.use_density = true;
-        build_surface_point(ray, point);
-        note_bounce_end(ray, point, density);
-    }
+    if (is_exact() && ray.depth == 1 && !layer.has_fresnel && !layer.has_models)
+        note_bare_end(ray, density);
     return attenuated(send_light(ray, density), ray);
 }
 

@@ -3,6 +3,7 @@
 #include "integrate/shared_bounces.h"
 
 #include "accel/walk.h"
+#include "hit/surface_builder.h"
 #include "integrate/state.h"
 #include "lights/state.h"
 #include "math/roots.h"
@@ -33,6 +34,16 @@ bool keeps_normal(const SharedBounce& from, const Vec3& outgoing) {
     const float cosine = dot(outgoing, from.end_normal);
     const Vec3 mirrored = 2.0f * cosine * from.end_normal - outgoing;
     return cosine > 0.0f && dot(mirrored, from.end_geometric_normal) >= 0.0f;
+}
+
+inline void note_end(const Ray& ray, const FaceEnd& end, const Vec3& shading_normal,
+                     const Vec3& light, SharedBounce& bounce) {
+    bounce.end = end.position;
+    bounce.end_normal = shading_normal;
+    bounce.end_geometric_normal = end.normal;
+    bounce.light = light;
+    bounce.density = dot(ray.direction, ray.source_point->normal) * -dot(ray.direction, end.normal)
+                     / (ray.distance * ray.distance);
 }
 
 // How dense the diffuse bounces of a first hit are at the end of another's bounce, per area there,
@@ -105,12 +116,15 @@ void note_bounce_end(const Ray& ray, const SurfacePoint& point, const Vec3& ligh
     if (bounce == nullptr || ray.scatter != Scatter::lambertian || !is_face(ray.hit_kind)) return;
     if (point.layer->has_fresnel || point.diffusion_active || point.normal_replaced) return;
     if (point.layer->has_models) return;
-    bounce->end = point.position + point.rounding * point.geometric_normal;
-    bounce->end_normal = point.normal;
-    bounce->end_geometric_normal = point.geometric_normal;
-    bounce->light = light;
-    bounce->density = dot(ray.direction, ray.source_point->normal)
-                      * -dot(ray.direction, point.geometric_normal) / (ray.distance * ray.distance);
+    const Vec3 end = point.position + point.rounding * point.geometric_normal;
+    note_end(ray, {end, point.geometric_normal}, point.normal, light, *bounce);
+}
+
+void note_bare_end(const Ray& ray, const Vec3& light) {
+    SharedBounce* bounce = noted(ray);
+    if (bounce == nullptr || ray.scatter != Scatter::lambertian) return;
+    const FaceEnd end = end_on_face(ray);
+    note_end(ray, end, end.normal, light, *bounce);
 }
 
 void share_bounces(const SharedBounce& a, const SharedBounce& b, Vec3& change_of_a,

@@ -34,6 +34,10 @@ void note_bounces_in(std::uint8_t thread, SharedBounce* bounce);
 void note_first_hit(const Ray& ray, const SurfacePoint& point);
 void note_bounce_end(const Ray& ray, const SurfacePoint& point, const Vec3& light);
 
+// The same of a hit on a face of the root object that has no surface point. No layer of it depends
+// on the viewer.
+void note_bare_end(const Ray& ray, const Vec3& light);
+
 // Moves light between the values of two pixels: each gives the other its share.
 void share_bounces(const SharedBounce& a, const SharedBounce& b, Vec3& change_of_a,
                    Vec3& change_of_b);

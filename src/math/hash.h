@@ -21,4 +21,12 @@ constexpr std::uint64_t derive_key(std::uint64_t key, std::uint64_t number) {
     return mix_bits(key + kGoldenRatio * (number + 1));
 }
 
+// Both halves of the product by an odd random factor, which is a universal hash of x
+// [Dietzfelbinger97]: cheaper than mix_bits, for an x that is random itself.
+constexpr std::uint64_t fold_product(std::uint64_t x, std::uint64_t factor) {
+    __extension__ using Product = unsigned __int128;
+    const Product product = static_cast<Product>(x) * factor;
+    return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
+}
+
 } // namespace mh

@@ -73,17 +73,6 @@ std::uint32_t first_bits() {
 
 std::uint64_t seed_of_run = 0;
 
-// Draw number n of a stream is a function of the stream's key and n alone [Salmon11]. Most streams
-// of the exact estimator draw nothing: the key is made for the first number.
-struct StreamState {
-    std::uint64_t key = 0, drawn = 0;
-    std::uint64_t a = 0, b = 0;
-    Stream kind = Stream::pattern;
-    bool has_key = false;
-};
-
-thread_local StreamState stream_of_thread;
-
 void make_key(StreamState& stream) {
     const auto kind = static_cast<std::uint64_t>(stream.kind);
     stream.key = derive_key(derive_key(derive_key(seed_of_run, kind), stream.a), stream.b);
@@ -91,13 +80,14 @@ void make_key(StreamState& stream) {
 }
 
 std::uint32_t seeded_bits() {
-    StreamState& stream = stream_of_thread;
+    StreamState& stream = StreamOfThread;
     if (!stream.has_key) make_key(stream);
     return static_cast<std::uint32_t>(derive_key(stream.key, stream.drawn++) >> 32);
 }
 
 } // namespace
 
+constinit thread_local StreamState StreamOfThread;
 std::uint32_t (*RandomSource)() = first_bits;
 
 void DrawFromHardware() {
@@ -112,11 +102,6 @@ void DrawFromSeed(std::uint64_t seed) {
 
 bool draws_from_seed() {
     return RandomSource == seeded_bits;
-}
-
-void start_stream(Stream stream, std::uint64_t a, std::uint64_t b) {
-    if (!draws_from_seed()) return;
-    stream_of_thread = {.a = a, .b = b, .kind = stream};
 }
 
 float random_unit() {

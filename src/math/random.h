@@ -28,9 +28,22 @@ enum class Stream : std::uint8_t {
     table,   // entry of the geometry light's table
 };
 
+// Draw number n of a stream is a function of the stream's key and n alone [Salmon11]. Most streams
+// of the exact estimator draw nothing: the key is made for the first number.
+struct StreamState {
+    std::uint64_t key = 0, drawn = 0;
+    std::uint64_t a = 0, b = 0;
+    Stream kind = Stream::pattern;
+    bool has_key = false;
+};
+
+extern constinit thread_local StreamState StreamOfThread;
+
 // From here on this thread draws the numbers of (seed, stream, a, b), from the first on. Without a
-// seed nothing happens.
-void start_stream(Stream stream, std::uint64_t a, std::uint64_t b);
+// seed nothing is drawn from it.
+inline void start_stream(Stream stream, std::uint64_t a, std::uint64_t b) {
+    StreamOfThread = {.a = a, .b = b, .kind = stream};
+}
 
 // 32 random bits times 2.3283064e-10, in [0, 1): what would round to 1 becomes the largest float
 // below it.

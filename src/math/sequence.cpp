@@ -12,7 +12,6 @@ namespace mh {
 namespace {
 
 constexpr int kPrimeCount = 1024;
-constexpr std::uint32_t kCurveTile = 128; // pixels along an edge of what one curve visits
 
 constexpr std::array<std::uint32_t, kPrimeCount> first_primes() {
     std::array<std::uint32_t, kPrimeCount> primes = {};
@@ -37,21 +36,6 @@ void fill_tables() {
     }
 }
 
-// Digits of a coordinate, every other one, the lowest as the highest bit.
-constexpr std::array<std::uint32_t, kCurveTile> kSpreadDigits = [] {
-    std::array<std::uint32_t, kCurveTile> spread = {};
-    for (std::uint32_t c = 0; c < kCurveTile; ++c)
-        for (std::uint32_t digit = 0; digit < 7; ++digit)
-            spread[c] |= (c >> digit & 1u) << (31 - 2 * digit);
-    return spread;
-}();
-
-// Place on a Morton curve [Morton66], its digits in reverse order: those of both coordinates by
-// turns.
-std::uint32_t place_on_curve(std::uint32_t x, std::uint32_t y) {
-    return kSpreadDigits[x % kCurveTile] | kSpreadDigits[y % kCurveTile] >> 1;
-}
-
 } // namespace
 
 float HaltonTable[kTableDimensions][kTableSamples];
@@ -67,16 +51,6 @@ void FillPixelPattern() {
         pair.x = random_unit();
         pair.y = random_unit();
     }
-}
-
-SampleCursor pixel_cursor(std::uint64_t seed, int x, int y, const StretchPlace& frame) {
-    const auto column = static_cast<std::uint32_t>(x), row = static_cast<std::uint32_t>(y);
-    const std::uint64_t place = std::uint64_t{column / kCurveTile} << 32 | row / kCurveTile;
-    const std::uint64_t tile = derive_key(seed, place);
-    SampleCursor cursor;
-    cursor.path = static_cast<std::uint32_t>(tile) | 1u;
-    cursor.pixel_order = place_on_curve(column, row);
-    return in_stretch(cursor, frame);
 }
 
 float radical_inverse(std::uint32_t sample, std::uint32_t dimension) {

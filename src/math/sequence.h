@@ -9,6 +9,7 @@
 #include "math/vec3.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cstdint>
 
@@ -61,12 +62,28 @@ constexpr PointSet set_of(const SampleCursor& cursor, Draw draw) {
     return static_cast<PointSet>(1 + cursor.spread);
 }
 
+// What paths are multiplied by for each purpose, and, beyond those, for each kind of bounce.
+constexpr std::size_t kPurposes = 24;
+constexpr std::array<std::uint64_t, 32> kPathFactors = [] {
+    std::array<std::uint64_t, 32> factors = {};
+    for (std::size_t i = 0; i < factors.size(); ++i)
+        factors[i] = derive_key(0, i) | 1u;
+    return factors;
+}();
+
+constexpr std::uint64_t pair_key(std::uint32_t path, Draw draw) {
+    const auto number = static_cast<std::uint32_t>(draw);
+    if (number >= kPurposes) return derive_key(path, number); // single lights
+    return fold_product(path, kPathFactors[number]);
+}
+
 // The pair of the exact estimator at the cursor for this purpose.
 inline Vec2 draw_pair(const SampleCursor& cursor, Draw draw) {
-    const auto purpose = static_cast<std::uint64_t>(draw);
-    if (cursor.spread >= kEvenHits)
-        return pair_of_bits(derive_key(std::uint64_t{cursor.place} << 32 | cursor.path, purpose));
-    const std::uint64_t key = derive_key(cursor.path, purpose);
+    if (cursor.spread >= kEvenHits) {
+        const std::uint64_t here = std::uint64_t{cursor.place} << 32 | cursor.path;
+        return pair_of_bits(derive_key(here, static_cast<std::uint64_t>(draw)));
+    }
+    const std::uint64_t key = pair_key(cursor.path, draw);
     if (has_own_sequence(draw)) return scrambled_pair(cursor.place, key);
     return even_pair(set_of(cursor, draw), cursor.place, key);
 }
@@ -94,12 +111,49 @@ constexpr SampleCursor in_stretch(SampleCursor cursor, const StretchPlace& at) {
     return cursor;
 }
 
-// The cursor of a pixel's first ray, whose frame has this place. Each seed has points of its own.
-SampleCursor pixel_cursor(std::uint64_t seed, int x, int y, const StretchPlace& frame);
+constexpr int kCurveTile = 128; // pixels along an edge of what one curve visits
+
+// Digits of a coordinate within its tile, every other one, the lowest as the highest bit.
+inline constexpr std::array<std::uint32_t, kCurveTile> kSpreadDigits = [] {
+    std::array<std::uint32_t, kCurveTile> spread = {};
+    for (std::uint32_t c = 0; c < kCurveTile; ++c)
+        for (std::uint32_t digit = 0; digit < 7; ++digit)
+            spread[c] |= (c >> digit & 1u) << (31 - 2 * digit);
+    return spread;
+}();
+
+// What the pixels of one row of a tile have in common.
+struct CurveRow {
+    std::uint64_t pixel_key = 0; // of their places in the pixel
+    std::uint32_t path = 0;
+    std::uint32_t order = 0; // share of the row in the place on the curve
+};
+
+// Of the pixels around (x, y). Each seed has points of its own.
+constexpr CurveRow curve_row(std::uint64_t seed, int x, int y) {
+    const auto column = static_cast<std::uint32_t>(x), row = static_cast<std::uint32_t>(y);
+    const std::uint64_t place = std::uint64_t{column / kCurveTile} << 32 | row / kCurveTile;
+    const std::uint32_t path = static_cast<std::uint32_t>(derive_key(seed, place)) | 1u;
+    return {pair_key(path, Draw::pixel), path, kSpreadDigits[row % kCurveTile] >> 1};
+}
+
+// The cursor of a pixel's first ray, whose frame has this place. Its place on a Morton curve
+// [Morton66] has the digits of both coordinates by turns.
+constexpr SampleCursor pixel_cursor(const CurveRow& row, int x, const StretchPlace& frame) {
+    SampleCursor cursor;
+    cursor.path = row.path;
+    cursor.pixel_order = kSpreadDigits[static_cast<std::uint32_t>(x) % kCurveTile] | row.order;
+    return in_stretch(cursor, frame);
+}
+
+// Where the ray of the cursor goes through the pixel: what draw_pair gives, by the key of the row.
+inline Vec2 place_in_pixel(const CurveRow& row, const SampleCursor& cursor) {
+    return even_pair(PointSet::first, cursor.place, row.pixel_key);
+}
 
 // The path of a bounce of this kind from the cursor's.
 constexpr std::uint32_t path_of_bounce(const SampleCursor& cursor, std::uint32_t kind) {
-    const std::uint64_t key = derive_key(cursor.path, std::uint64_t{256} + kind);
+    const std::uint64_t key = fold_product(cursor.path, kPathFactors[kPurposes + kind]);
     return static_cast<std::uint32_t>(key) | 1u; // 0 marks the classic estimator
 }
 

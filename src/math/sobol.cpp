@@ -61,8 +61,20 @@ constexpr PointTable table_of(const Matrix& matrix) {
     return table;
 }
 
+constexpr DigitValues digit_values() {
+    DigitValues values = {};
+    float unit = 1.0f;
+    for (auto& of_byte : values) {
+        for (std::uint32_t byte = 0; byte < 256; ++byte)
+            of_byte[byte] = unit * static_cast<float>(reverse_bits(byte)) * 0x1p-32f;
+        unit /= 256.0f;
+    }
+    return values;
+}
+
 } // namespace
 
+constinit const DigitValues kDigitValues = digit_values();
 constinit const std::array<PointTable, 4> kPointTables = {table_of(kIdentity), table_of(kThird),
                                                           table_of(kFifth), table_of(kSeventh)};
 

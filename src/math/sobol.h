@@ -20,14 +20,6 @@ constexpr std::uint32_t reverse_bits(std::uint32_t x) {
     return (x >> 1 & 0x55555555u) | (x & 0x55555555u) << 1;
 }
 
-// Of both halves by themselves, which change places.
-constexpr std::uint64_t reverse_all_bits(std::uint64_t x) {
-    x = __builtin_bswap64(x);
-    x = (x >> 4 & 0x0F0F0F0F0F0F0F0Fu) | (x & 0x0F0F0F0F0F0F0F0Fu) << 4;
-    x = (x >> 2 & 0x3333333333333333u) | (x & 0x3333333333333333u) << 2;
-    return (x >> 1 & 0x5555555555555555u) | (x & 0x5555555555555555u) << 1;
-}
-
 // Flips of each digit of a number whose digits stand in reverse order, by a hash of the digits
 // before it and of the key [LaineKarras11].
 constexpr std::uint32_t scramble_reversed(std::uint32_t x, std::uint32_t key) {
@@ -48,6 +40,16 @@ constexpr Vec2 pair_of_bits(std::uint64_t bits) {
             unit_of_bits(static_cast<std::uint32_t>(bits >> 32))};
 }
 
+// What each byte of a number's first 24 binary digits, in reverse order, is worth.
+using DigitValues = std::array<std::array<float, 256>, 3>;
+extern const DigitValues kDigitValues;
+
+// In [0, 1); exact, since floats below 1 hold 24 bits.
+inline float unit_of_reversed(std::uint32_t digits) {
+    return kDigitValues[0][digits & 0xFF] + kDigitValues[1][digits >> 8 & 0xFF]
+           + kDigitValues[2][digits >> 16 & 0xFF];
+}
+
 // Which two of the eight dimensions.
 enum class PointSet : std::uint8_t { first, second, third, fourth };
 
@@ -65,7 +67,7 @@ inline Vec2 even_pair(PointSet set, std::uint32_t place, std::uint64_t key) {
                                               static_cast<std::uint32_t>(key >> 32));
     const std::uint32_t y =
         scramble_reversed(static_cast<std::uint32_t>(digits), static_cast<std::uint32_t>(key));
-    return pair_of_bits(reverse_all_bits(std::uint64_t{x} << 32 | y));
+    return {unit_of_reversed(x), unit_of_reversed(y)};
 }
 
 // A point of the key's own sequence, in another order: stretches that start at multiples of a power

@@ -21,6 +21,10 @@ namespace {
 
 constexpr int kDraws = 100000;
 
+SampleCursor cursor_of(std::uint64_t seed, int x, int y, const StretchPlace& frame) {
+    return pixel_cursor(curve_row(seed, x, y), x, frame);
+}
+
 // Whether every box of area 1 / count with sides 2^-i holds one point; count is a power of two.
 bool is_net(const std::vector<Vec2>& points) {
     const auto count = static_cast<std::uint32_t>(points.size());
@@ -58,7 +62,7 @@ TEST(Sobol, PixelsShareNetsWithTheirNeighbours) {
             for (int i = 0; i < size * size; ++i)
                 for (std::uint32_t frame = 0; frame < 4; ++frame) {
                     const int x = size * (block * 5 + 3) + i % size, y = size * block + i / size;
-                    points.push_back(draw_pair(pixel_cursor(7, x, y, place_in_stretch(frame, 4)),
+                    points.push_back(draw_pair(cursor_of(7, x, y, place_in_stretch(frame, 4)),
                                                Draw::lamp_place));
                 }
             EXPECT_TRUE(is_net(points)) << size << " " << block;
@@ -73,7 +77,7 @@ TEST(Sobol, FourDimensionsAreEvenTogether) {
             std::vector<std::array<float, 4>> points;
             for (std::uint32_t frame = 0; frame < 256; ++frame) {
                 const SampleCursor cursor =
-                    pixel_cursor(5, pixel % 8, pixel * 40, place_in_stretch(frame, 256));
+                    cursor_of(5, pixel % 8, pixel * 40, place_in_stretch(frame, 256));
                 const Vec2 a = draw_pair(cursor, Draw::pixel), b = draw_pair(cursor, purpose);
                 points.push_back({a.x, a.y, b.x, b.y});
             }
@@ -136,7 +140,7 @@ void expect_to_fill_squares(const std::vector<std::vector<int>>& quarters) {
 TEST(Sobol, PurposesAndBouncesAreIndependent) {
     std::vector<SampleCursor> cursors;
     for (int tile = 0; tile < 8192; ++tile)
-        cursors.push_back(pixel_cursor(3, tile * 131, tile * 7, {}));
+        cursors.push_back(cursor_of(3, tile * 131, tile * 7, {}));
     std::vector<Purpose> purposes;
     for (const int mirrors : {0, 1, 2})
         for (const Draw draw : {Draw::pixel, Draw::layer, Draw::bounce, Draw::lamp,
@@ -151,7 +155,7 @@ TEST(Sobol, FactorsOfAPathAreIndependentUnderOneKey) {
     std::vector<SampleCursor> cursors;
     for (int pixel = 0; pixel < 1024; ++pixel)
         for (std::uint32_t frame = 0; frame < 16; ++frame)
-            cursors.push_back(pixel_cursor(3, pixel % 32, pixel / 32, place_in_stretch(frame, 16)));
+            cursors.push_back(cursor_of(3, pixel % 32, pixel / 32, place_in_stretch(frame, 16)));
     for (const Draw end : {Draw::lamp_place, Draw::bounce})
         for (const int mirrors : {0, 2})
             expect_to_fill_squares(quarters_of({{Draw::pixel, 0},
