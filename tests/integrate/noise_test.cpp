@@ -12,6 +12,7 @@
 #include "run/state.h"
 #include "support/expect.h"
 #include "support/scene.h"
+#include "support/statistics.h"
 
 #include <cmath>
 #include <vector>
@@ -127,19 +128,15 @@ const Image& render_anew(std::int64_t seed) {
     return camera.aovs[0].image;
 }
 
-// Over 200 seeds the squared errors of the pixels come to the estimated variances, within what 15 %
-// of the error make.
+// The squared errors of the pixels come to the estimated variances, over many sets of seeds.
 TEST(Noise, IsAsLargeAsEstimated) {
     const OneThread one_thread;
-    constexpr int kSeeds = 200, kSize = 16, kPixels = kSize * kSize;
-    for (const Estimator estimator : {Estimator::classic, Estimator::exact}) {
-        Scene scene;
-        RendererSettings.estimator = estimator;
-        prepare_half_floor(kSize, 16);
+    constexpr int kSets = 32, kSeeds = 12, kSize = 16, kPixels = kSize * kSize;
+    const auto estimated_over_true = [&](int set) {
         std::vector<double> sums(kPixels), squares(kPixels);
         double estimated = 0.0, happened = 0.0;
         for (int seed = 0; seed < kSeeds; ++seed) {
-            const Image& beauty = render_anew(seed);
+            const Image& beauty = render_anew(kSeeds * set + seed);
             for (std::size_t i = 0; i < kPixels; ++i) {
                 const auto value = static_cast<double>(read_pixel(beauty, static_cast<int>(i)).x);
                 sums[i] += value;
@@ -150,39 +147,41 @@ TEST(Noise, IsAsLargeAsEstimated) {
         }
         for (std::size_t i = 0; i < kPixels; ++i)
             happened += (squares[i] - sums[i] * sums[i] / kSeeds) / (kSeeds - 1);
-        EXPECT_NEAR(std::sqrt(estimated / happened), 1.0, 0.15) << static_cast<int>(estimator);
+        return std::sqrt(estimated / happened);
+    };
+    for (const Estimator estimator : {Estimator::classic, Estimator::exact}) {
+        Scene scene;
+        RendererSettings.estimator = estimator;
+        prepare_half_floor(kSize, 16);
+        const bool exact = estimator == Estimator::exact;
+        expect_unbiased(exact ? "exact" : "classic", mean_of_runs(kSets, estimated_over_true), 1.0,
+                        {0.16, exact ? 0.05 : 0.1});
     }
 }
 
 // Frames go to the half with noise, and over many seeds the picture is no darker or brighter for
-// it: beyond 5.4 standard errors, by chance less than once in 1e6 (Student's t, 142 degrees of
-// freedom). With 99 % a bias of 7.8 of them is noticed, which is 0.8 % or less.
+// it.
 TEST(Adaptive, GivesFramesToNoiseAndIsUnbiased) {
     const OneThread one_thread;
     constexpr int kSeeds = 72, kSize = 24;
-    double sums[2] = {}, squares[2] = {};
+    Estimate light[2];
     for (const bool adaptive : {false, true}) {
         Scene scene;
         RendererSettings.adaptive = adaptive;
         RendererSettings.estimator = Estimator::exact;
         prepare_half_floor(kSize, 24);
-        for (int seed = 0; seed < kSeeds; ++seed) {
+        light[adaptive] = mean_of_runs(kSeeds, [&](int seed) {
             render_anew(seed + adaptive * kSeeds);
-            double light = 0.0;
+            double of_blocks = 0.0;
             for (const BlockNoise& block : MeasureBlocks())
-                light += static_cast<double>(block.light);
-            sums[adaptive] += light;
-            squares[adaptive] += light * light;
-        }
+                of_blocks += static_cast<double>(block.light);
+            return of_blocks;
+        });
         EXPECT_EQ(frames_done()[0], adaptive ? 16.0f : 24.0f); // black
         EXPECT_EQ(frames_done()[kSize - 1] > 24.0f, adaptive);
     }
-    const auto variance = [&](int i) {
-        return (squares[i] / kSeeds - sums[i] / kSeeds * sums[i] / kSeeds) / (kSeeds - 1);
-    };
-    const double error = std::sqrt(variance(0) + variance(1));
-    EXPECT_LT(7.8 * error, 0.008 * sums[0] / kSeeds);
-    EXPECT_LT(std::fabs(sums[1] - sums[0]) / kSeeds, 5.4 * error);
+    const double error = std::hypot(light[0].error, light[1].error);
+    expect_unbiased("adaptive", {light[1].mean, error, kSeeds}, light[0].mean, {0.008});
 }
 
 } // namespace

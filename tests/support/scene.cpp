@@ -7,6 +7,7 @@
 #include "integrate/radiance.h"
 #include "lights/state.h"
 #include "math/at.h"
+#include "math/random.h"
 #include "math/roots.h"
 #include "output/camera.h"
 #include "output/state.h"
@@ -178,6 +179,13 @@ Ray camera_ray(const Vec3& origin, const Vec3& target) {
 
 Vec3 seen_along(const Vec3& origin, const Vec3& target) {
     Ray ray = camera_ray(origin, target);
+    return radiance(ray);
+}
+
+Vec3 seen_by_chance(const Vec3& origin, const Vec3& target) {
+    Ray ray = camera_ray(origin, target);
+    ray.cursor.rotation_u = random_unit();
+    ray.cursor.rotation_v = random_unit();
     return radiance(ray);
 }
 

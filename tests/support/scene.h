@@ -65,4 +65,7 @@ Ray camera_ray(const Vec3& origin, const Vec3& target);
 // Its radiance, of one frame.
 Vec3 seen_along(const Vec3& origin, const Vec3& target);
 
+// The same by the sequence of a pixel drawn at random, which makes runs independent.
+Vec3 seen_by_chance(const Vec3& origin, const Vec3& target);
+
 } // namespace mh::test
