@@ -81,7 +81,8 @@ FolderFiles::~FolderFiles() {
 void FolderFiles::hold_process() const {
     constexpr std::uint64_t kReading = LANDLOCK_ACCESS_FS_READ_FILE | LANDLOCK_ACCESS_FS_READ_DIR;
     constexpr std::uint64_t kAll = (LANDLOCK_ACCESS_FS_MAKE_SYM << 1) - 1; // of the first version
-    const landlock_ruleset_attr all = {.handled_access_fs = kAll};
+    landlock_ruleset_attr all = {}; // later kernels handle more than files
+    all.handled_access_fs = kAll;
     const auto rules = static_cast<int>(syscall(SYS_landlock_create_ruleset, &all, sizeof all, 0));
     if (rules < 0) return;
     landlock_path_beneath_attr below = {};
