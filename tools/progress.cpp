@@ -242,6 +242,7 @@ void StartProgress(const std::string& form) {
     TreeWork.begin(0);
     FrameWork.begin(0);
     WriteLine = write_above;
+    std::cerr.tie(nullptr); // threads show progress while another may change the buffer of std::cout
     if (form == "none") return;
     if (form == "json")
         progress.form = Form::json;

@@ -214,6 +214,7 @@ void close_scene() {
     CloseView();
     ForgetOutputs();
     CapturedReport report;
+    const std::lock_guard guard(session.writing); // of a picture that a page takes
     CloseScene();
 }
 
