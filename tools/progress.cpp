@@ -242,7 +242,7 @@ void StartProgress(const std::string& form) {
     TreeWork.begin(0);
     FrameWork.begin(0);
     WriteLine = write_above;
-    std::cerr.tie(nullptr); // threads show progress while another may change the buffer of std::cout
+    std::cerr.tie(nullptr); // another thread may change the buffer of std::cout meanwhile
     if (form == "none") return;
     if (form == "json")
         progress.form = Form::json;

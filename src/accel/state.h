@@ -16,7 +16,7 @@ struct AccelStateRecord {
     float scene_radius = 0.0f; // half the diagonal of the bounds
 };
 
-extern AccelStateRecord AccelState;
+[[gnu::visibility("hidden")]] extern AccelStateRecord AccelState;
 
 inline constexpr auto& Trees = AccelState.trees;
 inline constexpr auto& LightListsOfObjects = AccelState.light_lists;
@@ -29,7 +29,7 @@ inline constexpr auto& SceneRadius = AccelState.scene_radius;
 void ResetAccel();
 
 // Of this processor: the widest kernel that it runs, and the one in use.
-extern const WalkKernel *WidestWalks, *CurrentWalks;
+[[gnu::visibility("hidden")]] extern const WalkKernel *WidestWalks, *CurrentWalks;
 
 // 0 keeps OccludeLog from counting.
 extern std::int32_t OcclusionLogging;

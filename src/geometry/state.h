@@ -11,7 +11,7 @@ struct GeometryStateRecord {
     std::int64_t smoothing_time_ms = 0, displacement_time_ms = 0;
 };
 
-extern GeometryStateRecord GeometryState;
+[[gnu::visibility("hidden")]] extern GeometryStateRecord GeometryState;
 
 inline constexpr auto& Objects = GeometryState.objects;
 inline constexpr auto& SmoothingTimeMs = GeometryState.smoothing_time_ms;

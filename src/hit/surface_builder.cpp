@@ -409,12 +409,26 @@ int pick_layer(const Shader& shader, const SurfacePoint& point, bool front, floa
 
 namespace {
 
-// Whether a slot counts: by its flag, unless textures may lift it; then its colour, black before.
-bool evaluate_slot(Element element, bool present, const SurfacePoint& point, Vec3& color) {
+// active(element, present, color): whether a slot counts; then its colour, black before.
+template<typename Active>
+void evaluate_slots(bool hair, SurfacePoint& point, const Active& active) {
     const CompiledLayer& layer = *point.layer;
-    if (layer.has_image) return evaluate_layer(layer, element, point, color);
-    if (present) color = at(layer.colors, element);
-    return present;
+    point.lambertian_active = point.transmissive_active = point.diffusion_active = false;
+    point.specular_active = false;
+    if (!point.use_density) {
+        point.lambertian_active =
+            active(Element::lambertian, layer.lambertian_present, point.lambertian_color);
+        if (!hair) {
+            point.transmissive_active =
+                active(Element::transmissive, layer.transmissive_present, point.transmissive_color);
+            point.diffusion_active =
+                active(Element::diffusion, layer.diffusion_present, point.diffusion_color);
+        }
+    }
+    point.glossy_active = active(Element::glossy, layer.glossy_present, point.glossy_color);
+    if (!hair)
+        point.specular_active =
+            active(Element::specular, layer.specular_present, point.specular_color);
 }
 
 } // namespace
@@ -422,23 +436,14 @@ bool evaluate_slot(Element element, bool present, const SurfacePoint& point, Vec
 void evaluate_layers(const Ray& ray, SurfacePoint& point) {
     const CompiledLayer& layer = *point.layer;
     const bool hair = ray.hit_kind == HitKind::hair;
-    point.lambertian_active = point.transmissive_active = point.diffusion_active = false;
-    point.specular_active = false;
-    if (!point.use_density) {
-        point.lambertian_active = evaluate_slot(Element::lambertian, layer.lambertian_present,
-                                                point, point.lambertian_color);
-        if (!hair) {
-            point.transmissive_active = evaluate_slot(
-                Element::transmissive, layer.transmissive_present, point, point.transmissive_color);
-            point.diffusion_active = evaluate_slot(Element::diffusion, layer.diffusion_present,
-                                                   point, point.diffusion_color);
-        }
-    }
-    point.glossy_active =
-        evaluate_slot(Element::glossy, layer.glossy_present, point, point.glossy_color);
-    if (!hair)
-        point.specular_active =
-            evaluate_slot(Element::specular, layer.specular_present, point, point.specular_color);
+    if (layer.has_image) // which may lift or darken any slot
+        return evaluate_slots(hair, point, [&](Element element, bool, Vec3& color) {
+            return evaluate_layer(layer, element, point, color);
+        });
+    evaluate_slots(hair, point, [&](Element element, bool present, Vec3& color) {
+        if (present) color = at(layer.colors, element);
+        return present;
+    });
 }
 
 } // namespace mh

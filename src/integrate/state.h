@@ -72,7 +72,7 @@ struct IntegrateStateRecord {
     FrameSteps steps;                       // of the loop over frames that runs
 };
 
-extern IntegrateStateRecord IntegrateState;
+[[gnu::visibility("hidden")]] extern IntegrateStateRecord IntegrateState;
 
 inline constexpr auto& Photons = IntegrateState.photons;
 

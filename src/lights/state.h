@@ -13,7 +13,7 @@ struct LightsStateRecord {
     GeometryLightRecord geometry_light;
 };
 
-extern LightsStateRecord LightsState;
+[[gnu::visibility("hidden")]] extern LightsStateRecord LightsState;
 
 inline constexpr auto& PointLights = LightsState.point_lights;
 inline constexpr auto& ParallelLights = LightsState.parallel_lights;

@@ -9,7 +9,7 @@
 namespace mh {
 
 // 32 uniform bits. Tests put a replayed source here; set only while no frame runs.
-extern std::uint32_t (*RandomSource)();
+[[gnu::visibility("hidden")]] extern std::uint32_t (*RandomSource)();
 
 // The processor's random instruction, or a thread-safe generator where there is none.
 void DrawFromHardware();

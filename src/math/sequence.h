@@ -172,7 +172,7 @@ constexpr std::uint32_t kTableDimensions = 16;
 constexpr std::uint32_t kTableSamples = 4096;
 
 // Radical inverses of the early samples and dimensions.
-extern float HaltonTable[kTableDimensions][kTableSamples];
+[[gnu::visibility("hidden")]] extern float HaltonTable[kTableDimensions][kTableSamples];
 
 // The same for any sample and dimension, digit by digit.
 float radical_inverse(std::uint32_t sample, std::uint32_t dimension);

@@ -19,7 +19,8 @@ int AddCamera();
 
 // The rendered camera; null when there is none.
 inline Camera* ActiveCamera() {
-    return has_record(Cameras, ActiveCameraIndex) ? &at(Cameras, ActiveCameraIndex) : nullptr;
+    Camera* const camera = Cameras.data() + ActiveCameraIndex; // asked per hit: no division
+    return camera < Cameras.data() + Cameras.size() ? camera : nullptr;
 }
 
 // Frames of the run, over which the gather rays and light samples of a point are spread; 1

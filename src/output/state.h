@@ -33,7 +33,7 @@ struct OutputStateRecord {
     ImageWritingRecord image_writing;
 };
 
-extern OutputStateRecord OutputState;
+[[gnu::visibility("hidden")]] extern OutputStateRecord OutputState;
 
 inline constexpr auto& Cameras = OutputState.cameras;
 inline constexpr auto& PlaneSums = OutputState.planes;

@@ -18,7 +18,9 @@ struct RunStateRecord {
     std::string scene_directory;
 };
 
-extern RunStateRecord RunState;
+// Hidden where it is declared, as are the other states: code for a shared library would otherwise
+// load its address from a table at each use.
+[[gnu::visibility("hidden")]] extern RunStateRecord RunState;
 
 inline constexpr auto& RendererSettings = RunState.renderer_settings;
 inline constexpr auto& RayStatistics = RunState.ray_statistics;

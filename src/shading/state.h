@@ -13,7 +13,7 @@ struct ShadingStateRecord {
     NameIndex shader_names, texture_paths;
 };
 
-extern ShadingStateRecord ShadingState;
+[[gnu::visibility("hidden")]] extern ShadingStateRecord ShadingState;
 
 inline constexpr auto& Shaders = ShadingState.shaders;
 inline constexpr auto& Textures = ShadingState.textures;
