@@ -164,12 +164,27 @@ bool is_worth_showing(std::uint32_t shown_frames, std::uint32_t frames) {
     return frames >= kStep * shown_frames;
 }
 
+namespace {
+
+void read_part(const Image& image, const PixelRegion& part, std::vector<float>& values) {
+    for (int y = part.y0; y < part.y1; ++y) {
+        const std::int64_t row = std::int64_t{y} * image.width, channels = image.channels;
+        const auto first = image.floats.begin() + channels * (row + part.x0);
+        values.insert(values.end(), first, first + channels * (part.x1 - part.x0));
+    }
+}
+
+} // namespace
+
 std::vector<float> ReadLive(const LiveImage& live, const PixelRegion& part) {
     const Image& image =
         live.filling == Filling::derived ? derived_image(*live.aov) : live.aov->image;
     std::vector<float> values;
     if (image.channels != 3 || part.x1 > image.width || part.y1 > image.height) return values;
-    ReadWholeFrames(image, part, values);
+    if (live.filling == Filling::complete) // of no frame, which may begin or end meanwhile
+        read_part(image, part, values);
+    else
+        ReadWholeFrames(image, part, values);
     if (live.filling == Filling::sum) scale_shares(values, part);
     return values;
 }
