@@ -302,9 +302,9 @@ int render_opened(const Arguments& arguments) {
     if (!nothing.empty())
         return give_up(kSceneFaults, nothing + "; run moonhare check " + arguments.scene);
     if (writes_no_pictures(arguments)) {
-        if (is_piece(arguments) && (RendererSettings.adaptive || RendererSettings.noise > 0.0f))
-            return give_up(kWrongUse, "--partial goes without a noise target and adaptive frames: "
-                                      "a piece cannot tell what the whole picture needs");
+        if (is_piece(arguments) && RendererSettings.noise > 0.0f)
+            return give_up(kWrongUse, "--partial goes without a noise target: a piece cannot tell "
+                                      "how noisy the whole picture is");
         PickSeed();
         const std::string fault = LimitToFrames(arguments);
         if (!fault.empty()) return give_up(kWrongUse, fault);

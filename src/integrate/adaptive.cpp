@@ -7,6 +7,8 @@
 #include "math/at.h"
 #include "output/camera.h"
 #include "output/feature_planes.h"
+#include "output/run_hooks.h"
+#include "output/state.h"
 #include "run/state.h"
 
 #include <algorithm>
@@ -21,6 +23,11 @@ constexpr std::uint32_t kEvenFrames = 16; // that every pixel has before errors 
 constexpr float kLeast = 0.125f, kMost = kMostRounds; // frames of a block, of the mean
 constexpr float kSmallestNeed = 1e-4f;                // of the largest; others count as none
 constexpr int kHalvings = 40;                         // of the interval that holds the right factor
+
+// Frames of the run: those of a piece alone.
+std::uint32_t frames_of_run(const Camera& camera) {
+    return std::min(static_cast<std::uint32_t>(camera.sample), Hooks.end_frame) - Hooks.begin_frame;
+}
 
 // Plans are made at these frames: the first shared one, and where a quarter has been added.
 std::uint32_t next_plan(std::uint32_t frame) {
@@ -66,7 +73,7 @@ std::vector<float> needs_of(const std::vector<BlockNoise>& blocks, const BlockGr
 
 float wanted_of(const BlockNoise& block, float need, float per_need, float mean_frames) {
     const float wanted = std::clamp(need * per_need, kLeast * mean_frames, kMost * mean_frames);
-    return std::max(std::round(wanted), block.frames);
+    return std::max(2.0f * std::round(0.5f * wanted), block.frames); // as many odd as even ones
 }
 
 // Frames of each block so that all together have as many as the picture without a plan.
@@ -107,12 +114,18 @@ std::uint32_t share_of_frame(std::uint32_t done, float wanted, std::uint32_t fra
 } // namespace
 
 bool is_shared_out(std::uint32_t frame) {
-    return RendererSettings.adaptive && keeps_planes() && frame >= kEvenFrames;
+    return RendererSettings.adaptive && keeps_planes() && frame >= Hooks.begin_frame + kEvenFrames;
 }
 
-std::vector<BlockTurn> PlanFrame(std::uint32_t frame) {
+std::uint32_t frame_of_camera(const Camera& camera, std::uint32_t n) {
+    const std::uint32_t frames = frames_of_run(camera);
+    const auto round = static_cast<std::uint32_t>(camera.sample);
+    return Hooks.begin_frame + n % frames + n / frames * round;
+}
+
+std::vector<BlockTurn> PlanFrame(std::uint32_t frame_of_picture) {
     const Camera& camera = *ActiveCamera();
-    const auto end = static_cast<std::uint32_t>(camera.sample);
+    const std::uint32_t end = frames_of_run(camera), frame = frame_of_picture - Hooks.begin_frame;
     const std::uint32_t next = std::min(next_plan(frame), end);
     const std::uint32_t frames_left = std::max(next, frame + 1) - frame;
     std::vector<float> wanted;

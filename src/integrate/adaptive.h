@@ -3,6 +3,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "output/types.h"
+
 #include <cstdint>
 #include <vector>
 
@@ -12,6 +14,10 @@ constexpr std::uint32_t kMostRounds = 4; // frames of a block, of the mean
 
 // Whether blocks take unequal parts of this frame.
 bool is_shared_out(std::uint32_t frame);
+
+// Frame n of a pixel as frame of its camera. Further rounds of a piece are its part of each further
+// round of the picture, so that no two pieces share points.
+std::uint32_t frame_of_camera(const Camera& camera, std::uint32_t n);
 
 // What a block takes of a frame: paths of each pixel, after those that they have.
 struct BlockTurn {

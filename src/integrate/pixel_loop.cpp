@@ -250,7 +250,7 @@ void render_block(Camera& camera, const PixelRegion& block, const BlockTurn& tur
             at(frames_wanted(), pixel_index(camera, x, y)) += turn.wanted_more;
     const bool sharing = can_share_bounces();
     for (std::uint32_t n = turn.done; n < turn.done + turn.more; ++n) {
-        const Moment now = moment_of(camera, n);
+        const Moment now = moment_of(camera, frame_of_camera(camera, n));
         for (int y = block.y0; y < block.y1; ++y)
             render_row(camera, now, block, y, sharing,
                        [&](int x, int row, const PixelSample& sample) {

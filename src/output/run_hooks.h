@@ -16,6 +16,7 @@ constexpr std::uint32_t kAllFrames = 0xFFFFFFFFu;
 
 struct RunHooks {
     std::uint32_t first_frame = 0; // where the loop starts: frames that the images hold already
+    std::uint32_t begin_frame = 0; // of a piece, its first; it does not move when resumed
     std::uint32_t end_frame = kAllFrames; // one behind the last, where the camera has more
     void (*frame_done)() = nullptr;  // after each frame; the run ends when FrameIndex has reached
                                      // the camera's number of frames, which may be set here

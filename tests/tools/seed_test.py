@@ -73,8 +73,25 @@ class Seeds(ProgramTest):
             self.assertNotEqual(self.pictures(*(o for o in given if o != "--adaptive")), first)
         short = self.run_here("scene", "--sample", "7", "--report", "1.json").stdout
         self.assertIn("noise: too few frames for an estimate", short)
-        piece = self.run_here(*scene, "--partial", "p", status=2).stderr
-        self.assertIn("--partial goes without", piece)
+        piece = self.run_here(*scene, "--noise", "0.1", "--partial", "p", status=2).stderr
+        self.assertIn("--partial goes without a noise target", piece)
+
+    def test_adaptive_pieces_add_up_each_with_frames_of_its_own(self):
+        given = (EXAMPLES + "/cornell", "--mode", "path", "--estimator", "exact", "--resolution", "32x24",
+                 "--seed", "7", "--denoise", "--adaptive", "--sample", "64", "--beauty", "b.pfm")
+        self.run_here(*given, "--output-dir", "whole")
+        self.run_here(*given, "--frames", "0:20", "--partial", "a")
+        self.run_here(*given, "--frames", "20:64", "--partial", "b")
+        for to, pieces in (("one", "ab"), ("two", "ba")):
+            self.run_here("merge", *pieces, "--denoise", "--output-dir", to)
+        self.run_here("merge", "a", "--allow-gaps", "--output-dir", "part")
+        for name in ("b.pfm", "b_denoised.pfm"):
+            self.assertEqual(self.bytes_of("one/" + name), self.bytes_of("two/" + name))
+        error = {folder: json.loads(self.run_here("diff", folder + "/b.pfm", "whole/b.pfm", "--json").stdout)
+                 ["relative_mse"] for folder in ("one", "part")}
+        self.assertLess(error["one"], 0.5 * error["part"])
+        odd = self.run_here(*given, "--frames", "21:64", "--partial", "c", status=2).stderr
+        self.assertIn("begin at even frames, not at 21", odd)
 
     def test_with_a_denoiser_the_noise_target_is_the_denoised_picture(self):
         given = (EXAMPLES + "/cornell", "--mode", "path", "--estimator", "exact", "--resolution", "48x32",

@@ -24,6 +24,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
+#include <limits>
 
 namespace mh {
 
@@ -147,19 +148,6 @@ std::size_t start_of_row(const Merge& merge, const PixelRegion& region, std::int
     return width * to_size(y - bounds.y0) + to_size(region.x0 - bounds.x0);
 }
 
-void count_frames(Merge& merge) {
-    merge.frames.assign(pixel_count(merge.bounds), 0);
-    for (const Piece& piece : merge.pieces) {
-        const PieceHeader& header = header_of(piece);
-        const auto width = to_size(header.region.x1 - header.region.x0);
-        for (std::int32_t y = header.region.y0; y < header.region.y1; ++y) {
-            std::uint32_t* row = &merge.frames[start_of_row(merge, header.region, y)];
-            for (std::size_t x = 0; x < width; ++x)
-                row[x] += header.end - header.first;
-        }
-    }
-}
-
 bool open_plane(const Piece& piece, std::size_t plane, InputFile& input) {
     input = OpenInput(piece.path, Origin::user);
     return input
@@ -188,6 +176,47 @@ bool add_piece(const Merge& merge, const Piece& piece, std::size_t plane,
     return true;
 }
 
+// Of the plane, all pieces together; false when one could not be read to its end.
+bool add_pieces(const Merge& merge, std::size_t plane, std::vector<FixedPoint>& sums) {
+    const auto channels = to_size(picture_of(merge).planes[plane].channels);
+    sums.assign(pixel_count(merge.bounds) * channels, {});
+    return std::all_of(merge.pieces.begin(), merge.pieces.end(),
+                       [&](const Piece& piece) { return add_piece(merge, piece, plane, sums); });
+}
+
+void count_even_frames(Merge& merge) {
+    for (const Piece& piece : merge.pieces) {
+        const PieceHeader& header = header_of(piece);
+        const auto width = to_size(header.region.x1 - header.region.x0);
+        for (std::int32_t y = header.region.y0; y < header.region.y1; ++y) {
+            std::uint32_t* row = &merge.frames[start_of_row(merge, header.region, y)];
+            for (std::size_t x = 0; x < width; ++x)
+                row[x] += header.end - header.first;
+        }
+    }
+}
+
+// Pixels of adaptive pieces have frames of their own: the first of the planes counts them.
+bool count_frames(Merge& merge) {
+    merge.frames.assign(pixel_count(merge.bounds), 0);
+    const std::vector<PlaneHeader>& planes = picture_of(merge).planes;
+    const auto part = std::find_if(planes.begin(), planes.end(), [](const PlaneHeader& plane) {
+        return plane.kind == PlaneKind::part;
+    });
+    if (part == planes.end()) {
+        count_even_frames(merge);
+        return true;
+    }
+    if (part->channels != 1) return false;
+    std::vector<FixedPoint> sums;
+    if (!add_pieces(merge, to_size(part - planes.begin()), sums)) return false;
+    std::transform(sums.begin(), sums.end(), merge.frames.begin(), [](const FixedPoint& sum) {
+        constexpr double kMost = std::numeric_limits<std::uint32_t>::max();
+        return static_cast<std::uint32_t>(std::clamp(to_double(sum), 0.0, kMost));
+    });
+    return true;
+}
+
 // Puts the means of the sums into the picture, or the sums themselves.
 void show(const Merge& merge, const std::vector<FixedPoint>& sums, bool means, Image& image) {
     const PixelRegion& bounds = merge.bounds;
@@ -205,9 +234,8 @@ void show(const Merge& merge, const std::vector<FixedPoint>& sums, bool means, I
 }
 
 bool fill_from_sums(const Merge& merge, std::size_t plane, bool means, Image& image) {
-    std::vector<FixedPoint> sums(pixel_count(merge.bounds) * to_size(image.channels));
-    for (const Piece& piece : merge.pieces)
-        if (!add_piece(merge, piece, plane, sums)) return false;
+    std::vector<FixedPoint> sums;
+    if (!add_pieces(merge, plane, sums)) return false;
     show(merge, sums, means, image);
     return true;
 }
@@ -342,7 +370,7 @@ int merge_read(const Arguments& arguments, Merge& merge) {
     find_bounds(merge);
     if (!fits_memory(arguments, merge))
         return fail(kNotWritten, "the picture needs more memory than there is");
-    count_frames(merge);
+    if (!count_frames(merge)) return fail(kWrongUse, kChanged);
     Startup();
     Hooks.write_failed = note_failed_write;
     ImageWriting.exr_floats = picture_of(merge).exr_floats != 0;

@@ -114,7 +114,10 @@ std::string LimitToFrames(const Arguments& arguments) {
     if (range[1] > frames)
         return "--frames " + std::to_string(range[0]) + ':' + std::to_string(range[1])
                + " goes beyond the picture's " + CountText(frames, "frame");
-    Hooks.first_frame = static_cast<std::uint32_t>(range[0]);
+    if (RendererSettings.adaptive && range[0] % 2 != 0)
+        return "--frames of adaptive pieces begin at even frames, not at "
+               + std::to_string(range[0]) + ": halves of frames tell the noise";
+    Hooks.first_frame = Hooks.begin_frame = static_cast<std::uint32_t>(range[0]);
     Hooks.end_frame = static_cast<std::uint32_t>(range[1]);
     return {};
 }
