@@ -1,5 +1,5 @@
 // The plan of frames: the error that is left is least where each block has frames in proportion to
-// the root of what one frame of it adds, [Neyman34].
+// the root of what one frame of it adds, over the rays that this takes [Neyman34].
 // SPDX-License-Identifier: MIT
 #include "integrate/adaptive.h"
 
@@ -41,11 +41,15 @@ bool is_plan(std::uint32_t frame) {
     return frame == kEvenFrames || (frame > kEvenFrames && next_plan(frame - 1) == frame);
 }
 
+bool has_target() {
+    return RendererSettings.noise > 0.0f;
+}
+
 // What frames are given in proportion to: towards a target, the frames that reach it, a little
 // below it; otherwise what lessens the error of the picture as a whole.
 float need_of(const BlockNoise& block) {
     constexpr float kBelow = 0.95f;
-    if (!(RendererSettings.noise > 0.0f)) return std::sqrt(block.seen * block.frames);
+    if (!has_target()) return std::sqrt(block.seen * block.frames / block.rays);
     const float missing = block.error / (kBelow * RendererSettings.noise);
     return block.frames * missing * missing;
 }
@@ -76,33 +80,73 @@ float wanted_of(const BlockNoise& block, float need, float per_need, float mean_
     return std::max(2.0f * std::round(0.5f * wanted), block.frames); // as many odd as even ones
 }
 
-// Frames of each block so that all together have as many as the picture without a plan.
+// Rays of one frame.
+double cost_of(const BlockNoise& block) {
+    return static_cast<double>(block.pixels) * static_cast<double>(block.rays);
+}
+
+// Frames of each block so that all together cast as many rays as without a plan.
 std::vector<float> wanted_frames(const std::vector<BlockNoise>& blocks,
                                  const std::vector<float>& needs, float mean_frames) {
-    double pixels = 0.0;
+    double all = 0.0;
     for (const BlockNoise& block : blocks)
-        pixels += static_cast<double>(block.pixels);
-    const auto paths = [&](float per_need) {
+        all += cost_of(block) * static_cast<double>(mean_frames);
+    const auto rays = [&](float per_need) {
         double sum = 0.0;
         for (std::size_t i = 0; i < blocks.size(); ++i)
-            sum += static_cast<double>(blocks[i].pixels)
+            sum += cost_of(blocks[i])
                    * static_cast<double>(wanted_of(blocks[i], needs[i], per_need, mean_frames));
         return sum;
     };
-    const double all = pixels * static_cast<double>(mean_frames);
     const float largest = *std::max_element(needs.begin(), needs.end());
-    const bool to_target = RendererSettings.noise > 0.0f;
     float low = 0.0f, high = 1.0f; // where needs are frames, no more
-    if (!to_target) high = largest > 0.0f ? kMost * mean_frames / (kSmallestNeed * largest) : 0.0f;
-    if (to_target && paths(high) <= all) low = high;
+    if (!has_target())
+        high = largest > 0.0f ? kMost * mean_frames / (kSmallestNeed * largest) : 0.0f;
+    if (has_target() && rays(high) <= all) low = high;
     for (int i = 0; i < kHalvings && low < high; ++i) {
         const float middle = 0.5f * (low + high);
-        (paths(middle) > all ? high : low) = middle;
+        (rays(middle) > all ? high : low) = middle;
     }
     std::vector<float> wanted(blocks.size());
     for (std::size_t i = 0; i < blocks.size(); ++i)
         wanted[i] = wanted_of(blocks[i], needs[i], low, mean_frames);
     return wanted;
+}
+
+// Whether unequal frames leave less error in the end. Even ones complete sets of points: there it
+// falls by n^-b, of which the halves tell, (n / 2)^(1 - b) being their share of the variance that
+// independent frames would have. What larger sets gain is less, by measurement. Unequal frames are
+// parts of sets, whose errors count as 1 / n.
+bool is_worth_it(const std::vector<BlockNoise>& blocks, const std::vector<float>& needs,
+                 float frames, float end) {
+    constexpr float kLater = 0.75f;  // of the gain of b over 1
+    constexpr double kMargin = 0.98; // for blocks that chance alone makes differ
+    const std::vector<float> wanted = wanted_frames(blocks, needs, end);
+    double even = 0.0, unequal = 0.0;
+    for (std::size_t i = 0; i < blocks.size(); ++i) {
+        const BlockNoise& block = blocks[i];
+        const float steeper = -std::log(block.share) / std::log(0.5f * frames); // b - 1
+        const double error = static_cast<double>(block.pixels * block.seen);
+        even += error * std::pow(frames / end, 1.0f + kLater * std::clamp(steeper, 0.0f, 1.0f));
+        unequal += error * static_cast<double>(frames / std::max(wanted[i], 1.0f));
+    }
+    return unequal < kMargin * even;
+}
+
+// By frame `next` of `end`. The first plan decides for all: later the sets are cut, and halves do
+// not tell what they are worth.
+std::vector<float> make_plan(std::uint32_t frame, std::uint32_t next, std::uint32_t end) {
+    const std::vector<BlockNoise> blocks = MeasureBlocks();
+    const std::vector<float> needs = needs_of(blocks, grid_of(*ActiveCamera()));
+    const auto frames = static_cast<float>(frame), mean = static_cast<float>(next);
+    const bool is_first = frame == kEvenFrames;
+    const bool begun = std::any_of(blocks.begin(), blocks.end(), [&](const BlockNoise& block) {
+        return block.pixels > 0.0f && block.frames != frames;
+    });
+    const bool shares =
+        is_first ? is_worth_it(blocks, needs, frames, static_cast<float>(end)) : begun;
+    if (shares || has_target()) return wanted_frames(blocks, needs, mean);
+    return std::vector<float>(blocks.size(), mean);
 }
 
 // How many paths a pixel takes in this frame, of those that it lacks.
@@ -129,10 +173,7 @@ std::vector<BlockTurn> PlanFrame(std::uint32_t frame_of_picture) {
     const std::uint32_t next = std::min(next_plan(frame), end);
     const std::uint32_t frames_left = std::max(next, frame + 1) - frame;
     std::vector<float> wanted;
-    if (is_plan(frame)) {
-        const std::vector<BlockNoise> blocks = MeasureBlocks();
-        wanted = wanted_frames(blocks, needs_of(blocks, grid_of(camera)), static_cast<float>(next));
-    }
+    if (is_plan(frame)) wanted = make_plan(frame, next, end);
     const BlockGrid grid = grid_of(camera);
     std::vector<BlockTurn> turns(grid_size(grid.columns, grid.rows));
     for (std::size_t i = 0; i < turns.size(); ++i) {

@@ -1,5 +1,5 @@
-// Frames that go where the picture needs them. The first are even over the picture; each one after
-// them has as many paths as it has pixels, but blocks take unequal parts of these.
+// Frames that go where the picture needs them. The first are even over the picture; those after
+// them cast as many rays together as even ones, but blocks take unequal parts of these.
 // SPDX-License-Identifier: MIT
 #pragma once
 

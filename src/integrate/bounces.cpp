@@ -52,7 +52,8 @@ void for_each_exact_ray(const Ray& ray, const SurfacePoint& point, const Gather&
     Ray parent = ray;
     parent.sample_divisor *= point.rays.bounces;
     for (std::uint32_t i = 0; i < count; ++i) {
-        parent.cursor = in_stretch(ray.cursor, place_in_stretch(frame_of(ray) * count + i, of_run));
+        parent.cursor =
+            in_stretch(ray.cursor, place_in_stretch(ray.cursor.sample * count + i, of_run));
         gather(parent);
     }
 }

@@ -30,12 +30,14 @@ constexpr std::uint32_t kFewestFrames = 8; // that an estimate is believed after
 // The sums that noise is estimated from.
 struct Sums {
     const Image &frames, &even, &odd, &squares;
+    const Image* rays = nullptr; // where they are counted
 };
 
 Sums sums_of_planes() {
     return {PlaneSums.sums[0].image, plane_sum(Quantity::beauty, Half::even).image,
             plane_sum(Quantity::beauty, Half::odd).image,
-            plane_sum(Quantity::beauty, Half::squares).image};
+            plane_sum(Quantity::beauty, Half::squares).image,
+            counts_rays() ? &PlaneSums.sums.back().image : nullptr};
 }
 
 float mean_of(const Vec3& value) {
@@ -87,6 +89,7 @@ void for_each_pixel(const Image& image, const BlockGrid& grid, int block, const 
 BlockSums sums_of_block(const Sums& sums, const BlockGrid& grid, int block, float dark) {
     BlockSums result;
     BlockNoise& noise = result.noise;
+    float rays = 0.0f;
     for_each_pixel(sums.frames, grid, block, [&](std::int64_t pixel) {
         const float n = at(sums.frames.floats, pixel);
         if (!(n > 0.0f)) return;
@@ -94,6 +97,7 @@ BlockSums sums_of_block(const Sums& sums, const BlockGrid& grid, int block, floa
         const Vec3 spread = spread_variance(sums, pixel, n);
         noise.pixels += 1.0f;
         noise.frames = n;
+        if (sums.rays != nullptr) rays += at(sums.rays->floats, pixel) / n;
         noise.light += light;
         noise.variance += mean_of(spread);
         noise.seen += mean_of(spread) / (light * light / kSquaredKnee + 1.0f);
@@ -106,6 +110,7 @@ BlockSums sums_of_block(const Sums& sums, const BlockGrid& grid, int block, floa
         noise.light /= noise.pixels;
         noise.variance /= noise.pixels;
         noise.seen /= noise.pixels;
+        if (rays > 0.0f) noise.rays = rays / noise.pixels;
     }
     return result;
 }

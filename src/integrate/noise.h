@@ -29,6 +29,7 @@ struct BlockNoise {
     float error = 0.0f;    // relative: root of the variance over brightness
     float seen = 0.0f;     // mean over pixels of the variance as it is seen: brightness L counts as
                            // asinh(10 L) / 10 [Lupton04]
+    float rays = 1.0f;     // of a path, where they are counted
     float share = 1.0f;    // of the variance that frames independent of each other would have
 };
 

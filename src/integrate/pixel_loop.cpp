@@ -27,6 +27,7 @@
 #include "run/state.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <limits>
 
@@ -54,16 +55,14 @@ struct Moment {
     StretchPlace place;     // of the frame, in all pixels
 };
 
-// Where a plan gives a pixel more frames than the run has, its rounds are parts of one longer set
-// of points; beyond it are those of another seed.
+// Where a plan gives a pixel more frames than the run has, its further rounds take the stretches of
+// its neighbours on the curve: together these are one longer set.
 Moment moment_of(const Camera& camera, std::uint32_t n) {
     const auto frames = static_cast<std::uint32_t>(camera.sample);
     const Turn turn = turn_of(n, frames, keeps_planes());
-    const std::uint32_t rounds = RendererSettings.adaptive ? kMostRounds : 1;
-    const std::uint32_t set = turn.round / rounds, part = turn.round % rounds;
-    const auto seed = static_cast<std::uint64_t>(RendererSettings.seed);
-    return {turn, FramePose(camera, turn.moment), set == 0 ? seed : derive_key(seed, set),
-            place_in_stretch(part * frames + turn.frame, rounds * frames)};
+    const std::uint32_t point = turn.round * std::bit_ceil(frames) + turn.frame;
+    return {turn, FramePose(camera, turn.moment), static_cast<std::uint64_t>(RendererSettings.seed),
+            place_in_stretch(point, frames)};
 }
 
 // A row of pixels of a frame, and the tile of it that is being rendered.
@@ -126,7 +125,12 @@ Vec3 clamped(const Vec3& value) {
 struct PixelSample {
     Vec3 value;
     FeatureSample features;
+    float rays = 0.0f; // with shadow rays
 };
+
+std::uint64_t rays_of(const ThreadState& thread) {
+    return thread.rays + thread.shadow_rays;
+}
 
 // The path of a pixel, noted in `bounce` if there is one. What is not stored leaves nothing in
 // images.
@@ -142,9 +146,11 @@ PixelSample path_sample(const Camera& camera, const RowOfFrame& row, int x, bool
     if (!stored) ThreadStates[ray.thread].pixel = kNoPixel;
     begin_features(ray.thread);
     note_bounces_in(ray.thread, bounce);
+    const ThreadState& thread = ThreadStates[ray.thread];
+    const std::uint64_t rays_before = rays_of(thread);
     const Vec3 value = radiance(ray);
     note_bounces_in(ray.thread, nullptr);
-    return {value, take_features(ray.thread)};
+    return {value, take_features(ray.thread), static_cast<float>(rays_of(thread) - rays_before)};
 }
 
 // What sharing changes may bring a value below 0 by rounding alone.
@@ -241,6 +247,7 @@ void fold(Image& beauty, std::int64_t pixel, std::uint32_t n, const PixelSample&
                 sums_frames() ? before + sample.value
                               : mean_with(before, static_cast<float>(n), sample.value));
     if (keeps_planes()) add_frame(pixel, n, sample.value, sample.features);
+    if (counts_rays()) at(rays_cast(), pixel) += sample.rays;
 }
 
 // What a block of pixels takes of this frame.

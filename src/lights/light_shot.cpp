@@ -104,7 +104,8 @@ LightSplit sum_first_hit(const Light* light, const Ray& ray, const SurfacePoint&
     shot.count = count;
     const std::uint32_t of_run = count * static_cast<std::uint32_t>(camera_frames());
     for (std::uint32_t i = 0; i < count; ++i) {
-        shot.cursor = in_stretch(ray.cursor, place_in_stretch(frame_of(ray) * count + i, of_run));
+        shot.cursor =
+            in_stretch(ray.cursor, place_in_stretch(ray.cursor.sample * count + i, of_run));
         add_sample(shot, add, sum);
     }
     scale(sum, 1.0f / static_cast<float>(count));

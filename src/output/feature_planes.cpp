@@ -31,8 +31,9 @@ std::size_t sums_of(PlaneNeed need) {
     std::abort();
 }
 
-std::int32_t channels_of(std::size_t sum) {
-    return sum < 2 || sum >= kFirstOfDepth ? 1 : 3;
+// Without rays, which stand behind all others.
+std::int32_t channels_of(std::size_t sum, PlaneNeed need) {
+    return sum < 2 || sum >= kFirstOfDepth || sum >= sums_of(need) ? 1 : 3;
 }
 
 PlaneNeed need_of(const Aov& aov) {
@@ -112,23 +113,27 @@ void AllocatePlanes(const Camera& camera) {
         return;
     }
     PlaneSums.kept = need;
-    PlaneSums.sums.resize(sums_of(need));
+    PlaneSums.sums.resize(sums_of(need) + (RendererSettings.adaptive ? 1 : 0));
     for (std::size_t i = 0; i < PlaneSums.sums.size(); ++i) {
-        PlaneSums.sums[i].image.channels = channels_of(i);
+        PlaneSums.sums[i].image.channels = channels_of(i, need);
         AllocateAov(PlaneSums.sums[i], camera.width, camera.height);
     }
 }
 
 bool RestorePlanes(std::vector<Aov> sums, std::int32_t frames) {
     for (const PlaneNeed need : {PlaneNeed::none, PlaneNeed::noise, PlaneNeed::features})
-        if (sums.size() == sums_of(need)) PlaneSums.kept = need;
-    bool fits = sums.size() == sums_of(PlaneSums.kept);
+        if (sums.size() >= sums_of(need)) PlaneSums.kept = need;
+    bool fits = sums.size() <= sums_of(PlaneSums.kept) + (keeps_planes() ? 1 : 0);
     for (std::size_t i = 0; fits && i < sums.size(); ++i)
-        fits = sums[i].image.channels == channels_of(i);
+        fits = sums[i].image.channels == channels_of(i, PlaneSums.kept);
     if (!fits) return false;
     PlaneSums.sums = std::move(sums);
     PlaneSums.ended_of = frames;
     return true;
+}
+
+bool counts_rays() {
+    return keeps_planes() && PlaneSums.sums.size() > sums_of(PlaneSums.kept);
 }
 
 void ReleasePlanes() {
@@ -151,7 +156,8 @@ void add_frame(std::int64_t pixel, std::uint32_t n, const Vec3& value,
 double bytes_of_planes(PlaneNeed need) {
     double floats = 0.0;
     for (std::size_t i = 0; i < sums_of(need); ++i)
-        floats += channels_of(i);
+        floats += channels_of(i, need);
+    if (need != PlaneNeed::none && RendererSettings.adaptive) ++floats;
     return floats * bytes_of_pixel() / 3.0;
 }
 
@@ -162,7 +168,7 @@ FeaturePlanes PlanesOf(std::vector<Aov> sums) {
     planes.height = sums[0].image.height;
     planes.frames = std::move(sums[0].image.floats);
     planes.beauty = finished(sums, Quantity::beauty, planes.frames);
-    if (sums.size() == kSumsOfFeatures) {
+    if (sums.size() >= kSumsOfFeatures) {
         planes.direct = finished(sums, Quantity::direct, planes.frames);
         planes.albedo = finished(sums, Quantity::albedo, planes.frames);
         planes.normal = finished(sums, Quantity::normal, planes.frames);

@@ -98,6 +98,13 @@ inline std::vector<float>& frames_wanted() {
 // What the run, its settings and the camera's images ask for.
 PlaneNeed PlanesNeeded(const Camera& camera);
 
+// With adaptive frames the last of the sums counts the rays that each pixel has cast.
+bool counts_rays();
+
+inline std::vector<float>& rays_cast() {
+    return PlaneSums.sums.back().image.floats;
+}
+
 // Bytes that a pixel's sums take.
 double bytes_of_planes(PlaneNeed need);
 

@@ -14,6 +14,7 @@
 #include "support/scene.h"
 #include "support/statistics.h"
 
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
@@ -159,8 +160,8 @@ TEST(Noise, IsAsLargeAsEstimated) {
     }
 }
 
-// Frames go to the half with noise, and over many seeds the picture is no darker or brighter for
-// it.
+// Towards a target frames go to the half with noise, and over many seeds the picture is no darker
+// or brighter for it.
 TEST(Adaptive, GivesFramesToNoiseAndIsUnbiased) {
     const OneThread one_thread;
     constexpr int kSeeds = 72, kSize = 24;
@@ -168,8 +169,9 @@ TEST(Adaptive, GivesFramesToNoiseAndIsUnbiased) {
     for (const bool adaptive : {false, true}) {
         Scene scene;
         RendererSettings.adaptive = adaptive;
+        RendererSettings.noise = adaptive ? 1e-4f : 0.0f;
         RendererSettings.estimator = Estimator::exact;
-        prepare_half_floor(kSize, 24);
+        prepare_half_floor(kSize, 40);
         light[adaptive] = mean_of_runs(kSeeds, [&](int seed) {
             render_anew(seed + adaptive * kSeeds);
             double of_blocks = 0.0;
@@ -177,8 +179,8 @@ TEST(Adaptive, GivesFramesToNoiseAndIsUnbiased) {
                 of_blocks += static_cast<double>(block.light);
             return of_blocks;
         });
-        EXPECT_EQ(frames_done()[0], adaptive ? 16.0f : 24.0f); // black
-        EXPECT_EQ(frames_done()[kSize - 1] > 24.0f, adaptive);
+        EXPECT_EQ(frames_done()[0] < 40.0f, adaptive); // black
+        EXPECT_EQ(*std::max_element(frames_done().begin(), frames_done().end()) > 40.0f, adaptive);
     }
     const double error = std::hypot(light[0].error, light[1].error);
     expect_unbiased("adaptive", {light[1].mean, error, kSeeds}, light[0].mean, {0.008});
