@@ -14,6 +14,7 @@
 #include <mutex>
 #include <optional>
 #include <thread>
+#include <utility>
 
 #include <httplib.h>
 #include <netinet/tcp.h>
@@ -197,6 +198,9 @@ void take_over(const Reply& reply, httplib::Response& response) {
         });
 }
 
+// Later versions of the library ask whether the task was taken.
+using Queued = decltype(std::declval<httplib::TaskQueue&>().enqueue(nullptr));
+
 // Accepted sockets, handed to threads.
 class Threads : public httplib::TaskQueue {
 public:
@@ -206,7 +210,7 @@ public:
     }
 
     // On the thread that accepts: while it waits here, the system keeps others waiting.
-    void enqueue(std::function<void()> task) override {
+    Queued enqueue(std::function<void()> task) override {
         while (!traffic.ends && !Spend(traffic.accepts, 1))
             std::this_thread::sleep_for(kAcceptPause);
         std::unique_lock guard(traffic.lock);
@@ -219,12 +223,13 @@ public:
             tasks.push_back(std::move(task));
             guard.unlock();
             traffic.has_task.notify_one();
-            return;
+            return Queued(true);
         }
         guard.unlock();
         is_turned_away = true;
         task();
         is_turned_away = false;
+        return Queued(true);
     }
 
     void shutdown() override {
@@ -319,9 +324,17 @@ private:
         CheckedStream stream(connection.socket, canonical_head(head));
         request = &head;
         bool has_ended = false;
-        const bool is_answered =
-            process_request(stream, !head.keeps_connection, has_ended, nullptr);
-        return is_answered && !has_ended && head.keeps_connection;
+        return process(stream, !head.keeps_connection, has_ended) && !has_ended
+               && head.keeps_connection;
+    }
+
+    // Later versions of the library want the addresses of both ends, which no answer of ours reads.
+    template<typename Stream>
+    bool process(Stream& stream, bool closes, bool& has_ended) {
+        if constexpr (requires { process_request(stream, closes, has_ended, nullptr); })
+            return process_request(stream, closes, has_ended, nullptr);
+        else
+            return process_request(stream, "", 0, "", 0, closes, has_ended, nullptr);
     }
 
     WebSettings settings;
