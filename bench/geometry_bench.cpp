@@ -1,6 +1,7 @@
 // Seconds of what comes before the rays, and the walks of curved hair: reading, smoothing,
 // displacement and construction, beside Embree when it is there. Medians of a few runs.
 // SPDX-License-Identifier: MIT
+#include "accel/state.h"
 #include "accel/tree.h"
 #include "accel/walk.h"
 #include "geometry/displacement.h"
@@ -9,6 +10,7 @@
 #include "geometry/obj_reader.h"
 #include "geometry/objects.h"
 #include "geometry/smoothing.h"
+#include "geometry/state.h"
 #include "math/at.h"
 #include "math/constants.h"
 #include "math/roots.h"
@@ -16,9 +18,7 @@
 #include "shading/state.h"
 #include "turns.h"
 #ifdef MOONHARE_EMBREE
-#include "accel/state.h"
 #include "embree_side.h"
-#include "geometry/state.h"
 #endif
 
 #include <algorithm>

@@ -2,6 +2,7 @@
 // diffuse-bounce and shadow rays on five scenes, one and two pinned threads, medians of runs
 // by turns.
 // SPDX-License-Identifier: MIT
+#include "accel/state.h"
 #include "accel/walk.h"
 #include "geometry/state.h"
 #include "math/at.h"
@@ -9,7 +10,6 @@
 #include "rays.h"
 #include "turns.h"
 #ifdef MOONHARE_EMBREE
-#include "accel/state.h"
 #include "embree_side.h"
 #endif
 
