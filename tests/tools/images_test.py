@@ -69,7 +69,8 @@ class Convert(ProgramTest):
                                              ("float.exr", "in.pfm", 0, "--exr", "float")):
             self.run_here("convert", "in.pfm", first, *options)
             self.run_here("convert", first, "b.pfm")
-            self.run_here("convert", "b.pfm", "b" + back[-4:])
+            if not back.endswith(".pfm"):
+                self.run_here("convert", "b.pfm", "b" + back[-4:])
             result = json.loads(self.run_here("diff", "b" + back[-4:], back, "--json").stdout)
             self.assertLessEqual(result["largest"], limit)
 

@@ -102,7 +102,7 @@ class EarlyEnds(RenderTest):
         write_scene(self.scene, LONG)
         start = time.monotonic()
         self.assertIn("before its first frame",
-                      self.render("--gather", "2147483647", "--time-limit", "1", status=130).stderr)
+                      self.render("--gather", "2147483647", "--time-limit", "0.3", status=130).stderr)
         self.assertLess(time.monotonic() - start, 3.0)
 
     def test_faults_of_single_writes_end_nothing(self):
