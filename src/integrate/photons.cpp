@@ -32,7 +32,6 @@
 #include <array>
 #include <atomic>
 #include <mutex>
-#include <numeric>
 
 namespace mh {
 
@@ -84,37 +83,32 @@ void store_caustic(const Ray& ray, const SurfacePoint& point) {
     if (draws_from_seed()) thread.paths.push_back(thread.path);
 }
 
-// With a seed the photons stand in the order of their paths, whichever threads traced them. Those of
-// a chunk rise, on one thread.
+// With a seed the photons stand in the order of their paths, whichever threads traced them.
 void join_by_path() {
-    struct Run {
+    struct Source {
         const ThreadPhotons* thread;
-        std::size_t begin, end;
+        std::size_t next;
     };
 
-    std::vector<Run> runs;
-    for (const ThreadPhotons& thread : IntegrateState.photons_of_thread) {
-        const auto& paths = thread.paths;
-        const auto goes_on = [&](std::size_t i) {
-            return paths[i].light == paths[i - 1].light && !(paths[i] < paths[i - 1])
-                   && paths[i].number / kPhotonsOfChunk == paths[i - 1].number / kPhotonsOfChunk;
-        };
-        for (std::size_t i = 0; i < paths.size(); ++i) {
-            if (i == 0 || !goes_on(i)) runs.push_back({&thread, i, i});
-            ++runs.back().end;
-        }
-    }
-    std::sort(runs.begin(), runs.end(), [](const Run& a, const Run& b) {
-        return a.thread->paths[a.begin] < b.thread->paths[b.begin];
-    });
-    for (const Run& run : runs) {
-        const auto photons = run.thread->photons.begin();
-        Photons.insert(Photons.end(), photons + static_cast<std::ptrdiff_t>(run.begin),
-                       photons + static_cast<std::ptrdiff_t>(run.end));
+    std::vector<Source> sources;
+    const auto later = [](const Source& a, const Source& b) {
+        return b.thread->paths[b.next] < a.thread->paths[a.next];
+    };
+    for (const ThreadPhotons& thread : IntegrateState.photons_of_thread)
+        if (!thread.photons.empty()) sources.push_back({&thread, 0});
+    std::make_heap(sources.begin(), sources.end(), later);
+    while (!sources.empty()) {
+        std::pop_heap(sources.begin(), sources.end(), later);
+        Source& first = sources.back();
+        Photons.push_back(first.thread->photons[first.next]);
+        if (++first.next < first.thread->photons.size())
+            std::push_heap(sources.begin(), sources.end(), later);
+        else
+            sources.pop_back();
     }
 }
 
-// Photons that come late are left out: caustics are darker then.
+// The later photons are left out: caustics are darker then.
 void join_photons() {
     std::size_t stored = 0, left_out = 0;
     for (const ThreadPhotons& thread : IntegrateState.photons_of_thread) {
@@ -180,13 +174,13 @@ bool reaches(const Ray& ray) {
            || is_linked(*ray.photon_link, ray.hit_shader);
 }
 
-// Before a photon at a multiple of the step: those of the step before it are cast.
-void report_progress(std::int64_t place, std::int64_t count, std::int64_t step,
+// Before a photon whose number is a multiple of the step: those of the step before it are cast.
+void report_progress(std::int64_t number, std::int64_t count, std::int64_t step,
                      std::mutex& console) {
-    const double percent = 100.0 * static_cast<double>(place) / static_cast<double>(count);
+    const double percent = 100.0 * static_cast<double>(number) / static_cast<double>(count);
     const std::lock_guard lock(console);
     ReportProgress("photon cast ", static_cast<std::int32_t>(percent), "%", false);
-    if (Hooks.photons_cast != nullptr) Hooks.photons_cast(place == 0 ? 0 : step);
+    if (Hooks.photons_cast != nullptr) Hooks.photons_cast(number == 0 ? 0 : step);
 }
 
 // The steps before it were reported as they ended.
@@ -207,30 +201,14 @@ void begin_path(const PathOfPhoton& path) {
     at(IntegrateState.photons_of_thread, thread_number()).path = path;
 }
 
-// Which of the chunks comes at this place: steps of the golden section, which visit all parts alike
-// from the beginning [Knuth98, 6.4]. Directions turn with the number of a photon, and with them
-// what photons meet; in their own order the first would tell little of how long the others take.
-std::int64_t chunk_at(std::int64_t place, std::int64_t chunks) {
-    __extension__ using Product = __int128;
-    auto stride = static_cast<std::int64_t>(0.6180339887498949 * static_cast<double>(chunks)) + 1;
-    while (std::gcd(stride, chunks) != 1)
-        ++stride;
-    return static_cast<std::int64_t>(static_cast<Product>(place) * stride % chunks);
-}
-
-// Shares the numbers below count out to the threads of a team, in chunks; act(place, number) gets
-// how many came before as well. Ends early on request.
+// Shares the numbers below count out to the threads of a team; ends early on request.
 template<typename Act>
 void for_each_shared(std::int64_t count, std::atomic<std::int64_t>& taken, const Act& act) {
-    const std::int64_t whole = count / kPhotonsOfChunk; // the rest comes last
     while (!stop_requested()) {
         const std::int64_t first = taken.fetch_add(kPhotonsOfChunk, std::memory_order_relaxed);
         if (first >= count) return;
-        const std::int64_t chunk = first / kPhotonsOfChunk;
-        const std::int64_t number =
-            chunk < whole ? chunk_at(chunk, whole) * kPhotonsOfChunk : first;
-        for (std::int64_t i = 0; i < std::min(kPhotonsOfChunk, count - first); ++i)
-            act(first + i, number + i);
+        for (std::int64_t i = first; i < std::min(first + kPhotonsOfChunk, count); ++i)
+            act(i);
     }
 }
 
@@ -252,13 +230,13 @@ void cast(std::int64_t count, std::uint32_t pass, bool caustics, const Emit& emi
     shared(count, first, step, traced, emit, light, taken, console, caught)
     {
         EnterWorker();
-        for_each_shared(count, taken, [&](std::int64_t place, std::int64_t number) {
+        for_each_shared(count, taken, [&](std::int64_t i) {
             keep_exceptions(caught, [&] {
-                if (place % step == 0) report_progress(place, count, step, console);
+                if (i % step == 0) report_progress(i, count, step, console);
                 if (!traced) return;
-                begin_path({light, first + number});
+                begin_path({light, first + i});
                 Ray ray;
-                emit(ray, first + number);
+                emit(ray, first + i);
                 if (max_channel(ray.weight) > 0.0f) trace_photon(ray);
             });
         });

@@ -27,7 +27,7 @@ struct PathOfPhoton {
 // Caustic photons of a thread, joined at the end of the pass.
 struct alignas(64) ThreadPhotons {
     std::vector<CausticPhoton> photons;
-    std::vector<PathOfPhoton> paths; // of each, with a seed; ascending within a chunk
+    std::vector<PathOfPhoton> paths; // of each, with a seed; in ascending order
     PathOfPhoton path;               // that is being traced
     std::size_t left_out = 0;        // for lack of memory
 };
