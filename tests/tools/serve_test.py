@@ -118,8 +118,8 @@ class Refusals(ProgramTest):
         slow.join()
         received = sum(len(halves) for _, halves in stream.tiles)
         self.assertLess(received, 4e6 * seconds + 4e5)
-        self.assertGreater(received, 4e5 * seconds)
-        self.assertTrue(4 < cut[0] < 12, cut)
+        self.assertGreater(received, 2e6 * seconds)
+        self.assertLess(abs(cut[0] - 5), 1)
 
     def test_who_says_nothing_or_comes_too_often_keeps_nobody_out(self):
         live = self.live
