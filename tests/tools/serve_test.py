@@ -233,14 +233,19 @@ class Pictures(ProgramTest):
         write_scene(self.scene, ENDLESS)
         live = Live(self, "scene", "--threads", 1, "--watch")
         first = live.wait(lambda status: status["frames"] > 0)
-        write_scene(self.scene, {"camera/camera.mh": CAMERA.replace("sample 6", "smaple 6")})
+
+        def replace_camera(text):  # at once: a file that is being written may be read when it is empty
+            write_scene(self.folder, {"camera.new": text})
+            os.replace(self.path("camera.new"), camera)
+
+        replace_camera(CAMERA.replace("sample 6", "smaple 6"))
         status = live.wait(lambda status: status["keeps_last_good"])
         fault = status["check"]["faults"][0]
         self.assertEqual((os.path.samefile(os.path.join(self.folder, fault["file"]), camera),
                           fault["line"]), (True, 3))
         self.assertEqual(status["generation"], first["generation"])
         live.wait(lambda now: now["frames"] > status["frames"])
-        write_scene(self.scene, {"camera/camera.mh": CAMERA.replace("24 16", "36 20")})
+        replace_camera(CAMERA.replace("24 16", "36 20"))
         status = live.wait(lambda status: status["width"] == 36)
         self.assertFalse(status["keeps_last_good"])
         live.wait(lambda status: status["stage"] == "done")
