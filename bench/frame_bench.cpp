@@ -10,6 +10,7 @@
 #include "lights/state.h"
 #include "math/at.h"
 #include "math/random.h"
+#include "options.h"
 #include "output/state.h"
 #include "pictures.h"
 #include "pieces/checkpoint.h"
@@ -18,7 +19,6 @@
 
 #include <cmath>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -173,8 +173,8 @@ void bench_checkpoint(bool seeded) {
 
 int main(int argc, char** argv) {
     using namespace mh::bench;
-    brief = argc > 1 && std::strcmp(argv[1], "--brief") == 0;
-    if (argc > 1 && !brief) return std::printf("usage: frame_bench [--brief]\n"), 1;
+    const Option options[] = {{"--brief", "Few small frames, as a test", &brief}};
+    if (const auto status = ReadOptions(argc, argv, options)) return *status;
     std::streambuf* const console = std::cout.rdbuf(nullptr);
     std::printf("frames of the room\n");
     bench_frames(false);

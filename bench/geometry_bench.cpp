@@ -14,6 +14,7 @@
 #include "math/at.h"
 #include "math/constants.h"
 #include "math/roots.h"
+#include "options.h"
 #include "shading/images.h"
 #include "shading/state.h"
 #include "turns.h"
@@ -356,10 +357,12 @@ void bench_displacement() {
 
 int main(int argc, char** argv) {
     using namespace mh::bench;
-    brief = argc > 1 && std::strcmp(argv[1], "--brief") == 0;
-    const bool construction = argc > 1 && std::strcmp(argv[1], "--construction") == 0;
-    if (argc > 1 && !brief && !construction)
-        return std::printf("usage: geometry_bench [--brief | --construction]\n"), 1;
+    bool construction = false;
+    const Option options[] = {
+        {"--brief", "Small meshes, as a test", &brief},
+        {"--construction", "The construction of trees alone", &construction},
+    };
+    if (const auto status = ReadOptions(argc, argv, options)) return *status;
     mh::SelectWalks();
     mh::Shaders.resize(1);
     std::streambuf* const console = std::cout.rdbuf(nullptr);

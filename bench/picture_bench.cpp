@@ -7,18 +7,21 @@
 #include "lights/state.h"
 #include "math/at.h"
 #include "math/random.h"
+#include "options.h"
 #include "output/state.h"
 #include "pictures.h"
 #include "run/state.h"
 #include "shading/images.h"
 #include "turns.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <iterator>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -208,32 +211,32 @@ std::string lamp_room() {
     return scene.string();
 }
 
-bool read_options(int argc, char** argv) {
-    int photons = 0; // of the next scene
-    for (int i = 1; i < argc; ++i) {
-        const char* text = argv[i];
-        if (std::strcmp(text, "--brief") == 0)
-            options = {true, false, 4, 16, 1, 0, {{MOONHARE_EXAMPLES "/cornell"}}};
-        else if (std::strncmp(text, "--frames=", 9) == 0)
-            options.frames = std::atoi(text + 9);
-        else if (std::strncmp(text, "--reference=", 12) == 0)
-            options.reference = std::atoi(text + 12);
-        else if (std::strncmp(text, "--runs=", 7) == 0)
-            options.runs = std::atoi(text + 7);
-        else if (std::strncmp(text, "--size=", 7) == 0)
-            options.size = std::atoi(text + 7);
-        else if (std::strncmp(text, "--photons=", 10) == 0)
-            photons = std::atoi(text + 10);
-        else if (std::strcmp(text, "--slope") == 0)
-            options.slope = true;
-        else if (std::strcmp(text, "--lamps") == 0)
-            options.subjects.push_back({lamp_room()});
-        else if (text[0] != '-')
-            options.subjects.push_back({text, std::exchange(photons, 0)});
-        else
-            return false;
-    }
-    return options.frames > 0 && options.reference > 0 && options.runs > 0;
+// "SCENE" or "SCENE:PHOTONS".
+Subject subject_of(const std::string& text) {
+    const std::size_t colon = text.rfind(':');
+    if (colon == std::string::npos) return {text};
+    return {text.substr(0, colon), std::atoi(text.c_str() + colon + 1)};
+}
+
+std::optional<int> read_options(int argc, char** argv) {
+    bool brief = false, lamps = false;
+    std::vector<std::string> scenes;
+    const Option rows[] = {
+        {"--brief", "One small picture, as a test", &brief},
+        {"--frames", "Of a measured picture", &options.frames},
+        {"--reference", "Frames of the picture that errors are taken against", &options.reference},
+        {"--runs", "Of each estimator, of which the median counts", &options.runs},
+        {"--size", "Width and height in pixels; the scene's unless it is given", &options.size},
+        {"--slope", "How the error falls with the frames, as plot_slope.py reads it",
+         &options.slope},
+        {"--lamps", "A room under 200 small lamps, before the scenes", &lamps},
+        {"SCENE", "Directories; with \":PHOTONS\" behind one it is rendered by gathering", &scenes},
+    };
+    if (const auto status = ReadOptions(argc, argv, rows)) return status;
+    if (brief) options = {true, false, 4, 16, 1, 0, {{MOONHARE_EXAMPLES "/cornell"}}};
+    if (lamps) options.subjects.push_back({lamp_room()});
+    std::ranges::transform(scenes, std::back_inserter(options.subjects), subject_of);
+    return std::nullopt;
 }
 
 } // namespace
@@ -242,10 +245,7 @@ bool read_options(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     using namespace mh::bench;
-    if (!read_options(argc, argv))
-        return std::printf("usage: picture_bench [--brief] [--frames=N] [--reference=N] [--runs=N] "
-                           "[--size=N] [--slope] [[--photons=N] SCENE | --lamps]...\n"),
-               1;
+    if (const auto status = read_options(argc, argv)) return *status;
     std::setvbuf(stdout, nullptr, _IOLBF, 0); // a run that is cut short keeps its rows
     std::streambuf* const console = std::cout.rdbuf(nullptr);
     bench_startup();

@@ -7,6 +7,7 @@
 #include "geometry/state.h"
 #include "math/at.h"
 #include "math/constants.h"
+#include "options.h"
 #include "rays.h"
 #include "turns.h"
 #ifdef MOONHARE_EMBREE
@@ -17,7 +18,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <functional>
 #include <iostream>
 
@@ -172,24 +172,16 @@ void run_growth() {
 
 int main(int argc, char** argv) {
     using namespace mh::bench;
-    const char* only = "";
+    std::string only;
     bool growth = false, brief = false;
-    for (int i = 1; i < argc; ++i) {
-        if (std::strncmp(argv[i], "--runs=", 7) == 0)
-            runs = std::max(1, std::atoi(argv[i] + 7));
-        else if (std::strncmp(argv[i], "--side=", 7) == 0)
-            side = std::max(1, std::atoi(argv[i] + 7));
-        else if (std::strncmp(argv[i], "--only=", 7) == 0)
-            only = argv[i] + 7;
-        else if (std::strcmp(argv[i], "--growth") == 0)
-            growth = true;
-        else if (std::strcmp(argv[i], "--brief") == 0)
-            brief = true;
-        else
-            return std::printf("usage: ray_bench [--runs=7] [--side=512] "
-                               "[--only=NAME | --growth | --brief]\n"),
-                   1;
-    }
+    const Option options[] = {
+        {"--runs", "Passes over the rays, of which the median counts", &runs},
+        {"--side", "Width and height of the grid of primary rays", &side},
+        {"--only", "Scenes with this in their name alone", &only},
+        {"--growth", "Terrains of growing size in place of the scenes", &growth},
+        {"--brief", "One short pass over two scenes, as a test", &brief},
+    };
+    if (const auto status = ReadOptions(argc, argv, options)) return *status;
     mh::SelectWalks();
     processors = UsableProcessors();
     pin_thread(processors[0]);

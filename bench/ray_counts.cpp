@@ -4,6 +4,7 @@
 // SPDX-License-Identifier: MIT
 #include "accel/walk.h"
 #include "math/digest.h"
+#include "options.h"
 #include "rays.h"
 #include "turns.h"
 #ifdef MOONHARE_EMBREE
@@ -12,7 +13,6 @@
 
 #include <array>
 #include <cstdio>
-#include <cstdlib>
 #include <iostream>
 
 #include <valgrind/callgrind.h>
@@ -101,8 +101,9 @@ void hash_scene(const Scene& scene, int size) {
 
 int main(int argc, char** argv) {
     using namespace mh::bench;
-    const int size = argc == 2 ? std::atoi(argv[1]) : 0;
-    if (size < 1) return std::printf("usage: ray_counts SIZE\n"), 1;
+    int size = 64;
+    const Option options[] = {{"SIZE", "Width and height of the grid of primary rays", &size}};
+    if (const auto status = ReadOptions(argc, argv, options)) return *status;
     mh::SelectWalks();
     std::cout.rdbuf(nullptr);
     for (Scene (*make)() : {Room, BumpySphere, +[] { return Terrain(); }, Strands, Instances})
