@@ -158,8 +158,14 @@ void time_phase(const char* name, const std::function<void()>& act) {
     run.record.phases.push_back({name, seconds_running() - start_s});
 }
 
+std::string read_checkpoint(Checkpoint& checkpoint) {
+    const std::string& path = run.arguments->resume;
+    return path.empty() ? "" : ReadCheckpoint(path, checkpoint);
+}
+
 // Why the checkpoint cannot be gone on from, or empty with the images restored.
 std::string resume_from(const Checkpoint& checkpoint) {
+    if (run.arguments->resume.empty()) return {};
     if (checkpoint.scene != run.scene) return "belongs to another scene, or the scene has changed";
     if (checkpoint.settings != SettingsText())
         return "was rendered with other settings: " + checkpoint.settings + "; now "
@@ -178,6 +184,12 @@ int give_up(int status, const std::string& reason) {
     PreviewWindow = false;
     CloseScene();
     return status;
+}
+
+// What a file was given for cannot be done; empty to go on.
+std::optional<int> status_of_fault(const std::string& path, const std::string& fault) {
+    if (fault.empty()) return std::nullopt;
+    return give_up(kWrongUse, path + ' ' + fault);
 }
 
 void initialize(std::span<const InitialPhase> phases) {
@@ -213,9 +225,8 @@ std::optional<int> prepare_photons(const Arguments& arguments) {
                                 CheckPhotons(path, run.identity).empty(), "these photons");
     }
     Hooks.restore_photons = restore_photons;
-    const std::string fault = CheckPhotons(arguments.use_photons, run.identity);
-    return fault.empty() ? std::nullopt
-                         : std::optional(give_up(kWrongUse, arguments.use_photons + ' ' + fault));
+    return status_of_fault(arguments.use_photons,
+                           CheckPhotons(arguments.use_photons, run.identity));
 }
 
 // Once photons are there; empty to go on with frames.
@@ -225,8 +236,7 @@ std::optional<int> status_after_photons(const Arguments& arguments) {
         return fault.empty()
                    ? give_up(kDone, arguments.photons + " holds the photons")
                    : give_up(kNotWritten, "cannot write " + arguments.photons + ": " + fault);
-    return fault.empty() ? std::nullopt
-                         : std::optional(give_up(kWrongUse, arguments.use_photons + ' ' + fault));
+    return status_of_fault(arguments.use_photons, fault);
 }
 
 // The pictures are written, with no frame added.
@@ -282,8 +292,8 @@ int status_of_run() {
 }
 
 // With the scene's files read; empty to go on.
-std::optional<int> status_before_phases(const Arguments& arguments,
-                                        const PixelRegion& region_of_scene) {
+std::optional<int> status_before_trees(const Arguments& arguments,
+                                       const PixelRegion& region_of_scene) {
     if (!arguments.checkpoint.empty() || !arguments.resume.empty())
         run.scene = SceneDigest(arguments.scene);
     if (is_piece(arguments)) {
@@ -296,43 +306,46 @@ std::optional<int> status_before_phases(const Arguments& arguments,
     return prepare_photons(arguments);
 }
 
-int render_opened(const Arguments& arguments) {
-    PixelRegion region_of_scene;
+// A piece goes to a file of its own, and so do photons.
+std::optional<int> status_of_piece(const Arguments& arguments) {
+    if (is_piece(arguments) && RendererSettings.noise > 0.0f)
+        return give_up(kWrongUse, "--partial goes without a noise target: a piece cannot tell how "
+                                  "noisy the whole picture is");
+    PickSeed();
+    const std::string fault = LimitToFrames(arguments);
+    return fault.empty() ? std::nullopt : std::optional(give_up(kWrongUse, fault));
+}
+
+// Puts the options over the scene; empty to go on.
+std::optional<int> status_of_overrides(const Arguments& arguments, PixelRegion& region_of_scene) {
     const std::string nothing = ApplyOverrides(arguments, region_of_scene);
     if (!nothing.empty())
         return give_up(kSceneFaults, nothing + "; run moonhare check " + arguments.scene);
-    if (writes_no_pictures(arguments)) {
-        if (is_piece(arguments) && RendererSettings.noise > 0.0f)
-            return give_up(kWrongUse, "--partial goes without a noise target: a piece cannot tell "
-                                      "how noisy the whole picture is");
-        PickSeed();
-        const std::string fault = LimitToFrames(arguments);
-        if (!fault.empty()) return give_up(kWrongUse, fault);
-    } else if (const std::string fault = FaultOfPictures(arguments); !fault.empty()) {
-        return give_up(kNotWritten, fault);
-    }
+    if (writes_no_pictures(arguments)) return status_of_piece(arguments);
+    const std::string fault = FaultOfPictures(arguments);
+    return fault.empty() ? std::nullopt : std::optional(give_up(kNotWritten, fault));
+}
+
+void prepare_outputs(const Arguments& arguments) {
     run.beauty = ActiveCamera()->aovs[0].image.path;
     if (!arguments.exr_layers.empty()) CollectLayers();
     if (arguments.denoise) AskForPlanes(PlaneNeed::features);
     if (denoises(arguments)) Hooks.picture_error = DenoisedNoise;
-    Checkpoint checkpoint;
-    if (!arguments.resume.empty()) {
-        const std::string fault = ReadCheckpoint(arguments.resume, checkpoint);
-        if (!fault.empty()) return give_up(kWrongUse, arguments.resume + ' ' + fault);
-    }
+}
+
+// From the scene's files to its photons; empty to go on.
+std::optional<int> status_of_phases(const Arguments& arguments,
+                                    const PixelRegion& region_of_scene) {
     initialize(InitialPhases().first(kReadingPhases));
     if (!stop_requested())
-        if (const auto status = status_before_phases(arguments, region_of_scene)) return *status;
+        if (const auto status = status_before_trees(arguments, region_of_scene)) return status;
     StartTrees();
     initialize(InitialPhases().subspan(kReadingPhases));
     if (stop_requested()) return give_up(kInterrupted, kEndedWithoutFrames);
-    if (const auto status = status_after_photons(arguments)) return *status;
-    if (!arguments.resume.empty()) {
-        const std::string fault = resume_from(checkpoint);
-        if (!fault.empty()) return give_up(kWrongUse, arguments.resume + ' ' + fault);
-    }
-    render_frames();
-    denoise_frames();
+    return status_after_photons(arguments);
+}
+
+int close_run(const Arguments& arguments) {
     time_phase("closing", CloseScene);
     save_layers();
     const int status = status_of_run();
@@ -340,6 +353,21 @@ int render_opened(const Arguments& arguments) {
         Complain(arguments.partial
                  + (status == kDone ? " holds " + FramesText(run.piece) : " is not written"));
     return status;
+}
+
+int render_opened(const Arguments& arguments) {
+    PixelRegion region_of_scene;
+    if (const auto status = status_of_overrides(arguments, region_of_scene)) return *status;
+    prepare_outputs(arguments);
+    Checkpoint checkpoint;
+    if (const auto status = status_of_fault(arguments.resume, read_checkpoint(checkpoint)))
+        return *status;
+    if (const auto status = status_of_phases(arguments, region_of_scene)) return *status;
+    if (const auto status = status_of_fault(arguments.resume, resume_from(checkpoint)))
+        return *status;
+    render_frames();
+    denoise_frames();
+    return close_run(arguments);
 }
 
 // Says that the scene has faults; whether that ends the run.
