@@ -80,14 +80,24 @@ bool same_size(const SavedImage& saved, const Image& image) {
            && saved.channels == image.channels;
 }
 
+// Sums are kept of the rendered region alone.
+bool same_size(const SavedImage& saved, const FrameSum& sum) {
+    const PixelRegion& region = IntegrateState.frame_sums.region;
+    return saved.width == region.x1 - region.x0 && saved.height == region.y1 - region.y0
+           && saved.channels == sum.image->channels && saved.sums.size() == sum.values.size();
+}
+
+SavedImage saved_sum(const FrameSum& sum) {
+    const PixelRegion& region = IntegrateState.frame_sums.region;
+    return {region.x1 - region.x0, region.y1 - region.y0, sum.image->channels, {}, sum.values};
+}
+
 // Whether sums were kept of these images; each then has its own instead of its means.
 bool fits_sums(const Checkpoint& checkpoint) {
     const std::vector<FrameSum>& sums = IntegrateState.frame_sums.images;
     if (checkpoint.images.size() != sums.size()) return false;
     for (std::size_t i = 0; i < sums.size(); ++i)
-        if (!same_size(checkpoint.images[i], *sums[i].image)
-            || checkpoint.images[i].sums.size() != sums[i].values.size())
-            return false;
+        if (!same_size(checkpoint.images[i], sums[i])) return false;
     return true;
 }
 
@@ -113,10 +123,8 @@ std::string SettingsText() {
 
 Checkpoint TakeCheckpoint(std::uint64_t scene) {
     Checkpoint checkpoint = {FrameIndex, ActiveCamera()->sample, scene, SettingsText(), {}};
-    for (const FrameSum& sum : IntegrateState.frame_sums.images) {
-        const Image& image = *sum.image;
-        checkpoint.images.push_back({image.width, image.height, image.channels, {}, sum.values});
-    }
+    for (const FrameSum& sum : IntegrateState.frame_sums.images)
+        checkpoint.images.push_back(saved_sum(sum));
     if (sums_frames()) return checkpoint;
     ForEachOutput([&](Aov& aov, Filling filling) {
         if (!grows(filling)) return;
