@@ -1,8 +1,9 @@
-"""Instructions, mispredicted branches and last-level misses as callgrind counts them: per ray of our
-walks and of Embree's, and per path of two example scenes by part. Unlike times these do not depend
-on what else the machine does. Hashes of all hits of those rays are compared as well.
+"""Instructions, mispredicted branches and last-level misses as callgrind counts them: per ray of
+our walks and of Embree's, and per path of two example scenes by part. Unlike times these do not
+depend on what else the machine does. Hashes of all hits of those rays are compared as well.
 
-usage: instructions.py BUILD [--accept]     --accept makes the counts and hashes those of the next comparison
+usage: instructions.py BUILD [--accept]
+--accept makes these counts and hashes the ones that later runs are compared with.
 """
 # SPDX-License-Identifier: MIT
 import collections
@@ -21,8 +22,8 @@ CALLGRIND = ["valgrind", "--tool=callgrind", "--branch-sim=yes", "--cache-sim=ye
 RAYS = 64       # a side of the picture of primary rays
 Counts = collections.namedtuple("Counts", "instructions mispredicted misses")
 
-# As many frames as gather rays and light samples: a pixel of a frame is one path, with one sample of a
-# light at each point. A seed makes runs repeatable.
+# As many frames as gather rays and light samples: a pixel of a frame is one path, with one sample
+# of a light at each point. A seed makes runs repeatable.
 PATHS = ["--mode", "path", "--gather", "128", "--bounce", "8", "--ray-depth", "12"]
 # The example, a side of the picture, frames, options.
 RENDERS = {
@@ -54,7 +55,9 @@ def part_of(inlined, function_file):
 
 
 def counts_of(events):
-    total = lambda *names: sum(events[name] for name in names)
+    def total(*names):
+        return sum(events[name] for name in names)
+
     return Counts(events["Ir"], total("Bcm", "Bim"), total("ILmr", "DLmr", "DLmw"))
 
 
@@ -86,8 +89,8 @@ def read_profile(path):
 
 
 def run(options, command, folder):
-    done = subprocess.run(CALLGRIND + [f"--callgrind-out-file={folder}/profile"] + options + command,
-                          cwd=folder, capture_output=True, text=True)
+    done = subprocess.run(CALLGRIND + [f"--callgrind-out-file={folder}/profile"] + options
+                          + command, cwd=folder, capture_output=True, text=True)
     if done.returncode != 0:
         sys.exit(f"{command[0]} ended with status {done.returncode} under valgrind:\n{done.stderr}")
 
@@ -120,11 +123,13 @@ def count_paths(build, scene, size, frames, options):
     """{part: counts per pixel and frame}"""
     with tempfile.TemporaryDirectory() as folder:
         run(["--toggle-collect=mh::RenderPixels(unsigned int)"],
-            [f"{build}/tools/moonhare", str(FOLDER.parent / "examples" / scene), "--quiet", "--seed", "1",
-             "--threads", "1", "--resolution", f"{size}x{size}", "--sample", str(frames), *options], folder)
+            [f"{build}/tools/moonhare", str(FOLDER.parent / "examples" / scene), "--quiet",
+             "--seed", "1",
+             "--threads", "1", "--resolution", f"{size}x{size}", "--sample", str(frames), *options],
+            folder)
         parts = read_profile(pathlib.Path(folder) / "profile")[1]
     if not parts:
-        sys.exit(f"{scene}: no frame was counted; is the function that renders one still RenderPixels?")
+        sys.exit(f"{scene}: no frame was counted; is RenderPixels still what renders one?")
     return {part: scaled(counts, size * size * frames) for part, counts in parts.items()}
 
 
@@ -150,7 +155,8 @@ def change(what, counts, accepted):
 
 def report_rays(table, accepted, measured):
     print("Per ray, and Embree's of medium or high quality with the fewest instructions:\n")
-    print("| scene | rays | instructions | change | Embree | ratio | mispredicted | Embree | misses | Embree |")
+    print("| scene | rays | instructions | change | Embree | ratio "
+          "| mispredicted | Embree | misses | Embree |")
     print("|---|---|---|---|---|---|---|---|---|---|")
     for (scene, kind), sides in table.items():
         ours = next(counts for side, counts in sides.items() if side.startswith("moonhare"))
@@ -162,21 +168,26 @@ def report_rays(table, accepted, measured):
             best = min(others)
             cells = [f"{best.instructions:,.0f}", f"{ours.instructions / best.instructions:.2f}",
                      f"{best.mispredicted:.1f}", f"{best.misses:.2f}"]
-        print(f"| {scene} | {kind} | {ours.instructions:,.0f} | {change(what, ours, accepted)} | {cells[0]} "
-              f"| {cells[1]} | {ours.mispredicted:.1f} | {cells[2]} | {ours.misses:.2f} | {cells[3]} |")
-    print("\nsides: " + ", ".join(dict.fromkeys(side for sides in table.values() for side in sides)))
+        print(f"| {scene} | {kind} | {ours.instructions:,.0f} | {change(what, ours, accepted)} "
+              f"| {cells[0]} | {cells[1]} | {ours.mispredicted:.1f} | {cells[2]} "
+              f"| {ours.misses:.2f} | {cells[3]} |")
+    print("\nsides: " + ", ".join(dict.fromkeys(side for sides in table.values()
+                                                for side in sides)))
 
 
 def report_paths(name, parts, accepted, measured):
     print(f"\n{name}, per pixel and frame:\n")
-    print("| part | instructions | share | change | mispredicted | misses |\n|---|---|---|---|---|---|")
+    print("| part | instructions | share | change | mispredicted | misses |")
+    print("|---|---|---|---|---|---|")
     whole = added(parts.values())
     for part in [part for part, _ in PARTS if part in parts] + ["all"]:
         counts = parts.get(part, whole)
         what = f"{name}, {part}"
         measured[what] = counts
-        print(f"| {part} | {counts.instructions:,.0f} | {100 * counts.instructions / whole.instructions:.1f} % "
-              f"| {change(what, counts, accepted)} | {counts.mispredicted:.2f} | {counts.misses:.3f} |")
+        share = 100 * counts.instructions / whole.instructions
+        print(f"| {part} | {counts.instructions:,.0f} | {share:.1f} % "
+              f"| {change(what, counts, accepted)} | {counts.mispredicted:.2f} "
+              f"| {counts.misses:.3f} |")
 
 
 def report_hits(build):

@@ -2,7 +2,8 @@
 
 usage: live.py PROGRAM SCENE [OPTION...]
 
-The first picture of a program that starts is waited for in Chromium, and the first after moves of the camera.
+The first picture of a program that starts is waited for in Chromium, and the first after moves of
+the camera.
 SPDX-License-Identifier: MIT"""
 import random
 import shutil
@@ -25,7 +26,8 @@ takeTile = content => {
   take(content);
   const [, generation, scale, , , width, height] = new Uint32Array(content.buffer, 0, 7);
   if (generation <= before || missing <= 0) return;
-  if (missing === Infinity) missing = Math.ceil(size.width / scale) * Math.ceil(size.height / scale);
+  if (missing === Infinity)
+    missing = Math.ceil(size.width / scale) * Math.ceil(size.height / scale);
   missing -= width * height;
 };
 draw = () => {
@@ -85,7 +87,8 @@ def main():
         options.add_argument(word)
     page = webdriver.Chrome(options=options)
     page.set_script_timeout(60)
-    print_times("first picture in the browser after the start", [time_start(page) for _ in range(STARTS)])
+    print_times("first picture in the browser after the start",
+                [time_start(page) for _ in range(STARTS)])
     print_times("first picture after a move", time_moves(page))
     page.quit()
 

@@ -2,10 +2,10 @@
 
 usage: live_cost.py PROGRAM SCENE
 
-The thread that renders is measured in instructions of its frames, as callgrind counts them: of "serve", and of the
-program alone. The threads beside those that render are measured in processor time beyond that of the program alone,
-as a share of what two processors have, without a page and with one that takes ten whole pictures a second. So other
-work of the machine hardly matters.
+The thread that renders is measured in instructions of its frames, as callgrind counts them: of
+"serve", and of the program alone. The threads beside those that render are measured in processor
+time beyond that of the program alone, as a share of what two processors have, without a page and
+with one that takes ten whole pictures a second. So other work of the machine hardly matters.
 SPDX-License-Identifier: MIT"""
 import glob
 import os
@@ -23,14 +23,16 @@ from time_left import QUIET, instructions_of
 ALONE = ("mh::BeginFrame()", "mh::RenderPixels(unsigned int)", "mh::EndFrame()")
 SERVED = ("mh::AddViewFrame()", "mh::TakeRequests()")
 SIDE = 256  # ten such pictures are the four megabytes that are sent a second
-COUNTED = ("--threads", "1", "--resolution", f"{SIDE}x{SIDE}", "--sample", "8", "--gather", "8")  # a path a pixel
+# A path a pixel.
+COUNTED = ("--threads", "1", "--resolution", f"{SIDE}x{SIDE}", "--sample", "8", "--gather", "8")
 ENDLESS = ("--threads", "2", "--resolution", f"{SIDE}x{SIDE}", "--sample", "65535")
 SECONDS, RATE = 20.0, 10  # pictures a second
 OPTIONS = ("--seed", "1", "--mode", "path", "--beauty", "beauty.pfm")
 
 
 class Counted:
-    """The program under callgrind, as a program of its own; what is counted is within some functions."""
+    """The program under callgrind, as a program of its own; what is counted is within some
+    functions."""
 
     def __init__(self, functions):
         self.folder = tempfile.mkdtemp()
@@ -38,8 +40,9 @@ class Counted:
         self.program = os.path.join(self.folder, "moonhare")
         toggles = " ".join(f"'--toggle-collect={name}'" for name in functions)
         with open(self.program, "w", encoding="ascii") as script:
-            script.write("#!/bin/sh\nexec valgrind -q --tool=callgrind --separate-threads=yes --fair-sched=yes "
-                         f"{toggles} --callgrind-out-file={self.profile} {PROGRAM} \"$@\"\n")
+            script.write("#!/bin/sh\nexec valgrind -q --tool=callgrind --separate-threads=yes "
+                         f"--fair-sched=yes {toggles} --callgrind-out-file={self.profile} "
+                         f"{PROGRAM} \"$@\"\n")
         os.chmod(self.program, 0o755)
 
     def instructions(self):
@@ -51,8 +54,8 @@ class Counted:
 
 def count_alone():
     counted = Counted(ALONE)
-    subprocess.run([counted.program, SCENE, *OPTIONS, *COUNTED, "--quiet"], cwd=counted.folder, check=True,
-                   stdout=subprocess.DEVNULL, env=QUIET)
+    subprocess.run([counted.program, SCENE, *OPTIONS, *COUNTED, "--quiet"], cwd=counted.folder,
+                   check=True, stdout=subprocess.DEVNULL, env=QUIET)
     return counted.instructions()
 
 
@@ -88,7 +91,8 @@ def take_picture(view):
 
 
 def share_of_others(pid, act):
-    """Threads beside the two that render, of the time of two processors, while act(seconds since) goes on."""
+    """Threads beside the two that render, of the time of two processors, while act(seconds since)
+    goes on."""
     before, start = processor_seconds(pid), time.monotonic()
     while (gone := time.monotonic() - start) < SECONDS:
         act(gone)
@@ -102,7 +106,8 @@ def wait(gone):
 
 def share_of_program():
     folder = Folder()
-    with subprocess.Popen([PROGRAM, SCENE, *OPTIONS, *ENDLESS, "--quiet"], cwd=folder.folder) as process:
+    with subprocess.Popen([PROGRAM, SCENE, *OPTIONS, *ENDLESS, "--quiet"],
+                          cwd=folder.folder) as process:
         time.sleep(5)
         share = share_of_others(process.pid, wait)
         process.kill()
@@ -132,9 +137,10 @@ def shares_of_view():
 def main():
     alone = share_of_program()
     idle, watched = (share - alone for share in shares_of_view())
-    print(f"threads beside those that render: {100 * idle:+.3f} % without a page, {100 * watched:+.2f} % with one",
-          flush=True)
-    print(f"instructions of the thread that renders: {100 * (count_served() / count_alone() - 1):+.3f} %")
+    print(f"threads beside those that render: {100 * idle:+.3f} % without a page, "
+          f"{100 * watched:+.2f} % with one", flush=True)
+    added = count_served() / count_alone() - 1
+    print(f"instructions of the thread that renders: {100 * added:+.3f} %")
 
 
 main()

@@ -2,9 +2,9 @@
 
 usage: many_files.py PROGRAM [FILES...]
 
-A scene holds FILES objects (1,000, 10,000 and 100,000 unless given), each in a file of its own. A ratio near
-that of the numbers of files means that nothing compares files with each other. Lines: files, seconds to check,
-seconds to render 8 x 8 pixels, and both against the line before.
+A scene holds FILES objects (1,000, 10,000 and 100,000 unless given), each in a file of its own. A
+ratio near that of the numbers of files means that nothing compares files with each other. Lines:
+files, seconds to check, seconds to render 8 x 8 pixels, and both against the line before.
 SPDX-License-Identifier: MIT"""
 import os
 import resource
@@ -14,7 +14,14 @@ import tempfile
 
 MESH = "v -1 -1 0\nv 1 -1 0\nv 0 1 0\nf 1 2 3\n"
 OBJECT = 'object\n    obj "floor.obj"\nend\n'
-CAMERA = "camera\n    resolution 8 8\n    sample 1\n    bounce 1\n    position 0 0 3\n    direction 0 0 -1\nend\n"
+CAMERA = """camera
+    resolution 8 8
+    sample 1
+    bounce 1
+    position 0 0 3
+    direction 0 0 -1
+end
+"""
 
 
 def write_scene(folder, files):
@@ -29,7 +36,8 @@ def write_scene(folder, files):
 
 def processor_seconds(command, folder):
     before = resource.getrusage(resource.RUSAGE_CHILDREN)
-    subprocess.run(command, cwd=folder, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False)
+    subprocess.run(command, cwd=folder, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                   check=False)
     after = resource.getrusage(resource.RUSAGE_CHILDREN)
     return after.ru_utime + after.ru_stime - before.ru_utime - before.ru_stime
 
@@ -43,7 +51,8 @@ def main(program, *counts):
             write_scene(os.path.join(folder, "scene"), count)
             seconds = [processor_seconds(command, folder) for command in (
                 (program, "check", "scene"), (program, "scene", "--mode", "path", "--quiet"))]
-        ratios = " ".join(f"{now / before:6.1f}" for now, before in zip(seconds, last)) if last else ""
+        ratios = " ".join(f"{now / before:6.1f}"
+                          for now, before in zip(seconds, last)) if last else ""
         print(f"{count:8} {seconds[0]:7.2f} {seconds[1]:7.2f}  {ratios}", flush=True)
         last = seconds
 

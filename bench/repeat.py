@@ -1,6 +1,6 @@
-"""Whether pictures repeat: every example scene in both modes by both estimators, seed 7, twice on one
-thread, on 2, 3 and 8 threads, and stopped in the middle and resumed. All files that a run writes are
-compared byte for byte. Ends with status 1 when any differ.
+"""Whether pictures repeat: every example scene in both modes by both estimators, seed 7, twice on
+one thread, on 2, 3 and 8 threads, and stopped in the middle and resumed. All files that a run
+writes are compared byte for byte. Ends with status 1 when any differ.
 
 usage: repeat.py BUILD [SCENE...]
 """
@@ -25,16 +25,16 @@ def written(folder):
 def render(program, given):
     """All pictures of a run, by name."""
     with tempfile.TemporaryDirectory() as folder:
-        subprocess.run([program, *given, "--quiet", "--beauty", "beauty.pfm"], cwd=folder, check=True,
-                       stdout=subprocess.DEVNULL)
+        subprocess.run([program, *given, "--quiet", "--beauty", "beauty.pfm"], cwd=folder,
+                       check=True, stdout=subprocess.DEVNULL)
         return written(pathlib.Path(folder))
 
 
 def stop_in_the_middle(program, given, checkpoint):
     """Whether the run was stopped before its end."""
     with tempfile.TemporaryDirectory() as folder, subprocess.Popen(
-            [program, *given, "--checkpoint", checkpoint, "--progress", "json"], cwd=folder, text=True,
-            stdout=subprocess.DEVNULL, stderr=subprocess.PIPE) as process:
+            [program, *given, "--checkpoint", checkpoint, "--progress", "json"], cwd=folder,
+            text=True, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE) as process:
         for line in process.stderr:
             if json.loads(line).get("frame", 0) >= STOP_AFTER:
                 process.send_signal(signal.SIGTERM)
@@ -61,10 +61,12 @@ def main(build, *scenes):
     program = str(pathlib.Path(build).resolve() / "tools/moonhare")
     scenes = scenes or sorted(str(folder.parent) for folder in EXAMPLES.glob("*/camera"))
     failed = 0
-    for scene, mode, estimator in itertools.product(scenes, ("gather", "path"), ("classic", "exact")):
+    for scene, mode, estimator in itertools.product(scenes, ("gather", "path"),
+                                                    ("classic", "exact")):
         found = list(faults(program, str(pathlib.Path(scene).resolve()), mode, estimator))
         failed += len(found)
-        print(f"{pathlib.Path(scene).name}, {mode}, {estimator}: {'; '.join(found) or 'equal'}", flush=True)
+        print(f"{pathlib.Path(scene).name}, {mode}, {estimator}: {'; '.join(found) or 'equal'}",
+              flush=True)
     sys.exit(failed > 0)
 
 

@@ -3,8 +3,8 @@
 
 usage: check_abi.py HEADER RELEASE.abi WORK_DIRECTORY [--renew]
 What the header declares is compiled to a library of empty functions: the real one takes abidw many
-minutes, and the test exported_symbols holds it to the header. Additions pass, any other difference is
-printed, and the status is abidiff's. --renew writes RELEASE.abi instead, which a release does.
+minutes, and the test exported_symbols holds it to the header. Additions pass, any other difference
+is printed, and the status is abidiff's. --renew writes RELEASE.abi instead, which a release does.
 """
 import pathlib
 import re
@@ -35,8 +35,8 @@ def main(header, release, folder, renew):
     status = subprocess.run(["abidiff", "--no-added-syms", "--non-reachable-types", release,
                              current]).returncode
     if status != 0:
-        print(f"{header.name}: a function, type or value of the last release was changed, renamed or "
-              "removed; programs built against it break")
+        print(f"{header.name}: a function, type or value of the last release was changed, renamed "
+              "or removed; programs built against it break")
     return status
 
 

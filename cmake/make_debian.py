@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Makes the Debian packages of a build: the components that it installs, and what Debian adds to them.
+"""Makes the Debian packages of a build: the components that it installs, and what Debian adds to
+them.
 
 usage: make_debian.py BUILD_DIRECTORY OUTPUT_DIRECTORY
 Files carry the time of SOURCE_DATE_EPOCH, or that of the last commit. Needs dpkg-dev.
@@ -161,7 +162,8 @@ def shared_libraries(root, work):
 def control_text(root, package, version, dependencies):
     fields, title, purpose = PACKAGES[package]
     fields = {name: value.format(version=version) for name, value in fields.items()}
-    architecture = fields.pop("Architecture", "") or output_of("dpkg", "--print-architecture").strip()
+    architecture = fields.pop("Architecture", "") or output_of("dpkg",
+                                                               "--print-architecture").strip()
     depends = ", ".join([*dependencies, *filter(None, [fields.pop("Depends", "")])])
     size = sum(p.lstat().st_size for p in root.rglob("*") if p.is_file()) // 1024 + 1
     lines = {"Package": package, "Source": "moonhare", "Version": version,

@@ -1,7 +1,7 @@
-"""Compares imported files with the same files in Cycles: compare.py BUILD [NAME...] imports and renders
-strips of spheres (spheres.py) and models of the package assimp-testmodels, has Blender do the same, and
-prints how block means of 16 x 16 pixels differ. Pictures stay in import beside the folder of the build,
-those of Cycles until what they depend on changes.
+"""Compares imported files with the same files in Cycles: compare.py BUILD [NAME...] imports and
+renders strips of spheres (spheres.py) and models of the package assimp-testmodels, has Blender do
+the same, and prints how block means of 16 x 16 pixels differ. Pictures stay in import beside the
+folder of the build, those of Cycles until what they depend on changes.
 SPDX-License-Identifier: MIT"""
 import hashlib
 import json
@@ -46,8 +46,8 @@ FRONT = (0, -20, 0)
 
 
 def imported(name, build, folder, studio=None):
-    """Imports and renders; returns the job for the other side. A studio says where strips are seen from,
-    and the sky and size."""
+    """Imports and renders; returns the job for the other side. A studio says where strips are seen
+    from, and the sky and size."""
     strip = name in spheres.STRIPS
     file = os.path.join(folder, name + ".gltf") if strip else os.path.join(MODELS, FILES[name])
     place, sky, strip_size = studio or (FRONT, SKY, STRIP_SIZE)
@@ -63,9 +63,9 @@ def imported(name, build, folder, studio=None):
     with open(os.path.join(scene, "camera/cameras.mh")) as text:
         camera = text.read()
     if strip:
-        camera = ("camera\n" + 2 * (f"    pose\n        position {place[0]} {place[1]} {place[2]}\n        target 0 0 0\n"
-                                    "        field_of_view 31.5\n        up_vector 0 0 1\n    end\n")
-                  + "end\n")
+        pose = ("    pose\n        position {} {} {}\n        target 0 0 0\n"
+                "        field_of_view 31.5\n        up_vector 0 0 1\n    end\n").format(*place)
+        camera = "camera\n" + 2 * pose + "end\n"
         with open(os.path.join(scene, "camera/cameras.mh"), "w") as text:
             text.write(camera)
     settings = os.path.join(scene, "render/render.mh")
@@ -75,8 +75,8 @@ def imported(name, build, folder, studio=None):
         text.write(long_paths)
     width, height = strip_size if strip else SIZE
     subprocess.run([program, scene, "--resolution", f"{width}x{height}", "--sample", str(FRAMES),
-                    "--gather", str(GATHER * FRAMES), "--output-dir", folder, "--beauty", name + ".pfm",
-                    "--progress", "none"], check=True, stdout=subprocess.DEVNULL)
+                    "--gather", str(GATHER * FRAMES), "--output-dir", folder, "--beauty",
+                    name + ".pfm", "--progress", "none"], check=True, stdout=subprocess.DEVNULL)
     return {"file": file, "picture": os.path.join(folder, name + "_cycles.pfm"),
             "size": [width, height], "samples": SAMPLES, "bounces": BOUNCES, "sky": sky,
             "position": vector(camera, "position"), "target": vector(camera, "target"),
@@ -91,20 +91,22 @@ def tell(name, folder):
     touched = numpy.abs(b - SKY).max(-1) > 0.005  # blocks that hold more than sky
     on = difference[touched] if touched.any() else difference.reshape(-1, 3)
     limit = PLAIN.get(name, REFLECTING)
-    print(f"| {name} | {100 * limit:.0f} % | {a.mean() / b.mean():.3f} | "
-          f"{100 * (on < limit).mean():.0f} % | {numpy.sqrt((on ** 2).mean()):.3f} | {on.max():.3f} |",
-          flush=True)
+    print(f"| {name} | {100 * limit:.0f} % | {a.mean() / b.mean():.3f} "
+          f"| {100 * (on < limit).mean():.0f} % | {numpy.sqrt((on ** 2).mean()):.3f} "
+          f"| {on.max():.3f} |", flush=True)
     if name in spheres.STRIPS:
         width = STRIP_SIZE[0] // spheres.COUNT
         ratios = [ours[32:64, i * width + 32:i * width + 64].mean((0, 1))
                   / theirs[32:64, i * width + 32:i * width + 64].mean((0, 1))
                   for i in range(spheres.COUNT)]
-        print("|   ratio of the middles |", "; ".join(" ".join(f"{x:.3f}" for x in r) for r in ratios))
+        print("|   ratio of the middles |",
+              "; ".join(" ".join(f"{x:.3f}" for x in r) for r in ratios))
 
 
 def key_of(job):
     """What a picture of Cycles depends on."""
-    with open(job["file"], "rb") as file, open(os.path.join(HERE, "cycles_import.py"), "rb") as script:
+    with open(job["file"], "rb") as file, open(os.path.join(HERE, "cycles_import.py"),
+                                               "rb") as script:
         content = file.read() + script.read()
     return json.dumps(job) + hashlib.sha256(content).hexdigest()
 

@@ -1,6 +1,6 @@
-"""Renders files by Blender's own importer and Cycles: blender -b --python-exit-code 1 -P cycles_import.py --
-JOBS, a JSON file that lists jobs of "file", "picture" (a map of floats), "size", "samples", "bounces", "sky"
-(a radiance), "position", "target", "up" and "fov" in degrees.
+"""Renders files by Blender's own importer and Cycles: blender -b --python-exit-code 1 -P
+cycles_import.py -- JOBS, a JSON file that lists jobs of "file", "picture" (a map of floats),
+"size", "samples", "bounces", "sky" (a radiance), "position", "target", "up" and "fov" in degrees.
 SPDX-License-Identifier: MIT"""
 import json
 import math
@@ -28,7 +28,8 @@ def open_file(path):
 
 
 def decode_pictures():
-    """Makes floats of pictures in sRGB: of bytes Cycles filters the encoded values, not the light."""
+    """Makes floats of pictures in sRGB: of bytes Cycles filters the encoded values, not the
+    light."""
     for picture in list(bpy.data.images):
         if picture.colorspace_settings.name != "sRGB" or picture.is_float:
             continue
@@ -75,7 +76,8 @@ def set_renderer(job):
     image = settings.render.image_settings
     image.file_format, image.color_depth, image.exr_codec = "OPEN_EXR", "32", "ZIP"
     cycles = settings.cycles
-    cycles.samples, cycles.use_adaptive_sampling, cycles.use_denoising = job["samples"], False, False
+    cycles.samples = job["samples"]
+    cycles.use_adaptive_sampling = cycles.use_denoising = False
     cycles.max_bounces = cycles.glossy_bounces = cycles.transmission_bounces = job["bounces"]
     cycles.transparent_max_bounces = cycles.diffuse_bounces = job["bounces"]
     cycles.pixel_filter_type, cycles.filter_width = "BOX", 1.0

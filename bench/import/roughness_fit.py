@@ -1,8 +1,8 @@
-"""Fits the width of the glossy lobe to the roughness of other programs: prints a table of roughness r,
-width w by least squares, and the law w = a r^b that fits the table. Lobes are compared as densities of
-outgoing directions, for views at 0, 30 and 60 degrees from the normal: that of [Walter05] with slopes
-of width w, and GGX with its height-correlated shadowing for alpha = r^2 [Walter07] [Heitz14], scaled
-to the same albedo.
+"""Fits the width of the glossy lobe to the roughness of other programs: prints a table of roughness
+r, width w by least squares, and the law w = a r^b that fits the table. Lobes are compared as
+densities of outgoing directions, for views at 0, 30 and 60 degrees from the normal: that of
+[Walter05] with slopes of width w, and GGX with its height-correlated shadowing for alpha = r^2
+[Walter07] [Heitz14], scaled to the same albedo.
 SPDX-License-Identifier: MIT"""
 import numpy as np
 
@@ -11,8 +11,8 @@ ROUGHNESS = np.arange(0.1, 1.001, 0.05)
 
 
 def directions(roughness):
-    """Facets around the normal, denser where lobes are narrow: polar angles and azimuths, with the solid
-    angle of each."""
+    """Facets around the normal, denser where lobes are narrow: polar angles and azimuths, with the
+    solid angle of each."""
     steps, around = 500, 96
     t = (np.arange(steps) + 0.5) / steps
     tangent = 12 * roughness ** 2 * t ** 2 / (1.0001 - t ** 2)
@@ -27,8 +27,8 @@ def directions(roughness):
 def lobes(roughness, view):
     """Cosine of facet and view, height of the outgoing direction, and the solid angle around it."""
     polar, azimuth, solid = directions(roughness)
-    h = np.stack(np.broadcast_arrays(np.sin(polar) * np.cos(azimuth), np.sin(polar) * np.sin(azimuth),
-                                     np.cos(polar)))
+    h = np.stack(np.broadcast_arrays(np.sin(polar) * np.cos(azimuth),
+                                     np.sin(polar) * np.sin(azimuth), np.cos(polar)))
     v = np.array([np.sin(view), 0, np.cos(view)])
     facet = np.einsum("i,ijk->jk", v, h)
     height = 2 * facet * h[2] - v[2]

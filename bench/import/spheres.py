@@ -91,7 +91,8 @@ def add_studio(made):
             {"bufferView": view, "componentType": 5126, "count": len(points), "type": "VEC3",
              "min": [min(c) for c in zip(*points)], "max": [max(c) for c in zip(*points)]},
             {"bufferView": view + 1, "componentType": 5123, "count": len(faces), "type": "SCALAR"}]
-        made["meshes"].append({"primitives": [{"attributes": {"POSITION": accessor}, "indices": accessor + 1,
+        made["meshes"].append({"primitives": [{"attributes": {"POSITION": accessor},
+                                               "indices": accessor + 1,
                                                "material": len(made["materials"])}]})
         made["materials"].append(material)
         made["scenes"][0]["nodes"].append(len(made["nodes"]))

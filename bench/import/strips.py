@@ -1,5 +1,5 @@
-"""Strips of spheres for docs/materials.md, one for each parameter, ours above those of Cycles: strips.py BUILD
-[NAME...] writes them to docs/images.
+"""Strips of spheres for docs/materials.md, one for each parameter, ours above those of Cycles:
+strips.py BUILD [NAME...] writes them to docs/images.
 SPDX-License-Identifier: MIT"""
 import os
 import subprocess
@@ -27,7 +27,8 @@ def main():
     if new:
         compare.render_by_cycles(new, folder)
     for name in names:
-        both = [pictures.read_pfm(os.path.join(folder, name + end + ".pfm")) for end in ("", "_cycles")]
+        both = [pictures.read_pfm(os.path.join(folder, name + end + ".pfm"))
+                for end in ("", "_cycles")]
         pair = os.path.join(folder, "pair.pfm")
         pictures.write_pfm(pair, numpy.concatenate(both), bottom_up=False)
         subprocess.run([os.path.join(build, "tools/moonhare"), "convert", pair,

@@ -216,8 +216,8 @@ SCENES = {
     "displacement": Scene("displacement", [floor("hilly", half=2.5, uvs=UNIT_SQUARE)], {
         "hilly": Material([Layer(lambertian=(0.6, 0.5, 0.4))],
                           displacement=(Image(hills, 64, 64), 64))},
-        camera=Camera((0, -3.5, 5), (0, 0, 0), fov=36.0), sky=(0.3, 0.3, 0.3),
-        lights=[Sun((0.5, 0.4, -1), (1, 1, 1))]),
+                          camera=Camera((0, -3.5, 5), (0, 0, 0), fov=36.0), sky=(0.3, 0.3, 0.3),
+                          lights=[Sun((0.5, 0.4, -1), (1, 1, 1))]),
     "room_path": Scene("room, path tracing", room(), ROOM, camera=ROOM_CAMERA, levels=7),
     "room_gather": Scene("room, final gathering", room(), ROOM, camera=ROOM_CAMERA, levels=1,
                          reference_levels=16, photons=300000),

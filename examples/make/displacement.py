@@ -34,7 +34,8 @@ def height(x, y):
     """In the blue channel: moves along the normal alone. Constant at both poles."""
     u, v = (x + 0.5) / 256, (y + 0.5) / 128
     fade = min(1, 4 * min(v, 1 - v)) ** 1.5
-    ridges = sum(0.5 ** k * (1 - abs(2 * value_noise(u, v, 8 << k, 4 << k, k) - 1)) for k in range(4))
+    ridges = sum(0.5 ** k * (1 - abs(2 * value_noise(u, v, 8 << k, 4 << k, k) - 1))
+                 for k in range(4))
     return 0, 0, MEAN + fade * (ridges / 1.9 - MEAN)
 
 

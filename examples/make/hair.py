@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""The furry ball of the scene "hair" as a binary hair file, and a ball of down as a text file. Segments
-are about one unit long, which suits the curve through their points."""
+"""The furry ball of the scene "hair" as a binary hair file, and a ball of down as a text file.
+Segments are about one unit long, which suits the curve through their points."""
 import math
 import random
 import struct
@@ -35,8 +35,8 @@ def strand(center, radius, segments, droop, jitter):
 def save_hair(path, strands, thickness):
     """128 bytes of header: counts, the flag of a points array, defaults; then the points."""
     count = sum(len(s) for s in strands)
-    header = struct.pack("<4sIIII5f", b"HAIR", len(strands), count, 2, len(strands[0]) - 1, thickness,
-                         0.0, 1.0, 1.0, 1.0)
+    header = struct.pack("<4sIIII5f", b"HAIR", len(strands), count, 2, len(strands[0]) - 1,
+                         thickness, 0.0, 1.0, 1.0, 1.0)
     with open(path, "wb") as file:
         file.write(header.ljust(128, b"\0"))
         for s in strands:

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""The scene "hair_looks": the ball of the scene "hair" eight times, its roughness growing from left to
-right, its absorption from the upper row to the lower."""
+"""The scene "hair_looks": the ball of the scene "hair" eight times, its roughness growing from left
+to right, its absorption from the upper row to the lower."""
 from mesh import Mesh
 
 folder = "../../docs/scenes/hair_looks/"
@@ -45,9 +45,11 @@ for row, transmittance in enumerate(TRANSMITTANCE):
     for column, roughness in enumerate(ROUGHNESS):
         number = 4 * row + column
         center = (SPACING * (column - 1.5), 0, SPACING * (0.5 - row))
-        shaders.append(SHADER.format(number=number, roughness=roughness, transmittance=transmittance))
+        shaders.append(SHADER.format(number=number, roughness=roughness,
+                                     transmittance=transmittance))
         objects.append(OBJECT.format(number=number))
-        instances.append(INSTANCE.format(number=number, x=center[0] - BALL[0], z=center[2] - BALL[2]))
+        instances.append(INSTANCE.format(number=number, x=center[0] - BALL[0],
+                                         z=center[2] - BALL[2]))
         skin.sphere(center, 2.6, 24, 12)
 skin.save(folder + "geometry/skin.obj")
 with open(folder + "shader/hair.mh", "w") as file:

@@ -34,8 +34,8 @@ def product(*matrices):
 def stem(path, material, length, bottom, top):
     mesh = Mesh()
     mesh.material(material)
-    mesh.lathe((0, 0, 0), [(bottom, 0), ((bottom + top) / 2, length / 2), (top, length), (0, length)],
-               8)
+    mesh.lathe((0, 0, 0),
+               [(bottom, 0), ((bottom + top) / 2, length / 2), (top, length), (0, length)], 8)
     mesh.save(path)
 
 
@@ -51,7 +51,8 @@ random.seed(5)
 folder = "../instances/geometry/"
 leaf = Mesh()
 leaf.material("leaf")
-a, b, c, d = (leaf.vertex(p) for p in ((0, 0, 0), (0.09, 0.02, 0.13), (0, 0, 0.3), (-0.09, 0.02, 0.13)))
+a, b, c, d = (leaf.vertex(p)
+              for p in ((0, 0, 0), (0.09, 0.02, 0.13), (0, 0, 0.3), (-0.09, 0.02, 0.13)))
 leaf.face([a, b, c])
 leaf.face([a, c, d])
 leaf.save(folder + "leaf.obj")
@@ -63,7 +64,8 @@ ground.material("ground")
 ground.quad([(-40, -40, 0), (40, -40, 0), (40, 40, 0), (-40, 40, 0)])
 ground.save(folder + "ground.obj")
 
-# Each sprouts from a height along the stem, turned about it by the golden angle and tilted outwards.
+# Each sprouts from a height along the stem, turned about it by the golden angle and tilted
+# outwards.
 GOLDEN_DEG = 137.508
 
 

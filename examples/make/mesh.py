@@ -52,8 +52,9 @@ class Mesh:
             self.face([corner[i] for i in face])
 
     def grid(self, point, columns, rows, textured=False):
-        """Quads over point(u, v) for u and v in 0..1, triangles where a side has no length. A closed
-        surface has two columns of vertices at its seam, so that u can run from 0 to 1 there."""
+        """Quads over point(u, v) for u and v in 0..1, triangles where a side has no length. A
+        closed surface has two columns of vertices at its seam, so that u can run from 0 to 1
+        there."""
         index, place = {}, {}
         for j in range(rows + 1):
             for i in range(columns + 1):

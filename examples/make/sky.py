@@ -28,7 +28,8 @@ def sky(x, y):
         return 0.2, 0.19, 0.18
     haze = math.exp(-5 * d[2])
     glow = 1.6 * max(to_sun, 0) ** 60
-    return (0.12 + 0.5 * haze + glow, 0.25 + 0.42 * haze + 0.85 * glow, 0.62 + 0.2 * haze + 0.6 * glow)
+    return (0.12 + 0.5 * haze + glow, 0.25 + 0.42 * haze + 0.85 * glow,
+            0.62 + 0.2 * haze + 0.6 * glow)
 
 
 save_hdr(folder + "image/afternoon.hdr", WIDTH, HEIGHT, sky)

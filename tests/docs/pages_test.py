@@ -1,6 +1,6 @@
-"""Runs what README and docs show, at tiny size: scene blocks, commands, host programs; looks for the
-pictures and pages that they refer to. A block that opens with a comment naming a file is written to
-that file of the page's scene; every other scene block has to stand alone.
+"""Runs what README and docs show, at tiny size: scene blocks, commands, host programs; looks for
+the pictures and pages that they refer to. A block that opens with a comment naming a file is
+written to that file of the page's scene; every other scene block has to stand alone.
 usage: pages_test.py SOURCE_DIRECTORY INSTALLED_TREE WORK_DIRECTORY
 SPDX-License-Identifier: MIT
 """
@@ -32,7 +32,8 @@ CAMERA = "camera\n    resolution 8 8\n    sample 1\nend\n"
 faults = []
 # One with NumPy, as Debian's own has it.
 PYTHON = next((python for python in (sys.executable, "/usr/bin/python3")
-               if subprocess.run([python, "-c", "import numpy"], capture_output=True).returncode == 0),
+               if subprocess.run([python, "-c", "import numpy"],
+                                 capture_output=True).returncode == 0),
               None)
 
 
@@ -108,7 +109,8 @@ def check_page(path):
             write(folder / title[1], tiny(block))
         elif kind in ("c", "cpp") and "int main" in block:
             write(folder / f"{number}.{kind}", tiny(block))
-            run(f"c++ {number}.{kind} $(pkg-config --cflags --libs moonhare) && ./a.out", folder, page)
+            run(f"c++ {number}.{kind} $(pkg-config --cflags --libs moonhare) && ./a.out", folder,
+                page)
         elif kind == "python" and "import moonhare" in block and PYTHON:
             write(folder / f"{number}.py", tiny(block))
             run(f"{PYTHON} -B {number}.py", folder, page)

@@ -1,5 +1,5 @@
-"""The batch script for Slurm, run by a Slurm of one node: munge, controller and node are started here,
-as processes on the loopback address.
+"""The batch script for Slurm, run by a Slurm of one node: munge, controller and node are started
+here, as processes on the loopback address.
 SPDX-License-Identifier: MIT"""
 import getpass
 import os
@@ -62,9 +62,10 @@ class Slurm(ProgramTest):
             ports=free_ports(2)).encode())
         self.environment = dict(os.environ, SLURM_CONF=self.path("slurm/slurm.conf"),
                                 PATH=f"{os.path.dirname(PROGRAM)}:{os.environ['PATH']}")
-        self.start("munged", "--foreground", *(f"--{option}={self.slurm}/{file}" for option, file in (
-            ("socket", "munge.socket"), ("key-file", "key"), ("pid-file", "munged.pid"),
-            ("log-file", "munged.log"), ("seed-file", "seed"))))
+        self.start("munged", "--foreground",
+                   *(f"--{option}={self.slurm}/{file}" for option, file in (
+                       ("socket", "munge.socket"), ("key-file", "key"), ("pid-file", "munged.pid"),
+                       ("log-file", "munged.log"), ("seed-file", "seed"))))
         self.start("slurmctld", "-D")
         self.start("slurmd", "-D")
         if not self.wait_for(lambda: "idle" in self.ask("sinfo", "-h", "-o", "%T"), 30):
@@ -75,8 +76,8 @@ class Slurm(ProgramTest):
 
     def start(self, name, *options):
         with open(self.path(f"slurm/{name}.out"), "w") as log:
-            process = subprocess.Popen([self.find(name), *options], env=self.environment, stdout=log,
-                                       stderr=log)
+            process = subprocess.Popen([self.find(name), *options], env=self.environment,
+                                       stdout=log, stderr=log)
         self.addCleanup(process.wait, PATIENCE_S)
         self.addCleanup(process.send_signal, signal.SIGTERM)
 

@@ -33,7 +33,8 @@ faults = {"declared, but not exported:": sorted(expected - exported),
           "exported, but not declared:": sorted(exported - expected),
           "defined nowhere with these parameters:": other}
 if len(declared) != FUNCTIONS:
-    print(f"{header} declares {len(declared)} functions; FUNCTIONS of check_exports.py is {FUNCTIONS}")
+    print(f"{header} declares {len(declared)} functions; "
+          f"FUNCTIONS of check_exports.py is {FUNCTIONS}")
 for fault, names in faults.items():
     if names:
         print(fault, *names)

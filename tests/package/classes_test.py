@@ -1,4 +1,5 @@
-"""The classes of the Python module: pictures against closed forms, faults, cancelling, lifetimes."""
+"""The classes of the Python module: pictures against closed forms, faults, cancelling,
+lifetimes."""
 import gc
 import os
 import signal
@@ -34,7 +35,8 @@ with scene(FLOOR) as lit:
 assert counts == sorted(counts) and counts[-1] == 4
 assert list(first) == ["beauty", "depth", "normal"] and first["beauty"].shape == (6, 8, 3)
 assert numpy.allclose(first["beauty"], 0.5, atol=0.01)  # albedo times a radiance of 1
-assert abs(first["depth"][3, 4, 0] - 4) < 0.1 and numpy.allclose(first["normal"][3, 4], (0.5, 0.5, 1))
+assert abs(first["depth"][3, 4, 0] - 4) < 0.1 and numpy.allclose(first["normal"][3, 4],
+                                                                 (0.5, 0.5, 1))
 assert not first["beauty"].flags.owndata and first["beauty"].flags.writeable
 assert lit.report["scene size"] == (18, 18, 0) and "scene size" in lit.report_text
 
@@ -49,7 +51,8 @@ assert numpy.allclose(first["beauty"], 0.5, atol=0.01)  # pictures outlive scene
 
 # A sampled lamp has the brightness of one that is found; shapes are placed where they are told.
 lamp = mh.Mesh.from_arrays(POINTS + numpy.float32((0, 0, 8)), [(0, 3, 2, 1)], shader=mh.Emitter(1))
-found, sampled = (scene(FLOOR, lamp, sky=mh.Sky(0), lamps=mh.GeometryLight(count, photons=0), gather=512)
+found, sampled = (scene(FLOOR, lamp, sky=mh.Sky(0), lamps=mh.GeometryLight(count, photons=0),
+                        gather=512)
                   .render(32)["beauty"].mean() for count in (0, 64))
 assert abs(found - sampled) < 0.03, (found, sampled)
 ball = mh.Particles([(0, 0, 0)], 1, shader=mh.Emitter(1))

@@ -1,4 +1,5 @@
-"""The Python module: arrays without copies, arrays of other kinds, many life cycles in a process."""
+"""The Python module: arrays without copies, arrays of other kinds, many life cycles in a
+process."""
 import array
 import os
 

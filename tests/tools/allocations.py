@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Lets one allocation after the other fail in small renders, by the program and through the exports,
-and looks how they end.
+"""Lets one allocation after the other fail in small renders, by the program and through the
+exports, and looks how they end.
 
 usage: allocations.py [TRIES]   so many of each render's allocations, evenly spread; or all
 SPDX-License-Identifier: MIT"""
@@ -39,7 +39,8 @@ def is_readable(picture, folder):
     """Most runs write the same bytes: they are read once."""
     with open(picture, "rb") as file:
         content = file.read()
-    if content not in READABLE and program.run("convert", picture, f"{folder}/copy.pfm").returncode == 0:
+    if content not in READABLE and program.run("convert", picture,
+                                               f"{folder}/copy.pfm").returncode == 0:
         READABLE.add(content)
     return content in READABLE
 

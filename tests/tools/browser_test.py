@@ -16,11 +16,13 @@ try:
 except ImportError:
     webdriver = None
 
-MISSING = [name for name, found in (("python3-selenium", webdriver), ("chromium", shutil.which("chromium")),
+MISSING = [name for name, found in (("python3-selenium", webdriver),
+                                    ("chromium", shutil.which("chromium")),
                                     ("chromium-driver", shutil.which("chromedriver"))) if not found]
 ENDLESS = {"camera/camera.mh": CAMERA.replace("sample 6", "sample 65535")}
 SHOWN = """const p = pictures.get(view.shown);
-return Array.from(p.context.getImageData(0, 0, p.width, p.height).data).filter((_, i) => i % 4 < 3)"""
+const data = p.context.getImageData(0, 0, p.width, p.height).data;
+return Array.from(data).filter((_, i) => i % 4 < 3)"""
 
 
 def setUpModule():
@@ -70,8 +72,8 @@ class Browser(ProgramTest):
             .release().perform()
 
     def assert_all_controls_have_names(self):
-        controls = ("button", "slider", "combobox", "radio", "spinbutton", "image", "progressbar", "group",
-                    "radiogroup", "table")
+        controls = ("button", "slider", "combobox", "radio", "spinbutton", "image", "progressbar",
+                    "group", "radiogroup", "table")
         tree = self.page.execute_cdp_cmd("Accessibility.getFullAXTree", {})["nodes"]
         found = [(node["role"]["value"], node.get("name", {}).get("value", "")) for node in tree
                  if not node.get("ignored") and node.get("role", {}).get("value") in controls]
@@ -100,7 +102,8 @@ class Browser(ProgramTest):
         self.assert_all_controls_have_names()
         self.js("part('neutral').click()")
         self.page.find_elements(By.CSS_SELECTOR, "#images input")[1].click()
-        self.until(lambda: self.js("return view.shown === 1 && pictures.has(1) && pictures.get(1).frames"))
+        self.until(lambda: self.js(
+            "return view.shown === 1 && pictures.has(1) && pictures.get(1).frames"))
         self.js("updateTone(); pictures.get(1).paintAll()")
         self.assert_shows(self.bytes_written("albedo.exr"))
         ActionChains(self.page).move_to_element(self.part("picture")).perform()
@@ -126,7 +129,8 @@ class Browser(ProgramTest):
         self.drag(80, 60)
         self.until(lambda: self.part("region").text.startswith("columns"))
         self.part("picture").send_keys("s")
-        self.until(lambda: self.part("stage").text == "stopped" and self.part("stop").text == "Go on")
+        self.until(lambda: self.part("stage").text == "stopped"
+                   and self.part("stop").text == "Go on")
         self.part("stop").click()
         self.until(lambda: self.part("stage").text.startswith("rendering"))
         self.part("picture").send_keys("\ue011")  # Home
@@ -158,7 +162,8 @@ class Browser(ProgramTest):
         live = Live(self, ".")
         self.page.get(live.url)
         self.until(lambda: self.js("return live.names.length") == 3)
-        self.js("compare.other = part('other').value = '2'; showImages()")  # before the first is there
+        # before the first is there
+        self.js("compare.other = part('other').value = '2'; showImages()")
         self.until(lambda: len(self.page.find_elements(By.CSS_SELECTOR, "#images canvas")) == 3)
         self.until(lambda: self.js("return pictures.has(0)"))
         self.assert_shows(self.bytes_written("a.pfm"))

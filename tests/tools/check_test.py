@@ -17,9 +17,9 @@ STILL = CAMERA[:-4] + CAMERA[CAMERA.index("    pose"):CAMERA.index("    aov")] +
 
 
 def listed_faults():
-    """Of faults.txt: blocks of a head "FILE:LINE | part of the message | suggestion", line 0 for the
-    whole scene, and the lines that go from the sound file and come into it. Yields file, text, line,
-    message and suggestion."""
+    """Of faults.txt: blocks of a head "FILE:LINE | part of the message | suggestion", line 0 for
+    the whole scene, and the lines that go from the sound file and come into it. Yields file, text,
+    line, message and suggestion."""
     with open(os.path.join(os.path.dirname(__file__), "faults.txt")) as file:
         blocks = "".join(line for line in file if line[0] != "#").split("\n\n")
     for block in blocks:
@@ -62,9 +62,11 @@ def listed_slips():
 def png(kind, bits, palette=b""):
     """One pixel."""
     def chunk(name, data):
-        return struct.pack(">I", len(data)) + name + data + struct.pack(">I", zlib.crc32(name + data))
+        return struct.pack(">I", len(data)) + name + data + struct.pack(">I",
+                                                                        zlib.crc32(name + data))
     row = bytes(1 + bits // 8 * (3 if kind == 2 else 1))
-    return (b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", struct.pack(">IIBBBBB", 1, 1, bits, kind, 0, 0, 0))
+    return (b"\x89PNG\r\n\x1a\n"
+            + chunk(b"IHDR", struct.pack(">IIBBBBB", 1, 1, bits, kind, 0, 0, 0))
             + (chunk(b"PLTE", palette) if palette else b"") + chunk(b"IDAT", zlib.compress(row))
             + chunk(b"IEND", b""))
 
@@ -74,8 +76,8 @@ STRAND = b"segment 1\nposition 0 0 0\nposition 0 0 1\n"
 BINARY = {"image/grey.png": png(2, 8), "image/palette.png": png(3, 8, b"\1\2\3"),
           "image/wide.png": png(2, 16), "image/grey.hdr": HDR, "image/sky.hdr": HDR,
           "image/points.pfm": b"PF\n1 1\n-1\n" + bytes(12), "geometry/packed.obj": b"\x1f\x8b\x08",
-          "geometry/carriage.obj": MESH.replace("\n", "\r").encode(), "geometry/two.fur": 4 * STRAND,
-          "geometry/spare.fur": STRAND + b"position 0 0 2\n",
+          "geometry/carriage.obj": MESH.replace("\n", "\r").encode(),
+          "geometry/two.fur": 4 * STRAND, "geometry/spare.fur": STRAND + b"position 0 0 2\n",
           "geometry/tiny.fur": STRAND.replace(b"0 0 1", b"0 0 0.001")}
 
 FAULTS = list(listed_faults()) + [
@@ -105,7 +107,8 @@ class Check(ProgramTest):
                     self.assertTrue(found, faults)
 
     def test_words_that_are_no_text_leave_the_json_whole(self):
-        self.write_bytes("scene/camera/camera.mh", b"camera\n    \xff\xc3\xa9\xed\xa0\x80\x01\"\nend\n")
+        self.write_bytes("scene/camera/camera.mh",
+                         b"camera\n    \xff\xc3\xa9\xed\xa0\x80\x01\"\nend\n")
         self.assertIn("\ufffd\u00e9\ufffd", faults_of(self.scene)[1][0]["message"])
 
     def test_every_slip_is_found_with_its_severity(self):
@@ -138,8 +141,9 @@ class Check(ProgramTest):
                     self.assertEqual(told, [(i + 1, word)], faults)
 
     def test_all_faults_of_a_scene_come_at_once_with_line_and_caret(self):
-        write_scene(self.scene, {C: CAMERA.replace("target", "targte").replace("sample 6", "sample x"),
-                                 G: OBJECT.replace("clay", "clai")})
+        write_scene(self.scene,
+                    {C: CAMERA.replace("target", "targte").replace("sample 6", "sample x"),
+                     G: OBJECT.replace("clay", "clai")})
         text = self.run_here("check", "scene", status=1).stdout
         self.assertIn("scene/camera/camera.mh:3:12: ", text)
         self.assertIn("        sample x\n" + " " * 15 + "^\n", text)
@@ -149,7 +153,8 @@ class Check(ProgramTest):
 
     def test_examples_and_sound_scenes_are_silent(self):
         write_scene(self.scene, {C: STILL})
-        scenes = [self.scene] + [os.path.join(EXAMPLES, name) for name in sorted(os.listdir(EXAMPLES))
+        scenes = [self.scene] + [os.path.join(EXAMPLES, name)
+                                 for name in sorted(os.listdir(EXAMPLES))
                                  if os.path.isdir(os.path.join(EXAMPLES, name, "camera"))]
         self.assertGreater(len(scenes), 4)
         for scene in scenes:
@@ -211,7 +216,8 @@ class Check(ProgramTest):
                      "camera 0: 24x16, 6 frames", "output albedo.exr", "mode: path",
                      "seed: none", "total: 1 object, 1 primitive,"):
             self.assertIn(line, text)
-        write_scene(self.scene, {"render/render.mh": RENDER.replace("render", "render\n    seed 7", 1),
-                                 C: CAMERA.replace("camera", "camera\n    region 1 2 9 8", 1)})
+        write_scene(self.scene,
+                    {"render/render.mh": RENDER.replace("render", "render\n    seed 7", 1),
+                     C: CAMERA.replace("camera", "camera\n    region 1 2 9 8", 1)})
         text = self.run_here("info", "scene").stdout
         self.assertRegex(text, "camera 0: .*, region 1,2,9,8\n(.*\n)*seed: 7\n")

@@ -20,7 +20,8 @@ def pfm(width, height, pixels):
 def png(width, depth, kind, row, palette=b""):
     """One row of pixels."""
     def chunk(name, data):
-        return struct.pack(">I", len(data)) + name + data + struct.pack(">I", zlib.crc32(name + data))
+        return struct.pack(">I", len(data)) + name + data + struct.pack(">I",
+                                                                        zlib.crc32(name + data))
     return (b"\x89PNG\r\n\x1a\n"
             + chunk(b"IHDR", struct.pack(">IIBBBBB", width, 1, depth, kind, 0, 0, 0))
             + (chunk(b"PLTE", palette) if palette else b"")
@@ -59,7 +60,8 @@ class Convert(ProgramTest):
             for stops in (0, -2, 1.5):
                 with self.subTest(curve=name, stops=stops):
                     got = self.ppm_values("--tonemap", name, "--exposure", str(stops))
-                    expected = [255 * srgb(curve(max(v, 0) * 2.0 ** stops)) for p in PIXELS for v in p]
+                    expected = [255 * srgb(curve(max(v, 0) * 2.0 ** stops)) for p in PIXELS
+                                for v in p]
                     for value, exact in zip(got, expected):
                         self.assertLessEqual(abs(value - exact), 0.51)  # half a byte
 
@@ -103,7 +105,8 @@ class Convert(ProgramTest):
                               "--exr-layers", "all.exr")
                 self.run_here("diff", "all.exr", "b.exr", "--fail-above", limit)
         self.run_here("diff", "all.exr", "albedo.exr", "--layer", "albedo", "--fail-above", 1e-3)
-        self.run_here("diff", "all.exr", "b.exr", "--layer", "albedo", "--fail-above", 0.01, status=1)
+        self.run_here("diff", "all.exr", "b.exr", "--layer", "albedo", "--fail-above", 0.01,
+                      status=1)
         line = self.run_here("convert", "all.exr", "x.pfm", "--layer", "alb", status=1).stderr
         self.assertIn('no layer "alb"; its layers are albedo', line)
         line = self.run_here("convert", "b.exr", "x.pfm", "--layer", "albedo", status=1).stderr
@@ -158,11 +161,13 @@ class Denoise(ProgramTest):
         self.write("dot.pfm", lambda x, y: (0.5, 0.5, 0.5), 1, 1)
         self.write_bytes("grey.pfm", b"Pf\n24 16\n-1.0\n" + bytes(4 * 24 * 16))
         for status, line, *arguments in (
-                (1, "small.pfm has 8x16 pixels, the picture 24x16", "in.pfm", "--normal", "small.pfm"),
+                (1, "small.pfm has 8x16 pixels, the picture 24x16", "in.pfm", "--normal",
+                 "small.pfm"),
                 (1, "--depth: cannot read none.pfm", "in.pfm", "--depth", "none.pfm"),
                 (1, "cannot read none.pfm", "none.pfm"),
                 (0, "nan.pfm: 16 pixels with values that are not finite", "nan.pfm"),
-                (0, "nan.pfm: 16 pixels with values that are not finite", "in.pfm", "--albedo", "nan.pfm"),
+                (0, "nan.pfm: 16 pixels with values that are not finite", "in.pfm", "--albedo",
+                 "nan.pfm"),
                 (0, "black.pfm: all pixels are alike", "in.pfm", "--depth", "black.pfm"),
                 (0, "grey.pfm: all pixels are alike", "in.pfm", "--depth", "grey.pfm"),
                 (0, "", "black.pfm"), (0, "", "dot.pfm")):
@@ -184,7 +189,8 @@ class Diff(ProgramTest):
         mse = sum((x - y) ** 2 for x, y in pairs) / len(pairs)
         result = json.loads(self.run_here("diff", "a.pfm", "b.pfm", "--json").stdout)
         expected = {"rmse": math.sqrt(mse),
-                    "relative_mse": sum((x - y) ** 2 / (y * y + 0.01) for x, y in pairs) / len(pairs),
+                    "relative_mse": sum((x - y) ** 2 / (y * y + 0.01)
+                                        for x, y in pairs) / len(pairs),
                     "psnr_db": 10 * math.log10(28 ** 2 / mse), "largest": 2.0}
         for name, value in expected.items():
             self.assertAlmostEqual(result[name], value, places=5, msg=name)
@@ -200,7 +206,8 @@ class Diff(ProgramTest):
         # FLIP and SSIM of these patterns, by filters of two dimensions in double precision.
         places = [(x, y) for y in range(16) for x in range(24)]
         self.write("a.pfm", [((x % 5) / 4, (y % 3) / 2, ((x + y) % 7) / 6) for x, y in places], 24)
-        self.write("b.pfm", [((x % 4) / 3, (y % 3) / 2, ((2 * x + y) % 7) / 6) for x, y in places], 24)
+        self.write("b.pfm", [((x % 4) / 3, (y % 3) / 2, ((2 * x + y) % 7) / 6) for x, y in places],
+                   24)
         result = json.loads(self.run_here("diff", "a.pfm", "b.pfm", "--json").stdout)
         self.assertAlmostEqual(result["flip"], 0.2422206, delta=1e-5)
         self.assertAlmostEqual(result["ssim"], 0.8542916, delta=1e-5)

@@ -1,5 +1,5 @@
-"""Imports the models of the Debian package assimp-testmodels: those that are sound render, those that are
-damaged, by their makers or here, take one line. usage: import_models.py PROGRAM [SECONDS]
+"""Imports the models of the Debian package assimp-testmodels: those that are sound render, those
+that are damaged, by their makers or here, take one line. usage: import_models.py PROGRAM [SECONDS]
 SPDX-License-Identifier: MIT"""
 import os
 import random
@@ -66,7 +66,8 @@ def render(program, folder):
     check = run(program, folder, "check", "made", "--strict")
     if check.returncode != 0:
         return check.stdout
-    result = run(program, folder, "made", "--resolution", "48x32", "--sample", "2", "--beauty", "a.pfm")
+    result = run(program, folder, "made", "--resolution", "48x32", "--sample", "2", "--beauty",
+                 "a.pfm")
     if result.returncode != 0:
         return result.stderr
     return "" if has_variance(os.path.join(folder, "a.pfm")) else "nothing is seen"

@@ -14,8 +14,8 @@ from program import ProgramTest
 CORNERS = struct.pack("<12f", 0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0)
 UVS = struct.pack("<8f", 0, 1, 1, 1, 1, 0, 0, 0)
 FACES = struct.pack("<6H", 0, 1, 2, 2, 3, 0)
-PIXEL = base64.b64decode("iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAAAAAA6fptVAAAACklEQVR4nGNgAAAAAgABSK+kcQAAAABJRU5E"
-                         "rkJggg==")
+PIXEL = base64.b64decode("iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAAAAAA6fptVAAAACklEQVR4nGNgAAAA"
+                         "AgABSK+kcQAAAABJRU5ErkJggg==")
 
 
 def uri(content, kind="application/octet-stream"):
@@ -55,7 +55,8 @@ def constants_of_addon():
     """Numbers by name that the add-on for Blender maps materials with."""
     path = os.path.join(os.path.dirname(__file__), "../../blender/moonhare_render/surfaces.py")
     with open(path) as file:
-        return {key: float(value) for key, value in re.findall(r"(?m)^([A-Z_]+) = ([\d.e]+)", file.read())}
+        return {key: float(value)
+                for key, value in re.findall(r"(?m)^([A-Z_]+) = ([\d.e]+)", file.read())}
 
 
 class ImportTest(ProgramTest):
@@ -107,7 +108,8 @@ class WhatComesIn(ImportTest):
             scene["extensionsUsed"] = ["KHR_materials_clearcoat", "KHR_materials_sheen"]
             scene["materials"].append(coated)
             scene["meshes"][0]["primitives"] *= 2
-            scene["meshes"][0]["primitives"][1] = {**scene["meshes"][0]["primitives"][0], "material": 1}
+            scene["meshes"][0]["primitives"][1] = {**scene["meshes"][0]["primitives"][0],
+                                                   "material": 1}
         self.changed(change)
         self.imported()
         paint, coated = self.text("shader/materials.mh").split("shader\n    name")[1:3]
@@ -129,7 +131,8 @@ class WhatComesIn(ImportTest):
 
     def test_strength_and_specular_find_their_material(self):
         def change(scene):
-            scene["extensionsUsed"] = ["KHR_materials_emissive_strength", "KHR_materials_specular", "EXT_new"]
+            scene["extensionsUsed"] = ["KHR_materials_emissive_strength", "KHR_materials_specular",
+                                       "EXT_new"]
             scene["materials"] = [
                 {"name": name, "pbrMetallicRoughness": {"metallicFactor": 0, "roughnessFactor": 0},
                  "emissiveFactor": [1, 0.5, 0], "extensions": {
@@ -137,7 +140,8 @@ class WhatComesIn(ImportTest):
                      "KHR_materials_specular": {"specularFactor": specular}}}
                 for name, strength, specular in (("one", 2, 1), ("unused", 3, 1), ("two", 4, 0))]
             square = scene["meshes"][0]["primitives"][0]
-            scene["meshes"][0]["primitives"] = [{**square, "material": 2}, {**square, "material": 0}]
+            scene["meshes"][0]["primitives"] = [{**square, "material": 2},
+                                                {**square, "material": 0}]
         self.changed(change)
         self.assertEqual(self.imported()["dropped"], ["extension EXT_new, which is not read"])
         blocks = {text.split('"')[1]: text
@@ -150,6 +154,7 @@ class WhatComesIn(ImportTest):
     def test_a_second_set_of_coordinates_is_kept_where_all_pictures_use_it(self):
         second = [0.125 * i for i in range(8)]
         moved = {"index": 0, "extensions": {"KHR_texture_transform": {"texCoord": 1}}}
+
         def change(scene):
             attributes = scene["meshes"][0]["primitives"][0]["attributes"]
             attributes["TEXCOORD_1"] = add_array(scene, "f", "VEC2", *second)
@@ -173,6 +178,7 @@ class WhatComesIn(ImportTest):
 
     def test_pictures_are_scaled_turned_and_moved_as_gltf_says(self):
         x, y, turn, wide, high = 0.3, -0.2, 0.5, 2, 3
+
         def change(scene):
             scene["extensionsUsed"] = ["KHR_texture_transform"]
             scene["images"] = [{"uri": uri(PIXEL, "image/png")}]
@@ -318,10 +324,12 @@ class Refusals(ImportTest):
             return lambda scene: scene["buffers"][0].update(values)
         bomb = struct.pack(">4s4sI4sIIBBBBBI", b"\x89PNG", b"\r\n\x1a\n", 13, b"IHDR", 1 << 20,
                            1 << 20, 8, 6, 0, 0, 0, 0)
+
         def bombed(scene):
             scene["images"] = [{"uri": uri(bomb, "image/png")}]
             scene["textures"] = [{"source": 0}]
             scene["materials"][0]["pbrMetallicRoughness"]["baseColorTexture"] = {"index": 0}
+
         def picture(name):
             def change(scene):
                 bombed(scene)

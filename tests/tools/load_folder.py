@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Loads every file below a folder through a scene of its own: an image as a texture, an OBJ, hair or
-fur file as the object. Prints a line for each file and a summary; exits with 1 after a crash, a run
-of more than 10 seconds or 1 GB, or a refusal without a line that says why; with --valid also after
-any refusal.
+"""Loads every file below a folder through a scene of its own: an image as a texture, an OBJ, hair
+or fur file as the object. Prints a line for each file and a summary; exits with 1 after a crash, a
+run of more than 10 seconds or 1 GB, or a refusal without a line that says why; with --valid also
+after any refusal.
 
 usage: load_folder.py [--valid] PROGRAM FOLDER
 SPDX-License-Identifier: MIT"""

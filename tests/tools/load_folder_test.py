@@ -40,5 +40,6 @@ class LoadFolderTest(program.ProgramTest):
                                  (b"exit 1", "silent")):
             self.write_bytes("stub", b"#!/bin/sh\n" + script + b"\n")
             os.chmod(self.path("stub"), 0o700)
-            outcome, _ = load_folder.try_file(self.path("stub"), self.path("scene/geometry/floor.obj"))
+            outcome, _ = load_folder.try_file(self.path("stub"),
+                                              self.path("scene/geometry/floor.obj"))
             self.assertEqual(outcome, expected)

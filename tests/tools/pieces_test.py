@@ -133,7 +133,8 @@ class Pieces(ProgramTest):
             light.write("point_light\n    position 0 0 2\nend\n")
         self.render("--partial", "other", "--frames", "2:3")
         refuse("another scene", a, "other", c)
-        self.assertIn("goes beyond", self.render("--frames", "8:10", "--partial", "x", status=2).stderr)
+        self.assertIn("goes beyond",
+                      self.render("--frames", "8:10", "--partial", "x", status=2).stderr)
         self.assertIn("--partial", self.render("--frames", "8:9", status=2).stderr)
 
     def test_means_are_of_the_frames_that_are_there_where_gaps_are_allowed(self):
@@ -143,11 +144,13 @@ class Pieces(ProgramTest):
         def columns(*arguments):
             result = self.merged(*arguments)
             values = memoryview(self.pictures("merged")["b.pfm"][-24 * 16 * 12:]).cast("f")
-            return result.stderr, [[values[72 * y + i] for y in range(16) for i in range(first, end)]
+            return result.stderr, [[values[72 * y + i] for y in range(16)
+                                    for i in range(first, end)]
                                    for first, end in ((0, 33), (33, 72))]
 
         _, whole = columns(left, right)
-        self.assertIn("columns 11 to 23", self.merged(left, "--region", "0,0,24,16", status=2).stderr)
+        self.assertIn("columns 11 to 23",
+                      self.merged(left, "--region", "0,0,24,16", status=2).stderr)
         line, gap = columns(left, short, "--allow-gaps")
         self.assertIn("frames 5 to 8 of columns 11 to 23 and rows 0 to 15", line)
         self.assertEqual(gap[0], whole[0])
@@ -163,12 +166,14 @@ class Pieces(ProgramTest):
         os.chmod(self.path("sbatch"), 0o755)
         for task in (3, 0, 2, 1, 2):
             subprocess.run(["bash", "-c", script], cwd=self.folder, check=True, capture_output=True,
-                           env=dict(os.environ, SLURM_ARRAY_JOB_ID="7", SLURM_ARRAY_TASK_ID=str(task),
+                           env=dict(os.environ, SLURM_ARRAY_JOB_ID="7",
+                                    SLURM_ARRAY_TASK_ID=str(task),
                                     PATH=self.folder + ":" + os.environ["PATH"]))
         subprocess.run(["sh", "merge"], cwd=self.folder, check=True, capture_output=True)
         shutil.rmtree(self.path("it's done/pieces"))
         self.assertEqual(self.pictures("it's done"), self.pictures("one"))
-        self.assertIn("slurm is", self.run_here("farm", "lsf", "scene", "--tasks", 4, status=2).stderr)
+        self.assertIn("slurm is",
+                      self.run_here("farm", "lsf", "scene", "--tasks", 4, status=2).stderr)
 
     def test_a_confined_scene_reads_nothing_outside_of_its_folder(self):
         write_scene(self.folder, {"out/mesh.obj": MIRROR["geometry/floor.obj"],
@@ -194,7 +199,8 @@ class Pieces(ProgramTest):
         self.assertFalse(any("in.ppm" in line for line in refused), refused)
         for command in ("check", "info"):
             status = 1 if command == "check" else 0
-            self.assertIn("outside", self.run_here(command, "scene", "--confine", status=status).stderr)
+            self.assertIn("outside",
+                          self.run_here(command, "scene", "--confine", status=status).stderr)
         self.assertNotIn("outside", self.render().stderr)
 
     def test_photons_from_a_file_give_the_picture_of_those_that_are_cast(self):

@@ -103,7 +103,8 @@ class Statuses(RenderTest):
                           ["scene", "--resolution", "-1x5"], ["scene", "--region", "1,2,3"],
                           ["scene", "--sample", "0"], ["scene", "--sample", "x"],
                           ["scene", "--mode", "fast"], ["scene", "--threads", "257"],
-                          ["scene", "--progress", "loud"], ["scene", "scene"], ["scene", "--time-limit", "nan"],
+                          ["scene", "--progress", "loud"], ["scene", "scene"],
+                          ["scene", "--time-limit", "nan"],
                           ["scene", "--write-every", "inf"], ["scene", "--region", "5,5,5,9"],
                           ["scene", "--resolution", "0x9"]):
             with self.subTest(arguments=arguments):
@@ -125,20 +126,24 @@ class Statuses(RenderTest):
     def test_files_that_cannot_be_written_end_a_run_before_it_begins(self):
         os.mkdir(self.path("folder"))
         for option, path, reason in (
-                ("--beauty", "gone/b.hdr", "No such file"), ("--beauty", "b.xyz", "no known extension"),
-                ("--report", "gone/r.json", "No such file"), ("--checkpoint", "folder", "not a regular file"),
+                ("--beauty", "gone/b.hdr", "No such file"),
+                ("--beauty", "b.xyz", "no known extension"),
+                ("--report", "gone/r.json", "No such file"),
+                ("--checkpoint", "folder", "not a regular file"),
                 ("--log", "gone/log", "No such file"), ("--photons", "gone/p", "No such file"),
                 ("--output-dir", "scene/light/light.mh", "Not a directory")):
             with self.subTest(option=option):
                 result = self.render(option, path, status=3)
-                self.assertRegex(result.stderr, rf"^moonhare: cannot (write|make) {path}: .*{reason}.*\n$")
+                self.assertRegex(result.stderr,
+                                 rf"^moonhare: cannot (write|make) {path}: .*{reason}.*\n$")
                 self.assertNotIn("avgerage", result.stdout)
                 self.assertEqual(sorted(os.listdir(self.folder)), ["folder", "scene"])
 
     def test_pictures_that_a_scene_names_in_vain_do_not_keep_the_others(self):
-        write_scene(self.scene, {"camera/camera.mh": CAMERA.replace("albedo.exr", "gone/albedo.exr")})
-        self.assertIn("cannot write gone/albedo.exr: No such file or directory; the others are rendered",
-                      self.render(status=3).stderr)
+        write_scene(self.scene,
+                    {"camera/camera.mh": CAMERA.replace("albedo.exr", "gone/albedo.exr")})
+        self.assertIn("cannot write gone/albedo.exr: No such file or directory; "
+                      "the others are rendered", self.render(status=3).stderr)
         self.assertTrue(os.path.exists(self.path("beauty.hdr")))
 
     def test_the_report_goes_where_it_is_sent(self):
@@ -152,14 +157,16 @@ class Statuses(RenderTest):
         self.assertRegex(self.run_here("--version").stdout,
                          r"moonhare \d.*\ncommit .+\ncompiler .+\ninstruction set (AVX2|portable)")
         help_text, manual = self.run_here("--help").stdout, self.run_here("man").stdout
-        shells = {s: self.run_here("completion", "--shell", s).stdout for s in ("bash", "zsh", "fish")}
+        shells = {s: self.run_here("completion", "--shell", s).stdout
+                  for s in ("bash", "zsh", "fish")}
         for option in re.findall(r"--[a-z-]+", help_text):
             if option not in ("--help", "--version"):
                 self.assertIn("\n*" + option + "*", manual)
                 for shell, script in shells.items():
                     self.assertIn("-l " + option[2:] if shell == "fish" else option, script)
         script = shells["bash"]
-        script += "\nCOMP_WORDS=(moonhare --progress j); COMP_CWORD=2; _moonhare; echo ${COMPREPLY[@]}"
+        script += "\nCOMP_WORDS=(moonhare --progress j); COMP_CWORD=2; _moonhare"
+        script += "; echo ${COMPREPLY[@]}"
         completed = subprocess.run(["bash", "-c", script], capture_output=True, text=True)
         self.assertEqual(completed.stdout.strip(), "json")
 
@@ -179,7 +186,9 @@ class Memory(RenderTest):
         return peak
 
     def test_estimates_lie_within_thirty_percent(self):
-        fine = {"render/render.mh": "render\n    final_gather\n        distance 1\n        resolution 2e-6\n    end\nend\n"}  # 255 x 255 cells a face
+        fine = {"render/render.mh":  # 255 x 255 cells a face
+                "render\n    final_gather\n        distance 1\n        resolution 2e-6\n    end\n"
+                "end\n"}
         scenes = {"scene": write_scene(self.scene, {**fine, "geometry/floor.obj": "".join(
             f"v {x} {y} 0\n" for y in range(5) for x in range(5)) + "".join(
             f"f {5 * y + x + 1} {5 * y + x + 2} {5 * y + x + 7} {5 * y + x + 6}\n"
@@ -191,17 +200,20 @@ class Memory(RenderTest):
                 path.write_text(re.sub(r"(sample|photon) \d{2,}", r"\1 10", path.read_text()))
             for file in glob.glob(scenes[name] + "/camera/*.mh"):
                 path = pathlib.Path(file)
-                path.write_text(re.sub(r"resolution \d+ \d+", "resolution 400 300", path.read_text()))
+                path.write_text(re.sub(r"resolution \d+ \d+", "resolution 400 300",
+                                       path.read_text()))
         scenes["noisy"] = shutil.copytree(scenes["glass"], self.path("noisy"))
         write_scene(scenes["noisy"], {"render/noise.mh": "render\n    noise 1e-6\nend\n"})
         for name, scene in scenes.items():
             with self.subTest(scene=name):
                 told = re.search(r"memory: about ([0-9.]+) MB", self.run_here("info", scene).stdout)
-                peak = self.peak_bytes(scene, "--sample", "1", "--gather", "1", "--bounce", "1", "--quiet")
+                peak = self.peak_bytes(scene, "--sample", "1", "--gather", "1", "--bounce", "1",
+                                       "--quiet")
                 self.assertLess(abs(float(told[1]) * 2 ** 20 / peak - 1), 0.3, (told[1], peak))
 
 
-@unittest.skipUnless(os.environ.get("DISPLAY") and shutil.which("xdotool"), "needs a display and xdotool")
+@unittest.skipUnless(os.environ.get("DISPLAY") and shutil.which("xdotool"),
+                     "needs a display and xdotool")
 class Preview(RenderTest):
     def setUp(self):
         super().setUp()
@@ -211,15 +223,16 @@ class Preview(RenderTest):
         self.display = {**os.environ, "DISPLAY": ":" + self.server.stdout.readline().strip()}
 
     def ask(self, *command):
-        return subprocess.run(["xdotool", *command], env=self.display, capture_output=True, text=True,
-                              timeout=120).stdout.strip()
+        return subprocess.run(["xdotool", *command], env=self.display, capture_output=True,
+                              text=True, timeout=120).stdout.strip()
 
     def test_keys_of_the_window_change_the_exposure(self):
         process = subprocess.Popen([PROGRAM, "scene", "--sample", "65535", "--quiet", "--preview"],
                                    cwd=self.folder, env=self.display, stderr=subprocess.DEVNULL)
         self.addCleanup(lambda: (process.kill(), process.wait()))
         window = self.ask("search", "--sync", "--name", "moonhare").split()[-1]
-        for keys, title in (("plus plus minus", "moonhare, exposure +0.5"), ("0", "moonhare, exposure +0.0")):
+        for keys, title in (("plus plus minus", "moonhare, exposure +0.5"),
+                            ("0", "moonhare, exposure +0.0")):
             self.ask("key", "--window", window, *keys.split())
             for _ in range(1000):
                 if self.ask("getwindowname", window) == title:
@@ -232,7 +245,10 @@ class SceneText(RenderTest):
     def test_the_layout_shows_the_same_picture_and_is_laid_out(self):
         scene = shutil.copytree(os.path.join(EXAMPLES, "still_life"), self.path("still"))
         files = glob.glob(scene + "/*/*.mh")
-        words = lambda: sorted(word for name in files for word in pathlib.Path(name).read_text().split())
+
+        def words():
+            return sorted(word for name in files for word in pathlib.Path(name).read_text().split())
+
         options = (scene, "--resolution", "16x12", "--sample", "1", "--seed", "1", "--mode", "path",
                    "--progress", "none", "--beauty")
         self.run_here(*options, "a.pfm")
@@ -288,7 +304,8 @@ class Progress(RenderTest):
             terminal, program_end = pty.openpty()
         except OSError:
             self.skipTest("a machine without terminal devices")
-        process = subprocess.Popen([PROGRAM, "scene", *arguments], cwd=self.folder, stderr=program_end,
+        process = subprocess.Popen([PROGRAM, "scene", *arguments], cwd=self.folder,
+                                   stderr=program_end,
                                    stdout=program_end if report else subprocess.DEVNULL)
         os.close(program_end)
         written = b""
@@ -362,7 +379,8 @@ class Checkpoints(RenderTest):
     def test_files_of_other_scenes_and_damaged_ones_are_refused(self):
         self.render("--checkpoint", "c")
         good = self.bytes_of("c")
-        self.assertIn("other settings", self.render("--resume", "c", "--bounce", "3", status=2).stderr)
+        self.assertIn("other settings",
+                      self.render("--resume", "c", "--bounce", "3", status=2).stderr)
         before = self.bytes_of("beauty.hdr")
         for at in (0, 10, 25, len(good) // 2, len(good) - 1):
             for damaged in (good[:at], good[:at] + bytes([good[at] ^ 1]) + good[at + 1:]):

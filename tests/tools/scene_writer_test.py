@@ -48,7 +48,8 @@ class SceneWriter(unittest.TestCase):
         checked = subprocess.run([os.environ["MOONHARE"], "check", self.path], text=True,
                                  stdout=subprocess.PIPE)
         self.assertNotIn("fault", checked.stdout)
-        subprocess.run([os.environ["MOONHARE"], self.path, "--beauty", "b.pfm", "--progress", "none",
+        subprocess.run([os.environ["MOONHARE"], self.path, "--beauty", "b.pfm", "--progress",
+                        "none",
                         "--output-dir", self.folder.name], check=True, stdout=subprocess.DEVNULL)
         picture = read_pfm(os.path.join(self.folder.name, "b.pfm"))
         for index in range(len(NAMES)):
@@ -70,7 +71,8 @@ class SceneWriter(unittest.TestCase):
 
     def test_whatTextCannotHoldIsRefused(self):
         scene = Scene(self.path)
-        for key, value in (("image", 'a".png'), ("image", "a\nend"), ("color", (0, 0, float("nan")))):
+        for key, value in (("image", 'a".png'), ("image", "a\nend"),
+                           ("color", (0, 0, float("nan")))):
             with self.assertRaises(ValueError):
                 scene.add("sky_light", **{key: value})
         with self.assertRaises(ValueError):

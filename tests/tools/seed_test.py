@@ -11,9 +11,11 @@ from program import EXAMPLES, PROGRAM, RENDER, ProgramTest, write_scene
 # A mirror that throws caustics of two lights on a floor, seen by a splat image as well.
 MIRROR = {
     "shader/shader.mh": 'shader\n    name "clay"\n    surface_shader\n' + "".join(
-        f"        {slot}\n            color {value} {value} {value}\n        end\n" for slot, value in (
-            ("lambertian", 0.7), ("glossy", 0.3), ("specular", 0.6), ("roughness", 0.3), ("ior", 2)))
-                        + "    end\nend\n",
+        f"        {slot}\n            color {value} {value} {value}\n        end\n"
+        for slot, value in (
+            ("lambertian", 0.7), ("glossy", 0.3), ("specular", 0.6), ("roughness", 0.3),
+            ("ior", 2)))
+        + "    end\nend\n",
     "geometry/floor.obj": "v -2 0 0\nv 2 0 0\nv 2 4 0\nv -2 4 0\nv -2 4 3\nv 2 4 3\n"
                           "f 1 2 3 4\nf 4 3 6 5\n",
     "light/light.mh": "point_light\n    position 0 1 2\n    color 2 2 2\n    photon 3000\nend\n"
@@ -77,11 +79,13 @@ class Seeds(ProgramTest):
         self.assertIn("--partial goes without a noise target", piece)
 
     def test_adaptive_pieces_add_up_each_with_frames_of_its_own(self):
-        given = (EXAMPLES + "/still_life", "--mode", "path", "--estimator", "exact", "--resolution", "32x20",
+        given = (EXAMPLES + "/still_life", "--mode", "path", "--estimator", "exact", "--resolution",
+                 "32x20",
                  "--seed", "7", "--denoise", "--sample", "64", "--beauty", "b.pfm", "--adaptive")
         self.run_here(*given, "--output-dir", "whole")
         self.run_here(*given[:-1], "--output-dir", "even")
-        self.assertTrue(self.bytes_of("whole/b.pfm") == self.bytes_of("even/b.pfm"))  # whole sets of points
+        # whole sets of points
+        self.assertTrue(self.bytes_of("whole/b.pfm") == self.bytes_of("even/b.pfm"))
         self.run_here(*given, "--frames", "0:20", "--partial", "a")
         self.run_here(*given, "--frames", "20:64", "--partial", "b")
         for to, pieces in (("one", "ab"), ("two", "ba")):
@@ -90,15 +94,16 @@ class Seeds(ProgramTest):
         for name in ("b.pfm", "b_denoised.pfm"):
             self.assertEqual(self.bytes_of("one/" + name), self.bytes_of("two/" + name))
         self.assertTrue(self.bytes_of("one/b.pfm") != self.bytes_of("even/b.pfm"))
-        error = {folder: json.loads(self.run_here("diff", folder + "/b.pfm", "whole/b.pfm", "--json").stdout)
+        error = {folder: json.loads(self.run_here("diff", folder + "/b.pfm", "whole/b.pfm",
+                                                  "--json").stdout)
                  ["relative_mse"] for folder in ("one", "part")}
         self.assertLess(error["one"], 0.5 * error["part"])
         odd = self.run_here(*given, "--frames", "21:64", "--partial", "c", status=2).stderr
         self.assertIn("begin at even frames, not at 21", odd)
 
     def test_with_a_denoiser_the_noise_target_is_the_denoised_picture(self):
-        given = (EXAMPLES + "/cornell", "--mode", "path", "--estimator", "exact", "--resolution", "48x32",
-                 "--sample", "200", "--seed", "7", "--noise", "0.07")
+        given = (EXAMPLES + "/cornell", "--mode", "path", "--estimator", "exact", "--resolution",
+                 "48x32", "--sample", "200", "--seed", "7", "--noise", "0.07")
         frames = []
         for option in ("--adaptive", "--denoise"):
             pictures = self.pictures(*given, option, "--report", "r.json")
@@ -113,8 +118,8 @@ class Seeds(ProgramTest):
 
     def test_other_seeds_and_none_give_other_pictures(self):
         for estimator in ("classic", "exact"):
-            given = (EXAMPLES + "/cornell", "--resolution", "24x16", "--sample", "1", "--mode", "path",
-                     "--estimator", estimator)
+            given = (EXAMPLES + "/cornell", "--resolution", "24x16", "--sample", "1", "--mode",
+                     "path", "--estimator", estimator)
             one, two = (self.pictures(*given, "--seed", seed)["b.pfm"] for seed in "12")
             self.assertNotEqual(one, two)
             default = self.pictures(*given)["b.pfm"]

@@ -38,7 +38,8 @@ class Refusals(ProgramTest):
                 (401, {}), (401, {"Cookie": name + "=" + "0" * 32}), (401, {"Cookie": name + "="}),
                 (401, {"Cookie": cookie[:-1]}), (401, {"Cookie": cookie + "0"}),
                 (401, {"Cookie": cookie.replace(name, "other")}), (200, {"Cookie": cookie}),
-                (200, {"Cookie": "a=b; " + cookie}), (403, {"Cookie": cookie, "Host": "evil.example"}),
+                (200, {"Cookie": "a=b; " + cookie}),
+                (403, {"Cookie": cookie, "Host": "evil.example"}),
                 (403, {"Cookie": cookie, "Host": "127.0.0.1.evil.example"}),
                 (200, {"Cookie": cookie, "Host": f"localhost:{live.port}"}),
                 (403, {"Cookie": cookie, "Origin": "http://evil.example"}),
@@ -162,13 +163,15 @@ class Pictures(ProgramTest):
         live = Live(self, *plain, "--beauty", "live.pfm")
         streams = [Stream(live, "0,1"), Stream(live, "2")]
         for stream in streams:
-            stream.read_until(lambda s: s.status and s.status["message"] == "pictures of 6 frames written")
+            stream.read_until(lambda s: s.status
+                              and s.status["message"] == "pictures of 6 frames written")
             stream.read_all()
         self.assertEqual({tile[0] for tile, _ in streams[0].tiles}, {0, 1})
         self.assertEqual(self.bytes_of("live.pfm"), self.bytes_of("plain/plain.pfm"))
         size, expected = floats_of_pfm(self.bytes_of("plain/plain.pfm"))
         self.assertEqual(size, [150, 100])
-        for image, values in ((0, expected), (1, floats_of_pfm(self.bytes_of("plain/noise.pfm"))[1])):
+        for image, values in ((0, expected),
+                              (1, floats_of_pfm(self.bytes_of("plain/noise.pfm"))[1])):
             for a, b in zip(streams[0].picture(image), values):
                 self.assertLessEqual(abs(a - b), b / 2048 + 1e-7)
         pixel = json.loads(live.get("/pixel?x=75&y=60"))
@@ -234,7 +237,7 @@ class Pictures(ProgramTest):
         live = Live(self, "scene", "--threads", 1, "--watch")
         first = live.wait(lambda status: status["frames"] > 0)
 
-        def replace_camera(text):  # at once: a file that is being written may be read when it is empty
+        def replace_camera(text):  # at once: a file in the middle of its writing may look empty
             write_scene(self.folder, {"camera.new": text})
             os.replace(self.path("camera.new"), camera)
 

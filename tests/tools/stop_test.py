@@ -102,7 +102,8 @@ class EarlyEnds(RenderTest):
         write_scene(self.scene, LONG)
         start = time.monotonic()
         self.assertIn("before its first frame",
-                      self.render("--gather", "2147483647", "--time-limit", "0.3", status=130).stderr)
+                      self.render("--gather", "2147483647", "--time-limit", "0.3",
+                                  status=130).stderr)
         self.assertLess(time.monotonic() - start, 3.0)
 
     def test_faults_of_single_writes_end_nothing(self):
@@ -115,8 +116,8 @@ class EarlyEnds(RenderTest):
     @unittest.skipIf(SANITIZED == "thread", "that sanitizer writes a larger file of its own")
     def test_a_limit_of_file_sizes_is_a_fault_of_that_write(self):
         result = subprocess.run(
-            [PROGRAM, "scene", "--report", "r.json"], cwd=self.folder, capture_output=True, text=True,
-            preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (500, 500)))
+            [PROGRAM, "scene", "--report", "r.json"], cwd=self.folder, capture_output=True,
+            text=True, preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (500, 500)))
         self.assertEqual(result.returncode, 3)
         self.assertIn("cannot write albedo.exr: File too large", result.stderr)
 

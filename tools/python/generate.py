@@ -35,8 +35,8 @@ RESULTS = {"void": "None", "int": "_ctypes.c_int", "const float*": "_ctypes.c_vo
 
 PREAMBLE = '''"""Rendering with moonhare: the functions of moonhare.h under their own names.
 
-Arrays are NumPy arrays, or anything else that holds numbers, nested or flat. Arrays of 32-bit floats
-(of 32-bit integers for indices) are handed over without a copy. Generated from the C header.
+Arrays are NumPy arrays, or anything else that holds numbers, nested or flat. Arrays of 32-bit
+floats (of 32-bit integers for indices) are handed over without a copy. Generated from the C header.
 """
 from __future__ import annotations
 
@@ -169,7 +169,8 @@ def main(header_path, soname, output):
     typedefs = {alias: kind for kind, alias in re.findall(r"^typedef (\w+) (\w+);", header, re.M)}
     text = [PREAMBLE.replace("@SONAME@", soname)]
     text.append("".join(f"{name} = {value}\n" for name, value in constants(header)))
-    declaration = re.compile(r"/\*((?:(?!\*/).)*?)\*/\s*MH_API ((?:const )?\w+\*?) (\w+)\(([^;]*)\);", re.S)
+    declaration = re.compile(
+        r"/\*((?:(?!\*/).)*?)\*/\s*MH_API ((?:const )?\w+\*?) (\w+)\(([^;]*)\);", re.S)
     found = declaration.findall(header)
     if len(found) != header.count("\nMH_API "):
         sys.exit("a function of the header has no comment")

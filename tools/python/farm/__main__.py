@@ -50,8 +50,10 @@ def parse_arguments(arguments: list[str]) -> tuple[argparse.Namespace, list[str]
                     "those of the program moonhare, and go to every piece.")
     parser.add_argument("scene", metavar="SCENE")
     where = parser.add_mutually_exclusive_group(required=True)
-    where.add_argument("--scheduler", type=address, metavar="ADDRESS", help="of Dask, as tcp://HOST:8786")
-    where.add_argument("--local", type=positive, metavar="N", help="N worker processes of this machine")
+    where.add_argument("--scheduler", type=address, metavar="ADDRESS",
+                       help="of Dask, as tcp://HOST:8786")
+    where.add_argument("--local", type=positive, metavar="N",
+                       help="N worker processes of this machine")
     parser.add_argument("--output-dir", default=".", metavar="DIR", help="where pictures go")
     parser.add_argument("--threads", type=positive, default=0, metavar="N",
                         help="of a piece; by default the processors of a worker by its slots")
@@ -152,7 +154,8 @@ def main() -> int:
             given.sample, given.mode)
         job = picture_job.make_job(
             scene, os.path.abspath(given.output_dir), program_options(given, others, picture),
-            picture.gathers, given.threads or threads_beside(given.local), not given.no_shared_files)
+            picture.gathers, given.threads or threads_beside(given.local),
+            not given.no_shared_files)
     except (OSError, ValueError, subprocess.CalledProcessError) as fault:
         said = getattr(fault, "stderr", None) or f"moonhare farm: {fault}"
         print(said.strip(), file=sys.stderr)

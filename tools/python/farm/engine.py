@@ -1,5 +1,5 @@
-"""Has a Dask cluster render the pieces of a plan. Dask moves calls and results; what is rendered next
-and what is tried again is decided in pieces.py. Workers may join, leave and die at any time.
+"""Has a Dask cluster render the pieces of a plan. Dask moves calls and results; what is rendered
+next and what is tried again is decided in pieces.py. Workers may join, leave and die at any time.
 SPDX-License-Identifier: MIT"""
 from __future__ import annotations
 

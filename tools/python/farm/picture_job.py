@@ -1,5 +1,5 @@
-"""From a scene and options to what the farm works on: size and frames of the picture, the folder that
-keeps the pieces, and a plan, by a first timed piece or as an interrupted run has left it.
+"""From a scene and options to what the farm works on: size and frames of the picture, the folder
+that keeps the pieces, and a plan, by a first timed piece or as an interrupted run has left it.
 SPDX-License-Identifier: MIT"""
 from __future__ import annotations
 

@@ -1,5 +1,5 @@
-"""Merges pieces into pictures: a first one as soon as every strip has a piece, better ones while the
-rest comes in, and the last.
+"""Merges pieces into pictures: a first one as soon as every strip has a piece, better ones while
+the rest comes in, and the last.
 SPDX-License-Identifier: MIT"""
 from __future__ import annotations
 

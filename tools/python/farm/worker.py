@@ -1,5 +1,6 @@
 """What runs on a worker: the program as a process of its own, for one piece. A worker finds its own
-program, keeps the scene and its photons in a folder of its own, and runs no code that is sent to it.
+program, keeps the scene and its photons in a folder of its own, and runs no code that is sent to
+it.
 SPDX-License-Identifier: MIT"""
 from __future__ import annotations
 
@@ -143,7 +144,8 @@ def prepare(place: Place, job: Job) -> Outcome:
 
 def photons_of(place: Place, job: Job) -> str:
     """They depend on the seed, and on whatever else the options say."""
-    return kept(place, job, "photons-" + hashlib.sha256(repr(job.options).encode()).hexdigest()[:16])
+    return kept(place, job,
+                "photons-" + hashlib.sha256(repr(job.options).encode()).hexdigest()[:16])
 
 
 def cast_photons(place: Place, job: Job, scene: str) -> Outcome:

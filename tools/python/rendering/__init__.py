@@ -6,6 +6,6 @@ from .describe import (Camera, Diffuse, Emitter, GeometryLight, Glass, Hair, Ima
 from .report import Cancelled, Error, SceneWarning
 from .scene import Progress, Scene
 
-__all__ = ["Camera", "Cancelled", "Diffuse", "Emitter", "Error", "GeometryLight", "Glass", "Hair", "Image",
-           "Instance", "Lacquer", "Layer", "Mesh", "Metal", "ParallelLight", "Particles",
+__all__ = ["Camera", "Cancelled", "Diffuse", "Emitter", "Error", "GeometryLight", "Glass", "Hair",
+           "Image", "Instance", "Lacquer", "Layer", "Mesh", "Metal", "ParallelLight", "Particles",
            "PointLight", "Progress", "Scene", "SceneWarning", "Shader", "Sky"]

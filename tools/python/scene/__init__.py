@@ -1,4 +1,5 @@
-"""Writes scene directories: meshes, strands and pictures from NumPy arrays, and the blocks of scene text.
+"""Writes scene directories: meshes, strands and pictures from NumPy arrays, and the blocks of scene
+text.
 
     from moonhare.scene import Scene, layer
 

@@ -17,8 +17,9 @@ FOLDERS = {
 
 
 class Scene:
-    """A scene directory. Folders and files that are there already stay, but for those that this object
-    wrote and that a later write() does without. Errors of the file system are raised as OSError."""
+    """A scene directory. Folders and files that are there already stay, but for those that this
+    object wrote and that a later write() does without. Errors of the file system are raised as
+    OSError."""
 
     def __init__(self, path):
         self.path = str(path)
@@ -29,8 +30,8 @@ class Scene:
         self.restart()
 
     def restart(self):
-        """Begins the next frame: no blocks, all names free. Meshes and pictures that are added again
-        with the same content are not written again."""
+        """Begins the next frame: no blocks, all names free. Meshes and pictures that are added
+        again with the same content are not written again."""
         self.reused = 0
         self._used = set()
         self._blocks = {folder: [] for folder in FOLDERS.values()}
@@ -65,14 +66,15 @@ class Scene:
 
     def hair(self, wanted, points, segments, radii):
         """A hair file; returns its name for the key "hair". Strand i has segments[i] + 1 points;
-        radii are one of all points or one of each. Segments look smooth when about one unit long."""
+        radii are one of all points or one of each. Segments look smooth when about one unit
+        long."""
         name = self._meshes.unique(wanted, "hair", ".hair")
         self._write("geometry/" + name, meshes.hair_parts(points, segments, radii))
         return name
 
     def picture(self, wanted, texels):
-        """A picture of rows, columns and channels, the top row first: bytes as PNG, floats as a float
-        map. Returns its name for the key "image"."""
+        """A picture of rows, columns and channels, the top row first: bytes as PNG, floats as a
+        float map. Returns its name for the key "image"."""
         texels = numpy.asarray(texels)
         texels = texels.reshape(*texels.shape[:2], -1)
         is_bytes = texels.dtype == numpy.uint8

@@ -34,8 +34,8 @@ def mesh_parts(positions, triangles, normals=None, uvs=None):
 
 
 def hair_parts(points, segments, radii):
-    """The parts of a hair file: strands of `segments` segments have one point more. A last strand without
-    length stands in for the segments that the end of a file loses."""
+    """The parts of a hair file: strands of `segments` segments have one point more. A last strand
+    without length stands in for the segments that the end of a file loses."""
     points = rows("points", points, 3, "<f4")
     segments = numpy.asarray(segments, numpy.int64).ravel()
     if (segments + 1).sum() != len(points):

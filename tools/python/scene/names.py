@@ -7,8 +7,9 @@ UNSAFE = re.compile(r"[^A-Za-z0-9._-]")
 
 
 class Names:
-    """Hands out each name once: what is wanted, with other characters than letters, digits, - _ and .
-    as _, and with a number where it is taken. Case does not tell two names apart, as on some disks."""
+    """Hands out each name once: what is wanted, with other characters than letters, digits, - _ and
+    . as _, and with a number where it is taken. Case does not tell two names apart, as on some
+    disks."""
 
     def __init__(self, *taken):
         self._next = {name.lower(): 1 for name in taken}

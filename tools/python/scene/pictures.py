@@ -15,7 +15,8 @@ def png(texels):
     rows[:, 1:] = texels.reshape(height, -1)
 
     def chunk(kind, data):
-        return struct.pack(">I", len(data)) + kind + data + struct.pack(">I", zlib.crc32(kind + data))
+        return struct.pack(">I", len(data)) + kind + data + struct.pack(">I",
+                                                                        zlib.crc32(kind + data))
 
     head = struct.pack(">IIBBBBB", width, height, 8, PNG_KINDS[channels], 0, 0, 0)
     return (b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", head) + chunk(b"IDAT", zlib.compress(rows, 1))
@@ -25,7 +26,8 @@ def png(texels):
 def pfm(texels):
     """Bytes of a portable float map of three channels, which starts with the lowest row."""
     height, width, channels = texels.shape
-    colors = numpy.broadcast_to(texels[..., :3], (height, width, 3)) if channels == 1 else texels[..., :3]
+    colors = numpy.broadcast_to(texels[..., :3],
+                                (height, width, 3)) if channels == 1 else texels[..., :3]
     return b"PF\n%d %d\n-1.0\n" % (width, height) + colors[::-1].astype("<f4").tobytes()
 
 

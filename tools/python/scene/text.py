@@ -33,7 +33,8 @@ def value_text(block, key, value):
 
 
 def block_lines(kind, keys, indent=""):
-    """The lines of a block. A dictionary is a block, a list of them is a block each, None is left out."""
+    """The lines of a block. A dictionary is a block, a list of them is a block each, None is left
+    out."""
     lines = [indent + kind]
     inner = indent + INDENT
     for key, value in keys.items():
@@ -49,8 +50,8 @@ def block_lines(kind, keys, indent=""):
 
 
 def layer(**slots):
-    """A surface_shader. A number is a grey, three are a colour; {"color": ..., "image": ...} is a slot
-    with more than a colour."""
+    """A surface_shader. A number is a grey, three are a colour; {"color": ..., "image": ...} is a
+    slot with more than a colour."""
     keys = {}
     for key, value in slots.items():
         if key in TEXT_KEYS or value is None or isinstance(value, dict):

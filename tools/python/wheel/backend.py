@@ -1,7 +1,7 @@
 """Builds the wheel that pip installs: the Python module, the library, the program and its helpers.
 
-Needs no other Python package, so that pip needs no network. CMake builds and installs into build/wheel;
-MOONHARE_TREE names an installed tree to pack instead.
+Needs no other Python package, so that pip needs no network. CMake builds and installs into
+build/wheel; MOONHARE_TREE names an installed tree to pack instead.
 SPDX-License-Identifier: MIT"""
 import base64
 import hashlib
