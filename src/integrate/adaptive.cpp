@@ -1,8 +1,9 @@
-// The plan of frames: the error that is left is least where each block has frames in proportion to
-// the root of what one frame of it adds, over the rays that this takes [Neyman34].
+// The plan of frames: errors fall less and less with each set of points, so that what is left is
+// least where each next set goes to the block in which a ray takes away most [Fox66].
 // SPDX-License-Identifier: MIT
 #include "integrate/adaptive.h"
 
+#include "integrate/frame_order.h"
 #include "integrate/noise.h"
 #include "math/at.h"
 #include "output/camera.h"
@@ -12,6 +13,8 @@
 #include "run/state.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cmath>
 #include <vector>
 
@@ -19,10 +22,7 @@ namespace mh {
 
 namespace {
 
-constexpr std::uint32_t kEvenFrames = 16; // that every pixel has before errors are believed
 constexpr float kLeast = 0.125f, kMost = kMostRounds; // frames of a block, of the mean
-constexpr float kSmallestNeed = 1e-4f;                // of the largest; others count as none
-constexpr int kHalvings = 40;                         // of the interval that holds the right factor
 
 // Frames of the run: those of a piece alone.
 std::uint32_t frames_of_run(const Camera& camera) {
@@ -31,122 +31,196 @@ std::uint32_t frames_of_run(const Camera& camera) {
 
 // Plans are made at these frames: the first shared one, and where a quarter has been added.
 std::uint32_t next_plan(std::uint32_t frame) {
-    std::uint32_t plan = kEvenFrames;
+    std::uint32_t plan = kFirstSet;
     while (plan <= frame)
         plan += std::max(plan / 4, 2u);
     return plan;
 }
 
 bool is_plan(std::uint32_t frame) {
-    return frame == kEvenFrames || (frame > kEvenFrames && next_plan(frame - 1) == frame);
+    return frame == kFirstSet || (frame > kFirstSet && next_plan(frame - 1) == frame);
 }
 
 bool has_target() {
     return RendererSettings.noise > 0.0f;
 }
 
-// What frames are given in proportion to: towards a target, the frames that reach it, a little
-// below it; otherwise what lessens the error of the picture as a whole.
-float need_of(const BlockNoise& block) {
+// Error of a block after so many frames, where one leaves 1. That of whole sets of even points
+// falls by n^-1.05 in hair to n^-1.4 on smooth surfaces. What follows the last whole set is a
+// smaller one beside it.
+double error_after(float frames) {
+    constexpr double kSteepness = 1.2;
+    const auto whole = static_cast<float>(std::bit_floor(static_cast<std::uint32_t>(frames)));
+    const auto squares = [](float n) { return std::pow(static_cast<double>(n), 2.0 - kSteepness); };
+    return (squares(whole) + squares(frames - whole)) / static_cast<double>(frames * frames);
+}
+
+// What frames are shared out by.
+struct Block {
+    float frames = 0.0f; // of each pixel
+    double rays = 0.0;   // of one frame
+    double error = 0.0;  // seen, of all its pixels together, after one frame
+    float enough = 0.0f; // frames that reach the target
+};
+
+using Parts = std::array<float, 2>; // weights of the parts of a block's pixels; 1 together
+
+// A little below the target.
+float enough_for_target(const BlockNoise& block) {
     constexpr float kBelow = 0.95f;
-    if (!has_target()) return std::sqrt(block.seen * block.frames / block.rays);
     const float missing = block.error / (kBelow * RendererSettings.noise);
     return block.frames * missing * missing;
 }
 
-// No less than the mean around the block: what it has seldom shown by chance, those may have.
-std::vector<float> needs_of(const std::vector<BlockNoise>& blocks, const BlockGrid& grid) {
-    std::vector<float> own(blocks.size()), needs(blocks.size());
-    std::transform(blocks.begin(), blocks.end(), own.begin(), need_of);
+Block block_from(const BlockNoise& noise, const Parts& parts) {
+    if (!(noise.pixels > 0.0f)) return {};
+    const auto pixels = static_cast<double>(noise.pixels);
+    const double seen = static_cast<double>(parts[0] * noise.seen[0] + parts[1] * noise.seen[1]);
+    return {noise.frames, pixels * static_cast<double>(noise.rays),
+            pixels * seen / error_after(noise.frames),
+            has_target() ? enough_for_target(noise) : 0.0f};
+}
+
+// Error and wish count no less than the mean around the block has them: what it has seldom shown by
+// chance, those may have. Errors are compared by what they are worth a ray.
+std::vector<Block> blocks_of(const std::vector<BlockNoise>& noise, const BlockGrid& grid,
+                             const Parts& parts) {
+    std::vector<Block> own(noise.size());
+    std::transform(noise.begin(), noise.end(), own.begin(),
+                   [&](const BlockNoise& block) { return block_from(block, parts); });
+    std::vector<Block> blocks = own;
     for (int i = 0; i < grid.columns * grid.rows; ++i) {
         const int column = i % grid.columns, row = i / grid.columns;
-        float sum = 0.0f, count = 0.0f;
+        double worth = 0.0, enough = 0.0, count = 0.0;
         for (int y = std::max(row - 1, 0); y <= std::min(row + 1, grid.rows - 1); ++y)
             for (int x = std::max(column - 1, 0); x <= std::min(column + 1, grid.columns - 1);
                  ++x) {
-                const auto other = grid_place(x, y, grid.columns);
-                if (!(blocks[other].pixels > 0.0f)) continue;
-                sum += own[other];
+                const Block& other = own[grid_place(x, y, grid.columns)];
+                if (!(other.rays > 0.0)) continue;
+                worth += std::sqrt(other.error / other.rays);
+                enough += static_cast<double>(other.enough);
                 ++count;
             }
-        const auto block = to_size(i);
-        needs[block] = std::max(own[block], sum / std::max(count, 1.0f));
+        if (count == 0.0) continue;
+        Block& block = blocks[to_size(i)];
+        block.error = std::max(block.error, worth / count * (worth / count) * block.rays);
+        block.enough = std::max(block.enough, static_cast<float>(enough / count));
     }
-    return needs;
+    return blocks;
 }
 
-float wanted_of(const BlockNoise& block, float need, float per_need, float mean_frames) {
-    const float wanted = std::clamp(need * per_need, kLeast * mean_frames, kMost * mean_frames);
-    return std::max(2.0f * std::round(0.5f * wanted), block.frames); // as many odd as even ones
+// A block that goes on to the end of its set.
+struct Step {
+    std::size_t block = 0;
+    float frames = 0.0f; // that it has then
+    double rays = 0.0;   // that this takes
+    double gain = 0.0;   // error a ray
+};
+
+Step step_of(const std::vector<Block>& blocks, std::size_t i, float frames) {
+    const Block& block = blocks[i];
+    const float next = static_cast<float>(std::bit_floor(static_cast<std::uint32_t>(frames))) * 2;
+    const double rays = block.rays * static_cast<double>(next - frames);
+    const double left = error_after(frames) - error_after(next);
+    return {i, next, rays, block.error * left / rays};
 }
 
-// Rays of one frame.
-double cost_of(const BlockNoise& block) {
-    return static_cast<double>(block.pixels) * static_cast<double>(block.rays);
-}
-
-// Frames of each block so that all together cast as many rays as without a plan.
-std::vector<float> wanted_frames(const std::vector<BlockNoise>& blocks,
-                                 const std::vector<float>& needs, float mean_frames) {
-    double all = 0.0;
-    for (const BlockNoise& block : blocks)
-        all += cost_of(block) * static_cast<double>(mean_frames);
-    const auto rays = [&](float per_need) {
-        double sum = 0.0;
-        for (std::size_t i = 0; i < blocks.size(); ++i)
-            sum += cost_of(blocks[i])
-                   * static_cast<double>(wanted_of(blocks[i], needs[i], per_need, mean_frames));
-        return sum;
-    };
-    const float largest = *std::max_element(needs.begin(), needs.end());
-    float low = 0.0f, high = 1.0f; // where needs are frames, no more
-    if (!has_target())
-        high = largest > 0.0f ? kMost * mean_frames / (kSmallestNeed * largest) : 0.0f;
-    if (has_target() && rays(high) <= all) low = high;
-    for (int i = 0; i < kHalvings && low < high; ++i) {
-        const float middle = 0.5f * (low + high);
-        (rays(middle) > all ? high : low) = middle;
-    }
-    std::vector<float> wanted(blocks.size());
+double rays_beyond(const std::vector<Block>& blocks, const std::vector<float>& frames) {
+    double sum = 0.0;
     for (std::size_t i = 0; i < blocks.size(); ++i)
-        wanted[i] = wanted_of(blocks[i], needs[i], low, mean_frames);
-    return wanted;
+        sum += blocks[i].rays * static_cast<double>(frames[i] - blocks[i].frames);
+    return sum;
 }
 
-// Whether unequal frames leave less error in the end. Even ones complete sets of points: there it
-// falls by n^-b, of which the halves tell, (n / 2)^(1 - b) being their share of the variance that
-// independent frames would have. What larger sets gain is less, by measurement. Unequal frames are
-// parts of sets, whose errors count as 1 / n.
-bool is_worth_it(const std::vector<BlockNoise>& blocks, const std::vector<float>& needs,
-                 float frames, float end) {
-    constexpr float kLater = 0.75f;  // of the gain of b over 1
-    constexpr double kMargin = 0.98; // for blocks that chance alone makes differ
-    const std::vector<float> wanted = wanted_frames(blocks, needs, end);
-    double even = 0.0, unequal = 0.0;
+// Rays that are left to a run of so many frames.
+double rays_left(const std::vector<Block>& blocks, float mean) {
+    return rays_beyond(blocks, std::vector<float>(blocks.size(), mean));
+}
+
+float to_even(float frames) {
+    return 2.0f * std::round(0.5f * frames); // as many odd as even ones
+}
+
+// Set by set to where a ray takes away most, as long as no more rays are cast than by so many even
+// frames. The plan of fewer frames is a part of that of more, so that few sets are left unfinished.
+std::vector<float> frames_by_gain(const std::vector<Block>& blocks, float mean, float end) {
+    const auto least =
+        static_cast<float>(std::bit_floor(static_cast<std::uint32_t>(kLeast * mean)));
+    std::vector<float> frames(blocks.size());
+    std::vector<Step> steps;
+    const auto less = [](const Step& a, const Step& b) { return a.gain < b.gain; };
+    const auto offer = [&](std::size_t i) {
+        const Step step = step_of(blocks, i, frames[i]);
+        if (!(step.gain > 0.0) || step.frames > kMost * end) return;
+        steps.push_back(step);
+        std::push_heap(steps.begin(), steps.end(), less);
+    };
     for (std::size_t i = 0; i < blocks.size(); ++i) {
-        const BlockNoise& block = blocks[i];
-        const float steeper = -std::log(block.share) / std::log(0.5f * frames); // b - 1
-        const double error = static_cast<double>(block.pixels * block.seen);
-        even += error * std::pow(frames / end, 1.0f + kLater * std::clamp(steeper, 0.0f, 1.0f));
-        unequal += error * static_cast<double>(frames / std::max(wanted[i], 1.0f));
+        frames[i] = std::max(blocks[i].frames, least);
+        if (blocks[i].rays > 0.0) offer(i);
     }
-    return unequal < kMargin * even;
+    double left = rays_left(blocks, mean) - rays_beyond(blocks, frames);
+    while (left > 0.0 && !steps.empty()) {
+        std::pop_heap(steps.begin(), steps.end(), less);
+        const Step step = steps.back();
+        steps.pop_back();
+        const auto part = static_cast<float>(std::min(left / step.rays, 1.0));
+        float& now = frames[step.block];
+        now = part < 1.0f ? to_even(now + part * (step.frames - now)) : step.frames;
+        left -= step.rays;
+        if (left > 0.0) offer(step.block);
+    }
+    return frames;
 }
 
-// By frame `next` of `end`. The first plan decides for all: later the sets are cut, and halves do
-// not tell what they are worth.
+// Towards a target: an equal part of what each lacks.
+std::vector<float> frames_to_target(const std::vector<Block>& blocks, float mean, float end) {
+    std::vector<float> frames(blocks.size());
+    std::transform(blocks.begin(), blocks.end(), frames.begin(), [&](const Block& block) {
+        return std::max(std::clamp(block.enough, kLeast * end, kMost * end), block.frames);
+    });
+    const double lacking = rays_beyond(blocks, frames);
+    const double left = std::max(rays_left(blocks, mean), 0.0);
+    const auto part = static_cast<float>(lacking > left ? left / lacking : 1.0);
+    for (std::size_t i = 0; i < blocks.size(); ++i) {
+        const float now = blocks[i].frames;
+        frames[i] = std::max(to_even(now + part * (frames[i] - now)), now);
+    }
+    return frames;
+}
+
+// Whether unequal frames leave less error in the end. What some of the pixels ask for is judged by
+// the errors of the others, so that blocks that differ by chance alone speak against it.
+bool is_worth_it(const std::vector<BlockNoise>& noise, const BlockGrid& grid, float end) {
+    const std::array<std::vector<Block>, 2> of_part = {blocks_of(noise, grid, {1.0f, 0.0f}),
+                                                       blocks_of(noise, grid, {0.0f, 1.0f})};
+    double even = 0.0, unequal = 0.0;
+    for (const std::size_t part : {0u, 1u}) {
+        const std::vector<float> frames = frames_by_gain(of_part[1 - part], end, end);
+        for (std::size_t i = 0; i < frames.size(); ++i) {
+            if (!(noise[i].pixels > 0.0f)) continue;
+            const double error = static_cast<double>(noise[i].pixels * noise[i].seen[part]);
+            even += error * error_after(end);
+            unequal += error * error_after(frames[i]);
+        }
+    }
+    return unequal < even;
+}
+
+// By frame `next` of `end`. The first plan decides for all.
 std::vector<float> make_plan(std::uint32_t frame, std::uint32_t next, std::uint32_t end) {
-    const std::vector<BlockNoise> blocks = MeasureBlocks();
-    const std::vector<float> needs = needs_of(blocks, grid_of(*ActiveCamera()));
-    const auto frames = static_cast<float>(frame), mean = static_cast<float>(next);
-    const bool is_first = frame == kEvenFrames;
-    const bool begun = std::any_of(blocks.begin(), blocks.end(), [&](const BlockNoise& block) {
+    const std::vector<BlockNoise> noise = MeasureBlocks();
+    const BlockGrid grid = grid_of(*ActiveCamera());
+    const auto frames = static_cast<float>(frame), of_run = static_cast<float>(end);
+    const bool begun = std::any_of(noise.begin(), noise.end(), [&](const BlockNoise& block) {
         return block.pixels > 0.0f && block.frames != frames;
     });
-    const bool shares =
-        is_first ? is_worth_it(blocks, needs, frames, static_cast<float>(end)) : begun;
-    if (shares || has_target()) return wanted_frames(blocks, needs, mean);
-    return std::vector<float>(blocks.size(), mean);
+    const bool shares = frame == kFirstSet ? is_worth_it(noise, grid, of_run) : begun;
+    if (!shares && !has_target()) return std::vector<float>(noise.size(), static_cast<float>(next));
+    const std::vector<Block> blocks = blocks_of(noise, grid, {0.5f, 0.5f});
+    const auto mean = static_cast<float>(next);
+    return has_target() ? frames_to_target(blocks, mean, of_run)
+                        : frames_by_gain(blocks, mean, of_run);
 }
 
 // How many paths a pixel takes in this frame, of those that it lacks.
@@ -158,7 +232,7 @@ std::uint32_t share_of_frame(std::uint32_t done, float wanted, std::uint32_t fra
 } // namespace
 
 bool is_shared_out(std::uint32_t frame) {
-    return RendererSettings.adaptive && keeps_planes() && frame >= Hooks.begin_frame + kEvenFrames;
+    return RendererSettings.adaptive && keeps_planes() && frame >= Hooks.begin_frame + kFirstSet;
 }
 
 std::uint32_t frame_of_camera(const Camera& camera, std::uint32_t n) {

@@ -4,6 +4,7 @@
 // SPDX-License-Identifier: MIT
 #include "integrate/noise.h"
 
+#include "integrate/frame_order.h"
 #include "integrate/state.h"
 #include "integrate/whole_frames.h"
 #include "math/at.h"
@@ -15,6 +16,7 @@
 #include "run/state.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cmath>
 
@@ -86,10 +88,17 @@ void for_each_pixel(const Image& image, const BlockGrid& grid, int block, const 
             act(std::int64_t{image.width} * y + x);
 }
 
+// Squares of 2 x 2 pixels by turns.
+std::size_t part_of(const Image& image, std::int64_t pixel) {
+    const std::int64_t x = pixel % image.width, y = pixel / image.width;
+    return to_size((x / 2 + y / 2) % 2);
+}
+
 BlockSums sums_of_block(const Sums& sums, const BlockGrid& grid, int block, float dark) {
     BlockSums result;
     BlockNoise& noise = result.noise;
     float rays = 0.0f;
+    std::array<float, 2> seen_by = {};
     for_each_pixel(sums.frames, grid, block, [&](std::int64_t pixel) {
         const float n = at(sums.frames.floats, pixel);
         if (!(n > 0.0f)) return;
@@ -100,7 +109,9 @@ BlockSums sums_of_block(const Sums& sums, const BlockGrid& grid, int block, floa
         if (sums.rays != nullptr) rays += at(sums.rays->floats, pixel) / n;
         noise.light += light;
         noise.variance += mean_of(spread);
-        noise.seen += mean_of(spread) / (light * light / kSquaredKnee + 1.0f);
+        const std::size_t part = part_of(sums.frames, pixel);
+        noise.seen[part] += mean_of(spread) / (light * light / kSquaredKnee + 1.0f);
+        seen_by[part] += 1.0f;
         if (n < 2.0f) return;
         result.spread += static_cast<double>(mean_of(spread) * scale * scale);
         result.halves +=
@@ -109,31 +120,60 @@ BlockSums sums_of_block(const Sums& sums, const BlockGrid& grid, int block, floa
     if (noise.pixels > 0.0f) {
         noise.light /= noise.pixels;
         noise.variance /= noise.pixels;
-        noise.seen /= noise.pixels;
+        for (const std::size_t part : {0u, 1u})
+            noise.seen[part] /= std::max(seen_by[part], 1.0f);
+        if (seen_by[0] * seen_by[1] == 0.0f) // too narrow: one part stands for both
+            noise.seen.fill(noise.seen[0] + noise.seen[1]);
         if (rays > 0.0f) noise.rays = rays / noise.pixels;
     }
     return result;
 }
 
+// How the frames of a pixel were taken: whole sets of points, or an unknown part of one.
+struct Frames {
+    float count = 0.0f;
+    bool whole = false;   // the halves complement each other
+    bool growing = false; // they took a half of each of several stretches
+};
+
+// Variance of one half over that of a whole set of as many frames, where errors fall by n^-b.
+double half_over_whole(const Frames& frames, double b) {
+    if (!frames.growing) return 1.0;
+    const auto n = static_cast<std::uint32_t>(frames.count);
+    const auto half_of = [&](std::uint32_t length) {
+        return std::pow(0.5 * static_cast<double>(length), 2.0 - b);
+    };
+    double sum = half_of(std::min(kFirstSet, n));
+    for (std::uint32_t begin = kFirstSet; begin < n; begin *= 2)
+        sum += half_of(std::min(begin, n - begin));
+    return sum / half_of(n);
+}
+
 // Variance of n frames over that of n independent ones, from the same ratio of the halves'
-// estimate. At the end of a round both halves are one even set: with errors that fall by n^-b the
-// halves show (2^b - 1) times of the variance. Of the light around a block a part falls as 1 / n,
-// of which they show all: the geometric mean of both is taken. Halves that differ more than
-// independent ones complement each other, and their mean is the better for it. Before the end of a
-// round halves are independent.
-float share_of(double ratio, float n, std::uint32_t round) {
+// estimate. Of a whole set in halves h times as uneven as whole sets of their size, where errors
+// fall by n^-b, they show (h 2^b - 1) times of the variance. Of the light around a block a part
+// falls as 1 / n, of which they show all: the geometric mean of both is taken. Halves that differ
+// more than independent ones complement each other, and their mean is the better for it. Those of a
+// part of a set are independent.
+float share_of(double ratio, const Frames& frames) {
     constexpr double kSteepest = 3.0;            // of smooth functions [Owen97]
     constexpr double kLeast = 0.01, kMost = 1.2; // chance alone goes beyond 1
-    const bool whole_round = static_cast<std::uint32_t>(n) % round == 0;
-    if (!whole_round) return static_cast<float>(std::clamp(ratio, kLeast, kMost));
+    if (!frames.whole) return static_cast<float>(std::clamp(ratio, kLeast, kMost));
     if (ratio > 1.0) return static_cast<float>(1.0 / ratio);
+    const auto n = static_cast<double>(frames.count);
+    const auto shown = [&](double b) { return half_over_whole(frames, b) * std::exp2(b) - 1.0; };
     double low = 1.0, high = kSteepest;
-    const double frames = std::min<double>(static_cast<double>(n), round);
-    for (int i = 0; i < 20; ++i) {
+    for (int i = 0; i < 16; ++i) {
         const double b = 0.5 * (low + high);
-        (std::pow(frames, 1.0 - b) * (std::exp2(b) - 1.0) > ratio ? low : high) = b;
+        (std::pow(n, 1.0 - b) * shown(b) > ratio ? low : high) = b;
     }
-    return static_cast<float>(std::pow(frames, 1.0 - low) * std::sqrt(std::exp2(low) - 1.0));
+    return static_cast<float>(std::pow(n, 1.0 - low) * std::sqrt(shown(low)));
+}
+
+Frames frames_of(float n, std::uint32_t round) {
+    const bool ended = static_cast<std::uint32_t>(n) % round == 0;
+    if (RendererSettings.adaptive) return {n, true, true};
+    return {std::min(n, static_cast<float>(round)), ended, false};
 }
 
 // Of the block and those around it: one block alone has too few pixels.
@@ -148,7 +188,7 @@ float share_around(const std::vector<BlockSums>& sums, const BlockGrid& grid, in
             halves += other.halves;
         }
     const float n = at(sums, block).noise.frames;
-    return spread > 0.0 && n >= 2.0f ? share_of(halves / spread, n, round) : 1.0f;
+    return spread > 0.0 && n >= 2.0f ? share_of(halves / spread, frames_of(n, round)) : 1.0f;
 }
 
 double percentile_of(std::vector<float> errors) {
@@ -194,12 +234,14 @@ std::vector<BlockNoise> measure_blocks(const Sums& sums, float dark) {
     std::vector<BlockNoise> result(blocks.size());
     const auto round =
         static_cast<std::uint32_t>(PlaneSums.ended_of > 0 ? PlaneSums.ended_of : camera_frames());
+#pragma omp parallel for num_threads(team_size()) schedule(static)
     for (int i = 0; i < count; ++i) {
         BlockNoise& noise = at(result, i);
         noise = at(blocks, i).noise;
         noise.share = share_around(blocks, grid, i, round);
         noise.variance *= noise.share;
-        noise.seen *= noise.share;
+        for (float& seen : noise.seen)
+            seen *= noise.share;
         noise.error = std::sqrt(noise.variance) / (std::fabs(noise.light) + dark);
     }
     return result;

@@ -5,6 +5,7 @@
 
 #include "output/types.h"
 
+#include <array>
 #include <vector>
 
 namespace mh {
@@ -27,10 +28,11 @@ struct BlockNoise {
     float light = 0.0f;    // mean of all channels
     float variance = 0.0f; // of a channel's mean over the frames; mean of all channels
     float error = 0.0f;    // relative: root of the variance over brightness
-    float seen = 0.0f;     // mean over pixels of the variance as it is seen: brightness L counts as
-                           // asinh(10 L) / 10 [Lupton04]
-    float rays = 1.0f;     // of a path, where they are counted
-    float share = 1.0f;    // of the variance that frames independent of each other would have
+    // Mean over pixels of the variance as it is seen: brightness L counts as asinh(10 L) / 10
+    // [Lupton04]. Of each of two parts of the pixels, which share no bounces.
+    std::array<float, 2> seen = {};
+    float rays = 1.0f;  // of a path, where they are counted
+    float share = 1.0f; // of the variance that frames independent of each other would have
 };
 
 // Of the whole grid, row by row, as the last frame has left the planes; empty where none are kept.

@@ -27,7 +27,6 @@
 #include "run/state.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <limits>
 
@@ -55,12 +54,17 @@ struct Moment {
     StretchPlace place;     // of the frame, in all pixels
 };
 
-// Where a plan gives a pixel more frames than the run has, its further rounds take the stretches of
-// its neighbours on the curve: together these are one longer set.
+FrameOrder frame_order() {
+    if (!keeps_planes()) return FrameOrder::plain;
+    return RendererSettings.adaptive ? FrameOrder::growing : FrameOrder::halves;
+}
+
+// Where a plan gives a pixel more frames than the run has, it goes on with the stretches of its
+// neighbours on the curve: together these are one longer set.
 Moment moment_of(const Camera& camera, std::uint32_t n) {
     const auto frames = static_cast<std::uint32_t>(camera.sample);
-    const Turn turn = turn_of(n, frames, keeps_planes());
-    const std::uint32_t point = turn.round * std::bit_ceil(frames) + turn.frame;
+    const Turn turn = turn_of(n, frames, frame_order());
+    const std::uint32_t point = turn.round * frames + turn.frame;
     return {turn, FramePose(camera, turn.moment), static_cast<std::uint64_t>(RendererSettings.seed),
             place_in_stretch(point, frames)};
 }

@@ -84,8 +84,7 @@ class Seeds(ProgramTest):
                  "--seed", "7", "--denoise", "--sample", "64", "--beauty", "b.pfm", "--adaptive")
         self.run_here(*given, "--output-dir", "whole")
         self.run_here(*given[:-1], "--output-dir", "even")
-        # whole sets of points
-        self.assertTrue(self.bytes_of("whole/b.pfm") == self.bytes_of("even/b.pfm"))
+        self.assertTrue(self.bytes_of("whole/b.pfm") != self.bytes_of("even/b.pfm"))
         self.run_here(*given, "--frames", "0:20", "--partial", "a")
         self.run_here(*given, "--frames", "20:64", "--partial", "b")
         for to, pieces in (("one", "ab"), ("two", "ba")):
@@ -105,8 +104,8 @@ class Seeds(ProgramTest):
         given = (EXAMPLES + "/cornell", "--mode", "path", "--estimator", "exact", "--resolution",
                  "48x32", "--sample", "200", "--seed", "7", "--noise", "0.07")
         frames = []
-        for option in ("--adaptive", "--denoise"):
-            pictures = self.pictures(*given, option, "--report", "r.json")
+        for options in ((), ("--denoise",)):
+            pictures = self.pictures(*given, *options, "--report", "r.json")
             with open(self.path("r.json"), encoding="utf-8") as file:
                 report = json.load(file)
             frames.append(report["frames"])
