@@ -2,65 +2,52 @@
 
 usage: time_left.py PROGRAM SCENE... [-- OPTIONS]
 
-Each scene is rendered on one and on two threads under callgrind, whose count of instructions is the clock: other
-work of the machine does not touch it. What the progress says, in seconds, counts as many instructions as seconds
-of the phase have taken so far. Lines: scene, threads, phase, error in percent.
+Each scene is rendered five times on one and on two threads. What the progress says, in seconds, counts as as much
+processor time as seconds of the phase have taken so far: other work of the machine hardly touches that. Lines:
+scene, threads, phase, processor time of the phase, error in percent, median and range.
 SPDX-License-Identifier: MIT"""
-import glob
 import json
 import os
-import re
+import statistics
 import subprocess
 import sys
 import tempfile
 
+RUNS = 5
 SHARE = 0.1
-LEAST = 0.05  # of all instructions, below which nobody waits for a phase
-# One dump for each line of the progress; threads that wait take no instructions.
-VALGRIND = ("valgrind", "-q", "--tool=callgrind", "--dump-before=mh::JsonLine*")
-QUIET = {**os.environ, "OMP_WAIT_POLICY": "passive"}
+LEAST = 0.05  # of the processor time of a run, below which nobody waits for a phase
+QUIET = {**os.environ, "OMP_WAIT_POLICY": "passive"}  # threads that wait take no time
 
 
 def phase_of(event):
     return {"rows": "frames", "frame": "frames"}.get(event["event"], event["event"])
 
 
-def instructions_of(dump):
-    with open(dump, encoding="ascii") as lines:
-        return next(int(line.split()[1]) for line in lines if re.match("(totals|summary):", line))
-
-
 def events_of(program, scene, options):
-    """Each line of the progress, with the instructions that came before it."""
     with tempfile.TemporaryDirectory() as folder:
-        profile = os.path.join(folder, "profile")
         lines = subprocess.run(
-            [*VALGRIND, "--callgrind-out-file=" + profile, program, scene, "--progress", "json", "--quiet",
-             "--output-dir", folder, *options], stderr=subprocess.PIPE, text=True, check=True, env=QUIET).stderr
-        events = [json.loads(line) for line in lines.splitlines() if line.startswith("{")]
-        dumps = sorted(glob.glob(profile + ".*"), key=lambda path: int(path.rsplit(".", 1)[1]))
-        assert len(dumps) >= len(events), "the dumps are not those of the lines"
-        done = 0
-        for event, dump in zip(events, dumps):
-            done += instructions_of(dump)
-            event["instructions"] = done
-    return events
+            [program, scene, "--progress", "json", "--quiet", "--output-dir", folder, *options],
+            stderr=subprocess.PIPE, text=True, check=True, env=QUIET).stderr
+    return [json.loads(line) for line in lines.splitlines() if line.startswith("{")]
 
 
 def errors_of(events):
-    """Phase, and the relative error of the first estimate behind a tenth of it, of frames at the end of one."""
+    """Of each phase: its processor time, and the relative error of the first estimate behind a tenth of it, of frames
+    at the end of one."""
     for phase in ("photons", "frames"):
         own = [event for event in events if phase_of(event) == phase]
         if not own:
             continue
-        begin, end = own[0], own[-1]["instructions"]
-        length = end - begin["instructions"]
-        if length < LEAST * events[-1]["instructions"]:
+        begin, end = own[0], own[-1]["processor_s"]
+        length = end - begin["processor_s"]
+        if length < LEAST * events[-1]["processor_s"]:
             continue
         event = next(event for event in own if event["event"] != "rows"
-                     and event["instructions"] - begin["instructions"] >= SHARE * length)
-        rate = (event["instructions"] - begin["instructions"]) / (event["elapsed_s"] - begin["elapsed_s"])
-        yield phase, event["remaining_s"] * rate / (end - event["instructions"]) - 1.0
+                     and event["processor_s"] - begin["processor_s"] >= SHARE * length)
+        if event is own[-1]:
+            continue
+        rate = (event["processor_s"] - begin["processor_s"]) / (event["elapsed_s"] - begin["elapsed_s"])
+        yield phase, length, event["remaining_s"] * rate / (end - event["processor_s"]) - 1.0
 
 
 def main():
@@ -68,9 +55,14 @@ def main():
     scenes, options = (rest[:rest.index("--")], rest[rest.index("--") + 1:]) if "--" in rest else (rest, [])
     for scene in scenes:
         for threads in ("1", "2"):
-            events = events_of(program, scene, ["--threads", threads, *options])
-            for phase, error in errors_of(events):
-                print(f"{os.path.basename(scene):<14} {threads}  {phase:<8} {100 * error:+6.1f} %", flush=True)
+            found = {}
+            for _ in range(RUNS):
+                for phase, length, error in errors_of(events_of(program, scene, ["--threads", threads, *options])):
+                    found.setdefault(phase, []).append((100 * error, length))
+            for phase, pairs in found.items():
+                errors, lengths = zip(*pairs)
+                print(f"{os.path.basename(scene):<14} {threads}  {phase:<8} {statistics.median(lengths):6.2f} s "
+                      f"{statistics.median(errors):+6.1f} %  ({min(errors):+.1f} to {max(errors):+.1f})", flush=True)
 
 
 if __name__ == "__main__":

@@ -6,7 +6,6 @@
 #include "files.h"
 #include "integrate/noise.h"
 #include "json_text.h"
-#include "lights/state.h"
 #include "math/work_done.h"
 #include "run_control.h"
 
@@ -14,6 +13,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <iostream>
 #include <mutex>
 
@@ -38,9 +38,9 @@ struct Progress {
     Form form = Form::none;
     Phase phase = Phase::reading;
     double phase_start_s = 0.0, drawn_s = -1.0, line_s = 0.0;
-    int next_percent = kStep; // of the next line
-    bool on_line = false;     // the bar's line is open
-    std::int64_t photons = 0, photons_cast = 0;
+    int next_percent = kStep;                 // of the next line
+    bool on_line = false;                     // the bar's line is open
+    double photons = 0.0, most_photons = 0.0; // share of their work, and the highest of it so far
     std::uint32_t first = 0, frames = 0, done = 0;
     double expected = 0.0; // frames
     double last_frame_s = 0.0, rays_per_second = 0.0, noise = 0.0;
@@ -76,11 +76,11 @@ double share_of(const WorkDone& work) {
                     static_cast<double>(work.all.load(std::memory_order_relaxed)));
 }
 
+// An estimate may fall, the bar may not.
 View view_of_photons(double now_s) {
-    View view = {share_of(static_cast<double>(progress.photons_cast),
-                          static_cast<double>(progress.photons))};
-    if (view.share > kLeastShare)
-        view.remaining_s = (now_s - progress.phase_start_s) * (1.0 / view.share - 1.0);
+    View view = {progress.most_photons};
+    if (progress.photons > kLeastShare)
+        view.remaining_s = (now_s - progress.phase_start_s) * (1.0 / progress.photons - 1.0);
     return view;
 }
 
@@ -159,6 +159,7 @@ void print_json(Json line, const View& view, double now_s) {
     if (progress.phase == Phase::frames && progress.rays_per_second > 0.0)
         line["rays_per_second"] = progress.rays_per_second;
     line["elapsed_s"] = now_s;
+    line["processor_s"] = static_cast<double>(std::clock()) / CLOCKS_PER_SEC;
     if (view.remaining_s >= 0.0) line["remaining_s"] = view.remaining_s;
     if (progress.noise > 0.0) line["noise"] = progress.noise;
     std::cerr << JsonLine(line) << std::flush;
@@ -215,16 +216,6 @@ void enter(Phase phase) {
     progress.next_percent = progress.form == Form::json ? 0 : kStep;
 }
 
-std::int64_t photon_sum() {
-    std::int64_t sum = std::max(SkyLight.photons, 0);
-    if (GeometryLight.area > 0.0f) sum += std::max(GeometryLight.photons, 0);
-    for (const PointLight& light : PointLights)
-        sum += std::max<std::int64_t>(light.photons, 0);
-    for (const ParallelLight& light : ParallelLights)
-        sum += std::max<std::int64_t>(light.photons, 0);
-    return sum;
-}
-
 // Messages stand above the bar, which is drawn again below them.
 void write_above(const std::string& line) {
     const std::lock_guard guard(console);
@@ -262,13 +253,11 @@ void StartTrees() {
     show(false);
 }
 
-void ShowPhotons(std::int64_t more) {
+void ShowPhotons(double share) {
     const std::lock_guard guard(console);
-    if (progress.phase != Phase::photons) {
-        enter(Phase::photons);
-        progress.photons = photon_sum();
-    }
-    progress.photons_cast += more;
+    if (progress.phase != Phase::photons) enter(Phase::photons);
+    progress.photons = share;
+    progress.most_photons = std::max(progress.most_photons, share);
     show(false);
 }
 

@@ -15,8 +15,8 @@ bool ShowsBar();
 
 void StartTrees();
 
-// So many photons of the pass are on their way, of all that lights send.
-void ShowPhotons(std::int64_t more);
+// The share of the work of all photons that is done.
+void ShowPhotons(double share);
 
 // Before the first frame: how many the pictures hold already, and how many they will hold.
 void StartFrames(std::uint32_t first, std::uint32_t frames);

@@ -2,22 +2,13 @@
 // SPDX-License-Identifier: MIT
 #include "integrate/frame_order.h"
 
+#include "math/spread_number.h"
+
 #include <bit>
-#include <numeric>
 
 namespace mh {
 
 namespace {
-
-// Number i of `count`, of an order in which every stretch is spread over all of them: multiples of
-// the golden section [Weyl16].
-std::uint32_t spread_number(std::uint32_t i, std::uint32_t count) {
-    constexpr double kGoldenSection = 0.6180339887498949;
-    auto step = static_cast<std::uint32_t>(kGoldenSection * count);
-    while (std::gcd(step, count) != 1)
-        ++step;
-    return static_cast<std::uint32_t>(std::uint64_t{i} * step % count);
-}
 
 // Pairs of an even and the following odd frame share two neighbouring moments.
 std::uint32_t moment_of(std::uint32_t frame, std::uint32_t frames) {

@@ -18,6 +18,7 @@
 #include "math/clock.h"
 #include "math/memory.h"
 #include "math/random.h"
+#include "math/spread_number.h"
 #include "math/stop.h"
 #include "math/threads.h"
 #include "output/run_hooks.h"
@@ -80,35 +81,32 @@ void store_caustic(const Ray& ray, const SurfacePoint& point) {
     thread.photons.push_back({point.position, ray.power * ray.weight,
                               pack_direction(point.outgoing),
                               pack_direction(point.geometric_normal)});
-    if (draws_from_seed()) thread.paths.push_back(thread.path);
+    if (draws_from_seed() && (thread.chunks.empty() || thread.chunks.back().chunk != thread.chunk))
+        thread.chunks.push_back({thread.chunk, thread.photons.size() - 1});
 }
 
 // With a seed the photons stand in the order of their paths, whichever threads traced them.
 void join_by_path() {
-    struct Source {
-        const ThreadPhotons* thread;
-        std::size_t next;
+    struct Run {
+        PhotonChunk chunk;
+        const CausticPhoton *begin, *end;
     };
 
-    std::vector<Source> sources;
-    const auto later = [](const Source& a, const Source& b) {
-        return b.thread->paths[b.next] < a.thread->paths[a.next];
-    };
-    for (const ThreadPhotons& thread : IntegrateState.photons_of_thread)
-        if (!thread.photons.empty()) sources.push_back({&thread, 0});
-    std::make_heap(sources.begin(), sources.end(), later);
-    while (!sources.empty()) {
-        std::pop_heap(sources.begin(), sources.end(), later);
-        Source& first = sources.back();
-        Photons.push_back(first.thread->photons[first.next]);
-        if (++first.next < first.thread->photons.size())
-            std::push_heap(sources.begin(), sources.end(), later);
-        else
-            sources.pop_back();
+    std::vector<Run> runs;
+    for (const ThreadPhotons& thread : IntegrateState.photons_of_thread) {
+        const CausticPhoton* photons = thread.photons.data();
+        for (const ChunkBegin& next : thread.chunks) {
+            if (next.begin > 0) runs.back().end = photons + next.begin;
+            runs.push_back({next.chunk, photons + next.begin, photons + thread.photons.size()});
+        }
     }
+    std::sort(runs.begin(), runs.end(),
+              [](const Run& a, const Run& b) { return a.chunk < b.chunk; });
+    for (const Run& run : runs)
+        Photons.insert(Photons.end(), run.begin, run.end);
 }
 
-// The later photons are left out: caustics are darker then.
+// What memory does not hold is left out: caustics are darker then.
 void join_photons() {
     std::size_t stored = 0, left_out = 0;
     for (const ThreadPhotons& thread : IntegrateState.photons_of_thread) {
@@ -174,76 +172,119 @@ bool reaches(const Ray& ray) {
            || is_linked(*ray.photon_link, ray.hit_shader);
 }
 
-// Before a photon whose number is a multiple of the step: those of the step before it are cast.
-void report_progress(std::int64_t number, std::int64_t count, std::int64_t step,
-                     std::mutex& console) {
-    const double percent = 100.0 * static_cast<double>(number) / static_cast<double>(count);
+// What the threads of a team have done of a light's photons.
+struct Tally {
+    std::atomic<std::int64_t> taken = 0, cast = 0, timed = 0, time_ns = 0;
+};
+
+void note(const Tally& tally, LightWork& light) {
+    light.cast = tally.cast;
+    light.timed = tally.timed;
+    light.time_ns = tally.time_ns;
+}
+
+// Takes the processor time of a chunk, where it is taken: not of all chunks, since the clock costs.
+template<typename Act>
+void time_chunk(std::int64_t place, std::int64_t count, Tally& tally, const Act& act) {
+    constexpr std::int64_t kTimed = 16 * kPhotonsOfChunk; // photons of which one chunk is timed
+    if (!IntegrateState.photon_work.trying && place % kTimed > 0) return act();
+    const std::int64_t start = thread_nanoseconds();
+    act();
+    tally.time_ns.fetch_add(thread_nanoseconds() - start, std::memory_order_relaxed);
+    tally.timed.fetch_add(count, std::memory_order_relaxed);
+}
+
+void tell_share(const LightWork& light) {
+    if (Hooks.photons_cast != nullptr)
+        Hooks.photons_cast(share_done(IntegrateState.photon_work, light));
+}
+
+// Before the photon at this place in the order of casting.
+void report_progress(std::int64_t place, LightWork light, const Tally& tally, std::mutex& console) {
+    const double percent = 100.0 * static_cast<double>(place) / static_cast<double>(light.count);
     const std::lock_guard lock(console);
-    ReportProgress("photon cast ", static_cast<std::int32_t>(percent), "%", false);
-    if (Hooks.photons_cast != nullptr) Hooks.photons_cast(number == 0 ? 0 : step);
+    if (!IntegrateState.photon_work.trying)
+        ReportProgress("photon cast ", static_cast<std::int32_t>(percent), "%", false);
+    note(tally, light);
+    light.cast += place % kPhotonsOfChunk; // of the chunk under way
+    tell_share(light);
 }
 
-// The steps before it were reported as they ended.
-void report_end(std::int64_t count, std::int64_t step) {
-    if (Hooks.photons_cast != nullptr && !stop_requested())
-        Hooks.photons_cast(count - (count - 1) / step * step);
-}
-
-void report_rate(std::int64_t start_microseconds) {
-    const std::int64_t elapsed = std::max<std::int64_t>(microseconds_now() - start_microseconds, 1);
-    const RayCounts counts = TakeRayCounts();
-    ReportLine("photon cast ", static_cast<float>(counts.rays) / static_cast<float>(elapsed),
+void report_rate(const LightWork& light) {
+    const std::int64_t elapsed = std::max<std::int64_t>(light.elapsed_us, 1);
+    ReportLine("photon cast ", static_cast<float>(light.rays) / static_cast<float>(elapsed),
                "M rays/second");
 }
 
-void begin_path(const PathOfPhoton& path) {
-    start_stream(Stream::photon, path.light, static_cast<std::uint64_t>(path.number));
-    at(IntegrateState.photons_of_thread, thread_number()).path = path;
+// Number of the first photon of the chunk at this place. Directions turn with the numbers, and with
+// them what photons meet: chunks are spread, so that the first are like all others. The last
+// photons, where they fill no chunk, keep their place.
+std::int64_t first_number(std::int64_t place, std::int64_t count) {
+    const std::int64_t chunk = place / kPhotonsOfChunk, chunks = count / kPhotonsOfChunk;
+    if (chunk == chunks || chunks > UINT32_MAX) return place;
+    return kPhotonsOfChunk
+           * spread_number(static_cast<std::uint32_t>(chunk), static_cast<std::uint32_t>(chunks));
 }
 
-// Shares the numbers below count out to the threads of a team; ends early on request.
+// Shares the photons of a light out to the threads of a team, up to a place in the order of
+// casting; act(place, number) casts one. Ends early on request.
 template<typename Act>
-void for_each_shared(std::int64_t count, std::atomic<std::int64_t>& taken, const Act& act) {
+void for_each_shared(const LightWork& light, std::int64_t end, Tally& tally, const Act& act) {
+    ThreadPhotons& thread = at(IntegrateState.photons_of_thread, thread_number());
     while (!stop_requested()) {
-        const std::int64_t first = taken.fetch_add(kPhotonsOfChunk, std::memory_order_relaxed);
-        if (first >= count) return;
-        for (std::int64_t i = first; i < std::min(first + kPhotonsOfChunk, count); ++i)
-            act(i);
+        const std::int64_t place =
+            tally.taken.fetch_add(kPhotonsOfChunk, std::memory_order_relaxed);
+        if (place >= end) return;
+        const std::int64_t count = std::min(kPhotonsOfChunk, light.count - place);
+        thread.chunk = {light.number, first_number(place, light.count)};
+        time_chunk(place, count, tally, [&] {
+            for (std::int64_t i = 0; i < count; ++i)
+                act(place + i, thread.chunk.first + i);
+        });
+        tally.cast.fetch_add(count, std::memory_order_relaxed);
     }
 }
 
-// Traces the photons of one light, unless nothing would remain of them; emit(ray, number) makes a
-// photon's first ray.
+// Traces what this round casts of one light, unless nothing would remain of it; emit(ray, number)
+// makes a photon's first ray.
 template<typename Emit>
 void cast(std::int64_t count, std::uint32_t pass, bool caustics, const Emit& emit) {
     if (count < 1) return;
     const bool traced = caustics || light_lands();
+    PhotonWork& work = IntegrateState.photon_work;
+    LightWork& light = begin_light(work, count);
     TakeRayCounts();
     const std::int64_t start = microseconds_now();
     const std::int64_t first = static_cast<std::int64_t>(pass) * count;
     const std::int64_t step = std::max<std::int64_t>(count / kProgressSteps, 1);
-    const std::uint32_t light = IntegrateState.lights_cast++;
-    std::atomic<std::int64_t> taken = 0;
+    const std::int64_t end = photons_of_round(work, count);
+    Tally tally{light.cast, light.cast, light.timed, light.time_ns};
     std::mutex console; // an exception may not leave a critical section
     Caught caught;
 #pragma omp parallel num_threads(team_size()) default(none)                                        \
-    shared(count, first, step, traced, emit, light, taken, console, caught)
+    shared(light, end, first, step, traced, emit, tally, console, caught)
     {
         EnterWorker();
-        for_each_shared(count, taken, [&](std::int64_t i) {
+        for_each_shared(light, end, tally, [&](std::int64_t place, std::int64_t number) {
             keep_exceptions(caught, [&] {
-                if (i % step == 0) report_progress(i, count, step, console);
+                if (place % step == 0) report_progress(place, light, tally, console);
                 if (!traced) return;
-                begin_path({light, first + i});
+                start_stream(Stream::photon, light.number,
+                             static_cast<std::uint64_t>(first + number));
                 Ray ray;
-                emit(ray, first + i);
+                emit(ray, first + number);
                 if (max_channel(ray.weight) > 0.0f) trace_photon(ray);
             });
         });
     }
     throw_caught(caught);
-    report_end(count, step);
-    report_rate(start);
+    note(tally, light);
+    light.rays += TakeRayCounts().rays;
+    light.elapsed_us += microseconds_now() - start;
+    count_light(work, light);
+    if (work.trying) return;
+    if (!stop_requested()) tell_share({});
+    report_rate(light);
 }
 
 template<typename AnalyticLight>
@@ -253,6 +294,16 @@ void cast_from(const std::vector<AnalyticLight>& lights, std::uint32_t pass) {
         cast(light.photons, pass, caustics,
              [&](Ray& ray, std::int64_t number) { light.emit_photon(ray, number); });
     }
+}
+
+std::int64_t photons_of_lights() {
+    std::int64_t sum = std::max(SkyLight.photons, 0);
+    if (GeometryLight.area > 0.0f) sum += std::max(GeometryLight.photons, 0);
+    for (const PointLight& light : PointLights)
+        sum += std::max<std::int64_t>(light.photons, 0);
+    for (const ParallelLight& light : ParallelLights)
+        sum += std::max<std::int64_t>(light.photons, 0);
+    return sum;
 }
 
 } // namespace
@@ -274,11 +325,23 @@ void trace_photon(Ray& ray) {
 
 void StartPhotons() {
     ClearPhotons();
-    IntegrateState.lights_cast = 0;
+    IntegrateState.photon_work = {};
+    IntegrateState.photon_work.photons = photons_of_lights();
     StartDeposits();
     StartSplats();
     const double most = std::clamp(SpareMemory() / kBytesOfPhoton, 0.0, kMostPhotons);
     IntegrateState.most_photons_of_thread = static_cast<std::size_t>(most) / to_size(team_size());
+}
+
+void TryPhotons(std::uint32_t pass) {
+    PhotonWork& work = IntegrateState.photon_work;
+    work.trying = true;
+    CastPhotonsFromParallelLights(pass);
+    CastPhotonsFromPointLights(pass);
+    CastPhotonsFromGeometryLight(pass);
+    CastPhotonsFromSky(pass);
+    work.trying = false;
+    work.begun = 0;
 }
 
 void FinishPhotons() {

@@ -14,8 +14,12 @@ namespace mh {
 void StartPhotons();
 void FinishPhotons();
 
-// Each light's photons, in parallel, with progress and the rate; pass selects further numbers of
-// the light's sequence.
+// Before the four, where somebody asks how far they are: casts a few photons of each light, which
+// tell what its others cost.
+void TryPhotons(std::uint32_t pass);
+
+// The rest of each light's photons, in parallel, with progress and the rate; pass selects further
+// numbers of the light's sequence.
 void CastPhotonsFromParallelLights(std::uint32_t pass);
 void CastPhotonsFromPointLights(std::uint32_t pass);
 void CastPhotonsFromGeometryLight(std::uint32_t pass);

@@ -36,6 +36,7 @@ void choose_mode() {
 void cast_photons() {
     const std::int64_t start = microseconds_now();
     StartPhotons();
+    if (Hooks.photons_cast != nullptr) TryPhotons(0);
     CastPhotonsFromParallelLights(0);
     CastPhotonsFromPointLights(0);
     CastPhotonsFromGeometryLight(0);

@@ -6,6 +6,7 @@
 #include "geometry/types.h"
 #include "integrate/atomic_sums.h"
 #include "integrate/photon_tree.h"
+#include "integrate/photon_work.h"
 #include "integrate/types.h"
 #include "math/constants.h"
 #include "shading/types.h"
@@ -16,20 +17,27 @@
 
 namespace mh {
 
-// Which path left a photon: the number of the light, and that of its photon.
-struct PathOfPhoton {
+// Photons that a thread casts one after the other: the number of the light, and that of the first
+// of them.
+struct PhotonChunk {
     std::uint32_t light = 0;
-    std::int64_t number = 0;
+    std::int64_t first = 0;
 
-    auto operator<=>(const PathOfPhoton&) const = default;
+    auto operator<=>(const PhotonChunk&) const = default;
+};
+
+// Where the caustic photons of a chunk begin among those of their thread.
+struct ChunkBegin {
+    PhotonChunk chunk;
+    std::size_t begin = 0;
 };
 
 // Caustic photons of a thread, joined at the end of the pass.
 struct alignas(64) ThreadPhotons {
     std::vector<CausticPhoton> photons;
-    std::vector<PathOfPhoton> paths; // of each, with a seed; in ascending order
-    PathOfPhoton path;               // that is being traced
-    std::size_t left_out = 0;        // for lack of memory
+    std::vector<ChunkBegin> chunks; // that left some, with a seed
+    PhotonChunk chunk;              // that is being cast
+    std::size_t left_out = 0;       // for lack of memory
 };
 
 // Rough surfaces that a thread's path has seen so far, weighted; way: lengths of its segments up to
@@ -65,7 +73,7 @@ struct IntegrateStateRecord {
     std::array<PathFeatures, kMaxThreads> features_of_thread;
     std::array<NotedBounce, kMaxThreads> bounce_of_thread;
     std::size_t most_photons_of_thread = 0; // that a thread may store
-    std::uint32_t lights_cast = 0;          // in this pass
+    PhotonWork photon_work;                 // of this pass
     FrameSums frame_sums;                   // of a seeded run
     std::vector<MeasuredNoise> noise;       // of a run with a target
     bool path_was_cut = false;              // for lack of stack; written by all threads

@@ -1,9 +1,11 @@
-// Steady wall clock for the report and the statistics.
+// Clocks for the report, the statistics and the progress: the steady one of the wall, and processor
+// time.
 // SPDX-License-Identifier: MIT
 #pragma once
 
 #include <chrono>
 #include <cstdint>
+#include <ctime>
 
 namespace mh {
 
@@ -19,6 +21,13 @@ inline std::int64_t milliseconds_now() {
 // Seconds since a value of microseconds_now().
 inline float seconds_since(std::int64_t start_microseconds) {
     return static_cast<float>(microseconds_now() - start_microseconds) / 1e6f;
+}
+
+// That the calling thread has had of a processor. A call takes about as long as three photons.
+inline std::int64_t thread_nanoseconds() {
+    timespec time = {};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
 }
 
 } // namespace mh

@@ -26,7 +26,8 @@ struct RunHooks {
                                          // in place of the noise that the frames tell
     bool (*restore_photons)() = nullptr; // in place of a pass: true when it has
     void (*photons_stored)() = nullptr;  // before the tree brings them into its order
-    void (*photons_cast)(std::int64_t count) = nullptr;  // so many more; one call at a time
+    void (*photons_cast)(double share) = nullptr;        // of their work, as far as estimated; one
+                                                         // call at a time
     void (*image_written)(const Image& image) = nullptr; // each time, on the thread that writes
     void (*write_failed)(const std::string& path, const std::string& reason) = nullptr;
     std::atomic<std::int64_t> samples_not_finite = 0;    // of pixels; such channels count as 0
