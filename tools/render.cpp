@@ -68,7 +68,7 @@ void note_failed_write(const std::string& path, const std::string& reason) {
 void save_checkpoint() {
     const std::string& path = run.arguments->checkpoint;
     if (path.empty() || FrameIndex == 0) return;
-    const std::string fault = WriteCheckpoint(path, TakeCheckpoint(run.scene));
+    const std::string fault = WriteCheckpoint(path, run.scene);
     if (!fault.empty()) note_failed_write(path, fault);
 }
 

@@ -81,15 +81,15 @@ bool same_size(const SavedImage& saved, const Image& image) {
 }
 
 // Sums are kept of the rendered region alone.
-bool same_size(const SavedImage& saved, const FrameSum& sum) {
+ImageEntry entry_of(const FrameSum& sum) {
     const PixelRegion& region = IntegrateState.frame_sums.region;
-    return saved.width == region.x1 - region.x0 && saved.height == region.y1 - region.y0
-           && saved.channels == sum.image->channels && saved.sums.size() == sum.values.size();
+    return {region.x1 - region.x0, region.y1 - region.y0, sum.image->channels, sizeof(FixedPoint)};
 }
 
-SavedImage saved_sum(const FrameSum& sum) {
-    const PixelRegion& region = IntegrateState.frame_sums.region;
-    return {region.x1 - region.x0, region.y1 - region.y0, sum.image->channels, {}, sum.values};
+bool same_size(const SavedImage& saved, const FrameSum& sum) {
+    const ImageEntry entry = entry_of(sum);
+    return saved.width == entry.width && saved.height == entry.height
+           && saved.channels == entry.channels && saved.sums.size() == sum.values.size();
 }
 
 // Whether sums were kept of these images; each then has its own instead of its means.
@@ -121,20 +121,6 @@ std::string SettingsText() {
     return text.str();
 }
 
-Checkpoint TakeCheckpoint(std::uint64_t scene) {
-    Checkpoint checkpoint = {FrameIndex, ActiveCamera()->sample, scene, SettingsText(), {}};
-    for (const FrameSum& sum : IntegrateState.frame_sums.images)
-        checkpoint.images.push_back(saved_sum(sum));
-    if (sums_frames()) return checkpoint;
-    ForEachOutput([&](Aov& aov, Filling filling) {
-        if (!grows(filling)) return;
-        Image image = OfWholeFrames(aov.image);
-        checkpoint.images.push_back(
-            {image.width, image.height, image.channels, std::move(image.floats), {}});
-    });
-    return checkpoint;
-}
-
 bool RestoreImages(const Checkpoint& checkpoint) {
     StartFrameSums();
     if (sums_frames()) return restore_sums(checkpoint);
@@ -156,22 +142,30 @@ bool RestoreImages(const Checkpoint& checkpoint) {
     return true;
 }
 
-std::string WriteCheckpoint(const std::string& path, const Checkpoint& checkpoint) {
-    std::string header;
-    put(header, checkpoint.frames);
-    put(header, checkpoint.sample);
-    put(header, checkpoint.scene);
-    put_text(header, checkpoint.settings);
-    put(header, static_cast<std::uint64_t>(checkpoint.images.size()));
+std::string WriteCheckpoint(const std::string& path, std::uint64_t scene) {
+    std::string entries;
     std::vector<std::string> packed;
-    for (const SavedImage& image : checkpoint.images) {
-        const bool holds_sums = !image.sums.empty();
-        const std::uint32_t word = holds_sums ? sizeof(FixedPoint) : sizeof(float);
-        packed.push_back(Packed(holds_sums ? bytes_of(image.sums) : bytes_of(image.values), word));
-        put_entry(header, {image.width, image.height, image.channels, word, packed.back().size()});
-    }
-    const std::vector<std::string_view> sections(packed.begin(), packed.end());
-    return WriteSections(path, kKind, header, sections);
+    const auto add_image = [&](ImageEntry entry, std::string_view numbers) {
+        packed.push_back(Packed(numbers, entry.word));
+        entry.packed = packed.back().size();
+        put_entry(entries, entry);
+    };
+    for (const FrameSum& sum : IntegrateState.frame_sums.images)
+        add_image(entry_of(sum), bytes_of(sum.values));
+    ForEachOutput([&](Aov& aov, Filling filling) {
+        if (sums_frames() || !grows(filling)) return;
+        const Image image = OfWholeFrames(aov.image);
+        add_image({image.width, image.height, image.channels, sizeof(float)},
+                  bytes_of(image.floats));
+    });
+    std::string header;
+    put(header, FrameIndex);
+    put(header, ActiveCamera()->sample);
+    put(header, scene);
+    put_text(header, SettingsText());
+    put(header, static_cast<std::uint64_t>(packed.size()));
+    return WriteSections(path, kKind, header + entries,
+                         std::vector<std::string_view>(packed.begin(), packed.end()));
 }
 
 std::string ReadCheckpoint(const std::string& path, Checkpoint& checkpoint) {

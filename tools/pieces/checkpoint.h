@@ -12,6 +12,7 @@
 
 namespace mh {
 
+// As it is read.
 struct SavedImage {
     std::int32_t width = 0, height = 0, channels = 0;
     std::vector<float> values;
@@ -30,14 +31,12 @@ struct Checkpoint {
 // What changes a picture and may be set by options; not the number of frames.
 std::string SettingsText();
 
-// Copies the images as they stand after FrameIndex frames, and the converse: sums become shares of
-// the camera's number of frames, bit for bit the same when that number is. False when the images
-// differ in number or size.
-Checkpoint TakeCheckpoint(std::uint64_t scene);
-bool RestoreImages(const Checkpoint& checkpoint);
-
-// Each empty on success, else what is wrong.
-std::string WriteCheckpoint(const std::string& path, const Checkpoint& checkpoint);
+// The images as they stand after FrameIndex frames. Each empty on success, else what is wrong.
+std::string WriteCheckpoint(const std::string& path, std::uint64_t scene);
 std::string ReadCheckpoint(const std::string& path, Checkpoint& checkpoint);
+
+// Puts them back: sums become shares of the camera's number of frames, bit for bit the same when
+// that number is. False when the images differ in number or size.
+bool RestoreImages(const Checkpoint& checkpoint);
 
 } // namespace mh

@@ -10,7 +10,7 @@
 
 namespace mh {
 
-// word: bytes of a number. Blocks are compressed on all threads.
+// word: bytes of a number, 4 of a float or 16 of a sum. Blocks are compressed on all threads.
 std::string Packed(std::string_view bytes, std::size_t word);
 
 // Fills exactly these bytes; false when the text does not hold them.
