@@ -67,6 +67,7 @@ struct Ray {
     std::int32_t hit_shader = 0;
     std::int32_t hit_primitive = -1;
     std::int32_t source_shader = -1;    // shader of the surface that sent the ray; light links
+    std::int32_t sky_texel = -1;        // of the direction, once it is known
     std::int32_t source_primitive = -1; // with source_kind: the primitive that is not hit again
     HitKind hit_kind = HitKind::none;
     HitKind source_kind = HitKind::none;

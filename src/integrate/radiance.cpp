@@ -161,12 +161,14 @@ Vec3 bare_density(const Ray& ray, const CompiledLayer& layer) {
 }
 
 Vec3 radiance_of_survivor(Ray& ray) {
+    if (is_exact()) expect_sky(ray);
     if (!closest_hit(ray)) return sky_seen(ray);
     const bool use_density = ends_in_density(ray);
     if (!use_density && is_lost(ray)) return {};
     if (use_density)
         if (const CompiledLayer* const layer = layer_of_bare_density(ray))
             return bare_density(ray, *layer);
+    if (is_exact() && within_bounces(ray)) expect_sky_sample(ray);
     SurfacePoint point;
     point.use_density = use_density;
     build_surface_point(ray, point);

@@ -46,6 +46,10 @@ float cube_area(const TexelSquare& square) {
     return (square.a0 - square.a1) * (square.b0 - square.b1);
 }
 
+SkyTexel& texel_at(std::size_t number) {
+    return SkyLight.distribution.blocks[number / kSkyBlock].texels[number % kSkyBlock];
+}
+
 // Solid angle between the middle of a face and a point of it: atan(a b / sqrt(1 + a^2 + b^2)).
 double corner_angle(float a, float b) {
     const double x = static_cast<double>(a), y = static_cast<double>(b);
@@ -97,8 +101,7 @@ Vec3 filtered(const TexelSquare& square, std::size_t steps) {
 }
 
 double energy_of(std::size_t texel, const std::vector<double>& angles) {
-    const SkyTexel& filled = SkyLight.distribution.texels[texel];
-    return static_cast<double>(mean(filled.radiance)) * angles[texel % kFaceTexels];
+    return static_cast<double>(mean(texel_at(texel).radiance)) * angles[texel % kFaceTexels];
 }
 
 double total_energy(const std::vector<double>& angles) {
@@ -175,7 +178,7 @@ void fill_row(int row, const SkyLine& as) {
     for (std::size_t j = 0; j < kSkySubsamples; ++j)
         add_line(square.face, as, subsample(square.b0, square.b1, j, kSkySubsamples), sums);
     for (std::size_t i = 0; i < kSkyFaceSize; ++i)
-        SkyLight.distribution.texels[first + i].radiance = sums.radiance[i] / sums.weight[i];
+        texel_at(first + i).radiance = sums.radiance[i] / sums.weight[i];
 }
 
 void fill_texels() {
@@ -195,24 +198,27 @@ void refine_texels(const Marks& marked) {
 #pragma omp parallel for schedule(dynamic, kSkyFaceSize) num_threads(team_size())
     for (std::int32_t texel = 0; texel < kSkyTexels; ++texel)
         if (at(marked, texel) != 0)
-            at(SkyLight.distribution.texels, texel).radiance = filtered(square_of(texel), steps);
+            texel_at(to_size(texel)).radiance = filtered(square_of(texel), steps);
 }
 
 void weigh_row(int row, const std::vector<double>& angles, double total) {
     SkyDistribution& sky = SkyLight.distribution;
     std::array<double, kSkyFaceSize> running;
     double sum = 0.0;
-    for (int column = 0; column < kSkyFaceSize; ++column) {
-        const std::int32_t texel = row * kSkyFaceSize + column;
-        const double energy = energy_of(to_size(texel), angles);
-        at(sky.texels, texel).density =
-            static_cast<float>(energy / total) / cube_area(square_of(texel));
-        at(running, column) = sum += energy;
+    const std::size_t first = to_size(row) * kSkyFaceSize;
+    for (std::size_t column = 0; column < running.size(); ++column) {
+        const double energy = energy_of(first + column, angles);
+        texel_at(first + column).density =
+            static_cast<float>(energy / total)
+            / cube_area(square_of(static_cast<std::int32_t>(first + column)));
+        running[column] = sum += energy;
     }
     set_weight(sky.rows, row, static_cast<float>(sum));
-    for (std::size_t column = 0; column < running.size(); ++column)
-        sky.columns[to_size(row) * kSkyFaceSize + column] =
-            sum > 0.0 ? static_cast<float>(running[column] / sum) : 1.0f;
+    for (std::size_t column = 0; column < running.size(); ++column) {
+        const float share = sum > 0.0 ? static_cast<float>(running[column] / sum) : 1.0f;
+        sky.blocks[(first + column) / kSkyBlock].shares[column % kSkyBlock] = share;
+        at(sky.row_shares, row)[column / kSkyBlock] = share; // that of the last one stays
+    }
 }
 
 // Which part of [begin, end) u lies at, and the place within it, in [0, 1).
@@ -226,17 +232,39 @@ float between_edges(std::size_t line, float u) {
     return kEdges[line] + u * (kEdges[line + 1] - kEdges[line]);
 }
 
-// The first texel of [row, row end) whose running share exceeds u.
-std::size_t column_of(const float* shares, float u) {
-    const float* found = std::upper_bound(shares, shares + kSkyFaceSize - 1, u);
-    return to_size(found - shares);
+// The first of the running shares that exceeds u, or the last one. No branch depends on u.
+template<std::size_t count>
+std::size_t entry_of(const std::array<float, count>& shares, float u) {
+    std::int32_t below = 0;
+    for (const float share : shares)
+        below += share <= u ? 1 : 0;
+    return std::min(to_size(below), count - 1);
+}
+
+// A row of texels and a block of it.
+struct BlockPlace {
+    std::size_t row = 0, part = 0;
+};
+
+BlockPlace block_at(const Vec2& uv) {
+    const SkyDistribution& sky = SkyLight.distribution;
+    const auto row = to_size(pick(sky.rows, uv.y));
+    return {row, entry_of(sky.row_shares[row], uv.x)};
+}
+
+// All lines of the block, side by side.
+void prefetch(const SkyBlock& block) {
+    constexpr std::size_t kLine = 64;
+    const auto* const bytes = reinterpret_cast<const char*>(&block);
+    for (std::size_t i = 0; i < sizeof(SkyBlock); i += kLine)
+        __builtin_prefetch(bytes + i);
 }
 
 } // namespace
 
 void BuildSkyDistribution() {
     SkyDistribution& sky = SkyLight.distribution;
-    sky.texels.assign(kSkyTexels, {});
+    sky.blocks.assign(kSkyTexels / kSkyBlock, {});
     const std::vector<double> angles = texel_angles();
     fill_texels();
     refine_texels(bright_texels(angles));
@@ -246,7 +274,7 @@ void BuildSkyDistribution() {
         return;
     }
     CreateSampler(sky.rows, kRows);
-    sky.columns.resize(kSkyTexels);
+    sky.row_shares.resize(kRows);
     for (int row = 0; row < kRows; ++row)
         weigh_row(row, angles, total);
     FinishSampler(sky.rows);
@@ -254,24 +282,36 @@ void BuildSkyDistribution() {
 
 SkyDraw draw_sky(const Vec2& uv) {
     const SkyDistribution& sky = SkyLight.distribution;
-    const std::int32_t row = pick(sky.rows, uv.y);
-    const auto r = to_size(row);
+    const auto [r, part] = block_at(uv);
+    const auto& row_shares = sky.row_shares[r];
+    const SkyBlock& block = sky.blocks[r * kSkyRowBlocks + part];
+    prefetch(block);
     const float v = within(uv.y, sky.rows.cdf[r], sky.rows.cdf[r + 1]);
-    const float* shares = sky.columns.data() + r * kSkyFaceSize;
-    const std::size_t column = column_of(shares, uv.x);
-    const float u = within(uv.x, column == 0 ? 0.0f : shares[column - 1], shares[column]);
-    const float a = between_edges(column, u), b = between_edges(r % kSkyFaceSize, v);
+    const float b = between_edges(r % kSkyFaceSize, v);
+    const std::size_t entry = entry_of(block.shares, uv.x);
+    const float before = part == 0 ? 0.0f : row_shares[part - 1];
+    const float begin = entry == 0 ? before : block.shares[entry - 1];
+    const float u = within(uv.x, begin, block.shares[entry]);
+    const float a = between_edges(part * kSkyBlock + entry, u);
     const float norm = 1.0f + a * a + b * b;
-    const SkyTexel& texel = sky.texels[r * kSkyFaceSize + column];
-    return {sky_cube_direction(row / kSkyFaceSize, a, b), texel.radiance,
+    const SkyTexel& texel = block.texels[entry];
+    return {sky_cube_direction(static_cast<int>(r) / kSkyFaceSize, a, b), texel.radiance,
             texel.density * norm * std::sqrt(norm)};
 }
 
-SkyDraw seen_sky(const Vec3& direction) {
+SkyDraw seen_sky(const Vec3& direction, std::int32_t texel) {
     const float largest = max_channel(max(direction, -direction));
-    const auto number = to_size(sky_texel(direction));
-    const SkyTexel& texel = SkyLight.distribution.texels[number];
-    return {direction, texel.radiance, texel.density / (largest * largest * largest)};
+    const SkyTexel& seen = texel_at(to_size(texel));
+    return {direction, seen.radiance, seen.density / (largest * largest * largest)};
+}
+
+void prefetch_draw(const Vec2& uv) {
+    const auto [row, part] = block_at(uv);
+    prefetch(SkyLight.distribution.blocks[row * kSkyRowBlocks + part]);
+}
+
+void prefetch_texel(std::int32_t texel) {
+    __builtin_prefetch(&texel_at(to_size(texel)));
 }
 
 } // namespace mh

@@ -18,7 +18,11 @@ struct SkyDraw {
 
 SkyDraw draw_sky(const Vec2& uv);
 
-// The same for a unit direction that a ray took.
-SkyDraw seen_sky(const Vec3& direction);
+// The same for a unit direction that a ray took, in this texel.
+SkyDraw seen_sky(const Vec3& direction, std::int32_t texel);
+
+// Ask for what these two will read.
+void prefetch_draw(const Vec2& uv);
+void prefetch_texel(std::int32_t texel);
 
 } // namespace mh

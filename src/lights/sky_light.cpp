@@ -61,7 +61,7 @@ void build_map() {
     const bool shines = any_above(SkyLight.color, kNothing);
     if (shines && has_pixels(SkyLight.image)) is_exact() ? BuildSkyDistribution() : BuildSkyMap();
     if (!shines) SkyLight.photons = 0;
-    if (SkyLight.sky_table.size == 0 && SkyLight.distribution.texels.empty()) SkyLight.sample = 0;
+    if (SkyLight.sky_table.size == 0 && SkyLight.distribution.blocks.empty()) SkyLight.sample = 0;
 }
 
 void report() {
@@ -147,12 +147,16 @@ void add_exact_sky_sample(const LightShot& shot, LightSplit& sum) {
     add_arrival(shot, response, arrival, sum);
 }
 
+bool reads_distribution(const Ray& ray) {
+    return spread_bounces(ray) > 0 && !SkyLight.distribution.blocks.empty();
+}
+
 // What a ray that has spread sees of the exact estimator's sky, weighed against the samples that
 // its source point took.
 Vec3 exact_radiance_seen(const Ray& ray) {
-    if (spread_bounces(ray) == 0 || SkyLight.distribution.texels.empty())
-        return radiance_seen(ray, kNoTexel);
-    const SkyDraw sky = seen_sky(ray.direction);
+    if (!reads_distribution(ray)) return radiance_seen(ray, kNoTexel);
+    const std::int32_t texel = ray.sky_texel < 0 ? sky_texel(ray.direction) : ray.sky_texel;
+    const SkyDraw sky = seen_sky(ray.direction, texel);
     if (SkyLight.sample < 1 || !competes_with_samples(ray)) return sky.radiance;
     return exact_bounce_share(ray, ray.source_point->rays.sky, sky.density) * sky.radiance;
 }
@@ -176,7 +180,7 @@ PhotonSource exact_photon_source(std::uint32_t number) {
 }
 
 PhotonSource photon_source(std::uint32_t number) {
-    if (!SkyLight.distribution.texels.empty()) return exact_photon_source(number);
+    if (!SkyLight.distribution.blocks.empty()) return exact_photon_source(number);
     const float u = sequence_value(number, 0);
     if (SkyLight.sky_table.size == 0) {
         const Vec3 direction = sample_sphere({u, sequence_value(number, 1)});
@@ -245,6 +249,17 @@ Vec3 sky_lookup(const Ray& ray) {
     return radiance_seen(ray, texel_seen(ray));
 }
 
+void expect_sky(Ray& ray) {
+    if (!reads_distribution(ray)) return;
+    ray.sky_texel = sky_texel(ray.direction);
+    prefetch_texel(ray.sky_texel);
+}
+
+void expect_sky_sample(const Ray& ray) {
+    if (SkyLight.sample < 1 || SkyLight.distribution.blocks.empty()) return;
+    prefetch_draw(draw_pair(ray.cursor, Draw::sky));
+}
+
 Vec3 sky_radiance(const Ray& ray) {
     if (!is_linked(SkyLight.link, ray.source_shader)) return {};
     const Vec3 value = is_exact() ? exact_radiance_seen(ray) : classic_radiance_seen(ray);
@@ -259,7 +274,7 @@ Vec3 sky_radiance(const Ray& ray) {
 
 LightSplit direct_sky(const Ray& ray, const SurfacePoint& point) {
     const bool none =
-        is_exact() ? SkyLight.distribution.texels.empty() : SkyLight.sky_table.size == 0;
+        is_exact() ? SkyLight.distribution.blocks.empty() : SkyLight.sky_table.size == 0;
     if (SkyLight.sample < 1 || none) return {};
     if (!is_linked(SkyLight.link, ray.hit_shader)) return {};
     const LightSplit sum =

@@ -26,6 +26,13 @@ Vec3 sky_lookup(const Ray& ray);
 // The image (times colour) or the colour in a direction: the full resolution, no backdrop.
 Vec3 sky_direction_radiance(const Vec3& direction);
 
+// Asks for what sky_radiance may read for a bounce of the exact estimator, so that it arrives while
+// the ray is walked.
+void expect_sky(Ray& ray);
+
+// The same for the sample that direct_sky takes at the ray's hit, while the hit is worked out.
+void expect_sky_sample(const Ray& ray);
+
 // Value of a ray that left the scene: linked, weighted against light samples, added to the AOVs.
 Vec3 sky_radiance(const Ray& ray);
 

@@ -86,12 +86,23 @@ struct SkyTexel {
     float density = 0.0f; // of samples, per area of the cube from -1 to 1
 };
 
+// Texels side by side in a row of the map, next to what chooses among them: a look-up waits for one
+// place of memory alone.
+constexpr int kSkyBlock = kSmallTables ? 4 : 16;
+
+struct alignas(64) SkyBlock {
+    std::array<float, kSkyBlock> shares = {}; // of the row up to and with each texel
+    std::array<SkyTexel, kSkyBlock> texels;
+};
+
+constexpr std::size_t kSkyRowBlocks = std::size_t{kSkyFaceSize} / kSkyBlock;
+
 // The sky of the exact estimator, filtered, and what samples are drawn from: first a row of texels
-// of all faces, then a column.
+// of all faces, then a block in it, then a texel.
 struct SkyDistribution {
-    std::vector<SkyTexel> texels; // one per texel of the map; empty without an image
+    std::vector<SkyBlock> blocks; // of the texels of the map; empty without an image
     DiscreteSampler rows;
-    std::vector<float> columns; // of each row the running shares, the last one 1
+    std::vector<std::array<float, kSkyRowBlocks>> row_shares; // up to and with each block
 };
 
 // Light around the scene at infinite distance: an image or a colour.

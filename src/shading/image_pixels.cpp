@@ -19,6 +19,7 @@ void clear_pixels(Image& image) {
 TexelFormat format_of(const Image& image) {
     if (image.width > kLargestGrid || image.height > kLargestGrid) return TexelFormat::other;
     if (image.rgbe_encoded) return TexelFormat::rgbe;
+    if (image.bits == 32 && image.channels == 3) return TexelFormat::rgb_floats;
     if (image.bits != 8) return TexelFormat::other;
     switch (image.channels) {
     case 1: return TexelFormat::grey_bytes;
@@ -29,7 +30,9 @@ TexelFormat format_of(const Image& image) {
 }
 
 TexelGrid grid_of(const Image& image) {
-    const int texel_bytes = image.rgbe_encoded ? static_cast<int>(sizeof(Rgbe)) : image.channels;
+    constexpr int kByteBits = 8;
+    const int texel_bytes = image.rgbe_encoded ? static_cast<int>(sizeof(Rgbe))
+                                               : image.channels * image.bits / kByteBits;
     return {{static_cast<float>(image.width), static_cast<float>(image.height)},
             {image.width - 1, image.height - 1},
             to_size(texel_bytes) * to_size(image.width),

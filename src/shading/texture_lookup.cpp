@@ -11,6 +11,7 @@
 #include <array>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 
 namespace mh {
 
@@ -212,6 +213,12 @@ Float4 rgbe_texel(const std::uint8_t* row, std::uint64_t column) {
     return kRgbeExponents[texel[3]] * load_bytes(texel);
 }
 
+Float4 float_texel(const std::uint8_t* row, std::uint64_t column) {
+    Vec3 texel;
+    std::memcpy(&texel, row + sizeof texel * column, sizeof texel);
+    return Float4{texel.x, texel.y, texel.z};
+}
+
 bool has_last_texel(const TexelGrid& grid, const Square& square) {
     const Int4 last = load_two<Int4>(grid.last);
     return all_two((square.low == last) | (square.high == last));
@@ -233,6 +240,9 @@ bool has_last_texel(const TexelGrid& grid, const Square& square) {
         return mix_square(image.bytes.data(), grid.row_bytes, square, byte_texel<4>);
     case TexelFormat::rgbe:
         return mix_square(&image.rgbe.data()->r, grid.row_bytes, square, rgbe_texel);
+    case TexelFormat::rgb_floats:
+        return mix_square(reinterpret_cast<const std::uint8_t*>(image.floats.data()),
+                          grid.row_bytes, square, float_texel);
     case TexelFormat::other: break;
     }
     return filter_any(image, uv, element);

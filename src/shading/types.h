@@ -58,7 +58,14 @@ enum class PixelSampler : std::uint8_t { nearest = 0, stochastic = 1, bilinear =
 enum class Wrap : std::uint8_t { repeat = 0, clamp = 1, mirror = 2 };
 
 // Layouts of texels that have look-ups of their own.
-enum class TexelFormat : std::uint8_t { other, grey_bytes, rgb_bytes, rgba_bytes, rgbe };
+enum class TexelFormat : std::uint8_t {
+    other,
+    grey_bytes,
+    rgb_bytes,
+    rgba_bytes,
+    rgbe,
+    rgb_floats,
+};
 
 // Texels along an axis up to which such look-ups are exact: floats hold the integers up to four
 // times as many.

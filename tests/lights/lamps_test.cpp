@@ -221,9 +221,9 @@ TEST(SkyDistribution, KeepsTheLightOfSmallSpotsAnywhere) {
     for (std::uint32_t i = 0; i < kDraws; ++i) {
         const SkyDraw draw = draw_sky(scrambled_pair(reverse_bits(i), 0x123456789ABCDEFu));
         ASSERT_GT(draw.density, 0.0f);
+        const SkyDraw seen = seen_sky(draw.direction, sky_texel(draw.direction));
         const bool known =
-            seen_sky(draw.direction).radiance == draw.radiance
-            && std::fabs(seen_sky(draw.direction).density / draw.density - 1.0f) < 1e-4f;
+            seen.radiance == draw.radiance && std::fabs(seen.density / draw.density - 1.0f) < 1e-4f;
         strangers += known ? 0 : 1;
         for (std::size_t k = 0; k < spots.size(); ++k)
             if (dot(draw.direction, direction_at(spots[k].first + 0.5, spots[k].second + 0.5))
