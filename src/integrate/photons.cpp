@@ -23,6 +23,7 @@
 #include "math/threads.h"
 #include "output/run_hooks.h"
 #include "output/state.h"
+#include "run/estimator.h"
 #include "run/report.h"
 #include "run/state.h"
 #include "shading/evaluate.h"
@@ -287,12 +288,28 @@ void cast(std::int64_t count, std::uint32_t pass, bool caustics, const Emit& emi
     report_rate(light);
 }
 
+void emit_from(const ParallelLight& light, Ray& ray, std::int64_t number) {
+    light.emit_photon(ray, number);
+}
+
+// The exact estimator's soft light is a ball, which photons leave on its far side. What lies within
+// is lit on their way there, and hides nothing from without.
+void emit_from(const PointLight& light, Ray& ray, std::int64_t number) {
+    light.emit_photon(ray, number);
+    if (!is_exact() || !(light.blur > 0.0f)) return;
+    const float chord = 2.0f * dot(ray.origin - light.position, ray.direction);
+    Ray within = ray;
+    within.origin = ray.origin - chord * ray.direction;
+    Ray probe = within;
+    if (closest_hit(probe) && probe.distance < chord) trace_photon(within);
+}
+
 template<typename AnalyticLight>
 void cast_from(const std::vector<AnalyticLight>& lights, std::uint32_t pass) {
     const bool caustics = has_mirrors();
     for (const AnalyticLight& light : lights) {
         cast(light.photons, pass, caustics,
-             [&](Ray& ray, std::int64_t number) { light.emit_photon(ray, number); });
+             [&](Ray& ray, std::int64_t number) { emit_from(light, ray, number); });
     }
 }
 

@@ -8,6 +8,7 @@
 #include "math/frame.h"
 #include "math/roots.h"
 #include "output/aov.h"
+#include "run/estimator.h"
 #include "run/report.h"
 
 #include <cmath>
@@ -21,8 +22,10 @@ bool space_scatters() {
     return any_above(SkyLight.medium.albedo, kNothing);
 }
 
-void aim_at_scene(PointLight& light, float distance) {
-    SetCone(light, std::atan2(SceneRadius, distance));
+// The cone of all directions in which a ray of the light may meet the sphere of this radius about
+// the scene; classic's is narrower.
+void aim_at_scene(PointLight& light, float radius, float distance) {
+    SetCone(light, is_exact() ? std::asin(radius / distance) : std::atan2(radius, distance));
     light.axis = normalize(SceneCenter - light.position);
     tangent_frame(light.axis, light.tangent, light.bitangent);
 }
@@ -36,8 +39,9 @@ void initialize_point(PointLight& light) {
     light.inner_cos = std::cos(light.inner_rad);
     light.outer_cos = std::cos(light.outer_rad);
     const float distance = length(SceneCenter - light.position);
-    light.inside_scene = distance < SceneRadius || space_scatters();
-    if (!light.inside_scene) aim_at_scene(light, distance);
+    const float reach = is_exact() ? SceneRadius + light.blur : SceneRadius;
+    light.inside_scene = distance < reach || space_scatters();
+    if (!light.inside_scene) aim_at_scene(light, reach, distance);
     const float covered = light.inside_scene ? 2.0f : light.one_minus_cos_blur;
     if (light.photons > 0) light.photon_power = kTwoPi * covered * light.color;
     AllocateAovs(light.aov_list);

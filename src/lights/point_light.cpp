@@ -89,6 +89,18 @@ Vec3 photon_direction(const PointLight& light, std::int64_t index) {
     return from_frame(local, light.tangent, light.bitangent, light.axis);
 }
 
+// Where rays of a direction leave the light as an evenly shining sphere, of which they fill a disk
+// across it.
+Vec3 leaving_point(const PointLight& light, const Vec3& direction, SampleCursor cursor) {
+    if (!(light.blur > 0.0f)) return light.position;
+    const Vec2 disk = concentric_disk(next_pair(cursor));
+    const float height = safe_root(1.0f - disk.x * disk.x - disk.y * disk.y);
+    Vec3 tangent, bitangent;
+    tangent_frame(direction, tangent, bitangent);
+    return light.position
+           + light.blur * from_frame({disk.x, disk.y, height}, tangent, bitangent, direction);
+}
+
 } // namespace
 
 void PointLight::reset() {
@@ -105,8 +117,9 @@ void PointLight::emit_photon(Ray& ray, std::int64_t index) const {
     SampleCursor cursor;
     cursor.sample = static_cast<std::uint32_t>(index);
     cursor.dimension = kDirectionDimensions;
-    ray.origin = emitting_point(*this, cursor);
     ray.direction = photon_direction(*this, index);
+    ray.origin =
+        is_exact() ? leaving_point(*this, ray.direction, cursor) : emitting_point(*this, cursor);
     ray.power = photon_power * (spot_falloff(*this, ray.direction) / static_cast<float>(photons));
     const std::uint32_t drawn = kDirectionDimensions + (blur > 0.0f ? kBlurDimensions : 0);
     start_photon(ray, index, drawn, ior, link);

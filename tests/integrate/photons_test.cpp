@@ -311,6 +311,32 @@ TEST_F(PhotonScene, BlurredParallelLightBringsItsIrradiance) {
     }
 }
 
+// A ball shines on what it is clear of as from its middle: the floor takes its solid angle from
+// there. From the sky, the cone of photons holds all that the ball may reach.
+TEST_F(PhotonScene, SoftPointLightsBringTheLightOfTheirMiddle) {
+    constexpr float kHalf = 2.0f; // of the floor's edge
+    add_floor(kHalf, 0.0f, add_shader(splat(1.0f)));
+    RendererSettings.estimator = Estimator::exact;
+    PointLight& light = add_point_light({}, 400000);
+    for (const auto& [height, blur] : {std::pair(1.0f, 0.4f), {1.0f, 0.0f}, {7.0f, 2.0f}}) {
+        light.position = {0.0f, 0.0f, height};
+        light.blur = blur;
+        Initialize();
+        const float to_corner = std::sqrt(height * height + 2.0f * kHalf * kHalf);
+        const float angle = 4.0f * std::atan(kHalf * kHalf / (height * to_corner));
+        EXPECT_NEAR(energy() / static_cast<double>(angle), 1.0, 2e-3) << height << " " << blur;
+    }
+}
+
+// A ball around a small floor, as bright in every direction: color / blur^2, on both sides.
+TEST_F(PhotonScene, SoftPointLightsShineOnWhatLiesWithin) {
+    add_floor(0.1f, 0.0f, add_shader(splat(1.0f)));
+    RendererSettings.estimator = Estimator::exact;
+    add_point_light({0.1f, 0.0f, 0.2f}, 400000).blur = 0.5f;
+    Initialize();
+    EXPECT_NEAR(energy() / (2.0 * 0.04 * 4.0), 1.0, 0.01);
+}
+
 // Two lamps over glass, far from each other.
 TEST_F(PhotonScene, OnlyVirtualLightsThrowCaustics) {
     for (const float x : {-1000.0f, 1000.0f}) {
