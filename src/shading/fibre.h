@@ -4,6 +4,7 @@
 
 #include "math/constants.h"
 #include "math/vec3.h"
+#include "shading/types.h"
 
 namespace mh {
 
@@ -17,9 +18,15 @@ struct FibrePath {
     Vec3 absorption;      // what remains after one pass through the fibre
 };
 
-// For h in [-1, 1], cos_d the cosine of half the difference of the two inclinations, f0 the
-// reflectance along the normal.
-FibrePath fibre_path(float h, float cos_d, float ior, float f0, const Vec3& absorption);
+// Whether the widths along and about the fibre are apart. The way through it and what its surface
+// reflects then follow from the viewer's inclination alone, as in [Chiang16]: all light is kept.
+inline bool has_two_widths(const HairTable& table) {
+    return table.around > 0.0f;
+}
+
+// For h in [-1, 1] and the cosine of the light's inclination: that of half the difference of both
+// inclinations, or of the viewer's where the fibre has two widths.
+FibrePath fibre_path(const HairTable& table, float h, float cosine);
 
 // All inner reflections from the first on, over that one: a geometric series.
 inline Vec3 series_of_reflections(const FibrePath& path) {

@@ -18,8 +18,6 @@ namespace mh {
 
 namespace {
 
-constexpr float kLobes = 3.0f;
-
 // Horner's scheme; coefficients from the constant one on.
 template<std::size_t N>
 constexpr double polynomial(double x, const double (&coefficients)[N]) {
@@ -97,10 +95,12 @@ int table_place(float share) {
     return place > 0.0f ? static_cast<int>(std::min(place, kLast)) : 0;
 }
 
-std::int64_t table_index(const Inclinations& s) {
+std::int64_t table_index(const HairTable& table, const Inclinations& s) {
     const int column = table_place(std::acos(s.cos_phi) / kPi);
-    const float theta_d = 0.5f * (std::atan2(s.sin_i, s.cos_i) - std::atan2(s.sin_o, s.cos_o));
-    const int row = table_place(std::fabs(theta_d / (0.5f * kPi)));
+    const float theta_o = std::atan2(s.sin_o, s.cos_o);
+    const float theta =
+        has_two_widths(table) ? theta_o : 0.5f * (std::atan2(s.sin_i, s.cos_i) - theta_o);
+    const int row = table_place(std::fabs(theta / (0.5f * kPi)));
     return kHairTableSize * row + column;
 }
 
@@ -130,19 +130,40 @@ float sample_gaussian() {
     return safe_root(-2.0f * log_r1) * std::cos(kTwoPi * r2);
 }
 
-int sample_lobe(const HairTable& table) {
-    if (!table.sample_all_lobes) return 0;
-    return static_cast<int>(kLobes * random_unit());
-}
-
-Vec3 lobe_attenuation(const HairTable& table, int lobe, const FibrePath& path,
-                      const Vec3& direction, const Vec3& outgoing) {
-    if (lobe == 0) return splat(mirror_fresnel(table.f0, direction, outgoing));
+// What TT and TRT return of the light that enters along the path.
+Vec3 passed_share(const HairTable& table, int lobe, const FibrePath& path) {
     const float f = path.fresnel;
     const Vec3 passed = path.absorption * ((1.0f - f) * (1.0f - f));
     if (lobe == 1) return passed;
     const Vec3 trt = path.absorption * passed * f;
-    return table.around > 0.0f ? trt * series_of_reflections(path) : trt;
+    return has_two_widths(table) ? trt * series_of_reflections(path) : trt;
+}
+
+Vec3 lobe_attenuation(const HairTable& table, int lobe, const FibrePath& path,
+                      const Vec3& direction, const Vec3& outgoing) {
+    if (lobe > 0) return passed_share(table, lobe, path);
+    return splat(has_two_widths(table) ? path.fresnel
+                                       : mirror_fresnel(table.f0, direction, outgoing));
+}
+
+struct LobePick {
+    int lobe = 0;
+    float probability = 1.0f;
+};
+
+// One of the three in proportion to what each returns along the path, so that bounces from fibre to
+// fibre keep their weight; a part of the choice is even, for paths that are known roughly.
+LobePick pick_lobe(const HairTable& table, const FibrePath& path) {
+    constexpr float kEven = 0.1f / 3.0f;
+    if (!table.sample_all_lobes) return {};
+    std::array<float, 3> share = {path.fresnel, mean(passed_share(table, 1, path)),
+                                  mean(passed_share(table, 2, path))};
+    const float total = share[0] + share[1] + share[2];
+    for (float& each : share)
+        each = kEven + (1.0f - 3.0f * kEven) * each / total;
+    const float u = random_unit();
+    const int lobe = u < share[0] ? 0 : u < share[0] + share[1] ? 1 : 2;
+    return {lobe, share[to_size(lobe)]};
 }
 
 } // namespace
@@ -151,9 +172,10 @@ void hair_glossy(const HairTable& table, const Vec3& outgoing, const Vec3& incom
                  const SurfacePoint& point, std::array<Vec3, 3>& lobes, Vec3& density) {
     const Inclinations s = inclinations_of(point.tangent, outgoing, incoming);
     const Vec3 m = longitudinals(table, s);
-    const std::int64_t index = table_index(s);
+    const std::int64_t index = table_index(table, s);
     density = s.cos_i * s.cos_i * m * read_texel(table.pdf_image, index);
-    const float fresnel = mirror_fresnel(table.f0, incoming, outgoing);
+    const float fresnel =
+        has_two_widths(table) ? 1.0f : mirror_fresnel(table.f0, incoming, outgoing);
     lobes[0] = read_texel(table.r_image, index) * (m.x * fresnel);
     lobes[1] = read_texel(table.tt_image, index) * m.y;
     lobes[2] = read_texel(table.trt_image, index) * m.z;
@@ -162,7 +184,7 @@ void hair_glossy(const HairTable& table, const Vec3& outgoing, const Vec3& incom
 Vec3 hair_lobe_pdf(const HairTable& table, const Vec3& outgoing, const Vec3& incoming,
                    const SurfacePoint& point) {
     const Inclinations s = inclinations_of(point.tangent, outgoing, incoming);
-    const Vec3 energy = read_texel(table.pdf_image, table_index(s));
+    const Vec3 energy = read_texel(table.pdf_image, table_index(table, s));
     return s.cos_i * s.cos_i * longitudinals(table, s) * energy;
 }
 
@@ -174,7 +196,8 @@ int sample_hair(const HairTable& table, float h, const SurfacePoint& point, Vec3
     const Vec3 u = cross(w, axis);
     const float theta_o = std::atan2(sin_o, dot(point.outgoing, w));
 
-    const int lobe = sample_lobe(table);
+    const FibrePath seen = fibre_path(table, h, std::cos(theta_o));
+    const auto [lobe, probability] = pick_lobe(table, seen);
     const auto k = to_size(lobe);
     const float c = sample_cone(table, k);
     const float turn = kTwoPi * random_unit();
@@ -188,13 +211,13 @@ int sample_hair(const HairTable& table, float h, const SurfacePoint& point, Vec3
     const float theta_i = std::atan2(sin_i, cos_i);
     const float sum_of_angles = table.sample_all_lobes ? theta_i + theta_o : theta_i - theta_o;
     const float cos_d = std::cos(0.5f * sum_of_angles);
-    const FibrePath path = fibre_path(h, cos_d, table.ior, table.f0, table.absorption);
+    const FibrePath path = has_two_widths(table) ? seen : fibre_path(table, h, cos_d);
     const float p = static_cast<float>(lobe);
     const float phi = p * kPi - 2.0f * path.gamma_i + 2.0f * p * path.gamma_t
                       + table.azimuth[k] * sample_gaussian();
     direction = cos_i * (std::sin(phi) * u + std::cos(phi) * w) - sin_i * axis;
     attenuation = lobe_attenuation(table, lobe, path, direction, point.outgoing);
-    if (table.sample_all_lobes) attenuation *= kLobes;
+    attenuation *= 1.0f / probability;
     return lobe;
 }
 

@@ -26,8 +26,8 @@ using Paths = std::array<FibrePath, kOffsets>;
 
 // Azimuthal values of one cell of the tables.
 struct Azimuth {
-    Vec3 density; // of the three lobes, without Fresnel and absorption
-    float r = 0.0f;
+    Vec3 density;   // of the three lobes, without Fresnel and absorption
+    float r = 0.0f; // without Fresnel, unless the fibre has two widths
     Vec3 tt, trt;
 };
 
@@ -44,12 +44,12 @@ float periodic_gaussian(float x, float a) {
     return total * kInverseRootTwoPi / a;
 }
 
-Paths paths_of(const HairTable& table, float cos_d) {
+Paths paths_of(const HairTable& table, float cosine) {
     Paths paths;
     for (int k = 0; k < kOffsets; ++k) {
         constexpr float kHalf = kOffsets / 2.0f;
         const float h = (static_cast<float>(k) + 0.5f - kHalf) / kHalf;
-        at(paths, k) = fibre_path(h, cos_d, table.ior, table.f0, table.absorption);
+        at(paths, k) = fibre_path(table, h, cosine);
     }
     return paths;
 }
@@ -65,10 +65,10 @@ Azimuth azimuth_at(const HairTable& table, const Paths& paths, float phi) {
         const float trt = periodic_gaussian(2.0f * (gi - kPi) + phi - 4.0f * gt, table.azimuth[2]);
         const Vec3 passed = path.absorption * ((1.0f - f) * (1.0f - f));
         sums.density += {r, tt, trt};
-        sums.r += r;
+        sums.r += has_two_widths(table) ? r * f : r;
         sums.tt += tt * passed;
         const Vec3 trt_light = trt * f * path.absorption * passed;
-        sums.trt += table.around > 0.0f ? trt_light * series_of_reflections(path) : trt_light;
+        sums.trt += has_two_widths(table) ? trt_light * series_of_reflections(path) : trt_light;
     }
     constexpr float kMean = 1.0f / kOffsets;
     return {sums.density * kMean, sums.r * kMean, sums.tt * kMean, sums.trt * kMean};
@@ -76,8 +76,8 @@ Azimuth azimuth_at(const HairTable& table, const Paths& paths, float phi) {
 
 void fill_row(HairTable& table, int row) {
     const float size = kHairTableSize;
-    const float cos_d = std::cos(0.5f * kPi / size * (static_cast<float>(row) + 0.5f));
-    const Paths paths = paths_of(table, cos_d);
+    const float cosine = std::cos(0.5f * kPi / size * (static_cast<float>(row) + 0.5f));
+    const Paths paths = paths_of(table, cosine);
     for (int column = 0; column < kHairTableSize; ++column) {
         const float phi = kPi / size * (static_cast<float>(column) + 0.5f);
         const Azimuth value = azimuth_at(table, paths, phi);
@@ -98,7 +98,7 @@ float csch_term(float variance) {
 
 void derive(HairTable& table) {
     table.f0 = normal_reflectance(table.ior);
-    const bool apart = table.around > 0.0f; // [Chiang16]: widths along and about the fibre
+    const bool apart = has_two_widths(table);
     table.alpha[1] = (apart ? 0.5f : 2.0f) * table.alpha[0];
     table.alpha[2] = (apart ? 2.0f : 3.0f) * table.alpha[0];
     table.azimuth = table.alpha;

@@ -59,16 +59,6 @@ float unmasked(const SurfacePoint& point, const FacetFrame& frame, const Vec3& o
     return cos_i * (cos_o + wide_o) / (cos_i * wide_o + cos_o * wide_i);
 }
 
-// Of a dielectric, unpolarised [Walter07] eq. 22; 1 where the light is totally reflected.
-float dielectric_reflectance(float ior, float cosine) {
-    const float square = ior * ior - 1.0f + cosine * cosine;
-    if (!(square > 0.0f)) return 1.0f;
-    const float g = std::sqrt(square);
-    const float a = (g - cosine) / (g + cosine);
-    const float b = (cosine * (g + cosine) - 1.0f) / (cosine * (g - cosine) + 1.0f);
-    return 0.5f * a * a * (1.0f + b * b);
-}
-
 // How far the reflectance has risen from that along the normal, 0, to all light, 1. Indices that
 // tell nothing of the way there take that of [Schlick94].
 float rise(float ior, float cosine) {
