@@ -12,6 +12,17 @@ def rgba(color):
     return (*(color if hasattr(color, "__len__") else (color,) * 3), 1.0)
 
 
+LATER = {"Clearcoat": "Coat Weight"}  # sockets that 4.0 has renamed
+
+
+def input_of(node, name):
+    """An input by name, with _ for a blank, or by number: in0, in1 ..."""
+    if name.startswith("in") and name[2:].isdigit():
+        return node.inputs[int(name[2:])]
+    name = name.replace("_", " ")
+    return node.inputs[name if name in node.inputs else LATER.get(name, name)]
+
+
 class Nodes:
     """A node tree, whose wires are the nesting of calls."""
 
@@ -20,14 +31,12 @@ class Nodes:
         tree.nodes.clear()
 
     def add(self, kind, output=0, settings=None, **inputs):
-        """An output of a new node. Inputs by name, with _ for a blank, are values or outputs of others;
-        those called in0, in1 ... go by number."""
+        """An output of a new node. Inputs are values or outputs of others."""
         node = self.tree.nodes.new("ShaderNode" + kind)
         for key, value in (settings or {}).items():
             setattr(node, key, value)
         for name, value in inputs.items():
-            number = name[2:] if name.startswith("in") else ""
-            socket = node.inputs[int(number) if number.isdigit() else name.replace("_", " ")]
+            socket = input_of(node, name)
             if isinstance(value, bpy.types.NodeSocket):
                 self.tree.links.new(value, socket)
             else:

@@ -25,7 +25,10 @@ def meshes():
     link("flat", sphere(diffuse((0.8, 0.3, 0.2)), segments=12, smooth=False), (-2.4, 0, 1))
     link("smooth", sphere(diffuse((0.3, 0.7, 0.3)), segments=24), (0, 0, 1))
     split = link("split", cone(diffuse((0.3, 0.4, 0.8)), smooth=True), (2.4, 0, 1))
-    split.data.use_auto_smooth = True
+    if hasattr(split.data, "use_auto_smooth"):  # later versions always heed sharp edges
+        split.data.use_auto_smooth = True
+    for edge in split.data.edges:
+        edge.use_edge_sharp = all(split.data.vertices[i].co.z < 0 for i in edge.vertices)
     world(0.5)
     lamp("SUN", rotation=(40, 20, 0), energy=2, angle=0.1)
     before(8)
@@ -131,7 +134,7 @@ def glossy():
 def mirror():
     floor((0.3, 0.5, 0.3))
     row([material("mirror", lambda n: n.add(
-        "BsdfGlossy", Color=(0.9, 0.9, 0.9), settings={"distribution": "SHARP"})),
+        "BsdfGlossy", Color=(0.9, 0.9, 0.9), Roughness=0.0)),
         diffuse((0.8, 0.3, 0.2))])
     link("wall", plane(material("wall", lambda n: n.add(
         "BsdfGlossy", Color=(0.8, 0.9, 1.0), Roughness=0.0)), 6), (0, 3, 2), (90, 0, 20))
@@ -142,7 +145,7 @@ def mirror():
 def glass():
     floor((0.7, 0.7, 0.6))
     row([material("glass", lambda n, i=i: n.add(
-        "BsdfGlass", Color=(0.95, 0.98, 0.95), IOR=i, settings={"distribution": "SHARP"}))
+        "BsdfGlass", Color=(0.95, 0.98, 0.95), IOR=i, Roughness=0.0))
         for i in (1.1, 1.45, 1.8)])
     link("back", cube(diffuse((0.8, 0.3, 0.2)), 1.5), (1, 3, 0.75))
     world(0.7)
@@ -179,11 +182,11 @@ def mix_add():
 
     def mixed(n):
         return n.add("MixShader", in0=0.3, in1=n.add("BsdfDiffuse", Color=pale),
-                     in2=n.add("BsdfGlossy", Color=0.9, settings={"distribution": "SHARP"}))
+                     in2=n.add("BsdfGlossy", Color=0.9, Roughness=0.0))
 
     def added(n):
         return n.add("AddShader", in0=n.add("BsdfDiffuse", Color=dark),
-                     in1=n.add("BsdfGlossy", Color=0.3, settings={"distribution": "SHARP"}))
+                     in1=n.add("BsdfGlossy", Color=0.3, Roughness=0.0))
 
     def lit(n):
         return n.add("AddShader", in0=n.add("BsdfDiffuse", Color=pale),
@@ -274,7 +277,7 @@ def world_image():
     floor(0.7, 6)
     link("ball", sphere(diffuse(0.8)), (-1.2, 0, 1))
     link("mirror", sphere(material("mirror", lambda n: n.add(
-        "BsdfGlossy", settings={"distribution": "SHARP"}))), (1.2, 0, 1))
+        "BsdfGlossy", Roughness=0.0))), (1.2, 0, 1))
     world(image=garden(), turn=70)
     camera((0, -7, 2), (0, 0, 1), 50)
 
@@ -308,4 +311,5 @@ def camera_ortho():
 def camera_panorama():
     blocks()
     made = camera((0.3, 0.2, 1.6), (3, 4, 1.2), 45, type="PANO")
-    made.data.cycles.panorama_type = "EQUIRECTANGULAR"
+    of_type = made.data if hasattr(made.data, "panorama_type") else made.data.cycles
+    of_type.panorama_type = "EQUIRECTANGULAR"

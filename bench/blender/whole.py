@@ -81,10 +81,8 @@ def character():
 def still_life():
     """Glasses, a bottle and fruit on a table."""
     link("table", plane(principled(Base_Color=(0.35, 0.22, 0.12), Roughness=0.4), 20))
-    clear = material("clear", lambda n: n.add("BsdfGlass", IOR=1.5,
-                                              settings={"distribution": "SHARP"}))
-    green = material("green", lambda n: n.add("BsdfGlass", IOR=1.5, Color=(0.5, 0.8, 0.5),
-                                              settings={"distribution": "SHARP"}))
+    clear = material("clear", lambda n: n.add("BsdfGlass", IOR=1.5, Roughness=0.0))
+    green = material("green", lambda n: n.add("BsdfGlass", IOR=1.5, Color=(0.5, 0.8, 0.5), Roughness=0.0))
     link("ball", sphere(clear, 0.7), (-1.6, 0, 0.7))
     link("bottle", sphere(green, 0.7), (0.1, 0.6, 1.1), scale=(0.8, 0.8, 1.6))
     link("cone", cone(clear, False, 0.6, 1.4), (1.7, -0.3, 0.75))

@@ -114,7 +114,7 @@ class Lights:
                        aov=self.lamp_aov(ob.name))
 
     def area(self, ob, lamp, color, matrix):
-        """Seen from the front alone, not by cameras; its radiance is the power over four areas."""
+        """Seen from the front alone, not by cameras; its radiance is uniform."""
         if getattr(lamp, "spread", math.pi) < math.pi - 1e-3:
             self.report.note(f'lamp "{ob.name}" shines with full spread')
         corners = area_outline(lamp)
@@ -129,7 +129,7 @@ class Lights:
         fan = [(0, i, i + 1) for i in range(1, len(corners) - 1)]
         shader = self.scene.shader(
             "lamp_" + ob.name, geometry_shader={"camera_primary": 0},
-            surface_shader=[layer(emissive=color / (4 * area), virtual_light=1, specular=1, material="thin",
+            surface_shader=[layer(emissive=color * (compat.AREA_RADIANCE / area), virtual_light=1, specular=1, material="thin",
                                   sideness="face"),
                             layer(specular=1, material="thin", sideness="back")])
         mesh = self.scene.mesh("lamp_" + ob.name, corners, fan)

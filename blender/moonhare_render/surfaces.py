@@ -68,13 +68,14 @@ def usual_reflectance(index):
 def lobe(color, roughness, distribution="GGX"):
     """Slots of a reflection. What follows light from facet to facet returns all of it."""
     roughness = grey(roughness)
-    facets = {"microfacet": compat.MICROFACET} if distribution == "GGX" else {}
+    facets = {"microfacet": compat.MICROFACET} if distribution in compat.FACETS else {}
     if not roughness.is_constant:
         return {"glossy": color, "roughness_map": roughness, **facets}
     r = float(numpy.clip(roughness.color[0], 0.0, 1.0))
     if r < MIRROR:
         return {"specular": color}
-    width = WIDTH if distribution == "MULTI_GGX" else 1.0
+    width = WIDTH if distribution == "MULTI_GGX" and not facets else 1.0
+    color = color.scaled(compat.facets_gain(r, distribution))
     return {"glossy": color, "roughness": constant(min(1.0, width * r * r)), **facets}
 
 
@@ -197,6 +198,8 @@ class SurfaceReader:
 
     @staticmethod
     def glass_slots(color, roughness, index, distribution):
+        if distribution in compat.FACETS:  # which lose little: most light goes through
+            distribution = "GGX"
         return {"material": "solid", **lobe(color, roughness, distribution), "ior": max(index, 1.0001)}
 
     def transparent(self, node, amount):

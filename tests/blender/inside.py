@@ -3,6 +3,7 @@ SPDX-License-Identifier: MIT"""
 import math
 import os
 import resource
+import signal
 import subprocess
 import sys
 import time
@@ -13,6 +14,7 @@ import numpy
 
 WORK, PROGRAM = os.environ["WORK"], os.environ["MOONHARE_PROGRAM"]
 SIZE = 32
+sys.dont_write_bytecode = True  # into the sources
 sys.path.insert(0, os.path.join(os.environ["MOONHARE_EXAMPLES"], "../bench/blender"))
 from make import camera, diffuse, glow, lamp, link, material, plane, sphere, world  # noqa: E402
 
@@ -164,6 +166,7 @@ def ends_the_program_on_cancel():
 
 
 def reports_a_full_disk():
+    signal.signal(signal.SIGXFSZ, signal.SIG_IGN)  # which Python does not by itself in 4.x
     whole = resource.getrlimit(resource.RLIMIT_FSIZE)
     for size, words in ((100, ("cannot be written",)), (3000, ("status 3",))):
         fresh()
