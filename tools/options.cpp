@@ -439,6 +439,9 @@ std::optional<int> ParseArguments(int argc, char** argv, Arguments& arguments) {
     add_rows(app, kRenderRows, arguments);
     app.get_option("SCENE")->required(false);
     app.require_subcommand(0, 1);
+    app.failure_message([](const CLI::App*, const CLI::Error& fault) {
+        return std::string("moonhare: ") + fault.what() + '\n';
+    });
     try {
         const std::vector<char*> left = without_filter(argc, argv, arguments);
         app.parse(static_cast<int>(left.size()), left.data());

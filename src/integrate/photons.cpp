@@ -43,7 +43,7 @@ constexpr int kDeepest = 254;                // Ray::depth has 8 bits, and a chi
 constexpr std::int64_t kPhotonsOfChunk = 64; // that a thread takes at once
 constexpr std::int64_t kProgressSteps = 100;
 
-// A stored photon and its path, in vectors that grow, and then in the joined one; nodes of the
+// A stored photon and its chunk, in vectors that grow, and then in the joined one; nodes of the
 // tree.
 constexpr double kBytesOfPhoton = 6.0 * sizeof(CausticPhoton);
 constexpr double kMostPhotons = 1073741824.0; // that the tree can number
