@@ -150,9 +150,8 @@ double half_over_whole(const Frames& frames, double b) {
 }
 
 // Variance of n frames over that of n independent ones, from the same ratio of the halves'
-// estimate. Of a whole set in halves h times as uneven as whole sets of their size, where errors
-// fall by n^-b, they show (h 2^b - 1) times of the variance. Of the light around a block a part
-// falls as 1 / n, of which they show all: the geometric mean of both is taken. Halves that differ
+// estimate. Of a whole set whose halves are h times as uneven as whole sets of their size they show
+// (h 2^b - 1) times of the variance, where errors fall by n^-b; so b follows. Halves that differ
 // more than independent ones complement each other, and their mean is the better for it. Those of a
 // part of a set are independent.
 float share_of(double ratio, const Frames& frames) {
@@ -161,13 +160,13 @@ float share_of(double ratio, const Frames& frames) {
     if (!frames.whole) return static_cast<float>(std::clamp(ratio, kLeast, kMost));
     if (ratio > 1.0) return static_cast<float>(1.0 / ratio);
     const auto n = static_cast<double>(frames.count);
-    const auto shown = [&](double b) { return half_over_whole(frames, b) * std::exp2(b) - 1.0; };
     double low = 1.0, high = kSteepest;
     for (int i = 0; i < 16; ++i) {
         const double b = 0.5 * (low + high);
-        (std::pow(n, 1.0 - b) * shown(b) > ratio ? low : high) = b;
+        const double shown = half_over_whole(frames, b) * std::exp2(b) - 1.0;
+        (std::pow(n, 1.0 - b) * shown > ratio ? low : high) = b;
     }
-    return static_cast<float>(std::pow(n, 1.0 - low) * std::sqrt(shown(low)));
+    return static_cast<float>(std::pow(n, 1.0 - low));
 }
 
 Frames frames_of(float n, std::uint32_t round) {
