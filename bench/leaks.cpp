@@ -1,7 +1,7 @@
-// Counts paths that leave a closed sphere: its faces share their vertices, so none should. The
-// sphere stands at growing distances from the origin, where positions have fewer digits. Embree's
-// robust mode is asked for the same rays; it knows of no face that a ray has left. usage: leaks
-// [BOUNCES]
+// Counts paths that leave a closed sphere: its faces share their vertices, so none should. As many
+// rays as there are bounces are aimed at its edges. The sphere stands at growing distances from the
+// origin, where positions have fewer digits. Embree's robust mode is asked for the same bounces; it
+// knows of no face that a ray has left. usage: leaks [BOUNCES [RAYS]]    RAYS: aimed at edges
 // SPDX-License-Identifier: MIT
 #ifdef MOONHARE_EMBREE
 #include "embree_side.h"
@@ -30,7 +30,9 @@ using mh::Vec3;
 using mh::bench::BenchRay;
 
 constexpr int kBouncesOfPath = 6;
-constexpr double kMost = 1e-5; // share of primary rays and of bounces that may leak
+// Share of the bounces that may leak, the second far from the origin. No other ray may.
+constexpr double kMost = 1e-6, kMostFar = 1e-4;
+constexpr float kFarOffset = 10000.0f;
 
 std::mt19937 bits(7);
 
@@ -76,7 +78,12 @@ mh::bench::Mesh closed_sphere(int levels) {
 
 struct Counts {
     std::int64_t primary = 0, primary_leaks = 0, bounces = 0, leaks = 0, embree_leaks = 0;
+    std::int64_t at_edges = 0, edge_leaks = 0;
 };
+
+Vec3 random_inner_point(const Vec3& center) {
+    return center + Vec3{draw() - 0.5f, draw() - 0.5f, draw() - 0.5f};
+}
 
 Vec3 cosine_direction(const Vec3& normal) {
     Vec3 tangent, bitangent;
@@ -91,7 +98,7 @@ template<typename Misses>
 void trace_path(const Vec3& center, const Misses& embree_misses, Counts& counts) {
     std::array<mh::SurfacePoint, kBouncesOfPath> points;
     mh::Ray ray;
-    ray.origin = center + Vec3{draw() - 0.5f, draw() - 0.5f, draw() - 0.5f};
+    ray.origin = random_inner_point(center);
     ray.direction = mh::normalize(Vec3{draw() - 0.5f, draw() - 0.5f, draw() - 0.5f});
     ++counts.primary;
     if (!mh::closest_hit(ray)) {
@@ -112,7 +119,21 @@ void trace_path(const Vec3& center, const Misses& embree_misses, Counts& counts)
     }
 }
 
-Counts count_leaks(const mh::bench::Mesh& unit, const Vec3& center, std::int64_t bounces) {
+// A ray at a point of an edge, or at a corner.
+void aim_at_edge(const mh::bench::Mesh& mesh, const Vec3& center, Counts& counts) {
+    const std::array<std::uint32_t, 3>& face = mesh.triangles[bits() % mesh.triangles.size()];
+    const Vec3& a = mesh.positions[face[0]];
+    const Vec3& b = mesh.positions[face[1]];
+    const float along = bits() % 8 == 0 ? 0.0f : draw();
+    mh::Ray ray;
+    ray.origin = random_inner_point(center);
+    ray.direction = mh::normalize(a + along * (b - a) - ray.origin);
+    ++counts.at_edges;
+    if (!mh::closest_hit(ray)) ++counts.edge_leaks;
+}
+
+Counts count_leaks(const mh::bench::Mesh& unit, const Vec3& center, std::int64_t bounces,
+                   std::int64_t rays) {
     mh::bench::Scene scene;
     scene.mesh = unit;
     for (Vec3& p : scene.mesh.positions)
@@ -131,6 +152,8 @@ Counts count_leaks(const mh::bench::Mesh& unit, const Vec3& center, std::int64_t
 #endif
     while (counts.bounces < bounces)
         trace_path(center, embree_misses, counts);
+    while (counts.at_edges < rays)
+        aim_at_edge(scene.mesh, center, counts);
 #ifdef MOONHARE_EMBREE
     mh::bench::FreeEmbreeScene(embree);
 #endif
@@ -146,19 +169,22 @@ double share(std::int64_t part, std::int64_t whole) {
 int main(int count, char** arguments) {
     constexpr int kLevels = 5; // 20,480 faces
     const std::int64_t bounces = count > 1 ? std::atoll(arguments[1]) : 10000000;
+    const std::int64_t rays = count > 2 ? std::atoll(arguments[2]) : bounces;
     const mh::bench::Mesh sphere = closed_sphere(kLevels);
     mh::Startup();
     mh::InitializeShaders();
     bool good = true;
-    std::printf("offset    primary leaks of rays       leaks of bounces   Embree, robust\n");
-    for (const float offset : {0.0f, 100.0f, 1000.0f, 10000.0f}) {
-        const Counts c = count_leaks(sphere, {offset, offset, offset}, bounces);
-        std::printf("%6.0f %16lld of %-10lld %8lld of %-10lld %8lld\n", static_cast<double>(offset),
-                    static_cast<long long>(c.primary_leaks), static_cast<long long>(c.primary),
-                    static_cast<long long>(c.leaks), static_cast<long long>(c.bounces),
-                    static_cast<long long>(c.embree_leaks));
-        good = good && share(c.primary_leaks, c.primary) <= kMost
-               && share(c.leaks, c.bounces) <= kMost;
+    std::printf("offset   leaks of rays at edges       leaks of primary rays"
+                "       leaks of bounces   Embree, robust\n");
+    for (const float offset : {0.0f, 100.0f, 1000.0f, kFarOffset}) {
+        const Counts c = count_leaks(sphere, {offset, offset, offset}, bounces, rays);
+        std::printf("%6.0f %11lld of %-11lld %8lld of %-10lld %8lld of %-11lld %8lld\n",
+                    static_cast<double>(offset), static_cast<long long>(c.edge_leaks),
+                    static_cast<long long>(c.at_edges), static_cast<long long>(c.primary_leaks),
+                    static_cast<long long>(c.primary), static_cast<long long>(c.leaks),
+                    static_cast<long long>(c.bounces), static_cast<long long>(c.embree_leaks));
+        good = good && c.edge_leaks == 0 && c.primary_leaks == 0
+               && share(c.leaks, c.bounces) <= (offset < kFarOffset ? kMost : kMostFar);
     }
     mh::Shutdown();
     return good ? 0 : 1;

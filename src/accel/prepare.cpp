@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 #include <new>
 
 #include <sys/mman.h>
@@ -29,6 +30,7 @@ struct Layout {
     std::vector<std::uint32_t> reference; // to every node
     std::uint64_t units = 0;
     std::uint32_t stack = 0; // entries that a walk may need
+    float slack = 0.0f;      // that boxes have on every side
 };
 
 // Bit k: slot k has a child.
@@ -185,11 +187,15 @@ void write_primitive(const Object& object, const PrimitiveRef& ref, WalkPrimitiv
 
 // What a node says of itself: boxes and blocks.
 template<std::uint32_t N>
-void write_head(const WideNode& from, std::uint32_t index, const BlockPlan& plan,
+void write_head(const WideNode& from, std::uint32_t index, const BlockPlan& plan, float slack,
                 WalkNode<N>& node) {
-    for (int side = 0; side < 2; ++side)
-        for (int axis = 0; axis < 3; ++axis)
-            std::copy_n(from.planes[side][axis], N, node.planes[side][axis]);
+    for (int axis = 0; axis < 3; ++axis)
+        for (std::uint32_t slot = 0; slot < N; ++slot) {
+            const float lower = from.planes[0][axis][slot], upper = from.planes[1][axis][slot];
+            const float margin = lower < upper ? slack : 0.0f; // none across flat boxes
+            node.planes[0][axis][slot] = lower - margin;
+            node.planes[1][axis][slot] = upper + margin;
+        }
     node.wide_node = index;
     node.leaves = 0;
     node.blocked = static_cast<std::uint8_t>(plan.slots);
@@ -228,7 +234,8 @@ void write_node(const Object& object, Tree& tree, std::uint32_t index, const Lay
     WalkUnit* const unit = tree.walk.data() + unit_number;
     auto& node = *new (unit) WalkNode<N>;
     const BlockPlan plan = plan_blocks(object, tree, from);
-    write_head(from, index, plan, node);
+    write_head(from, index, plan, layout.slack, node);
+    if constexpr (N == kWide) node.object = &object;
     std::uint32_t next = unit_number + static_cast<std::uint32_t>(sizeof node / sizeof *unit);
     write_blocks(object, tree, from, plan, node.block_slots, tree.walk.data() + next);
     next += plan.units;
@@ -248,6 +255,21 @@ void write_node(const Object& object, Tree& tree, std::uint32_t index, const Lay
         node.child[slot] = next | kWalkLeaf;
         next = write_leaf(object, tree, child, count, next);
     }
+}
+
+// The distances to two planes come with three roundings each. A ray that runs through the edge of a
+// box, as at a vertex of a closed mesh, would miss it, and those of the neighbours as well [Ize13].
+// Within the object, and about as far from the origin as it stands, the slack makes up for that.
+// Both distances to a flat box are the same: it needs none across, and a ray that starts on its
+// face would enter it for nothing.
+float slack_of(const WideNode& root) {
+    constexpr float kRoundings = 0x1p-21f; // eight halves of the last place
+    float reach = 0.0f;
+    for (std::uint32_t slot = 0; slot < kWide; ++slot)
+        for (int axis = 0; axis < 3 && root.child[slot] != kEmptyChild; ++axis)
+            reach = std::max({reach, std::fabs(root.planes[0][axis][slot]),
+                              std::fabs(root.planes[1][axis][slot])});
+    return kRoundings * reach;
 }
 
 // Asks for large pages before the memory is first touched: walks jump all over it.
@@ -282,6 +304,7 @@ void PrepareWalk(const Object& object, Tree& tree) {
     Layout layout;
     layout.reference.resize(tree.nodes.size());
     place(object, tree, 0, 0, layout);
+    layout.slack = slack_of(tree.nodes[0]);
     if (layout.units > kWalkUnitMask || layout.stack > kWalkStack) {
         ReportError("walk - tree is too large: " + object.name);
         tree.walk = {};

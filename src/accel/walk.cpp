@@ -10,6 +10,7 @@
 #include "run/estimator.h"
 #include "run/state.h"
 
+#include <array>
 #include <atomic>
 
 namespace mh {
@@ -127,6 +128,7 @@ bool occluded(Ray& ray, bool (*walk)(const WalkUnit*, WalkQuery&), WalkQuery& qu
     ray.inverse_direction = shadow_inverse_direction(ray.direction);
     if (!can_hit(ray)) return false;
     fill_query(ray, query);
+    query.nodes = query.leaves = query.primitives = 0;
     query.target = identity(ray.hit_kind, ray.hit_primitive);
     const bool hit = walk(root_stream(), query);
     if (hit) ray.weight = {};
@@ -149,6 +151,24 @@ void log_occlusion(const WalkQuery& query) {
 }
 
 } // namespace
+
+// By the signs of the volumes that the ray spans with the edges: that of an edge is the same for
+// both of its faces but for the sign. In double, which holds products of two floats.
+bool RunsInside(const Object& object, WalkFace face, const Vec3& o, const Vec3& d) {
+    const Part& part = object.parts[face.part];
+    const auto& vertices = part.triangles[face.triangle].vertex;
+    const auto seen_corner = [&](std::size_t k) -> std::array<double, 3> {
+        const Vec3& p = part.positions[vertices[k]];
+        return {1.0 * p.x - o.x, 1.0 * p.y - o.y, 1.0 * p.z - o.z};
+    };
+    const auto volume = [&](const auto& a, const auto& b) {
+        return (a[1] * b[2] - a[2] * b[1]) * d.x + (a[2] * b[0] - a[0] * b[2]) * d.y
+               + (a[0] * b[1] - a[1] * b[0]) * d.z;
+    };
+    const auto a = seen_corner(0), b = seen_corner(1), c = seen_corner(2);
+    const double ab = volume(a, b), bc = volume(b, c), ca = volume(c, a);
+    return (ab >= 0.0 && bc >= 0.0 && ca >= 0.0) || (ab <= 0.0 && bc <= 0.0 && ca <= 0.0);
+}
 
 void SelectWalks() {
     const bool vector = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi")

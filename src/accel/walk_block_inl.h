@@ -8,13 +8,6 @@
 namespace mh {
 namespace {
 
-// Takes the lowest bit out of a set and returns its number.
-inline unsigned take_bit(unsigned& set) {
-    const auto bit = static_cast<unsigned>(__builtin_ctz(set));
-    set &= set - 1;
-    return bit;
-}
-
 // Calls visit(block) for the blocks behind a node that hold triangles of one of the slots, until
 // it returns true. The others are not even read.
 template<std::uint32_t N, typename Visit>
@@ -28,6 +21,13 @@ inline bool any_block(const WalkNode<N>& node, unsigned slots, const Visit& visi
     }
     if (node.narrow_blocks == 0 || (node.block_slots[k] & slots) == 0) return false;
     return visit(*reinterpret_cast<const WalkBlock<4>*>(unit));
+}
+
+// Takes the lowest bit out of a set and returns its number.
+inline unsigned take_bit(unsigned& set) {
+    const auto bit = static_cast<unsigned>(__builtin_ctz(set));
+    set &= set - 1;
+    return bit;
 }
 
 template<std::uint32_t M, typename F = typename FloatLanes<M>::Type>
@@ -61,9 +61,22 @@ inline void store_hits(const WalkBlock<M>& block, const TriangleHits<F>& hits, B
     stored.part = block.part;
 }
 
+// Whether a triangle hit near an edge is hit at all; if so its weights come onto it.
+[[gnu::noinline, gnu::cold]] inline bool settle(BlockHits& hits, unsigned lane,
+                                                const LocalRay& ray) {
+    if (!runs_inside(ray, {hits.part[lane], hits.index[lane]})) return false;
+    hits.b0[lane] = weight_on_face(hits.b0[lane]);
+    hits.b1[lane] = weight_on_face(hits.b1[lane]);
+    hits.b2[lane] = weight_on_face(hits.b2[lane]);
+    return true;
+}
+
 // Takes the hit of one lane if it still lies within the limit.
-inline bool keep_lane(const BlockHits& hits, unsigned lane, int level, WalkQuery& query) {
+[[gnu::always_inline]] inline bool keep_lane(BlockHits& hits, unsigned lane, const LocalRay& ray,
+                                             int level, WalkQuery& query) {
     if (!(hits.t[lane] <= query.distance - kRayEpsilon)) return false;
+    if (is_near_edge(hits.b0[lane], hits.b1[lane], hits.b2[lane]) && !settle(hits, lane, ray))
+        return false;
     query.distance = hits.t[lane];
     query.hit_a = hits.b0[lane];
     query.hit_b = hits.b1[lane];
@@ -142,7 +155,7 @@ template<Walk walk, std::uint32_t N>
             const unsigned lane = take_bit(lanes);
             if (block.slot[lane] == slot
                 && may_hit_triangle<walk>(block.index[lane], block.visibility[lane], query))
-                any |= keep_lane(stored, lane, level, query);
+                any |= keep_lane(stored, lane, ray.local, level, query);
         }
         return false;
     });
@@ -178,17 +191,37 @@ inline bool occluded_by_tetragons(const WalkTetragons& four, const WalkRay& ray,
     return false;
 }
 
-// Whether a triangle that was hit occludes: one of the slots that the ray enters.
+// Whether a triangle stands in a slot that the ray enters, and may be hit.
 template<Walk walk, std::uint32_t M>
-inline bool any_occludes(const WalkBlock<M>& block, unsigned lanes, unsigned entered,
-                         const WalkQuery& query) {
+inline bool occludes_in(const WalkBlock<M>& block, unsigned lane, unsigned entered,
+                        const WalkQuery& query) {
+    return (entered >> block.slot[lane] & 1u) != 0
+           && may_hit_triangle<walk>(block.index[lane], block.visibility[lane], query);
+}
+
+// Whether one of the triangles that were hit near an edge occludes.
+template<Walk walk, std::uint32_t M>
+[[gnu::noinline, gnu::cold]] bool any_occludes_at_edge(const WalkBlock<M>& block, unsigned lanes,
+                                                       unsigned entered, const WalkRay& ray,
+                                                       const WalkQuery& query) {
     while (lanes != 0) {
         const unsigned lane = take_bit(lanes);
-        if ((entered >> block.slot[lane] & 1u) != 0
-            && may_hit_triangle<walk>(block.index[lane], block.visibility[lane], query))
+        if (occludes_in<walk>(block, lane, entered, query)
+            && runs_inside(ray.local, {block.part[lane], block.index[lane]}))
             return true;
     }
     return false;
+}
+
+// Whether a triangle that was hit occludes: one of the slots that the ray enters.
+template<Walk walk, std::uint32_t M, typename F>
+inline bool any_occludes(const WalkBlock<M>& block, const TriangleHits<F>& hits, unsigned entered,
+                         const WalkRay& ray, const WalkQuery& query) {
+    if (hits.lanes == 0) return false;
+    const unsigned near_edge = hits.lanes & less(hits.least, fill<F>(kEdgeWeight));
+    for (unsigned lanes = hits.lanes ^ near_edge; lanes != 0;)
+        if (occludes_in<walk>(block, take_bit(lanes), entered, query)) return true;
+    return near_edge != 0 && any_occludes_at_edge<walk>(block, near_edge, entered, ray, query);
 }
 
 // Whether a triangle of one of the slots occludes.
@@ -197,7 +230,7 @@ inline bool occluded_by_blocks(const WalkNode<N>& node, unsigned slots, const Wa
                                WalkQuery& query) {
     return any_block(node, slots, [&]<std::uint32_t M>(const WalkBlock<M>& block) {
         query.primitives += block.used;
-        return any_occludes<walk>(block, hit_block(block, ray, query.distance).lanes, slots, query);
+        return any_occludes<walk>(block, hit_block(block, ray, query.distance), slots, ray, query);
     });
 }
 

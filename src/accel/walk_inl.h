@@ -8,19 +8,19 @@
 namespace mh {
 namespace {
 
-inline LocalRay root_ray(const WalkQuery& query) {
-    return {triple(*query.origin), triple(*query.direction)};
+inline LocalRay root_ray(const WalkUnit* root, const WalkQuery& query) {
+    return {triple(*query.origin), triple(*query.direction), root};
 }
 
 template<Walk walk>
 bool start_nearest(const WalkUnit* root, WalkQuery& query) {
-    const LocalRay local = root_ray(query);
+    const LocalRay local = root_ray(root, query);
     return walk_nearest<walk>(root, walk_ray(local, triple(*query.inverse)), query, 0);
 }
 
 template<Walk walk>
 bool start_occluder(const WalkUnit* root, WalkQuery& query) {
-    const LocalRay local = root_ray(query);
+    const LocalRay local = root_ray(root, query);
     return walk_occluder<walk>(root, walk_ray(local, triple(*query.inverse)), query, 0);
 }
 

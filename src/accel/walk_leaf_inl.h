@@ -104,8 +104,10 @@ inline bool test_triangle(const WalkPrimitive& p, const LocalRay& ray, const Wal
     const TriangleHits<float> hits =
         hit_triangles(p.triangle, ray.origin, ray.direction, query.distance);
     if (hits.lanes == 0) return false;
-    hit = {hits.t, hits.b0, hits.b1, hits.b2, hits.facing < 0.0f};
-    return may_hit_triangle<walk>(p.index, p.visibility, query);
+    hit = {hits.t, weight_on_face(hits.b0), weight_on_face(hits.b1), weight_on_face(hits.b2),
+           hits.facing < 0.0f};
+    return may_hit_triangle<walk>(p.index, p.visibility, query)
+           && (!is_near_edge(hit.a, hit.b, hit.c) || runs_inside(ray, {p.part, p.index}));
 }
 
 template<Walk walk>

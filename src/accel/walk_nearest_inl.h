@@ -113,8 +113,9 @@ template<Walk walk>
                                      WalkQuery& query) {
     if (level == kWalkLevels) return false;
     const Triple<float> direction = direction_in_instance(p, ray);
+    const WalkUnit* const units = target_stream(p);
     const LocalRay inside = {origin_in_instance(p, ray),
-                             walk == Walk::closest ? unit_direction(direction) : direction};
+                             walk == Walk::closest ? unit_direction(direction) : direction, units};
     const bool rescales = walk == Walk::closest && query.true_distances;
     const Triple<float>& timed = rescales ? inside.direction : direction;
     const Triple<float> inverse = {inverse_to_infinity(timed.x), inverse_to_infinity(timed.y),
@@ -122,7 +123,6 @@ template<Walk walk>
     const float limit = query.distance;
     const float scale = rescales ? limited_root(dot(direction, direction)) : 1.0f;
     query.distance *= scale;
-    const WalkUnit* const units = target_stream(p);
     const WalkRay inner = walk_ray(inside, inverse);
     const bool hit = enters_root(units, inner, query.distance)
                      && walk_nearest<walk>(units, inner, query, level + 1);
@@ -218,8 +218,8 @@ bool walk_nearest(const WalkUnit* units, const WalkRay& ray, WalkQuery& query, i
                 return enter_node<walk>(node, ray, query, candidates, key, top);
             });
         if (entered && is_candidate(key)) {
-            const Candidate& candidate = candidates.list[key & kWalkUnitMask];
-            any |= keep_lane(candidate.hits, candidate.lane, level, query);
+            Candidate& candidate = candidates.list[key & kWalkUnitMask];
+            any |= keep_lane(candidate.hits, candidate.lane, ray.local, level, query);
         } else if (entered) {
             any |= walk_any_leaf<walk>(units, key, ray, level, query);
         }

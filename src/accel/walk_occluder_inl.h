@@ -23,11 +23,11 @@ template<Walk walk>
 [[gnu::noinline]] bool occluded_by_instance(const WalkPrimitive& p, const LocalRay& ray,
                                             WalkQuery& query, int level) {
     if (level == kWalkLevels) return false;
-    const LocalRay inside = {origin_in_instance(p, ray), direction_in_instance(p, ray)};
+    const WalkUnit* const units = target_stream(p);
+    const LocalRay inside = {origin_in_instance(p, ray), direction_in_instance(p, ray), units};
     const Triple<float> inverse = {inverse_to_minus_infinity(inside.direction.x),
                                    inverse_to_minus_infinity(inside.direction.y),
                                    inverse_to_minus_infinity(inside.direction.z)};
-    const WalkUnit* const units = target_stream(p);
     const WalkRay inner = walk_ray(inside, inverse);
     return walk_occluder<walk>(units, inner, query, level + 1);
 }
@@ -92,10 +92,10 @@ inline bool occluded_in_bottom(const WalkNode<N>& node, const WalkRay& ray, Walk
     ++query.nodes;
     ++query.leaves; // all of them as one
     query.primitives += block.used;
-    const unsigned lanes = hit_block(block, ray, query.distance).lanes;
-    if (lanes == 0) return false;
+    const auto hits = hit_block(block, ray, query.distance);
+    if (hits.lanes == 0) return false;
     const unsigned entered = enter_children(node, ray, query.distance, nullptr, nullptr);
-    return any_occludes<Walk::occlude>(block, lanes, entered, query);
+    return any_occludes<Walk::occlude>(block, hits, entered, ray, query);
 }
 
 template<>

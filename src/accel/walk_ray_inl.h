@@ -35,7 +35,7 @@ struct WalkRay {
 // Number by number: a copy of the local ray as a whole waits for the stores of its parts.
 inline WalkRay walk_ray(const LocalRay& local, const Triple<float>& inverse) {
     const Triple<float>&o = local.origin, &d = local.direction;
-    return {{{o.x, o.y, o.z}, {d.x, d.y, d.z}},
+    return {{{o.x, o.y, o.z}, {d.x, d.y, d.z}, local.stream},
             {-inverse.x, -inverse.y, -inverse.z},
             plane_rows(inverse)};
 }

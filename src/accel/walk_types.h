@@ -7,10 +7,12 @@
 #include "accel/types.h"
 
 #include <cstddef>
+#include <type_traits>
 
 namespace mh {
 
 struct Instance;
+struct Object;
 
 // A stream stands in depth-first order, each node followed by the triangles of its small leaves,
 // side by side in blocks, and by the primitives of the other leaves. A reference to a child is the
@@ -27,6 +29,8 @@ constexpr std::uint32_t kWalkKind = kWalkBlocks | kWalkNarrow | kWalkLeaf;
 // The place of a triangle in a walk's own list, in place of the unit; never in a stream.
 constexpr std::uint32_t kWalkCandidate = kWalkLeaf | kWalkNarrow;
 
+struct Nothing {};
+
 // A WideNode, cut to N slots.
 template<std::uint32_t N>
 struct alignas(64) WalkNode {
@@ -38,6 +42,8 @@ struct alignas(64) WalkNode {
     std::uint8_t wide_blocks;        // blocks of eight triangles behind the node
     std::uint8_t narrow_blocks;      // blocks of four behind those: none or one
     std::uint8_t block_slots[N + 1]; // of each block, bit k: some of its triangles are of slot k
+    // Of the stream, for the root's sake: nodes of four have no room for it.
+    [[no_unique_address]] std::conditional_t<N == kWide, const Object*, Nothing> object;
 };
 
 static_assert(sizeof(WalkNode<8>) == 256 && sizeof(WalkNode<4>) == 128);
@@ -150,21 +156,31 @@ struct WalkLogEntry {
     std::uint32_t object; // whose instance occluded, leading to the next record, or kNoObject
 };
 
+// A triangle by its numbers.
+struct WalkFace {
+    std::uint8_t part;
+    std::uint32_t triangle;
+};
+
+// Whether a ray in the object's space runs through the triangle, edges included: of two neighbours
+// through one at least.
+bool RunsInside(const Object& object, WalkFace face, const Vec3& origin, const Vec3& direction);
+
 struct WalkQuery {
     const Vec3 *origin, *direction; // of the ray; unit for the closest hit
     const Vec3* inverse;            // 1 / direction; infinite where that is 0
     float distance;                 // limit, then the distance of the closest hit
     std::uint64_t source, target;   // index and kind << 32 of primitives that are not hit
     unsigned visible;               // bit v: primitives of visibility v are hit
-    bool true_distances = false;    // in scaled instances and of spheres' shadows
-    int hit_level = 0;              // instances around the closest hit
-    std::uint64_t hit = 0;          // its index and kind << 32; 0 before there is one
+    bool true_distances;            // in scaled instances and of spheres' shadows
+    int hit_level;                  // instances around the closest hit
+    std::uint64_t hit;              // its index and kind << 32
     std::uint32_t hit_shader;       // of a face
     std::uint8_t hit_part;          // within the object
-    float hit_a = 0.0f, hit_b = 0.0f, hit_c = 0.0f;
-    bool front = false;
-    const WalkPrimitive* hit_path[kWalkLevels];          // the instances around it, outermost first
-    std::uint64_t nodes = 0, leaves = 0, primitives = 0; // visited and tested by shadow walks
+    float hit_a, hit_b, hit_c;
+    bool front;
+    const WalkPrimitive* hit_path[kWalkLevels]; // the instances around it, outermost first
+    std::uint64_t nodes, leaves, primitives;    // visited and tested by shadow walks
     WalkLogEntry log[kWalkLevels + 1];
 };
 

@@ -65,6 +65,15 @@ struct Double4 {
     __m256d v;
 };
 
+// What holds in each lane.
+struct Mask8 {
+    __m256 v;
+};
+
+struct Mask4 {
+    __m128 v;
+};
+
 // Stores those of eight numbers whose bit is set, the last one first; writes all eight places.
 inline void store_falling(std::uint32_t* to, const std::uint32_t (&from)[8], unsigned set) {
     const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(kFallingBits.bit[set]));
@@ -199,12 +208,40 @@ inline unsigned less(Float8 a, Float8 b) {
     return static_cast<unsigned>(_mm256_movemask_ps(_mm256_cmp_ps(a.v, b.v, _CMP_LT_OQ)));
 }
 
+inline unsigned less(Lanes4 a, Lanes4 b) {
+    return static_cast<unsigned>(_mm_movemask_ps(_mm_cmplt_ps(a.v, b.v)));
+}
+
+inline Mask8 at_most(Float8 a, Float8 b) {
+    return {_mm256_cmp_ps(a.v, b.v, _CMP_LE_OQ)};
+}
+
+inline Mask4 at_most(Lanes4 a, Lanes4 b) {
+    return {_mm_cmple_ps(a.v, b.v)};
+}
+
+inline Mask8 operator&(Mask8 a, Mask8 b) {
+    return {_mm256_and_ps(a.v, b.v)};
+}
+
+inline Mask4 operator&(Mask4 a, Mask4 b) {
+    return {_mm_and_ps(a.v, b.v)};
+}
+
+inline unsigned bits_of(Mask8 a) {
+    return static_cast<unsigned>(_mm256_movemask_ps(a.v));
+}
+
+inline unsigned bits_of(Mask4 a) {
+    return static_cast<unsigned>(_mm_movemask_ps(a.v));
+}
+
 inline unsigned less_equal(Float8 a, Float8 b) {
-    return static_cast<unsigned>(_mm256_movemask_ps(_mm256_cmp_ps(a.v, b.v, _CMP_LE_OQ)));
+    return bits_of(at_most(a, b));
 }
 
 inline unsigned less_equal(Lanes4 a, Lanes4 b) {
-    return static_cast<unsigned>(_mm_movemask_ps(_mm_cmple_ps(a.v, b.v)));
+    return bits_of(at_most(a, b));
 }
 
 inline unsigned less_equal(Double4 a, Double4 b) {
@@ -326,6 +363,11 @@ inline unsigned less_equal(const Lanes<T, N>& a, const Lanes<T, N>& b) {
     return bits<N>([&](std::uint32_t k) { return a.v[k] <= b.v[k]; });
 }
 
+template<std::uint32_t N>
+inline unsigned at_most(const Lanes<float, N>& a, const Lanes<float, N>& b) {
+    return less_equal(a, b);
+}
+
 #endif
 
 // One float, where a template wants lanes.
@@ -333,8 +375,21 @@ inline float min(float a, float b) {
     return a < b ? a : b;
 }
 
-inline unsigned less_equal(float a, float b) {
+inline float max(float a, float b) {
+    return a > b ? a : b;
+}
+
+inline unsigned less(float a, float b) {
+    return a < b ? 1u : 0u;
+}
+
+inline unsigned at_most(float a, float b) {
     return a <= b ? 1u : 0u;
+}
+
+// Where masks are bits already.
+inline unsigned bits_of(unsigned lanes) {
+    return lanes;
 }
 
 } // namespace
