@@ -241,17 +241,6 @@ std::size_t entry_of(const std::array<float, count>& shares, float u) {
     return std::min(to_size(below), count - 1);
 }
 
-// A row of texels and a block of it.
-struct BlockPlace {
-    std::size_t row = 0, part = 0;
-};
-
-BlockPlace block_at(const Vec2& uv) {
-    const SkyDistribution& sky = SkyLight.distribution;
-    const auto row = to_size(pick(sky.rows, uv.y));
-    return {row, entry_of(sky.row_shares[row], uv.x)};
-}
-
 // All lines of the block, side by side.
 void prefetch(const SkyBlock& block) {
     constexpr std::size_t kLine = 64;
@@ -280,12 +269,24 @@ void BuildSkyDistribution() {
     FinishSampler(sky.rows);
 }
 
-SkyDraw draw_sky(const Vec2& uv) {
+SkyPlace find_sky(const Vec2& uv) {
     const SkyDistribution& sky = SkyLight.distribution;
-    const auto [r, part] = block_at(uv);
+    const std::int32_t row = pick(sky.rows, uv.y);
+    const std::size_t block = entry_of(at(sky.row_shares, row), uv.x);
+    prefetch(sky.blocks[to_size(row) * kSkyRowBlocks + block]);
+    return {uv, row, static_cast<std::int32_t>(block)};
+}
+
+SkyDraw draw_sky(const Vec2& uv) {
+    return sky_draw_at(find_sky(uv));
+}
+
+SkyDraw sky_draw_at(const SkyPlace& place) {
+    const SkyDistribution& sky = SkyLight.distribution;
+    const Vec2& uv = place.uv;
+    const std::size_t r = to_size(place.row), part = to_size(place.block);
     const auto& row_shares = sky.row_shares[r];
     const SkyBlock& block = sky.blocks[r * kSkyRowBlocks + part];
-    prefetch(block);
     const float v = within(uv.y, sky.rows.cdf[r], sky.rows.cdf[r + 1]);
     const float b = between_edges(r % kSkyFaceSize, v);
     const std::size_t entry = entry_of(block.shares, uv.x);
@@ -295,7 +296,7 @@ SkyDraw draw_sky(const Vec2& uv) {
     const float a = between_edges(part * kSkyBlock + entry, u);
     const float norm = 1.0f + a * a + b * b;
     const SkyTexel& texel = block.texels[entry];
-    return {sky_cube_direction(static_cast<int>(r) / kSkyFaceSize, a, b), texel.radiance,
+    return {sky_cube_direction(place.row / kSkyFaceSize, a, b), texel.radiance,
             texel.density * norm * std::sqrt(norm)};
 }
 
@@ -303,11 +304,6 @@ SkyDraw seen_sky(const Vec3& direction, std::int32_t texel) {
     const float largest = max_channel(max(direction, -direction));
     const SkyTexel& seen = texel_at(to_size(texel));
     return {direction, seen.radiance, seen.density / (largest * largest * largest)};
-}
-
-void prefetch_draw(const Vec2& uv) {
-    const auto [row, part] = block_at(uv);
-    prefetch(SkyLight.distribution.blocks[row * kSkyRowBlocks + part]);
 }
 
 void prefetch_texel(std::int32_t texel) {

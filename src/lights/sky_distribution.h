@@ -18,11 +18,19 @@ struct SkyDraw {
 
 SkyDraw draw_sky(const Vec2& uv);
 
+// The same in two steps: which texels uv chooses among, which are asked for, and the choice.
+struct SkyPlace {
+    Vec2 uv;
+    std::int32_t row = 0, block = 0;
+};
+
+SkyPlace find_sky(const Vec2& uv);
+SkyDraw sky_draw_at(const SkyPlace& place);
+
 // The same for a unit direction that a ray took, in this texel.
 SkyDraw seen_sky(const Vec3& direction, std::int32_t texel);
 
-// Ask for what these two will read.
-void prefetch_draw(const Vec2& uv);
+// Asks for it.
 void prefetch_texel(std::int32_t texel);
 
 } // namespace mh

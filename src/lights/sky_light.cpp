@@ -20,6 +20,7 @@
 #include "shading/media.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <utility>
 
@@ -134,8 +135,25 @@ void add_sky_sample(const LightShot& shot, LightSplit& sum) {
     add_arrival(shot, response, arrival, sum);
 }
 
+// Of the hit that a thread is at, and the cursor of its sample; path 0: of none.
+struct alignas(32) ExpectedSample {
+    SkyPlace place;
+    std::uint32_t path = 0, number = 0;
+};
+
+std::array<ExpectedSample, kMaxThreads> ExpectedSamples;
+
+// Where a hit takes several samples, the others are not expected.
+SkyPlace place_of_sample(const LightShot& shot) {
+    const ExpectedSample& expected = ExpectedSamples[shot.ray.thread];
+    const SampleCursor& cursor = shot.cursor;
+    const bool known = expected.path == cursor.path && expected.number == cursor.place;
+    if (known && cursor.path != 0) return expected.place;
+    return find_sky(light_pair(shot, Draw::sky));
+}
+
 void add_exact_sky_sample(const LightShot& shot, LightSplit& sum) {
-    const SkyDraw sky = draw_sky(light_pair(shot, Draw::sky));
+    const SkyDraw sky = sky_draw_at(place_of_sample(shot));
     if (!(sky.density > 0.0f)) return;
     Response response;
     if (!sided_response(shot, sky.direction, response)) return;
@@ -257,7 +275,9 @@ void expect_sky(Ray& ray) {
 
 void expect_sky_sample(const Ray& ray) {
     if (SkyLight.sample < 1 || SkyLight.distribution.blocks.empty()) return;
-    prefetch_draw(draw_pair(ray.cursor, Draw::sky));
+    if (ray.cursor.path == 0) return;
+    const SkyPlace place = find_sky(draw_pair(ray.cursor, Draw::sky));
+    ExpectedSamples[ray.thread] = {place, ray.cursor.path, ray.cursor.place};
 }
 
 Vec3 sky_radiance(const Ray& ray) {
