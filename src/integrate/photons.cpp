@@ -34,6 +34,7 @@
 #include <array>
 #include <atomic>
 #include <mutex>
+#include <tuple>
 
 namespace mh {
 
@@ -101,8 +102,9 @@ void join_by_path() {
             runs.push_back({next.chunk, photons + next.begin, photons + thread.photons.size()});
         }
     }
-    std::sort(runs.begin(), runs.end(),
-              [](const Run& a, const Run& b) { return a.chunk < b.chunk; });
+    std::sort(runs.begin(), runs.end(), [](const Run& a, const Run& b) {
+        return std::tie(a.chunk.light, a.chunk.first) < std::tie(b.chunk.light, b.chunk.first);
+    });
     for (const Run& run : runs)
         Photons.insert(Photons.end(), run.begin, run.end);
 }

@@ -23,7 +23,7 @@ struct PhotonChunk {
     std::uint32_t light = 0;
     std::int64_t first = 0;
 
-    auto operator<=>(const PhotonChunk&) const = default;
+    bool operator==(const PhotonChunk&) const = default;
 };
 
 // Where the caustic photons of a chunk begin among those of their thread.
