@@ -222,6 +222,8 @@ class SurfaceReader:
             roughness, across = self.number(node, "RoughnessU", 0.3), 0.3
         else:
             roughness, across = self.number(node, "Roughness"), self.number(node, "Radial Roughness", 0.3)
+        if getattr(node, "model", "CHIANG") != "CHIANG":
+            self.reader.note(f'"{node.name}" is shown with the model of Chiang')
         powers = across ** numpy.arange(6)
         width = float(numpy.dot(HAIR_ROUGHNESS, powers))
         if getattr(node, "parametrization", "COLOR") == "ABSORPTION":
