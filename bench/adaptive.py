@@ -1,6 +1,6 @@
-"""What --adaptive saves at equal error: adaptive.py BUILD SCENE... renders each scene even with N and
-with 2 N frames and adaptively with N, against two pictures of other seeds. Counts paths, and rays with
-shadow rays: neither depends on what else the machine does.
+"""What --adaptive saves at equal error: adaptive.py BUILD SCENE... renders each scene even with N
+and with 2 N frames and adaptively with N, against two pictures of other seeds. Counts paths, and
+rays with shadow rays: neither depends on what else the machine does.
 SPDX-License-Identifier: MIT"""
 import argparse
 import json
@@ -19,9 +19,10 @@ class Bench:
     def render(self, scene, name, seed, frames, *options):
         """Rays and shadow rays of the run."""
         picture, report = (os.path.join(self.folder, name + end) for end in (".pfm", ".json"))
-        subprocess.run([self.program, scene, "--estimator", "exact", "--seed", str(seed), "--sample",
-                        str(frames), "--gather", str(frames), "--output-dir", self.folder, "--beauty",
-                        picture, "--report", report, *self.options, *options],
+        subprocess.run([self.program, scene, "--estimator", "exact", "--seed", str(seed),
+                        "--sample",
+                        str(frames), "--gather", str(frames), "--output-dir", self.folder,
+                        "--beauty", picture, "--report", report, *self.options, *options],
                        check=True, capture_output=True)
         with open(report, encoding="utf-8") as file:
             counts = json.load(file)
@@ -47,8 +48,8 @@ class Bench:
         even, twice, adaptive = (self.error(name) for name in ("even", "twice", "adaptive"))
         octaves = math.log(even / adaptive) / math.log(even / twice)  # of frames, at equal error
         even_rays = rays + (rays_of_twice - rays) * (2 ** octaves - 1)
-        return (f"| {os.path.basename(scene)} | {frames} | {even:.6f} | {twice:.6f} | {adaptive:.6f} "
-                f"| {2 ** octaves:.2f} | {even_rays / adaptive_rays:.2f} |")
+        return (f"| {os.path.basename(scene)} | {frames} | {even:.6f} | {twice:.6f} "
+                f"| {adaptive:.6f} | {2 ** octaves:.2f} | {even_rays / adaptive_rays:.2f} |")
 
 
 def main():
@@ -59,12 +60,14 @@ def main():
     parser.add_argument("--reference", type=int, default=256, help="frames of the references")
     parser.add_argument("--options", default="", help="of all renders, as \"--resolution 128x80\"")
     arguments = parser.parse_args()
-    print("| scene | frames | even | twice as many | adaptive | paths, equal error | rays, equal error |\n"
+    print("| scene | frames | even | twice as many | adaptive "
+          "| paths, equal error | rays, equal error |\n"
           "|---|---|---|---|---|---|---|")
     for scene in arguments.scenes:
         with tempfile.TemporaryDirectory() as folder:
             bench = Bench(arguments.build, folder, arguments.options.split())
-            print(bench.row(os.path.abspath(scene), arguments.frames, arguments.reference), flush=True)
+            print(bench.row(os.path.abspath(scene), arguments.frames, arguments.reference),
+                  flush=True)
     return 0
 
 

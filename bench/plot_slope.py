@@ -1,4 +1,5 @@
-"""Draws the lines "slope NAME FRAMES ERROR" of `picture_bench --slope` as an SVG, with fitted powers:
+"""Draws the lines "slope NAME FRAMES ERROR" of `picture_bench --slope` as an SVG, with fitted
+powers:
 plot_slope.py < LINES > FILE
 SPDX-License-Identifier: MIT"""
 import math

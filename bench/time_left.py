@@ -2,8 +2,9 @@
 
 usage: time_left.py PROGRAM SCENE... [-- OPTIONS]
 
-Each scene is rendered five times on one and on two threads. What the progress says, in seconds, counts as as much
-processor time as seconds of the phase have taken so far: other work of the machine hardly touches that. Lines:
+Each scene is rendered five times on one and on two threads. What the progress says, in seconds,
+counts as as much processor time as seconds of the phase have taken so far: other work of the
+machine hardly touches that. Lines:
 scene, threads, phase, processor time of the phase, error in percent, median and range.
 SPDX-License-Identifier: MIT"""
 import json
@@ -32,8 +33,8 @@ def events_of(program, scene, options):
 
 
 def errors_of(events):
-    """Of each phase: its processor time, and the relative error of the first estimate behind a tenth of it, of frames
-    at the end of one."""
+    """Of each phase: its processor time, and the relative error of the first estimate behind a
+    tenth of it, of frames at the end of one."""
     for phase in ("photons", "frames"):
         own = [event for event in events if phase_of(event) == phase]
         if not own:
@@ -46,23 +47,27 @@ def errors_of(events):
                      and event["processor_s"] - begin["processor_s"] >= SHARE * length)
         if event is own[-1]:
             continue
-        rate = (event["processor_s"] - begin["processor_s"]) / (event["elapsed_s"] - begin["elapsed_s"])
-        yield phase, length, event["remaining_s"] * rate / (end - event["processor_s"]) - 1.0
+        processor, elapsed = (event[key] - begin[key] for key in ("processor_s", "elapsed_s"))
+        estimate = event["remaining_s"] * processor / elapsed
+        yield phase, length, estimate / (end - event["processor_s"]) - 1.0
 
 
 def main():
     program, *rest = sys.argv[1:]
-    scenes, options = (rest[:rest.index("--")], rest[rest.index("--") + 1:]) if "--" in rest else (rest, [])
+    end = rest.index("--") if "--" in rest else len(rest)
+    scenes, options = rest[:end], rest[end + 1:]
     for scene in scenes:
         for threads in ("1", "2"):
             found = {}
             for _ in range(RUNS):
-                for phase, length, error in errors_of(events_of(program, scene, ["--threads", threads, *options])):
+                for phase, length, error in errors_of(events_of(program, scene,
+                                                                ["--threads", threads, *options])):
                     found.setdefault(phase, []).append((100 * error, length))
             for phase, pairs in found.items():
                 errors, lengths = zip(*pairs)
-                print(f"{os.path.basename(scene):<14} {threads}  {phase:<8} {statistics.median(lengths):6.2f} s "
-                      f"{statistics.median(errors):+6.1f} %  ({min(errors):+.1f} to {max(errors):+.1f})", flush=True)
+                print(f"{os.path.basename(scene):<14} {threads}  {phase:<8} "
+                      f"{statistics.median(lengths):6.2f} s {statistics.median(errors):+6.1f} %  "
+                      f"({min(errors):+.1f} to {max(errors):+.1f})", flush=True)
 
 
 if __name__ == "__main__":

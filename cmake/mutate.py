@@ -2,11 +2,12 @@
 """Changes one operator, constant or condition of the library at a time and runs the tests.
 
 usage: mutate.py ROOT WORK COUNT [SEED]
-Copies the tree ROOT to WORK/source, builds it below WORK, then breaks it COUNT times, at places spread
-evenly over the folders of src. The tests of the folder run first, then those of all other folders; a
-change that no test notices survives. A change that does not compile is drawn again. Prints a line for
-each change and the score, and exits with 1 when that is below 90 %. Offutt's set of operators
-("sufficient mutation operators", Offutt et al. 1996), as far as text without a parser allows.
+Copies the tree ROOT to WORK/source, builds it below WORK, then breaks it COUNT times, at places
+spread evenly over the folders of src. The tests of the folder run first, then those of all other
+folders; a change that no test notices survives. A change that does not compile is drawn again.
+Prints a line for each change and the score, and exits with 1 when that is below 90 %. Offutt's set
+of operators ("sufficient mutation operators", Offutt et al. 1996), as far as text without a parser
+allows.
 """
 import pathlib
 import random
@@ -122,7 +123,8 @@ def main(root, work, count, seed):
         survived += outcome
         killed += not outcome
         number, _, old, new = place
-        print(f"{'SURVIVED' if outcome else 'noticed '} {file.relative_to(tree.source)}:{number + 1}: "
+        print(f"{'SURVIVED' if outcome else 'noticed '} "
+              f"{file.relative_to(tree.source)}:{number + 1}: "
               f"{old.strip()} became {new.strip()}", flush=True)
     print(f"{killed} of {count} changes were noticed, {100 * killed / count:.1f} %")
     return 0 if killed >= WANTED * count else 1

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Makes up whole scenes from the reader's own table of keys, with values that are right, half right or
-wrong, and has the program check, render, and resume each. A scene that crashes it, hangs it, damages a
-file or cannot be resumed is kept, with the command that showed it.
+"""Makes up whole scenes from the reader's own table of keys, with values that are right, half right
+or wrong, and has the program check, render, and resume each. A scene that crashes it, hangs it,
+damages a file or cannot be resumed is kept, with the command that showed it.
 
 usage: scenes.py PROGRAM TABLE SECONDS KEEP [SEED]   TABLE: what "mh_words keys" prints
 SPDX-License-Identifier: MIT"""

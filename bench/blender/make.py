@@ -89,7 +89,8 @@ def mesh(name, fill, looks=None, smooth=False):
 
 def sphere(look=None, radius=1.0, segments=64, smooth=True):
     return mesh("sphere", lambda b: bmesh.ops.create_uvsphere(
-        b, u_segments=segments, v_segments=segments // 2, radius=radius, calc_uvs=True), look, smooth)
+        b, u_segments=segments, v_segments=segments // 2, radius=radius, calc_uvs=True), look,
+                smooth)
 
 
 def cube(look=None, size=2.0):
@@ -113,8 +114,8 @@ def floor(color=0.6, size=40.0):
 def picture(name, function, width=64, height=64, is_data=False, is_float=False):
     """A picture of a function of u and v, arrays of the middles of the texels."""
     made = bpy.data.images.new(name, width, height, float_buffer=is_float, is_data=is_data)
-    v, u = numpy.meshgrid((numpy.arange(height) + 0.5) / height, (numpy.arange(width) + 0.5) / width,
-                          indexing="ij")
+    v, u = numpy.meshgrid((numpy.arange(height) + 0.5) / height,
+                          (numpy.arange(width) + 0.5) / width, indexing="ij")
     texels = numpy.ones((height, width, 4), numpy.float32)
     colors = function(u, v)
     for channel, values in enumerate(colors):

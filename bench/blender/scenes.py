@@ -204,7 +204,8 @@ def textures():
     def mapped(n):
         where = n.add("Mapping", Vector=n.add("UVMap"), Scale=(2, 1, 1), Rotation=(0, 0, 0.5),
                       Location=(0.2, 0.1, 0))
-        return n.add("BsdfDiffuse", Color=n.add("TexImage", settings={"image": image}, Vector=where))
+        return n.add("BsdfDiffuse",
+                     Color=n.add("TexImage", settings={"image": image}, Vector=where))
 
     def mixed(n):
         return n.add("BsdfDiffuse", Color=n.add(

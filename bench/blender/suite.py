@@ -1,7 +1,7 @@
 """Renders scenes with moonhare and with Cycles, and compares:
 blender -b --factory-startup --python-exit-code 1 -P suite.py -- FOLDER [NAME...]
-Pictures go to FOLDER, a line of JSON for each scene to FOLDER/results.json. Pictures of Cycles are kept
-for the next time, as long as the scene stays the same.
+Pictures go to FOLDER, a line of JSON for each scene to FOLDER/results.json. Pictures of Cycles are
+kept for the next time, as long as the scene stays the same.
 SPDX-License-Identifier: MIT"""
 import hashlib
 import inspect
@@ -97,7 +97,8 @@ def block_means(picture):
 
 
 def shift_between(ours, theirs):
-    """Pixels (x, y) by which one picture lies beside the other, by least squares over its slopes."""
+    """Pixels (x, y) by which one picture lies beside the other, by least squares over its
+    slopes."""
     a, b = (numpy.log(0.05 + picture.mean(-1)) for picture in (ours, theirs))
     dy, dx = numpy.gradient(b)
     slopes = numpy.stack([dx.ravel(), dy.ravel()], -1)
@@ -131,13 +132,12 @@ def run(name, folder):
         theirs, their_seconds = pixels(kept), 0.0
     else:
         theirs, their_seconds = rendered(scene, "CYCLES", kept)
-    result = {"name": name, **compared(ours, theirs, limit), "seconds": [our_seconds, their_seconds],
-              "report": report}
+    result = {"name": name, **compared(ours, theirs, limit),
+              "seconds": [our_seconds, their_seconds], "report": report}
     gap = numpy.ones((ours.shape[0], 4, 3))
     save_png(numpy.concatenate([ours, gap, theirs], 1), os.path.join(folder, name + ".png"))
-    print("{name:16} mean {mean:.4f} rms {rms:.4f} worst {worst:.3f} within {within:.2f} shift {shift}"
-          " {seconds}".format(**{**result, "seconds": [round(s, 1) for s in result["seconds"]]}),
-          flush=True)
+    print("{name:16} mean {mean:.4f} rms {rms:.4f} worst {worst:.3f} within {within:.2f} "
+          "shift {shift}".format(**result), [round(s, 1) for s in result["seconds"]], flush=True)
     return result
 
 

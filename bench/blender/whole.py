@@ -5,8 +5,8 @@ import random
 
 import bpy
 
-from make import (camera, checker, cone, cube, diffuse, floor, garden, glow, lamp, link, material, plane,
-                  principled, sphere, world)
+from make import (camera, checker, cone, cube, diffuse, floor, garden, glow, lamp, link, material,
+                  plane, principled, sphere, world)
 from scenes import add_hair
 
 
@@ -27,7 +27,8 @@ def interior():
          scale=(1.2, 1.2, 0.1))
     link("leg", cube(diffuse(0.1), 1), (1, 1, 0.33), scale=(0.15, 0.15, 0.65))
     link("bulb", sphere(glow((1, 0.85, 0.6), 12), 0.2), (1, 1, 2.2))
-    lamp("AREA", (3.5, 0, 1.9), (0, 90, 0), 250, (0.8, 0.9, 1), shape="RECTANGLE", size=2.2, size_y=2.8)
+    lamp("AREA", (3.5, 0, 1.9), (0, 90, 0), 250, (0.8, 0.9, 1), shape="RECTANGLE", size=2.2,
+         size_y=2.8)
     world(0.2)
     camera((-0.5, -2.9, 1.6), (0.1, 1.5, 1.1), 75)
 
@@ -82,7 +83,8 @@ def still_life():
     """Glasses, a bottle and fruit on a table."""
     link("table", plane(principled(Base_Color=(0.35, 0.22, 0.12), Roughness=0.4), 20))
     clear = material("clear", lambda n: n.add("BsdfGlass", IOR=1.5, Roughness=0.0))
-    green = material("green", lambda n: n.add("BsdfGlass", IOR=1.5, Color=(0.5, 0.8, 0.5), Roughness=0.0))
+    green = material("green",
+                     lambda n: n.add("BsdfGlass", IOR=1.5, Color=(0.5, 0.8, 0.5), Roughness=0.0))
     link("ball", sphere(clear, 0.7), (-1.6, 0, 0.7))
     link("bottle", sphere(green, 0.7), (0.1, 0.6, 1.1), scale=(0.8, 0.8, 1.6))
     link("cone", cone(clear, False, 0.6, 1.4), (1.7, -0.3, 0.75))
@@ -104,7 +106,8 @@ def forest():
         trunk.location, trunk.scale = (0, 0, 0.4), (0.2, 0.2, 0.8)
         group.objects.link(trunk)
         for level in range(3):
-            crown = bpy.data.objects.new("crown", cone(diffuse(color), False, 0.9 - 0.2 * level, 1.0))
+            crown = bpy.data.objects.new("crown",
+                                         cone(diffuse(color), False, 0.9 - 0.2 * level, 1.0))
             crown.location = (0, 0, 1.1 + 0.6 * level)
             group.objects.link(crown)
         kinds.append(group)

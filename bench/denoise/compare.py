@@ -1,7 +1,7 @@
-"""Product of error and time, denoised, beside undenoised Cycles: compare.py BUILD SCENE... renders scene
-directories of the kind that cycles_scene.py knows by both in one run, each held against its own two
-pictures of many samples, whose noise is taken off. Times are processor time: of the render alone for Cycles, of the whole
-program for moonhare.
+"""Product of error and time, denoised, beside undenoised Cycles: compare.py BUILD SCENE... renders
+scene directories of the kind that cycles_scene.py knows by both in one run, each held against its
+own two pictures of many samples, whose noise is taken off. Times are processor time: of the render
+alone for Cycles, of the whole program for moonhare.
 SPDX-License-Identifier: MIT"""
 import argparse
 import json
@@ -24,7 +24,8 @@ def processor_seconds():
 
 def cycles(scene, samples, path, seed=0):
     output = subprocess.run(["blender", "-b", "--python-exit-code", "1", "-P",
-                             os.path.join(HERE, "cycles_scene.py"), "--", scene, str(samples), str(seed), path],
+                             os.path.join(HERE, "cycles_scene.py"), "--", scene, str(samples),
+                             str(seed), path],
                             check=True, capture_output=True, text=True).stdout
     return float(re.search(r"processor seconds (\S+)", output).group(1))
 
@@ -65,7 +66,9 @@ def error(program, picture, references):
 
 
 def compare(program, scene, samples, folder):
-    at = lambda name: os.path.join(folder, name)  # noqa: E731
+    def at(name):
+        return os.path.join(folder, name)
+
     their_references = [at(f"cycles{seed}.exr") for seed in (1, 2)]
     our_references = [at(f"ours{seed}.pfm") for seed in (1, 2)]
     for seed, (theirs, ours) in enumerate(zip(their_references, our_references), 1):
@@ -89,7 +92,8 @@ def main():
     parser.add_argument("scenes", nargs="+", metavar="SCENE")
     parser.add_argument("--samples", type=int, default=1024, help="of the references")
     arguments = parser.parse_args()
-    print("| scene | frames | Cycles, s | error | moonhare, s | error | denoised | ratio of products |\n"
+    print("| scene | frames | Cycles, s | error "
+          "| moonhare, s | error | denoised | ratio of products |\n"
           "|---|---|---|---|---|---|---|---|")
     for scene in arguments.scenes:
         with tempfile.TemporaryDirectory() as folder:

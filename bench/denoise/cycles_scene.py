@@ -1,6 +1,7 @@
 """Renders a scene directory with Cycles: blender -b --python-exit-code 1 -P cycles_scene.py --
-SCENE SAMPLES SEED PICTURE.exr prints the processor time of the render. Knows scenes of one OBJ file with
-lambertian and emissive colours, one still camera without a lens, and a sky of a colour or an image.
+SCENE SAMPLES SEED PICTURE.exr prints the processor time of the render. Knows scenes of one OBJ file
+with lambertian and emissive colours, one still camera without a lens, and a sky of a colour or an
+image.
 SPDX-License-Identifier: MIT"""
 import glob
 import math
@@ -12,8 +13,8 @@ import bpy
 import mathutils
 
 folder, samples, seed, path = sys.argv[sys.argv.index("--") + 1:]
-KEYS = {"name", "color", "image", "bounce", "sample", "resolution", "position", "target", "up_vector",
-        "field_of_view", "obj"}
+KEYS = {"name", "color", "image", "bounce", "sample", "resolution", "position", "target",
+        "up_vector", "field_of_view", "obj"}
 
 
 def read_blocks(lines):
@@ -116,7 +117,8 @@ def set_up(scene, blocks):
     cycles.samples, cycles.seed = int(samples), int(seed)
     cycles.use_adaptive_sampling = cycles.use_denoising = False
     cycles.max_bounces = 12
-    cycles.diffuse_bounces = int(numbers(blocks, "render", "final_gather", "bounce", default="6")[0])
+    cycles.diffuse_bounces = int(numbers(blocks, "render", "final_gather", "bounce",
+                                         default="6")[0])
     cycles.pixel_filter_type = "BOX"
     cycles.filter_width = 1
     cycles.sample_clamp_direct = cycles.sample_clamp_indirect = 0

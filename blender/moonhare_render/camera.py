@@ -7,14 +7,15 @@ import numpy
 
 from . import compat
 
-FARTHEST = 1000.0  # distance of a camera that stands for an orthographic one, over the size of the scene
+# Distance of a camera that stands for an orthographic one, over the size of the scene.
+FARTHEST = 1000.0
 WIDEST = 178.0  # degrees
 
 
 @dataclass
 class View:
-    """A render of `resolution` pixels of which `region` (x0, y0, x1, y1, rows from the top) is needed,
-    resized to `size` pixels."""
+    """A render of `resolution` pixels of which `region` (x0, y0, x1, y1, rows from the top) is
+    needed, resized to `size` pixels."""
     resolution: tuple
     region: tuple
     size: tuple

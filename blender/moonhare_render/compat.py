@@ -11,18 +11,21 @@ PRESETS = "moonhare/render"  # folder below those of all presets
 
 # Sockets of the Principled BSDF under their newer names.
 OLD_SOCKETS = {
-    "Specular IOR Level": "Specular", "Transmission Weight": "Transmission", "Coat Weight": "Clearcoat",
+    "Specular IOR Level": "Specular", "Transmission Weight": "Transmission",
+    "Coat Weight": "Clearcoat",
     "Coat Roughness": "Clearcoat Roughness", "Emission Color": "Emission", "Sheen Weight": "Sheen",
     "Subsurface Weight": "Subsurface",
 }
-# Up to 3.6 the Principled BSDF adds its reflection to the full diffuse light, and a quarter of its coat.
+# Up to 3.6 the Principled BSDF adds its reflection to the full diffuse light, and a quarter of its
+# coat.
 PRINCIPLED_ADDS = VERSION < (4, 0)
 MICROFACET = "ggx_separable" if PRINCIPLED_ADDS else "ggx"  # how facets mask each other
-# Up to 3.6 Multiscatter GGX follows light from facet to facet; later it is GGX, made brighter by what
-# facets lose on the mean over all angles.
+# Up to 3.6 Multiscatter GGX follows light from facet to facet; later it is GGX, made brighter by
+# what facets lose on the mean over all angles.
 FACETS = ("GGX",) if PRINCIPLED_ADDS else ("GGX", "MULTI_GGX")
 COAT_SCALE = 0.25 if PRINCIPLED_ADDS else 1.0
-# Radiance of an area lamp of power 1 and area 1: a quarter in 3.4; 4.3 has that of a Lambertian one.
+# Radiance of an area lamp of power 1 and area 1: a quarter in 3.4; 4.3 has that of a Lambertian
+# one.
 AREA_RADIANCE = 0.25 if VERSION < (4, 0) else 1 / numpy.pi
 # Up to 3.4 spots fade with the cosine, too.
 SPOT_FALLOFF = "cosine" if VERSION < (3, 5) else "smooth"
@@ -124,7 +127,7 @@ def panorama_type(camera):
 
 
 def register_presets(folder):
-    """Makes the presets of a folder known; before 4.1 by copies in the user's folder, which stay."""
+    """Makes the presets of a folder known; before 4.1 by copies in the user's folder that stay."""
     if hasattr(bpy.utils, "register_preset_path"):
         bpy.utils.register_preset_path(folder)
         return

@@ -70,8 +70,8 @@ class MoonhareRenderEngine(bpy.types.RenderEngine):
         self.register_pass(scene, renderlayer, "Combined", 4, "RGBA", "COLOR")
         lamps = passes.lamp_names(scene)
         for wanted in passes.wanted_passes(renderlayer, scene.moonhare, lamps):
-            self.register_pass(scene, renderlayer, wanted.name, len(wanted.channels), wanted.channels,
-                               wanted.kind)
+            self.register_pass(scene, renderlayer, wanted.name, len(wanted.channels),
+                               wanted.channels, wanted.kind)
 
     def render(self, depsgraph):
         report, has_picture = Report(), False
@@ -108,7 +108,8 @@ class MoonhareRenderEngine(bpy.types.RenderEngine):
         scene = depsgraph.scene
         program = program_path()
         if not program:
-            raise Failure("the program moonhare is not found; the preferences of the add-on name it")
+            raise Failure("the program moonhare is not found; "
+                          "the preferences of the add-on name it")
         self.update_stats("", "moonhare: writing the scene")
         started = time.monotonic()
         directory = directory_for(scene, scene.render.use_persistent_data)
@@ -124,14 +125,15 @@ class MoonhareRenderEngine(bpy.types.RenderEngine):
                           layer=depsgraph.view_layer_eval.name)
         run = Run(program, directory.path, folder, options_of(scene.moonhare, scene.render))
         try:
-            return self.follow(run, Shown(self, job, folder, depsgraph.view_layer_eval.name), report)
+            return self.follow(run, Shown(self, job, folder, depsgraph.view_layer_eval.name),
+                               report)
         finally:
             if run.is_alive:
                 run.end()
 
     def follow(self, run, shown, report):
-        """Until the end of the process: progress, pictures, and Blender's wish to cancel. False where
-        there is no picture."""
+        """Until the end of the process: progress, pictures, and Blender's wish to cancel. False
+        where there is no picture."""
         while run.is_alive:
             event = run.next_event(POLL)
             if self.is_unwanted():
@@ -158,6 +160,7 @@ class MoonhareRenderEngine(bpy.types.RenderEngine):
             left = event.get("remaining_s") or 0
             self.update_stats(f"Remaining: {clock(left)} | Memory: {memory / 2 ** 20:.0f} MB",
                               f"moonhare: frame {event.get('frame')} of {event.get('frames')}")
+
 
 def clock(seconds):
     return f"{int(seconds) // 60}:{int(seconds) % 60:02}"

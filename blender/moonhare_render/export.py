@@ -99,4 +99,3 @@ def export(depsgraph, scene, settings, report, link):
     report.fact(f"{geometry.triangles:,} triangles in {len(geometry.instances):,} instances, "
                 f"{strands.count:,} strands; {scene.reused} files were there already")
     return job
-

@@ -1,5 +1,5 @@
-"""Objects of the evaluated scene as meshes, strands and instances. Arrays come by foreach_get: no loop
-runs over vertices.
+"""Objects of the evaluated scene as meshes, strands and instances. Arrays come by foreach_get: no
+loop runs over vertices.
 SPDX-License-Identifier: MIT"""
 from dataclasses import dataclass
 
@@ -182,7 +182,8 @@ def visibility(ob, report):
     if not ob.visible_camera and not any(flags):
         return None
     if not all(flags):
-        report.note(f'object "{ob.name}" is hidden from some rays; only camera rays can be told apart')
+        report.note(f'object "{ob.name}" is hidden from some rays; '
+                    "only camera rays can be told apart")
     if ob.is_holdout or ob.is_shadow_catcher:
         report.note(f'object "{ob.name}" is shown as an ordinary one')
     return bool(ob.visible_camera)

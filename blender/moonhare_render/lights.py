@@ -1,5 +1,5 @@
-"""Lamps: points, spots and suns as lights, areas as quads and disks that glow. The units are those of
-docs/light-units.md: an intensity or irradiance is divided by pi.
+"""Lamps: points, spots and suns as lights, areas as quads and disks that glow. The units are those
+of docs/light-units.md: an intensity or irradiance is divided by pi.
 SPDX-License-Identifier: MIT"""
 import math
 
@@ -31,8 +31,8 @@ def emission_of(lamp, pictures, report):
 
 
 def sun_factor(blur):
-    """Directions of Blender's sun are uniform on a disk at distance 1, those here in a cone: ratio of
-    the mean cosines."""
+    """Directions of Blender's sun are uniform on a disk at distance 1, those here in a cone: ratio
+    of the mean cosines."""
     return (1 + math.cos(blur)) ** 2 / (4 * math.cos(blur))
 
 
@@ -63,7 +63,8 @@ def area_of(corners):
 
 
 class Lights:
-    """Adds the lamps of a scene; `lamp_aov` makes the image of a lamp's light, by the name of the lamp."""
+    """Adds the lamps of a scene; `lamp_aov` makes the image of a lamp's light, by the name of the
+    lamp."""
 
     def __init__(self, scene, pictures, report, settings, instances, lamp_aov):
         self.scene, self.pictures, self.report = scene, pictures, report
@@ -79,7 +80,8 @@ class Lights:
         length = numpy.linalg.norm(axis)
         color = numpy.array(lamp.color) * emission_of(lamp, self.pictures, self.report)
         color = color * lamp.energy * compat.lamp_gain(lamp)
-        if not numpy.all(numpy.isfinite(matrix)) or not numpy.all(numpy.isfinite(color)) or not length:
+        finite = numpy.all(numpy.isfinite(matrix)) and numpy.all(numpy.isfinite(color))
+        if not finite or not length:
             self.report.note(f'lamp "{ob.name}" has no direction or no numbers and is left out')
             return
         if (color < 0).any():
@@ -129,8 +131,8 @@ class Lights:
         fan = [(0, i, i + 1) for i in range(1, len(corners) - 1)]
         shader = self.scene.shader(
             "lamp_" + ob.name, geometry_shader={"camera_primary": 0},
-            surface_shader=[layer(emissive=color * (compat.AREA_RADIANCE / area), virtual_light=1, specular=1, material="thin",
-                                  sideness="face"),
+            surface_shader=[layer(emissive=color * (compat.AREA_RADIANCE / area), virtual_light=1,
+                                  specular=1, material="thin", sideness="face"),
                             layer(specular=1, material="thin", sideness="back")])
         mesh = self.scene.mesh("lamp_" + ob.name, corners, fan)
         made = self.scene.object("lamp_" + ob.name, shader=shader, mesh=mesh)

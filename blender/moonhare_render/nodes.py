@@ -49,7 +49,8 @@ class Reader:
         if node.bl_idname == "NodeReroute":
             return self.source(node.inputs[0])
         if node.bl_idname == "NodeGroupInput" and self.groups:
-            outer = next((s for s in self.groups[-1].inputs if s.identifier == output.identifier), None)
+            outer = next((s for s in self.groups[-1].inputs if s.identifier == output.identifier),
+                         None)
             group = self.groups.pop()
             found = self.source(outer) or (group, outer)
             self.groups.append(group)
@@ -118,7 +119,8 @@ class Reader:
         if origin.bl_idname == "ShaderNodeUVMap":
             return replace(place, uv_layer=origin.uv_map)
         if not (origin.bl_idname == "ShaderNodeTexCoord" and output.name == "UV"):
-            self.note(f'coordinates "{output.name}" of "{origin.name}" are replaced by uv coordinates')
+            self.note(f'coordinates "{output.name}" of "{origin.name}" are replaced by uv '
+                      "coordinates")
         return place
 
 
@@ -217,12 +219,14 @@ def read_channel(reader, node, output):
 def read_join(reader, node, output):
     if getattr(node, "mode", "RGB") != "RGB":
         return None
-    return combined(lambda r, g, b: numpy.stack([x[..., 0] for x in numpy.broadcast_arrays(r, g, b)],
+    return combined(lambda r, g, b: numpy.stack([x[..., 0]
+                                                 for x in numpy.broadcast_arrays(r, g, b)],
                                                 -1), *(reader.value(s) for s in node.inputs[:3]))
 
 
 def read_luminance(reader, node, output):
-    return combined(lambda a: (a @ LUMINANCE)[..., None].repeat(3, -1), reader.value(node.inputs[0]))
+    return combined(lambda a: (a @ LUMINANCE)[..., None].repeat(3, -1),
+                    reader.value(node.inputs[0]))
 
 
 READERS = {

@@ -108,18 +108,20 @@ class Pictures:
         return rows[y0:y1, x0:x1]
 
     def sum(self, files):
-        found = [self.read(file) for file in files if os.path.exists(os.path.join(self.folder, file))]
+        found = [self.read(file) for file in files
+                 if os.path.exists(os.path.join(self.folder, file))]
         if not found:
             x0, y0, x1, y1 = self.view.region
             return numpy.zeros((y1 - y0, x1 - x0, 3), numpy.float32)
         return sum(found)
 
     def combined(self):
-        """Red, green, blue and coverage. Behind a transparent film stands a white backdrop, which is
-        taken out again."""
+        """Red, green, blue and coverage. Behind a transparent film stands a white backdrop, which
+        is taken out again."""
         picture = self.read(BEAUTY)
         if not self.transparent:
-            return self.finished(numpy.concatenate([picture, numpy.ones_like(picture[..., :1])], -1))
+            return self.finished(numpy.concatenate([picture, numpy.ones_like(picture[..., :1])],
+                                                   -1))
         lit = self.sum([camera_file(kind) for kind in LIT_TYPES])
         coverage = 1 - numpy.clip((picture - lit).mean(-1, keepdims=True), 0, 1)
         return self.finished(numpy.concatenate([lit, coverage], -1))

@@ -26,7 +26,8 @@ class MoonhareSettings(bpy.types.PropertyGroup):
                            description="Rays of a path, with mirrors and glass")
     mode: EnumProperty(name="Mode", items=MODES, default="path")
     estimator: EnumProperty(name="Estimator", items=ESTIMATORS, default="exact")
-    seed: IntProperty(name="Seed", default=0, min=0, description="The same one gives the same picture")
+    seed: IntProperty(name="Seed", default=0, min=0,
+                      description="The same one gives the same picture")
     photons: IntProperty(name="Photons", default=1000000, min=0, max=100000000,
                          description="Photons of each light and of the sky")
     gather_distance: FloatProperty(

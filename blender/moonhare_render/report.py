@@ -1,4 +1,5 @@
-"""What a render or export could not show, as lines of the console and of the text "moonhare report".
+"""What a render or export could not show, as lines of the console and of the text "moonhare
+report".
 SPDX-License-Identifier: MIT"""
 import bpy
 
@@ -34,7 +35,8 @@ class Report:
         return "\n".join(lines) + "\n"
 
     def publish(self):
-        """Prints the lines and keeps them for show(), which may not run while a render is going on."""
+        """Prints the lines and keeps them for show(), which may not run while a render is going
+        on."""
         global latest
         latest = self.text()
         print("".join(f"moonhare: {line}\n" for line in latest.splitlines()), end="", flush=True)

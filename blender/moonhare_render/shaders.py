@@ -34,7 +34,8 @@ class Material:
 
 
 class Materials:
-    """All materials of a scene; their text is written last, when the size of their pictures is known."""
+    """All materials of a scene; their text is written last, when the size of their pictures is
+    known."""
 
     def __init__(self, scene, pictures, report):
         self.scene, self.pictures, self.report = scene, pictures, report
@@ -178,7 +179,8 @@ class Layers:
 
 def picture_slot(value, file, color, **sampler):
     place = value.place
-    sampler.update(texels="middle", pixel_sampler=None if place.pixels == "bilinear" else place.pixels)
+    sampler.update(texels="middle",
+                   pixel_sampler=None if place.pixels == "bilinear" else place.pixels)
     if place.wrap != "repeat":
         sampler.update(wrap_u=place.wrap, wrap_v=place.wrap)
     if place.matrix != type(place)().matrix:
@@ -187,8 +189,8 @@ def picture_slot(value, file, color, **sampler):
 
 
 def normals_of_heights(heights, place, uv_length):
-    """A map of normals from heights in units of length, by central differences; rows go up. One unit of
-    texture coordinates is `uv_length` long, and the picture spans 1 / scale of them."""
+    """A map of normals from heights in units of length, by central differences; rows go up. One
+    unit of texture coordinates is `uv_length` long, and the picture spans 1 / scale of them."""
     matrix = numpy.reshape(place.matrix, (3, 3))
     length = max(uv_length, 1e-6) / max(abs(numpy.linalg.det(matrix[:2, :2])) ** 0.5, 1e-6)
     texel = length / numpy.array([heights.shape[1], heights.shape[0]])

@@ -68,7 +68,8 @@ class Strands:
         whole = numpy.isfinite(points).all() and numpy.isfinite(radii).all()
         if not len(counts) or not whole or counts.min() < 2 or counts.max() > MOST_STRANDS:
             if len(counts):
-                self.report.note(f'hair "{name}" is left out: it has strands of one point, or no numbers')
+                self.report.note(f'hair "{name}" is left out: it has strands of one point, '
+                                 "or no numbers")
             return
         radii = numpy.maximum(radii, 1e-3 * max(float(radii.max()), 1e-6))
         unit = usual_length(points, counts)

@@ -1,5 +1,5 @@
-"""Shader nodes as parts of a surface: layers with the share of light that each takes. The formulas of the
-layers are those of docs/materials.md.
+"""Shader nodes as parts of a surface: layers with the share of light that each takes. The formulas
+of the layers are those of docs/materials.md.
 SPDX-License-Identifier: MIT"""
 from dataclasses import dataclass, field, replace
 
@@ -96,8 +96,8 @@ class SurfaceReader:
             return
         reader = SHADERS.get(node.bl_idname)
         if reader is None:
-            self.reader.note(f'shader "{node.name}" ({node.bl_label}) is not understood and is taken '
-                             "for a diffuse one")
+            self.reader.note(f'shader "{node.name}" ({node.bl_label}) is not understood and is '
+                             "taken for a diffuse one")
             reader = SurfaceReader.diffuse
         reader(self, node, amount)
 
@@ -144,7 +144,8 @@ class SurfaceReader:
         if found and found[0].bl_idname in ("ShaderNodeFresnel", "ShaderNodeLayerWeight"):
             self.mix_by_fresnel(found, node, amount)
             return
-        share = combined(lambda a: numpy.clip(a, 0, 1), grey(self.reader.value(node.inputs[0], 0.5)))
+        share = combined(lambda a: numpy.clip(a, 0, 1),
+                         grey(self.reader.value(node.inputs[0], 0.5)))
         self.read(first, product(amount, reverse(share)))
         self.read(second, product(amount, share))
 
@@ -200,7 +201,8 @@ class SurfaceReader:
     def glass_slots(color, roughness, index, distribution):
         if distribution in compat.FACETS:  # which lose little: most light goes through
             distribution = "GGX"
-        return {"material": "solid", **lobe(color, roughness, distribution), "ior": max(index, 1.0001)}
+        return {"material": "solid", **lobe(color, roughness, distribution),
+                "ior": max(index, 1.0001)}
 
     def transparent(self, node, amount):
         self.add(node, amount, {"material": "thin", "specular": self.input(node, "Color")})
@@ -215,13 +217,15 @@ class SurfaceReader:
         self.add(node, amount, {"lambertian": constant(0)})
 
     def hair(self, node, amount):
-        """Widths and absorption of a colour by [Chiang16] eq. 7 to 9: the width along the fibre is the root
-        of the variance, the one around it that of a Gaussian like the logistic function."""
+        """Widths and absorption of a colour by [Chiang16] eq. 7 to 9: the width along the fibre is
+        the root of the variance, the one around it that of a Gaussian like the logistic
+        function."""
         if node.bl_idname == "ShaderNodeBsdfHair":
             self.reader.note(f'"{node.name}" is taken for a fibre that scatters by a model')
             roughness, across = self.number(node, "RoughnessU", 0.3), 0.3
         else:
-            roughness, across = self.number(node, "Roughness"), self.number(node, "Radial Roughness", 0.3)
+            roughness, across = self.number(node, "Roughness"), self.number(node,
+                                                                            "Radial Roughness", 0.3)
         if getattr(node, "model", "CHIANG") != "CHIANG":
             self.reader.note(f'"{node.name}" is shown with the model of Chiang')
         powers = across ** numpy.arange(6)
@@ -234,7 +238,8 @@ class SurfaceReader:
             color = numpy.clip(self.input(node, "Color").mean(), 1e-3, 0.999)
             absorption = (numpy.log(color) / width) ** 2
         wide = 0.726 * roughness + 0.812 * roughness ** 2 + 3.7 * roughness ** 20
-        around = numpy.sqrt(numpy.pi / 8) * (0.265 * across + 1.194 * across ** 2 + 5.372 * across ** 22)
+        around = numpy.sqrt(numpy.pi / 8) * (0.265 * across + 1.194 * across ** 2
+                                             + 5.372 * across ** 22)
         slots = {"glossy": constant(1),
                  "roughness": Value(numpy.array([numpy.degrees(wide) / HAIR_UNIT, 0.0, 0.0])),
                  "azimuthal_width": float(numpy.degrees(LOGISTIC * around)),
@@ -250,7 +255,8 @@ class SurfaceReader:
 
     def principled(self, node, amount):
         base = self.input(node, "Base Color", 0.8)
-        metal, clear = grey(self.input(node, "Metallic")), grey(self.input(node, "Transmission Weight"))
+        metal, clear = grey(self.input(node, "Metallic")), grey(self.input(node,
+                                                                           "Transmission Weight"))
         alpha, roughness = grey(self.input(node, "Alpha", 1.0)), self.input(node, "Roughness", 0.5)
         for name, lost in (("Subsurface Weight", "light below the surface"),
                            ("Anisotropic", "the stretch of its lobe")):
@@ -267,8 +273,10 @@ class SurfaceReader:
         self.metal(node, product(solid, metal), base, roughness, coat)
         self.add(node, product(rest, clear),
                  self.glass_slots(base, roughness, self.number(node, "IOR", 1.45), kind))
-        self.add(node, product(amount, reverse(alpha)), {"material": "thin", "specular": constant(1)})
-        light = product(self.input(node, "Emission Color"), grey(self.input(node, "Emission Strength")))
+        self.add(node, product(amount, reverse(alpha)),
+                 {"material": "thin", "specular": constant(1)})
+        light = product(self.input(node, "Emission Color"),
+                        grey(self.input(node, "Emission Strength")))
         if not light.is_black:
             self.parts.append(Part(solid, {"emissive": light}))
 
@@ -336,9 +344,12 @@ SHADERS = {
     "ShaderNodeBsdfDiffuse": SurfaceReader.diffuse, "ShaderNodeBsdfGlossy": SurfaceReader.glossy,
     "ShaderNodeBsdfAnisotropic": SurfaceReader.glossy, "ShaderNodeBsdfGlass": SurfaceReader.glass,
     "ShaderNodeBsdfRefraction": SurfaceReader.glass, "ShaderNodeEmission": SurfaceReader.emission,
-    "ShaderNodeBsdfTransparent": SurfaceReader.transparent, "ShaderNodeMixShader": SurfaceReader.mix,
-    "ShaderNodeBsdfTranslucent": SurfaceReader.translucent, "ShaderNodeAddShader": SurfaceReader.sum,
-    "ShaderNodeBsdfPrincipled": SurfaceReader.principled, "ShaderNodeHoldout": SurfaceReader.holdout,
+    "ShaderNodeBsdfTransparent": SurfaceReader.transparent,
+    "ShaderNodeMixShader": SurfaceReader.mix,
+    "ShaderNodeBsdfTranslucent": SurfaceReader.translucent,
+    "ShaderNodeAddShader": SurfaceReader.sum,
+    "ShaderNodeBsdfPrincipled": SurfaceReader.principled,
+    "ShaderNodeHoldout": SurfaceReader.holdout,
     "ShaderNodeBsdfHair": SurfaceReader.hair, "ShaderNodeBsdfHairPrincipled": SurfaceReader.hair,
 }
 

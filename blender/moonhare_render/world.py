@@ -53,8 +53,8 @@ def turn_of(reader, node):
 
 
 def at_corners(rows):
-    """Texels of a map lie at their corners here and at their middles in Blender: twice as many hold both.
-    Rows start at the zenith."""
+    """Texels of a map lie at their corners here and at their middles in Blender: twice as many hold
+    both. Rows start at the zenith."""
     if rows.shape[1] > SMALL_MAP:
         return rows
     height, width = rows.shape[:2]
@@ -93,5 +93,6 @@ def add_world(scene, world, pictures, report, settings, lamp_aov, backdrop):
     turn = turn_of(reader, environment_node(reader, background.inputs["Color"]))
     rows = at_corners(numpy.maximum(light.rows(), 0)[::-1])
     image = pictures.texels("sky", rows)  # maps enter with the zenith first
-    scene.add("sky_light", image=image, color=(1, 1, 1), sample=settings.samples * settings.light_rays,
+    scene.add("sky_light", image=image, color=(1, 1, 1),
+              sample=settings.samples * settings.light_rays,
               north=turn.T @ NORTH, zenith=turn.T @ ZENITH, **keys)

@@ -23,8 +23,10 @@ class AddOn(unittest.TestCase):
     @unittest.skipUnless(shutil.which("xvfb-run"), "xvfb is not installed")
     def test_theWindowShowsTheCubeAndThePanels(self):
         """The picture of the window stays beside the zip file."""
-        self.expect(["xvfb-run", "--auto-servernum", "--server-args", "-screen 0 1280x800x24", BLENDER,
-                     "--window-geometry", "0", "0", "1280", "800"], "window.py", "the window was seen")
+        self.expect(["xvfb-run", "--auto-servernum", "--server-args", "-screen 0 1280x800x24",
+                     BLENDER,
+                     "--window-geometry", "0", "0", "1280", "800"], "window.py",
+                    "the window was seen")
 
     def expect(self, command, script, words):
         with tempfile.TemporaryDirectory() as folder:

@@ -230,7 +230,8 @@ def writes_a_million_triangles_fast():
     x, y = numpy.meshgrid(numpy.arange(count, dtype=numpy.float32), numpy.arange(count))
     points = numpy.stack([x, y, numpy.sin(x)], -1).reshape(-1, 3) / count
     first = (numpy.arange(count - 1)[:, None] * count + numpy.arange(count - 1)).ravel()
-    corners = numpy.stack([first, first + 1, first + count + 1, first + count], -1).astype(numpy.int32)
+    corners = numpy.stack([first, first + 1, first + count + 1, first + count],
+                          -1).astype(numpy.int32)
     data = bpy.data.meshes.new("grid")
     data.vertices.add(len(points))
     data.vertices.foreach_set("co", points.astype(numpy.float32).ravel())
@@ -279,13 +280,15 @@ class StandIn:
 
 def understands_names_of_later_versions():
     fresh()
-    inner = {name: sys.modules["moonhare_render." + name] for name in ("compat", "nodes", "surfaces")}
+    inner = {name: sys.modules["moonhare_render." + name]
+             for name in ("compat", "nodes", "surfaces")}
     values = {"Base Color": (0.8, 0.4, 0.2, 1.0), "Metallic": 0.0, "Roughness": 0.0, "IOR": 1.8,
               "Specular IOR Level": 0.25, "Transmission Weight": 0.25, "Coat Weight": 0.1,
               "Coat Roughness": 0.0, "Sheen Weight": 0.5, "Subsurface Weight": 0.5,
               "Emission Color": (1.0, 0.5, 0.0, 1.0), "Emission Strength": 2.0, "Alpha": 1.0}
-    node = StandIn(bl_idname="ShaderNodeBsdfPrincipled", name="later", distribution="MULTI_GGX", inputs={
-        name: StandIn(name=name, default_value=value, is_linked=False) for name, value in values.items()})
+    node = StandIn(bl_idname="ShaderNodeBsdfPrincipled", name="later", distribution="MULTI_GGX",
+                   inputs={name: StandIn(name=name, default_value=value, is_linked=False)
+                           for name, value in values.items()})
     before = inner["compat"].PRINCIPLED_ADDS, inner["compat"].COAT_SCALE
     inner["compat"].PRINCIPLED_ADDS, inner["compat"].COAT_SCALE = False, 1.0
     notes = []
@@ -316,8 +319,10 @@ def goes_and_comes_back():
 
 
 CASES = (
-    shows_the_scene_and_every_pass, keeps_the_film_transparent, stands_upright_under_shift_and_border,
-    does_without_a_program, survives_a_killed_program, ends_the_program_on_cancel, reports_a_full_disk,
+    shows_the_scene_and_every_pass, keeps_the_film_transparent,
+    stands_upright_under_shift_and_border,
+    does_without_a_program, survives_a_killed_program, ends_the_program_on_cancel,
+    reports_a_full_disk,
     reports_a_scene_of_nothing, reports_a_fault_of_its_own, takes_any_name_and_missing_pictures,
     renders_ten_thousand_objects, writes_a_million_triangles_fast, writes_again_only_what_changed,
     exports_a_sound_scene, understands_names_of_later_versions, goes_and_comes_back)

@@ -1,5 +1,5 @@
-"""Runs in a Blender with a window: renders the scene that it starts with by F12's operator and keeps a
-picture of the window. KEPT names the folder of window.png.
+"""Runs in a Blender with a window: renders the scene that it starts with by F12's operator and
+keeps a picture of the window. KEPT names the folder of window.png.
 SPDX-License-Identifier: MIT"""
 import os
 
