@@ -19,11 +19,6 @@ struct SkyDraw {
 SkyDraw draw_sky(const Vec2& uv);
 
 // The same in two steps: which texels uv chooses among, which are asked for, and the choice.
-struct SkyPlace {
-    Vec2 uv;
-    std::int32_t row = 0, block = 0;
-};
-
 SkyPlace find_sky(const Vec2& uv);
 SkyDraw sky_draw_at(const SkyPlace& place);
 

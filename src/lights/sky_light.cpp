@@ -135,17 +135,9 @@ void add_sky_sample(const LightShot& shot, LightSplit& sum) {
     add_arrival(shot, response, arrival, sum);
 }
 
-// Of the hit that a thread is at, and the cursor of its sample; path 0: of none.
-struct alignas(32) ExpectedSample {
-    SkyPlace place;
-    std::uint32_t path = 0, number = 0;
-};
-
-std::array<ExpectedSample, kMaxThreads> ExpectedSamples;
-
 // Where a hit takes several samples, the others are not expected.
 SkyPlace place_of_sample(const LightShot& shot) {
-    const ExpectedSample& expected = ExpectedSamples[shot.ray.thread];
+    const ExpectedSkySample& expected = SkyLight.distribution.expected[shot.ray.thread];
     const SampleCursor& cursor = shot.cursor;
     const bool known = expected.path == cursor.path && expected.number == cursor.place;
     if (known && cursor.path != 0) return expected.place;
@@ -277,7 +269,7 @@ void expect_sky_sample(const Ray& ray) {
     if (SkyLight.sample < 1 || SkyLight.distribution.blocks.empty()) return;
     if (ray.cursor.path == 0) return;
     const SkyPlace place = find_sky(draw_pair(ray.cursor, Draw::sky));
-    ExpectedSamples[ray.thread] = {place, ray.cursor.path, ray.cursor.place};
+    SkyLight.distribution.expected[ray.thread] = {place, ray.cursor.path, ray.cursor.place};
 }
 
 Vec3 sky_radiance(const Ray& ray) {

@@ -97,12 +97,25 @@ struct alignas(64) SkyBlock {
 
 constexpr std::size_t kSkyRowBlocks = std::size_t{kSkyFaceSize} / kSkyBlock;
 
+// A row of texels and a block in it, which a point of the unit square chooses.
+struct SkyPlace {
+    Vec2 uv;
+    std::int32_t row = 0, block = 0;
+};
+
+// The place of the next sample of the hit that a thread is at; path 0: of none.
+struct alignas(64) ExpectedSkySample {
+    SkyPlace place;
+    std::uint32_t path = 0, number = 0; // of the cursor that draws it
+};
+
 // The sky of the exact estimator, filtered, and what samples are drawn from: first a row of texels
 // of all faces, then a block in it, then a texel.
 struct SkyDistribution {
     std::vector<SkyBlock> blocks; // of the texels of the map; empty without an image
     DiscreteSampler rows;
     std::vector<std::array<float, kSkyRowBlocks>> row_shares; // up to and with each block
+    std::array<ExpectedSkySample, kMaxThreads> expected;
 };
 
 // Light around the scene at infinite distance: an image or a colour.
