@@ -161,25 +161,26 @@ Vec3 bare_density(const Ray& ray, const CompiledLayer& layer) {
 }
 
 Vec3 radiance_of_survivor(Ray& ray) {
-    if (is_exact()) expect_sky(ray);
+    const bool exact = is_exact();
+    if (exact) expect_sky(ray);
     if (!closest_hit(ray)) return sky_seen(ray);
     const bool use_density = ends_in_density(ray);
     if (!use_density && is_lost(ray)) return {};
     if (use_density)
         if (const CompiledLayer* const layer = layer_of_bare_density(ray))
             return bare_density(ray, *layer);
-    if (is_exact() && within_bounces(ray)) expect_sky_sample(ray);
+    if (exact && within_bounces(ray)) expect_sky_sample(ray);
     SurfacePoint point;
     point.use_density = use_density;
     build_surface_point(ray, point);
     evaluate_layers(ray, point);
-    if (is_exact()) count_rays(ray, point);
+    if (exact) count_rays(ray, point);
     if (sees_features(ray)) measure_way(ray, point);
     const LightSplit parts = scattered_light(ray, point);
     const Vec3 density = use_density ? density_estimate(ray, *point.layer) : Vec3{};
     const Vec3 emission = surface_emission(ray, point, density);
-    if (is_exact() && ray.depth == 0) note_first_hit(ray, point);
-    if (is_exact() && ray.depth == 1)
+    if (exact && ray.depth == 0) note_first_hit(ray, point);
+    if (exact && ray.depth == 1)
         note_bounce_end(ray, point, parts.to_lambertian + parts.to_transmissive + density);
     if (ray.depth == 0) write_aovs(ray, point, parts, emission);
     if (sees_features(ray)) add_features(ray, point, emission);
