@@ -1,7 +1,7 @@
-// Counts paths that leave a closed sphere: its faces share their vertices, so none should. As many
-// rays as there are bounces are aimed at its edges. The sphere stands at growing distances from the
-// origin, where positions have fewer digits. Embree's robust mode is asked for the same bounces; it
-// knows of no face that a ray has left. usage: leaks [BOUNCES [RAYS]]    RAYS: aimed at edges
+// Counts paths that leave a closed sphere: its faces share their vertices, so none should. Further
+// rays are aimed at its edges. The sphere stands at growing distances from the origin, where
+// positions have fewer digits. Embree's robust mode is asked for the same bounces; it knows of no
+// face that a ray has left.
 // SPDX-License-Identifier: MIT
 #ifdef MOONHARE_EMBREE
 #include "embree_side.h"
@@ -14,12 +14,12 @@
 #include "math/frame.h"
 #include "math/roots.h"
 #include "math/sampling.h"
+#include "options.h"
 #include "rays.h"
 #include "shading/shaders.h"
 
 #include <array>
 #include <cstdio>
-#include <cstdlib>
 #include <iostream>
 #include <map>
 #include <random>
@@ -166,10 +166,14 @@ double share(std::int64_t part, std::int64_t whole) {
 
 } // namespace
 
-int main(int count, char** arguments) {
+int main(int argc, char** argv) {
     constexpr int kLevels = 5; // 20,480 faces
-    const std::int64_t bounces = count > 1 ? std::atoll(arguments[1]) : 10000000;
-    const std::int64_t rays = count > 2 ? std::atoll(arguments[2]) : bounces;
+    int bounces = 10000000, rays = 10000000;
+    const mh::bench::Option options[] = {
+        {"BOUNCES", "At each distance, of paths within the sphere", &bounces},
+        {"RAYS", "At each distance, aimed at edges and corners", &rays},
+    };
+    if (const auto status = mh::bench::ReadOptions(argc, argv, options)) return *status;
     const mh::bench::Mesh sphere = closed_sphere(kLevels);
     mh::Startup();
     mh::InitializeShaders();
