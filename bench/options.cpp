@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "options.h"
 
+#include <limits>
+
 #include <CLI/CLI.hpp>
 
 namespace mh::bench {
@@ -14,7 +16,7 @@ void add(CLI::App& app, const Option& option, bool* value) {
 
 void add(CLI::App& app, const Option& option, int* value) {
     app.add_option(option.name, *value, option.help)
-        ->check(CLI::PositiveNumber)
+        ->check(CLI::Range(1, std::numeric_limits<int>::max()))
         ->capture_default_str();
 }
 
