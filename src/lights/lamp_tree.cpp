@@ -7,18 +7,23 @@
 #include "math/axis.h"
 #include "math/constants.h"
 #include "math/roots.h"
+#include "math/simd4.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <numeric>
 #include <span>
+#include <tuple>
+#include <vector>
 
 namespace mh {
 
 namespace {
 
 constexpr int kBins = 12;
-constexpr int kDeepest = 64; // levels; below half of them lamps are split by number alone
+constexpr int kSpatialLevels = 16; // below them lamps are split by number alone
+constexpr std::size_t kChildren = std::tuple_size_v<LampNode::Lanes>;
 
 Aabb box_of(const Lamp& lamp) {
     Aabb box;
@@ -43,26 +48,6 @@ float sine_of(float cosine) {
 
 using Indices = std::span<std::int32_t>;
 
-LampNode bounds_of(const LampSet& set, Indices indices) {
-    LampNode node;
-    Vec3 sum;
-    for (const std::int32_t i : indices) {
-        const Lamp& lamp = at(set.lamps, i);
-        merge(node.box, box_of(lamp));
-        node.power += power_of(lamp);
-        sum += power_of(lamp) * lamp.normal;
-    }
-    node.axis = unit_direction(sum);
-    for (const std::int32_t i : indices)
-        node.cos_spread = std::min(node.cos_spread, dot(node.axis, at(set.lamps, i).normal));
-    if (node.cos_spread <= 0.0f) node.cos_spread = -1.0f;
-    node.sin_spread = sine_of(node.cos_spread);
-    node.center = center(node.box);
-    const Vec3 extent = node.box.max - node.box.min;
-    node.radius_square = 0.25f * dot(extent, extent);
-    return node;
-}
-
 // Power, bounds and sum of the normals of the lamps in a bin.
 struct Bin {
     Aabb box;
@@ -84,7 +69,18 @@ float cost_of(const Bin& bin) {
     return bin.power * area * (2.0f - length(bin.normals) / bin.power);
 }
 
-int bin_of(const Lamp& lamp, const Aabb& centers, int axis) {
+Bin bin_of(const Lamp& lamp) {
+    return {box_of(lamp), power_of(lamp) * lamp.normal, power_of(lamp)};
+}
+
+Bin bin_of(const LampSet& set, Indices indices) {
+    Bin sum;
+    for (const std::int32_t i : indices)
+        add(sum, bin_of(at(set.lamps, i)));
+    return sum;
+}
+
+int bin_number(const Lamp& lamp, const Aabb& centers, int axis) {
     const float low = component(centers.min, axis), high = component(centers.max, axis);
     const float at = (component(middle_of(lamp), axis) - low) / (high - low);
     return std::clamp(static_cast<int>(at * kBins), 0, kBins - 1);
@@ -100,8 +96,7 @@ void try_axis(const LampSet& set, Indices indices, const Aabb& centers, int axis
     std::array<Bin, kBins> bins;
     for (const std::int32_t i : indices) {
         const Lamp& lamp = at(set.lamps, i);
-        const Bin one = {box_of(lamp), power_of(lamp) * lamp.normal, power_of(lamp)};
-        add(at(bins, bin_of(lamp, centers, axis)), one);
+        add(at(bins, bin_number(lamp, centers, axis)), bin_of(lamp));
     }
     std::array<float, kBins> above = {}; // cost of the bins from here on
     Bin upper;
@@ -118,66 +113,129 @@ void try_axis(const LampSet& set, Indices indices, const Aabb& centers, int axis
 }
 
 // Moves the lamps of the first side to the front; how many they are.
-std::size_t split(const LampSet& set, Indices indices, int level) {
+std::size_t split(const LampSet& set, Indices indices, bool by_place) {
     Aabb centers;
     for (const std::int32_t i : indices)
         merge(centers, middle_of(at(set.lamps, i)));
     Split best;
-    for (int axis = 0; axis < 3 && level < kDeepest / 2; ++axis)
+    for (int axis = 0; axis < 3 && by_place; ++axis)
         try_axis(set, indices, centers, axis, best);
     if (best.axis < 0) return indices.size() / 2;
     const auto middle = std::partition(indices.begin(), indices.end(), [&](std::int32_t i) {
-        return bin_of(at(set.lamps, i), centers, best.axis) <= best.bin;
+        return bin_number(at(set.lamps, i), centers, best.axis) <= best.bin;
     });
     const auto count = to_size(middle - indices.begin());
     return count == 0 || count == indices.size() ? indices.size() / 2 : count;
 }
 
-void build(LampSet& set, Indices indices, int level) {
+// The lamps of one child, and what it costs to leave them together.
+struct Group {
+    Indices indices;
+    float cost = 0.0f; // 0 for a single lamp
+};
+
+Group group_of(const LampSet& set, Indices indices, bool by_place) {
+    if (indices.size() == 1) return {indices};
+    return {indices, by_place ? cost_of(bin_of(set, indices)) : static_cast<float>(indices.size())};
+}
+
+// Splits the group of the largest cost until there are as many as a node has children.
+std::vector<Group> groups_of(const LampSet& set, Indices indices, bool by_place) {
+    std::vector<Group> groups = {group_of(set, indices, by_place)};
+    while (groups.size() < kChildren) {
+        const auto largest =
+            std::max_element(groups.begin(), groups.end(),
+                             [](const Group& a, const Group& b) { return a.cost < b.cost; });
+        if (!(largest->cost > 0.0f)) break;
+        const Indices whole = largest->indices;
+        const std::size_t count = split(set, whole, by_place);
+        *largest = group_of(set, whole.first(count), by_place);
+        groups.insert(largest + 1, group_of(set, whole.subspan(count), by_place));
+    }
+    return groups;
+}
+
+void set_lanes(std::array<LampNode::Lanes, 3>& lanes, std::size_t i, const Vec3& v) {
+    lanes[0][i] = v.x;
+    lanes[1][i] = v.y;
+    lanes[2][i] = v.z;
+}
+
+void set_bounds(const LampSet& set, Indices indices, LampNode& node, std::size_t i) {
+    const Bin sum = bin_of(set, indices);
+    const Vec3 axis = unit_direction(sum.normals);
+    float cos_spread = 1.0f;
+    for (const std::int32_t k : indices)
+        cos_spread = std::min(cos_spread, dot(axis, at(set.lamps, k).normal));
+    node.cos_spread[i] = cos_spread > 0.0f ? cos_spread : -1.0f;
+    node.sin_spread[i] = sine_of(node.cos_spread[i]);
+    const Vec3 extent = sum.box.max - sum.box.min;
+    node.radius_square[i] = std::max(0.25f * dot(extent, extent), kSmallestSquare);
+    node.power[i] = sum.power;
+    node.near_power[i] = sum.power / node.radius_square[i];
+    node.box[i] = sum.box;
+    set_lanes(node.center, i, center(sum.box));
+    set_lanes(node.axis, i, axis);
+}
+
+// The number of the node over these lamps.
+std::int32_t build(LampSet& set, Indices indices, int level) {
     const std::size_t place = set.tree.size();
-    set.tree.push_back(bounds_of(set, indices));
-    if (indices.size() == 1) {
-        set.tree[place].lamp = indices[0];
-        return;
+    set.tree.emplace_back().radius_square.fill(kFar);
+    const std::vector<Group> groups = groups_of(set, indices, level < kSpatialLevels);
+    for (std::size_t i = 0; i < groups.size(); ++i) {
+        const Indices below = groups[i].indices;
+        set_bounds(set, below, set.tree[place], i);
+        set.tree[place].child[i] = below.size() == 1 ? below[0] : -build(set, below, level + 1);
     }
-    const std::size_t count = split(set, indices, level);
-    build(set, indices.first(count), level + 1);
-    set.tree[place].second = static_cast<std::int32_t>(set.tree.size());
-    build(set, indices.subspan(count), level + 1);
+    set.tree[place].children = static_cast<std::int32_t>(groups.size());
+    return static_cast<std::int32_t>(place);
 }
 
-// What the lamps of a node may send to a point, up to a factor: power over the squared distance,
-// times the cosine of the smallest angle at which one of them may be seen: that to the axis, less
-// those that the normals and the box fill. 0 only where none shines.
-float importance(const LampNode& node, const Vec3& from) {
-    const Vec3 v = from - node.center;
-    const float square = dot(v, v);
-    if (!(square > node.radius_square))
-        return node.power / std::max(node.radius_square, kSmallestSquare);
-    const float inverse = 1.0f / square;
-    const float cos_axis = dot(v, node.axis) * std::sqrt(inverse);
-    const float sin_box_square = node.radius_square * inverse;
-    const float cos_box = std::sqrt(1.0f - sin_box_square);
-    float cosine = 1.0f;
-    if (cos_axis < node.cos_spread) {
-        const float sin_axis = sine_of(cos_axis);
-        const float facing = cos_axis * node.cos_spread + sin_axis * node.sin_spread;
-        const float facing_sine = sin_axis * node.cos_spread - cos_axis * node.sin_spread;
-        if (facing < cos_box) cosine = facing * cos_box + facing_sine * std::sqrt(sin_box_square);
-    }
-    return cosine > 0.0f ? node.power * cosine * inverse : 0.0f;
+// What the lamps of four children may send to a point, up to a factor: power over the squared
+// distance, times the cosine of the smallest angle at which one of them may be seen: that to the
+// axis, less those that the normals and the box fill. 0 only where none shines.
+Float4 importance(const LampNode& node, std::size_t first, const Vec3& from) {
+    const auto lanes = [&](const LampNode::Lanes& values) { return load4(&values[first]); };
+    const Float4 x = from.x - lanes(node.center[0]), y = from.y - lanes(node.center[1]),
+                 z = from.z - lanes(node.center[2]);
+    const Float4 square = x * x + y * y + z * z;
+    const Float4 radius_square = lanes(node.radius_square);
+    const Float4 inverse = 1.0f / square;
+    const Float4 along =
+        x * lanes(node.axis[0]) + y * lanes(node.axis[1]) + z * lanes(node.axis[2]);
+    const Float4 cos_axis = along * root4(inverse);
+    const Float4 sin_axis = root4(max4(1.0f - cos_axis * cos_axis, Float4{}));
+    const Float4 sin_box_square = radius_square * inverse;
+    const Float4 cos_box = root4(max4(1.0f - sin_box_square, Float4{}));
+    const Float4 cos_spread = lanes(node.cos_spread), sin_spread = lanes(node.sin_spread);
+    const Float4 facing = cos_axis * cos_spread + sin_axis * sin_spread;
+    const Float4 facing_sine = sin_axis * cos_spread - cos_axis * sin_spread;
+    const Float4 off_box = facing * cos_box + facing_sine * root4(sin_box_square);
+    const Int4 may_face = (cos_axis >= cos_spread) | (facing >= cos_box);
+    const Float4 cosine = may_face ? Float4{} + 1.0f : max4(off_box, Float4{});
+    return square > radius_square ? lanes(node.power) * cosine * inverse : lanes(node.near_power);
 }
 
-// Share of the first child of an inner node; below 0 when neither shines.
-float first_share(const LampSet& set, std::size_t node, const Vec3& from) {
-    const float first = importance(set.tree[node + 1], from);
-    const float second = importance(at(set.tree, set.tree[node].second), from);
-    return first + second > 0.0f ? first / (first + second) : -1.0f;
+// The importance of each child, and the sum of those up to it; all 0 where a float cannot hold it.
+struct Shares {
+    alignas(16) LampNode::Lanes own, running;
+
+    float sum() const { return running.back(); }
+};
+
+Shares shares_of(const LampNode& node, const Vec3& from) {
+    Shares shares;
+    store4(&shares.own[0], importance(node, 0, from));
+    store4(&shares.own[4], node.children > 4 ? importance(node, 4, from) : Float4{});
+    std::partial_sum(shares.own.begin(), shares.own.end(), shares.running.begin());
+    if (!(shares.sum() <= kFar)) shares = {};
+    return shares;
 }
 
-bool is_near(const LampNode& node, const LampHit& hit) {
+bool is_near(const Aabb& box, const LampHit& hit) {
     const Vec3 margin = splat(hit.rounding);
-    return contains(Aabb{node.box.min - margin, node.box.max + margin}, hit.position);
+    return contains(Aabb{box.min - margin, box.max + margin}, hit.position);
 }
 
 // Faces of one number in several instances may lie in one plane, with boxes that overlap.
@@ -195,19 +253,22 @@ bool is_lamp(const Lamp& lamp, const LampHit& hit) {
            && lamp.triangle == hit.triangle && lies_on(lamp, hit);
 }
 
-LampChoice find_below(const LampSet& set, std::size_t node, const Vec3& from, const LampHit& hit,
+LampChoice find_below(const LampSet& set, std::size_t place, const Vec3& from, const LampHit& hit,
                       float probability) {
-    const LampNode& record = set.tree[node];
-    if (!(probability > 0.0f) || !is_near(record, hit)) return {};
-    if (record.second < 0) {
-        const bool found = is_lamp(at(set.lamps, record.lamp), hit);
-        return found ? LampChoice{record.lamp, probability} : LampChoice{};
+    const LampNode& node = set.tree[place];
+    const Shares shares = shares_of(node, from);
+    for (std::size_t i = 0; i < to_size(node.children); ++i) {
+        if (!(shares.own[i] > 0.0f) || !is_near(node.box[i], hit)) continue;
+        const float chance = probability * (shares.own[i] / shares.sum());
+        const std::int32_t child = node.child[i];
+        if (child < 0) {
+            const LampChoice found = find_below(set, to_size(-child), from, hit, chance);
+            if (found.lamp >= 0) return found;
+        } else if (is_lamp(at(set.lamps, child), hit)) {
+            return {child, chance};
+        }
     }
-    const float share = first_share(set, node, from);
-    if (share < 0.0f) return {};
-    const LampChoice first = find_below(set, node + 1, from, hit, probability * share);
-    if (first.lamp >= 0) return first;
-    return find_below(set, to_size(record.second), from, hit, probability * (1.0f - share));
+    return {};
 }
 
 } // namespace
@@ -217,30 +278,38 @@ void BuildLampTree(LampSet& set) {
     std::vector<std::int32_t> indices;
     for (std::size_t i = 0; i < set.lamps.size(); ++i)
         if (set.lamps[i].sampled) indices.push_back(static_cast<std::int32_t>(i));
-    if (indices.empty()) return;
-    set.tree.reserve(2 * indices.size() - 1);
-    build(set, indices, 0);
+    set.sampled = static_cast<std::int32_t>(indices.size());
+    if (!indices.empty()) build(set, indices, 0);
 }
 
 LampChoice choose_lamp(const LampSet& set, const Vec3& from, float u) {
     constexpr float kLargestBelowOne = 0.99999994f;
     if (set.tree.empty()) return {};
-    std::size_t node = 0;
+    if (!is_choice(set)) return {set.tree[0].child[0], 1.0f};
     float probability = 1.0f;
-    while (set.tree[node].second >= 0) {
-        const float share = first_share(set, node, from);
-        if (share < 0.0f) return {};
-        const bool first = u < share;
-        const float taken = first ? share : 1.0f - share;
-        u = std::min((first ? u : u - share) / taken, kLargestBelowOne);
-        probability *= taken;
-        node = first ? node + 1 : to_size(set.tree[node].second);
+    for (std::int32_t node = 0;;) {
+        const Shares shares = shares_of(at(set.tree, node), from);
+        if (!(shares.sum() > 0.0f)) return {};
+        const float wanted = u * shares.sum();
+        std::size_t i = 0; // below the last: rounded, wanted stays below the sum
+        for (const float end : shares.running)
+            i += end <= wanted ? 1u : 0u;
+        const float before = i > 0 ? shares.running[i - 1] : 0.0f;
+        probability *= shares.own[i] / shares.sum();
+        u = std::min((wanted - before) / shares.own[i], kLargestBelowOne);
+        const std::int32_t child = at(set.tree, node).child[i];
+        if (child >= 0) return {child, probability};
+        node = -child;
     }
-    return {set.tree[node].lamp, probability};
 }
 
 LampChoice find_lamp(const LampSet& set, const Vec3& from, const LampHit& hit) {
-    return set.tree.empty() ? LampChoice{} : find_below(set, 0, from, hit, 1.0f);
+    if (set.tree.empty()) return {};
+    if (!is_choice(set)) {
+        const std::int32_t only = set.tree[0].child[0];
+        return is_lamp(at(set.lamps, only), hit) ? LampChoice{only, 1.0f} : LampChoice{};
+    }
+    return find_below(set, 0, from, hit, 1.0f);
 }
 
 } // namespace mh

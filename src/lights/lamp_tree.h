@@ -17,7 +17,7 @@ struct LampChoice {
 
 // The lamp that u in [0, 1) chooses for a point; u is not read where there is but one.
 inline bool is_choice(const LampSet& set) {
-    return set.tree.size() > 1;
+    return set.sampled > 1;
 }
 
 LampChoice choose_lamp(const LampSet& set, const Vec3& from, float u);

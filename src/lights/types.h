@@ -184,24 +184,29 @@ struct Lamp {
     bool even = false;    // the emission is that of every point and direction
 };
 
-// Lamps under one another: bounds of where they are, where they shine and how much.
+// Lamps under one another: up to eight children side by side, each a lamp or a further node, with
+// bounds of where their lamps are, where they shine and how much. Lanes that are not used have no
+// power and a ball that holds every point.
 struct LampNode {
-    Vec3 center;                // of the box
-    float radius_square = 0.0f; // of the ball around it
-    Vec3 axis;                  // middle of the normals
-    float power = 0.0f;         // emission times area, over all lamps
+    using Lanes = std::array<float, 8>;
+    alignas(16) std::array<Lanes, 3> center{}; // of the box
+    std::array<Lanes, 3> axis{};               // middle of the normals
+    Lanes radius_square{};                     // of the ball around the box
+    Lanes power{};                             // emission times area, over all lamps
+    Lanes near_power{};                        // that by the square of the radius: from within
     // Of the largest angle between the axis and a normal. Beyond a quarter of a turn some lamp may
     // face any point: then -1 and 0.
-    float cos_spread = 1.0f, sin_spread = 0.0f;
-    std::int32_t second = -1; // inner: the second child, the first one is next to the node
-    std::int32_t lamp = -1;   // leaf: in LampSet::lamps
-    Aabb box;
+    Lanes cos_spread{}, sin_spread{};
+    std::array<std::int32_t, 8> child{}; // in LampSet::lamps; below 0 a node, -child in the tree
+    std::array<Aabb, 8> box;
+    std::int32_t children = 0;
 };
 
 // All emitting faces, as the exact estimator draws from them.
 struct LampSet {
     std::vector<Lamp> lamps;
     std::vector<LampNode> tree; // over those that light samples may find; the root at 0
+    std::int32_t sampled = 0;   // how many these are
     DiscreteSampler by_power;   // for photons
 };
 

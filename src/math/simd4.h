@@ -6,6 +6,7 @@
 
 #include "math/vec3.h"
 
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 
@@ -33,6 +34,16 @@ inline Int4 round_down(Float4 v) {
 }
 
 using Long2 = std::int64_t __attribute__((vector_size(16)));
+
+inline Float4 load4(const float* p) {
+    Float4 v;
+    std::memcpy(&v, p, sizeof v);
+    return v;
+}
+
+inline void store4(float* p, Float4 v) {
+    std::memcpy(p, &v, sizeof v);
+}
 
 // Two numbers that stand side by side, in lanes 0 and 1; the others are 0.
 template<typename Vector, typename Two>
@@ -70,6 +81,10 @@ inline Float4 max4(Float4 a, Float4 b) {
     return _mm_max_ps(a, b);
 }
 
+inline Float4 root4(Float4 v) {
+    return _mm_sqrt_ps(v);
+}
+
 // Whether a comparison is true in lanes 0 to 2.
 inline bool all_three(Int4 is_true) {
     return (_mm_movemask_ps(reinterpret_cast<__m128>(is_true)) & 7) == 7;
@@ -92,6 +107,10 @@ inline Float4 min4(Float4 a, Float4 b) {
 
 inline Float4 max4(Float4 a, Float4 b) {
     return a > b ? a : b;
+}
+
+inline Float4 root4(Float4 v) {
+    return Float4{std::sqrt(v[0]), std::sqrt(v[1]), std::sqrt(v[2]), std::sqrt(v[3])};
 }
 
 inline bool all_three(Int4 is_true) {

@@ -143,6 +143,9 @@ TEST_F(LampCloud, ChancesSumToOneAndAreFound) {
     BuildLampTree(set);
     for (int i = 0; i < 20; ++i)
         expect_chances(2.0f * random_vector());
+    set.lamps[0].emission = splat(3e38f);
+    BuildLampTree(set);
+    EXPECT_EQ(choose_lamp(set, set.lamps[0].corner, 0.5f).lamp, -1) << "more than a float holds";
 }
 
 // Squares on their corners in one plane, instances of one: their boxes overlap.
