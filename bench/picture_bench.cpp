@@ -8,6 +8,7 @@
 #include "math/at.h"
 #include "math/random.h"
 #include "options.h"
+#include "output/aov.h"
 #include "output/state.h"
 #include "pictures.h"
 #include "run/state.h"
@@ -15,6 +16,7 @@
 #include "turns.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -112,11 +114,8 @@ void gather(int photons) {
     GeometryLight.photons = photons;
 }
 
-// One sample of each kind a frame, whatever the number of frames: from reading the scene to its
-// end, in seconds of all threads together, set-up apart from frames.
-Picture render(const Subject& subject, Estimator estimator, std::int64_t seed, int frames) {
-    Picture picture;
-    const double start = seconds(CLOCK_PROCESS_CPUTIME_ID);
+// One sample of each kind a frame, whatever the number of frames.
+void open(const Subject& subject, Estimator estimator, std::int64_t seed, int frames) {
     OpenScene(subject.scene + "/");
     write_nothing();
     if (subject.photons > 0) gather(subject.photons);
@@ -128,13 +127,24 @@ Picture render(const Subject& subject, Estimator estimator, std::int64_t seed, i
     if (options.size > 0) Cameras[0].width = Cameras[0].height = options.size;
     if (SkyLight.sample > 0) SkyLight.sample = frames;
     if (GeometryLight.sample > 0) GeometryLight.sample = frames;
-    Initialize();
-    const double ready = seconds(CLOCK_PROCESS_CPUTIME_ID);
+}
+
+void render_frames(int frames) {
     for (int i = 0; i < frames; ++i)
         RenderPixels(static_cast<std::uint32_t>(i));
+}
+
+// From reading the scene to its end, in seconds of all threads together, set-up apart from frames.
+Picture render(const Subject& subject, Estimator estimator, std::int64_t seed, int frames) {
+    Picture picture;
+    const double start = seconds(CLOCK_PROCESS_CPUTIME_ID);
+    open(subject, estimator, seed, frames);
+    Initialize();
+    const double ready = seconds(CLOCK_PROCESS_CPUTIME_ID);
+    render_frames(frames);
     picture.setup = ready - start;
     picture.seconds = seconds(CLOCK_PROCESS_CPUTIME_ID) - ready;
-    picture.pixels = beauty_pixels();
+    picture.pixels = pixels_of(Cameras[0].aovs[0].image);
     CloseScene();
     return picture;
 }
@@ -176,30 +186,57 @@ void bench_picture(const Subject& subject) {
     std::printf("    a frame of exact costs %.2f of classic\n", median(ratios));
 }
 
-// The last rows of a picture, 1 / `share` of all.
-Picture below(Picture picture, std::size_t share) {
-    const auto rows = picture.pixels.size() / share * (share - 1);
-    picture.pixels.erase(picture.pixels.begin(),
-                         picture.pixels.begin() + static_cast<std::ptrdiff_t>(rows));
-    return picture;
+// An image of one more quantity of the first hits, among those of the camera.
+int add_aov(Channel channel) {
+    const int aov = AddAov(Cameras[0].aovs);
+    at(Cameras[0].aovs, aov).channel = static_cast<std::uint32_t>(channel);
+    return aov;
+}
+
+// Which pixels show the floor, at height 0, and nothing else in any frame.
+std::vector<bool> floor_pixels(const Subject& subject) {
+    constexpr int kFrames = 256;
+    open(subject, Estimator::exact, 0, kFrames);
+    const int normals = add_aov(Channel::normal), positions = add_aov(Channel::position);
+    Initialize();
+    render_frames(kFrames);
+    const std::vector<Vec3> normal = pixels_of(at(Cameras[0].aovs, normals).image);
+    const std::vector<Vec3> position = pixels_of(at(Cameras[0].aovs, positions).image);
+    CloseScene();
+    std::vector<bool> floor;
+    for (std::size_t i = 0; i < normal.size(); ++i)
+        floor.push_back(normal[i].z > 0.9999f && std::fabs(position[i].z) < 1e-3f);
+    return floor;
+}
+
+// The pixels that are chosen among those of a picture.
+Picture part_of(const Picture& picture, const std::vector<bool>& chosen) {
+    Picture part;
+    for (std::size_t i = 0; i < chosen.size(); ++i)
+        if (chosen[i]) part.pixels.push_back(picture.pixels[i]);
+    return part;
 }
 
 // Error by the number of frames on the floor of the statue, a line each: what plot_slope.py draws.
-// The lowest quarter of the picture holds ends of the shadow, the lowest sixteenth holds none.
+// The floor as a whole, and the lowest sixteenth of the picture, which has no shadow.
 void bench_slope(const Subject& subject) {
-    constexpr std::size_t kFloor = 4, kLitFloor = 16;
+    const std::vector<bool> floor = floor_pixels(subject);
+    std::vector<bool> lit(floor.size());
+    for (std::size_t i = lit.size() / 16 * 15; i < lit.size(); ++i)
+        lit[i] = true;
     for (const auto& [estimator, name] :
          {std::pair(Estimator::classic, "classic"), std::pair(Estimator::exact, "exact")}) {
         const Picture truth = render(subject, estimator, 1000, options.reference);
         for (int frames = 16; frames <= 1024; frames *= 2) {
-            std::vector<double> floor, lit;
+            std::vector<double> floor_errors, lit_errors;
             for (int run = 0; run < options.runs; ++run) {
                 const Picture picture = render(subject, estimator, run, frames);
-                floor.push_back(relative_error(below(picture, kFloor), below(truth, kFloor)));
-                lit.push_back(relative_error(below(picture, kLitFloor), below(truth, kLitFloor)));
+                floor_errors.push_back(
+                    relative_error(part_of(picture, floor), part_of(truth, floor)));
+                lit_errors.push_back(relative_error(part_of(picture, lit), part_of(truth, lit)));
             }
-            std::printf("slope %s_floor %d %.4e\n", name, frames, median(floor));
-            std::printf("slope %s_lit %d %.4e\n", name, frames, median(lit));
+            std::printf("slope %s_floor %d %.4e\n", name, frames, median(floor_errors));
+            std::printf("slope %s_lit %d %.4e\n", name, frames, median(lit_errors));
         }
     }
 }

@@ -17,9 +17,7 @@ struct Picture {
     double setup = 0.0, seconds = 0.0;
 };
 
-// The pixels of the first camera's beauty image.
-inline std::vector<Vec3> beauty_pixels() {
-    const Image& image = Cameras[0].aovs[0].image;
+inline std::vector<Vec3> pixels_of(const Image& image) {
     std::vector<Vec3> pixels;
     for (std::int64_t i = 0; i < std::int64_t{image.width} * image.height; ++i)
         pixels.push_back(read_pixel(image, i));
