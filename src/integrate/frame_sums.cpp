@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "integrate/frame_sums.h"
 
+#include "integrate/exact_row.h"
 #include "integrate/output_images.h"
 #include "integrate/state.h"
 #include "math/at.h"
@@ -19,18 +20,17 @@ namespace {
 
 inline constexpr auto& Sums = IntegrateState.frame_sums;
 
-// The values of a row of the region: where they begin in an image and in its sum, and how many.
-struct RowOfValues {
-    std::size_t in_image = 0, in_sum = 0, count = 0;
-};
+// Where the values of a row of the region begin in an image.
+std::size_t first_of_row(const Image& image, int y) {
+    return to_size(image.channels) * (to_size(image.width) * to_size(y) + to_size(Sums.region.x0));
+}
 
-RowOfValues row_of(const Image& image, int y) {
-    const auto channels = to_size(image.channels);
-    const auto width = to_size(image.width);
-    const auto first = to_size(Sums.region.x0), row = to_size(y);
-    const auto columns = to_size(Sums.region.x1 - Sums.region.x0);
-    const auto row_of_sum = to_size(y - Sums.region.y0);
-    return {channels * (width * row + first), channels * columns * row_of_sum, channels * columns};
+std::size_t values_of_row(const Image& image) {
+    return to_size(image.channels) * to_size(Sums.region.x1 - Sums.region.x0);
+}
+
+std::size_t row_of_sum(int y) {
+    return to_size(y - Sums.region.y0);
 }
 
 // Null for an image that has no sums.
@@ -40,28 +40,34 @@ const FrameSum* sum_of(const Image& image) {
     return sum == Sums.images.end() ? nullptr : &*sum;
 }
 
-// Frames that a value is the mean of.
-std::uint32_t divisor(const FrameSum& sum, std::size_t value) {
-    if (sum.shows_sum) return 1;
-    if (Sums.own_frames == nullptr) return Sums.frames;
-    const std::size_t pixel = value / to_size(sum.image->channels);
-    return static_cast<std::uint32_t>(to_double(Sums.own_frames->values[pixel]));
+float mean_of(double sum, std::uint32_t frames) {
+    return frames == 0 ? 0.0f : static_cast<float>(sum / frames);
+}
+
+// Means of `count` values of a row from this one on.
+void read_row(const FrameSum& sum, int y, std::size_t first, std::size_t count, float* means) {
+    const ExactRow& row = sum.rows[row_of_sum(y)];
+    if (sum.shows_sum || Sums.own_frames == nullptr) {
+        const std::uint32_t frames = sum.shows_sum ? 1 : Sums.frames;
+        for (std::size_t i = 0; i < count; ++i)
+            means[i] = mean_of(value_of(row, first + i), frames);
+        return;
+    }
+    const ExactRow& own_frames = Sums.own_frames->rows[row_of_sum(y)];
+    const auto channels = to_size(sum.image->channels);
+    for (std::size_t i = 0; i < count; ++i) {
+        const double frames = value_of(own_frames, (first + i) / channels);
+        means[i] = mean_of(value_of(row, first + i), static_cast<std::uint32_t>(frames));
+    }
 }
 
 void show_row(const FrameSum& sum, int y, std::vector<float>& floats) {
-    const RowOfValues row = row_of(*sum.image, y);
-    for (std::size_t i = 0; i < row.count; ++i)
-        floats[row.in_image + i] =
-            mean_of(sum.values[row.in_sum + i], divisor(sum, row.in_sum + i));
+    read_row(sum, y, 0, values_of_row(*sum.image), &floats[first_of_row(*sum.image, y)]);
 }
 
 void add_row(FrameSum& sum, int y) {
-    const RowOfValues row = row_of(*sum.image, y);
-    const float* values = &sum.image->floats[row.in_image];
-    FixedPoint* sums = &sum.values[row.in_sum];
-    const float per_sample = sum.per_sample;
-    for (std::size_t i = 0; i < row.count; ++i)
-        if (values[i] != 0.0f) add_float(sums[i], values[i] * per_sample, kLargestOfFrame);
+    add_values(sum.rows[row_of_sum(y)], &sum.image->floats[first_of_row(*sum.image, y)],
+               sum.per_sample);
 }
 
 // Hands the rows of the region to act(sum, y), on any thread.
@@ -90,11 +96,13 @@ void StartFrameSums() {
     std::vector<FrameSum> sums;
     ForEachOutput([&](Aov& aov, Filling filling) {
         if (!grows(filling) || !has_size_of(*camera, aov.image)) return;
-        const auto channels = to_size(aov.image.channels);
         const bool is_share = filling == Filling::sum;
-        sums.push_back({&aov.image, is_share ? static_cast<float>(camera->sample) : 1.0f,
-                        filling == Filling::plane, !is_share,
-                        std::vector<FixedPoint>(pixel_count(Sums.region) * channels)});
+        const ExactRow empty = {std::vector<std::int64_t>(values_of_row(aov.image)), {}};
+        sums.push_back({&aov.image,
+                        is_share ? static_cast<float>(camera->sample) : 1.0f,
+                        filling == Filling::plane,
+                        !is_share,
+                        {to_size(Sums.region.y1 - Sums.region.y0), empty}});
     });
     Sums.images = std::move(sums); // from here on no image holds shares
     if (!RendererSettings.adaptive || !keeps_planes()) return;
@@ -107,10 +115,9 @@ bool sums_frames() {
 }
 
 void clear_row(int y) {
-    for (FrameSum& sum : Sums.images) {
-        const RowOfValues row = row_of(*sum.image, y);
-        std::fill_n(&sum.image->floats[row.in_image], row.count, 0.0f);
-    }
+    for (FrameSum& sum : Sums.images)
+        std::fill_n(&sum.image->floats[first_of_row(*sum.image, y)], values_of_row(*sum.image),
+                    0.0f);
 }
 
 void AddFrameToSums() {
@@ -143,18 +150,17 @@ bool ReadMeans(const Image& image, const PixelRegion& part, std::vector<float>& 
     const PixelRegion& region = Sums.region;
     const int x0 = std::max(part.x0, region.x0), x1 = std::min(part.x1, region.x1);
     if (x0 >= x1) return true;
+    const std::size_t first = channels * to_size(x0 - region.x0);
     const std::size_t count = channels * to_size(x1 - x0);
     for (int y = std::max(part.y0, region.y0); y < std::min(part.y1, region.y1); ++y) {
-        const std::size_t from = row_of(image, y).in_sum + channels * to_size(x0 - region.x0);
         const std::size_t to = channels * (columns * to_size(y - part.y0) + to_size(x0 - part.x0));
-        for (std::size_t i = 0; i < count; ++i)
-            values[to + i] = mean_of(sum->values[from + i], divisor(*sum, from + i));
+        read_row(*sum, y, first, count, &values[to]);
     }
     return true;
 }
 
 float mean_of(const FixedPoint& sum, std::uint32_t frames) {
-    return frames == 0 ? 0.0f : static_cast<float>(to_double(sum) / frames);
+    return mean_of(to_double(sum), frames);
 }
 
 void ReleaseFrameSums() {

@@ -13,9 +13,6 @@
 
 namespace mh {
 
-// The largest value of a frame that counts: sums of 65535 of them keep within their 64 bits.
-constexpr float kLargestOfFrame = 7.0368744e13f; // 2^46
-
 // Sums of 0 frames, of the images as they are. Nothing without a seed, or when they are kept
 // already.
 void StartFrameSums();

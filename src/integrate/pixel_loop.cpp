@@ -237,6 +237,7 @@ void render_region(Camera& camera, const PixelRegion& region, std::uint32_t fram
                    const Store& store) {
     const Moment now = moment_of(camera, frame);
     const bool sharing = can_share_bounces();
+    FindFirstHitImages(camera);
     in_parallel(region.y1 - region.y0, [&](int row) {
         keep_row(region.y0 + row);
         render_row(camera, now, region, region.y0 + row, sharing, store);
@@ -273,6 +274,7 @@ void render_block(Camera& camera, const PixelRegion& block, const BlockTurn& tur
 // A frame of which each block takes as much as it needs.
 void render_blocks(Camera& camera, const PixelRegion& region, std::uint32_t frame) {
     const std::vector<BlockTurn> turns = PlanFrame(frame);
+    FindFirstHitImages(camera);
     for (int y = region.y0; y < region.y1; ++y)
         keep_row(y);
     in_parallel(static_cast<int>(turns.size()), [&](int i) {

@@ -40,14 +40,21 @@ struct CausticPhoton {
 
 static_assert(sizeof(CausticPhoton) == 28);
 
-// The sum of all frames of one image, of the region's pixels row by row; of what each pixel would
-// be if it held that frame alone.
+// Sums of the values of a row of an image: each is its steps of 2^-36, and where the row has any,
+// its rest.
+struct ExactRow {
+    std::vector<std::int64_t> steps;
+    std::vector<FixedPoint> rest; // as many, or none
+};
+
+// The sum of all frames of one image, of the region's rows; of what each pixel would be if it held
+// that frame alone.
 struct FrameSum {
     Image* image = nullptr;
     float per_sample = 1.0f; // what a frame's value is multiplied by: an image may hold shares
     bool shows_sum = false;  // where others show the mean
     bool shows_each_frame = false;
-    std::vector<FixedPoint> values;
+    std::vector<ExactRow> rows;
 };
 
 // Of all images that change with frames, in the order of ForEachOutput; empty while none are kept.

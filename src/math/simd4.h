@@ -33,6 +33,7 @@ inline Int4 round_down(Float4 v) {
     return cut + (to_float(cut) > v);
 }
 
+using Double2 = double __attribute__((vector_size(16)));
 using Long2 = std::int64_t __attribute__((vector_size(16)));
 
 inline Float4 load4(const float* p) {
@@ -90,6 +91,19 @@ inline bool all_three(Int4 is_true) {
     return (_mm_movemask_ps(reinterpret_cast<__m128>(is_true)) & 7) == 7;
 }
 
+inline bool all_four(Int4 is_true) {
+    return _mm_movemask_ps(reinterpret_cast<__m128>(is_true)) == 15;
+}
+
+// Lanes 0 and 1, and lanes 2 and 3.
+inline Double2 lower_doubles(Float4 v) {
+    return _mm_cvtps_pd(v);
+}
+
+inline Double2 upper_doubles(Float4 v) {
+    return _mm_cvtps_pd(_mm_movehl_ps(v, v));
+}
+
 // Four bytes as floats.
 inline Float4 load_bytes(const std::uint8_t* p) {
     int bits = 0;
@@ -115,6 +129,18 @@ inline Float4 root4(Float4 v) {
 
 inline bool all_three(Int4 is_true) {
     return (is_true[0] & is_true[1] & is_true[2]) != 0;
+}
+
+inline bool all_four(Int4 is_true) {
+    return (is_true[0] & is_true[1] & is_true[2] & is_true[3]) != 0;
+}
+
+inline Double2 lower_doubles(Float4 v) {
+    return Double2{v[0], v[1]};
+}
+
+inline Double2 upper_doubles(Float4 v) {
+    return Double2{v[2], v[3]};
 }
 
 inline Float4 load_bytes(const std::uint8_t* p) {

@@ -20,7 +20,7 @@
 #include "shading/shaders.h"
 
 #include <algorithm>
-#include <array>
+#include <bit>
 #include <cmath>
 #include <string>
 #include <utility>
@@ -89,49 +89,12 @@ bool is_dark(const LightSplit& light) {
            && light.to_glossy == Vec3{};
 }
 
-// The beauty image, which the pixel loop fills.
-bool holds_nothing(const Aov& aov) {
-    return (aov.channel & ~1u) == 0;
-}
-
 // A unit vector's components, brought to 0..1.
 Vec3 direction_colour(const Vec3& direction) {
     return 0.5f * (splat(1.0f) + direction);
 }
 
-// Black for a combination of channels: nothing but its name's one bit selects a value.
-Vec3 first_hit_value(const Aov& aov, const Ray& ray, const SurfacePoint& point,
-                     const LightSplit& parts, const Vec3& emission) {
-    switch (static_cast<Channel>(aov.channel & ~1u)) {
-    case Channel::normal: return direction_colour(point.normal);
-    case Channel::tangent: return direction_colour(point.tangent);
-    case Channel::position: return point.position;
-    case Channel::depth: return splat(length(point.position - ray.origin));
-    case Channel::lambertian_color: return point.lambertian_color;
-    case Channel::transmissive_color: return point.transmissive_color;
-    case Channel::glossy_color: return point.glossy_color;
-    case Channel::specular_color: return point.specular_color;
-    case Channel::lambertian: return parts.to_lambertian;
-    case Channel::transmissive: return parts.to_transmissive;
-    case Channel::glossy: return parts.to_glossy;
-    case Channel::specular: return parts.to_specular;
-    case Channel::emissive: return emission;
-    case Channel::primvar: return primvar_at_hit(ray, aov.user_data);
-    case Channel::beauty:     // the running mean of the pixel loop
-    case Channel::light_path: // splats of the photons
-    case Channel::noise:      // from the planes, and so are the following
-    case Channel::feature_albedo:
-    case Channel::feature_normal:
-    case Channel::feature_depth:
-    case Channel::all_light: break;
-    }
-    return {};
-}
-
-inline void add_to_pixel(Image& image, std::size_t pixel, const Vec3& value) {
-    const std::size_t first = pixel * to_size(image.channels);
-    if (image.channels < 3 || first + 3 > image.floats.size()) return;
-    float* sums = &image.floats[first];
+inline void add_to_sums(float* sums, const Vec3& value) {
     const Vec3 next = Vec3{sums[0], sums[1], sums[2]} + value;
     // A finite sum of all three spares the look at each.
     if (!std::isfinite(next.x + next.y + next.z) && !is_finite(next)) {
@@ -142,6 +105,39 @@ inline void add_to_pixel(Image& image, std::size_t pixel, const Vec3& value) {
     sums[1] = next.y;
     sums[2] = next.z;
 }
+
+// In fewer steps than three comparisons.
+inline bool is_black(const Vec3& value) {
+    const std::uint32_t bits = std::bit_cast<std::uint32_t>(value.x)
+                               | std::bit_cast<std::uint32_t>(value.y)
+                               | std::bit_cast<std::uint32_t>(value.z);
+    return bits << 1 == 0;
+}
+
+constexpr std::size_t bit_of(Channel channel) {
+    return static_cast<std::size_t>(std::countr_zero(static_cast<std::uint32_t>(channel)));
+}
+
+// Adds shares of the values of a hit to the images of their channels.
+struct HitWriter {
+    const FirstHitImages& images;
+    std::size_t pixel = 0;
+    float share = 0.0f;
+
+    template<typename ValueOf>
+    inline void add_each(Channel channel, const ValueOf& value_of) const {
+        for (const FirstHitImage* image = images[bit_of(channel)].get(); image != nullptr;
+             image = image->next.get()) {
+            const Vec3 value = value_of(*image);
+            if (is_black(value) || pixel >= image->pixels) continue;
+            add_to_sums(image->floats + pixel * image->channels, share * value);
+        }
+    }
+
+    inline void add(Channel channel, const Vec3& value) const {
+        add_each(channel, [&](const FirstHitImage&) { return value; });
+    }
+};
 
 // value in 0..1 as a level of 0..top, cut; NaN is 0.
 template<typename T>
@@ -182,7 +178,10 @@ void ResolveAovShaders(std::vector<Aov>& list) {
 }
 
 void add_to_aov(Aov& aov, const Ray& ray, const Vec3& value) {
-    add_to_pixel(aov.image, to_size(ThreadStates[ray.thread].pixel), value);
+    const Image& image = aov.image;
+    const std::size_t first = to_size(ThreadStates[ray.thread].pixel) * to_size(image.channels);
+    if (image.channels < 3 || first + 3 > image.floats.size()) return;
+    add_to_sums(&aov.image.floats[first], value);
 }
 
 void add_light_aov(Aov& aov, const Ray& ray, const SurfacePoint& point, const LightSplit& light,
@@ -209,16 +208,42 @@ void add_light_aovs(std::vector<Aov>& list, const Ray& ray, const SurfacePoint& 
         add_light_aov(aov, ray, point, light, 1.0f);
 }
 
-void write_first_hit_aovs(Camera& camera, const Ray& ray, const SurfacePoint& point,
+void FindFirstHitImages(Camera& camera) {
+    camera.first_hits = {};
+    for (Aov& aov : camera.aovs) {
+        const std::uint32_t channel = aov.channel & ~1u;
+        if (!std::has_single_bit(channel) || aov.image.channels < 3) continue;
+        const auto bit = bit_of(static_cast<Channel>(channel));
+        if (bit >= camera.first_hits.size()) continue;
+        Image& image = aov.image;
+        const std::size_t channels = to_size(image.channels);
+        camera.first_hits[bit] = std::make_shared<FirstHitImage>(
+            FirstHitImage{image.floats.data(), image.floats.size() / channels, channels,
+                          &aov.user_data, std::move(camera.first_hits[bit])});
+    }
+}
+
+void write_first_hit_aovs(const Camera& camera, const Ray& ray, const SurfacePoint& point,
                           const LightSplit& parts, const Vec3& emission) {
     if (ray.depth != 0) return;
-    const float share = sample_share(ray);
-    const auto pixel = to_size(ThreadStates[ray.thread].pixel);
-    for (Aov& aov : camera.aovs) {
-        if (holds_nothing(aov)) continue;
-        const Vec3 value = first_hit_value(aov, ray, point, parts, emission);
-        if (!(value == Vec3{})) add_to_pixel(aov.image, pixel, share * value);
-    }
+    const HitWriter to = {camera.first_hits, to_size(ThreadStates[ray.thread].pixel),
+                          sample_share(ray)};
+    to.add(Channel::lambertian, parts.to_lambertian);
+    to.add(Channel::lambertian_color, point.lambertian_color);
+    to.add(Channel::transmissive, parts.to_transmissive);
+    to.add(Channel::transmissive_color, point.transmissive_color);
+    to.add(Channel::glossy, parts.to_glossy);
+    to.add(Channel::glossy_color, point.glossy_color);
+    to.add(Channel::specular, parts.to_specular);
+    to.add(Channel::specular_color, point.specular_color);
+    to.add(Channel::emissive, emission);
+    to.add(Channel::position, point.position);
+    to.add_each(Channel::normal, [&](const auto&) { return direction_colour(point.normal); });
+    to.add_each(Channel::tangent, [&](const auto&) { return direction_colour(point.tangent); });
+    to.add_each(Channel::depth,
+                [&](const auto&) { return splat(length(point.position - ray.origin)); });
+    to.add_each(Channel::primvar,
+                [&](const FirstHitImage& image) { return primvar_at_hit(ray, *image.user_data); });
 }
 
 void add_lambertian_light(Camera& camera, std::int64_t pixel, const Vec3& light) {
@@ -258,7 +283,7 @@ void WriteAovs(const std::vector<Aov>& list) {
 }
 
 double bytes_of_pixel() {
-    constexpr double kThreeFloats = 12.0, kThreeSums = 48.0;
+    constexpr double kThreeFloats = 12.0, kThreeSums = 72.0;
     if (is_seeded()) return kThreeFloats + kThreeSums;
     return Hooks.drops_cut_frames ? 2.0 * kThreeFloats : kThreeFloats;
 }

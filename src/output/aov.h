@@ -32,9 +32,13 @@ void add_light_aov(Aov& aov, const Ray& ray, const SurfacePoint& point, const Li
 void add_light_aovs(std::vector<Aov>& list, const Ray& ray, const SurfacePoint& point,
                     const LightSplit& light);
 
+// Finds the images that the first hits of the next frame add to: those of one channel, with float
+// pixels.
+void FindFirstHitImages(Camera& camera);
+
 // Adds the values of a camera ray's first hit, over ray.sample_divisor, to all AOVs of the camera;
 // nothing for later hits. `parts` holds the four layers' radiance after their colours.
-void write_first_hit_aovs(Camera& camera, const Ray& ray, const SurfacePoint& point,
+void write_first_hit_aovs(const Camera& camera, const Ray& ray, const SurfacePoint& point,
                           const LightSplit& parts, const Vec3& emission);
 
 // Adds light that the lambertian layer of a pixel's first hit sends on in this frame.

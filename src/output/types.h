@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -58,6 +59,17 @@ constexpr bool holds(const Aov& aov, Channel channel) {
     return (aov.channel & ~1u) == static_cast<std::uint32_t>(channel);
 }
 
+// An image that the first hits of a frame add to.
+struct FirstHitImage {
+    float* floats = nullptr;
+    std::size_t pixels = 0, channels = 3;
+    const std::string* user_data = nullptr; // of its AOV
+    std::shared_ptr<FirstHitImage> next;    // of the same channel
+};
+
+// By channel, as the number of its bit.
+using FirstHitImages = std::array<std::shared_ptr<FirstHitImage>, 21>;
+
 // Light that has arrived for each layer, weighted by Fresnel and the layer's geometry, before the
 // layer's colour.
 struct LightSplit {
@@ -100,6 +112,7 @@ struct Camera {
     float inverse_sample = 0.0f; // derived
     bool moving = false;         // derived: the poses differ
     std::vector<Aov> aovs;       // the first is the beauty image
+    FirstHitImages first_hits;   // derived: of these, while a frame is under way
     Projection projection = Projection::pinhole;
     AngleMeasure angle_measure = AngleMeasure::degrees; // stored only
     std::int32_t pose_index = 0;                        // the pose that the setters write to

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "integrate/progressive.h"
 
+#include "integrate/exact_row.h"
 #include "integrate/whole_frames.h"
 #include "math/stop.h"
 #include "output/aov.h"
@@ -13,8 +14,10 @@
 #include "support/fresh_scene.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <filesystem>
+#include <random>
 
 #include <GL/freeglut.h>
 #include <gtest/gtest.h>
@@ -204,6 +207,27 @@ TEST_F(CutFrames, AWindowThatIsClosedEndsTheRunLikeAnyEarlyEnd) {
     EXPECT_EQ(ends, 1);
     EXPECT_EQ(FrameIndex, 1u);
     EXPECT_EQ(Cameras[0].aovs[1].image.floats.back(), 3.0f);
+}
+
+// Of all sizes that a float can have, in numbers that are whole steps as well as not.
+TEST(ExactRow, HoldsTheSumsOfFixedPointNumbers) {
+    constexpr std::size_t kValues = 77;
+    std::vector<ExactRow> rows = {{std::vector<std::int64_t>(kValues), {}}};
+    std::vector<FixedPoint> sums(kValues);
+    std::mt19937 random(5);
+    for (int frame = 0; frame < 400; ++frame) {
+        std::vector<float> values(kValues);
+        for (std::size_t i = 0; i < kValues; ++i) {
+            const int bits = static_cast<int>(random() % (i < 40 ? 20 : 150)) - (i < 40 ? 10 : 80);
+            values[i] = std::ldexp(static_cast<float>(random()) / 4e9f - 0.5f, bits);
+            if (i % 16 == 3) values[i] = frame % 7 == 0 ? kNan : kInfinity;
+            add(sums[i], to_fixed(3.0f * values[i], kLargestOfFrame));
+        }
+        add_values(rows[0], values.data(), 3.0f);
+        if (frame == 200) rows = RowsOf(SumsOf(rows), 1);
+    }
+    for (std::size_t i = 0; i < kValues; ++i)
+        EXPECT_EQ(value_of(rows[0], i), to_double(sums[i])) << i;
 }
 
 } // namespace

@@ -33,6 +33,7 @@ struct AovTest : testing::Test {
         aov.channel = channel;
         aov.user_data = user_data;
         AllocateAov(aov, 2, 2);
+        FindFirstHitImages(camera);
         write_first_hit_aovs(camera, ray, point, parts, emission);
         for (const int other : {0, 1, 3})
             EXPECT_EQ(read_pixel(aov.image, other), Vec3{});

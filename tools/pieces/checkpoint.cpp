@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "pieces/checkpoint.h"
 
+#include "integrate/exact_row.h"
 #include "integrate/frame_sums.h"
 #include "integrate/output_images.h"
 #include "integrate/state.h"
@@ -89,7 +90,8 @@ ImageEntry entry_of(const FrameSum& sum) {
 bool same_size(const SavedImage& saved, const FrameSum& sum) {
     const ImageEntry entry = entry_of(sum);
     return saved.width == entry.width && saved.height == entry.height
-           && saved.channels == entry.channels && saved.sums.size() == sum.values.size();
+           && saved.channels == entry.channels
+           && saved.sums.size() == static_cast<std::size_t>(count_of(entry));
 }
 
 // Whether sums were kept of these images; each then has its own instead of its means.
@@ -105,7 +107,7 @@ bool restore_sums(const Checkpoint& checkpoint) {
     if (!fits_sums(checkpoint)) return false;
     FrameSums& sums = IntegrateState.frame_sums;
     for (std::size_t i = 0; i < sums.images.size(); ++i)
-        sums.images[i].values = checkpoint.images[i].sums;
+        sums.images[i].rows = RowsOf(checkpoint.images[i].sums, sums.images[i].rows.size());
     sums.frames = checkpoint.frames;
     ShowMeans();
     return true;
@@ -151,7 +153,7 @@ std::string WriteCheckpoint(const std::string& path, std::uint64_t scene) {
         put_entry(entries, entry);
     };
     for (const FrameSum& sum : IntegrateState.frame_sums.images)
-        add_image(entry_of(sum), bytes_of(sum.values));
+        add_image(entry_of(sum), bytes_of(SumsOf(sum.rows)));
     ForEachOutput([&](Aov& aov, Filling filling) {
         if (sums_frames() || !grows(filling)) return;
         const Image image = OfWholeFrames(aov.image);

@@ -3,6 +3,7 @@
 #include "pieces/piece.h"
 
 #include "files.h"
+#include "integrate/exact_row.h"
 #include "integrate/output_images.h"
 #include "integrate/state.h"
 #include "math/count_text.h"
@@ -12,6 +13,7 @@
 #include "run/estimator.h"
 
 #include <algorithm>
+#include <list>
 #include <random>
 
 namespace mh {
@@ -67,10 +69,11 @@ std::vector<NamedImage> images_in_order() {
     return others;
 }
 
-std::string_view data_of(const NamedImage& named) {
-    if (named.plane.kind == PlaneKind::whole) return bytes_of(named.image->floats);
+// Those of a plane that has sums; else none.
+std::vector<FixedPoint> sums_of(const NamedImage& named) {
+    if (named.plane.kind == PlaneKind::whole) return {};
     for (const FrameSum& sum : IntegrateState.frame_sums.images)
-        if (sum.image == named.image) return bytes_of(sum.values);
+        if (sum.image == named.image) return SumsOf(sum.rows);
     return {};
 }
 
@@ -152,8 +155,11 @@ bool HoldsPiece(const std::string& path, const PieceHeader& header) {
 
 std::string WritePiece(const std::string& path, const PieceHeader& header) {
     std::vector<std::string_view> data;
+    std::list<std::vector<FixedPoint>> sums; // views of them stay valid
     for (const NamedImage& named : images_in_order()) {
-        data.push_back(data_of(named));
+        sums.push_back(sums_of(named));
+        data.push_back(named.plane.kind == PlaneKind::whole ? bytes_of(named.image->floats)
+                                                            : bytes_of(sums.back()));
         if (data.back().size() != data_size(header, named.plane))
             return "there was no memory for " + named.plane.name;
     }
