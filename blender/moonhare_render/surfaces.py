@@ -243,6 +243,7 @@ class SurfaceReader:
         slots = {"glossy": constant(1),
                  "roughness": Value(numpy.array([numpy.degrees(wide) / HAIR_UNIT, 0.0, 0.0])),
                  "azimuthal_width": float(numpy.degrees(LOGISTIC * around)),
+                 "cuticle_tilt": float(numpy.degrees(self.number(node, "Offset", 0.0))),
                  "ior": max(self.number(node, "IOR", 1.55), 1.0001)}
         self.parts.append(Part(amount, slots, attenuation=numpy.exp(-absorption / PATH)))
 

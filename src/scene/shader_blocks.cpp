@@ -201,6 +201,7 @@ constexpr Key kSurfaceShaderKeys[] = {
     within(slot_key<Element::diffusion>("diffusion"), at_least(0)),
     within(slot_key<Element::weight>("weight"), at_least(0)),
     within(LayerKeys::value<&SurfaceLayer::azimuthal_width_deg>("azimuthal_width"), at_least(0)),
+    within(LayerKeys::value<&SurfaceLayer::cuticle_tilt_deg>("cuticle_tilt"), between(-90, 90)),
     LayerKeys::flag<&SurfaceLayer::window>("window"),
     LayerKeys::flag<&SurfaceLayer::virtual_light>("virtual_light"),
     one_of(LayerKeys::text<set_sideness>("sideness"), kSides),

@@ -64,14 +64,25 @@ Inclinations inclinations_of(const Vec3& axis, const Vec3& outgoing, const Vec3&
     return s;
 }
 
+// Sine and cosine of the viewer's inclination as a lobe sees it, turned with the scales.
+struct Turned {
+    float sine = 0.0f, cosine = 0.0f;
+};
+
+Turned turned(const HairTable& table, std::size_t lobe, float sine, float cosine) {
+    const Vec2 turn = table.turn[lobe];
+    return {sine * turn.x + cosine * turn.y, std::fabs(cosine * turn.x - sine * turn.y)};
+}
+
 // Longitudinal function of one lobe, [dEon11], and its logarithm where sinh and I0 have no
 // finite values. In double: the exponents nearly cancel.
 float longitudinal(const HairTable& table, std::size_t lobe, const Inclinations& s) {
     constexpr float kWide = 0.2f;
     constexpr double kAsymptotic = 12.0, kLogTwo = 0.6931472;
     const double v = static_cast<double>(table.variance[lobe]);
-    const double x = static_cast<double>(s.cos_i) * static_cast<double>(s.cos_o) / v;
-    const double y = -static_cast<double>(s.sin_i) * static_cast<double>(s.sin_o) / v;
+    const Turned o = turned(table, lobe, s.sin_o, s.cos_o);
+    const double x = static_cast<double>(s.cos_i) * static_cast<double>(o.cosine) / v;
+    const double y = -static_cast<double>(s.sin_i) * static_cast<double>(o.sine) / v;
     if (table.variance[lobe] >= kWide)
         return static_cast<float>(std::exp(y) * static_cast<double>(table.csch_term[lobe])
                                   * bessel_i0(x));
@@ -201,7 +212,7 @@ int sample_hair(const HairTable& table, float h, const SurfacePoint& point, Vec3
     const auto k = to_size(lobe);
     const float c = sample_cone(table, k);
     const float turn = kTwoPi * random_unit();
-    const float x = 0.5f * kPi - theta_o;
+    const float x = 0.5f * kPi - (theta_o + std::atan2(table.turn[k].y, table.turn[k].x));
     const float sin_i = std::clamp(
         c * std::cos(x) + safe_root(1.0f - c * c) * std::cos(turn) * std::sin(x), -1.0f, 1.0f);
     const float cos_i = safe_root(1.0f - sin_i * sin_i);

@@ -103,7 +103,10 @@ void derive(HairTable& table) {
     table.alpha[2] = (apart ? 2.0f : 3.0f) * table.alpha[0];
     table.azimuth = table.alpha;
     if (apart) table.azimuth.fill(table.around);
+    constexpr std::array<float, 3> kTilts = {2.0f, -1.0f, -4.0f}; // [Chiang16] over that of scales
     for (std::size_t k = 0; k < table.alpha.size(); ++k) {
+        const float angle = kTilts[k] * table.tilt;
+        table.turn[k] = {std::cos(angle), std::sin(angle)};
         table.variance[k] = table.alpha[k] * table.alpha[k];
         table.csch_term[k] = csch_term(table.variance[k]);
     }
@@ -122,6 +125,7 @@ void SetHairParameters(Shader& shader) {
     table.alpha[0] = std::min(std::max(kNarrowest, width), kWidest);
     const float around = layer.azimuthal_width_deg * kRadiansPerDegree;
     table.around = around > 0.0f ? std::clamp(around, kNarrowest, kWidest) : 0.0f;
+    table.tilt = layer.cuticle_tilt_deg * kRadiansPerDegree;
     table.ior = std::max(0.0f, mean(element_of(layer, Element::ior).color));
     table.absorption = shader.medium.sigma_t;
 }

@@ -123,10 +123,13 @@ struct HairTable {
     std::array<float, 3> alpha = {0.17453292f, 0.34906584f,
                                   0.52359876f}; // widths R, TT, TRT, radians
     float around = 0.0f; // above 0 the width of all lobes about the fibre; alpha is that along it
+    float tilt = 0.0f;   // of the scales on the fibre towards its root, radians
     float ior = 1.55f;
     Vec3 absorption = {0.01f, 0.02f, 0.01f}; // per unit of the fibre's radius
     Image pdf_image, r_image, tt_image, trt_image;
     std::array<float, 3> azimuth = {}; // widths about the fibre
+    std::array<Vec2, 3> turn = {Vec2{1.0f, 0.0f}, {1.0f, 0.0f}, {1.0f, 0.0f}}; // by the tilt of a
+                                                                               // lobe: cosine, sine
     std::array<float, 3> variance = {};
     std::array<float, 3> csch_term = {}; // 1 / (2 variance sinh(1 / variance))
     float f0 = 0.0f;                     // reflectance along the normal
@@ -156,6 +159,7 @@ struct SurfaceLayer {
     bool virtual_light = false;       // emission takes part in multiple importance sampling
     bool window = false;              // shows the sky in place of the emissive slot
     float azimuthal_width_deg = 0.0f; // of hair, above 0: see HairTable::around
+    float cuticle_tilt_deg = 0.0f;    // of hair: see HairTable::tilt
 };
 
 constexpr std::size_t kFirstLevel = 8; // weight, the first slot of which only the mean counts

@@ -104,17 +104,18 @@ TEST(HairSampler, DrawsTheConeByItsDensity) {
 }
 
 // What a bounce returns hardly varies, seen across and along: light goes on from fibre to fibre
-// without bright samples, and nothing is lost.
+// without bright samples, and nothing is lost, however scales are tilted.
 TEST(HairSampler, KeepsTheWeightOfEverySampleWithTwoWidths) {
     const FreshScene quiet;
     RendererSettings.estimator = Estimator::exact; // reads the whole table
-    HairTable table;
-    table.alpha[0] = 0.3f;
-    table.around = 0.2f;
-    table.absorption = {};
-    table.sample_all_lobes = true;
-    BuildHairTable(table);
-    for (const float sin_o : {0.0f, 0.6f, -0.97f}) {
+    for (const auto& [sin_o, tilt] : {std::pair{0.0f, 0.0f}, {0.6f, 0.15f}, {-0.97f, -0.15f}}) {
+        HairTable table;
+        table.alpha[0] = 0.3f;
+        table.around = 0.2f;
+        table.tilt = tilt;
+        table.absorption = {};
+        table.sample_all_lobes = true;
+        BuildHairTable(table);
         const SeededDraws seed(8);
         std::array<int, 3> counts = {};
         for (int i = 0; i < 3000; ++i) {
@@ -140,11 +141,15 @@ TEST(HairSampler, SpreadsLobesByTheirWidths) {
     const struct {
         float around;
         std::array<float, 3> along, about;
-    } cases[] = {{0.0f, {1, 2, 3}, {1, 2, 3}}, {2.5f * kWidth, {1, 0.5f, 2}, {2.5f, 2.5f, 2.5f}}};
+        float tilt = 0.0f; // scales turn lobes by 2, -1 and -4 times of it
+    } cases[] = {{0.0f, {1, 2, 3}, {1, 2, 3}},
+                 {2.5f * kWidth, {1, 0.5f, 2}, {2.5f, 2.5f, 2.5f}},
+                 {2.5f * kWidth, {1, 0.5f, 2}, {2.5f, 2.5f, 2.5f}, 0.1f}};
 
     for (const auto& c : cases) {
         HairTable table = table_of(kWidth, 1.55f, {});
         table.around = c.around;
+        table.tilt = c.tilt;
         table.sample_all_lobes = true;
         BuildHairTable(table);
         const SeededDraws seed(5);
@@ -153,7 +158,9 @@ TEST(HairSampler, SpreadsLobesByTheirWidths) {
             Vec3 w, attenuation;
             const auto k = to_size(sample_hair(table, 0.0f, fibre_along_z(0.0f), w, attenuation));
             const float angle = std::atan2(w.y, k == 1 ? -w.x : w.x);
-            along.at(k) += w.z * w.z;
+            constexpr std::array<float, 3> kTurns = {2.0f, -1.0f, -4.0f};
+            const float z = std::asin(w.z) + kTurns.at(k) * c.tilt;
+            along.at(k) += z * z;
             about.at(k) += angle * angle;
             ++counts.at(k);
         }

@@ -7,8 +7,8 @@ import numpy
 INDENT = "    "
 WORDS = {("object", "name"), ("instance", "object"), ("instance", "shader")}  # without quotes
 # Of a layer; all others are slots.
-TEXT_KEYS = ("material", "sideness", "virtual_light", "window", "azimuthal_width", "microfacet",
-             "diffuse_model")
+TEXT_KEYS = ("material", "sideness", "virtual_light", "window", "azimuthal_width",
+             "cuticle_tilt", "microfacet", "diffuse_model")
 
 
 def number_text(value):
