@@ -29,6 +29,7 @@ COAT_SCALE = 0.25 if PRINCIPLED_ADDS else 1.0
 AREA_RADIANCE = 0.25 if VERSION < (4, 0) else 1 / numpy.pi
 # Up to 3.4 spots fade with the cosine, too.
 SPOT_FALLOFF = "cosine" if VERSION < (3, 5) else "smooth"
+CURVES_RADIUS = 0.005  # of hair curves without radii, as Cycles draws them
 # Panels of the engine that Blender shows materials, lights and worlds with.
 EEVEE = "BLENDER_EEVEE_NEXT" if (4, 2) <= VERSION < (5, 0) else "BLENDER_EEVEE"
 
@@ -106,7 +107,8 @@ def mix_inputs(node):
 def curves_arrays(curves):
     """Points, their radii and the number of points of each curve of a hair object."""
     points = floats(curves.points, "position", 3)
-    radii = floats(curves.points, "radius", 1)[:, 0]
+    radii = floats(curves.points, "radius", 1)[:, 0] if "radius" in curves.attributes else \
+        numpy.full(len(points), CURVES_RADIUS, numpy.float32)
     counts = floats(curves.curves, "points_length", 1, numpy.int32)[:, 0]
     return points, radii, counts
 

@@ -30,8 +30,8 @@ class AddPreset(AddPresetBase, bpy.types.Operator):
     bl_label = "Add moonhare preset"
     preset_menu = "MOONHARE_PT_presets"
     preset_subdir = compat.PRESETS
-    preset_defines = ["settings = bpy.context.scene.moonhare"]
-    preset_values = ["settings." + name for name in (
+    # Names of the values alone: under Python 3.13 no name that a preset defines is found again.
+    preset_values = ["bpy.context.scene.moonhare." + name for name in (
         "samples", "gather_rays", "light_rays", "bounces", "ray_depth", "mode", "estimator",
         "photons", "gather_distance", "gather_cell", "clamp", "noise", "adaptive")]
 

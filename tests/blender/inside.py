@@ -265,6 +265,11 @@ def exports_a_sound_scene():
     fresh()
     link("ball", sphere(diffuse(0.5)), (0, 0, 1))
     lamp("AREA", (0, 0, 3))
+    bpy.ops.object.curves_random_add()
+    curves = bpy.context.object.data
+    if "radius" in curves.attributes:
+        curves.attributes.remove(curves.attributes["radius"])
+    near(sys.modules["moonhare_render.compat"].curves_arrays(curves)[1], 0.005)
     folder = os.path.join(WORK, "exported")
     bpy.ops.export_scene.moonhare(filepath=folder)
     checked = subprocess.run([PROGRAM, "check", folder], capture_output=True, text=True)
@@ -310,6 +315,17 @@ def understands_names_of_later_versions():
     near(inner["compat"].lamp_gain(lamp_data), (2.0, 1.6, 1.0))
 
 
+def keeps_presets():
+    settings = fresh().moonhare
+    settings.samples = 77
+    bpy.ops.moonhare.preset_add(name="mine")
+    settings.samples = 5
+    for name, wanted in (("mine", 77), ("Preview", 16)):
+        path = bpy.utils.preset_find(name, "moonhare/render")
+        bpy.ops.script.execute_preset(filepath=path, menu_idname="MOONHARE_PT_presets")
+        expect(settings.samples == wanted, settings.samples)
+
+
 def goes_and_comes_back():
     fresh()
     addon_utils.disable("moonhare_render", default_set=True)
@@ -325,7 +341,8 @@ CASES = (
     reports_a_full_disk,
     reports_a_scene_of_nothing, reports_a_fault_of_its_own, takes_any_name_and_missing_pictures,
     renders_ten_thousand_objects, writes_a_million_triangles_fast, writes_again_only_what_changed,
-    exports_a_sound_scene, understands_names_of_later_versions, goes_and_comes_back)
+    exports_a_sound_scene, understands_names_of_later_versions, keeps_presets,
+    goes_and_comes_back)
 for case in CASES:
     try:
         case()
