@@ -1,6 +1,7 @@
 // The binary tree against a plain build that follows the definition one primitive at a time.
 // SPDX-License-Identifier: MIT
 #include "accel/bounds.h"
+#include "accel/face_blocks.h"
 #include "accel/tree.h"
 #include "random_object.h"
 #include "support/expect.h"
@@ -199,6 +200,16 @@ TEST(Build, PartsBeyondTheirNumbersRepeatTheFirst) {
     EXPECT_EQ(tree.binary_references.size(), 258u); // one of each pair in the last two
     for (const PrimitiveRef& ref : tree.binary_references)
         EXPECT_LT(ref.index, object.parts[ref.part].triangles.size());
+}
+
+TEST(FaceBlocks, TakeTetragonsOfTheirOwnLeafOnlyAndFourAtMost) {
+    Object object;
+    object.parts.assign(1, empty_part());
+    object.parts[0].tetragons.assign(6, {{0, 1, 2, 3}, 0});
+    const std::vector<PrimitiveRef> refs(6, {0, PrimitiveKind::tetragon, 0});
+    const std::uint32_t together[] = {0, 0, 0, 3, 4, 4, 4};
+    for (std::uint32_t count = 0; count < 7; ++count)
+        EXPECT_EQ(tetragons_together(object, refs.data(), count), together[count]) << count;
 }
 
 } // namespace mh::test
