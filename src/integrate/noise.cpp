@@ -69,7 +69,10 @@ Vec3 halves_variance(const Sums& sums, std::int64_t pixel, float n) {
 // What a block adds to the sums of its neighbourhood.
 struct BlockSums {
     BlockNoise noise;
-    double spread = 0.0, halves = 0.0; // variances over squared brightness
+    // Variances over the brightness of pixel and block: by a pixel's own alone, one in the dark
+    // beside an edge would speak for the edge, whose noise falls faster; by the block's alone the
+    // edge would speak for the dark.
+    double spread = 0.0, halves = 0.0;
 };
 
 BlockGrid grid_over(int width, int height) {
@@ -113,13 +116,15 @@ BlockSums sums_of_block(const Sums& sums, const BlockGrid& grid, int block, floa
         noise.seen[part] += mean_of(spread) / (light * light / kSquaredKnee + 1.0f);
         seen_by[part] += 1.0f;
         if (n < 2.0f) return;
-        result.spread += static_cast<double>(mean_of(spread) * scale * scale);
-        result.halves +=
-            static_cast<double>(mean_of(halves_variance(sums, pixel, n)) * scale * scale);
+        result.spread += static_cast<double>(mean_of(spread) * scale);
+        result.halves += static_cast<double>(mean_of(halves_variance(sums, pixel, n)) * scale);
     });
     if (noise.pixels > 0.0f) {
         noise.light /= noise.pixels;
         noise.variance /= noise.pixels;
+        const auto brightness = static_cast<double>(std::fabs(noise.light) + dark);
+        result.spread /= brightness;
+        result.halves /= brightness;
         for (const std::size_t part : {0u, 1u})
             noise.seen[part] /= std::max(seen_by[part], 1.0f);
         if (seen_by[0] * seen_by[1] == 0.0f) // too narrow: one part stands for both
