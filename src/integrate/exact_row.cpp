@@ -4,9 +4,11 @@
 
 #include "math/simd4.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstring>
+#include <iterator>
 
 namespace mh {
 
@@ -63,7 +65,35 @@ Int4 are_whole_steps(Float4 values, Int4 is_zero) {
     return ((size >= kLeast) & (size < kMost)) | is_zero;
 }
 
+std::size_t values_of(const ExactRow& row) {
+    return std::max(row.steps.size(), row.doubles.size());
+}
+
+// Whole numbers of 2^-64, as floats from 2^-41 on are.
+double in_fine_steps(float value) {
+    constexpr float kAllFine = 0x1p-41f;
+    constexpr double kNearFine = 0x1.8p-12; // the last bit of a double near it is 2^-64
+    const double wide = std::clamp(value, -kLargestOfFrame, kLargestOfFrame);
+    return std::fabs(value) < kAllFine ? wide + kNearFine - kNearFine : wide;
+}
+
+void add_doubles(std::vector<double>& sums, const float* values, float factor) {
+    for (std::size_t i = 0; i < sums.size(); ++i)
+        if (!std::isnan(values[i])) sums[i] += in_fine_steps(values[i] * factor);
+}
+
+// Of a whole number of 2^-64.
+FixedPoint fixed_of(double value) {
+    constexpr double kTwoTo64 = 0x1p64;
+    const double size = std::fabs(value);
+    const auto whole = static_cast<std::uint64_t>(size);
+    const double fraction = (size - static_cast<double>(whole)) * kTwoTo64;
+    const FixedPoint number = {static_cast<std::uint64_t>(fraction), whole};
+    return value < 0.0 ? number_of(-wide_of(number)) : number;
+}
+
 FixedPoint sum_of(const ExactRow& row, std::size_t i) {
+    if (!row.doubles.empty()) return fixed_of(row.doubles[i]);
     const std::int64_t steps = row.steps[i];
     FixedPoint sum = {static_cast<std::uint64_t>(steps) << (kFractionBits - kStepBits),
                       static_cast<std::uint64_t>(steps >> kStepBits)};
@@ -74,6 +104,7 @@ FixedPoint sum_of(const ExactRow& row, std::size_t i) {
 } // namespace
 
 void add_values(ExactRow& row, const float* values, float factor) {
+    if (!row.doubles.empty()) return add_doubles(row.doubles, values, factor);
     constexpr std::size_t kOnce = 8;
     const std::size_t count = row.steps.size(), last = count - count % kOnce;
     const auto add_each = [&](std::size_t begin, std::size_t end) {
@@ -95,6 +126,7 @@ void add_values(ExactRow& row, const float* values, float factor) {
 }
 
 double value_of(const ExactRow& row, std::size_t i) {
+    if (!row.doubles.empty()) return row.doubles[i];
     constexpr std::int64_t kExact = std::int64_t{1} << 53; // as a double
     const std::int64_t steps = row.steps[i];
     if (row.rest.empty() && steps < kExact && steps > -kExact)
@@ -105,17 +137,24 @@ double value_of(const ExactRow& row, std::size_t i) {
 std::vector<FixedPoint> SumsOf(const std::vector<ExactRow>& rows) {
     std::vector<FixedPoint> sums;
     for (const ExactRow& row : rows)
-        for (std::size_t i = 0; i < row.steps.size(); ++i)
+        for (std::size_t i = 0; i < values_of(row); ++i)
             sums.push_back(sum_of(row, i));
     return sums;
 }
 
-std::vector<ExactRow> RowsOf(const std::vector<FixedPoint>& sums, std::size_t count) {
-    std::vector<ExactRow> rows(count);
-    const std::size_t values = count == 0 ? 0 : sums.size() / count;
-    for (std::size_t y = 0; y < count; ++y) {
-        rows[y].steps.resize(values);
-        rows[y].rest.assign(sums.data() + y * values, sums.data() + (y + 1) * values);
+std::vector<ExactRow> RowsOf(const std::vector<FixedPoint>& sums,
+                             const std::vector<ExactRow>& like) {
+    std::vector<ExactRow> rows(like.size());
+    const FixedPoint* first = sums.data();
+    for (std::size_t y = 0; y < rows.size(); ++y) {
+        const FixedPoint* end = first + values_of(like[y]);
+        if (like[y].doubles.empty()) {
+            rows[y].steps.resize(like[y].steps.size());
+            rows[y].rest.assign(first, end);
+        } else {
+            std::transform(first, end, std::back_inserter(rows[y].doubles), to_double);
+        }
+        first = end;
     }
     return rows;
 }

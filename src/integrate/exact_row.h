@@ -1,5 +1,6 @@
 // Exact sums of the values of a row of an image. Almost all values are whole steps of 2^-36 and few
-// enough of them for 64 bits; the rest, which many rows never have, is kept in 128 bits.
+// enough of them for 64 bits; the rest, which many rows never have, is kept in 128 bits. Rows of
+// planes are sums of doubles, of values in steps of 2^-64.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -19,8 +20,9 @@ void add_values(ExactRow& row, const float* values, float factor);
 
 double value_of(const ExactRow& row, std::size_t i);
 
-// All sums row by row, and so many rows that hold such sums.
+// All sums row by row, and rows like these that hold such sums.
 std::vector<FixedPoint> SumsOf(const std::vector<ExactRow>& rows);
-std::vector<ExactRow> RowsOf(const std::vector<FixedPoint>& sums, std::size_t count);
+std::vector<ExactRow> RowsOf(const std::vector<FixedPoint>& sums,
+                             const std::vector<ExactRow>& like);
 
 } // namespace mh

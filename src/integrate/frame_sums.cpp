@@ -96,11 +96,14 @@ void StartFrameSums() {
     std::vector<FrameSum> sums;
     ForEachOutput([&](Aov& aov, Filling filling) {
         if (!grows(filling) || !has_size_of(*camera, aov.image)) return;
-        const bool is_share = filling == Filling::sum;
-        const ExactRow empty = {std::vector<std::int64_t>(values_of_row(aov.image)), {}};
+        const bool is_share = filling == Filling::sum, is_plane = filling == Filling::plane;
+        const std::size_t count = values_of_row(aov.image);
+        const ExactRow empty = {std::vector<std::int64_t>(is_plane ? 0 : count),
+                                {},
+                                std::vector<double>(is_plane ? count : 0)};
         sums.push_back({&aov.image,
                         is_share ? static_cast<float>(camera->sample) : 1.0f,
-                        filling == Filling::plane,
+                        is_plane,
                         !is_share,
                         {to_size(Sums.region.y1 - Sums.region.y0), empty}});
     });

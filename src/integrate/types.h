@@ -41,10 +41,13 @@ struct CausticPhoton {
 static_assert(sizeof(CausticPhoton) == 28);
 
 // Sums of the values of a row of an image: each is its steps of 2^-36, and where the row has any,
-// its rest.
+// its rest. Planes are many, and their values small: theirs are doubles, which are exact as long as
+// the largest value of a pixel times their number is less than 2^29 times the smallest, and off by
+// 1e-16 beyond that.
 struct ExactRow {
     std::vector<std::int64_t> steps;
     std::vector<FixedPoint> rest; // as many, or none
+    std::vector<double> doubles;  // of a plane, in place of both
 };
 
 // The sum of all frames of one image, of the region's rows; of what each pixel would be if it held

@@ -6,6 +6,7 @@
 #include "math/memory.h"
 #include "output/aov.h"
 #include "output/state.h"
+#include "run/estimator.h"
 #include "run/report.h"
 #include "run/state.h"
 
@@ -158,7 +159,8 @@ double bytes_of_planes(PlaneNeed need) {
     for (std::size_t i = 0; i < sums_of(need); ++i)
         floats += channels_of(i, need);
     if (need != PlaneNeed::none && RendererSettings.adaptive) ++floats;
-    return floats * bytes_of_pixel() / 3.0;
+    constexpr double kWithSums = sizeof(float) + sizeof(double); // of one frame, of all
+    return floats * (is_seeded() ? kWithSums : bytes_of_pixel() / 3.0);
 }
 
 FeaturePlanes PlanesOf(std::vector<Aov> sums) {

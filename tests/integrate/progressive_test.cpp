@@ -209,11 +209,14 @@ TEST_F(CutFrames, AWindowThatIsClosedEndsTheRunLikeAnyEarlyEnd) {
     EXPECT_EQ(Cameras[0].aovs[1].image.floats.back(), 3.0f);
 }
 
-// Of all sizes that a float can have, in numbers that are whole steps as well as not.
+// Of all sizes that a float can have, in numbers that are whole steps as well as not; in doubles as
+// exactly as these can.
 TEST(ExactRow, HoldsTheSumsOfFixedPointNumbers) {
     constexpr std::size_t kValues = 77;
-    std::vector<ExactRow> rows = {{std::vector<std::int64_t>(kValues), {}}};
+    std::vector<ExactRow> rows = {{std::vector<std::int64_t>(kValues), {}, {}},
+                                  {{}, {}, std::vector<double>(kValues)}};
     std::vector<FixedPoint> sums(kValues);
+    std::vector<double> sizes(kValues);
     std::mt19937 random(5);
     for (int frame = 0; frame < 400; ++frame) {
         std::vector<float> values(kValues);
@@ -222,12 +225,19 @@ TEST(ExactRow, HoldsTheSumsOfFixedPointNumbers) {
             values[i] = std::ldexp(static_cast<float>(random()) / 4e9f - 0.5f, bits);
             if (i % 16 == 3) values[i] = frame % 7 == 0 ? kNan : kInfinity;
             add(sums[i], to_fixed(3.0f * values[i], kLargestOfFrame));
+            sizes[i] += std::fabs(to_double(to_fixed(3.0f * values[i], kLargestOfFrame)));
         }
-        add_values(rows[0], values.data(), 3.0f);
-        if (frame == 200) rows = RowsOf(SumsOf(rows), 1);
+        for (ExactRow& row : rows)
+            add_values(row, values.data(), 3.0f);
+        if (frame != 200) continue;
+        const std::vector<double> before = rows[1].doubles;
+        rows = RowsOf(SumsOf(rows), rows);
+        EXPECT_EQ(rows[1].doubles, before);
     }
-    for (std::size_t i = 0; i < kValues; ++i)
+    for (std::size_t i = 0; i < kValues; ++i) {
         EXPECT_EQ(value_of(rows[0], i), to_double(sums[i])) << i;
+        EXPECT_NEAR(value_of(rows[1], i), to_double(sums[i]), 1e-14 * sizes[i] + 1e-17) << i;
+    }
 }
 
 } // namespace

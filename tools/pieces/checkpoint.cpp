@@ -107,7 +107,7 @@ bool restore_sums(const Checkpoint& checkpoint) {
     if (!fits_sums(checkpoint)) return false;
     FrameSums& sums = IntegrateState.frame_sums;
     for (std::size_t i = 0; i < sums.images.size(); ++i)
-        sums.images[i].rows = RowsOf(checkpoint.images[i].sums, sums.images[i].rows.size());
+        sums.images[i].rows = RowsOf(checkpoint.images[i].sums, sums.images[i].rows);
     sums.frames = checkpoint.frames;
     ShowMeans();
     return true;
