@@ -267,6 +267,7 @@ void BuildSkyDistribution() {
     for (int row = 0; row < kRows; ++row)
         weigh_row(row, angles, total);
     FinishSampler(sky.rows);
+    if (sky.rows.size == 0) sky = {}; // too dark for floats
 }
 
 SkyPlace find_sky(const Vec2& uv) {
