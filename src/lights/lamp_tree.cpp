@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <numeric>
 #include <span>
 #include <tuple>
@@ -22,7 +23,8 @@ namespace mh {
 namespace {
 
 constexpr int kBins = 12;
-constexpr int kSpatialLevels = 16; // below them lamps are split by number alone
+constexpr int kSpatialLevels = 16;        // below them lamps are split by number alone
+constexpr std::size_t kLeastChildren = 4; // on average
 constexpr std::size_t kChildren = std::tuple_size_v<LampNode::Lanes>;
 
 Aabb box_of(const Lamp& lamp) {
@@ -38,15 +40,9 @@ float power_of(const Lamp& lamp) {
     return mean(lamp.emission) * lamp.area;
 }
 
-Vec3 middle_of(const Lamp& lamp) {
-    return center(box_of(lamp));
-}
-
 float sine_of(float cosine) {
     return std::sqrt(std::max(1.0f - cosine * cosine, 0.0f));
 }
-
-using Indices = std::span<std::int32_t>;
 
 // Power, bounds and sum of the normals of the lamps in a bin.
 struct Bin {
@@ -69,21 +65,34 @@ float cost_of(const Bin& bin) {
     return bin.power * area * (2.0f - length(bin.normals) / bin.power);
 }
 
-Bin bin_of(const Lamp& lamp) {
-    return {box_of(lamp), power_of(lamp) * lamp.normal, power_of(lamp)};
+// A lamp, with what the construction looks at again and again.
+struct Leaf {
+    Bin bin;
+    Vec3 middle; // of its box
+    std::int32_t lamp = 0;
+};
+
+using Leaves = std::span<Leaf>;
+
+Leaf leaf_of(const LampSet& set, std::size_t i) {
+    const Lamp& lamp = set.lamps[i];
+    const Aabb box = box_of(lamp);
+    return {{box, power_of(lamp) * lamp.normal, power_of(lamp)},
+            center(box),
+            static_cast<std::int32_t>(i)};
 }
 
-Bin bin_of(const LampSet& set, Indices indices) {
+Bin bin_of(Leaves leaves) {
     Bin sum;
-    for (const std::int32_t i : indices)
-        add(sum, bin_of(at(set.lamps, i)));
+    for (const Leaf& leaf : leaves)
+        add(sum, leaf.bin);
     return sum;
 }
 
-int bin_number(const Lamp& lamp, const Aabb& centers, int axis) {
+int bin_number(const Leaf& leaf, const Aabb& centers, int axis) {
     const float low = component(centers.min, axis), high = component(centers.max, axis);
-    const float at = (component(middle_of(lamp), axis) - low) / (high - low);
-    return std::clamp(static_cast<int>(at * kBins), 0, kBins - 1);
+    const float at = kBins * ((component(leaf.middle, axis) - low) / (high - low));
+    return static_cast<int>(std::min(std::max(0.0f, at), kBins - 1.0f)); // 0 where it is NaN
 }
 
 struct Split {
@@ -91,13 +100,11 @@ struct Split {
     float cost = kFar;
 };
 
-void try_axis(const LampSet& set, Indices indices, const Aabb& centers, int axis, Split& best) {
+void try_axis(Leaves leaves, const Aabb& centers, int axis, Split& best) {
     if (!(component(centers.max, axis) > component(centers.min, axis))) return;
     std::array<Bin, kBins> bins;
-    for (const std::int32_t i : indices) {
-        const Lamp& lamp = at(set.lamps, i);
-        add(at(bins, bin_number(lamp, centers, axis)), bin_of(lamp));
-    }
+    for (const Leaf& leaf : leaves)
+        add(at(bins, bin_number(leaf, centers, axis)), leaf.bin);
     std::array<float, kBins> above = {}; // cost of the bins from here on
     Bin upper;
     for (std::size_t i = kBins - 1; i > 0; --i) {
@@ -113,44 +120,44 @@ void try_axis(const LampSet& set, Indices indices, const Aabb& centers, int axis
 }
 
 // Moves the lamps of the first side to the front; how many they are.
-std::size_t split(const LampSet& set, Indices indices, bool by_place) {
+std::size_t split(Leaves leaves, bool by_place) {
     Aabb centers;
-    for (const std::int32_t i : indices)
-        merge(centers, middle_of(at(set.lamps, i)));
+    for (const Leaf& leaf : leaves)
+        merge(centers, leaf.middle);
     Split best;
     for (int axis = 0; axis < 3 && by_place; ++axis)
-        try_axis(set, indices, centers, axis, best);
-    if (best.axis < 0) return indices.size() / 2;
-    const auto middle = std::partition(indices.begin(), indices.end(), [&](std::int32_t i) {
-        return bin_number(at(set.lamps, i), centers, best.axis) <= best.bin;
+        try_axis(leaves, centers, axis, best);
+    if (best.axis < 0) return leaves.size() / 2;
+    const auto middle = std::partition(leaves.begin(), leaves.end(), [&](const Leaf& leaf) {
+        return bin_number(leaf, centers, best.axis) <= best.bin;
     });
-    const auto count = to_size(middle - indices.begin());
-    return count == 0 || count == indices.size() ? indices.size() / 2 : count;
+    const auto count = to_size(middle - leaves.begin());
+    return count == 0 || count == leaves.size() ? leaves.size() / 2 : count;
 }
 
 // The lamps of one child, and what it costs to leave them together.
 struct Group {
-    Indices indices;
+    Leaves leaves;
     float cost = 0.0f; // 0 for a single lamp
 };
 
-Group group_of(const LampSet& set, Indices indices, bool by_place) {
-    if (indices.size() == 1) return {indices};
-    return {indices, by_place ? cost_of(bin_of(set, indices)) : static_cast<float>(indices.size())};
+Group group_of(Leaves leaves, bool by_place) {
+    if (leaves.size() == 1) return {leaves};
+    return {leaves, by_place ? cost_of(bin_of(leaves)) : static_cast<float>(leaves.size())};
 }
 
 // Splits the group of the largest cost until there are as many as a node has children.
-std::vector<Group> groups_of(const LampSet& set, Indices indices, bool by_place) {
-    std::vector<Group> groups = {group_of(set, indices, by_place)};
+std::vector<Group> groups_of(Leaves leaves, bool by_place) {
+    std::vector<Group> groups = {group_of(leaves, by_place)};
     while (groups.size() < kChildren) {
         const auto largest =
             std::max_element(groups.begin(), groups.end(),
                              [](const Group& a, const Group& b) { return a.cost < b.cost; });
         if (!(largest->cost > 0.0f)) break;
-        const Indices whole = largest->indices;
-        const std::size_t count = split(set, whole, by_place);
-        *largest = group_of(set, whole.first(count), by_place);
-        groups.insert(largest + 1, group_of(set, whole.subspan(count), by_place));
+        const Leaves whole = largest->leaves;
+        const std::size_t count = split(whole, by_place);
+        *largest = group_of(whole.first(count), by_place);
+        groups.insert(largest + 1, group_of(whole.subspan(count), by_place));
     }
     return groups;
 }
@@ -161,12 +168,12 @@ void set_lanes(std::array<LampNode::Lanes, 3>& lanes, std::size_t i, const Vec3&
     lanes[2][i] = v.z;
 }
 
-void set_bounds(const LampSet& set, Indices indices, LampNode& node, std::size_t i) {
-    const Bin sum = bin_of(set, indices);
+void set_bounds(const LampSet& set, Leaves leaves, LampNode& node, std::size_t i) {
+    const Bin sum = bin_of(leaves);
     const Vec3 axis = unit_direction(sum.normals);
     float cos_spread = 1.0f;
-    for (const std::int32_t k : indices)
-        cos_spread = std::min(cos_spread, dot(axis, at(set.lamps, k).normal));
+    for (const Leaf& leaf : leaves)
+        cos_spread = std::min(cos_spread, dot(axis, at(set.lamps, leaf.lamp).normal));
     node.cos_spread[i] = cos_spread > 0.0f ? cos_spread : -1.0f;
     node.sin_spread[i] = sine_of(node.cos_spread[i]);
     const Vec3 extent = sum.box.max - sum.box.min;
@@ -179,14 +186,15 @@ void set_bounds(const LampSet& set, Indices indices, LampNode& node, std::size_t
 }
 
 // The number of the node over these lamps.
-std::int32_t build(LampSet& set, Indices indices, int level) {
+std::int32_t build(LampSet& set, Leaves leaves, int level) {
     const std::size_t place = set.tree.size();
     set.tree.emplace_back().radius_square.fill(kFar);
-    const std::vector<Group> groups = groups_of(set, indices, level < kSpatialLevels);
+    const std::vector<Group> groups = groups_of(leaves, level < kSpatialLevels);
     for (std::size_t i = 0; i < groups.size(); ++i) {
-        const Indices below = groups[i].indices;
+        const Leaves below = groups[i].leaves;
         set_bounds(set, below, set.tree[place], i);
-        set.tree[place].child[i] = below.size() == 1 ? below[0] : -build(set, below, level + 1);
+        set.tree[place].child[i] =
+            below.size() == 1 ? below[0].lamp : -build(set, below, level + 1);
     }
     set.tree[place].children = static_cast<std::int32_t>(groups.size());
     return static_cast<std::int32_t>(place);
@@ -225,11 +233,12 @@ struct Shares {
 };
 
 Shares shares_of(const LampNode& node, const Vec3& from) {
+    constexpr float kLeast = std::numeric_limits<float>::min(); // below it products do not round
     Shares shares;
     store4(&shares.own[0], importance(node, 0, from));
     store4(&shares.own[4], node.children > 4 ? importance(node, 4, from) : Float4{});
     std::partial_sum(shares.own.begin(), shares.own.end(), shares.running.begin());
-    if (!(shares.sum() <= kFar)) shares = {};
+    if (!(shares.sum() >= kLeast && shares.sum() <= kFar)) shares = {};
     return shares;
 }
 
@@ -273,13 +282,19 @@ LampChoice find_below(const LampSet& set, std::size_t place, const Vec3& from, c
 
 } // namespace
 
+std::size_t TreeBytesOfLamp() {
+    return sizeof(Leaf) + sizeof(LampNode) / kLeastChildren;
+}
+
 void BuildLampTree(LampSet& set) {
     set.tree.clear();
-    std::vector<std::int32_t> indices;
+    std::vector<Leaf> leaves;
+    leaves.reserve(set.lamps.size());
     for (std::size_t i = 0; i < set.lamps.size(); ++i)
-        if (set.lamps[i].sampled) indices.push_back(static_cast<std::int32_t>(i));
-    set.sampled = static_cast<std::int32_t>(indices.size());
-    if (!indices.empty()) build(set, indices, 0);
+        if (set.lamps[i].sampled) leaves.push_back(leaf_of(set, i));
+    set.sampled = static_cast<std::int32_t>(leaves.size());
+    set.tree.reserve(1 + leaves.size() / kLeastChildren);
+    if (!leaves.empty()) build(set, leaves, 0);
 }
 
 LampChoice choose_lamp(const LampSet& set, const Vec3& from, float u) {

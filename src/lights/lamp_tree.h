@@ -10,6 +10,9 @@ namespace mh {
 // Builds the tree over the lamps that are sampled; empty without any.
 void BuildLampTree(LampSet& set);
 
+// Of memory, while the tree is built.
+std::size_t TreeBytesOfLamp();
+
 struct LampChoice {
     std::int32_t lamp = -1; // none may shine on the point
     float probability = 0.0f;

@@ -10,7 +10,10 @@
 #include "lights/state.h"
 #include "math/at.h"
 #include "math/axis.h"
+#include "math/count_text.h"
+#include "math/memory.h"
 #include "math/roots.h"
+#include "run/report.h"
 #include "run/types.h"
 #include "shading/evaluate.h"
 #include "shading/fresnel.h"
@@ -20,6 +23,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <vector>
 
 namespace mh {
 
@@ -187,6 +191,41 @@ void collect(std::uint32_t number, const Placement& placement, int level, LampSe
     }
 }
 
+// How many lamps collect() may find in an object, each of its instances with its own.
+double count_lamps(std::uint32_t number, int level, std::vector<double>& counts) {
+    double& count = counts[number];
+    if (count >= 0.0) return count;
+    double sum = 0.0;
+    for (const LightPrimitive& primitive : LightListsOfObjects[number].emission_list) {
+        if (primitive.kind != PrimitiveKind::instance) {
+            ++sum;
+            continue;
+        }
+        const Instance& instance = Objects[number].instances[primitive.index];
+        if (instance.usable && level < kMaxInstanceLevels)
+            sum += count_lamps(instance.object, level + 1, counts);
+    }
+    return count = sum;
+}
+
+// Whether all lamps of the scene fit; else light reaches surfaces by bounces alone.
+bool reserve_lamps(LampSet& set) {
+    std::vector<double> counts(Objects.size(), -1.0);
+    const double count = count_lamps(RootObjectIndex, 0, counts);
+    constexpr std::size_t kBytesOfPower = 12; // in the table by power
+    if (!FitsMemory(count
+                    * static_cast<double>(sizeof(Lamp) + TreeBytesOfLamp() + kBytesOfPower))) {
+        const double shown = std::min(count, 1e18);
+        ReportError("geometry light - "
+                    + CountText(static_cast<std::int64_t>(shown), "emitting face")
+                    + " with those of instances need more memory than there is; they light by"
+                      " bounces alone");
+        return false;
+    }
+    set.lamps.reserve(static_cast<std::size_t>(count));
+    return true;
+}
+
 void set_powers(LampSet& set) {
     CreateSampler(set.by_power, static_cast<std::int32_t>(set.lamps.size()));
     for (std::size_t i = 0; i < set.lamps.size(); ++i)
@@ -210,7 +249,8 @@ bool is_virtual(const Lamp& lamp) {
 
 void CollectLamps(LampSet& set) {
     set = {};
-    if (root_lights() != nullptr) collect(RootObjectIndex, {}, 0, set);
+    if (root_lights() == nullptr || !reserve_lamps(set)) return;
+    collect(RootObjectIndex, {}, 0, set);
     BuildLampTree(set);
     set_powers(set);
 }
