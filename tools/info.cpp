@@ -136,7 +136,7 @@ int DescribeScene(const Arguments& arguments) {
     std::string text;
     {
         CapturedReport report;
-        OpenChecked(arguments.scene + (arguments.scene.ends_with('/') ? "" : "/"));
+        OpenChecked(arguments);
         text = description();
         ForgetOutputs();
         Finalize();

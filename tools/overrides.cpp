@@ -52,8 +52,6 @@ void set_renderer(const Arguments& arguments) {
     if (arguments.bounce) settings.bounce = *arguments.bounce;
     if (arguments.ray_depth) settings.ray_depth = *arguments.ray_depth;
     if (arguments.seed) settings.seed = *arguments.seed;
-    if (!arguments.estimator.empty())
-        settings.estimator = arguments.estimator == "exact" ? Estimator::exact : Estimator::classic;
     if (arguments.noise_target) settings.noise = static_cast<float>(*arguments.noise_target);
     if (arguments.adaptive) settings.adaptive = true;
     // What is put together with other runs is of the same images with and without a report.
@@ -93,6 +91,12 @@ bool has_geometry() {
 
 bool has_pixels(const Camera& camera) {
     return pixel_count(RenderedRegion(camera)) > 0;
+}
+
+void OverrideEstimator(const Arguments& arguments) {
+    if (arguments.estimator.empty()) return;
+    RendererSettings.estimator =
+        arguments.estimator == "exact" ? Estimator::exact : Estimator::classic;
 }
 
 std::string ApplyOverrides(const Arguments& arguments, PixelRegion& region_of_scene) {

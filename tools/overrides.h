@@ -10,7 +10,10 @@ namespace mh {
 constexpr const char* kNoPixel = "the region contains no pixels of the picture";
 bool has_pixels(const Camera& camera);
 
-// Puts the options onto the records of the scene. Empty, or why there is nothing to render. The
+// The estimator of the options. Before images are loaded, whose texels it needs in full.
+void OverrideEstimator(const Arguments& arguments);
+
+// Puts the other options onto the records of the scene. Empty, or why there is nothing to render. The
 // region is that without --region.
 std::string ApplyOverrides(const Arguments& arguments, PixelRegion& region_of_scene);
 

@@ -397,9 +397,8 @@ std::optional<int> status_of_arguments(const Arguments& arguments) {
 }
 
 int render_checked(const Arguments& arguments) {
-    const std::string slash = arguments.scene.ends_with('/') ? "" : "/";
     std::vector<Fault> faults;
-    time_phase("scene", [&] { faults = OpenChecked(arguments.scene + slash); });
+    time_phase("scene", [&] { faults = OpenChecked(arguments); });
     return is_refused(arguments, faults) ? give_up(kSceneFaults, "--strict refuses the scene")
                                          : render_opened(arguments);
 }

@@ -3,6 +3,7 @@ SPDX-License-Identifier: MIT"""
 import json
 import os
 import signal
+import struct
 import subprocess
 import unittest
 
@@ -124,6 +125,16 @@ class Seeds(ProgramTest):
             default = self.pictures(*given)["b.pfm"]
             zero = self.pictures(*given, "--seed", "0")["b.pfm"]
             self.assertEqual(default == zero, estimator == "exact")
+
+    def test_the_option_is_the_key(self):
+        write_scene(self.scene, {"light/light.mh": 'sky_light\n    image "sky.pfm"\nend\n'})
+        os.mkdir(self.path("scene/image"))
+        dim = struct.pack("<3f", 1.0, 0.0035, 0.0072)  # more than a common exponent holds
+        self.write_bytes("scene/image/sky.pfm", b"PF\n32 16\n-1\n" + 512 * dim)
+        by_option = self.pictures("scene", "--estimator", "exact")
+        exact = RENDER.replace("render\n", 'render\n    estimator "exact"\n', 1)
+        write_scene(self.scene, {"render/render.mh": exact})
+        self.assertEqual(self.pictures("scene"), by_option)
 
     def test_a_checkpoint_keeps_seed_and_estimator(self):
         self.pictures("scene", "--seed", "3", "--checkpoint", "c")

@@ -11,6 +11,7 @@
 #include "json_text.h"
 #include "math/at.h"
 #include "math/count_text.h"
+#include "overrides.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -79,18 +80,20 @@ Json json_of(const Fault& fault) {
             {"suggestion", fault.suggestion}};
 }
 
-std::vector<Fault> open_checked(const std::string& directory, CapturedReport& report) {
+std::vector<Fault> open_checked(const Arguments& arguments, CapturedReport& report) {
+    const std::string directory = arguments.scene + (arguments.scene.ends_with('/') ? "" : "/");
     SceneLines lines;
     OpenScene(directory, ListenTo(lines, report));
+    OverrideEstimator(arguments);
     report.hand_on(false);
     CheckReadScene(directory, lines, report);
     FillInScale(lines);
     return std::move(lines.faults);
 }
 
-std::vector<Fault> faults_of(const std::string& directory) {
+std::vector<Fault> faults_of(const Arguments& arguments) {
     CapturedReport report;
-    std::vector<Fault> faults = open_checked(directory, report);
+    std::vector<Fault> faults = open_checked(arguments, report);
     ForgetOutputs();
     Finalize();
     Shutdown();
@@ -100,10 +103,10 @@ std::vector<Fault> faults_of(const std::string& directory) {
 
 } // namespace
 
-std::vector<Fault> OpenChecked(const std::string& directory) {
+std::vector<Fault> OpenChecked(const Arguments& arguments) {
     CapturedReport report;
     report.hand_on(true);
-    return open_checked(directory, report);
+    return open_checked(arguments, report);
 }
 
 Json FaultsJson(const std::vector<Fault>& faults) {
@@ -135,8 +138,7 @@ int StatusOf(const std::vector<Fault>& faults, bool strict) {
 int CheckScene(const Arguments& arguments) {
     if (!IsDirectory(arguments.scene)) return kWrongUse;
     ConfineToScene(arguments);
-    const std::vector<Fault> faults =
-        faults_of(arguments.scene + (arguments.scene.ends_with('/') ? "" : "/"));
+    const std::vector<Fault> faults = faults_of(arguments);
     if (arguments.json)
         std::cout << JsonLine(FaultsJson(faults));
     else

@@ -10,9 +10,9 @@
 
 namespace mh {
 
-// What a scene is found to lack while it is opened for a render; the report of its reading goes to
-// standard output.
-std::vector<Fault> OpenChecked(const std::string& directory);
+// What a scene is found to lack while it is opened for a render by the estimator of the options;
+// the report of its reading goes to standard output.
+std::vector<Fault> OpenChecked(const Arguments& arguments);
 
 // The object that "check --json" prints.
 Json FaultsJson(const std::vector<Fault>& faults);

@@ -1,4 +1,4 @@
-// Scene text under names that are not read, and search folders that are not there.
+// Scene files that cannot be read, scene text under names that are not, and search folders that are not there.
 // SPDX-License-Identifier: MIT
 #include "check/folders.h"
 
@@ -45,13 +45,18 @@ bool has_text_ending(const fs::path& path) {
     return ending.empty() || ending == ".txt" || ending == ".MH" || ending == ".Mh";
 }
 
-void check_names(SceneCheck& check, const fs::path& folder) {
+void check_files(SceneCheck& check, const fs::path& folder) {
     std::error_code error;
-    for (const fs::directory_entry& entry : entries_of(folder))
-        if (has_text_ending(entry.path()) && entry.is_regular_file(error)
-            && is_scene_text(entry.path()))
-            add_warning(check.lines, {entry.path().lexically_normal().string(), 0, 0, {}},
-                        "is not read: the names of scene files end in .mh");
+    for (const fs::directory_entry& entry : entries_of(folder)) {
+        const Place place = {entry.path().lexically_normal().string(), 0, 0, {}};
+        if (entry.path().extension() == ".mh") {
+            if (!OpenInput(entry.path().string()))
+                add_fault(check.lines, place, "cannot be read: it is left out");
+        } else if (has_text_ending(entry.path()) && entry.is_regular_file(error)
+                   && is_scene_text(entry.path())) {
+            add_warning(check.lines, place, "is not read: the names of scene files end in .mh");
+        }
+    }
 }
 
 bool holds_scene_text(const fs::path& folder) {
@@ -87,7 +92,7 @@ void CheckFolders(SceneCheck& check) {
     for (const fs::directory_entry& entry : entries_of(check.directory))
         if (entry.is_directory(error)) check_other_folder(check, entry.path());
     for (const std::string_view folder : kFolders)
-        check_names(check, check.directory + std::string(folder));
+        check_files(check, check.directory + std::string(folder));
     check_search_paths(check);
 }
 

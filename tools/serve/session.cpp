@@ -183,8 +183,7 @@ std::string open_scene(CapturedReport& report, std::vector<Fault>& faults) {
     const Arguments& arguments = *session.arguments;
     if (!is_interrupted()) StopRequested = false; // of a request that came too late to cut a frame
     SetStage(LiveStage::reading);
-    const std::string slash = arguments.scene.ends_with('/') ? "" : "/";
-    faults = OpenChecked(arguments.scene + slash);
+    faults = OpenChecked(arguments);
     report.take_messages(); // are among the faults
     PixelRegion region_of_scene;
     const std::string nothing = ApplyOverrides(arguments, region_of_scene);
