@@ -103,6 +103,14 @@ std::string open_locked(TemporaryFile& file) {
     return "another process is writing it";
 }
 
+// A file that others may not read stays so.
+void keep_permissions(int descriptor, const fs::path& target) {
+    constexpr mode_t kPermissions = 07777;
+    struct stat status = {};
+    if (stat(target.c_str(), &status) == 0)
+        static_cast<void>(fchmod(descriptor, status.st_mode & kPermissions));
+}
+
 bool write_all(int descriptor, std::string_view content) {
     while (!content.empty()) {
         const ssize_t written = write(descriptor, content.data(), content.size());
@@ -136,6 +144,7 @@ std::string ReplaceFile(const std::string& path, std::span<const std::string_vie
     if (std::string fault = fault_of_target(target); !fault.empty()) return fault;
     TemporaryFile temporary(temporary_name(target));
     if (std::string fault = open_locked(temporary); !fault.empty()) return fault;
+    keep_permissions(temporary.descriptor, target);
     const auto write_part = [&](std::string_view part) {
         return write_all(temporary.descriptor, part);
     };

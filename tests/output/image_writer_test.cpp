@@ -248,6 +248,15 @@ TEST_F(ImageWriter, LetsOneWriterOfAFileWriteAtATime) {
     EXPECT_EQ(files_here(), 1u);
 }
 
+TEST_F(ImageWriter, KeepsThePermissionsOfAFile) {
+    namespace fs = std::filesystem;
+    const fs::perms own = fs::perms::owner_read | fs::perms::owner_write;
+    EXPECT_EQ(ReplaceFile("a", "first"), "");
+    fs::permissions("a", own);
+    EXPECT_EQ(ReplaceFile("a", "second"), "");
+    EXPECT_EQ(fs::status("a").permissions(), own);
+}
+
 TEST_F(ImageWriter, ReplacesTheFileBehindALink) {
     folder.write("real/picture", "older");
     std::filesystem::create_symlink("real/picture", "a.png");

@@ -375,6 +375,8 @@ class Checkpoints(RenderTest):
         self.render("--checkpoint", "c")
         self.render("--resume", "c", "--sample", "7")
         self.render("--resume", "scene/shader/b.mh", status=2)
+        faults = self.run_here("check", "scene", status=1).stdout
+        self.assertEqual(faults.count("cannot be read: it is left out"), 3, faults)
 
     def test_files_of_other_scenes_and_damaged_ones_are_refused(self):
         self.render("--checkpoint", "c")
