@@ -235,7 +235,7 @@ MH_API void mhRenderPixels(int count, float* out, int frame) try {
         return ReportFault(__func__, HostFault::value, "frame is " + std::to_string(frame));
     if (count > 0 && !IsGiven(__func__, "the array", out)) return;
     std::vector<Vec3> pixels;
-    RenderPixelsTo(pixels, static_cast<std::uint32_t>(frame));
+    RenderPixelsTo(pixels, static_cast<std::uint32_t>(frame % camera_frames()));
     const std::size_t copied = std::min(pixels.size(), to_size(count));
     for (std::size_t i = 0; i < copied; ++i) {
         out[3 * i] = pixels[i].x;

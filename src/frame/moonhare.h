@@ -223,8 +223,9 @@ MH_API void mhSetDisplayGamma(float gamma);
  * `count` pixels of it to `out`, row by row from the top left, three floats each: this frame's
  * colours, clamped, not averaged. Their mean over the frames 0 to sample - 1 is the picture; the
  * beauty image sums them up divided by the camera's sample. Pixels beyond the region are left
- * alone. count: 0 or more, three times as many floats in `out`. frame: 0 or more. After
- * mhInitialize; settings of the renderer and of cameras may change between frames. */
+ * alone. count: 0 or more, three times as many floats in `out`. frame: 0 or more; frames from
+ * `sample` on take their points from the first again. After mhInitialize; settings of the renderer
+ * and of cameras may change between frames. */
 MH_API void mhRenderPixels(int count, float* out, int frame);
 
 /* ---- Watching a run ---- */

@@ -1,4 +1,5 @@
-// Scene files that cannot be read, scene text under names that are not, and search folders that are not there.
+// Scene files that cannot be read, scene text under names that are not, and search folders that
+// are not there.
 // SPDX-License-Identifier: MIT
 #include "check/folders.h"
 
