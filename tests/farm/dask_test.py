@@ -162,8 +162,10 @@ class Farm(ProgramTest):
         self.assertGreater(float(first[1]), 0)
 
     def test_faults_of_scene_and_options_end_the_run_at_once(self):
-        for options, message in ((("--bonce", "3"), 'did you mean "--bounce"'),
-                                 (("--camera", "2"), "has no camera 2")):
+        for options, message in ((("--bonce", "3"), 'farm: no use for "--bonce"; did you mean'),
+                                 (("--camera", "2"), "has no camera 2"),
+                                 (("--sample", "ax5"), "ax5 is not a whole number above 0"),
+                                 (("--noise=0.1",), "--noise does not go with the farm")):
             farm = self.start_farm("--local", "1", *options)
             self.assertIn(farm.wait(PATIENCE_S), (2, 3))
             self.assertIn(message, self.text_of(farm))

@@ -11,7 +11,7 @@ import shutil
 import signal
 import subprocess
 import sys
-from typing import Callable, Optional
+from typing import Callable, NoReturn, Optional
 
 from . import pieces, picture_job
 from .picture_job import Picture
@@ -21,20 +21,37 @@ from .worker import Job, piece_name, region_text
 DONE, WRONG_USE, NOT_WRITTEN, INTERRUPTED = 0, 2, 3, 130  # as those of the program
 
 
-def whole_numbers(separator: str, count: int) -> Callable[[str], tuple[int, ...]]:
+NOT_OF_A_PIECE = frozenset((
+    "--frames", "--partial", "--photons", "--use-photons", "--report",  # the farm sets them
+    "--noise", "--checkpoint", "--resume", "--write-every", "--preview", "--time-limit", "--log"))
+
+
+class Parser(argparse.ArgumentParser):
+    """Complains in one line."""
+
+    def error(self, message: str) -> NoReturn:
+        self.exit(WRONG_USE, "moonhare farm: " + message.removeprefix("argument ") + "\n")
+
+
+def whole_numbers(form: str, separator: str) -> Callable[[str], tuple[int, ...]]:
     def parse(text: str) -> tuple[int, ...]:
-        numbers = tuple(int(part) for part in text.split(separator))
-        if len(numbers) != count:
-            raise argparse.ArgumentTypeError(f"{count} whole numbers with {separator} between them")
-        return numbers
+        parts = text.split(separator)
+        if len(parts) != len(form.split(separator)) or \
+                not all(re.fullmatch(r"-?\d+", part) for part in parts):
+            raise argparse.ArgumentTypeError(f"{text} is not of the form {form}")
+        return tuple(map(int, parts))
 
     return parse
 
 
-def positive(text: str) -> int:
-    if int(text) < 1:
-        raise argparse.ArgumentTypeError(f"{text} is not a whole number above 0")
-    return int(text)
+def whole_number(least: int) -> Callable[[str], int]:
+    def parse(text: str) -> int:
+        if not re.fullmatch(r"\d+", text) or int(text) < least:
+            wanted = f"whole number above {least - 1}" if least else "whole number"
+            raise argparse.ArgumentTypeError(f"{text} is not a {wanted}")
+        return int(text)
+
+    return parse
 
 
 def address(text: str) -> str:
@@ -44,30 +61,39 @@ def address(text: str) -> str:
 
 
 def parse_arguments(arguments: list[str]) -> tuple[argparse.Namespace, list[str]]:
-    parser = argparse.ArgumentParser(
+    positive = whole_number(1)
+    parser = Parser(
         prog="python3 -m moonhare.farm", allow_abbrev=False,
         description="Renders a scene in pieces on the workers of a Dask cluster. Other options are "
-                    "those of the program moonhare, and go to every piece.")
+                    "those of the program moonhare, and go to every piece, except those that a "
+                    "piece cannot have.")
     parser.add_argument("scene", metavar="SCENE")
     where = parser.add_mutually_exclusive_group(required=True)
     where.add_argument("--scheduler", type=address, metavar="ADDRESS",
-                       help="of Dask, as tcp://HOST:8786")
+                       help="Dask's scheduler, as tcp://HOST:8786")
     where.add_argument("--local", type=positive, metavar="N",
                        help="N worker processes of this machine")
     parser.add_argument("--output-dir", default=".", metavar="DIR", help="where pictures go")
     parser.add_argument("--threads", type=positive, default=0, metavar="N",
-                        help="of a piece; by default the processors of a worker by its slots")
+                        help="threads of a piece; by default the worker's processors divided by "
+                             "its slots")
     parser.add_argument("--no-shared-files", action="store_true",
                         help="send scene and pieces even where workers see the same folders")
     parser.add_argument("--keep-pieces", action="store_true", help="leave them for moonhare merge")
     parser.add_argument("--progress", choices=("bar", "plain", "none"))
-    parser.add_argument("--seed", type=int, metavar="N", help="by default the scene's, or else 0")
+    parser.add_argument("--seed", type=whole_number(0), metavar="N",
+                        help="by default the scene's, or else 0")
     parser.add_argument("--sample", type=positive, metavar="N", help="frames")
-    parser.add_argument("--resolution", type=whole_numbers("x", 2), metavar="WxH")
-    parser.add_argument("--region", type=whole_numbers(",", 4), metavar="x0,y0,x1,y1")
+    parser.add_argument("--resolution", type=whole_numbers("WxH", "x"), metavar="WxH")
+    parser.add_argument("--region", type=whole_numbers("x0,y0,x1,y1", ","),
+                        metavar="x0,y0,x1,y1")
     parser.add_argument("--mode", choices=("gather", "path"))
-    parser.add_argument("--camera", type=int, metavar="N", help="by default the first")
-    return parser.parse_known_args(arguments)
+    parser.add_argument("--camera", type=whole_number(0), metavar="N", help="by default the first")
+    given, others = parser.parse_known_args(arguments)
+    for name in (other.partition("=")[0] for other in others):
+        if name in NOT_OF_A_PIECE:
+            parser.error(f"{name} does not go with the farm")
+    return given, others
 
 
 def program_options(given: argparse.Namespace, others: list[str], picture: Picture) -> list[str]:

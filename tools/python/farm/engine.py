@@ -266,9 +266,9 @@ def store_piece(job: Job, attempt: Attempt, data: bytes) -> None:
 
 
 def count_fault(outcome: Outcome, member: Optional[Member], plan: Plan) -> None:
-    say(f"a piece is tried again: {outcome.worker or 'Dask'}: {outcome.fault}")
     if outcome.status in USERS_FAULTS and not plan.done:
         raise FarmFault(outcome.fault)
+    say(f"a piece is tried again: {outcome.worker or 'Dask'}: {outcome.fault}")
     if plan.lost_in_a_row >= FAULTS_IN_A_ROW:
         raise FarmFault(f"{FAULTS_IN_A_ROW} pieces in a row failed")
     if member is not None:

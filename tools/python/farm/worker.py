@@ -231,5 +231,6 @@ def run_program(place: Place, job: Job, arguments: list[str],
         return Outcome()
     if status < 0 and not fault:
         fault = f"the program was ended by {signal.Signals(-status).name}"
-    lines = "\n".join(text.splitlines()[-TEXT_LINES:])
+    lines = "\n".join(line.removeprefix("moonhare: ")
+                      for line in text.splitlines()[-TEXT_LINES:])
     return Outcome("; ".join(filter(None, (fault, lines))) or f"status {status}", status)
