@@ -69,8 +69,12 @@ assert "nowhere.png" in raised(mh.Error, lambda: scene(picture).render())
 assert "beyond the 4" in raised(ValueError, lambda: mh.Mesh.from_arrays(POINTS, [(0, 1, 4)]))
 assert "rows of 2" in raised(ValueError, lambda: mh.Mesh.from_arrays([(0, 1)], [(0, 1, 2)]))
 raised(TypeError, lambda: mh.Scene(3))
-bad_aov = mh.Camera(aovs=["colour"])
-assert "lambertian_color" in raised(ValueError, lambda: scene(FLOOR, camera=bad_aov).render())
+for fault, act in (("lambertian_color", lambda: mh.Camera(aovs=["all_light"])),
+                   ("resolution is 5", lambda: mh.Camera(resolution=5)),
+                   ("color is 'red'", lambda: mh.Diffuse("red")),
+                   ("frames is 0", lambda: scene(FLOOR).render(0)),
+                   ("has 'noise'", lambda: scene(FLOOR).render(files={"noise": "a.exr"}))):
+    assert fault in raised(ValueError, act)
 
 # Ends of long renders, from the callback, another thread and Ctrl-C, each within a second.
 long = scene(FLOOR, camera=mh.Camera(resolution=(1024, 768)), bounces=8, gather=4096)

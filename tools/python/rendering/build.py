@@ -6,44 +6,23 @@ SPDX-License-Identifier: MIT"""
 from __future__ import annotations
 
 import os
-import re
 from typing import TYPE_CHECKING, Any
 
 import numpy
 
 from .. import functions as mh
-from .describe import (Camera, Hair, Image, Instance, Layer, Mesh, ParallelLight, Particles,
-                       PointLight, Shader, color_of, rows)
+from .describe import (CHANNELS, PROJECTIONS, SLOTS, Camera, Hair, Image, Instance, Layer, Mesh,
+                       ParallelLight, Particles, PointLight, Shader, choice, color_of, parts_of,
+                       rows)
 
 if TYPE_CHECKING:
     from .scene import Scene
 
-SLOTS = ("lambertian", "transmissive", "glossy", "specular", "emissive", "roughness",
-         "anisotropy", "angle", "ior", "weight")
 MATERIALS = {"opaque": mh.mhMaterialOpaque, "solid": mh.mhMaterialSolid,
              "thin": mh.mhMaterialThin}
 SIDES = {"both": mh.mhSidenessBoth, "face": mh.mhSidenessFace, "back": mh.mhSidenessBack}
 VISIBILITIES = {"all": mh.mhVisibilityAll, "camera": mh.mhVisibilityCameraOnly,
                 "light": mh.mhVisibilityLightOnly, "hidden": mh.mhVisibilityHidden}
-PROJECTIONS = {"pinhole": mh.mhProjectionPinhole, "spherical": mh.mhProjectionSpherical}
-# mhChannelLambertianColor is "lambertian_color".
-CHANNELS = {"_".join(re.findall("[A-Z][a-z]*", name)[1:]).lower(): value
-            for name, value in vars(mh).items() if name.startswith("mhChannel")}
-
-
-def choice(table: dict[str, int], name: str, what: str) -> int:
-    if name not in table:
-        raise ValueError(f"{what} is {name!r}; it has to be one of {', '.join(table)}")
-    return table[name]
-
-
-def parts_of(slot: Any) -> tuple[tuple[float, float, float], Image | None]:
-    """Colour and image; an image alone has the colour 1."""
-    if isinstance(slot, Image):
-        return (1.0, 1.0, 1.0), slot
-    if isinstance(slot, tuple) and len(slot) == 2:
-        return color_of(slot[0]), slot[1]
-    return color_of(slot), None
 
 
 def set_image(shader: int, layer: int, element: int, image: Image) -> None:
@@ -69,7 +48,7 @@ class Builder:
         number = mh.mhAddSurfaceShader(shader)
         for slot in SLOTS:
             element = getattr(mh, f"mhElement{slot.capitalize()}")
-            color, image = parts_of(getattr(layer, slot))
+            color, image = parts_of(getattr(layer, slot), slot)
             mh.mhSetSurfaceColor(shader, number, element, *color)
             if image is not None:
                 set_image(shader, number, element, image)
@@ -77,7 +56,7 @@ class Builder:
             set_image(shader, number, mh.mhElementNormal, layer.normal)
         mh.mhSetSurfaceMaterial(shader, number, choice(MATERIALS, layer.material, "material"))
         mh.mhSetSurfaceSideness(shader, number, choice(SIDES, layer.side, "side"))
-        emits = max(parts_of(layer.emissive)[0]) > 0
+        emits = max(parts_of(layer.emissive, "emissive")[0]) > 0
         mh.mhSetSurfaceVirtualLight(shader, number, emits and samples_lamps)
 
     def shader(self, shader: Shader) -> int:

@@ -6,21 +6,51 @@ SPDX-License-Identifier: MIT"""
 from __future__ import annotations
 
 import dataclasses
+import operator
 import os
-from typing import Any, Iterable, Sequence
+import re
+from typing import Any, Iterable, Mapping, Sequence
 
 import numpy
+
+from .. import functions as mh
+
+SLOTS = ("lambertian", "transmissive", "glossy", "specular", "emissive", "roughness",
+         "anisotropy", "angle", "ior", "weight")
+PROJECTIONS = {"pinhole": mh.mhProjectionPinhole, "spherical": mh.mhProjectionSpherical}
+# mhChannelLambertianColor is "lambertian_color". A mesh has no custom values here, and a camera no
+# light of its own.
+CHANNELS = {"_".join(re.findall("[A-Z][a-z]*", name)[1:]).lower(): value
+            for name, value in vars(mh).items() if name.startswith("mhChannel")
+            and name not in ("mhChannelCustom", "mhChannelAllLight")}
+MOST_FRAMES = 65535
+MOST_PIXELS = 2 ** 31 - 1  # along a side
 
 Color = float | Sequence[float]
 Vector = Sequence[float]
 
 
-def color_of(value: Color) -> tuple[float, float, float]:
+def choice(table: dict[str, int], name: str, what: str) -> int:
+    if name not in table:
+        raise ValueError(f"{what} is {name!r}; it has to be one of {', '.join(table)}")
+    return table[name]
+
+
+def are_counts(values: Any, how_many: int, most: int) -> bool:
+    try:
+        numbers = [operator.index(value) for value in values]
+    except TypeError:
+        return False
+    return len(numbers) == how_many and all(1 <= number <= most for number in numbers)
+
+
+def color_of(value: Color, name: str = "color") -> tuple[float, float, float]:
     """Three channels; one number is grey."""
-    if numpy.ndim(value) == 0:
-        return (float(value),) * 3
-    red, green, blue = value
-    return float(red), float(green), float(blue)
+    try:
+        red, green, blue = (value,) * 3 if numpy.ndim(value) == 0 else value
+        return float(red), float(green), float(blue)
+    except (TypeError, ValueError):
+        raise ValueError(f"{name} is {value!r}; it has to be one number or three") from None
 
 
 def rows(values: Any, width: int, kind: type, name: str) -> numpy.ndarray:
@@ -45,6 +75,21 @@ class Image:
 Slot = Color | Image | tuple[Color, Image]
 
 
+def as_color(slot: Slot) -> Slot:
+    """The argument color of a ready-made shader, with a fault by that name."""
+    parts_of(slot, "color")
+    return slot
+
+
+def parts_of(slot: Slot, name: str) -> tuple[tuple[float, float, float], Image | None]:
+    """Colour and image; an image alone has the colour 1."""
+    if isinstance(slot, Image):
+        return (1.0, 1.0, 1.0), slot
+    if isinstance(slot, tuple) and len(slot) == 2 and isinstance(slot[1], (Image, type(None))):
+        return color_of(slot[0], name), slot[1]
+    return color_of(slot, name), None
+
+
 @dataclasses.dataclass
 class Layer:
     """A layer of a shader: slots are a colour, an image, or both as (colour, image).
@@ -64,6 +109,10 @@ class Layer:
     material: str = "opaque"
     side: str = "both"
 
+    def __post_init__(self) -> None:
+        for slot in SLOTS:
+            parts_of(getattr(self, slot), slot)
+
 
 @dataclasses.dataclass(eq=False)
 class Shader:
@@ -80,14 +129,14 @@ class Diffuse(Shader):
     """Paint, paper, plaster: color is the albedo, 0 to 1."""
 
     def __init__(self, color: Slot = 0.5, smooth_angle: float = -1.0) -> None:
-        super().__init__([Layer(lambertian=color)], smooth_angle)
+        super().__init__([Layer(lambertian=as_color(color))], smooth_angle)
 
 
 class Emitter(Shader):
     """A lamp of that radiance; with side "face" it shines from its fronts alone."""
 
     def __init__(self, color: Slot = 1.0, side: str = "both") -> None:
-        super().__init__([Layer(emissive=color, side=side)])
+        super().__init__([Layer(emissive=as_color(color), side=side)])
 
 
 class Lacquer(Shader):
@@ -95,8 +144,8 @@ class Lacquer(Shader):
 
     def __init__(self, color: Slot = 0.5, roughness: Slot = 0.1, ior: float = 1.5,
                  smooth_angle: float = -1.0) -> None:
-        super().__init__([Layer(lambertian=color, glossy=1.0, roughness=roughness, ior=ior)],
-                         smooth_angle)
+        super().__init__([Layer(lambertian=as_color(color), glossy=1.0, roughness=roughness,
+                                ior=ior)], smooth_angle)
 
 
 class Metal(Shader):
@@ -105,8 +154,8 @@ class Metal(Shader):
     def __init__(self, color: Slot = 0.9, roughness: Slot = 0.1, ior: float = 50.0,
                  smooth_angle: float = -1.0) -> None:
         smooth = numpy.ndim(roughness) == 0 and roughness == 0
-        layer = (Layer(specular=color, ior=ior) if smooth else
-                 Layer(glossy=color, roughness=roughness, ior=ior))
+        layer = (Layer(specular=as_color(color), ior=ior) if smooth else
+                 Layer(glossy=as_color(color), roughness=roughness, ior=ior))
         super().__init__([layer], smooth_angle)
 
 
@@ -115,8 +164,8 @@ class Glass(Shader):
 
     def __init__(self, color: Slot = 1.0, ior: float = 1.5, thin: bool = False,
                  smooth_angle: float = -1.0) -> None:
-        super().__init__([Layer(specular=color, ior=ior, material="thin" if thin else "solid")],
-                         smooth_angle)
+        super().__init__([Layer(specular=as_color(color), ior=ior,
+                                material="thin" if thin else "solid")], smooth_angle)
 
 
 @dataclasses.dataclass(eq=False)
@@ -195,6 +244,9 @@ class PointLight:
     samples: int = 1
     photons: int = 1_000_000
 
+    def __post_init__(self) -> None:
+        color_of(self.color)
+
 
 @dataclasses.dataclass
 class ParallelLight:
@@ -205,6 +257,9 @@ class ParallelLight:
     offset: float = 0.0
     samples: int = 1
     photons: int = 1_000_000
+
+    def __post_init__(self) -> None:
+        color_of(self.color)
 
 
 @dataclasses.dataclass
@@ -217,6 +272,9 @@ class Sky:
     zenith: Vector = (0, 0, 1)
     samples: int = 64
     photons: int = 1_000_000
+
+    def __post_init__(self) -> None:
+        color_of(self.color)
 
 
 @dataclasses.dataclass
@@ -240,3 +298,25 @@ class Camera:
     aovs: Sequence[str] = ()
     projection: str = "pinhole"  # or "spherical"
     end: Camera | None = None
+
+    def __post_init__(self) -> None:
+        self.check()
+
+    def check(self) -> None:
+        if not are_counts(self.resolution, 2, MOST_PIXELS):
+            raise ValueError(f"resolution is {self.resolution!r}; width and height have to be 1 "
+                             "or more")
+        choice(PROJECTIONS, self.projection, "projection")
+        for name in self.aovs:
+            choice(CHANNELS, name, "an AOV")
+
+
+def check_render(camera: Camera, frames: int, files: Mapping[str, Any]) -> None:
+    """Once more for the camera: it may have changed since it was made."""
+    camera.check()
+    if not are_counts([frames], 1, MOST_FRAMES):
+        raise ValueError(f"frames is {frames!r}; it has to be 1 to {MOST_FRAMES}")
+    for name in files:
+        if name not in ("beauty", *camera.aovs):
+            raise ValueError(f"files has {name!r}, which is neither 'beauty' nor one of the "
+                             "camera's aovs")

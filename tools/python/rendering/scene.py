@@ -11,7 +11,7 @@ from typing import Any, Callable, Mapping
 from .. import functions as mh
 from .build import Builder
 from .describe import (Camera, GeometryLight, Hair, Instance, Mesh, ParallelLight, Particles,
-                       PointLight, Sky, color_of)
+                       PointLight, Sky, check_render, color_of)
 from .pictures import Pictures, take_picture
 from .report import Cancelled, Error, Report, Value
 from .size import half_diagonal_and_surface
@@ -94,6 +94,7 @@ class Scene:
         ends the render, with the frames that are done or with its exception. files names
         pictures to be written too: {"beauty": "room.exr"}. Raises Error in the library's words,
         and KeyboardInterrupt within a second of Ctrl-C."""
+        check_render(self.camera, frames, files or {})
         if not LIBRARY.acquire(blocking=False):
             raise Error("another scene is being rendered in this process")
         job = self._job = Job(self, frames, dict(files or {}))
@@ -116,7 +117,7 @@ class Scene:
         mh.mhSetRendererNoise(self.noise)
         mh.mhSetRendererAdaptive(self.adaptive)
         if self.clamp is not None:
-            mh.mhSetRendererClamp(*color_of(self.clamp))
+            mh.mhSetRendererClamp(*color_of(self.clamp, "clamp"))
 
 
 class Job:
