@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "files.h"
 
+#include <algorithm>
+#include <cctype>
 #include <filesystem>
 #include <iostream>
 #include <system_error>
@@ -19,6 +21,13 @@ void Complain(const std::string& message) {
     const std::string line = "moonhare: " + message + '\n';
     if (WriteLine != nullptr) return WriteLine(line);
     std::cerr << line;
+}
+
+std::string ExtensionOf(const std::string& path) {
+    std::string extension = std::filesystem::path(path).extension().string();
+    std::transform(extension.begin(), extension.end(), extension.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return extension;
 }
 
 bool IsDirectory(const std::string& path) {

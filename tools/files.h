@@ -17,6 +17,9 @@ inline void (*WriteLine)(const std::string& line) = nullptr;
 // A line on standard error, led by the program's name.
 void Complain(const std::string& message);
 
+// ".obj" of "room/BOX.OBJ"; empty without one.
+std::string ExtensionOf(const std::string& path);
+
 // Whether the path leads to a directory; complains if not.
 bool IsDirectory(const std::string& path);
 

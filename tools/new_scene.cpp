@@ -157,7 +157,7 @@ object
     # The longest side of the mesh, which stands in the middle of the floor.
     fit 1.8
     polygons "split"
-    obj "MESH"
+    obj "mesh.obj"
 end
 )"};
 
@@ -178,17 +178,14 @@ struct Written {
     std::string reason = {};
 };
 
-// The mesh as it is, and an object that fits it.
+// The mesh as it is, under a name that no quote or file of the scene disturbs, and its object.
 Written write_mesh(const fs::path& folder, const fs::path& mesh) {
-    const std::string name = mesh.filename().string(), place = "MESH";
-    std::string object = kMeshObject.content;
-    object.replace(object.find(place), place.size(), name);
     std::error_code error;
-    const fs::path copy = folder / "geometry" / name;
+    const fs::path copy = folder / "geometry/mesh.obj";
     fs::copy_file(mesh, copy, error);
     if (error) return {copy, error.message()};
     const fs::path path = folder / kMeshObject.name;
-    return {path, write(path, object)};
+    return {path, write(path, kMeshObject.content)};
 }
 
 Written write_files(const fs::path& folder, std::span<const SceneFile> files) {
@@ -200,17 +197,24 @@ Written write_files(const fs::path& folder, std::span<const SceneFile> files) {
     return {};
 }
 
+// Why nothing is to be written; empty to go on.
+std::string fault_of(const Arguments& arguments) {
+    const std::string &folder = arguments.scene, &mesh = arguments.mesh;
+    std::error_code error;
+    if (!mesh.empty() && !fs::is_regular_file(mesh, error))
+        return mesh + " is not a file; nothing is written";
+    if (!mesh.empty() && ExtensionOf(mesh) != ".obj")
+        return mesh + " is not an OBJ file; moonhare import " + mesh + ' ' + folder
+               + " makes a scene of other formats";
+    return is_free(folder) ? "" : folder + " exists already; nothing is written";
+}
+
 } // namespace
 
 int MakeScene(const Arguments& arguments) {
     const fs::path folder = arguments.scene, mesh = arguments.mesh;
-    std::error_code error;
-    if (!mesh.empty() && !fs::is_regular_file(mesh, error)) {
-        Complain(mesh.string() + " is not a file; nothing is written");
-        return kWrongUse;
-    }
-    if (!is_free(folder)) {
-        Complain(folder.string() + " exists already; nothing is written");
+    if (const std::string fault = fault_of(arguments); !fault.empty()) {
+        Complain(fault);
         return kWrongUse;
     }
     constexpr SceneFile kBoxFiles[] = {kBoxObject, kBox};

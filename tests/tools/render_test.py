@@ -273,11 +273,14 @@ class SceneText(RenderTest):
         self.assertEqual(self.run_here("check", "--strict", "fresh").stdout, "")
         self.run_here("fmt", "--check", "fresh")
         self.assertIn("fresh exists already", self.run_here("new", "fresh", status=2).stderr)
-        mesh = self.path("tiny.obj")
+        mesh = self.path('floor".obj')
         pathlib.Path(mesh).write_text("v 0 0 5e-6\nv 1e-6 0 0\nv 0 4e-6 0\nf 1 2 3\n")
         self.run_here("new", "own", mesh)
         self.assertEqual(self.run_here("check", "--strict", "own").stdout, "")
         self.run_here("fmt", "--check", "own")
+        self.assertIn("fresh/shader/shader.mh is not an OBJ file; moonhare import",
+                      self.run_here("new", "none", "fresh/shader/shader.mh", status=2).stderr)
+        self.assertFalse(os.path.exists(self.path("none")))
 
 
 class Progress(RenderTest):

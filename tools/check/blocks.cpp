@@ -3,13 +3,12 @@
 #include "check/blocks.h"
 
 #include "check/block_rules.h"
+#include "files.h"
 #include "math/roots.h"
 #include "scene/blocks.h"
 #include "shading/types.h"
 
 #include <algorithm>
-#include <cctype>
-#include <filesystem>
 
 namespace mh {
 
@@ -32,9 +31,7 @@ bool are_parallel(const Vec3& a, const Vec3& b) {
 }
 
 bool ends_with(const std::string& path, std::initializer_list<const char*> extensions) {
-    std::string found = std::filesystem::path(path).extension().string();
-    std::transform(found.begin(), found.end(), found.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    const std::string found = ExtensionOf(path);
     return std::find(extensions.begin(), extensions.end(), found) != extensions.end();
 }
 

@@ -68,9 +68,7 @@ std::string folder_of(const std::string& file) {
 }
 
 bool is_gltf(const std::string& file) {
-    std::string extension = fs::path(file).extension();
-    std::transform(extension.begin(), extension.end(), extension.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    const std::string extension = ExtensionOf(file);
     return extension == ".gltf" || extension == ".glb";
 }
 

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "serve/folder.h"
 
+#include "files.h"
 #include "frame/phases.h"
 #include "json_text.h"
 #include "math/at.h"
@@ -43,9 +44,7 @@ PictureFolder folder;
 
 bool is_picture(const fs::directory_entry& entry) {
     std::error_code fault;
-    std::string extension = entry.path().extension().string();
-    std::transform(extension.begin(), extension.end(), extension.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    const std::string extension = ExtensionOf(entry.path().string());
     return entry.is_regular_file(fault)
            && std::find(kExtensions.begin(), kExtensions.end(), extension) != kExtensions.end();
 }
