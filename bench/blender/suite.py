@@ -14,9 +14,12 @@ import addon_utils
 import bpy
 import numpy
 
-sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+HERE = os.path.dirname(os.path.abspath(__file__))
+sys.path.insert(0, HERE)  # scenes.py of here comes before that of the other folder
+sys.path.append(os.path.join(HERE, "../reference"))
 import scenes  # noqa: E402
 import whole  # noqa: E402
+from pictures import block_means  # noqa: E402
 from scenes import ROUGH, SAME  # noqa: E402
 
 BLOCK = 16
@@ -90,12 +93,6 @@ def save_png(texels, path):
     bpy.data.images.remove(image)
 
 
-def block_means(picture):
-    height, width = (n // BLOCK * BLOCK for n in picture.shape[:2])
-    cut = picture[:height, :width]
-    return cut.reshape(height // BLOCK, BLOCK, width // BLOCK, BLOCK, 3).mean((1, 3))
-
-
 def shift_between(ours, theirs):
     """Pixels (x, y) by which one picture lies beside the other, by least squares over its
     slopes."""
@@ -109,7 +106,7 @@ def shift_between(ours, theirs):
 
 def compared(ours, theirs, limit):
     """Differences of block means; what is darker than a hundredth of the mean counts as that."""
-    a, b = block_means(ours), block_means(theirs)
+    a, b = block_means(ours, BLOCK), block_means(theirs, BLOCK)
     relative = numpy.abs(a - b) / numpy.maximum(b, 0.01 * b.mean())
     return {"mean": float(ours.mean() / theirs.mean()),
             "rms": float(numpy.sqrt((relative ** 2).mean())), "worst": float(relative.max()),

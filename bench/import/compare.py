@@ -18,7 +18,7 @@ sys.path[:0] = [HERE, os.path.join(HERE, "../reference")]
 import pictures  # noqa: E402
 import spheres  # noqa: E402
 
-pictures.BLOCK = 16
+BLOCK = 16
 MODELS = "/usr/share/assimp/models/glTF2"
 DIFFUSE, REFLECTING = 0.02, 0.05  # limits of block means
 FILES = {
@@ -83,10 +83,10 @@ def imported(name, build, folder, studio=None):
             "up": vector(camera, "up_vector"), "fov": vector(camera, "field_of_view")[0]}
 
 
-def tell(name, folder):
+def report(name, folder):
     ours = pictures.read_pfm(os.path.join(folder, name + ".pfm"))
     theirs = pictures.read_pfm(os.path.join(folder, name + "_cycles.pfm"))
-    a, b = pictures.block_means(ours), pictures.block_means(theirs)
+    a, b = (pictures.block_means(picture, BLOCK) for picture in (ours, theirs))
     difference = numpy.abs(a - b) / numpy.maximum(b, 0.05)
     touched = numpy.abs(b - SKY).max(-1) > 0.005  # blocks that hold more than sky
     on = difference[touched] if touched.any() else difference.reshape(-1, 3)
@@ -142,7 +142,7 @@ def main():
         render_by_cycles(new, folder)
     print("| file | limit | mean | blocks within | rms | worst |\n|---|---|---|---|---|---|")
     for name in names:
-        tell(name, folder)
+        report(name, folder)
 
 
 if __name__ == "__main__":

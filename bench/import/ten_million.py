@@ -81,7 +81,7 @@ def measure(*command):
     return wall, processor, after.ru_maxrss / 1024
 
 
-def tell(name, values):
+def report(name, values):
     print(f"| {name} | {values[0]:.1f} s | {values[1]:.1f} s | {values[2]:.0f} MB |", flush=True)
 
 
@@ -110,11 +110,11 @@ def main():
                                                                                "sheet_" + extension)
         writers[extension](path, points, faces)
         shutil.rmtree(scene, ignore_errors=True)
-        tell(f"import of {extension}", measure(program, "import", path, scene))
-        tell("one frame of it", measure(program, scene, *frame))
+        report(f"import of {extension}", measure(program, "import", path, scene))
+        report("one frame of it", measure(program, scene, *frame))
         if extension == "obj":
             read_as_it_stands(path, scene)
-            tell("one frame of the OBJ file itself", measure(program, scene, *frame))
+            report("one frame of the OBJ file itself", measure(program, scene, *frame))
         else:
             os.remove(path)
         shutil.rmtree(scene)

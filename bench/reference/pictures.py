@@ -1,6 +1,12 @@
 """Float pictures: portable float maps, and how two of them differ.
 SPDX-License-Identifier: MIT"""
+import os
+import sys
+
 import numpy
+
+sys.path.append(os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../tools/python"))
+import scene  # noqa: E402
 
 BLOCK = 8  # pixels
 
@@ -15,18 +21,14 @@ def write_pfm(path, rows, bottom_up=True):
 
 def read_pfm(path):
     """The picture, its top row first."""
-    with open(path, "rb") as file:
-        kind = file.readline().strip()
-        width, height = map(int, file.readline().split())
-        order = "<f4" if float(file.readline()) < 0 else ">f4"
-        channels = 3 if kind == b"PF" else 1
-        values = numpy.frombuffer(file.read(), order, width * height * channels)
-    return values.reshape(height, width, channels)[::-1].astype(float)
+    return scene.read_pfm(path).astype(float)
 
 
-def block_means(picture):
-    height, width, channels = picture.shape
-    return picture.reshape(height // BLOCK, BLOCK, width // BLOCK, BLOCK, channels).mean((1, 3))
+def block_means(picture, block=BLOCK):
+    """Of whole blocks; what is left over at the ends of rows and columns does not count."""
+    height, width = (length // block for length in picture.shape[:2])
+    cut = picture[:height * block, :width * block]
+    return cut.reshape(height, block, width, block, -1).mean((1, 3))
 
 
 def compare(picture, reference):

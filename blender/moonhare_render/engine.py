@@ -140,7 +140,7 @@ class MoonhareRenderEngine(bpy.types.RenderEngine):
                 run.end()
                 break
             if event:
-                self.tell(event, run)
+                self.show_progress(event, run)
                 if is_power_of_two(event.get("frame", 0)):
                     run.write_pictures()
             shown.update()
@@ -149,7 +149,7 @@ class MoonhareRenderEngine(bpy.types.RenderEngine):
         explain(status, run, has_picture, self.is_unwanted(), report)
         return has_picture
 
-    def tell(self, event, run):
+    def show_progress(self, event, run):
         """Bar, time left and memory."""
         memory = event.get("memory_bytes") or resident_bytes(run.process.pid) or 0
         self.update_memory_stats(memory_used=memory / 2 ** 20)
@@ -163,7 +163,9 @@ class MoonhareRenderEngine(bpy.types.RenderEngine):
 
 
 def clock(seconds):
-    return f"{int(seconds) // 60}:{int(seconds) % 60:02}"
+    minutes, rest = divmod(int(seconds + 0.5), 60)
+    hours, minutes = divmod(minutes, 60)
+    return f"{hours}:{minutes:02}:{rest:02}" if hours else f"{minutes}:{rest:02}"
 
 
 def is_power_of_two(number):

@@ -48,7 +48,8 @@ class MoonhareSettings(bpy.types.PropertyGroup):
     pass_emission: BoolProperty(name="Emission", description="Light of surfaces that glow")
     pass_noise: BoolProperty(name="Noise", description="Estimated relative error")
     pass_lights: BoolProperty(name="Light groups",
-                              description="Direct light of each lamp and of the world")
+                              description="All light of each lamp and of the world, "
+                                          "direct or by bounces")
 
 
 def register():
