@@ -27,7 +27,7 @@ namespace {
 constexpr double kBytesOfRender = 4.0 * 1024.0 * 1024.0;
 
 constexpr double kBytesOfPixel = 24.0;        // of an output, kept while a frame changes it
-constexpr double kBytesOfSeededPixel = 60.0;  // with its exact sums
+constexpr double kBytesOfSeededPixel = 36.0;  // with its exact sums, of common values
 constexpr double kWorkingBytesOfPixel = 16.0; // an image while it is encoded
 constexpr double kBytesOfSkyMap = 12582912.0; // with its table of samples
 constexpr double kBytesOfDisplaced = 66.0; // of a triangle, its vertices and what smoothing takes

@@ -223,7 +223,6 @@ void weigh_row(int row, const std::vector<double>& angles, double total) {
 
 // Which part of [begin, end) u lies at, and the place within it, in [0, 1).
 float within(float u, float begin, float end) {
-    constexpr float kLargestBelowOne = 0.99999994f;
     return end > begin ? std::clamp((u - begin) / (end - begin), 0.0f, kLargestBelowOne) : 0.5f;
 }
 
@@ -309,6 +308,11 @@ SkyDraw seen_sky(const Vec3& direction, std::int32_t texel) {
 
 void prefetch_texel(std::int32_t texel) {
     __builtin_prefetch(&texel_at(to_size(texel)));
+}
+
+std::size_t size_bytes(const SkyDistribution& sky) {
+    return sky.blocks.size() * sizeof(SkyBlock) + size_bytes(sky.rows)
+           + sky.row_shares.size() * sizeof(sky.row_shares[0]);
 }
 
 } // namespace mh

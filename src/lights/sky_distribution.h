@@ -25,7 +25,9 @@ SkyDraw sky_draw_at(const SkyPlace& place);
 // The same for a unit direction that a ray took, in this texel.
 SkyDraw seen_sky(const Vec3& direction, std::int32_t texel);
 
-// Asks for it.
+// Has the processor fetch the texel.
 void prefetch_texel(std::int32_t texel);
+
+std::size_t size_bytes(const SkyDistribution& sky);
 
 } // namespace mh

@@ -69,6 +69,7 @@ void report() {
     ReportLine("sky light map width  ", SkyLight.image.width, "n/a");
     ReportLine("sky light map height ", SkyLight.image.height, "n/a");
     const double bytes = static_cast<double>(size_bytes(SkyLight.sky_table))
+                         + static_cast<double>(size_bytes(SkyLight.distribution))
                          + static_cast<double>(size_bytes(SkyLight.image))
                          + static_cast<double>(size_bytes(SkyLight.backdrop))
                          + static_cast<double>(size_bytes(SkyLight.aov_list))
