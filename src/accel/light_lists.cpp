@@ -17,12 +17,11 @@ void append_face(LightLists& lists, LightPrimitive face, std::uint32_t shader_in
     const Shader& shader = Shaders[shader_index];
     for (const bool front : {true, false}) {
         face.front = front;
-        if ((front ? shader.face : shader.back).emissive) lists.emission_list.push_back(face);
+        if (side_of(shader, front).emissive) lists.emission_list.push_back(face);
     }
     for (const bool front : {true, false}) {
         face.front = front;
-        if ((front ? shader.face : shader.back).virtual_light)
-            lists.virtual_light_list.push_back(face);
+        if (side_of(shader, front).virtual_light) lists.virtual_light_list.push_back(face);
     }
 }
 

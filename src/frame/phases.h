@@ -24,7 +24,7 @@ void Go(const std::string& directory);
 void OpenScene(const std::string& directory, const ReadListener& listener = {});
 void CloseScene();
 
-// All eight phases: cameras, textures, shaders, accelerator, sky, geometry light, gaffer, renderer.
+// All phases: cameras, textures, shaders, accelerator, sky, geometry light, gaffer, renderer.
 void Initialize();
 
 struct InitialPhase {

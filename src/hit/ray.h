@@ -16,7 +16,7 @@ struct Part;
 struct LightLink;
 struct SurfacePoint;
 
-// The bounce that made a ray. Values are those of the geometry light's and sky's records.
+// The bounce that made a ray.
 enum class Scatter : std::uint8_t {
     none = 0, // photon on its first segment
     lambertian = 2,

@@ -125,7 +125,7 @@ float layer_draw(const Ray& ray) {
 }
 
 void choose_layer(const Ray& ray, const Shader& shader, bool front, SurfacePoint& point) {
-    const LayerList& list = front ? shader.face_layers : shader.back_layers;
+    const LayerList& list = layers_of(shader, front);
     if (list.count == 0)
         point.layer = &kNoLayer;
     else if (list.count == 1)
@@ -391,7 +391,7 @@ FaceEnd end_on_face(const Ray& ray) {
 }
 
 int pick_layer(const Shader& shader, const SurfacePoint& point, bool front, float u) {
-    const LayerList& list = front ? shader.face_layers : shader.back_layers;
+    const LayerList& list = layers_of(shader, front);
     const int last = list.count - 1;
     if (last == 0) return list.index[0];
     std::array<float, 16> sums;

@@ -81,8 +81,8 @@ Block block_from(const BlockNoise& noise, const Parts& parts) {
             has_target() ? enough_for_target(noise) : 0.0f};
 }
 
-// Error and wish count no less than the mean around the block has them: what it has seldom shown by
-// chance, those may have. Errors are compared by what they are worth a ray.
+// Error and wanted frames are at least the mean of the 3 x 3 blocks, since a rare contribution may
+// not have shown up in this block yet. Errors are compared by what they are worth a ray.
 std::vector<Block> blocks_of(const std::vector<BlockNoise>& noise, const BlockGrid& grid,
                              const Parts& parts) {
     std::vector<Block> own(noise.size());

@@ -16,7 +16,7 @@ struct AtomicSums {
     std::vector<FixedPoint> values;
 };
 
-// Sized and cleared; and the memory released.
+// Sets the number of sums and clears them; frees their memory.
 void ResizeSums(AtomicSums& sums, std::size_t count);
 void ReleaseSums(AtomicSums& sums);
 

@@ -91,7 +91,7 @@ void for_each_pixel(const Image& image, const BlockGrid& grid, int block, const 
             act(std::int64_t{image.width} * y + x);
 }
 
-// Squares of 2 x 2 pixels by turns.
+// A checkerboard of squares of 2 x 2 pixels.
 std::size_t part_of(const Image& image, std::int64_t pixel) {
     const std::int64_t x = pixel % image.width, y = pixel / image.width;
     return to_size((x / 2 + y / 2) % 2);

@@ -14,8 +14,8 @@ namespace mh {
 void StartPhotons();
 void FinishPhotons();
 
-// Before the four, where somebody asks how far they are: casts a few photons of each light, which
-// tell what its others cost.
+// Casts a few photons of each light before the four passes, to estimate the cost of the rest; only
+// when a hook of progress is set.
 void TryPhotons(std::uint32_t pass);
 
 // The rest of each light's photons, in parallel, with progress and the rate; pass selects further

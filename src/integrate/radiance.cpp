@@ -52,8 +52,7 @@ bool ends_in_density(const Ray& ray) {
 // Whether nothing can come from the hit: beyond the limit of bounces, on a side that is dark.
 bool is_lost(const Ray& ray) {
     if (ray.depth == 0 || within_bounces(ray)) return false;
-    const Shader& shader = at(Shaders, ray.hit_shader);
-    return ray.front_side ? shader.face.dark : shader.back.dark;
+    return side_of(at(Shaders, ray.hit_shader), ray.front_side).dark;
 }
 
 // Light samples of all lights. Inside a solid, and where only a mirror would receive it, none.
@@ -98,7 +97,7 @@ Vec3 density_estimate(const Ray& ray, const CompiledLayer& layer) {
 const CompiledLayer* layer_of_bare_density(const Ray& ray) {
     if (ray.diffuse_bounces == 0 || !is_face(ray.hit_kind)) return nullptr;
     const Shader& shader = at(Shaders, ray.hit_shader);
-    const LayerList& list = ray.front_side ? shader.face_layers : shader.back_layers;
+    const LayerList& list = layers_of(shader, ray.front_side);
     if (list.count != 1) return nullptr;
     const CompiledLayer& layer = shader.compiled_layers[list.index[0]];
     return layer.plain_diffuse && !layer.emits ? &layer : nullptr;

@@ -99,12 +99,12 @@ void shade(const Emitter& emitter, const HitVertices<N>& at, EmitterPoint& point
     const Shader& shader = Shaders[to_size(point.shader)];
     SurfacePoint lookup; // the emissive slots read nothing but its uv
     if (!uvs(*emitter.part).empty()) lookup.uv = interpolate(at, uvs(*emitter.part));
-    const LayerList& list = point.front ? shader.face_layers : shader.back_layers;
+    const LayerList& list = layers_of(shader, point.front);
     for (std::int32_t i = 0; i < list.count; ++i) {
         const CompiledLayer& layer = shader.compiled_layers[list.index[to_size(i)]];
         point.emission += evaluate_color(layer, Element::emissive, lookup);
     }
-    point.virtual_light = (point.front ? shader.face : shader.back).virtual_light;
+    point.virtual_light = side_of(shader, point.front).virtual_light;
 }
 
 template<typename Face>

@@ -54,9 +54,8 @@ void fill_sample(int i) {
     if (!sample_emitter(u, {sequence_value(number, 0), sequence_value(number, 1)}, point)) return;
     if (!any_above(point.emission, kNothing)) return;
     const Vec3 emission = point.emission * (GeometryLight.area / kPi);
-    const LightFace face = {point.normal,    emission,     point.primitive_area,
-                            point.primitive, point.shader, static_cast<std::uint8_t>(point.kind),
-                            point.front,     0.0f};
+    const LightFace face = {point.normal, emission,   point.primitive_area, point.primitive,
+                            point.shader, point.kind, point.front,          0.0f};
     GeometryLight.samples[number] = {point.position, find_or_add(face)};
     set_weight(GeometryLight.table, i, mean(emission));
 }
@@ -107,8 +106,7 @@ void add_geometry_sample(const LightShot& shot, LightSplit& sum) {
     if (!(cos_light > 0.0f)) return;
     Response response;
     if (!sided_response(shot, direction, response)) return;
-    const Vec3 passed = transparency(shot, direction, safe_root(square),
-                                     static_cast<HitKind>(face.kind), face.primitive);
+    const Vec3 passed = transparency(shot, direction, safe_root(square), face.kind, face.primitive);
     if (passed == Vec3{}) return;
     const float samples = looped ? static_cast<float>(GeometryLight.sample) : 1.0f;
     const float bounces = looped ? static_cast<float>(RendererSettings.bounce_samples) : 1.0f;

@@ -298,7 +298,6 @@ void BuildLampTree(LampSet& set) {
 }
 
 LampChoice choose_lamp(const LampSet& set, const Vec3& from, float u) {
-    constexpr float kLargestBelowOne = 0.99999994f;
     if (set.tree.empty()) return {};
     if (!is_choice(set)) return {set.tree[0].child[0], 1.0f};
     float probability = 1.0f;

@@ -37,10 +37,6 @@ struct Placement {
     Mat3 normal_matrix;
 };
 
-const LayerList& layers_of_side(const Shader& shader, bool front) {
-    return front ? shader.face_layers : shader.back_layers;
-}
-
 float weight_of(const CompiledLayer& layer, const SurfacePoint& lookup) {
     return evaluate_level(layer, Element::weight, lookup);
 }
@@ -49,7 +45,7 @@ float weight_of(const CompiledLayer& layer, const SurfacePoint& lookup) {
 template<typename Act>
 void for_each_layer(const Lamp& lamp, const SurfacePoint& lookup, const Act& act) {
     const Shader& shader = Shaders[lamp.shader];
-    const LayerList& list = layers_of_side(shader, lamp.front);
+    const LayerList& list = layers_of(shader, lamp.front);
     const auto layer_at = [&](int i) -> const CompiledLayer& {
         return shader.compiled_layers[at(list.index, i)];
     };
@@ -241,8 +237,7 @@ float rounding_of(const Lamp& lamp) {
 }
 
 bool is_virtual(const Lamp& lamp) {
-    const Shader& shader = Shaders[lamp.shader];
-    return (lamp.front ? shader.face : shader.back).virtual_light;
+    return side_of(Shaders[lamp.shader], lamp.front).virtual_light;
 }
 
 } // namespace

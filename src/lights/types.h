@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "hit/ray.h"
 #include "math/box.h"
 #include "math/constants.h"
 #include "math/discrete_sampler.h"
@@ -152,7 +153,7 @@ struct LightFace {
     float primitive_area = 0.0f;
     std::int32_t primitive = 0;
     std::int32_t shader = 0;
-    std::uint8_t kind = 0; // HitKind of the primitive: 3 or 4
+    HitKind kind = {}; // triangle or tetragon
     bool front = false;
     float share = 0.0f; // probability of each sample of being picked
 };

@@ -23,7 +23,8 @@ inline float seconds_since(std::int64_t start_microseconds) {
     return static_cast<float>(microseconds_now() - start_microseconds) / 1e6f;
 }
 
-// That the calling thread has had of a processor. A call takes about as long as three photons.
+// Processor time that the calling thread has used, in nanoseconds. A call costs about as much as
+// tracing three photons.
 inline std::int64_t thread_nanoseconds() {
     timespec time = {};
     clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);

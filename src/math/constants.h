@@ -8,6 +8,9 @@ constexpr float kPi = 3.14159265358979f;
 constexpr float kTwoPi = 6.28318530717959f;
 constexpr float kRadiansPerDegree = 0.017453292f;
 
+// Where a number of [0, 1) would be rounded to 1.
+constexpr float kLargestBelowOne = 0.99999994f;
+
 // The largest distance of a ray and the planes of an empty box; its bits are 0x7F7FC99E.
 constexpr float kFar = 3.4e38f;
 

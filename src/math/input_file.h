@@ -37,8 +37,8 @@ InputFile OpenText(const std::string& path);
 // start.
 void PreopenInput(const std::string& path);
 
-// From here on nothing that a scene names is opened outside of the folder, links followed, and
-// refused(path) hears of what would have been; an empty folder ends it.
+// From here on nothing that a scene names is opened outside of the folder, links followed;
+// `refused` is called with the path of each file that was not opened. An empty folder ends it.
 void ConfineInputs(const std::string& folder, void (*refused)(const std::string& path));
 
 // The folder with its links resolved; empty without one.

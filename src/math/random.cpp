@@ -3,6 +3,7 @@
 // SPDX-License-Identifier: MIT
 #include "math/random.h"
 
+#include "math/constants.h"
 #include "math/hash.h"
 
 #include <random>
@@ -105,8 +106,7 @@ bool draws_from_seed() {
 }
 
 float random_unit() {
-    constexpr float kScale = 2.3283064e-10f;        // 2^-32
-    constexpr float kLargestBelowOne = 0.99999994f; // the product can round to 1
+    constexpr float kScale = 2.3283064e-10f; // 2^-32
     const float x = static_cast<float>(RandomSource()) * kScale;
     return x < kLargestBelowOne ? x : kLargestBelowOne;
 }

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "math/sequence.h"
 
+#include "math/constants.h"
 #include "math/random.h"
 #include "math/threads.h"
 
@@ -54,7 +55,6 @@ void FillPixelPattern() {
 }
 
 float radical_inverse(std::uint32_t sample, std::uint32_t dimension) {
-    constexpr float kLargestBelowOne = 0.99999994f; // late sums of digits can round to 1
     const std::uint32_t base = kPrimes[dimension % kPrimeCount];
     const float step = 1.0f / static_cast<float>(base);
     float result = 0.0f, scale = step;

@@ -202,13 +202,4 @@ inline Vec2 next_pair(SampleCursor& cursor) {
     return {u, v};
 }
 
-// The rotations of base with another position.
-constexpr SampleCursor cursor_at(const SampleCursor& base, std::uint32_t sample,
-                                 std::uint32_t dimension) {
-    return {.rotation_u = base.rotation_u,
-            .rotation_v = base.rotation_v,
-            .sample = sample,
-            .dimension = dimension};
-}
-
 } // namespace mh

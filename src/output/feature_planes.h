@@ -111,7 +111,7 @@ double bytes_of_planes(PlaneNeed need);
 // What sums of PlaneSums come to; empty planes where less is kept.
 FeaturePlanes PlanesOf(std::vector<Aov> sums);
 
-// Those of the frames done, in place of the sums, which are given up.
+// The planes of the frames done. Takes the sums; they are empty afterwards.
 FeaturePlanes TakeFeaturePlanes();
 
 } // namespace mh

@@ -1,4 +1,4 @@
-// The process-wide state of a run: settings, counters, per-thread tables.
+// What a run is made of: settings, counters, per-thread tables.
 // SPDX-License-Identifier: MIT
 #pragma once
 

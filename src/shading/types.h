@@ -240,4 +240,13 @@ struct Shader {
     SideFlags face, back;               // derived
 };
 
+// Of the side that the normal points to, or of the other one.
+inline const LayerList& layers_of(const Shader& shader, bool front) {
+    return front ? shader.face_layers : shader.back_layers;
+}
+
+inline const SideFlags& side_of(const Shader& shader, bool front) {
+    return front ? shader.face : shader.back;
+}
+
 } // namespace mh
