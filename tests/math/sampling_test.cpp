@@ -237,6 +237,7 @@ TEST(DiscreteSampler, PicksEveryEntryByItsShare) {
         total += weights.back();
     }
     FinishSampler(table);
+    EXPECT_GE(size_bytes(table), 3u * sizeof(float) * kSize); // sums, shares and the guide
     std::vector<double> measure(kSize, 0.0); // length of the interval of u that picks each entry
     constexpr int kSteps = 4000000;
     for (int i = 0; i < kSteps; ++i)
