@@ -6,6 +6,7 @@
 #include "integrate/state.h"
 #include "lights/state.h"
 #include "output/state.h"
+#include "run/report.h"
 #include "run/state.h"
 #include "shading/state.h"
 #include "support/fresh_scene.h"
@@ -120,6 +121,19 @@ TEST_F(Exports, ReachTheSkyWithTheNameOfTheGeometryLightAndKeepTheChosenMode) {
     mhInitializeGeometryLight();
     mhInitializeSkyLight();
     EXPECT_EQ(errors(), 0);
+}
+
+TEST_F(Exports, HandOutTheKeptReportInPieces) {
+    mhKeepReport(true);
+    ReportText("first, then second");
+    char text[16] = "0123456789abcde";
+    EXPECT_EQ(mhTakeReport(5, text), 5);
+    EXPECT_EQ(std::string(text), "first56789abcde");
+    EXPECT_EQ(mhTakeReport(7, text), 7);
+    EXPECT_EQ(std::string(text), ", then 789abcde");
+    EXPECT_EQ(mhTakeReport(15, text), 7); // with the end of the line
+    EXPECT_EQ(mhTakeReport(15, text), 0);
+    mhKeepReport(false);
 }
 
 TEST_F(Exports, HandOutFramesWhoseMeanIsTheBeautyImage) {

@@ -94,6 +94,7 @@ TEST(Camera, WithoutAPoseSpansTheSceneByTheShorterSideOfItsPicture) {
         expect_near(pose.forward, normalize(center - pose.position), kRounding);
         EXPECT_NEAR(length(pose.position + along * edge - center), 7.0f, 1e-4f); // it is a tangent
         EXPECT_GT(pose.up.y, 0.5f);
+        EXPECT_NEAR(pose.right.y, 0.0f, kRounding); // level
     }
     Camera posed = camera_along_y(Projection::pinhole);
     FrameScene(posed, center, 7.0f);

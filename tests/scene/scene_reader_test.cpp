@@ -81,8 +81,9 @@ void expect_every_block() {
     const ShaderElement& map = layer.elements[7];
     EXPECT_EQ(layer.elements[4].color, (Vec3{9, 8, 7}));
     EXPECT_EQ(map.color, (Vec3{1, 1, 1}));
-    EXPECT_EQ(std::tuple(map.pixel_sampler, map.uv_matrix.m[2][1], map.uv_matrix_identity),
-              std::tuple(PixelSampler::nearest, 8.0f, false));
+    EXPECT_EQ(std::tuple(map.pixel_sampler, map.uv_matrix.m[2][1], map.uv_matrix_identity,
+                         map.color_matrix.m[2][2], map.color_matrix_identity),
+              std::tuple(PixelSampler::nearest, 8.0f, false, 3.0f, false));
     EXPECT_EQ(std::tuple(layer.virtual_light, layer.window, layer.sideness),
               std::tuple(true, false, Sideness::back));
     EXPECT_EQ(std::tuple(layer.elements[15].color, layer.microfacet, layer.diffuse_model),
