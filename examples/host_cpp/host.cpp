@@ -1,5 +1,5 @@
-// A host in C++: a glass ball and a thin pane before a striped wall. Takes the frames one by one and
-// prints how the mean brightness settles. Writes host_cpp.png.
+// A host in C++: a glass ball and a thin pane before a striped wall. Takes the frames one by one,
+// prints how the mean brightness settles, and writes host_cpp.png.
 // SPDX-License-Identifier: MIT
 #include <cstdio>
 #include <vector>
