@@ -32,8 +32,10 @@ std::string ExtensionOf(const std::string& path) {
 
 bool IsDirectory(const std::string& path) {
     std::error_code error;
-    if (std::filesystem::is_directory(path, error)) return true;
-    Complain(path + " is not a directory");
+    const std::filesystem::file_status status = std::filesystem::status(path, error);
+    if (std::filesystem::is_directory(status)) return true;
+    const bool is_missing = status.type() == std::filesystem::file_type::not_found;
+    Complain(path + (is_missing ? " does not exist" : " is not a directory"));
     return false;
 }
 

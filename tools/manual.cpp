@@ -83,6 +83,10 @@ constexpr const char* kClosing = R"(# SIGNALS
 	Number of threads where *--threads* is not given. Without both, as many as affinity and the
 	quota of the control group allow.
 
+*MOONHARE\_PROGRAM*
+	The program that scripts of *moonhare farm* and the Python packages start, in place of the one
+	that they find.
+
 *DISPLAY*
 	Where *--preview* opens its window.
 

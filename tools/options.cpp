@@ -64,7 +64,12 @@ std::string fault_of(const std::string& text, const OptionRow& row, bool whole) 
     if (is_number && value >= row.lowest && value <= row.highest) return {};
     std::ostringstream fault;
     fault.precision(10);
-    fault << text << " is not a number from " << row.lowest << " to " << row.highest;
+    fault << text << " is not a number from ";
+    if (whole)
+        fault << static_cast<std::int64_t>(row.lowest) << " to "
+              << static_cast<std::int64_t>(row.highest);
+    else
+        fault << row.lowest << " to " << row.highest;
     return fault.str();
 }
 
@@ -194,8 +199,9 @@ constexpr OptionRow kLayersRow = {
 
 constexpr OptionRow kRunRows[] = {
     {"--denoise", "",
-     "Write a denoised picture too, and denoised light AOVs; with oidn behind it by Open Image "
-     "Denoise",
+     "Write a denoised picture too, and denoised light AOVs; --denoise oidn uses Open Image "
+     "Denoise "
+     "instead",
      bind<&A::denoise>},
     kLayersRow,
     {"--strict", "", "Refuse a scene with faults or warnings", bind<&A::strict>},
@@ -243,7 +249,11 @@ constexpr std::array<OptionRow, a + b> joined(const OptionRow (&first)[a],
 }
 
 constexpr auto kRenderRows = joined(kSceneRows, kRunRows);
-constexpr auto kServeRows = joined(kSceneRows, kViewRows);
+constexpr auto kServeRows = [] {
+    auto rows = joined(kSceneRows, kViewRows);
+    rows[0].help = "Directory of the scene, or a folder of pictures to show";
+    return rows;
+}();
 
 constexpr OptionRow kMergeRows[] = {
     {"FILE", "FILE", "Partial files of one picture", bind<&A::pieces>},
@@ -297,7 +307,7 @@ constexpr OptionRow kImportRows[] = {
     {"--time", "S", "Pose the animation at so many seconds", bind<&A::time_s>, 0, kMostSeconds},
     {"--frames", "A:B", "A scene for each frame from A to B - 1, in a directory below DIR",
      bind_frames},
-    {"--fps", "N", "Frames of a second; default: 24", bind<&A::frames_per_second>, 1e-3, 1e5},
+    {"--fps", "N", "Frames per second; default: 24", bind<&A::frames_per_second>, 1e-3, 1e5},
     {"--json", "", "One JSON object in place of lines", bind<&A::json>},
     {"--list-formats", "", "Print extensions and names of all formats and end",
      bind<&A::list_formats>},
@@ -352,8 +362,7 @@ constexpr OptionRow kCompletionRows[] = {
 
 constexpr CommandRow kCommands[] = {
     {"render", "Render a scene; the same as leaving the word out", Command::render, kRenderRows},
-    {"serve", "Render a scene and show its picture in browsers as it grows", Command::serve,
-     kServeRows},
+    {"serve", "Render a scene, or show pictures, in browsers", Command::serve, kServeRows},
     {"merge", "Put a picture together from partial files", Command::merge, kMergeRows},
     {"farm", "Print a script that has a batch system render a scene", Command::farm, kFarmRows},
     {"check", "Find every fault of a scene", Command::check, kCheckRows},
@@ -374,24 +383,28 @@ const CommandRow& command_of(const CLI::App& app) {
     return kCommands[0]; // a render may leave its word out
 }
 
+std::string meant(const std::string& nearest) {
+    return nearest.empty() ? "" : "; did you mean " + in_quotes(nearest) + "?";
+}
+
 // The argument that nothing takes, and what it may stand for.
 std::string unexpected(const CLI::App& app, const std::string& scene) {
     const CommandRow& command = command_of(app);
     const std::vector<std::string> left = app.remaining(true);
     const std::string argument = left.empty() ? "" : left[0].substr(0, left[0].find('='));
     std::vector<std::string_view> legal;
-    for (const OptionRow& row : command.options)
-        legal.emplace_back(row.name);
-    std::string word = argument;
-    if (!argument.starts_with('-')) { // then the first of two words is not a command
-        legal.clear();
-        for (const CommandRow& row : kCommands)
+    if (argument.starts_with('-')) {
+        for (const OptionRow& row : command.options)
             legal.emplace_back(row.name);
-        word = scene;
+        return "no use for " + in_quotes(argument) + meant(NearestWord(argument, legal));
     }
-    const std::string nearest = NearestWord(word, legal);
-    return "no use for " + in_quotes(argument)
-           + (nearest.empty() ? "" : "; did you mean " + in_quotes(nearest) + "?");
+    for (const CommandRow& row : kCommands)
+        legal.emplace_back(row.name);
+    // The first of two words is a scene, or a command that is misspelt.
+    const std::string nearest =
+        app.get_subcommands().empty() ? NearestWord(scene, legal) : std::string();
+    return nearest.empty() ? "no use for " + in_quotes(argument)
+                           : in_quotes(scene) + " is not a command" + meant(nearest);
 }
 
 void add_rows(CLI::App& app, std::span<const OptionRow> rows, Arguments& arguments) {
@@ -411,6 +424,17 @@ std::vector<char*> without_filter(int argc, char** argv, Arguments& arguments) {
             left.push_back(argument);
     }
     return left;
+}
+
+// "help", "help COMMAND" and "version" stand for the options of these names.
+void replace_words(std::vector<char*>& arguments) {
+    static char help[] = "--help", version[] = "--version";
+    const std::size_t count = arguments.size();
+    const std::string_view word = count == 2 || count == 3 ? arguments[1] : "";
+    if (word == "version" && count == 2) arguments[1] = version;
+    if (word != "help") return;
+    arguments.erase(arguments.begin() + 1);
+    arguments.push_back(help);
 }
 
 } // namespace
@@ -443,7 +467,8 @@ std::optional<int> ParseArguments(int argc, char** argv, Arguments& arguments) {
         return std::string("moonhare: ") + fault.what() + '\n';
     });
     try {
-        const std::vector<char*> left = without_filter(argc, argv, arguments);
+        std::vector<char*> left = without_filter(argc, argv, arguments);
+        replace_words(left);
         app.parse(static_cast<int>(left.size()), left.data());
     } catch (const CLI::ExtrasError&) {
         std::cerr << "moonhare: " << unexpected(app, arguments.scene) << "\n";

@@ -24,13 +24,20 @@ std::string fault_of_picture(const std::string& path) {
 
 } // namespace
 
+std::string FaultOfLayers(const Arguments& arguments) {
+    const std::string& path = arguments.exr_layers;
+    return path.empty() || ExtensionOf(path) == ".exr"
+               ? ""
+               : "--exr-layers: " + path + " has to end in .exr";
+}
+
 std::string FaultOfFiles(const Arguments& arguments) {
     for (const std::string* path : {&arguments.report, &arguments.checkpoint, &arguments.partial,
                                     &arguments.photons, &arguments.exr_layers}) {
         const std::string fault = path->empty() ? "" : fault_of(*path, TryFile(*path));
         if (!fault.empty()) return fault;
     }
-    return {};
+    return FaultOfLayers(arguments);
 }
 
 std::string FaultOfPictures(const Arguments& arguments) {

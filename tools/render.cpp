@@ -20,6 +20,7 @@
 #include "overrides.h"
 #include "pictures/layers.h"
 #include "pieces/checkpoint.h"
+#include "pieces/identity.h"
 #include "pieces/photon_file.h"
 #include "pieces/piece.h"
 #include "pieces/scene_digest.h"
@@ -168,8 +169,8 @@ std::string resume_from(const Checkpoint& checkpoint) {
     if (run.arguments->resume.empty()) return {};
     if (checkpoint.scene != run.scene) return "belongs to another scene, or the scene has changed";
     if (checkpoint.settings != SettingsText())
-        return "was rendered with other settings: " + checkpoint.settings + "; now "
-               + SettingsText();
+        return "was rendered with other settings: "
+               + SettingsDifference(SettingsText(), checkpoint.settings, "now");
     if (!RestoreImages(checkpoint)) return "does not hold the images that the scene writes";
     Hooks.first_frame = checkpoint.frames;
     return {};
@@ -319,8 +320,7 @@ std::optional<int> status_of_piece(const Arguments& arguments) {
 // Puts the options over the scene; empty to go on.
 std::optional<int> status_of_overrides(const Arguments& arguments, PixelRegion& region_of_scene) {
     const std::string nothing = ApplyOverrides(arguments, region_of_scene);
-    if (!nothing.empty())
-        return give_up(kSceneFaults, nothing + "; run moonhare check " + arguments.scene);
+    if (!nothing.empty()) return give_up(kSceneFaults, nothing);
     if (writes_no_pictures(arguments)) return status_of_piece(arguments);
     const std::string fault = FaultOfPictures(arguments);
     return fault.empty() ? std::nullopt : std::optional(give_up(kNotWritten, fault));
@@ -372,9 +372,9 @@ int render_opened(const Arguments& arguments) {
 
 // Says that the scene has faults; whether that ends the run.
 bool is_refused(const Arguments& arguments, const std::vector<Fault>& faults) {
-    const std::string summary = SummaryOf(faults);
+    const std::string summary = SummaryOf(faults, arguments.scene);
     if (summary.empty()) return false;
-    Complain(summary + "; moonhare check " + arguments.scene + " lists them");
+    Complain(summary);
     return arguments.strict && StatusOf(faults, true) != kDone;
 }
 

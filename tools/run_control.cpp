@@ -31,7 +31,7 @@ constexpr double kPatience_s = 0.5; // for a frame to end, and for what does not
 
 // As wide as the bar of the progress, over which it may be written.
 constexpr std::string_view kFinishing =
-    "moonhare: finishing the frame; interrupt again to end it now                \n";
+    "moonhare: stopping; the frame under way gets half a second, or interrupt again to drop it\n";
 
 enum class Stage { before_frames, frames, ending };
 

@@ -16,7 +16,7 @@ from .preferences import program_path
 from .process import INTERRUPTED, Run, resident_bytes
 from .report import Report
 
-CHECKED = " lists them"  # ends the line with the numbers of faults and warnings
+CHECKED = "; moonhare check "  # is in the line with the numbers of faults and warnings
 POLL = 0.1  # seconds between two looks at Blender's wish to cancel
 kept = {}  # scene directories by the name of the scene, for the next frame
 

@@ -130,5 +130,10 @@ for picture in (source / "docs/images").iterdir():
         faults.append(f"{picture.name} is larger than 150 KB")
     if not any(picture.name in path.read_text() for path in pages):
         faults.append(f"{picture.name} is shown nowhere")
+references = (source / "docs/references.md").read_text()
+for path in [*source.glob("src/**/*.[ch]*"), *source.glob("tools/**/*.[ch]*")]:
+    for key in re.findall(r"\[[A-Za-z]{3,}\d\d\]", path.read_text(errors="replace")):
+        if f"- {key}" not in references:
+            faults.append(f"{path.name}: docs/references.md lacks {key}")
 print("\n".join(faults) or f"{len(pages)} pages are right")
 sys.exit(bool(faults))

@@ -51,7 +51,7 @@ program)
     status=0
     "$tree/bin/moonhare" "$work/nowhere" 2>message || status=$?
     test $status = 2
-    grep -q "nowhere is not a directory" message
+    grep -q "nowhere does not exist" message
     "$tree/bin/moonhare" convert beauty.hdr picture.tif
     "$tree/bin/moonhare" convert picture.tif from_tif.png # by the helper
     mkdir alone && cp "$tree/bin/moonhare" alone

@@ -206,7 +206,7 @@ class Check(ProgramTest):
         for arguments, message in (
                 (("scene", "--smaple", "3"), 'no use for "--smaple"; did you mean "--sample"?'),
                 (("check", "scene", "--stirct"), 'no use for "--stirct"; did you mean "--strict"?'),
-                (("chekc", "scene"), 'no use for "scene"; did you mean "check"?'),
+                (("chekc", "scene"), '"chekc" is not a command; did you mean "check"?'),
                 (("scene", "--sample", "1.5"), "1.5 is not a whole number")):
             self.assertIn(message, self.run_here(*arguments, status=2).stderr)
 

@@ -172,7 +172,7 @@ class Pieces(ProgramTest):
         subprocess.run(["sh", "merge"], cwd=self.folder, check=True, capture_output=True)
         shutil.rmtree(self.path("it's done/pieces"))
         self.assertEqual(self.pictures("it's done"), self.pictures("one"))
-        self.assertIn("slurm is",
+        self.assertIn("lsf is not a batch system that moonhare knows; use slurm",
                       self.run_here("farm", "lsf", "scene", "--tasks", 4, status=2).stderr)
 
     def test_a_confined_scene_reads_nothing_outside_of_its_folder(self):

@@ -124,6 +124,8 @@ class Statuses(RenderTest):
             self.assertEqual(os.listdir(self.folder), ["scene"])
 
     def test_files_that_cannot_be_written_end_a_run_before_it_begins(self):
+        self.assertEqual(self.render("--exr-layers", "b.hdr", status=3).stderr,
+                         "moonhare: --exr-layers: b.hdr has to end in .exr\n")
         os.mkdir(self.path("folder"))
         for option, path, reason in (
                 ("--beauty", "gone/b.hdr", "No such file"),

@@ -138,9 +138,13 @@ class Seeds(ProgramTest):
 
     def test_a_checkpoint_keeps_seed_and_estimator(self):
         self.pictures("scene", "--seed", "3", "--checkpoint", "c")
-        for other in (("--seed", "4"), (), ("--seed", "3", "--estimator", "exact")):
+        for difference, *other in (
+                ("seed 3, now 4", "--seed", "4"), ("seed 3, now none",),
+                ("estimator classic, now exact; without adaptive", "--seed", "3", "--estimator",
+                 "exact", "--adaptive")):
             result = self.run_here("scene", "--resume", "c", *other, status=2)
-            self.assertIn("other settings", result.stderr)
+            self.assertEqual(result.stderr.splitlines()[-1],
+                             f"moonhare: c was rendered with other settings: {difference}")
 
     def test_wrong_values_are_reported_with_their_line_and_ignored(self):
         wrong = ("seed -1", "seed x", "seed 1.5", 'estimator "best"', "estimator exact")

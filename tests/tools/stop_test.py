@@ -71,7 +71,7 @@ class EarlyEnds(RenderTest):
                 process.send_signal(signal.SIGINT)
                 time.sleep(0.05)
             self.assertLess(self.seconds_to_end(process), longest)
-            self.assertIn("finishing the frame; interrupt again", process.stderr.read())
+            self.assertIn("gets half a second, or interrupt again", process.stderr.read())
             self.assertFalse(os.path.exists(self.path("beauty.hdr")))  # no frame was whole
 
     def test_a_signal_ends_photons_without_number(self):

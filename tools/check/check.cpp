@@ -116,15 +116,19 @@ Json FaultsJson(const std::vector<Fault>& faults) {
     return {{"faults", list}};
 }
 
-std::string SummaryOf(const std::vector<Fault>& faults) {
+std::string SummaryOf(const std::vector<Fault>& faults, const std::string& scene) {
     std::string text;
+    std::ptrdiff_t all = 0;
     for (const Severity severity : {Severity::fault, Severity::warning}) {
         const auto count = std::count_if(faults.begin(), faults.end(), [&](const Fault& fault) {
             return fault.severity == severity;
         });
         if (count == 0) continue;
+        all += count;
         text += (text.empty() ? "" : ", ") + CountText(count, word_of(severity));
     }
+    if (!text.empty())
+        text += "; moonhare check " + scene + (all == 1 ? " lists it" : " lists them");
     return text;
 }
 

@@ -17,8 +17,8 @@ std::vector<Fault> OpenChecked(const Arguments& arguments);
 // The object that "check --json" prints.
 Json FaultsJson(const std::vector<Fault>& faults);
 
-// "3 faults, 2 warnings"; empty without any.
-std::string SummaryOf(const std::vector<Fault>& faults);
+// "3 faults, 2 warnings; moonhare check room lists them"; empty without any.
+std::string SummaryOf(const std::vector<Fault>& faults, const std::string& scene);
 
 // kSceneFaults when a fault is among them, or, by strict rules, a warning.
 int StatusOf(const std::vector<Fault>& faults, bool strict);

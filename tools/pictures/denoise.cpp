@@ -90,7 +90,7 @@ int denoise_started(const Arguments& arguments) {
     const std::string path =
         arguments.output.empty() ? DenoisedPath(arguments.first_image) : arguments.output;
     if (arguments.output.empty() && std::filesystem::exists(path))
-        return fail(kNotWritten, path + " stands there already; --output " + path + " replaces it");
+        return fail(kNotWritten, path + " exists already; use --output " + path + " to replace it");
     Pixels picture;
     const std::string unread = ReadPixels(arguments.first_image, picture);
     if (!unread.empty()) return fail(kSceneFaults, unread);

@@ -6,7 +6,7 @@
 
 namespace mh {
 
-// Writes the denoised picture; a file that stands there already is replaced only where its name was
+// Writes the denoised picture; a file that exists already is replaced only where its name was
 // given. Returns the exit status of the program.
 int DenoiseImage(const Arguments& arguments);
 

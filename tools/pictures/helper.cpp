@@ -139,7 +139,7 @@ std::string decode(const std::string& name, const std::string& content, const st
     OIIO::ImageSpec head, wishes;
     wishes["oiio:UnassociatedAlpha"] = 1; // colours as they stand
     const auto input = OIIO::ImageInput::create(format_of(name, content), false, nullptr, &file);
-    if (!input || !input->set_ioproxy(&file)) return "is in a format that is not known";
+    if (!input || !input->set_ioproxy(&file)) return "its format is not known";
     if (!input->open(name, head, wishes)) return "cannot be decoded: " + input->geterror();
     if (head.width < 1 || head.height < 1 || head.depth > 1 || head.nchannels < 1
         || 1.0 * head.width * head.height * head.nchannels > 4.0 * mh::kMostPicturePixels)

@@ -8,12 +8,14 @@
 #include "math/input_file.h"
 #include "math/srgb.h"
 #include "output/image_writer.h"
+#include "output/state.h"
 #include "pictures/picture_reader.h"
 #include "shading/image_reader.h"
 #include "shading/images.h"
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 namespace mh {
 
@@ -36,6 +38,12 @@ bool is_read_here(const std::string& path) {
     constexpr const char* kEndings[] = {".pfm", ".PFM", ".hdr", ".HDR", ".ppm", ".pgm"};
     return std::any_of(std::begin(kEndings), std::end(kEndings),
                        [&](const char* ending) { return path.ends_with(ending); });
+}
+
+std::string write_fault; // reported to a hook that is a plain function
+
+void keep_write_fault(const std::string&, const std::string& reason) {
+    write_fault = reason;
 }
 
 std::string read_by_library(const std::string& path, Pixels& pixels) {
@@ -78,12 +86,11 @@ std::string WritePixels(const std::string& path, const Pixels& pixels) {
     for (std::size_t i = 0; i < pixels.values.size(); ++i)
         set_texel(image, static_cast<std::int64_t>(i), pixels.values[i]);
     image.path = path;
-    CapturedReport report;
-    if (WriteImage(image)) return {};
-    std::string reason;
-    for (const ReportMessage& message : report.take_messages())
-        reason += message.text;
-    return "cannot write " + path + ": " + reason;
+    const CapturedReport report;
+    const auto former = std::exchange(Hooks.write_failed, keep_write_fault);
+    const bool is_written = WriteImage(image);
+    Hooks.write_failed = former;
+    return is_written ? "" : "cannot write " + path + ": " + write_fault;
 }
 
 } // namespace mh

@@ -105,7 +105,7 @@ std::string slurm_script(const Arguments& arguments, const Plan& plan) {
            + std::to_string(tasks - 1) + R"(
 #SBATCH --requeue
 set -eu
-moonhare=${MOONHARE:-)"
+moonhare=${MOONHARE_PROGRAM:-)"
            + quoted(own_program()) + "}\nscene=" + quoted(absolute(arguments.scene))
            + "\noutput=" + quoted(absolute(arguments.output_dir)) + "\nbounds=("
            + bounds_of(plan.frames, tasks) + R"()
@@ -134,7 +134,7 @@ exec "$moonhare" "$scene" )"
 
 int PrintFarmScript(const Arguments& arguments) {
     if (arguments.engine != "slurm") {
-        Complain("no script is known for " + arguments.engine + "; slurm is");
+        Complain(arguments.engine + " is not a batch system that moonhare knows; use slurm");
         return kWrongUse;
     }
     if (!IsDirectory(arguments.scene)) return kWrongUse;

@@ -20,6 +20,11 @@ struct Identity {
 // What is wrong with one that should be the other; empty when they are the same.
 std::string DifferenceFrom(const Identity& wanted, const Identity& found);
 
+// "seed 1, now 2; without adaptive": what differs in two lists of settings, with a word like "now"
+// before what is wanted.
+std::string SettingsDifference(const std::string& wanted, const std::string& found,
+                               const std::string& before_wanted);
+
 void put(std::string& bytes, const Identity& identity);
 void take(Bytes& bytes, Identity& identity);
 

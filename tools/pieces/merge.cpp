@@ -15,6 +15,7 @@
 #include "output/feature_planes.h"
 #include "output/image_writer.h"
 #include "output/state.h"
+#include "output_paths.h"
 #include "pictures/layers.h"
 #include "pieces/merge_cover.h"
 #include "pieces/partial_file.h"
@@ -394,7 +395,9 @@ std::size_t pictures_of(const Merge& merge) {
 
 int MergePieces(const Arguments& arguments) {
     Merge merge;
-    const std::string fault = read_pieces(arguments.pieces, merge);
+    std::string fault = FaultOfLayers(arguments);
+    if (!fault.empty()) return fail(kNotWritten, fault);
+    fault = read_pieces(arguments.pieces, merge);
     if (!fault.empty()) return fail(kWrongUse, fault);
     const int status = merge_read(arguments, merge);
     if (status != kDone) return status;

@@ -173,9 +173,8 @@ void list_faults(const std::vector<Fault>& faults) {
 }
 
 void complain_of(const std::vector<Fault>& faults) {
-    const std::string summary = SummaryOf(faults);
-    if (!summary.empty())
-        Complain(summary + "; moonhare check " + session.arguments->scene + " lists them");
+    const std::string summary = SummaryOf(faults, session.arguments->scene);
+    if (!summary.empty()) Complain(summary);
 }
 
 // Empty with everything ready for photons, or why there is nothing to render.
@@ -262,7 +261,7 @@ bool open_next(int& status) {
         return true;
     }
     EndingBegins();
-    if (!nothing.empty()) Complain(nothing + "; run moonhare check " + session.arguments->scene);
+    if (!nothing.empty()) Complain(nothing);
     close_scene();
     status = nothing.empty() ? kInterrupted : kSceneFaults;
     return false;
