@@ -140,12 +140,6 @@ void count_rays(const Ray& ray, SurfacePoint& point) {
     if (ray.depth + 1 >= std::min(RendererSettings.ray_depth, kDeepest)) point.rays.bounces = 0;
 }
 
-void write_aovs(const Ray& ray, const SurfacePoint& point, const LightSplit& parts,
-                const Vec3& emission) {
-    Camera* camera = ActiveCamera();
-    if (camera != nullptr) write_first_hit_aovs(*camera, ray, point, parts, emission);
-}
-
 Vec3 sky_seen(const Ray& ray) {
     const Vec3 light = sky_radiance(ray);
     if (sees_features(ray)) add_sky_feature(ray, light);
@@ -181,7 +175,7 @@ Vec3 radiance_of_survivor(Ray& ray) {
     if (exact && ray.depth == 0) note_first_hit(ray, point);
     if (exact && ray.depth == 1)
         note_bounce_end(ray, point, parts.to_lambertian + parts.to_transmissive + density);
-    if (ray.depth == 0) write_aovs(ray, point, parts, emission);
+    if (ray.depth == 0) write_first_hit_aovs(ray, point, parts, emission);
     if (sees_features(ray)) add_features(ray, point, emission);
     const Vec3 sum = parts.to_lambertian + parts.to_transmissive + parts.to_glossy
                      + parts.to_specular + emission;

@@ -120,17 +120,17 @@ constexpr std::size_t bit_of(Channel channel) {
 
 // Adds shares of the values of a hit to the images of their channels.
 struct HitWriter {
-    const FirstHitImages& images;
     std::size_t pixel = 0;
     float share = 0.0f;
 
     template<typename ValueOf>
     inline void add_each(Channel channel, const ValueOf& value_of) const {
-        for (const FirstHitImage* image = images[bit_of(channel)].get(); image != nullptr;
-             image = image->next.get()) {
-            const Vec3 value = value_of(*image);
-            if (is_black(value) || pixel >= image->pixels) continue;
-            add_to_sums(image->floats + pixel * image->channels, share * value);
+        const std::size_t bit = bit_of(channel);
+        for (std::uint32_t i = FirstHits.begin[bit]; i < FirstHits.begin[bit + 1]; ++i) {
+            const FirstHitImage& image = FirstHits.images[i];
+            const Vec3 value = value_of(image);
+            if (is_black(value) || pixel >= image.pixels) continue;
+            add_to_sums(image.floats + pixel * image.channels, share * value);
         }
     }
 
@@ -209,25 +209,24 @@ void add_light_aovs(std::vector<Aov>& list, const Ray& ray, const SurfacePoint& 
 }
 
 void FindFirstHitImages(Camera& camera) {
-    camera.first_hits = {};
-    for (Aov& aov : camera.aovs) {
-        const std::uint32_t channel = aov.channel & ~1u;
-        if (!std::has_single_bit(channel) || aov.image.channels < 3) continue;
-        const auto bit = bit_of(static_cast<Channel>(channel));
-        if (bit >= camera.first_hits.size()) continue;
-        Image& image = aov.image;
-        const std::size_t channels = to_size(image.channels);
-        camera.first_hits[bit] = std::make_shared<FirstHitImage>(
-            FirstHitImage{image.floats.data(), image.floats.size() / channels, channels,
-                          &aov.user_data, std::move(camera.first_hits[bit])});
+    FirstHits.images.clear();
+    for (std::size_t bit = 0; bit < kChannels; ++bit) {
+        FirstHits.begin[bit] = static_cast<std::uint32_t>(FirstHits.images.size());
+        for (Aov& aov : camera.aovs) {
+            Image& image = aov.image;
+            if ((aov.channel & ~1u) != 1u << bit || image.channels < 3) continue;
+            const std::size_t channels = to_size(image.channels);
+            FirstHits.images.push_back(
+                {image.floats.data(), image.floats.size() / channels, channels, &aov.user_data});
+        }
     }
+    FirstHits.begin[kChannels] = static_cast<std::uint32_t>(FirstHits.images.size());
 }
 
-void write_first_hit_aovs(const Camera& camera, const Ray& ray, const SurfacePoint& point,
-                          const LightSplit& parts, const Vec3& emission) {
-    if (ray.depth != 0) return;
-    const HitWriter to = {camera.first_hits, to_size(ThreadStates[ray.thread].pixel),
-                          sample_share(ray)};
+void write_first_hit_aovs(const Ray& ray, const SurfacePoint& point, const LightSplit& parts,
+                          const Vec3& emission) {
+    if (ray.depth != 0 || FirstHits.images.empty()) return;
+    const HitWriter to = {to_size(ThreadStates[ray.thread].pixel), sample_share(ray)};
     to.add(Channel::lambertian, parts.to_lambertian);
     to.add(Channel::lambertian_color, point.lambertian_color);
     to.add(Channel::transmissive, parts.to_transmissive);

@@ -38,8 +38,8 @@ void FindFirstHitImages(Camera& camera);
 
 // Adds the values of a camera ray's first hit, over ray.sample_divisor, to all AOVs of the camera;
 // nothing for later hits. `parts` holds the four layers' radiance after their colours.
-void write_first_hit_aovs(const Camera& camera, const Ray& ray, const SurfacePoint& point,
-                          const LightSplit& parts, const Vec3& emission);
+void write_first_hit_aovs(const Ray& ray, const SurfacePoint& point, const LightSplit& parts,
+                          const Vec3& emission);
 
 // Adds light that the lambertian layer of a pixel's first hit sends on in this frame.
 void add_lambertian_light(Camera& camera, std::int64_t pixel, const Vec3& light);

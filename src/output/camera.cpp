@@ -153,7 +153,6 @@ void InitializeCamera(Camera& camera) {
     camera.moving = !same_given_fields(camera.poses[0], camera.poses[1]);
     for (Aov& aov : camera.aovs)
         AllocateAov(aov, camera.width, camera.height);
-    camera.first_hits = {};
 
     ReportLine("camera sensor width ", camera.width, "pixels");
     ReportLine("camera sensor height", camera.height, "pixels");

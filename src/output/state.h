@@ -19,6 +19,20 @@ struct ImageWritingRecord {
     std::map<std::string, std::string> faults; // by path: why the last write failed
 };
 
+// An image that the first hits of a frame add to.
+struct FirstHitImage {
+    float* floats = nullptr;
+    std::size_t pixels = 0, channels = 3;
+    const std::string* user_data = nullptr; // of its AOV
+};
+
+// Those of the frame under way, by channel: of the channel with bit b from begin[b] to
+// begin[b + 1] - 1.
+struct FirstHitImages {
+    std::vector<FirstHitImage> images;
+    std::array<std::uint32_t, kChannels + 1> begin{};
+};
+
 // Sums of the planes: of each pixel its number of frames, and how many it is to have next; then for
 // light, albedo, normal and depth the sum over even frames, over odd ones, and that of squares.
 struct PlaneSumsRecord {
@@ -29,6 +43,7 @@ struct PlaneSumsRecord {
 
 struct OutputStateRecord {
     std::vector<Camera> cameras;
+    FirstHitImages first_hits;
     PlaneSumsRecord planes;
     ImageWritingRecord image_writing;
 };
@@ -36,6 +51,7 @@ struct OutputStateRecord {
 [[gnu::visibility("hidden")]] extern OutputStateRecord OutputState;
 
 inline constexpr auto& Cameras = OutputState.cameras;
+inline constexpr auto& FirstHits = OutputState.first_hits;
 inline constexpr auto& PlaneSums = OutputState.planes;
 inline constexpr auto& ImageWriting = OutputState.image_writing;
 

@@ -7,8 +7,8 @@
 #include "shading/types.h"
 
 #include <array>
+#include <bit>
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -40,6 +40,8 @@ enum class Channel : std::uint32_t {
     all_light = 1048576, // of a light: all of it that reaches the picture
 };
 
+constexpr std::size_t kChannels = std::bit_width(static_cast<std::uint32_t>(Channel::all_light));
+
 // Which planes of output/feature_planes.h are kept; each with all before it.
 enum class PlaneNeed : std::uint8_t { none, noise, features };
 
@@ -58,17 +60,6 @@ struct Aov {
 constexpr bool holds(const Aov& aov, Channel channel) {
     return (aov.channel & ~1u) == static_cast<std::uint32_t>(channel);
 }
-
-// An image that the first hits of a frame add to.
-struct FirstHitImage {
-    float* floats = nullptr;
-    std::size_t pixels = 0, channels = 3;
-    const std::string* user_data = nullptr; // of its AOV
-    std::shared_ptr<FirstHitImage> next;    // of the same channel
-};
-
-// By channel, as the number of its bit.
-using FirstHitImages = std::array<std::shared_ptr<FirstHitImage>, 21>;
 
 // Light that has arrived for each layer, weighted by Fresnel and the layer's geometry, before the
 // layer's colour.
@@ -112,7 +103,6 @@ struct Camera {
     float inverse_sample = 0.0f; // derived
     bool moving = false;         // derived: the poses differ
     std::vector<Aov> aovs;       // the first is the beauty image
-    FirstHitImages first_hits;   // derived: of these, while a frame is under way
     Projection projection = Projection::pinhole;
     AngleMeasure angle_measure = AngleMeasure::degrees; // stored only
     std::int32_t pose_index = 0;                        // the pose that the setters write to

@@ -34,7 +34,7 @@ struct AovTest : testing::Test {
         aov.user_data = user_data;
         AllocateAov(aov, 2, 2);
         FindFirstHitImages(camera);
-        write_first_hit_aovs(camera, ray, point, parts, emission);
+        write_first_hit_aovs(ray, point, parts, emission);
         for (const int other : {0, 1, 3})
             EXPECT_EQ(read_pixel(aov.image, other), Vec3{});
         return read_pixel(aov.image, kPixel);
